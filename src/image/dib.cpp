@@ -2,6 +2,7 @@
 
 #include <FreeImagePlus.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -198,24 +199,30 @@ void CDIB::ApplyTransparentIndex() {
     Attach(std::move(out));
 }
 
-void CDIB::Flatten(COLORREF background) {
-    if (BitCount() < 8) return;
+Block FlattenDib(const Block& source, COLORREF background) {
+    if (DibBitCount(source) < 8) return {};
     const std::uint8_t br = GetRValue(background), bg = GetGValue(background), bb = GetBValue(background);
-    Block out = ConvertPixels(block_, 24, [&](Bgra p) {
+    return ConvertPixels(source, 24, [&](Bgra p) {
         return Bgra{ComposeOver(p.b, p.a, bb), ComposeOver(p.g, p.a, bg), ComposeOver(p.r, p.a, br), 255};
     });
-    if (out) Attach(std::move(out));
 }
 
-void CDIB::ConvertTo32(bool useKey, COLORREF keyColor) {
-    const int bits = BitCount();
-    if (bits != 1 && bits != 4 && bits != 8 && bits != 24 && bits != 32) return;
-    const std::uint8_t kr = GetRValue(keyColor), kg = GetGValue(keyColor), kb = GetBValue(keyColor);
-    Block out = ConvertPixels(block_, 32, [&](Bgra p) {
+Block ConvertDibTo32(const Block& source, bool useKey, COLORREF key) {
+    const int bits = DibBitCount(source);
+    if (bits != 1 && bits != 4 && bits != 8 && bits != 24 && bits != 32) return {};
+    const std::uint8_t kr = GetRValue(key), kg = GetGValue(key), kb = GetBValue(key);
+    return ConvertPixels(source, 32, [&](Bgra p) {
         if (useKey) p.a = (p.r == kr && p.g == kg && p.b == kb) ? 0 : 255;
         return p;
     });
-    if (out) Attach(std::move(out));
+}
+
+void CDIB::Flatten(COLORREF background) {
+    if (Block out = FlattenDib(block_, background)) Attach(std::move(out));
+}
+
+void CDIB::ConvertTo32(bool useKey, COLORREF keyColor) {
+    if (Block out = ConvertDibTo32(block_, useKey, keyColor)) Attach(std::move(out));
 }
 
 CDIB CDIB::MakeKeyedCopy() const {

@@ -124,6 +124,11 @@ private:
     bool libraryChanged_ = false;
 };
 
+// Block-level forms of the conversions above, for callers that hold a bare block. Each returns a
+// new block, or an empty one when the source has another depth or memory runs out.
+Block FlattenDib(const Block& source, COLORREF background);            // 8 bits or more -> 24
+Block ConvertDibTo32(const Block& source, bool useKey, COLORREF key);  // 1, 4, 8, 24, 32 -> 32
+
 // Colour composition over an opaque background, used by Flatten and the colour reduction:
 // (colour x alpha + background x (255 - alpha)) / 255, truncated.
 inline std::uint8_t ComposeOver(std::uint8_t color, std::uint8_t alpha, std::uint8_t background) {

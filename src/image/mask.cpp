@@ -23,7 +23,10 @@ CMask& CMask::operator=(const CMask& other) {
 }
 
 int CMask::Allocate(std::uint32_t width, std::uint32_t height) {
-    Clear();
+    values_.clear();
+    values_.shrink_to_fit();
+    width_ = 0;
+    height_ = 0;
     std::size_t count = 0;
     if (width == 0 || height == 0 || !CheckedMul(width, height, count) || count > kMaxBlockBytes) return 0;
     try {

@@ -1,0 +1,115 @@
+#include "image/dib_block.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "image/bytes.h"
+
+namespace tellurine {
+namespace {
+
+TEST(DibBlock, CreationRoundsTheDepthAndFillsTheHeader) {
+    const std::pair<int, int> cases[] = {{0, 1}, {1, 1}, {2, 4}, {4, 4}, {5, 8}, {9, 16},
+                                         {17, 24}, {25, 32}, {32, 32}, {33, 4}, {1000, 4}};
+    for (auto [requested, expected] : cases) {
+        const Block b = CreateDibBlock(5, 3, requested);
+        ASSERT_FALSE(b.empty()) << requested;
+        const auto h = BitmapInfoHeader::Load(b.data());
+        EXPECT_EQ(h.bitCount, expected) << requested;
+        const std::uint32_t colors = expected <= 8 ? 1u << expected : 0;
+        EXPECT_EQ(h.size, 40u);
+        EXPECT_EQ(h.width, 5);
+        EXPECT_EQ(h.height, 3);
+        EXPECT_EQ(h.planes, 1);
+        EXPECT_EQ(h.compression, 0u);
+        EXPECT_EQ(h.sizeImage, 0u);
+        EXPECT_EQ(h.clrUsed, colors);
+        EXPECT_EQ(h.clrImportant, colors);
+        EXPECT_EQ(b.size(), 40 + colors * 4 + DibRowStride(5, expected) * 3) << requested;
+    }
+    EXPECT_EQ(DibRowStride(1, 1), 4u);
+    EXPECT_EQ(DibRowStride(3, 24), 12u);
+    EXPECT_EQ(DibRowStride(33, 1), 8u);
+    EXPECT_EQ(DibRowStride(5, 32), 20u);
+}
+
+TEST(DibBlock, DefaultColourTables) {
+    const Block mono = CreateDibBlock(8, 1, 1);
+    EXPECT_EQ(CreateDibPalette(mono).entries, (std::vector<PaletteEntry>{{0, 0, 0, 0}, {0, 0, 0, 0}}));
+
+    const Palette four = CreateDibPalette(CreateDibBlock(8, 1, 4));
+    ASSERT_EQ(four.size(), 16u);
+    EXPECT_EQ(four.entries[1], (PaletteEntry{128, 0, 0, 0}));
+    EXPECT_EQ(four.entries[7], (PaletteEntry{192, 192, 192, 0}));
+    EXPECT_EQ(four.entries[15], (PaletteEntry{255, 255, 255, 0}));
+
+    const Palette eight = CreateDibPalette(CreateDibBlock(8, 1, 8));
+    ASSERT_EQ(eight.size(), 256u);
+    for (int i = 0; i < 256; ++i) EXPECT_EQ(eight.entries[i], four.entries[i % 16]) << i;
+}
+
+// A foreign block with the 12-byte core header: 16-bit sizes and 3-byte table entries.
+TEST(DibBlock, CoreHeaderIsReadWithItsOwnFieldWidths) {
+    const std::size_t stride = DibRowStride(300, 8);
+    Block b = Block::Allocate(12 + 768 + stride * 2);
+    std::uint8_t* p = b.data();
+    StoreU32(p, 12);
+    StoreU16(p + 4, 300);
+    StoreU16(p + 6, 2);
+    StoreU16(p + 8, 1);
+    StoreU16(p + 10, 8);
+    p[12 + 3 * 5 + 0] = 10;  // entry 5: blue, green, red
+    p[12 + 3 * 5 + 1] = 20;
+    p[12 + 3 * 5 + 2] = 30;
+    EXPECT_EQ(DibWidth(b), 300);
+    EXPECT_EQ(DibHeight(b), 2);
+    EXPECT_EQ(DibBitCount(b), 8);
+    EXPECT_EQ(DibColorCount(b), 256u);
+    EXPECT_EQ(DibColorTableSize(b), 768u);
+    const auto layout = GetDibLayout(b);
+    ASSERT_TRUE(layout);
+    EXPECT_EQ(layout->pixelOffset, 12u + 768u);
+    const Palette pal = CreateDibPalette(b);
+    ASSERT_EQ(pal.size(), 256u);
+    EXPECT_EQ(pal.entries[5], (PaletteEntry{30, 20, 10, 0}));
+}
+
+TEST(DibBlock, ColourCountFollowsColoursUsedOfAnInformationHeader) {
+    Block b = CreateDibBlock(4, 4, 8);
+    StoreU32(b.data() + 32, 16);  // colours used
+    EXPECT_EQ(DibColorCount(b), 16u);
+    EXPECT_EQ(DibColorTableSize(b), 64u);
+    EXPECT_EQ(GetDibLayout(b)->pixelOffset, 40u + 64u);
+    StoreU32(b.data() + 32, 0);
+    EXPECT_EQ(DibColorCount(b), 256u);
+    EXPECT_EQ(DibColorCount(CreateDibBlock(4, 4, 24)), 0u);
+    EXPECT_EQ(DibColorTableSize(CreateDibBlock(4, 4, 32)), 0u);
+}
+
+TEST(DibBlock, RefusesAbsurdSizesAndMalformedBlocks) {
+    EXPECT_TRUE(CreateDibBlock(0, 5, 8).empty());
+    EXPECT_TRUE(CreateDibBlock(5, -1, 8).empty());
+    EXPECT_TRUE(CreateDibBlock(kMaxDibDimension + 1, 1, 8).empty());
+    EXPECT_TRUE(CreateDibBlock(kMaxDibDimension, kMaxDibDimension, 32).empty());  // over the byte limit
+    EXPECT_EQ(DibWidth(Block{}), 0);
+    EXPECT_EQ(DibBitCount(Block::Allocate(8)), 0);
+
+    const Block good = CreateDibBlock(7, 7, 4);
+    ASSERT_TRUE(GetDibLayout(good));
+    auto damaged = [&](auto edit) {
+        Block b = good.Duplicate();
+        edit(b);
+        return GetDibLayout(b).has_value();
+    };
+    EXPECT_FALSE(damaged([](Block& b) { StoreU32(b.data() + 32, 0x40000000); }));  // colours used
+    EXPECT_FALSE(damaged([](Block& b) { StoreU32(b.data() + 32, 300); }));         // > 256 at 4 bits
+    EXPECT_FALSE(damaged([](Block& b) { StoreU32(b.data() + 8, static_cast<std::uint32_t>(-7)); }));
+    EXPECT_FALSE(damaged([](Block& b) { StoreU32(b.data() + 16, 2); }));  // run-length compressed
+    EXPECT_FALSE(damaged([](Block& b) { StoreU16(b.data() + 14, 7); }));  // no such depth
+    EXPECT_FALSE(damaged([](Block& b) { StoreU32(b.data() + 4, 100); }));  // rows past the end
+    EXPECT_FALSE(damaged([](Block& b) { StoreU32(b.data(), 64); }));       // unknown header size
+}
+
+}  // namespace
+}  // namespace tellurine

@@ -1,0 +1,267 @@
+#include "image/dib.h"
+
+#include <FreeImagePlus.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+
+#include "image/archive.h"
+#include "image/bytes.h"
+#include "test_support.h"
+
+namespace tellurine {
+namespace {
+
+using test::Bgra;
+using test::GetBgra;
+using test::GetIndex;
+using test::SetBgra;
+using test::SetIndex;
+using test::SetTableEntry;
+
+CDIB MakeDib(int w, int h, int bits) {
+    CDIB dib;
+    dib.Attach(CreateDibBlock(w, h, bits));
+    return dib;
+}
+
+// A 4 x 2 8-bit picture over a table whose entry i is (i, 2i, 3i).
+CDIB MakeIndexed() {
+    Block b = CreateDibBlock(4, 2, 8);
+    for (int i = 0; i < 256; ++i)
+        SetTableEntry(b, i, static_cast<std::uint8_t>(i), static_cast<std::uint8_t>(2 * i), static_cast<std::uint8_t>(3 * i));
+    for (int i = 0; i < 8; ++i) SetIndex(b, i % 4, i / 4, 10 + i);
+    CDIB dib;
+    dib.Attach(std::move(b));
+    return dib;
+}
+
+TEST(CDib, CopyResetsResolutionButAssignmentKeepsIt) {
+    CDIB source = MakeIndexed();
+    source.resolution = 300;
+    source.transparentIndex = 12;
+    source.loaderValue = 7;
+    source.loaderIndex = 3;
+    source.loaderReal = 2.5;
+    source.loaderFlag1 = 1;
+    source.loaderFlag2 = 1;
+    ASSERT_EQ(source.SaveColorTable(2), 1);
+
+    const CDIB copy(source);
+    EXPECT_EQ(copy.resolution, 0);
+    EXPECT_EQ(copy.loaderIndex, -1);
+    EXPECT_EQ(copy.loaderReal, 0.0);
+    EXPECT_EQ(copy.loaderFlag1 + copy.loaderFlag2, 0);
+    EXPECT_EQ(copy.loaderValue, 7);
+    EXPECT_EQ(copy.transparentIndex, 12);
+    EXPECT_EQ(copy.SavedTableBits(), 2);
+    EXPECT_EQ(copy.SavedColorTable(), source.SavedColorTable());
+    EXPECT_EQ(copy.GetPalette(), source.GetPalette());
+    ASSERT_EQ(copy.GetBlock().size(), source.GetBlock().size());
+    EXPECT_NE(copy.GetBlock().data(), source.GetBlock().data());
+    EXPECT_EQ(0, std::memcmp(copy.GetBlock().data(), source.GetBlock().data(), source.GetBlock().size()));
+
+    CDIB assigned = MakeDib(2, 2, 24);
+    assigned = source;
+    EXPECT_EQ(assigned.resolution, 300);
+    EXPECT_EQ(assigned.loaderIndex, 3);
+    EXPECT_EQ(assigned.loaderReal, 2.5);
+    EXPECT_EQ(assigned.loaderFlag1, 1);
+    EXPECT_EQ(assigned.BitCount(), 8);
+
+    // Duplicating a foreign block resets the attributes a loader set, not the transparency.
+    assigned.CopyFromBlock(CreateDibBlock(3, 3, 24));
+    EXPECT_EQ(assigned.resolution, 0);
+    EXPECT_EQ(assigned.loaderIndex, -1);
+    EXPECT_EQ(assigned.transparentIndex, 12);
+    EXPECT_EQ(assigned.SavedTableBits(), 2);
+    EXPECT_TRUE(assigned.GetPalette().empty());
+}
+
+TEST(CDib, AttachBuildsThePaletteUnlessSuppressed) {
+    CDIB dib = MakeDib(2, 2, 4);
+    EXPECT_EQ(dib.GetPalette().size(), 16u);
+    {
+        CDIB::PaletteSuppressor quiet;
+        dib.Attach(CreateDibBlock(2, 2, 8));
+        EXPECT_EQ(dib.GetPalette().size(), 16u);  // left as it was
+    }
+    dib.Attach(CreateDibBlock(2, 2, 8));
+    EXPECT_EQ(dib.GetPalette().size(), 256u);
+    dib.Clear();
+    EXPECT_TRUE(dib.IsEmpty());
+    EXPECT_TRUE(dib.GetPalette().empty());
+    EXPECT_EQ(dib.Width(), 0);
+}
+
+TEST(CDib, ColourTableAndIndexQueries) {
+    CDIB dib = MakeIndexed();
+    ASSERT_EQ(dib.SaveColorTable(2), 1);
+    EXPECT_EQ(dib.SavedColorTable(), (std::vector<std::uint8_t>{0, 0, 0, 1, 2, 3, 2, 4, 6, 3, 6, 9}));
+    EXPECT_EQ(dib.UsesIndex(10), 1);
+    EXPECT_EQ(dib.UsesIndex(17), 1);
+    EXPECT_EQ(dib.UsesIndex(18), 0);
+
+    Block small = CreateDibBlock(2, 2, 8);
+    StoreU32(small.data() + 32, 16);  // only 16 colours in the table
+    CDIB sixteen;
+    sixteen.Attach(std::move(small));
+    EXPECT_EQ(sixteen.SaveColorTable(4), 1);
+    EXPECT_EQ(sixteen.SaveColorTable(5), 0);
+    EXPECT_EQ(MakeDib(2, 2, 24).SaveColorTable(1), 0);
+    EXPECT_EQ(MakeDib(2, 2, 4).UsesIndex(0), 0);  // 8-bit only
+}
+
+TEST(CDib, TransparentIndexBecomesAlpha) {
+    CDIB dib = MakeIndexed();
+    dib.ApplyTransparentIndex();
+    EXPECT_EQ(dib.BitCount(), 8);  // no transparent index: nothing to do
+    dib.transparentIndex = 12;
+    dib.ApplyTransparentIndex();
+    ASSERT_EQ(dib.BitCount(), 32);
+    Block b = dib.GetBlock().Duplicate();
+    EXPECT_EQ(GetBgra(b, 2, 0), (Bgra{36, 24, 12, 0}));
+    EXPECT_EQ(GetBgra(b, 3, 0), (Bgra{39, 26, 13, 255}));
+    EXPECT_EQ(GetBgra(b, 0, 1), (Bgra{42, 28, 14, 255}));
+    EXPECT_TRUE(dib.GetPalette().empty());
+}
+
+TEST(CDib, FlattenAndConvertRespectTheirDepths) {
+    CDIB dib = MakeDib(2, 1, 32);
+    Block b = dib.GetBlock().Duplicate();
+    SetBgra(b, 0, 0, 0, 100, 200, 128);
+    SetBgra(b, 1, 0, 10, 20, 30, 255);
+    dib.Attach(std::move(b));
+
+    CDIB flat = dib;
+    flat.Flatten(RGB(255, 255, 255));
+    ASSERT_EQ(flat.BitCount(), 24);
+    Block f = flat.GetBlock().Duplicate();
+    // (c * a + 255 * (255 - a)) / 255
+    EXPECT_EQ(GetBgra(f, 0, 0), (Bgra{127, 177, 227, 255}));
+    EXPECT_EQ(GetBgra(f, 1, 0), (Bgra{10, 20, 30, 255}));
+
+    CDIB indexed = MakeIndexed();
+    indexed.Flatten(0);
+    EXPECT_EQ(indexed.BitCount(), 24);
+    CDIB four = MakeDib(2, 2, 4);
+    four.Flatten(0);
+    EXPECT_EQ(four.BitCount(), 4);  // below 8 bits: left as it is
+
+    CDIB keyed = MakeIndexed();
+    keyed.ConvertTo32(true, RGB(11, 22, 33));
+    ASSERT_EQ(keyed.BitCount(), 32);
+    Block k = keyed.GetBlock().Duplicate();
+    EXPECT_EQ(GetBgra(k, 1, 0).a, 0);
+    EXPECT_EQ(GetBgra(k, 0, 0).a, 255);
+    CDIB plain = dib;
+    plain.ConvertTo32(false, 0);
+    Block p = plain.GetBlock().Duplicate();
+    EXPECT_EQ(GetBgra(p, 0, 0).a, 128);  // 32-bit alpha is kept without a key
+
+    CDIB sixteen = MakeDib(2, 2, 16);
+    sixteen.ConvertTo32(false, 0);
+    EXPECT_EQ(sixteen.BitCount(), 16);
+}
+
+TEST(CDib, KeyedCopyMarksLowAlphaMagenta) {
+    CDIB dib = MakeDib(3, 1, 32);
+    Block b = dib.GetBlock().Duplicate();
+    SetBgra(b, 0, 0, 0, 0, 0, 63);
+    SetBgra(b, 1, 0, 0, 0, 255, 64);
+    SetBgra(b, 2, 0, 1, 2, 3, 255);
+    dib.Attach(std::move(b));
+    CDIB keyed = dib.MakeKeyedCopy();
+    ASSERT_EQ(keyed.BitCount(), 24);
+    EXPECT_EQ(dib.BitCount(), 32);  // the source is untouched
+    Block k = keyed.GetBlock().Duplicate();
+    EXPECT_EQ(GetBgra(k, 0, 0), (Bgra{255, 0, 255, 255}));
+    EXPECT_EQ(GetBgra(k, 1, 0), (Bgra{0xA8, 0xA8, 0xE8, 255}));  // over E1E1E1 at alpha 64
+    EXPECT_EQ(GetBgra(k, 2, 0), (Bgra{1, 2, 3, 255}));
+    // A picture without alpha is fully opaque: nothing becomes magenta.
+    CDIB opaque = MakeIndexed().MakeKeyedCopy();
+    Block o = opaque.GetBlock().Duplicate();
+    EXPECT_EQ(GetBgra(o, 0, 0), (Bgra{30, 20, 10, 255}));
+}
+
+TEST(CDib, ArchiveFormIsFlagSizeAndBlock) {
+    Archive empty = Archive::ForStoring();
+    CDIB nothing;
+    nothing.Serialize(empty);
+    EXPECT_EQ(empty.Bytes(), (std::vector<std::uint8_t>{0, 0, 0, 0}));
+
+    CDIB dib = MakeIndexed();
+    Archive out = Archive::ForStoring();
+    dib.Serialize(out);
+    const auto& bytes = out.Bytes();
+    ASSERT_EQ(bytes.size(), 8 + dib.GetBlock().size());
+    EXPECT_EQ(LoadU32(bytes.data()), 1u);
+    EXPECT_EQ(LoadU32(bytes.data() + 4), 40u + 1024u + 8u);
+    EXPECT_EQ(0, std::memcmp(bytes.data() + 8, dib.GetBlock().data(), dib.GetBlock().size()));
+
+    Archive in = Archive::ForLoading(bytes);
+    CDIB back;
+    ASSERT_TRUE(back.Serialize(in));
+    EXPECT_EQ(back.GetPalette(), dib.GetPalette());
+    EXPECT_EQ(0, std::memcmp(back.GetBlock().data(), dib.GetBlock().data(), dib.GetBlock().size()));
+
+    // Truncated, lying about its size, or not a bitmap: refused, and the bitmap keeps its picture.
+    std::vector<std::uint8_t> truncated(bytes.begin(), bytes.end() - 1);
+    Archive t = Archive::ForLoading(truncated);
+    EXPECT_FALSE(back.Serialize(t));
+    std::vector<std::uint8_t> lying = bytes;
+    StoreU32(lying.data() + 4, 0xFFFFFFF0);
+    Archive l = Archive::ForLoading(lying);
+    EXPECT_FALSE(back.Serialize(l));
+    std::vector<std::uint8_t> garbage = {1, 0, 0, 0, 4, 0, 0, 0, 1, 2, 3, 4};
+    Archive g = Archive::ForLoading(garbage);
+    EXPECT_FALSE(back.Serialize(g));
+    EXPECT_EQ(back.BitCount(), 8);
+}
+
+TEST(CDib, LibraryImageRoundTripConvertsTheResolution) {
+    EXPECT_EQ(CDIB::DotsPerMeterFromDpi(0), 3780);  // the default 96 dpi
+    EXPECT_EQ(CDIB::DotsPerMeterFromDpi(72), 2835);
+    EXPECT_EQ(CDIB::DotsPerMeterFromDpi(300), 11811);
+    std::int32_t dpi = 0;
+    ASSERT_TRUE(CDIB::DpiFromDotsPerMeter(11811, dpi));
+    EXPECT_EQ(dpi, 300);
+    EXPECT_FALSE(CDIB::DpiFromDotsPerMeter(std::nan(""), dpi));
+
+    for (int bits : {1, 4, 8, 24, 32}) {
+        CDIB dib = MakeDib(5, 3, bits);
+        Block b = dib.GetBlock().Duplicate();
+        for (std::size_t i = GetDibLayout(b)->pixelOffset; i < b.size(); ++i) b.data()[i] = static_cast<std::uint8_t>(i * 7);
+        if (bits <= 8) SetTableEntry(b, 1, 9, 8, 7);
+        dib.Attach(std::move(b));
+        dib.resolution = 72;
+        ASSERT_TRUE(dib.SyncToLibraryImage()) << bits;
+        EXPECT_EQ(FreeImage_GetDotsPerMeterX(dib.LibraryImage()), 2835u);
+        EXPECT_FALSE(dib.LibraryImageChanged());
+
+        CDIB back;
+        back.LibraryImage() = dib.LibraryImage();
+        ASSERT_TRUE(back.SyncFromLibraryImage()) << bits;
+        EXPECT_EQ(back.resolution, 72);
+        ASSERT_EQ(back.BitCount(), bits);
+        const auto l = GetDibLayout(dib.GetBlock());
+        for (int y = 0; y < 3; ++y)
+            EXPECT_EQ(0, std::memcmp(back.GetBlock().data() + l->RowOffset(y), dib.GetBlock().data() + l->RowOffset(y),
+                                     l->stride))
+                << bits << " row " << y;
+        if (bits <= 8) {
+            EXPECT_EQ(back.GetPalette().entries[1], (PaletteEntry{9, 8, 7, 0}));
+        }
+    }
+    CDIB copy;
+    {
+        CDIB dib = MakeDib(2, 2, 24);
+        dib.SyncToLibraryImage();
+        copy = dib;
+    }
+    EXPECT_TRUE(copy.LibraryImageChanged());  // a copied library image is marked changed
+}
+
+}  // namespace
+}  // namespace tellurine

@@ -1,0 +1,149 @@
+#include "image/mask.h"
+
+#include <gtest/gtest.h>
+
+#include <numeric>
+
+#include "image/archive.h"
+#include "test_support.h"
+
+namespace tellurine {
+namespace {
+
+using test::Bgra;
+using test::GetBgra;
+using test::GetIndex;
+using test::SetBgra;
+using test::SetIndex;
+
+CMask Uniform(std::uint32_t w, std::uint32_t h, std::uint8_t value) {
+    CMask m;
+    m.Allocate(w, h);
+    std::fill(m.Values().begin(), m.Values().end(), value);
+    return m;
+}
+
+TEST(CMask, ApplyToBitmapByDepth) {
+    Block rgb = CreateDibBlock(1, 1, 24);
+    SetBgra(rgb, 0, 0, 255, 100, 3);
+    ASSERT_EQ(Uniform(1, 1, 128).ApplyToBitmap(rgb), 1);
+    EXPECT_EQ(GetBgra(rgb, 0, 0), (Bgra{128, 50, 1, 255}));  // channel * 128 / 255
+
+    Block argb = CreateDibBlock(3, 1, 32);
+    for (int x = 0; x < 3; ++x) SetBgra(argb, x, 0, 9, 9, 9, 200);
+    CMask m(Uniform(3, 1, 255));
+    m.Values()[1] = 0;
+    m.Values()[2] = 100;
+    ASSERT_EQ(m.ApplyToBitmap(argb), 1);
+    EXPECT_EQ(GetBgra(argb, 0, 0), (Bgra{9, 9, 9, 200}));  // 255 keeps alpha exactly
+    EXPECT_EQ(GetBgra(argb, 1, 0), (Bgra{9, 9, 9, 0}));
+    EXPECT_EQ(GetBgra(argb, 2, 0), (Bgra{9, 9, 9, 78}));  // 200 * 100 / 255, colour untouched
+
+    for (int bits : {1, 4, 8}) {
+        Block indexed = CreateDibBlock(2, 1, bits);
+        SetIndex(indexed, 0, 0, 1);
+        SetIndex(indexed, 1, 0, 1);
+        CMask threshold = Uniform(2, 1, 127);
+        threshold.Values()[1] = 128;
+        ASSERT_EQ(threshold.ApplyToBitmap(indexed), 1);
+        EXPECT_EQ(GetIndex(indexed, 0, 0), 0) << bits;
+        EXPECT_EQ(GetIndex(indexed, 1, 0), 1) << bits;
+    }
+
+    Block sixteen = CreateDibBlock(1, 1, 16);
+    EXPECT_EQ(Uniform(1, 1, 0).ApplyToBitmap(sixteen), 0);
+    EXPECT_EQ(CMask().ApplyToBitmap(rgb), 0);
+    EXPECT_EQ(Uniform(2, 2, 0).ApplyToBitmap(rgb), 0);  // another size
+}
+
+// Mask rows follow the bitmap's stored rows: row 0 is the bottom of the picture.
+TEST(CMask, ChannelsFollowTheStoredRowOrder) {
+    Block b = CreateDibBlock(2, 2, 32);
+    SetBgra(b, 0, 0, 1, 2, 3, 4);      // top left
+    SetBgra(b, 1, 1, 5, 6, 7, 8);      // bottom right
+    CMask red, alpha;
+    ASSERT_EQ(red.FromRedChannel(b), 1);
+    ASSERT_EQ(alpha.FromAlpha(b), 1);
+    EXPECT_EQ(red.At(0, 1), 3);
+    EXPECT_EQ(red.At(1, 0), 7);
+    EXPECT_EQ(alpha.At(0, 1), 4);
+    EXPECT_EQ(alpha.At(1, 0), 8);
+
+    Block back = red.ToBitmap();
+    EXPECT_EQ(GetBgra(back, 0, 0), (Bgra{3, 3, 3, 255}));
+    EXPECT_EQ(GetBgra(back, 1, 1), (Bgra{7, 7, 7, 255}));
+
+    Block rgb = CreateDibBlock(3, 1, 24);
+    EXPECT_EQ(red.FromRedChannel(rgb), 1);
+    EXPECT_EQ(red.Width(), 3u);
+    EXPECT_EQ(alpha.FromAlpha(rgb), 0);
+    EXPECT_EQ(alpha.FromRedChannel(CreateDibBlock(2, 2, 8)), 0);
+    EXPECT_TRUE(CMask().ToBitmap().empty());
+}
+
+TEST(CMask, CopiesOfEmptyMasksStayEmpty) {
+    CMask a = Uniform(4, 2, 9);
+    a.attribute = 5;
+    CMask b(a);
+    EXPECT_EQ(b.Width(), 4u);
+    EXPECT_EQ(b.Values(), a.Values());
+    EXPECT_EQ(b.attribute, 5);
+    b = CMask();
+    EXPECT_TRUE(b.IsEmpty());
+    EXPECT_EQ(b.Width(), 0u);
+    b.Clear();
+    EXPECT_EQ(b.attribute, 0);
+    EXPECT_EQ(b.Allocate(0, 3), 0);
+    EXPECT_EQ(b.Allocate(0x10000, 0x10000), 0);  // over the allocation limit
+    EXPECT_TRUE(b.IsEmpty());
+}
+
+std::vector<std::uint8_t> Store(CMask& m) {
+    Archive ar = Archive::ForStoring();
+    m.Serialize(ar);
+    return ar.TakeBytes();
+}
+
+TEST(CMask, ArchiveFormKeepsOnlySquareMasks) {
+    CMask square = Uniform(16, 16, 0);
+    std::iota(square.Values().begin(), square.Values().end(), 0);
+    auto bytes = Store(square);
+    ASSERT_EQ(bytes.size(), 8u + 256u);
+    CMask back;
+    Archive in = Archive::ForLoading(bytes);
+    ASSERT_TRUE(back.Serialize(in));
+    EXPECT_EQ(back.Width(), 16u);
+    EXPECT_EQ(back.Height(), 16u);
+    EXPECT_EQ(back.Values(), square.Values());
+
+    // 16 & 32 == 0: the mask is written as a single 0 and reads back empty.
+    CMask tall = Uniform(16, 32, 1);
+    EXPECT_EQ(Store(tall), (std::vector<std::uint8_t>{0, 0, 0, 0}));
+
+    // 48 x 16 (48 & 16 != 0) is written as 48 x 16 but read as 48 x 48: it swallows the next
+    // 1,536 bytes. (32 x 16 would not be written at all: 32 & 16 == 0.)
+    CMask wide = Uniform(48, 16, 7);
+    bytes = Store(wide);
+    ASSERT_EQ(bytes.size(), 8u + 768u);
+    bytes.resize(bytes.size() + 1536, 3);
+    Archive w = Archive::ForLoading(bytes);
+    ASSERT_TRUE(back.Serialize(w));
+    EXPECT_EQ(back.Width(), 48u);
+    EXPECT_EQ(back.Height(), 48u);
+    EXPECT_EQ(back.At(0, 0), 7);
+    EXPECT_EQ(back.At(47, 15), 7);
+    EXPECT_EQ(back.At(0, 16), 3);
+    EXPECT_EQ(w.Remaining(), 0u);
+
+    // Without the extra bytes the read runs short and fails.
+    bytes.resize(8 + 768);
+    Archive s = Archive::ForLoading(bytes);
+    EXPECT_FALSE(back.Serialize(s));
+    // A hostile width is refused before anything is allocated.
+    std::vector<std::uint8_t> absurd = {0xFF, 0xFF, 0xFF, 0xFF, 1, 0, 0, 0};
+    Archive a = Archive::ForLoading(absurd);
+    EXPECT_FALSE(back.Serialize(a));
+}
+
+}  // namespace
+}  // namespace tellurine

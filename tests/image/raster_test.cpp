@@ -1,0 +1,71 @@
+#include "image/raster.h"
+
+#include <gtest/gtest.h>
+
+#include "test_support.h"
+
+namespace tellurine {
+namespace {
+
+TEST(Raster, BlitsClipAndCombine) {
+    DeviceBitmap dst = DeviceBitmap::Create(4, 4, RGB(0xF0, 0x0F, 0xFF));
+    DeviceBitmap src = DeviceBitmap::Create(3, 3, RGB(0x3C, 0x3C, 0x3C));
+    src.SetPixel(0, 0, RGB(1, 2, 3));
+    BitBlt(dst, -1, -1, 3, 3, src, 0, 0, Rop::SrcCopy);  // clipped at the top left
+    EXPECT_EQ(dst.GetPixel(0, 0), RGB(0x3C, 0x3C, 0x3C));
+    EXPECT_EQ(dst.GetPixel(2, 2), RGB(0xF0, 0x0F, 0xFF));
+    BitBlt(dst, 2, 2, 5, 5, src, 0, 0, Rop::SrcAnd);  // clipped at the bottom right
+    EXPECT_EQ(dst.GetPixel(2, 2), RGB(0xF0 & 1, 0x0F & 2, 0xFF & 3));
+    EXPECT_EQ(dst.GetPixel(3, 3), RGB(0xF0 & 0x3C, 0x0F & 0x3C, 0xFF & 0x3C));
+    BitBlt(dst, 3, 3, 1, 1, src, 1, 1, Rop::SrcInvert);
+    EXPECT_EQ(dst.GetPixel(3, 3), RGB((0xF0 & 0x3C) ^ 0x3C, (0x0F & 0x3C) ^ 0x3C, (0xFF & 0x3C) ^ 0x3C));
+    EXPECT_EQ(dst.GetPixel(4, 0), CLR_INVALID);
+    EXPECT_FALSE(dst.SetPixel(-1, 0, 0));
+}
+
+TEST(Raster, ReplicationAndPatternsAnchorAtTheOrigin) {
+    DeviceBitmap src = DeviceBitmap::Create(2, 1);
+    src.SetPixel(1, 0, RGB(255, 0, 0));
+    DeviceBitmap dst = DeviceBitmap::Create(8, 4, RGB(9, 9, 9));
+    StretchBltReplicate(dst, 1, 0, src, 0, 0, 2, 1, 3, Rop::SrcCopy);
+    EXPECT_EQ(dst.GetPixel(0, 0), RGB(9, 9, 9));
+    EXPECT_EQ(dst.GetPixel(3, 2), 0u);
+    EXPECT_EQ(dst.GetPixel(4, 0), RGB(255, 0, 0));
+    EXPECT_EQ(dst.GetPixel(6, 2), RGB(255, 0, 0));
+    EXPECT_EQ(dst.GetPixel(7, 0), RGB(9, 9, 9));
+    EXPECT_EQ(dst.GetPixel(4, 3), RGB(9, 9, 9));
+
+    DeviceBitmap checker = DeviceBitmap::Create(2, 2, RGB(255, 255, 255));
+    checker.SetPixel(0, 0, 0);
+    checker.SetPixel(1, 1, 0);
+    PatBlt(dst, 1, 1, 3, 2, Brush{0, &checker}, PatRop::PatCopy);
+    // The pattern starts at the bitmap origin, not at the rectangle's corner.
+    EXPECT_EQ(dst.GetPixel(1, 1), 0u);
+    EXPECT_EQ(dst.GetPixel(2, 1), RGB(255, 255, 255));
+    EXPECT_EQ(dst.GetPixel(2, 2), 0u);
+    PatBlt(dst, 0, 0, 100, 1, Brush{}, PatRop::Whiteness);
+    EXPECT_EQ(dst.GetPixel(7, 0), RGB(255, 255, 255));
+}
+
+TEST(Raster, PackedBitmapsTurnTopDown) {
+    for (int bits : {1, 4, 8}) {
+        Block b = CreateDibBlock(3, 2, bits);
+        test::SetTableEntry(b, 1, 10, 20, 30);
+        test::SetIndex(b, 2, 0, 1);  // top right
+        const DeviceBitmap d = DibToDeviceBitmap(b);
+        ASSERT_EQ(d.Width(), 3);
+        EXPECT_EQ(d.GetPixel(2, 0), RGB(10, 20, 30)) << bits;
+        EXPECT_EQ(d.GetPixel(2, 1), 0u) << bits;
+    }
+    Block rgb = CreateDibBlock(2, 2, 32);
+    test::SetBgra(rgb, 0, 1, 3, 2, 1, 0);  // bottom left
+    const DeviceBitmap d = DibToDeviceBitmap(rgb);
+    EXPECT_EQ(d.GetPixel(0, 1), RGB(1, 2, 3));
+    Block back = DeviceBitmapToDib(d, 24);
+    EXPECT_EQ(test::GetBgra(back, 0, 1), (test::Bgra{3, 2, 1, 255}));
+    EXPECT_TRUE(DibToDeviceBitmap(Block::Allocate(20)).IsNull());
+    EXPECT_TRUE(DeviceBitmapToDib(d, 8).empty());
+}
+
+}  // namespace
+}  // namespace tellurine
