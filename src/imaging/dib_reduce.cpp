@@ -3,11 +3,64 @@
 // library, so that the image library depends on nothing of the imaging one.
 #include "image/dib.h"
 #include "image/mask.h"
+#include "imaging/palette_map.h"
+#include "imaging/quantizer.h"
+#include "imaging/resample.h"
+
+#include <algorithm>
 
 namespace tellurine {
 
-void CDIB::ReduceToOptimalPalette(int, bool, bool) {}
-void CDIB::ReduceToPalette(const Palette&, bool) {}
-int CMask::Resample(std::uint32_t, std::uint32_t) { return 1; }
+namespace {
+
+// The 24-bit picture that colour reduction works on: a 24-bit image as it is, anything else
+// brought to 32 bits when below 8 and then flattened over white. Sets `source` to the block to
+// use, which is either `image` itself or `scratch`.
+bool TrueColorSource(const Block& image, Block& scratch, const Block*& source) {
+    const int bits = DibBitCount(image);
+    if (bits == 24) {
+        source = &image;
+        return true;
+    }
+    if (bits < 8) {
+        Block wide = ConvertDibTo32(image, false, 0);
+        scratch = FlattenDib(wide, RGB(255, 255, 255));
+    } else {
+        scratch = FlattenDib(image, RGB(255, 255, 255));
+    }
+    source = &scratch;
+    return !scratch.empty();
+}
+
+}  // namespace
+
+void CDIB::ReduceToOptimalPalette(int colors, bool dither, bool keepBlackAndWhite) {
+    if (IsEmpty() || BitCount() == 8) return;
+    Block scratch;
+    const Block* source = nullptr;
+    if (!TrueColorSource(block_, scratch, source)) return;
+    int count = colors;
+    const Block paletteBlock = BuildOptimalPalette(*source, count, keepBlackAndWhite);
+    if (!paletteBlock) return;
+    if (Block out = MapToPalette(*source, PaletteFromBlock(paletteBlock), count, dither))
+        Attach(std::move(out));
+}
+
+void CDIB::ReduceToPalette(const Palette& palette, bool dither) {
+    if (IsEmpty() || BitCount() == 8 || palette.empty()) return;
+    Block scratch;
+    const Block* source = nullptr;
+    if (!TrueColorSource(block_, scratch, source)) return;
+    const int entries = static_cast<int>(std::min<std::size_t>(palette.size(), 256));
+    if (Block out = MapToPalette(*source, palette, entries, dither)) Attach(std::move(out));
+}
+
+int CMask::Resample(std::uint32_t width, std::uint32_t height) {
+    if (IsEmpty()) return 1;
+    const Block bitmap = ToBitmap();
+    const Block resized = ResampleDib(bitmap, static_cast<std::int32_t>(width), static_cast<std::int32_t>(height));
+    if (resized) FromRedChannel(resized);
+    return 1;
+}
 
 }  // namespace tellurine

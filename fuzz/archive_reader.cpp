@@ -1,0 +1,42 @@
+// Feeds arbitrary bytes to the archive readers of the bitmap, the mask and the icon group: the
+// forms in which pictures arrive from the clipboard and the librarian.
+#include <cstddef>
+#include <cstdint>
+
+#include "icon/icon_group.h"
+#include "image/archive.h"
+#include "image/dib.h"
+#include "image/mask.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    using namespace tellurine;
+    const std::span<const std::uint8_t> bytes(data, size);
+    {
+        Archive ar = Archive::ForLoading(bytes);
+        CDIB dib;
+        if (dib.Serialize(ar) && !dib.IsEmpty()) {
+            dib.ConvertTo32(true, 0);
+            Archive out = Archive::ForStoring();
+            dib.Serialize(out);
+        }
+    }
+    {
+        Archive ar = Archive::ForLoading(bytes);
+        CMask mask;
+        if (mask.Serialize(ar)) {
+            Archive out = Archive::ForStoring();
+            mask.Serialize(out);
+        }
+    }
+    {
+        Archive ar = Archive::ForLoading(bytes);
+        CIconGroup group;
+        if (group.Serialize(ar)) {
+            group.SortFormats(false);
+            group.BuildDisplayOrder();
+            Archive out = Archive::ForStoring();
+            group.Serialize(out);
+        }
+    }
+    return 0;
+}

@@ -1,0 +1,110 @@
+"""End-to-end tests of tellurine-cli, with Pillow as an independent reader of what it writes.
+
+Run by CTest as: python3 cli_test.py PATH-TO-tellurine-cli
+"""
+import os
+import subprocess
+import sys
+import tempfile
+import unittest
+
+from PIL import Image
+
+CLI = None
+
+
+def run(*args):
+    return subprocess.run([CLI, *map(str, args)], capture_output=True, text=True, timeout=60)
+
+
+def photo(path, size=96, alpha=False):
+    """A smooth, many-coloured test picture, optionally with a transparent corner."""
+    mode = "RGBA" if alpha else "RGB"
+    img = Image.new(mode, (size, size))
+    px = img.load()
+    for y in range(size):
+        for x in range(size):
+            colour = ((x * 255) // size, (y * 255) // size, ((x + y) * 127) // size)
+            if alpha:
+                colour += (0 if x < 8 and y < 8 else 255,)
+            px[x, y] = colour
+    img.save(path)
+    return img
+
+
+class Usage(unittest.TestCase):
+    def test_help_version_and_bad_usage(self):
+        self.assertEqual(run("--help").returncode, 0)
+        version = run("--version")
+        self.assertEqual(version.returncode, 0)
+        self.assertIn("tellurine-cli", version.stdout)
+        self.assertEqual(run().returncode, 2)
+        self.assertEqual(run("frobnicate").returncode, 2)
+        self.assertEqual(run("reduce", "only-one-arg").returncode, 2)
+        self.assertEqual(run("reduce", "a.png", "b.png", "--colors", "0").returncode, 2)
+        self.assertEqual(run("reduce", "a.png", "b.png", "--colors", "257").returncode, 2)
+
+
+class Reduce(unittest.TestCase):
+    def setUp(self):
+        self.tmp = tempfile.TemporaryDirectory()
+        self.dir = self.tmp.name
+
+    def tearDown(self):
+        self.tmp.cleanup()
+
+    def path(self, name):
+        return os.path.join(self.dir, name)
+
+    def test_writes_a_palette_png_close_to_the_source(self):
+        src = photo(self.path("in.png"))
+        for args in ([], ["--no-dither"], ["--colors", "16"], ["--keep-black-white"]):
+            out = self.path("out.png")
+            result = run("reduce", self.path("in.png"), out, *args)
+            self.assertEqual(result.returncode, 0, result.stderr)
+            img = Image.open(out)
+            self.assertEqual(img.mode, "P", args)
+            self.assertEqual(img.size, src.size)
+            colours = img.convert("RGB").getcolors(65536)
+            limit = 16 if "16" in args else 256
+            self.assertLessEqual(len(colours), limit, args)
+            # Mean absolute error per channel stays small for a smooth picture.
+            a, b = src.tobytes(), img.convert("RGB").tobytes()
+            error = sum(abs(x - y) for x, y in zip(a, b)) / len(a)
+            self.assertLess(error, 12 if limit == 16 else 4, args)
+            if "--keep-black-white" in args:
+                self.assertEqual(tuple(img.getpalette()[765:768]), (255, 255, 255))
+
+    def test_transparency_is_flattened_over_white_and_bmp_is_written(self):
+        photo(self.path("alpha.png"), alpha=True)
+        out = self.path("out.bmp")
+        result = run("reduce", self.path("alpha.png"), out)
+        self.assertEqual(result.returncode, 0, result.stderr)
+        img = Image.open(out)
+        self.assertEqual(img.format, "BMP")
+        self.assertEqual(img.mode, "P")
+        self.assertEqual(img.convert("RGB").getpixel((2, 2)), (255, 255, 255))
+
+    def test_failures_leave_no_output(self):
+        damaged = self.path("damaged.png")
+        with open(damaged, "wb") as f:
+            f.write(b"\x89PNG\r\n\x1a\n" + b"\x00" * 40)
+        out = self.path("out.png")
+        for source in (damaged, self.path("missing.png"), self.dir):
+            result = run("reduce", source, out)
+            self.assertEqual(result.returncode, 1, source)
+            self.assertEqual(len(result.stderr.strip().splitlines()), 1, result.stderr)
+            self.assertIn("tellurine-cli: reduce: cannot read", result.stderr)
+            self.assertFalse(os.path.exists(out))
+        photo(self.path("in.png"), size=8)
+        self.assertEqual(run("reduce", self.path("in.png"), self.path("out.gif")).returncode, 2)
+        # An existing output that cannot be replaced stays as it was.
+        os.mkdir(self.path("taken.png"))
+        self.assertEqual(run("reduce", self.path("in.png"), self.path("taken.png")).returncode, 1)
+        self.assertTrue(os.path.isdir(self.path("taken.png")))
+        self.assertEqual(sorted(os.listdir(self.dir)), ["damaged.png", "in.png", "taken.png"])
+
+
+if __name__ == "__main__":
+    CLI = sys.argv.pop(1)
+    unittest.main(verbosity=2)
