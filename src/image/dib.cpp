@@ -269,7 +269,7 @@ bool CDIB::SyncToLibraryImage() {
     if (!ok) return false;
     if (bpp <= 8) {
         RGBQUAD* pal = image.getPalette();
-        const unsigned n = std::min<unsigned>(image.getPaletteSize() / sizeof(RGBQUAD), layout->colors);
+        const unsigned n = std::min<unsigned>(static_cast<unsigned>(image.getPaletteSize() / sizeof(RGBQUAD)), layout->colors);
         for (unsigned i = 0; i < n; ++i) {
             const PaletteEntry e = DibTableEntry(block_, *layout, i);
             pal[i].rgbRed = e.red;
@@ -307,7 +307,7 @@ bool CDIB::SyncFromLibraryImage() {
         std::uint8_t* table = out.data() + layout->tableOffset;
         std::memset(table, 0, std::size_t{layout->colors} * 4);
         const RGBQUAD* pal = image.getPalette();
-        const unsigned n = pal ? std::min<unsigned>(image.getPaletteSize() / sizeof(RGBQUAD), layout->colors) : 0;
+        const unsigned n = pal ? std::min<unsigned>(static_cast<unsigned>(image.getPaletteSize() / sizeof(RGBQUAD)), layout->colors) : 0;
         for (unsigned i = 0; i < n; ++i) {
             table[4 * i] = pal[i].rgbBlue;
             table[4 * i + 1] = pal[i].rgbGreen;

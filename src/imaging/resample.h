@@ -1,0 +1,23 @@
+// Resampling of packed bitmaps to another size.
+#pragma once
+
+#include <cstdint>
+
+#include "image/block.h"
+
+namespace tellurine {
+
+// A new packed bitmap of exactly newWidth x newHeight with the source's depth, by area averaging
+// when both axes shrink and bilinear interpolation otherwise. An enlargement by a whole factor k
+// on an axis is computed k - 1 pixels larger on that axis, and the extra rows at the top and
+// columns at the right are then cropped away. The same size gives a byte-for-byte copy.
+// 24- and 32-bit sources only; empty when a size is not in 1..kMaxDibDimension (the enlarged
+// working size included), the block is malformed, or memory runs out. The source is neither
+// changed nor freed.
+Block ResampleDib(const Block& dib, std::int32_t newWidth, std::int32_t newHeight);
+
+// A new packed bitmap holding the inclusive rectangle (rows counted from the top of the picture).
+// 8, 24 and 32 bits per pixel; coordinates are clamped to the image. Empty on failure.
+Block CropDib(const Block& dib, std::int32_t left, std::int32_t top, std::int32_t right, std::int32_t bottom);
+
+}  // namespace tellurine
