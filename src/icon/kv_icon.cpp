@@ -1,0 +1,366 @@
+#include "icon/kv_icon.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#include <new>
+
+#include "icon/standard_palette.h"
+#include "image/archive.h"
+#include "image/bytes.h"
+#include "image/dib_block.h"
+#include "image/raster.h"
+#include "imaging/palette_map.h"
+
+namespace tellurine {
+
+namespace {
+
+constexpr std::uint32_t kWhite = 0x00FFFFFF;
+
+bool IsConvertibleDepth(int bits) {
+    return bits == 1 || bits == 4 || bits == 8 || bits == 24 || bits == 32;
+}
+
+// The first `count` entries of the block's colour table; the caller has checked that they lie
+// inside the block.
+Palette ReadColorTable(const Block& block, const IconImageLayout& layout, std::uint32_t count) {
+    Palette palette;
+    palette.entries.reserve(count);
+    const std::uint8_t* e = block.data() + layout.tableOffset;
+    for (std::uint32_t i = 0; i < count; ++i, e += 4) palette.entries.push_back(PaletteEntry{e[2], e[1], e[0], 0});
+    return palette;
+}
+
+// Grey level of a native device-bitmap pixel (0x00RRGGBB): the mean of its three channels, so
+// a grey (a, a, a) gives back a.
+std::uint8_t GreyLevel(std::uint32_t native) {
+    const unsigned sum = (native & 0xFF) + ((native >> 8) & 0xFF) + ((native >> 16) & 0xFF);
+    return static_cast<std::uint8_t>(sum / 3);
+}
+
+}  // namespace
+
+CKvIcon::CKvIcon(const CKvIcon& other) { CopyFrom(other); }
+
+CKvIcon& CKvIcon::operator=(const CKvIcon& other) {
+    if (this != &other) {
+        CopyFrom(other);
+        bitmap.Clear();
+    }
+    return *this;
+}
+
+int CKvIcon::FormatBits(std::uint32_t colors, bool alpha) {
+    switch (colors) {
+        case 0: return alpha ? 32 : 24;
+        case 2: return 1;
+        case 16: return 4;
+        case 256: return 8;
+        default: return static_cast<int>(std::min<std::uint32_t>(colors, 0xFFFF));
+    }
+}
+
+bool CKvIcon::ComputeLayout(std::int32_t width, std::int32_t height, std::uint32_t colors, bool alpha,
+                            IconImageLayout& layout) {
+    if (width <= 0 || height <= 0 || width > kMaxDibDimension || height > kMaxDibDimension) return false;
+    const int bits = FormatBits(colors, alpha);
+    if (bits <= 0 || bits > 32) return false;  // also bounds the colour count to 32 or 256
+
+    IconImageLayout l;
+    l.bits = bits;
+    l.colorStride = DibRowStride(width, bits);
+    l.maskStride = DibRowStride(width, 1);
+    if (l.colorStride == 0 || l.maskStride == 0) return false;
+    const auto rows = static_cast<std::size_t>(height);
+    std::size_t rowBytes = 0, pixels = 0, total = 0;
+    if (!CheckedMul(l.colorStride, rows, l.colorImageSize) || !CheckedMul(l.maskStride, rows, l.maskImageSize) ||
+        !CheckedAdd(l.colorStride, l.maskStride, rowBytes) || !CheckedMul(rowBytes, rows, pixels) ||
+        !CheckedAdd(pixels, kInfoHeaderSize + std::size_t{colors} * 4, total))
+        return false;
+    if (total > kMaxBlockBytes || total > std::numeric_limits<std::uint32_t>::max()) return false;
+    l.tableOffset = kInfoHeaderSize;
+    l.pixelOffset = kInfoHeaderSize + std::size_t{colors} * 4;
+    l.maskOffset = l.pixelOffset + l.colorImageSize;
+    l.blockSize = total;
+    layout = l;
+    return true;
+}
+
+bool CKvIcon::GetLayout(IconImageLayout& layout) const {
+    if (block_.empty()) return false;
+    IconImageLayout l;
+    if (!ComputeLayout(static_cast<std::int32_t>(width_), static_cast<std::int32_t>(height_), colors_, alpha_, l) ||
+        l.blockSize != block_.size())
+        return false;
+    layout = l;
+    return true;
+}
+
+void CKvIcon::ClearFormat() {
+    block_.Reset();
+    width_ = 0;
+    height_ = 0;
+    colors_ = 0;
+    blockSize_ = 0;
+    alpha_ = false;
+    compressed_ = false;
+}
+
+int CKvIcon::SetFormat(std::int32_t width, std::int32_t height, std::uint32_t colors, bool alpha) {
+    IconImageLayout l;
+    Block block;
+    if (ComputeLayout(width, height, colors, alpha, l)) block = Block::Allocate(l.blockSize);
+    if (!block) {
+        ClearFormat();
+        return 0;
+    }
+
+    BitmapInfoHeader header;
+    header.width = width;
+    header.height = 2 * height;  // colour image and mask, one above the other
+    header.planes = 1;
+    header.bitCount = static_cast<std::uint16_t>(l.bits);
+    header.clrUsed = colors;
+    header.clrImportant = colors;
+    header.Store(block.data());
+
+    block_ = std::move(block);
+    width_ = static_cast<std::uint32_t>(width);
+    height_ = static_cast<std::uint32_t>(height);
+    colors_ = colors;
+    alpha_ = alpha;
+    blockSize_ = static_cast<std::uint32_t>(l.blockSize);
+    compressed_ = false;
+    return 1;
+}
+
+int CKvIcon::CopyFrom(const CKvIcon& other) {
+    if (this == &other) return 1;
+    Block copy;
+    if (!other.block_.empty()) {
+        copy = other.block_.Duplicate();
+        if (!copy) return 0;
+    }
+    block_ = std::move(copy);
+    secondBlock_.Reset();
+    std::vector<std::uint8_t>().swap(workBuffer_);
+    width_ = other.width_;
+    height_ = other.height_;
+    colors_ = other.colors_;
+    blockSize_ = other.blockSize_;
+    alpha_ = other.alpha_;
+    compressed_ = other.compressed_;
+    attribute1_ = other.attribute1_;
+    attribute2_ = other.attribute2_;
+    pointX_ = other.pointX_;
+    pointY_ = other.pointY_;
+    return 1;
+}
+
+Palette CKvIcon::BuildDisplayPalette() {
+    if (block_.size() < kInfoHeaderSize) return {};
+    // The colour-count rule of the header, bounded by the table the format reserves.
+    const std::uint32_t count = std::min(DibColorCount(block_.bytes()), colors_);
+    const std::size_t available = (block_.size() - kInfoHeaderSize) / 4;
+    if (count == 0 || count > available || count > 256) return {};
+
+    IconImageLayout table;
+    table.tableOffset = kInfoHeaderSize;
+    Palette palette;
+    try {
+        palette = ReadColorTable(block_, table, count);
+    } catch (const std::bad_alloc&) {
+        return {};
+    }
+    if (count == kStandardPaletteSize &&
+        !std::equal(palette.entries.begin(), palette.entries.end(), StandardColors256().begin()))
+        standardPalette_ = false;
+    return palette;
+}
+
+int CKvIcon::ToBitmaps(DeviceBitmap& color, DeviceBitmap& mask, const Palette* palette) const {
+    // Device bitmaps are true colour, so an indexed pixel shows its table colour exactly and no
+    // palette has to be realised; the parameter keeps the shape of the callers that pass one.
+    (void)palette;
+    IconImageLayout l;
+    if (!GetLayout(l) || !IsConvertibleDepth(l.bits)) return 0;
+    const auto w = static_cast<int>(width_);
+    const auto h = static_cast<int>(height_);
+    DeviceBitmap c = DeviceBitmap::Create(w, h);
+    DeviceBitmap m = DeviceBitmap::Create(w, h);
+    if (c.IsNull() || m.IsNull()) return 0;
+
+    std::uint32_t table[256] = {};
+    const std::uint32_t tableCount = l.bits <= 8 ? std::min<std::uint32_t>(colors_, 256) : 0;
+    for (std::uint32_t i = 0; i < tableCount; ++i) {
+        const std::uint8_t* e = block_.data() + l.tableOffset + 4 * std::size_t{i};
+        table[i] = e[0] | (std::uint32_t{e[1]} << 8) | (std::uint32_t{e[2]} << 16);
+    }
+
+    for (int stored = 0; stored < h; ++stored) {
+        const std::uint8_t* s = block_.data() + l.pixelOffset + l.colorStride * static_cast<std::size_t>(stored);
+        const std::uint8_t* andRow = block_.data() + l.maskOffset + l.maskStride * static_cast<std::size_t>(stored);
+        std::uint32_t* dc = c.Row(h - 1 - stored);
+        std::uint32_t* dm = m.Row(h - 1 - stored);
+        for (int x = 0; x < w; ++x) {
+            switch (l.bits) {
+                case 24:
+                    dc[x] = s[3 * x] | (std::uint32_t{s[3 * x + 1]} << 8) | (std::uint32_t{s[3 * x + 2]} << 16);
+                    break;
+                case 32: {
+                    dc[x] = s[4 * x] | (std::uint32_t{s[4 * x + 1]} << 8) | (std::uint32_t{s[4 * x + 2]} << 16);
+                    const std::uint32_t a = s[4 * x + 3];
+                    dm[x] = a | (a << 8) | (a << 16);
+                    continue;
+                }
+                default: {
+                    const std::uint8_t index = ReadIndex(s, x, l.bits);
+                    dc[x] = index < tableCount ? table[index] : 0;
+                    break;
+                }
+            }
+            dm[x] = ReadIndex(andRow, x, 1) ? kWhite : 0;
+        }
+    }
+    color = std::move(c);
+    mask = std::move(m);
+    return 1;
+}
+
+int CKvIcon::FromBitmaps(const DeviceBitmap& color, const DeviceBitmap& mask, const Palette* palette) {
+    IconImageLayout l;
+    if (!GetLayout(l) || !IsConvertibleDepth(l.bits)) return 0;
+    const auto w = static_cast<int>(width_);
+    const auto h = static_cast<int>(height_);
+    if (color.Width() != w || color.Height() != h || mask.Width() != w || mask.Height() != h) return 0;
+
+    // Everything that can fail comes first, so that a failure leaves the image as it was.
+    Palette target;
+    Block mapped;
+    std::size_t mappedOffset = 0, mappedStride = 0;
+    if (l.bits <= 8) {
+        try {
+            target = palette && !palette->empty() ? *palette : ReadColorTable(block_, l, colors_);
+        } catch (const std::bad_alloc&) {
+            return 0;
+        }
+        const auto entries = static_cast<int>(std::min<std::size_t>({colors_, target.size(), 256}));
+        if (entries == 0) return 0;
+        mapped = MapToPalette(DeviceBitmapToDib(color, 24), target, entries, false);
+        const auto ml = GetDibLayout(mapped);
+        if (!ml || ml->bitCount != 8 || ml->width != w || ml->height != h) return 0;
+        mappedOffset = ml->pixelOffset;
+        mappedStride = ml->stride;
+    }
+
+    std::uint8_t* base = block_.data();
+    for (int stored = 0; stored < h; ++stored) {
+        const int y = h - 1 - stored;
+        std::uint8_t* d = base + l.pixelOffset + l.colorStride * static_cast<std::size_t>(stored);
+        std::uint8_t* andRow = base + l.maskOffset + l.maskStride * static_cast<std::size_t>(stored);
+        const std::uint32_t* sc = color.Row(y);
+        const std::uint32_t* sm = mask.Row(y);
+        std::memset(andRow, 0, l.maskStride);
+        for (int x = 0; x < w; ++x) {
+            bool transparent = (sm[x] & kWhite) == kWhite;
+            switch (l.bits) {
+                case 24:
+                    d[3 * x] = static_cast<std::uint8_t>(sc[x]);
+                    d[3 * x + 1] = static_cast<std::uint8_t>(sc[x] >> 8);
+                    d[3 * x + 2] = static_cast<std::uint8_t>(sc[x] >> 16);
+                    break;
+                case 32: {
+                    const std::uint8_t alpha = GreyLevel(sm[x]);
+                    d[4 * x] = static_cast<std::uint8_t>(sc[x]);
+                    d[4 * x + 1] = static_cast<std::uint8_t>(sc[x] >> 8);
+                    d[4 * x + 2] = static_cast<std::uint8_t>(sc[x] >> 16);
+                    d[4 * x + 3] = alpha;
+                    transparent = alpha == 0;
+                    break;
+                }
+                default: {
+                    const std::uint8_t* mrow = mapped.data() + mappedOffset + mappedStride * static_cast<std::size_t>(stored);
+                    WriteIndex(d, x, l.bits, mrow[x]);
+                    break;
+                }
+            }
+            if (transparent) WriteIndex(andRow, x, 1, 1);
+        }
+    }
+
+    if (l.bits <= 8) {
+        std::uint8_t* e = base + l.tableOffset;
+        for (std::uint32_t i = 0; i < colors_; ++i, e += 4) {
+            const PaletteEntry c = i < target.size() ? target.entries[i] : PaletteEntry{};
+            e[0] = c.blue;
+            e[1] = c.green;
+            e[2] = c.red;
+            e[3] = 0;
+        }
+    }
+
+    BitmapInfoHeader header = BitmapInfoHeader::Load(base);
+    header.size = kInfoHeaderSize;
+    header.width = w;
+    header.height = 2 * h;
+    header.planes = 1;
+    header.bitCount = static_cast<std::uint16_t>(l.bits);
+    header.compression = 0;
+    header.sizeImage = static_cast<std::uint32_t>(l.colorImageSize);
+    header.clrUsed = colors_;
+    header.clrImportant = colors_;
+    header.Store(base);
+    return 1;
+}
+
+int CKvIcon::ReadImage(Archive& ar, std::uint32_t byteCount, std::uint32_t bitCount) {
+    // The directory's byte count and bit count only matter for a PNG-compressed image, and those
+    // are decoded by the file-format layer, which owns the codecs.
+    (void)byteCount;
+    (void)bitCount;
+    if (!ar.IsLoading() || ar.Failed()) return 0;
+    const std::size_t start = ar.Position();
+    std::uint8_t signature[4];
+    if (!ar.Peek(signature, sizeof signature) || LoadU32(signature) == kPngSignature) return 0;
+
+    if (ar.Remaining() < kInfoHeaderSize) return 0;
+    std::uint8_t raw[kInfoHeaderSize];
+    if (!ar.Read(raw, sizeof raw)) return 0;
+    ar.Seek(start);
+    const BitmapInfoHeader header = BitmapInfoHeader::Load(raw);
+    if (header.size != kInfoHeaderSize) return 0;
+
+    const std::int32_t width = header.width;
+    const std::int32_t height = header.height / 2;
+    std::uint32_t colors = header.clrUsed;
+    if (colors == 0 && header.bitCount <= 8) colors = std::uint32_t{1} << header.bitCount;
+    const bool alpha = header.bitCount == 32;
+
+    // The size is checked against the data before anything is allocated.
+    IconImageLayout l;
+    if (!ComputeLayout(width, height, colors, alpha, l) || l.blockSize > ar.Remaining()) return 0;
+    Block block = Block::Allocate(l.blockSize);
+    if (!block) return 0;
+    if (!ar.Read(block.data(), block.size())) {
+        ar.Seek(start);
+        return 0;
+    }
+
+    block_ = std::move(block);
+    width_ = static_cast<std::uint32_t>(width);
+    height_ = static_cast<std::uint32_t>(height);
+    colors_ = colors;
+    alpha_ = alpha;
+    blockSize_ = static_cast<std::uint32_t>(l.blockSize);
+    compressed_ = false;
+    return 1;
+}
+
+int CKvIcon::WriteImage(Archive& ar) const {
+    if (!ar.IsStoring() || block_.empty()) return 0;
+    ar.Write(block_.data(), block_.size());
+    return 1;
+}
+
+}  // namespace tellurine

@@ -1,0 +1,158 @@
+// CKvIcon: one stored image of an icon, at one size and one colour depth.
+//
+// The pixels live in one zero-filled block laid out as an icon image resource:
+//   1. a 40-byte information header whose height field is twice the image height (the colour
+//      pixels and the transparency mask follow each other),
+//   2. the colour table, colour count x 4 bytes (none for true colour),
+//   3. the colour (XOR) pixels, bottom-up, rows padded to 4 bytes, 32 bits per pixel with alpha,
+//   4. the transparency (AND) mask, bottom-up, 1 bit per pixel, rows padded to 4 bytes; a set bit
+//      marks a transparent pixel.
+// The same bytes are what an icon file holds for an image in bitmap form.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "image/block.h"
+#include "image/device_bitmap.h"
+#include "image/dib.h"
+#include "image/palette.h"
+
+namespace tellurine {
+
+class Archive;
+
+// First four bytes of a PNG stream read as one little-endian 32-bit value.
+inline constexpr std::uint32_t kPngSignature = 0x474E5089;
+
+// Where the parts of an icon image block lie, computed from the format alone.
+struct IconImageLayout {
+    int bits = 0;                  // bits per colour pixel
+    std::size_t colorStride = 0;   // bytes per colour row
+    std::size_t maskStride = 0;    // bytes per mask row
+    std::size_t tableOffset = 0;   // first colour-table entry
+    std::size_t pixelOffset = 0;   // first byte of the bottom colour row
+    std::size_t maskOffset = 0;    // first byte of the bottom mask row
+    std::size_t colorImageSize = 0;
+    std::size_t maskImageSize = 0;
+    std::size_t blockSize = 0;
+};
+
+class CKvIcon {
+public:
+    static constexpr const char* kClassName = "CKvIcon";
+
+    CKvIcon() = default;
+    ~CKvIcon() = default;
+    // A copy duplicates the image block (see CopyFrom); its second block, work buffer and bitmap
+    // start empty. When the duplicate cannot be made the copy is left without a block.
+    CKvIcon(const CKvIcon& other);
+    CKvIcon& operator=(const CKvIcon& other);
+    CKvIcon(CKvIcon&&) noexcept = default;
+    CKvIcon& operator=(CKvIcon&&) noexcept = default;
+
+    // Bits per pixel of a format when its block is allocated: 2 colours -> 1, 16 -> 4, 256 -> 8,
+    // true colour (0) -> 24, or 32 with alpha; any other count is taken as its own bit count.
+    static int FormatBits(std::uint32_t colors, bool alpha);
+    // The layout of a format, or false when a size is not positive, a dimension is over
+    // kMaxDibDimension, the depth is above 32 bits or the block would exceed kMaxBlockBytes.
+    static bool ComputeLayout(std::int32_t width, std::int32_t height, std::uint32_t colors, bool alpha,
+                              IconImageLayout& layout);
+
+    // Gives the image its format: records the size, colour count and alpha flag, and replaces the
+    // block by a zero-filled one of the format's size whose header already describes the format
+    // (height field twice the height, planes 1, the format's bits, colours used and important
+    // equal to the colour count). Clears the compressed flag. Returns 1, or 0 when the format is
+    // refused (see ComputeLayout); the image is then left empty.
+    int SetFormat(std::int32_t width, std::int32_t height, std::uint32_t colors, bool alpha);
+
+    // Frees both blocks and the work buffer, then takes over the other image's format, flags,
+    // attributes and point, and a byte-for-byte duplicate of its block. Returns 1, or 0 (and
+    // changes nothing) when the duplicate cannot be made.
+    int CopyFrom(const CKvIcon& other);
+
+    // A logical palette of the colour table, one entry per colour (version 0x300, flags 0);
+    // empty for true colour or when there is no block. A 256-colour table that differs in any
+    // entry from the standard 256-colour palette clears the standard-palette flag.
+    Palette BuildDisplayPalette();
+
+    // The picture as a colour bitmap and the transparency as a mask bitmap, both of the format's
+    // size. Mask: white where the AND bit is set, black elsewhere. For a 32-bit format the colour
+    // bitmap takes each pixel's blue, green and red and the mask holds its alpha as a grey level.
+    // Returns 1, or 0 (outputs untouched) when there is no image or its depth is not 1, 4, 8, 24
+    // or 32 bits.
+    int ToBitmaps(DeviceBitmap& color, DeviceBitmap& mask, const Palette* palette) const;
+
+    // The reverse of ToBitmaps: the AND bit is set exactly where the mask is white; true-colour
+    // pixels are copied; indexed pixels are mapped without dithering onto the palette (or, when
+    // none is given, the current colour table) using the format's colour count of entries, and
+    // the table is rewritten from that palette; a 32-bit format takes its alpha from the mask's
+    // grey level and sets the AND bit where the alpha is 0. The header is left describing the
+    // format. Returns 1, or 0 (image untouched) when the bitmaps do not match the format.
+    int FromBitmaps(const DeviceBitmap& color, const DeviceBitmap& mask, const Palette* palette);
+
+    // Reads one image in bitmap form from the archive's current position: the header decides the
+    // format, and the whole block is read in one piece of the format's size. `byteCount` and
+    // `bitCount` describe a PNG-compressed image, which is not read here. Returns 1, or 0 when
+    // the data is not a bitmap-form image or is short; the image is then unchanged.
+    int ReadImage(Archive& ar, std::uint32_t byteCount, std::uint32_t bitCount);
+    // Writes the block as it stands. Returns 1, or 0 when there is no block or the archive is
+    // not storing.
+    int WriteImage(Archive& ar) const;
+
+    [[nodiscard]] std::uint32_t Width() const { return width_; }
+    [[nodiscard]] std::uint32_t Height() const { return height_; }
+    [[nodiscard]] std::uint32_t ColorCount() const { return colors_; }
+    [[nodiscard]] int BitsPerPixel() const { return FormatBits(colors_, alpha_); }
+    [[nodiscard]] bool HasAlpha() const { return alpha_; }
+    [[nodiscard]] bool IsCompressed() const { return compressed_; }
+    void SetCompressed(bool compressed) { compressed_ = compressed; }
+    [[nodiscard]] bool UsesStandardPalette() const { return standardPalette_; }
+
+    [[nodiscard]] bool IsEmpty() const { return block_.empty(); }
+    [[nodiscard]] const Block& GetBlock() const { return block_; }
+    [[nodiscard]] Block& GetBlock() { return block_; }
+    [[nodiscard]] std::uint32_t BlockSize() const { return blockSize_; }
+    // The layout of the current format; false when there is none.
+    bool GetLayout(IconImageLayout& layout) const;
+
+    [[nodiscard]] Block& SecondBlock() { return secondBlock_; }
+    [[nodiscard]] const Block& SecondBlock() const { return secondBlock_; }
+    void FreeSecondBlock() { secondBlock_.Reset(); }
+    [[nodiscard]] std::vector<std::uint8_t>& WorkBuffer() { return workBuffer_; }
+
+    [[nodiscard]] std::int32_t PointX() const { return pointX_; }
+    [[nodiscard]] std::int32_t PointY() const { return pointY_; }
+    void SetPoint(std::int32_t x, std::int32_t y) {
+        pointX_ = x;
+        pointY_ = y;
+    }
+    [[nodiscard]] std::uint32_t Attribute1() const { return attribute1_; }
+    [[nodiscard]] std::uint32_t Attribute2() const { return attribute2_; }
+    void SetAttribute1(std::uint32_t value) { attribute1_ = value; }
+    void SetAttribute2(std::uint32_t value) { attribute2_ = value; }
+
+    // The bitmap form of the image for display and editing; not carried by a copy.
+    CDIB bitmap;
+
+private:
+    void ClearFormat();
+
+    Block block_;
+    Block secondBlock_;
+    std::uint32_t width_ = 0;
+    std::uint32_t height_ = 0;
+    std::uint32_t colors_ = 0;
+    std::uint32_t blockSize_ = 0;
+    std::uint32_t attribute1_ = 0;
+    bool standardPalette_ = true;
+    bool alpha_ = false;
+    bool compressed_ = false;
+    std::vector<std::uint8_t> workBuffer_;
+    std::uint32_t attribute2_ = 0;
+    std::int32_t pointX_ = -1;
+    std::int32_t pointY_ = -1;
+};
+
+}  // namespace tellurine

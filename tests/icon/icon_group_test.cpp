@@ -1,0 +1,215 @@
+#include "icon/icon_group.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "image/archive.h"
+
+namespace tellurine {
+namespace {
+
+CKvIcon Format(int w, int h, std::uint32_t colors, bool alpha = false, std::uint32_t tag = 0) {
+    CKvIcon icon;
+    EXPECT_EQ(icon.SetFormat(w, h, colors, alpha), 1);
+    icon.SetAttribute1(tag);
+    return icon;
+}
+
+// Each format as "width x height : bits".
+std::vector<std::string> Describe(const CIconGroup& group) {
+    std::vector<std::string> out;
+    for (int i = 0; i < group.FormatCount(); ++i) {
+        const CKvIcon* f = group.FormatAt(i);
+        out.push_back(std::to_string(f->Width()) + "x" + std::to_string(f->Height()) + ":" +
+                      std::to_string(CIconGroup::SortBits(*f)));
+    }
+    return out;
+}
+
+using Names = std::vector<std::string>;
+
+TEST(IconGroupSort, DefaultOrderIsByBitsThenLargestFirst) {
+    CIconGroup group;
+    group.AddFormatCopy(Format(32, 32, 256));
+    group.AddFormatCopy(Format(16, 16, 0, true));
+    group.AddFormatCopy(Format(48, 48, 16));
+    EXPECT_EQ(Describe(group), (Names{"48x48:4", "32x32:8", "16x16:32"}));
+    group.AddFormatCopy(Format(32, 16, 256));
+    group.AddFormatCopy(Format(32, 48, 256));
+    EXPECT_EQ(Describe(group), (Names{"48x48:4", "32x48:8", "32x32:8", "32x16:8", "16x16:32"}));
+}
+
+TEST(IconGroupSort, ExplorerOrderPutsAlphaLastAndIgnoresHeight) {
+    CIconGroup group;
+    group.AddFormatCopy(Format(32, 32, 256));
+    group.AddFormatCopy(Format(16, 16, 0, true));
+    group.AddFormatCopy(Format(48, 48, 16));
+    group.SortFormats(true);
+    EXPECT_EQ(Describe(group), (Names{"32x32:8", "48x48:4", "16x16:32"}));
+
+    // Through the preference: equal widths keep their order whatever their heights.
+    CIconGroup pref;
+    pref.explorerCompatibleOrder = true;
+    pref.AddFormatCopy(Format(32, 16, 0, true));
+    pref.AddFormatCopy(Format(32, 48, 0, true));
+    pref.AddFormatCopy(Format(16, 16, 0, false));
+    EXPECT_EQ(Describe(pref), (Names{"16x16:24", "32x16:32", "32x48:32"}));
+}
+
+TEST(IconGroupSort, TwoColoursBeforeSixteenInBothOrders) {
+    for (bool explorer : {false, true}) {
+        CIconGroup group;
+        group.explorerCompatibleOrder = explorer;
+        group.AddFormatCopy(Format(16, 16, 16));
+        group.AddFormatCopy(Format(16, 16, 2));
+        EXPECT_EQ(Describe(group), (Names{"16x16:1", "16x16:4"})) << explorer;
+    }
+}
+
+TEST(IconGroupSort, EqualFormatsKeepTheirOrder) {
+    CIconGroup group;
+    for (std::uint32_t tag = 1; tag <= 3; ++tag) group.AddFormatCopy(Format(16, 16, 16, false, tag));
+    group.AddFormatCopy(Format(16, 16, 2));
+    group.SortFormats(true);
+    EXPECT_EQ(group.FormatAt(1)->Attribute1(), 1u);
+    EXPECT_EQ(group.FormatAt(2)->Attribute1(), 2u);
+    EXPECT_EQ(group.FormatAt(3)->Attribute1(), 3u);
+}
+
+TEST(IconGroupFormats, AddCopiesAndIndexChecks) {
+    CIconGroup group;
+    CKvIcon source = Format(16, 16, 16);
+    ASSERT_EQ(group.AddFormatCopy(source), 1);
+    EXPECT_NE(group.FormatAt(0), &source);
+    EXPECT_NE(group.FormatAt(0)->GetBlock().data(), source.GetBlock().data());
+    EXPECT_EQ(group.FormatAt(1), nullptr);
+    EXPECT_EQ(group.FormatAt(-1), nullptr);
+    EXPECT_FALSE(group.dirty);
+
+    group.BuildDisplayOrder();
+    EXPECT_EQ(group.DisplayOrder().size(), 1u);
+    group.AddFormatCopy(Format(32, 32, 16));
+    EXPECT_TRUE(group.DisplayOrder().empty());
+
+    group.FormatAt(0)->SecondBlock() = Block::Allocate(4);
+    group.current = 1;
+    group.ReleaseBitmaps();
+    EXPECT_TRUE(group.FormatAt(0)->SecondBlock().empty());
+    EXPECT_EQ(group.current, -1);
+    group.RemoveAll();
+    EXPECT_EQ(group.FormatCount(), 0);
+}
+
+TEST(IconGroupFormats, DisplayOrderIsDeepestAndLargestFirst) {
+    CIconGroup group;
+    group.AddFormatCopy(Format(16, 16, 16));
+    group.AddFormatCopy(Format(32, 32, 16));
+    group.AddFormatCopy(Format(32, 48, 16));
+    group.AddFormatCopy(Format(16, 16, 0, true));
+    group.AddFormatCopy(Format(48, 48, 2));
+    ASSERT_EQ(Describe(group), (Names{"48x48:1", "32x48:4", "32x32:4", "16x16:4", "16x16:32"}));
+    group.BuildDisplayOrder();
+    EXPECT_EQ(group.DisplayOrder(), (std::vector<std::int32_t>{4, 1, 2, 3, 0}));
+}
+
+TEST(IconGroupMatch, BestFormatTiesGoToTheEarliest) {
+    CIconGroup group;
+    EXPECT_EQ(group.FindBestFormat(16, 48), -1);
+    group.AddFormatCopy(Format(16, 16, 0));
+    group.AddFormatCopy(Format(32, 32, 0));
+    EXPECT_EQ(group.FindBestFormat(24, 48), 0);  // equal distances; 32x32 is stored first
+    EXPECT_EQ(group.FormatAt(0)->Width(), 32u);
+    group.SortFormats(true);
+    EXPECT_EQ(group.FindBestFormat(24, 48), 0);  // now 16x16 is first
+    EXPECT_EQ(group.FormatAt(0)->Width(), 16u);
+    EXPECT_EQ(group.FindBestFormat(30, 48), 1);
+}
+
+TEST(IconGroupMatch, DepthWeighsTwiceAsMuchAsSize) {
+    CIconGroup group;
+    group.AddFormatCopy(Format(32, 32, 2));
+    group.AddFormatCopy(Format(32, 32, 16));
+    group.AddFormatCopy(Format(16, 16, 0, true));
+    // 32 bits wanted at 32: 16x16 alpha is 32, the 16-colour 32x32 is 96 away.
+    EXPECT_EQ(group.FindBestFormat(32, 64), 2);
+    EXPECT_EQ(group.FindBestDisplayFormat(1, 0, 1.0), 0);  // rank 1 is nearest the 2-colour format
+    EXPECT_EQ(group.FindBestDisplayFormat(1, 3, 1.0), 2);
+    EXPECT_EQ(group.FindBestDisplayFormat(5, 0, 1.0), -1);
+    EXPECT_EQ(group.FindBestDisplayFormat(0, 4, 1.0), -1);
+    EXPECT_EQ(group.FindBestDisplayFormat(-1, 0, 1.0), -1);
+}
+
+TEST(IconGroupMatch, ScaledDisplaySizeLagsOneCall) {
+    CIconGroup group;
+    group.AddFormatCopy(Format(48, 48, 0));
+    group.AddFormatCopy(Format(96, 96, 0));
+    const int big = group.FormatAt(0)->Width() == 96 ? 0 : 1;
+    (void)group.FindBestDisplayFormat(4, 2, 1.0);  // settles the entry at 48
+    EXPECT_EQ(group.FindBestDisplayFormat(4, 2, 2.0), 1 - big);  // still 48
+    EXPECT_EQ(group.FindBestDisplayFormat(4, 2, 1.0), big);      // 96 from the previous call
+    EXPECT_EQ(group.FindBestDisplayFormat(4, 2, 1.0), 1 - big);
+    (void)group.FindBestDisplayFormat(0, 2, 2.0);  // any size index refreshes it
+    EXPECT_EQ(group.FindBestDisplayFormat(4, 2, 1.0), big);
+}
+
+std::vector<std::uint8_t> Archived(CIconGroup& group) {
+    Archive ar = Archive::ForStoring();
+    EXPECT_TRUE(group.Serialize(ar));
+    return ar.TakeBytes();
+}
+
+TEST(IconGroupArchive, RoundTripsEveryFormat) {
+    CIconGroup group;
+    group.AddFormatCopy(Format(16, 16, 16));
+    group.AddFormatCopy(Format(48, 48, 0, true));
+    const std::vector<std::uint8_t> bytes = Archived(group);
+    ASSERT_EQ(bytes.size(), 2 + 4 + 296 + 4 + 9640u);
+    EXPECT_EQ(bytes[2] | (bytes[3] << 8), 296);
+
+    Archive in = Archive::ForLoading(bytes);
+    CIconGroup loaded;
+    ASSERT_TRUE(loaded.Serialize(in));
+    EXPECT_EQ(Describe(loaded), Describe(group));
+    EXPECT_EQ(Archived(loaded), bytes);
+}
+
+TEST(IconGroupArchive, EmptyEntryReadsBackOneShorter) {
+    CIconGroup group;
+    group.AddFormatCopy(Format(16, 16, 16));
+    group.AddFormatCopy(CKvIcon());
+    group.AddFormatCopy(Format(32, 32, 2));
+    std::vector<std::uint8_t> bytes = Archived(group);
+    EXPECT_EQ(bytes[0], 3);
+    bytes[2] = 1;  // the stored size does not bound the read
+    Archive in = Archive::ForLoading(bytes);
+    CIconGroup loaded;
+    ASSERT_TRUE(loaded.Serialize(in));
+    EXPECT_EQ(loaded.FormatCount(), 2);
+}
+
+TEST(IconGroupArchive, ShortOrBadDataFailsAndChangesNothing) {
+    CIconGroup group;
+    group.AddFormatCopy(Format(16, 16, 16));
+    group.AddFormatCopy(Format(32, 32, 16));
+    const std::vector<std::uint8_t> bytes = Archived(group);
+    for (std::size_t cut : {std::size_t{1}, std::size_t{5}, std::size_t{100}, bytes.size() - 1}) {
+        const std::vector<std::uint8_t> part(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(cut));
+        Archive in = Archive::ForLoading(part);
+        CIconGroup loaded;
+        loaded.AddFormatCopy(Format(8, 8, 2));
+        EXPECT_FALSE(loaded.Serialize(in)) << cut;
+        EXPECT_EQ(loaded.FormatCount(), 1) << cut;
+    }
+    std::vector<std::uint8_t> lying = bytes;
+    lying[0] = 0xFF;  // more entries than the data holds
+    lying[1] = 0xFF;
+    Archive in = Archive::ForLoading(lying);
+    CIconGroup loaded;
+    EXPECT_FALSE(loaded.Serialize(in));
+    EXPECT_EQ(loaded.FormatCount(), 0);
+}
+
+}  // namespace
+}  // namespace tellurine

@@ -1,0 +1,333 @@
+#include "icon/kv_icon.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <vector>
+
+#include "icon/standard_palette.h"
+#include "image/archive.h"
+#include "image/bytes.h"
+
+namespace tellurine {
+namespace {
+
+struct Depth {
+    std::uint32_t colors;
+    bool alpha;
+    int bits;
+};
+const Depth kDepths[] = {{2, false, 1}, {16, false, 4}, {256, false, 8}, {0, false, 24}, {0, true, 32}};
+
+// The parts of an icon block, addressed by picture row (0 at the top).
+std::uint8_t* ColorRow(CKvIcon& icon, int y) {
+    IconImageLayout l;
+    EXPECT_TRUE(icon.GetLayout(l));
+    return icon.GetBlock().data() + l.pixelOffset + l.colorStride * (icon.Height() - 1 - y);
+}
+std::uint8_t* AndRow(CKvIcon& icon, int y) {
+    IconImageLayout l;
+    EXPECT_TRUE(icon.GetLayout(l));
+    return icon.GetBlock().data() + l.maskOffset + l.maskStride * (icon.Height() - 1 - y);
+}
+
+// A format filled with a recognisable picture: table colours distinct even at 5 bits per channel
+// (the nearest-colour search caches by 15-bit colour), varied pixels, some transparent pixels
+// (for 32 bits exactly those with alpha 0, as the bitmaps carry them).
+CKvIcon MakePicture(const Depth& d, int w = 5, int h = 3) {
+    CKvIcon icon;
+    EXPECT_EQ(icon.SetFormat(w, h, d.colors, d.alpha), 1);
+    for (std::uint32_t i = 0; i < d.colors; ++i) {
+        std::uint8_t* e = icon.GetBlock().data() + kInfoHeaderSize + 4 * i;
+        e[0] = static_cast<std::uint8_t>((i % 32) * 8);
+        e[1] = static_cast<std::uint8_t>((i / 32) * 32 + 7);
+        e[2] = static_cast<std::uint8_t>(255 - i);
+    }
+    for (int y = 0; y < h; ++y) {
+        for (int x = 0; x < w; ++x) {
+            const int n = x * 3 + y * 5 + 1;
+            std::uint8_t* row = ColorRow(icon, y);
+            const bool clear = (x + y) % 3 == 0;
+            if (d.bits <= 8) {
+                WriteIndex(row, x, d.bits, static_cast<std::uint8_t>(n % (1 << d.bits)));
+            } else {
+                const int bytes = d.bits / 8;
+                for (int c = 0; c < 3; ++c) row[x * bytes + c] = static_cast<std::uint8_t>(n * 11 + c * 40);
+                if (bytes == 4) row[x * 4 + 3] = clear ? 0 : static_cast<std::uint8_t>(n * 13);
+            }
+            if (clear) WriteIndex(AndRow(icon, y), x, 1, 1);
+        }
+    }
+    return icon;
+}
+
+std::vector<std::uint8_t> Store(const CKvIcon& icon) {
+    Archive ar = Archive::ForStoring();
+    EXPECT_EQ(icon.WriteImage(ar), 1);
+    return ar.TakeBytes();
+}
+
+TEST(KvIconFormat, BlockSizesFollowTheFormula) {
+    CKvIcon icon;
+    EXPECT_EQ(icon.PointX(), -1);
+    EXPECT_EQ(icon.PointY(), -1);
+    EXPECT_TRUE(icon.UsesStandardPalette());
+    ASSERT_EQ(icon.SetFormat(48, 48, 0, true), 1);
+    EXPECT_EQ(icon.BlockSize(), 9640u);
+    EXPECT_EQ(icon.BitsPerPixel(), 32);
+    ASSERT_EQ(icon.SetFormat(16, 16, 16, false), 1);
+    EXPECT_EQ(icon.BlockSize(), 296u);
+    EXPECT_EQ(icon.GetBlock().size(), 296u);
+    ASSERT_EQ(icon.SetFormat(32, 32, 256, false), 1);
+    EXPECT_EQ(icon.BlockSize(), 32u * (32 + 4) + 1024 + 40);
+    ASSERT_EQ(icon.SetFormat(3, 1, 2, false), 1);
+    EXPECT_EQ(icon.BlockSize(), 1u * (4 + 4) + 8 + 40);
+    EXPECT_EQ(CKvIcon::FormatBits(24, false), 24);  // other counts are their own bit count
+    EXPECT_EQ(CKvIcon::FormatBits(3, true), 3);
+}
+
+TEST(KvIconFormat, HeaderDescribesTheFormat) {
+    CKvIcon icon;
+    icon.SetCompressed(true);
+    ASSERT_EQ(icon.SetFormat(20, 10, 16, false), 1);
+    EXPECT_FALSE(icon.IsCompressed());
+    const BitmapInfoHeader h = BitmapInfoHeader::Load(icon.GetBlock().data());
+    EXPECT_EQ(h.size, 40u);
+    EXPECT_EQ(h.width, 20);
+    EXPECT_EQ(h.height, 20);
+    EXPECT_EQ(h.planes, 1);
+    EXPECT_EQ(h.bitCount, 4);
+    EXPECT_EQ(h.clrUsed, 16u);
+    EXPECT_EQ(h.clrImportant, 16u);
+}
+
+TEST(KvIconFormat, RefusesImpossibleFormatsAndLeavesTheImageEmpty) {
+    CKvIcon icon;
+    ASSERT_EQ(icon.SetFormat(16, 16, 16, false), 1);
+    EXPECT_EQ(icon.SetFormat(0, 16, 16, false), 0);
+    EXPECT_TRUE(icon.IsEmpty());
+    EXPECT_EQ(icon.Width(), 0u);
+    EXPECT_EQ(icon.BlockSize(), 0u);
+    EXPECT_EQ(icon.SetFormat(16, -1, 16, false), 0);
+    EXPECT_EQ(icon.SetFormat(kMaxDibDimension + 1, 1, 0, false), 0);
+    EXPECT_EQ(icon.SetFormat(16, 16, 1000, false), 0);                             // 1000 bits
+    EXPECT_EQ(icon.SetFormat(kMaxDibDimension, kMaxDibDimension, 0, true), 0);  // over the byte limit
+    EXPECT_TRUE(icon.IsEmpty());
+}
+
+TEST(KvIconCopy, DuplicatesTheBlockAndCarriesFormatAttributesAndPoint) {
+    CKvIcon source = MakePicture(kDepths[1]);
+    source.SetPoint(3, 4);
+    source.SetAttribute1(7);
+    source.SetAttribute2(9);
+    source.SetCompressed(true);
+    CKvIcon copy;
+    copy.SecondBlock() = Block::Allocate(8);
+    copy.WorkBuffer().assign(4, 1);
+    ASSERT_EQ(copy.CopyFrom(source), 1);
+    EXPECT_TRUE(copy.SecondBlock().empty());
+    EXPECT_TRUE(copy.WorkBuffer().empty());
+    EXPECT_EQ(copy.Width(), 5u);
+    EXPECT_EQ(copy.ColorCount(), 16u);
+    EXPECT_TRUE(copy.IsCompressed());
+    EXPECT_EQ(copy.PointX() * 10 + copy.PointY(), 34);
+    EXPECT_EQ(copy.Attribute1() * 10 + copy.Attribute2(), 79u);
+    ASSERT_EQ(copy.GetBlock().size(), source.GetBlock().size());
+    EXPECT_NE(copy.GetBlock().data(), source.GetBlock().data());
+    EXPECT_EQ(std::memcmp(copy.GetBlock().data(), source.GetBlock().data(), source.BlockSize()), 0);
+
+    const CKvIcon constructed(source);
+    EXPECT_EQ(Store(constructed), Store(source));
+}
+
+TEST(KvIconPalette, StandardPaletteLayout) {
+    const auto& p = StandardColors256();
+    EXPECT_EQ(p[15], kStandardColors16[15]);
+    EXPECT_EQ(p[16], (PaletteEntry{0, 0, 0, 0}));
+    EXPECT_EQ(p[17], (PaletteEntry{0, 0, 51, 0}));
+    EXPECT_EQ(p[16 + 36], (PaletteEntry{51, 0, 0, 0}));
+    EXPECT_EQ(p[231], (PaletteEntry{255, 255, 255, 0}));
+    EXPECT_EQ(p[232], (PaletteEntry{8, 8, 8, 0}));
+    EXPECT_EQ(p[255], (PaletteEntry{238, 238, 238, 0}));
+}
+
+TEST(KvIconPalette, DisplayPaletteFollowsTheTable) {
+    CKvIcon truecolor;
+    ASSERT_EQ(truecolor.SetFormat(4, 4, 0, false), 1);
+    EXPECT_TRUE(truecolor.BuildDisplayPalette().empty());
+
+    CKvIcon icon = MakePicture(kDepths[1]);
+    const Palette p = icon.BuildDisplayPalette();
+    ASSERT_EQ(p.size(), 16u);
+    EXPECT_EQ(p.version, 0x300);
+    EXPECT_EQ(p.entries[3], (PaletteEntry{252, 7, 24, 0}));
+    EXPECT_TRUE(icon.UsesStandardPalette());  // only a 256-colour table is compared
+}
+
+TEST(KvIconPalette, DifferentTableClearsTheStandardFlag) {
+    CKvIcon icon;
+    ASSERT_EQ(icon.SetFormat(4, 4, 256, false), 1);
+    const auto& standard = StandardColors256();
+    for (int i = 0; i < 256; ++i) {
+        std::uint8_t* e = icon.GetBlock().data() + kInfoHeaderSize + 4 * i;
+        e[0] = standard[i].blue;
+        e[1] = standard[i].green;
+        e[2] = standard[i].red;
+    }
+    EXPECT_EQ(icon.BuildDisplayPalette().size(), 256u);
+    EXPECT_TRUE(icon.UsesStandardPalette());
+    icon.GetBlock().data()[kInfoHeaderSize + 4 * 255] ^= 1;
+    EXPECT_EQ(icon.BuildDisplayPalette().entries[255].blue, 239);
+    EXPECT_FALSE(icon.UsesStandardPalette());
+}
+
+class KvIconDepth : public ::testing::TestWithParam<Depth> {};
+
+TEST_P(KvIconDepth, BitmapFormRoundTrips) {
+    const CKvIcon source = MakePicture(GetParam());
+    std::vector<std::uint8_t> bytes = Store(source);
+    ASSERT_EQ(bytes.size(), source.BlockSize());
+    bytes.insert(bytes.end(), bytes.begin(), bytes.end());  // two images back to back
+
+    Archive in = Archive::ForLoading(bytes);
+    CKvIcon first, second;
+    ASSERT_EQ(first.ReadImage(in, 0, 0), 1);
+    ASSERT_EQ(second.ReadImage(in, 0, 0), 1);
+    EXPECT_EQ(in.Remaining(), 0u);
+    EXPECT_EQ(second.Width(), 5u);
+    EXPECT_EQ(second.Height(), 3u);
+    EXPECT_EQ(second.ColorCount(), GetParam().colors);
+    EXPECT_EQ(second.HasAlpha(), GetParam().alpha);
+    EXPECT_EQ(second.BitsPerPixel(), GetParam().bits);
+    EXPECT_EQ(Store(second), Store(source));
+}
+
+TEST_P(KvIconDepth, DeviceBitmapsRoundTrip) {
+    CKvIcon source = MakePicture(GetParam());
+    DeviceBitmap color, mask;
+    ASSERT_EQ(source.ToBitmaps(color, mask, nullptr), 1);
+    ASSERT_EQ(color.Width(), 5);
+    const bool alpha = GetParam().alpha;
+    // Pixel (0, 0) is transparent, (1, 0) is not.
+    EXPECT_EQ(mask.GetPixel(0, 0), alpha ? 0u : 0xFFFFFFu);
+    EXPECT_EQ(mask.GetPixel(1, 0), alpha ? 0x343434u : 0u);  // alpha 4 x 13 = 52
+
+    CKvIcon rebuilt;
+    ASSERT_EQ(rebuilt.SetFormat(5, 3, GetParam().colors, alpha), 1);
+    const Palette palette = source.BuildDisplayPalette();
+    ASSERT_EQ(rebuilt.FromBitmaps(color, mask, palette.empty() ? nullptr : &palette), 1);
+
+    IconImageLayout l;
+    ASSERT_TRUE(source.GetLayout(l));
+    EXPECT_EQ(std::memcmp(rebuilt.GetBlock().data() + l.tableOffset, source.GetBlock().data() + l.tableOffset,
+                          l.blockSize - l.tableOffset),
+              0);
+    const BitmapInfoHeader h = BitmapInfoHeader::Load(rebuilt.GetBlock().data());
+    EXPECT_EQ(h.height, 6);
+    EXPECT_EQ(h.bitCount, GetParam().bits);
+    EXPECT_EQ(h.sizeImage, l.colorImageSize);
+    EXPECT_EQ(h.clrUsed, GetParam().colors);
+}
+
+INSTANTIATE_TEST_SUITE_P(AllDepths, KvIconDepth, ::testing::ValuesIn(kDepths),
+                         [](const auto& param) { return "Bits" + std::to_string(param.param.bits); });
+
+TEST(KvIconBitmaps, IndexedPixelsMapOntoTheCurrentTableWhenNoPaletteIsGiven) {
+    CKvIcon icon;
+    ASSERT_EQ(icon.SetFormat(2, 1, 2, false), 1);
+    std::uint8_t* table = icon.GetBlock().data() + kInfoHeaderSize;
+    table[4] = table[5] = table[6] = 255;  // entry 1 white, entry 0 black
+    DeviceBitmap color = DeviceBitmap::Create(2, 1, RGB(250, 240, 230));
+    color.SetPixel(1, 0, RGB(10, 0, 20));
+    const DeviceBitmap mask = DeviceBitmap::Create(2, 1, RGB(254, 255, 255));  // near white is not white
+    ASSERT_EQ(icon.FromBitmaps(color, mask, nullptr), 1);
+    EXPECT_EQ(ReadIndex(ColorRow(icon, 0), 0, 1), 1);
+    EXPECT_EQ(ReadIndex(ColorRow(icon, 0), 1, 1), 0);
+    EXPECT_EQ(AndRow(icon, 0)[0], 0);
+}
+
+TEST(KvIconBitmaps, GivenPaletteIsWrittenToTheTable) {
+    CKvIcon icon;
+    ASSERT_EQ(icon.SetFormat(1, 1, 16, false), 1);
+    Palette palette;
+    palette.entries = {{1, 2, 3, 0}, {200, 100, 50, 0}};
+    const DeviceBitmap color = DeviceBitmap::Create(1, 1, RGB(190, 110, 40));
+    const DeviceBitmap mask = DeviceBitmap::Create(1, 1, 0xFFFFFF);
+    ASSERT_EQ(icon.FromBitmaps(color, mask, &palette), 1);
+    EXPECT_EQ(ReadIndex(ColorRow(icon, 0), 0, 4), 1);
+    EXPECT_EQ(ReadIndex(AndRow(icon, 0), 0, 1), 1);
+    const Palette table = icon.BuildDisplayPalette();
+    EXPECT_EQ(table.entries[1], (PaletteEntry{200, 100, 50, 0}));
+    EXPECT_EQ(table.entries[2], PaletteEntry{});  // past the palette's end: black
+}
+
+TEST(KvIconBitmaps, RefusesMismatchedBitmapsAndEmptyImages) {
+    CKvIcon icon = MakePicture(kDepths[3]);
+    const std::vector<std::uint8_t> before = Store(icon);
+    const DeviceBitmap small = DeviceBitmap::Create(4, 3), right = DeviceBitmap::Create(5, 3);
+    EXPECT_EQ(icon.FromBitmaps(small, right, nullptr), 0);
+    EXPECT_EQ(icon.FromBitmaps(right, small, nullptr), 0);
+    EXPECT_EQ(Store(icon), before);
+    CKvIcon empty;
+    DeviceBitmap c, m;
+    EXPECT_EQ(empty.ToBitmaps(c, m, nullptr), 0);
+    EXPECT_TRUE(c.IsNull());
+}
+
+// A bitmap-form image whose header fields are set by the test.
+std::vector<std::uint8_t> HeaderOnly(std::uint32_t size, std::int32_t w, std::int32_t h, std::uint16_t bits,
+                                     std::uint32_t colors, std::size_t extra = 0) {
+    std::vector<std::uint8_t> bytes(40 + extra);
+    BitmapInfoHeader header;
+    header.size = size;
+    header.width = w;
+    header.height = h;
+    header.bitCount = bits;
+    header.clrUsed = colors;
+    header.Store(bytes.data());
+    return bytes;
+}
+
+TEST(KvIconReadImage, DerivesTheFormatFromTheHeader) {
+    // 4 bits, colours used 0: 16 colours; 8 x 8 needs 8 x (4 + 4) + 64 + 40 bytes.
+    const auto bytes = HeaderOnly(40, 8, 16, 4, 0, 8 * 8 + 64);
+    Archive in = Archive::ForLoading(bytes);
+    CKvIcon icon;
+    ASSERT_EQ(icon.ReadImage(in, 0, 0), 1);
+    EXPECT_EQ(icon.ColorCount(), 16u);
+    EXPECT_EQ(icon.Height(), 8u);
+    EXPECT_FALSE(icon.HasAlpha());
+}
+
+TEST(KvIconReadImage, HostileInputFailsAndLeavesTheImageAsItWas) {
+    const std::vector<std::vector<std::uint8_t>> inputs = {
+        HeaderOnly(12, 8, 16, 4, 0, 200),                 // core header size
+        HeaderOnly(40, 8, 16, 4, 0, 8 * 8 + 63),          // one byte short
+        HeaderOnly(40, 0x7FFFFFFF, 16, 32, 0, 64),        // absurd width
+        HeaderOnly(40, 30000, 60000, 32, 0, 64),          // over the block limit
+        HeaderOnly(40, 4096, 8192, 32, 0, 64),            // 69 MB declared, 104 bytes there
+        HeaderOnly(40, 8, -16, 32, 0, 2000),              // negative height
+        HeaderOnly(40, 8, 16, 8, 0xFFFFFFFF, 2000),       // absurd colour count
+        {0x89, 0x50, 0x4E, 0x47, 0x0D, 0x0A, 0x1A, 0x0A},  // PNG stream
+        {40, 0, 0},                                       // shorter than a signature
+        std::vector<std::uint8_t>(39, 0),
+    };
+    for (std::size_t i = 0; i < inputs.size(); ++i) {
+        CKvIcon icon = MakePicture(kDepths[2]);
+        const std::vector<std::uint8_t> before = Store(icon);
+        Archive in = Archive::ForLoading(inputs[i]);
+        EXPECT_EQ(icon.ReadImage(in, 0, 0), 0) << "input " << i;
+        EXPECT_EQ(Store(icon), before) << "input " << i;
+        EXPECT_EQ(icon.ColorCount(), 256u);
+    }
+    Archive png = Archive::ForLoading(inputs[6]);
+    CKvIcon icon;
+    EXPECT_EQ(icon.ReadImage(png, 8, 32), 0);
+    EXPECT_EQ(png.Position(), 0u);
+    Archive storing = Archive::ForStoring();
+    EXPECT_EQ(icon.ReadImage(storing, 0, 0), 0);
+    EXPECT_EQ(icon.WriteImage(storing), 0);  // nothing to write
+}
+
+}  // namespace
+}  // namespace tellurine
