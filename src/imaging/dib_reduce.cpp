@@ -42,7 +42,10 @@ void CDIB::ReduceToOptimalPalette(int colors, bool dither, bool keepBlackAndWhit
     int count = colors;
     const Block paletteBlock = BuildOptimalPalette(*source, count, keepBlackAndWhite);
     if (!paletteBlock) return;
-    if (Block out = MapToPalette(*source, PaletteFromBlock(paletteBlock), count, dither))
+    // Keeping black and white moves white to the last entry, past the first `count`; search the
+    // whole table then, so white stays reachable (the entries between are duplicate blacks).
+    const int searchable = keepBlackAndWhite ? 256 : count;
+    if (Block out = MapToPalette(*source, PaletteFromBlock(paletteBlock), searchable, dither))
         Attach(std::move(out));
 }
 

@@ -65,6 +65,17 @@ TEST(ReduceToOptimalPalette, FlattensOverWhiteAndHonoursTheColourCount) {
     for (int x = 0; x < 8; ++x) used.insert(GetIndex(few.GetBlock(), x, 0));
     EXPECT_LE(used.size(), 3u);
 
+    // With black and white kept, white lands in the last entry and is still used.
+    Block greys = CreateDibBlock(8, 1, 24);
+    for (int x = 0; x < 8; ++x) {
+        const auto v = static_cast<std::uint8_t>(x == 7 ? 255 : x * 30);
+        SetBgra(greys, x, 0, v, v, v);
+    }
+    CDIB kept = Attached(std::move(greys));
+    kept.ReduceToOptimalPalette(4, false, true);
+    EXPECT_EQ(GetIndex(kept.GetBlock(), 7, 0), 255);
+    EXPECT_EQ(ColourOf(kept, 0, 0), (PaletteEntry{0, 0, 0, 0}));
+
     // Below 8 bits the picture is widened first rather than refused.
     Block mono = CreateDibBlock(4, 4, 1);
     test::SetTableEntry(mono, 1, 255, 255, 255);
