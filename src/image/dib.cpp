@@ -291,12 +291,17 @@ bool CDIB::SyncToLibraryImage() {
 
 bool CDIB::SyncFromLibraryImage() {
     if (!library_ || !library_->isValid()) return false;
-    fipImage image(*library_);
-    unsigned bpp = image.getBitsPerPixel();
-    if (image.getImageType() != FIT_BITMAP || (bpp != 1 && bpp != 4 && bpp != 8 && bpp != 24 && bpp != 32)) {
-        if (!image.convertTo32Bits()) return false;
+    // Depths a packed bitmap holds as they are; anything else goes through a 32-bit copy.
+    unsigned bpp = library_->getBitsPerPixel();
+    fipImage converted;
+    const fipImage* source = library_.get();
+    if (library_->getImageType() != FIT_BITMAP || (bpp != 1 && bpp != 4 && bpp != 8 && bpp != 24 && bpp != 32)) {
+        converted = *library_;
+        if (!converted.convertTo32Bits()) return false;
+        source = &converted;
         bpp = 32;
     }
+    const fipImage& image = *source;
     const unsigned w = image.getWidth(), h = image.getHeight();
     if (w == 0 || h == 0 || w > static_cast<unsigned>(kMaxDibDimension) || h > static_cast<unsigned>(kMaxDibDimension))
         return false;

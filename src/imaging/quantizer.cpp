@@ -75,12 +75,30 @@ struct CQuantizer::Impl {
         freeList = n;
     }
 
+    // The path of the colour looked up last: path[l] is its node at level l, down to its leaf at
+    // level pathDepth. Neighbouring pixels mostly share their upper bits and so the upper part of
+    // the path, and the next walk resumes where the two colours part. A reduction may free nodes
+    // of the path, so it makes the path unusable until the next full walk.
+    std::uint16_t path[kColorBits + 1] = {};
+    int pathDepth = -1;  // -1: no usable path
+    unsigned pathColor = 0;
+
     // The leaf that holds the colour, creating the missing nodes on the way; 0 only if the pool
     // were exhausted.
     std::uint16_t LeafFor(unsigned red, unsigned green, unsigned blue) {
         if (root == 0 && (root = NewNode(0)) == 0) return 0;
-        std::uint16_t n = root;
+        const unsigned color = (red << 16) | (green << 8) | blue;
         int level = 0;
+        if (pathDepth >= 0) {
+            // The first level whose child index differs: the highest differing bit of any
+            // component decides it. Equal colours share the whole path.
+            const unsigned diff = color ^ pathColor;
+            const unsigned bits = ((diff >> 16) | (diff >> 8) | diff) & 0xFF;
+            const int first = bits == 0 ? kColorBits : std::min(kColorBits, __builtin_clz(bits) - 24);
+            level = std::min(first, pathDepth);
+        }
+        std::uint16_t n = level == 0 ? root : path[level];
+        path[0] = root;
         while (!nodes[n].leaf) {
             const unsigned i = ChildIndex(red, green, blue, level);
             std::uint16_t c = nodes[n].child[i];
@@ -90,8 +108,10 @@ struct CQuantizer::Impl {
                 nodes[n].child[i] = c;
             }
             n = c;
-            ++level;
+            path[++level] = n;
         }
+        pathDepth = level;
+        pathColor = color;
         return n;
     }
 
@@ -132,8 +152,7 @@ struct CQuantizer::Impl {
         leaf.redSum += red * times;
         leaf.greenSum += green * times;
         leaf.blueSum += blue * times;
-        while (leafCount > maxColors && ReduceOnce()) {
-        }
+        while (leafCount > maxColors && ReduceOnce()) pathDepth = -1;
         return true;
     }
 
