@@ -53,7 +53,10 @@ bool WriteFileAtomically(const std::string& path, std::span<const std::uint8_t> 
     const fs::path target(path);
     fs::path dir = target.parent_path();
     if (dir.empty()) dir = ".";
-    std::string temp = (dir / ("." + target.filename().string() + ".tmp-XXXXXX")).string();
+    std::string name = ".";
+    name += target.filename().string();
+    name += ".tmp-XXXXXX";
+    std::string temp = (dir / name).string();
     const int fd = ::mkstemp(temp.data());
     if (fd < 0) {
         error = Reason("cannot create a file beside the target");
