@@ -125,14 +125,19 @@ int CKvIcon::SetFormat(std::int32_t width, std::int32_t height, std::uint32_t co
     header.clrImportant = colors;
     header.Store(block.data());
 
+    AdoptFormat(std::move(block), width, height, colors, alpha);
+    return 1;
+}
+
+void CKvIcon::AdoptFormat(Block&& block, std::int32_t width, std::int32_t height, std::uint32_t colors,
+                          bool alpha) {
+    blockSize_ = static_cast<std::uint32_t>(block.size());
     block_ = std::move(block);
     width_ = static_cast<std::uint32_t>(width);
     height_ = static_cast<std::uint32_t>(height);
     colors_ = colors;
     alpha_ = alpha;
-    blockSize_ = static_cast<std::uint32_t>(l.blockSize);
     compressed_ = false;
-    return 1;
 }
 
 int CKvIcon::CopyFrom(const CKvIcon& other) {
@@ -347,13 +352,7 @@ int CKvIcon::ReadImage(Archive& ar, std::uint32_t byteCount, std::uint32_t bitCo
         return 0;
     }
 
-    block_ = std::move(block);
-    width_ = static_cast<std::uint32_t>(width);
-    height_ = static_cast<std::uint32_t>(height);
-    colors_ = colors;
-    alpha_ = alpha;
-    blockSize_ = static_cast<std::uint32_t>(l.blockSize);
-    compressed_ = false;
+    AdoptFormat(std::move(block), width, height, colors, alpha);
     return 1;
 }
 

@@ -138,6 +138,8 @@ public:
 
 private:
     void ClearFormat();
+    // Takes a complete image block of the given format (its size is the format's block size).
+    void AdoptFormat(Block&& block, std::int32_t width, std::int32_t height, std::uint32_t colors, bool alpha);
 
     Block block_;
     Block secondBlock_;
