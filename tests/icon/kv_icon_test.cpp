@@ -86,21 +86,6 @@ TEST(KvIconFormat, BlockSizesFollowTheFormula) {
     EXPECT_EQ(CKvIcon::FormatBits(3, true), 3);
 }
 
-TEST(KvIconFormat, HeaderDescribesTheFormat) {
-    CKvIcon icon;
-    icon.SetCompressed(true);
-    ASSERT_EQ(icon.SetFormat(20, 10, 16, false), 1);
-    EXPECT_FALSE(icon.IsCompressed());
-    const BitmapInfoHeader h = BitmapInfoHeader::Load(icon.GetBlock().data());
-    EXPECT_EQ(h.size, 40u);
-    EXPECT_EQ(h.width, 20);
-    EXPECT_EQ(h.height, 20);
-    EXPECT_EQ(h.planes, 1);
-    EXPECT_EQ(h.bitCount, 4);
-    EXPECT_EQ(h.clrUsed, 16u);
-    EXPECT_EQ(h.clrImportant, 16u);
-}
-
 TEST(KvIconFormat, RefusesImpossibleFormatsAndLeavesTheImageEmpty) {
     CKvIcon icon;
     ASSERT_EQ(icon.SetFormat(16, 16, 16, false), 1);
@@ -138,17 +123,6 @@ TEST(KvIconCopy, DuplicatesTheBlockAndCarriesFormatAttributesAndPoint) {
 
     const CKvIcon constructed(source);
     EXPECT_EQ(Store(constructed), Store(source));
-}
-
-TEST(KvIconPalette, StandardPaletteLayout) {
-    const auto& p = StandardColors256();
-    EXPECT_EQ(p[15], kStandardColors16[15]);
-    EXPECT_EQ(p[16], (PaletteEntry{0, 0, 0, 0}));
-    EXPECT_EQ(p[17], (PaletteEntry{0, 0, 51, 0}));
-    EXPECT_EQ(p[16 + 36], (PaletteEntry{51, 0, 0, 0}));
-    EXPECT_EQ(p[231], (PaletteEntry{255, 255, 255, 0}));
-    EXPECT_EQ(p[232], (PaletteEntry{8, 8, 8, 0}));
-    EXPECT_EQ(p[255], (PaletteEntry{238, 238, 238, 0}));
 }
 
 TEST(KvIconPalette, DisplayPaletteFollowsTheTable) {

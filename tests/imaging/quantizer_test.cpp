@@ -201,14 +201,5 @@ TEST(QuantizerBadInput, OnlyTrueColourImagesAreAccepted) {
     EXPECT_TRUE(PaletteFromBlock(Block::Allocate(16)).empty());
 }
 
-TEST(QuantizerBadInput, RequestedCountIsClampedToAPaletteBlock) {
-    int count = 1000;
-    EXPECT_FALSE(BuildOptimalPalette(RowImage({{9, 9, 9}}), count, false).empty());
-    EXPECT_EQ(count, 256);
-    count = 0;
-    EXPECT_FALSE(BuildOptimalPalette(RowImage({{9, 9, 9}}), count, false).empty());
-    EXPECT_EQ(count, 1);
-}
-
 }  // namespace
 }  // namespace tellurine
