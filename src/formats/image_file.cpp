@@ -1,12 +1,11 @@
 #include "formats/image_file.h"
 
-#include <FreeImagePlus.h>
-
 #include <algorithm>
 #include <cctype>
 #include <cstring>
 
 #include "image/file_io.h"
+#include "image/freeimage.h"
 
 namespace tellurine {
 
@@ -24,29 +23,40 @@ bool DecodeImageFile(std::span<const std::uint8_t> bytes, CDIB& dib, std::string
         error = "empty file";
         return false;
     }
-    // FreeImage's memory stream does not write to the buffer it is given for reading.
-    fipMemoryIO memory(const_cast<BYTE*>(bytes.data()), static_cast<DWORD>(bytes.size()));
-    const FREE_IMAGE_FORMAT fif = memory.getFileType();
-    if (fif == FIF_UNKNOWN || !FreeImage_FIFSupportsReading(fif)) {
+    const FreeImageApi* fi = GetFreeImage();
+    if (fi == nullptr) {
+        error = "the image library (FreeImage) cannot be loaded";
+        return false;
+    }
+    // The library's memory stream only reads from the buffer it is given.
+    FIMEMORY* memory = fi->OpenMemory(const_cast<BYTE*>(bytes.data()), static_cast<DWORD>(bytes.size()));
+    if (memory == nullptr) {
+        error = "out of memory";
+        return false;
+    }
+    const FREE_IMAGE_FORMAT fif = fi->GetFileTypeFromMemory(memory, 0);
+    LibraryBitmap image;
+    if (fif != FIF_UNKNOWN && fi->FIFSupportsReading(fif)) image.Reset(fi->LoadFromMemory(fif, memory, 0));
+    fi->CloseMemory(memory);
+    if (fif == FIF_UNKNOWN || !fi->FIFSupportsReading(fif)) {
         error = "not an image file that can be read";
         return false;
     }
-    // Decoded straight into the bitmap's library image, so the picture is copied only once more,
-    // into the bitmap's block.
-    fipImage& image = dib.LibraryImage();
-    if (!image.loadFromMemory(fif, memory) || !image.isValid()) {
+    if (!image.IsValid() || !fi->HasPixels(image.Get())) {
         error = "the image is damaged or cannot be decoded";
         return false;
     }
-    const unsigned bpp = image.getBitsPerPixel();
-    const bool keep = image.getImageType() == FIT_BITMAP && (bpp == 24 || bpp == 32);
-    if (!keep) {
-        const bool converted = image.isTransparent() ? image.convertTo32Bits() : image.convertTo24Bits();
-        if (!converted) {
+    const unsigned bpp = fi->GetBPP(image.Get());
+    if (fi->GetImageType(image.Get()) != FIT_BITMAP || (bpp != 24 && bpp != 32)) {
+        LibraryBitmap converted(fi->IsTransparent(image.Get()) ? fi->ConvertTo32Bits(image.Get())
+                                                               : fi->ConvertTo24Bits(image.Get()));
+        if (!converted.IsValid()) {
             error = "the image cannot be converted to true colour";
             return false;
         }
+        image = std::move(converted);
     }
+    dib.LibraryImage() = std::move(image);
     if (!dib.SyncFromLibraryImage()) {
         error = "the image is too large";
         return false;
@@ -61,24 +71,23 @@ bool LoadImageFile(const std::string& path, CDIB& dib, std::string& error) {
 }
 
 bool EncodeImageFile(CDIB& dib, ImageFileFormat format, std::vector<std::uint8_t>& out, std::string& error) {
-    if (!dib.SyncToLibraryImage()) {
+    const FreeImageApi* fi = GetFreeImage();
+    if (fi == nullptr || !dib.SyncToLibraryImage()) {
         error = "the picture cannot be encoded";
         return false;
     }
-    fipMemoryIO memory;
+    FIMEMORY* memory = fi->OpenMemory(nullptr, 0);
     const FREE_IMAGE_FORMAT fif = format == ImageFileFormat::Png ? FIF_PNG : FIF_BMP;
-    if (!dib.LibraryImage().saveToMemory(fif, memory, format == ImageFileFormat::Png ? kPngZlibLevel : BMP_DEFAULT)) {
-        error = "the picture cannot be encoded";
-        return false;
-    }
     BYTE* data = nullptr;
     DWORD size = 0;
-    if (!memory.acquire(&data, &size) || data == nullptr) {
-        error = "the picture cannot be encoded";
-        return false;
-    }
-    out.assign(data, data + size);
-    return true;
+    const bool ok = memory != nullptr &&
+                    fi->SaveToMemory(fif, dib.LibraryImage().Get(), memory,
+                                     format == ImageFileFormat::Png ? kPngZlibLevel : BMP_DEFAULT) &&
+                    fi->AcquireMemory(memory, &data, &size) && data != nullptr;
+    if (ok) out.assign(data, data + size);
+    if (memory != nullptr) fi->CloseMemory(memory);
+    if (!ok) error = "the picture cannot be encoded";
+    return ok;
 }
 
 bool ImageFileFormatFromPath(const std::string& path, ImageFileFormat& format) {

@@ -1,7 +1,5 @@
 #include "image/dib.h"
 
-#include <FreeImagePlus.h>
-
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -109,8 +107,8 @@ void CDIB::CopyImageFrom(const CDIB& other) {
     transparentIndex = other.transparentIndex;
     savedTableBits_ = other.savedTableBits_;
     savedTable_ = other.savedTable_;
-    if (other.library_) {
-        library_ = std::make_unique<fipImage>(*other.library_);
+    if (other.library_.IsValid()) {
+        library_ = other.library_;
         libraryChanged_ = true;
     }
 }
@@ -252,57 +250,48 @@ bool CDIB::DpiFromDotsPerMeter(double dotsPerMeter, std::int32_t& dpi) {
     return true;
 }
 
-fipImage& CDIB::LibraryImage() {
-    if (!library_) library_ = std::make_unique<fipImage>();
-    return *library_;
-}
-
 bool CDIB::SyncToLibraryImage() {
     const auto layout = GetDibLayout(block_);
-    if (!layout || layout->coreHeader) return false;
-    fipImage& image = LibraryImage();
-    const unsigned w = static_cast<unsigned>(layout->width), h = static_cast<unsigned>(layout->height);
-    const unsigned bpp = static_cast<unsigned>(layout->bitCount);
-    const bool ok = bpp == 16 ? image.setSize(FIT_BITMAP, w, h, bpp, FI16_555_RED_MASK, FI16_555_GREEN_MASK,
-                                              FI16_555_BLUE_MASK)
-                              : image.setSize(FIT_BITMAP, w, h, bpp);
-    if (!ok) return false;
+    const FreeImageApi* fi = GetFreeImage();
+    if (!layout || layout->coreHeader || fi == nullptr) return false;
+    const int w = layout->width, h = layout->height, bpp = layout->bitCount;
+    FIBITMAP* bitmap = bpp == 16 ? fi->AllocateT(FIT_BITMAP, w, h, bpp, FI16_555_RED_MASK, FI16_555_GREEN_MASK,
+                                                 FI16_555_BLUE_MASK)
+                                 : fi->AllocateT(FIT_BITMAP, w, h, bpp, 0, 0, 0);
+    if (bitmap == nullptr) return false;
+    LibraryBitmap image(bitmap);
     if (bpp <= 8) {
-        RGBQUAD* pal = image.getPalette();
-        const unsigned n = std::min<unsigned>(static_cast<unsigned>(image.getPaletteSize() / sizeof(RGBQUAD)), layout->colors);
-        for (unsigned i = 0; i < n; ++i) {
+        RGBQUAD* pal = fi->GetPalette(bitmap);
+        const unsigned n = std::min<unsigned>(fi->GetColorsUsed(bitmap), layout->colors);
+        for (unsigned i = 0; pal != nullptr && i < n; ++i) {
             const PaletteEntry e = DibTableEntry(block_, *layout, i);
-            pal[i].rgbRed = e.red;
-            pal[i].rgbGreen = e.green;
-            pal[i].rgbBlue = e.blue;
-            pal[i].rgbReserved = 0;
+            pal[i] = RGBQUAD{e.blue, e.green, e.red, 0};
         }
     }
-    const std::size_t rowBytes = std::min<std::size_t>(layout->stride, image.getScanWidth());
-    for (unsigned y = 0; y < h; ++y)
-        std::memcpy(image.getScanLine(y), block_.data() + layout->RowOffset(static_cast<std::int32_t>(y)), rowBytes);
-    const double perCm = DotsPerMeterFromDpi(resolution) / 100.0;
-    image.setHorizontalResolution(perCm);
-    image.setVerticalResolution(perCm);
-    image.setModified(FALSE);
+    const std::size_t rowBytes = std::min<std::size_t>(layout->stride, fi->GetPitch(bitmap));
+    for (int y = 0; y < h; ++y) std::memcpy(fi->GetScanLine(bitmap, y), block_.data() + layout->RowOffset(y), rowBytes);
+    const auto dotsPerMeter = static_cast<unsigned>(DotsPerMeterFromDpi(resolution));
+    fi->SetDotsPerMeterX(bitmap, dotsPerMeter);
+    fi->SetDotsPerMeterY(bitmap, dotsPerMeter);
+    library_ = std::move(image);
     libraryChanged_ = false;
     return true;
 }
 
 bool CDIB::SyncFromLibraryImage() {
-    if (!library_ || !library_->isValid()) return false;
+    const FreeImageApi* fi = GetFreeImage();
+    if (!library_.IsValid() || fi == nullptr) return false;
     // Depths a packed bitmap holds as they are; anything else goes through a 32-bit copy.
-    unsigned bpp = library_->getBitsPerPixel();
-    fipImage converted;
-    const fipImage* source = library_.get();
-    if (library_->getImageType() != FIT_BITMAP || (bpp != 1 && bpp != 4 && bpp != 8 && bpp != 24 && bpp != 32)) {
-        converted = *library_;
-        if (!converted.convertTo32Bits()) return false;
-        source = &converted;
+    FIBITMAP* source = library_.Get();
+    unsigned bpp = fi->GetBPP(source);
+    LibraryBitmap converted;
+    if (fi->GetImageType(source) != FIT_BITMAP || (bpp != 1 && bpp != 4 && bpp != 8 && bpp != 24 && bpp != 32)) {
+        converted.Reset(fi->ConvertTo32Bits(source));
+        if (!converted.IsValid()) return false;
+        source = converted.Get();
         bpp = 32;
     }
-    const fipImage& image = *source;
-    const unsigned w = image.getWidth(), h = image.getHeight();
+    const unsigned w = fi->GetWidth(source), h = fi->GetHeight(source);
     if (w == 0 || h == 0 || w > static_cast<unsigned>(kMaxDibDimension) || h > static_cast<unsigned>(kMaxDibDimension))
         return false;
     Block out = CreateDibBlock(static_cast<std::int32_t>(w), static_cast<std::int32_t>(h), static_cast<int>(bpp));
@@ -311,21 +300,21 @@ bool CDIB::SyncFromLibraryImage() {
     if (bpp <= 8) {
         std::uint8_t* table = out.data() + layout->tableOffset;
         std::memset(table, 0, std::size_t{layout->colors} * 4);
-        const RGBQUAD* pal = image.getPalette();
-        const unsigned n = pal ? std::min<unsigned>(static_cast<unsigned>(image.getPaletteSize() / sizeof(RGBQUAD)), layout->colors) : 0;
+        const RGBQUAD* pal = fi->GetPalette(source);
+        const unsigned n = pal != nullptr ? std::min<unsigned>(fi->GetColorsUsed(source), layout->colors) : 0;
         for (unsigned i = 0; i < n; ++i) {
             table[4 * i] = pal[i].rgbBlue;
             table[4 * i + 1] = pal[i].rgbGreen;
             table[4 * i + 2] = pal[i].rgbRed;
         }
     }
-    const std::size_t rowBytes = std::min<std::size_t>(layout->stride, image.getScanWidth());
+    const std::size_t rowBytes = std::min<std::size_t>(layout->stride, fi->GetPitch(source));
     for (unsigned y = 0; y < h; ++y)
-        std::memcpy(out.data() + layout->RowOffset(static_cast<std::int32_t>(y)), image.getScanLine(y), rowBytes);
+        std::memcpy(out.data() + layout->RowOffset(static_cast<std::int32_t>(y)), fi->GetScanLine(source, static_cast<int>(y)),
+                    rowBytes);
     std::int32_t dpi = 0;
-    if (DpiFromDotsPerMeter(image.getHorizontalResolution() * 100.0, dpi)) resolution = dpi;
+    if (DpiFromDotsPerMeter(fi->GetDotsPerMeterX(source), dpi)) resolution = dpi;
     Attach(std::move(out));
-    library_->setModified(FALSE);
     libraryChanged_ = false;
     return true;
 }

@@ -2,14 +2,12 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 #include <vector>
 
 #include "image/block.h"
 #include "image/dib_block.h"
+#include "image/freeimage.h"
 #include "image/palette.h"
-
-class fipImage;
 
 namespace tellurine {
 
@@ -81,8 +79,9 @@ public:
     // converting the resolution between dots per inch and dots per metre. False on failure.
     bool SyncToLibraryImage();
     bool SyncFromLibraryImage();
-    // The library image, created empty on first use.
-    fipImage& LibraryImage();
+    // The library image: empty until synchronised or loaded into.
+    LibraryBitmap& LibraryImage() { return library_; }
+    [[nodiscard]] const LibraryBitmap& LibraryImage() const { return library_; }
     [[nodiscard]] bool LibraryImageChanged() const { return libraryChanged_; }
 
     // Archive form: a 32-bit flag (0: empty, nothing follows), the block size, the whole block in
@@ -120,7 +119,7 @@ private:
     Palette palette_;
     std::uint32_t savedTableBits_ = 0;
     std::vector<std::uint8_t> savedTable_;
-    std::unique_ptr<fipImage> library_;
+    LibraryBitmap library_;
     bool libraryChanged_ = false;
 };
 

@@ -1,6 +1,5 @@
 #include "image/dib.h"
 
-#include <FreeImagePlus.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -237,7 +236,7 @@ TEST(CDib, LibraryImageRoundTripConvertsTheResolution) {
         dib.Attach(std::move(b));
         dib.resolution = 72;
         ASSERT_TRUE(dib.SyncToLibraryImage()) << bits;
-        EXPECT_EQ(FreeImage_GetDotsPerMeterX(dib.LibraryImage()), 2835u);
+        EXPECT_EQ(GetFreeImage()->GetDotsPerMeterX(dib.LibraryImage().Get()), 2835u);
         EXPECT_FALSE(dib.LibraryImageChanged());
 
         CDIB back;

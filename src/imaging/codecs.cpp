@@ -1,0 +1,203 @@
+#include "imaging/codecs.h"
+
+#include <png.h>
+
+#include <algorithm>
+#include <csetjmp>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+#include "image/bytes.h"
+#include "image/dib_block.h"
+#include "imaging/palette_map.h"
+#include "imaging/quantizer.h"
+
+namespace tellurine {
+
+namespace {
+
+constexpr std::uint8_t kSignature[8] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
+
+// Deflate never packs more than about 1,032 bytes into one; a stream whose header promises more
+// pixels than its bytes could hold is refused before anything is allocated.
+constexpr std::uint64_t kMaxInflateRatio = 1100;
+
+struct ReadSource {
+    std::span<const std::uint8_t> bytes;
+    std::size_t pos = 0;
+};
+
+void ReadFromSpan(png_structp png, png_bytep out, png_size_t size) {
+    auto* src = static_cast<ReadSource*>(png_get_io_ptr(png));
+    if (size > src->bytes.size() - src->pos) png_error(png, "truncated stream");
+    std::memcpy(out, src->bytes.data() + src->pos, size);
+    src->pos += size;
+}
+
+void WriteToVector(png_structp png, png_bytep data, png_size_t size) {
+    auto* out = static_cast<std::vector<std::uint8_t>*>(png_get_io_ptr(png));
+    try {
+        out->insert(out->end(), data, data + size);
+    } catch (const std::bad_alloc&) {
+        png_error(png, "out of memory");
+    }
+}
+
+void FlushNothing(png_structp) {}
+
+// Errors end the decode or encode through longjmp, silently: the caller reports the failure.
+[[noreturn]] void SilentError(png_structp png, png_const_charp) { png_longjmp(png, 1); }
+void SilentWarning(png_structp, png_const_charp) {}
+
+// Decodes into BGRA rows, top row first. Kept free of objects with destructors between setjmp
+// and the calls that may jump, as longjmp requires.
+bool DecodeToBgra(std::span<const std::uint8_t> png, std::int32_t& width, std::int32_t& height, Block& pixels) {
+    png_structp read = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, SilentError, SilentWarning);
+    if (read == nullptr) return false;
+    png_infop info = png_create_info_struct(read);
+    if (info == nullptr) {
+        png_destroy_read_struct(&read, nullptr, nullptr);
+        return false;
+    }
+    ReadSource source{png, 0};
+    png_bytep* volatile rows = nullptr;  // changed after setjmp and read after a jump
+    if (setjmp(png_jmpbuf(read))) {
+        std::free(rows);
+        png_destroy_read_struct(&read, &info, nullptr);
+        pixels.Reset();
+        return false;
+    }
+    png_set_read_fn(read, &source, ReadFromSpan);
+    png_set_user_limits(read, kMaxDibDimension, kMaxDibDimension);
+    png_set_chunk_cache_max(read, 256);
+    png_set_chunk_malloc_max(read, 16 * 1024 * 1024);
+    png_read_info(read, info);
+
+    const png_uint_32 w = png_get_image_width(read, info), h = png_get_image_height(read, info);
+    const std::uint64_t stored = (std::uint64_t{png_get_rowbytes(read, info)} + 1) * h;  // filtered rows
+    if (w == 0 || h == 0 || std::uint64_t{w} * h * 4 > kMaxBlockBytes || stored > png.size() * kMaxInflateRatio)
+        png_error(read, "size out of range");
+
+    // Everything to 8-bit BGRA: palettes and low bit depths expanded, transparency chunks turned
+    // into alpha, grey widened to RGB, 16 bits cut to 8, opaque images given alpha 255. No gamma
+    // conversion: the stored values are the picture.
+    png_set_expand(read);
+    png_set_strip_16(read);
+    png_set_gray_to_rgb(read);
+    png_set_add_alpha(read, 0xFF, PNG_FILLER_AFTER);
+    png_set_bgr(read);
+    png_set_interlace_handling(read);
+    png_read_update_info(read, info);
+    if (png_get_rowbytes(read, info) != std::size_t{w} * 4) png_error(read, "unexpected row layout");
+
+    pixels = Block::Allocate(std::size_t{w} * h * 4);
+    rows = static_cast<png_bytep*>(std::malloc(sizeof(png_bytep) * h));
+    if (!pixels || rows == nullptr) png_error(read, "out of memory");
+    png_bytep* const table = rows;
+    for (png_uint_32 y = 0; y < h; ++y) table[y] = pixels.data() + std::size_t{y} * w * 4;
+    png_read_image(read, table);
+    png_read_end(read, nullptr);
+    std::free(rows);
+    png_destroy_read_struct(&read, &info, nullptr);
+    width = static_cast<std::int32_t>(w);
+    height = static_cast<std::int32_t>(h);
+    return true;
+}
+
+// Packs top-down BGRA pixels into a new bottom-up packed bitmap of 24 or 32 bits.
+Block PackTrueColor(const Block& bgra, std::int32_t w, std::int32_t h, int depth) {
+    Block dib = CreateDibBlock(w, h, depth);
+    const auto layout = GetDibLayout(dib);
+    if (!layout) return {};
+    for (std::int32_t y = 0; y < h; ++y) {
+        const std::uint8_t* s = bgra.data() + static_cast<std::size_t>(y) * w * 4;
+        std::uint8_t* d = dib.data() + layout->RowOffset(h - 1 - y);
+        if (depth == 32) {
+            std::memcpy(d, s, static_cast<std::size_t>(w) * 4);
+        } else {
+            for (std::int32_t x = 0; x < w; ++x, s += 4, d += 3) std::memcpy(d, s, 3);
+        }
+    }
+    return dib;
+}
+
+// An indexed bitmap of 1, 4 or 8 bits: the picture's own colours when there are few enough,
+// otherwise an optimal palette of 2^depth colours with each pixel at its nearest colour.
+Block PackIndexed(const Block& bgra, std::int32_t w, std::int32_t h, int depth) {
+    const Block rgb = PackTrueColor(bgra, w, h, 24);
+    if (!rgb) return {};
+    int count = 1 << depth;
+    const Block paletteBlock = BuildOptimalPalette(rgb, count, false);
+    if (!paletteBlock) return {};
+    const Block mapped = MapToPalette(rgb, PaletteFromBlock(paletteBlock), std::min(count, 1 << depth), false);
+    const auto from = GetDibLayout(mapped);
+    Block dib = CreateDibBlock(w, h, depth);
+    const auto to = GetDibLayout(dib);
+    if (!from || !to) return {};
+    std::memcpy(dib.data() + to->tableOffset, mapped.data() + from->tableOffset, std::size_t{to->colors} * 4);
+    for (std::int32_t y = 0; y < h; ++y) {
+        const std::uint8_t* s = mapped.data() + from->RowOffset(y);
+        std::uint8_t* d = dib.data() + to->RowOffset(y);
+        for (std::int32_t x = 0; x < w; ++x) WriteIndex(d, x, depth, s[x]);
+    }
+    return dib;
+}
+
+}  // namespace
+
+bool IsPngStream(std::span<const std::uint8_t> bytes) {
+    return bytes.size() >= sizeof kSignature && std::memcmp(bytes.data(), kSignature, sizeof kSignature) == 0;
+}
+
+bool PngDimensions(std::span<const std::uint8_t> png, std::int32_t& width, std::int32_t& height) {
+    // Signature, then the IHDR chunk: length 13, "IHDR", width, height (big-endian).
+    if (!IsPngStream(png) || png.size() < 24 || std::memcmp(png.data() + 12, "IHDR", 4) != 0) return false;
+    const std::uint32_t w = LoadBE32(png.data() + 16), h = LoadBE32(png.data() + 20);
+    if (w == 0 || h == 0 || w > 0x7FFFFFFF || h > 0x7FFFFFFF) return false;
+    width = static_cast<std::int32_t>(w);
+    height = static_cast<std::int32_t>(h);
+    return true;
+}
+
+Block DecodePng(std::span<const std::uint8_t> png, int depth) {
+    if (depth == 0) depth = 32;
+    if (depth != 1 && depth != 4 && depth != 8 && depth != 24 && depth != 32) return {};
+    if (!IsPngStream(png)) return {};
+    std::int32_t w = 0, h = 0;
+    Block bgra;
+    if (!DecodeToBgra(png, w, h, bgra)) return {};
+    return depth >= 24 ? PackTrueColor(bgra, w, h, depth) : PackIndexed(bgra, w, h, depth);
+}
+
+bool EncodePng(const Block& dib32, std::vector<std::uint8_t>& out, int zlibLevel) {
+    const auto layout = GetDibLayout(dib32);
+    if (!layout || layout->bitCount != 32 || layout->coreHeader) return false;
+    out.clear();
+    png_structp write = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, SilentError, SilentWarning);
+    if (write == nullptr) return false;
+    png_infop info = png_create_info_struct(write);
+    if (info == nullptr) {
+        png_destroy_write_struct(&write, nullptr);
+        return false;
+    }
+    if (setjmp(png_jmpbuf(write))) {
+        png_destroy_write_struct(&write, &info);
+        out.clear();
+        return false;
+    }
+    png_set_write_fn(write, &out, WriteToVector, FlushNothing);
+    png_set_compression_level(write, std::clamp(zlibLevel, 1, 9));
+    png_set_IHDR(write, info, static_cast<png_uint_32>(layout->width), static_cast<png_uint_32>(layout->height), 8,
+                 PNG_COLOR_TYPE_RGB_ALPHA, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+    png_write_info(write, info);
+    png_set_bgr(write);
+    // Rows are stored bottom-up; PNG wants the top row first.
+    for (std::int32_t y = layout->height - 1; y >= 0; --y)
+        png_write_row(write, const_cast<png_bytep>(dib32.data() + layout->RowOffset(y)));
+    png_write_end(write, nullptr);
+    png_destroy_write_struct(&write, &info);
+    return true;
+}
+
+}  // namespace tellurine
