@@ -7,44 +7,12 @@
 #include <new>
 #include <utility>
 
+#include "icon/format_order.h"
 #include "image/archive.h"
 
 namespace tellurine {
 
 namespace {
-
-// Sorts by passes of adjacent exchanges until a pass exchanges nothing; `before(a, b)` says that
-// a must come before b, so equal elements never move past each other. True when anything moved.
-template <typename T, typename Before>
-bool ExchangeSort(std::vector<T>& items, Before before) {
-    bool moved = false;
-    for (bool exchanged = true; exchanged;) {
-        exchanged = false;
-        for (std::size_t i = 0; i + 1 < items.size(); ++i) {
-            if (before(items[i + 1], items[i])) {
-                std::swap(items[i], items[i + 1]);
-                exchanged = true;
-                moved = true;
-            }
-        }
-    }
-    return moved;
-}
-
-bool DefaultBefore(const CKvIcon& a, const CKvIcon& b) {
-    const int bitsA = CIconGroup::SortBits(a), bitsB = CIconGroup::SortBits(b);
-    if (bitsA != bitsB) return bitsA < bitsB;
-    if (a.Width() != b.Width()) return a.Width() > b.Width();
-    return a.Height() > b.Height();
-}
-
-bool ExplorerBefore(const CKvIcon& a, const CKvIcon& b) {
-    const int bitsA = CIconGroup::SortBits(a), bitsB = CIconGroup::SortBits(b);
-    const bool fullA = bitsA == 32, fullB = bitsB == 32;
-    if (fullA != fullB) return fullB;
-    if (a.Width() != b.Width()) return a.Width() < b.Width();
-    return !fullA && bitsA < bitsB;
-}
 
 bool DisplayBefore(const CKvIcon& a, const CKvIcon& b) {
     const int bitsA = CIconGroup::SortBits(a), bitsB = CIconGroup::SortBits(b);
@@ -69,6 +37,19 @@ int ScaledSize(double scaleFactor) {
 }
 
 }  // namespace
+
+bool CIconGroup::Precedes(const CKvIcon& a, const CKvIcon& b, bool explorerOrder) {
+    const int bitsA = SortBits(a), bitsB = SortBits(b);
+    if (explorerOrder) {
+        const bool fullA = bitsA == 32, fullB = bitsB == 32;
+        if (fullA != fullB) return fullB;
+        if (a.Width() != b.Width()) return a.Width() < b.Width();
+        return !fullA && bitsA < bitsB;
+    }
+    if (bitsA != bitsB) return bitsA < bitsB;
+    if (a.Width() != b.Width()) return a.Width() > b.Width();
+    return a.Height() > b.Height();
+}
 
 int CIconGroup::SortBits(const CKvIcon& image) {
     switch (image.ColorCount()) {
@@ -106,6 +87,18 @@ int CIconGroup::AddFormatCopy(const CKvIcon& image) {
     return 1;
 }
 
+int CIconGroup::AppendFormatCopy(const CKvIcon& image) {
+    std::unique_ptr<CKvIcon> copy(new (std::nothrow) CKvIcon);
+    if (!copy || !copy->CopyFrom(image)) return 0;
+    try {
+        formats_.push_back(std::move(copy));
+    } catch (const std::bad_alloc&) {
+        return 0;
+    }
+    displayOrder_.clear();
+    return 1;
+}
+
 void CIconGroup::RemoveAll() {
     formats_.clear();
     displayOrder_.clear();
@@ -125,7 +118,7 @@ void CIconGroup::SortFormats(bool forceExplorerOrder) {
     if (formats_.size() < 2) return;
     const bool explorer = forceExplorerOrder || explorerCompatibleOrder;
     const bool moved = ExchangeSort(formats_, [explorer](const auto& a, const auto& b) {
-        return explorer ? ExplorerBefore(*a, *b) : DefaultBefore(*a, *b);
+        return Precedes(*a, *b, explorer);
     });
     if (moved) displayOrder_.clear();
 }

@@ -34,9 +34,16 @@ public:
     // -> 64; any other count ranks as 16 colours.
     static int DepthRank(const CKvIcon& image);
 
+    // True when format a goes before format b in the save order (see SortFormats); every sort of
+    // formats for storing uses this one comparison.
+    static bool Precedes(const CKvIcon& a, const CKvIcon& b, bool explorerOrder);
+
     // Appends a copy of the image, re-sorts the formats and empties the display order. Returns 1,
     // or 0 with the dirty flag set when memory runs out (the earlier formats are kept).
     int AddFormatCopy(const CKvIcon& image);
+    // Appends a copy of the image as the last format, without sorting, and empties the display
+    // order. Returns 1, or 0 (group unchanged) when memory runs out.
+    int AppendFormatCopy(const CKvIcon& image);
     // Deletes every format and empties the display order.
     void RemoveAll();
 

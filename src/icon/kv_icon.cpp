@@ -320,14 +320,28 @@ int CKvIcon::FromBitmaps(const DeviceBitmap& color, const DeviceBitmap& mask, co
 }
 
 int CKvIcon::ReadImage(Archive& ar, std::uint32_t byteCount, std::uint32_t bitCount) {
-    // The directory's byte count and bit count only matter for a PNG-compressed image, and those
-    // are decoded by the file-format layer, which owns the codecs.
-    (void)byteCount;
-    (void)bitCount;
     if (!ar.IsLoading() || ar.Failed()) return 0;
     const std::size_t start = ar.Position();
     std::uint8_t signature[4];
-    if (!ar.Peek(signature, sizeof signature) || LoadU32(signature) == kPngSignature) return 0;
+    if (!ar.Peek(signature, sizeof signature)) return 0;
+
+    if (LoadU32(signature) == kPngSignature) {
+        // The archive does not lend out its bytes, so the stream is copied out, once its length
+        // is known to be there.
+        if (byteCount == 0 || byteCount > ar.Remaining()) return 0;
+        std::vector<std::uint8_t> png;
+        try {
+            png.resize(byteCount);
+        } catch (const std::bad_alloc&) {
+            return 0;
+        }
+        if (!ar.Read(png.data(), png.size())) return 0;
+        if (!ReadPngImage(png, bitCount)) {
+            ar.Seek(start);
+            return 0;
+        }
+        return 1;
+    }
 
     if (ar.Remaining() < kInfoHeaderSize) return 0;
     std::uint8_t raw[kInfoHeaderSize];
@@ -342,12 +356,15 @@ int CKvIcon::ReadImage(Archive& ar, std::uint32_t byteCount, std::uint32_t bitCo
     if (colors == 0 && header.bitCount <= 8) colors = std::uint32_t{1} << header.bitCount;
     const bool alpha = header.bitCount == 32;
 
-    // The size is checked against the data before anything is allocated.
+    // The size is checked against the data before anything is allocated: the header, the table
+    // and the colour pixels must all be there. The AND mask may stop short at the end of the
+    // data, as it does in icons whose last image has unpadded or no mask rows; the block is
+    // zero-filled, so the missing mask bits read as opaque.
     IconImageLayout l;
-    if (!ComputeLayout(width, height, colors, alpha, l) || l.blockSize > ar.Remaining()) return 0;
+    if (!ComputeLayout(width, height, colors, alpha, l) || l.maskOffset > ar.Remaining()) return 0;
     Block block = Block::Allocate(l.blockSize);
     if (!block) return 0;
-    if (!ar.Read(block.data(), block.size())) {
+    if (!ar.Read(block.data(), std::min(block.size(), ar.Remaining()))) {
         ar.Seek(start);
         return 0;
     }
@@ -356,10 +373,113 @@ int CKvIcon::ReadImage(Archive& ar, std::uint32_t byteCount, std::uint32_t bitCo
     return 1;
 }
 
+int CKvIcon::ReadImage(std::span<const std::uint8_t> data, std::uint32_t byteCount, std::uint32_t bitCount) {
+    if (data.size() >= 4 && LoadU32(data.data()) == kPngSignature) {
+        if (byteCount == 0 || byteCount > data.size()) return 0;
+        return ReadPngImage(data.first(byteCount), bitCount);
+    }
+    Archive ar = Archive::ForLoading(data);
+    return ReadImage(ar, byteCount, bitCount);
+}
+
+int CKvIcon::ReadPngImage(std::span<const std::uint8_t> png, std::uint32_t bitCount) {
+    const int depth = bitCount == 0 ? 32 : static_cast<int>(std::min<std::uint32_t>(bitCount, 0xFFFF));
+    if (depth != 1 && depth != 4 && depth != 8 && depth != 24 && depth != 32) return 0;
+    const Block dib = DecodePng(png, depth);
+    const auto from = GetDibLayout(dib);
+    if (!from || from->bitCount != depth || from->coreHeader) return 0;
+
+    const std::uint32_t colors = depth <= 8 ? std::uint32_t{1} << depth : 0;
+    const bool alpha = depth == 32;
+    IconImageLayout l;
+    if (!ComputeLayout(from->width, from->height, colors, alpha, l) || l.colorStride != from->stride ||
+        from->colors > colors)
+        return 0;
+    Block block = Block::Allocate(l.blockSize);
+    if (!block) return 0;
+
+    BitmapInfoHeader header;
+    header.width = from->width;
+    header.height = 2 * from->height;
+    header.planes = 1;
+    header.bitCount = static_cast<std::uint16_t>(depth);
+    header.clrUsed = colors;
+    header.clrImportant = colors;
+    header.Store(block.data());
+    std::uint8_t* base = block.data();
+    if (from->colors != 0) std::memcpy(base + l.tableOffset, dib.data() + from->tableOffset, std::size_t{from->colors} * 4);
+    std::memcpy(base + l.pixelOffset, dib.data() + from->pixelOffset, l.colorImageSize);
+    if (alpha) {
+        // A fully transparent pixel is transparent for the mask too.
+        for (std::int32_t row = 0; row < from->height; ++row) {
+            const std::uint8_t* pixel = base + l.pixelOffset + l.colorStride * static_cast<std::size_t>(row);
+            std::uint8_t* andRow = base + l.maskOffset + l.maskStride * static_cast<std::size_t>(row);
+            for (std::int32_t x = 0; x < from->width; ++x)
+                if (pixel[4 * x + 3] == 0) WriteIndex(andRow, x, 1, 1);
+        }
+    }
+
+    AdoptFormat(std::move(block), from->width, from->height, colors, alpha);
+    compressed_ = true;
+    return 1;
+}
+
 int CKvIcon::WriteImage(Archive& ar) const {
     if (!ar.IsStoring() || block_.empty()) return 0;
     ar.Write(block_.data(), block_.size());
     return 1;
+}
+
+int CKvIcon::WriteImage(Archive& ar, std::uint32_t& bytesWritten) const {
+    if (compressed_) return WritePngImage(ar, bytesWritten);
+    if (!WriteImage(ar)) return 0;
+    bytesWritten = static_cast<std::uint32_t>(block_.size());
+    return 1;
+}
+
+int CKvIcon::WritePngImage(Archive& ar, std::uint32_t& bytesWritten, int zlibLevel) const {
+    if (!ar.IsStoring()) return 0;
+    const Block picture = To32BitDib();
+    std::vector<std::uint8_t> png;
+    if (!picture || !EncodePng(picture, png, zlibLevel) || png.empty() ||
+        png.size() > std::numeric_limits<std::uint32_t>::max())
+        return 0;
+    ar.Write(png.data(), png.size());
+    bytesWritten = static_cast<std::uint32_t>(png.size());
+    return 1;
+}
+
+Block CKvIcon::To32BitDib() const {
+    IconImageLayout l;
+    if (!GetLayout(l) || !IsConvertibleDepth(l.bits)) return {};
+    const auto w = static_cast<std::int32_t>(width_);
+    const auto h = static_cast<std::int32_t>(height_);
+    Block dib = CreateDibBlock(w, h, 32);
+    const auto to = GetDibLayout(dib);
+    if (!to) return {};
+    const std::uint8_t* base = block_.data();
+    if (l.bits == 32) {
+        std::memcpy(dib.data() + to->pixelOffset, base + l.pixelOffset, l.colorImageSize);
+        return dib;
+    }
+    for (std::int32_t row = 0; row < h; ++row) {
+        const std::uint8_t* s = base + l.pixelOffset + l.colorStride * static_cast<std::size_t>(row);
+        const std::uint8_t* andRow = base + l.maskOffset + l.maskStride * static_cast<std::size_t>(row);
+        std::uint8_t* d = dib.data() + to->RowOffset(row);
+        for (std::int32_t x = 0; x < w; ++x, d += 4) {
+            const std::uint8_t* c = nullptr;
+            if (l.bits == 24) {
+                c = s + 3 * x;
+            } else {
+                // An index beyond the table (only in foreign data) shows as black.
+                const std::uint8_t index = ReadIndex(s, x, l.bits);
+                c = index < colors_ ? base + l.tableOffset + 4 * std::size_t{index} : nullptr;
+            }
+            if (c != nullptr) std::memcpy(d, c, 3);
+            d[3] = ReadIndex(andRow, x, 1) ? 0 : 255;
+        }
+    }
+    return dib;
 }
 
 }  // namespace tellurine

@@ -12,19 +12,18 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 #include "image/block.h"
 #include "image/device_bitmap.h"
 #include "image/dib.h"
 #include "image/palette.h"
+#include "imaging/codecs.h"  // kPngSignature, the PNG coder
 
 namespace tellurine {
 
 class Archive;
-
-// First four bytes of a PNG stream read as one little-endian 32-bit value.
-inline constexpr std::uint32_t kPngSignature = 0x474E5089;
 
 // Where the parts of an icon image block lie, computed from the format alone.
 struct IconImageLayout {
@@ -92,14 +91,34 @@ public:
     // format. Returns 1, or 0 (image untouched) when the bitmaps do not match the format.
     int FromBitmaps(const DeviceBitmap& color, const DeviceBitmap& mask, const Palette* palette);
 
-    // Reads one image in bitmap form from the archive's current position: the header decides the
-    // format, and the whole block is read in one piece of the format's size. `byteCount` and
-    // `bitCount` describe a PNG-compressed image, which is not read here. Returns 1, or 0 when
-    // the data is not a bitmap-form image or is short; the image is then unchanged.
+    // Reads one image from the archive's current position, in either stored form.
+    //  - Bitmap form: the header decides the format, and the whole block is read in one piece of
+    //    the format's size; `byteCount` and `bitCount` are not used.
+    //  - PNG form (the first four bytes are kPngSignature): the next `byteCount` bytes are the
+    //    stream, decoded at `bitCount` bits per pixel (0 means 32). The image gets a full icon
+    //    block of the decoded size and depth (colour count 2^depth up to 8 bits, else 0; alpha
+    //    for 32 bits; at 32 bits the AND bit is set where the alpha is 0, otherwise the mask is
+    //    clear) and its compressed flag. A byte count of 0 or beyond the data fails.
+    // On success the archive is left after the image. Returns 1, or 0 when the data is not an
+    // image, is short or cannot be decoded; the image and the archive position are then unchanged.
     int ReadImage(Archive& ar, std::uint32_t byteCount, std::uint32_t bitCount);
-    // Writes the block as it stands. Returns 1, or 0 when there is no block or the archive is
-    // not storing.
+    // The same on an image held in memory, which starts at the first byte of `data`.
+    int ReadImage(std::span<const std::uint8_t> data, std::uint32_t byteCount, std::uint32_t bitCount);
+
+    // Writes the block as it stands, always in bitmap form (the form the icon group stores).
+    // Returns 1, or 0 when there is no block or the archive is not storing.
     int WriteImage(Archive& ar) const;
+    // Writes the image in its stored form: PNG when the compressed flag is set, else the bitmap
+    // form. `bytesWritten` receives the number of bytes written (an icon file's "bytes in
+    // resource"). Returns 1, or 0 with nothing written.
+    int WriteImage(Archive& ar, std::uint32_t& bytesWritten) const;
+    // Writes the image as a PNG stream of its 32-bit picture (see To32BitDib). Returns 1, or 0
+    // with nothing written when there is no image or the encoding fails.
+    int WritePngImage(Archive& ar, std::uint32_t& bytesWritten, int zlibLevel = 6) const;
+    // The picture as a new 32-bit packed bitmap: a 32-bit format as it is stored; lower depths
+    // give their colours (through the colour table when indexed) with alpha 0 where the AND bit
+    // is set and 255 elsewhere. Empty when there is no image or its depth is not 1, 4, 8, 24 or 32.
+    [[nodiscard]] Block To32BitDib() const;
 
     [[nodiscard]] std::uint32_t Width() const { return width_; }
     [[nodiscard]] std::uint32_t Height() const { return height_; }
@@ -140,6 +159,8 @@ private:
     void ClearFormat();
     // Takes a complete image block of the given format (its size is the format's block size).
     void AdoptFormat(Block&& block, std::int32_t width, std::int32_t height, std::uint32_t colors, bool alpha);
+    // Decodes a PNG stream into this image (see ReadImage); 0 and unchanged on failure.
+    int ReadPngImage(std::span<const std::uint8_t> png, std::uint32_t bitCount);
 
     Block block_;
     Block secondBlock_;

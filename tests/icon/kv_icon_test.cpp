@@ -276,7 +276,7 @@ TEST(KvIconReadImage, DerivesTheFormatFromTheHeader) {
 TEST(KvIconReadImage, HostileInputFailsAndLeavesTheImageAsItWas) {
     const std::vector<std::vector<std::uint8_t>> inputs = {
         HeaderOnly(12, 8, 16, 4, 0, 200),                 // core header size
-        HeaderOnly(40, 8, 16, 4, 0, 8 * 8 + 63),          // one byte short
+        HeaderOnly(40, 8, 16, 4, 0, 8 * 8 + 31),          // colour pixels one byte short
         HeaderOnly(40, 0x7FFFFFFF, 16, 32, 0, 64),        // absurd width
         HeaderOnly(40, 30000, 60000, 32, 0, 64),          // over the block limit
         HeaderOnly(40, 4096, 8192, 32, 0, 64),            // 69 MB declared, 104 bytes there

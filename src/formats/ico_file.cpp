@@ -1,0 +1,133 @@
+#include "formats/ico_file.h"
+
+#include <limits>
+#include <new>
+#include <utility>
+
+#include "image/archive.h"
+#include "image/bytes.h"
+#include "image/file_io.h"
+
+namespace tellurine {
+
+namespace {
+
+constexpr std::size_t kHeaderSize = 6;
+constexpr std::size_t kEntrySize = 16;
+
+struct DirectoryEntry {
+    std::uint32_t bitCount = 0;   // for a cursor, the hotspot's y
+    std::uint32_t byteCount = 0;
+    std::uint32_t offset = 0;
+};
+
+bool ReadImages(std::span<const std::uint8_t> bytes, CIconDoc& doc, IconFileType* type) {
+    if (bytes.size() < kHeaderSize) return false;
+    const std::uint16_t fileType = LoadU16(bytes.data() + 2);
+    const std::uint16_t count = LoadU16(bytes.data() + 4);
+    if ((fileType != 1 && fileType != 2) || count == 0) return false;
+    if (std::size_t{count} * kEntrySize > bytes.size() - kHeaderSize) return false;
+
+    Archive ar = Archive::ForLoading(bytes);
+    for (std::size_t i = 0; i < count; ++i) {
+        const std::uint8_t* e = bytes.data() + kHeaderSize + i * kEntrySize;
+        DirectoryEntry entry;
+        entry.bitCount = LoadU16(e + 6);
+        entry.byteCount = LoadU32(e + 8);
+        entry.offset = LoadU32(e + 12);
+        if (!ar.Seek(entry.offset)) return false;
+        CKvIcon icon;
+        if (!icon.ReadImage(ar, entry.byteCount, entry.bitCount)) return false;
+        doc.AddFormat(std::move(icon));
+    }
+    if (type != nullptr) *type = static_cast<IconFileType>(fileType);
+    return true;
+}
+
+// Low 8 bits of a directory byte: 256 pixels or 256 colours become 0.
+std::uint8_t DirectoryByte(std::uint32_t value) { return static_cast<std::uint8_t>(value & 0xFF); }
+
+}  // namespace
+
+bool ReadIconFile(std::span<const std::uint8_t> bytes, CIconDoc& doc, IconFileType* type) {
+    doc.RemoveAll();
+    bool ok = false;
+    try {
+        ok = ReadImages(bytes, doc, type);
+    } catch (const std::bad_alloc&) {
+        ok = false;
+    }
+    if (!ok) doc.RemoveAll();
+    else doc.macintosh = false;
+    return ok;
+}
+
+bool WriteIconFile(CIconDoc& doc, bool explorerCompatibleOrder, std::vector<std::uint8_t>& out) {
+    out.clear();
+    const int count = doc.GetFormatCount();
+    if (count < 1 || count > 0xFFFF) return false;
+    doc.SortFormats(explorerCompatibleOrder);
+
+    try {
+        Archive ar = Archive::ForStoring();
+        ar.WriteU16(0);
+        ar.WriteU16(1);
+        ar.WriteU16(static_cast<std::uint16_t>(count));
+        const std::size_t directory = ar.Position();
+        ar.WriteZeros(static_cast<std::size_t>(count) * kEntrySize);
+
+        std::vector<std::uint8_t> entries(static_cast<std::size_t>(count) * kEntrySize);
+        for (int i = 0; i < count; ++i) {
+            const CKvIcon& icon = doc.GetFormat(i)->Icon();
+            const std::size_t offset = ar.Position();
+            std::uint32_t written = 0;
+            if (icon.IsEmpty() || offset > std::numeric_limits<std::uint32_t>::max() ||
+                !icon.WriteImage(ar, written))
+                return false;
+
+            std::uint8_t* e = entries.data() + static_cast<std::size_t>(i) * kEntrySize;
+            e[0] = DirectoryByte(icon.Width());
+            e[1] = DirectoryByte(icon.Height());
+            e[2] = DirectoryByte(icon.ColorCount());
+            e[3] = 0;
+            StoreU16(e + 4, 1);
+            StoreU16(e + 6, static_cast<std::uint16_t>(icon.BitsPerPixel()));
+            StoreU32(e + 8, written);
+            StoreU32(e + 12, static_cast<std::uint32_t>(offset));
+        }
+
+        const std::size_t end = ar.Position();
+        ar.Seek(directory);
+        ar.Write(entries.data(), entries.size());
+        ar.Seek(end);
+        out = ar.TakeBytes();
+    } catch (const std::bad_alloc&) {
+        out.clear();
+        return false;
+    }
+    return true;
+}
+
+bool LoadIconFile(const std::string& path, CIconDoc& doc, std::string& error, IconFileType* type) {
+    std::vector<std::uint8_t> bytes;
+    if (!ReadFileBytes(path, bytes, kMaxIconFileBytes, error)) {
+        doc.RemoveAll();
+        return false;
+    }
+    if (!ReadIconFile(bytes, doc, type)) {
+        error = "not a valid icon or cursor file: " + path;
+        return false;
+    }
+    return true;
+}
+
+bool SaveIconFile(const std::string& path, CIconDoc& doc, bool explorerCompatibleOrder, std::string& error) {
+    std::vector<std::uint8_t> bytes;
+    if (!WriteIconFile(doc, explorerCompatibleOrder, bytes)) {
+        error = "the icon cannot be written (an empty project, an empty format or a PNG encoding failure)";
+        return false;
+    }
+    return WriteFileAtomically(path, bytes, error);
+}
+
+}  // namespace tellurine

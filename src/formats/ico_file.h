@@ -1,0 +1,40 @@
+// Windows icon (.ico) and cursor (.cur) files.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "icon/icon_doc.h"
+
+namespace tellurine {
+
+// Largest icon or cursor file that is read (64 MiB).
+inline constexpr std::size_t kMaxIconFileBytes = std::size_t{64} * 1024 * 1024;
+
+// What the 6-byte header says the file is.
+enum class IconFileType { Icon = 1, Cursor = 2 };
+
+// Reads an icon or cursor file's bytes into `doc`, replacing its formats: one format per
+// directory entry in file order, each image read at the entry's offset with the entry's byte
+// count and bit count (CKvIcon::ReadImage; in a cursor the bit count field holds the hotspot's y
+// and is used all the same). The directory's sizes and colour counts are not used; the images'
+// own headers decide. A successful read clears the Macintosh flag. The file fails as a whole:
+// a type other than 1 or 2, a count of 0, a directory or image offset outside the data, or any
+// image that cannot be read. On failure `doc` is left empty. `type` receives the header's type.
+bool ReadIconFile(std::span<const std::uint8_t> bytes, CIconDoc& doc, IconFileType* type = nullptr);
+
+// Sorts the formats (see CIconDoc::SortFormats) and writes them as an icon file (type 1): header,
+// directory, then each image, in bitmap form or, when its compressed flag is set, as PNG.
+// Directory entries: width, height and colour count in their low 8 bits (256 is written as 0),
+// reserved 0, planes 1, the format's bits (32 whenever it has alpha), the bytes written and the
+// image's offset. False, with `out` empty, when there is no format (such a file could not be
+// read back) or an image cannot be written (an empty format, or a PNG encoding failure).
+bool WriteIconFile(CIconDoc& doc, bool explorerCompatibleOrder, std::vector<std::uint8_t>& out);
+
+// The same on files. Saving writes beside the target and renames over it only when complete.
+bool LoadIconFile(const std::string& path, CIconDoc& doc, std::string& error, IconFileType* type = nullptr);
+bool SaveIconFile(const std::string& path, CIconDoc& doc, bool explorerCompatibleOrder, std::string& error);
+
+}  // namespace tellurine

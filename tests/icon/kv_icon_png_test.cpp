@@ -1,0 +1,251 @@
+// The PNG form of an icon image: reading it from a stream or from memory, and writing it.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <vector>
+
+#include "icon/kv_icon.h"
+#include "image/archive.h"
+#include "image/bytes.h"
+#include "image/dib_block.h"
+#include "imaging/codecs.h"
+#include "test_support.h"
+
+namespace tellurine {
+namespace {
+
+// A w x h 32-bit picture: pixel (x, y) has colour (x*7, y*5, x+y) and alpha 0 on the diagonal
+// stripes where (x + y) % 4 == 0, otherwise a varying nonzero alpha.
+Block Picture32(int w, int h) {
+    Block dib = CreateDibBlock(w, h, 32);
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x)
+            test::SetBgra(dib, x, y, static_cast<std::uint8_t>(x * 7), static_cast<std::uint8_t>(y * 5),
+                          static_cast<std::uint8_t>(x + y),
+                          static_cast<std::uint8_t>((x + y) % 4 == 0 ? 0 : 1 + (x * 3 + y) % 255));
+    return dib;
+}
+
+std::vector<std::uint8_t> PngOf(const Block& dib) {
+    std::vector<std::uint8_t> png;
+    EXPECT_TRUE(EncodePng(dib, png));
+    return png;
+}
+
+// Bytes of the colour pixel (x, y), y from the top, and its AND bit.
+const std::uint8_t* Pixel(const CKvIcon& icon, int x, int y) {
+    IconImageLayout l;
+    EXPECT_TRUE(icon.GetLayout(l));
+    return icon.GetBlock().data() + l.pixelOffset + l.colorStride * (icon.Height() - 1 - y) + x * (l.bits / 8);
+}
+int AndBit(const CKvIcon& icon, int x, int y) {
+    IconImageLayout l;
+    EXPECT_TRUE(icon.GetLayout(l));
+    return ReadIndex(icon.GetBlock().data() + l.maskOffset + l.maskStride * (icon.Height() - 1 - y), x, 1);
+}
+
+class KvIconPngDepth : public ::testing::TestWithParam<int> {};
+
+TEST_P(KvIconPngDepth, DecodesIntoAFullIconBlockOfTheDirectoryDepth) {
+    const int depth = GetParam();
+    const int w = 13, h = 6;
+    const Block source = Picture32(w, h);
+    std::vector<std::uint8_t> file = PngOf(source);
+    const std::size_t pngSize = file.size();
+    file.insert(file.end(), {1, 2, 3});  // whatever follows is not part of the image
+    Archive ar = Archive::ForLoading(file);
+    CKvIcon icon;
+    ASSERT_EQ(icon.ReadImage(ar, static_cast<std::uint32_t>(pngSize), static_cast<std::uint32_t>(depth)), 1);
+    EXPECT_EQ(ar.Position(), pngSize);
+
+    EXPECT_TRUE(icon.IsCompressed());
+    EXPECT_EQ(icon.Width(), 13u);
+    EXPECT_EQ(icon.Height(), 6u);
+    EXPECT_EQ(icon.ColorCount(), depth <= 8 ? 1u << depth : 0u);
+    EXPECT_EQ(icon.HasAlpha(), depth == 32);
+    EXPECT_EQ(icon.BitsPerPixel(), depth);
+    IconImageLayout l;
+    ASSERT_TRUE(icon.GetLayout(l));  // the block is exactly the format's size
+    const BitmapInfoHeader header = BitmapInfoHeader::Load(icon.GetBlock().data());
+    EXPECT_EQ(header.height, 12);
+    EXPECT_EQ(header.bitCount, depth);
+    EXPECT_EQ(header.clrUsed, icon.ColorCount());
+
+    for (int y = 0; y < h; ++y) {
+        for (int x = 0; x < w; ++x) {
+            const test::Bgra want = test::GetBgra(const_cast<Block&>(source), x, y);
+            if (depth >= 24) {
+                const std::uint8_t* p = Pixel(icon, x, y);
+                EXPECT_EQ(p[0], want.b);
+                EXPECT_EQ(p[2], want.r);
+                if (depth == 32) {
+                    EXPECT_EQ(p[3], want.a);
+                }
+            }
+            EXPECT_EQ(AndBit(icon, x, y), depth == 32 && want.a == 0 ? 1 : 0) << x << "," << y;
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Depths, KvIconPngDepth, ::testing::Values(1, 4, 8, 24, 32));
+
+TEST(KvIconPng, ReadingFromMemoryFollowsTheSameRules) {
+    const std::vector<std::uint8_t> png = PngOf(Picture32(9, 9));
+    const auto size = static_cast<std::uint32_t>(png.size());
+    Archive ar = Archive::ForLoading(png);
+    CKvIcon fromStream, fromMemory;
+    ASSERT_EQ(fromStream.ReadImage(ar, size, 8), 1);
+    ASSERT_EQ(fromMemory.ReadImage(png, size, 8), 1);
+    EXPECT_TRUE(fromMemory.IsCompressed());
+    ASSERT_EQ(fromMemory.BlockSize(), fromStream.BlockSize());
+    EXPECT_EQ(0, std::memcmp(fromMemory.GetBlock().data(), fromStream.GetBlock().data(), fromStream.BlockSize()));
+
+    CKvIcon icon;
+    EXPECT_EQ(icon.ReadImage(png, size + 1, 8), 0);
+    EXPECT_EQ(icon.ReadImage(png, 0, 8), 0);
+    EXPECT_EQ(icon.ReadImage(std::span(png.data(), 3), 3, 8), 0);
+    EXPECT_TRUE(icon.IsEmpty());
+
+    // A bitmap-form image ignores the byte count, here as anywhere.
+    Archive block = Archive::ForStoring();
+    ASSERT_EQ(fromStream.WriteImage(block), 1);
+    ASSERT_EQ(icon.ReadImage(block.Bytes(), 1, 0), 1);
+    EXPECT_EQ(icon.BlockSize(), fromStream.BlockSize());
+    EXPECT_FALSE(icon.IsCompressed());
+}
+
+TEST(KvIconPng, BitCountZeroMeansThirtyTwoWithAlpha) {
+    const std::vector<std::uint8_t> png = PngOf(Picture32(4, 4));
+    CKvIcon icon;
+    ASSERT_EQ(icon.ReadImage(png, static_cast<std::uint32_t>(png.size()), 0), 1);
+    EXPECT_EQ(icon.BitsPerPixel(), 32);
+    EXPECT_TRUE(icon.HasAlpha());
+    EXPECT_EQ(Pixel(icon, 1, 0)[3], 4);  // alpha 1 + 3
+}
+
+TEST(KvIconPng, BadStreamsFailAndLeaveImageAndPositionAlone) {
+    const std::vector<std::uint8_t> png = PngOf(Picture32(8, 8));
+    const auto size = static_cast<std::uint32_t>(png.size());
+    std::vector<std::uint8_t> damaged = png;
+    damaged[png.size() / 2] ^= 0xFF;  // inside the compressed data: the checksum no longer holds
+    struct Case {
+        const std::vector<std::uint8_t>* bytes;
+        std::uint32_t byteCount, bitCount;
+    };
+    const Case cases[] = {
+        {&png, 0, 32},          // a PNG needs its length
+        {&png, size + 1, 32},   // longer than the data
+        {&png, 0xFFFFFFFF, 32},
+        {&png, size - 1, 32},   // cut short
+        {&png, size, 16},       // a depth the decoder does not give
+        {&png, size, 2},
+        {&png, size, 0xFFFFFFFF},
+        {&damaged, size, 32},
+    };
+    for (const Case& c : cases) {
+        CKvIcon icon;
+        ASSERT_EQ(icon.SetFormat(2, 2, 16, false), 1);
+        Archive ar = Archive::ForLoading(*c.bytes);
+        EXPECT_EQ(icon.ReadImage(ar, c.byteCount, c.bitCount), 0) << c.byteCount << " " << c.bitCount;
+        EXPECT_EQ(ar.Position(), 0u);
+        EXPECT_EQ(icon.ColorCount(), 16u);
+        EXPECT_EQ(icon.Width(), 2u);
+        EXPECT_FALSE(icon.IsCompressed());
+    }
+}
+
+TEST(KvIconPng, WritingReportsTheBytesOfTheFormUsed) {
+    CKvIcon icon;
+    const std::vector<std::uint8_t> png = PngOf(Picture32(5, 3));
+    ASSERT_EQ(icon.ReadImage(png, static_cast<std::uint32_t>(png.size()), 32), 1);
+
+    Archive compressed = Archive::ForStoring();
+    compressed.WriteU8(0xAB);  // the image goes at the current position
+    std::uint32_t written = 0;
+    ASSERT_EQ(icon.WriteImage(compressed, written), 1);
+    EXPECT_EQ(written + 1, compressed.Bytes().size());
+    EXPECT_EQ(LoadU32(compressed.Bytes().data() + 1), kPngSignature);
+
+    icon.SetCompressed(false);
+    Archive bitmap = Archive::ForStoring();
+    ASSERT_EQ(icon.WriteImage(bitmap, written), 1);
+    EXPECT_EQ(written, icon.BlockSize());
+    EXPECT_EQ(bitmap.Bytes().size(), icon.BlockSize());
+    EXPECT_EQ(LoadU32(bitmap.Bytes().data()), kInfoHeaderSize);
+
+    // The one-argument form is the bitmap form whatever the flag says (the icon group stores it).
+    icon.SetCompressed(true);
+    Archive group = Archive::ForStoring();
+    ASSERT_EQ(icon.WriteImage(group), 1);
+    EXPECT_EQ(group.Bytes(), bitmap.Bytes());
+
+    CKvIcon empty;
+    empty.SetCompressed(true);
+    Archive none = Archive::ForStoring();
+    EXPECT_EQ(empty.WriteImage(none, written), 0);
+    EXPECT_EQ(none.Bytes().size(), 0u);
+}
+
+// Lower depths become a 32-bit picture with alpha 0 exactly where the AND bit is set.
+struct LowDepth {
+    std::uint32_t colors;
+    int bits;
+};
+class KvIconPngLowDepth : public ::testing::TestWithParam<LowDepth> {};
+
+TEST_P(KvIconPngLowDepth, PngFormCarriesTheMaskAsAlpha) {
+    const LowDepth d = GetParam();
+    const int w = 7, h = 5;
+    CKvIcon icon;
+    ASSERT_EQ(icon.SetFormat(w, h, d.colors, false), 1);
+    IconImageLayout l;
+    ASSERT_TRUE(icon.GetLayout(l));
+    std::uint8_t* base = icon.GetBlock().data();
+    for (std::uint32_t i = 0; i < d.colors; ++i) {
+        std::uint8_t* e = base + l.tableOffset + 4 * i;
+        e[0] = static_cast<std::uint8_t>(i * 3);
+        e[1] = static_cast<std::uint8_t>(200 - i / 2);
+        e[2] = static_cast<std::uint8_t>(i * 17);
+    }
+    for (int row = 0; row < h; ++row) {
+        std::uint8_t* c = base + l.pixelOffset + l.colorStride * row;
+        for (int x = 0; x < w; ++x) {
+            if (d.bits <= 8) {
+                WriteIndex(c, x, d.bits, static_cast<std::uint8_t>((x + row * w) % (1 << d.bits)));
+            } else {
+                c[3 * x] = static_cast<std::uint8_t>(x * 30);
+                c[3 * x + 1] = static_cast<std::uint8_t>(row * 40);
+                c[3 * x + 2] = 77;
+            }
+            if ((x * row) % 3 == 1) WriteIndex(base + l.maskOffset + l.maskStride * row, x, 1, 1);
+        }
+    }
+    icon.SetCompressed(true);
+    Archive out = Archive::ForStoring();
+    std::uint32_t written = 0;
+    ASSERT_EQ(icon.WriteImage(out, written), 1);
+
+    CKvIcon back;
+    ASSERT_EQ(back.ReadImage(out.Bytes(), written, 32), 1);
+    for (int y = 0; y < h; ++y) {
+        for (int x = 0; x < w; ++x) {
+            const std::uint8_t* want = nullptr;
+            if (d.bits <= 8) {
+                const int row = h - 1 - y;
+                want = base + l.tableOffset + 4 * ReadIndex(base + l.pixelOffset + l.colorStride * row, x, d.bits);
+            } else {
+                want = Pixel(icon, x, y);
+            }
+            const std::uint8_t* got = Pixel(back, x, y);
+            EXPECT_EQ(0, std::memcmp(got, want, 3)) << x << "," << y;
+            EXPECT_EQ(got[3], AndBit(icon, x, y) ? 0 : 255);
+            EXPECT_EQ(AndBit(back, x, y), AndBit(icon, x, y));
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Depths, KvIconPngLowDepth,
+                         ::testing::Values(LowDepth{2, 1}, LowDepth{16, 4}, LowDepth{256, 8}, LowDepth{0, 24}));
+
+}  // namespace
+}  // namespace tellurine
