@@ -29,6 +29,7 @@ bool ReadImages(std::span<const std::uint8_t> bytes, CIconDoc& doc, IconFileType
     if (std::size_t{count} * kEntrySize > bytes.size() - kHeaderSize) return false;
 
     Archive ar = Archive::ForLoading(bytes);
+    std::size_t decoded = 0;
     for (std::size_t i = 0; i < count; ++i) {
         const std::uint8_t* e = bytes.data() + kHeaderSize + i * kEntrySize;
         DirectoryEntry entry;
@@ -38,6 +39,9 @@ bool ReadImages(std::span<const std::uint8_t> bytes, CIconDoc& doc, IconFileType
         if (!ar.Seek(entry.offset)) return false;
         CKvIcon icon;
         if (!icon.ReadImage(ar, entry.byteCount, entry.bitCount)) return false;
+        // Entries may all point at one small, well-compressed image; the total is bounded too.
+        decoded += icon.GetBlock().size();
+        if (decoded > kMaxIconFileDecodedBytes) return false;
         doc.AddFormat(std::move(icon));
     }
     if (type != nullptr) *type = static_cast<IconFileType>(fileType);

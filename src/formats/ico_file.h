@@ -13,6 +13,10 @@ namespace tellurine {
 // Largest icon or cursor file that is read (64 MiB).
 inline constexpr std::size_t kMaxIconFileBytes = std::size_t{64} * 1024 * 1024;
 
+// Largest total of decoded images that one icon or cursor file may give (128 MiB: 32 formats of
+// 1024 x 1024 pixels).
+inline constexpr std::size_t kMaxIconFileDecodedBytes = std::size_t{128} * 1024 * 1024;
+
 // What the 6-byte header says the file is.
 enum class IconFileType { Icon = 1, Cursor = 2 };
 
