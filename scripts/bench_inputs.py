@@ -1,6 +1,8 @@
 """Makes the deterministic inputs of scripts/bench in the folder given."""
+import io
 import os
 import random
+import struct
 import sys
 
 from PIL import Image, ImageDraw, ImageFilter
@@ -26,4 +28,60 @@ def photo(path, size=1024):
     img.save(path)
 
 
+def icon_picture(size=256):
+    """An icon-like RGBA picture: a shaded rounded square with a symbol, soft edges, clear corners."""
+    grad = Image.linear_gradient("L").resize((size, size))
+    body = Image.merge("RGB", (grad.rotate(90), Image.new("L", (size, size), 120), grad))
+    shape = Image.new("L", (size, size), 0)
+    draw = ImageDraw.Draw(shape)
+    draw.rounded_rectangle((16, 16, size - 16, size - 16), radius=48, fill=255)
+    shape = shape.filter(ImageFilter.GaussianBlur(2))
+    ImageDraw.Draw(body).ellipse((72, 72, size - 72, size - 72), fill=(250, 240, 40))
+    body.putalpha(shape)
+    return body
+
+
+def bitmap_entry(img):
+    """A 32-bit image in bitmap form: header (height doubled), BGRA rows bottom-up, AND mask."""
+    w, h = img.size
+    header = struct.pack("<IiiHHIIiiII", 40, w, 2 * h, 1, 32, 0, 0, 0, 0, 0, 0)
+    rows = img.transpose(Image.Transpose.FLIP_TOP_BOTTOM).tobytes("raw", "BGRA")
+    mask_stride = (w + 31) // 32 * 4
+    alpha = img.transpose(Image.Transpose.FLIP_TOP_BOTTOM).getchannel("A").tobytes()
+    mask = bytearray(mask_stride * h)
+    for y in range(h):
+        for x in range(w):
+            if alpha[y * w + x] == 0:
+                mask[y * mask_stride + x // 8] |= 0x80 >> (x % 8)
+    return header + rows + bytes(mask)
+
+
+def seven_format_icon(path):
+    """16, 24, 32, 48, 64 and 128 in bitmap form and 256 as PNG, all 32 bits, like a typical icon."""
+    master = icon_picture()
+    images = []
+    for size in (16, 24, 32, 48, 64, 128, 256):
+        img = master if size == 256 else master.resize((size, size), Image.Resampling.LANCZOS)
+        if size == 256:
+            png = io.BytesIO()
+            img.save(png, "png")
+            images.append((size, png.getvalue()))
+        else:
+            images.append((size, bitmap_entry(img)))
+    data = struct.pack("<HHH", 0, 1, len(images))
+    offset = 6 + 16 * len(images)
+    for size, blob in images:
+        data += struct.pack("<BBBBHHII", size % 256, size % 256, 0, 0, 1, 32, len(blob), offset)
+        offset += len(blob)
+    data += b"".join(blob for _, blob in images)
+    with open(path, "wb") as f:
+        f.write(data)
+    return data
+
+
 photo(os.path.join(out, "photo.png"))
+icon = seven_format_icon(os.path.join(out, "icon7.ico"))
+os.makedirs(os.path.join(out, "icons200"), exist_ok=True)
+for i in range(200):
+    with open(os.path.join(out, "icons200", f"icon{i:03d}.ico"), "wb") as f:
+        f.write(icon)

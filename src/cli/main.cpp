@@ -22,6 +22,9 @@ int main(int argc, char** argv) {
 
     std::map<std::string, CommandRunner> commands;
     commands["reduce"] = AddReduceCommand(app);
+    commands["info"] = AddInfoCommand(app);
+    commands["extract"] = AddExtractCommand(app);
+    commands["convert"] = AddConvertCommand(app);
 
     try {
         app.parse(argc, argv);

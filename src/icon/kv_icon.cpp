@@ -99,6 +99,8 @@ bool CKvIcon::GetLayout(IconImageLayout& layout) const {
 
 void CKvIcon::ClearFormat() {
     block_.Reset();
+    std::vector<std::uint8_t>().swap(storedPng_);
+    decodedBlock_.Reset();
     width_ = 0;
     height_ = 0;
     colors_ = 0;
@@ -133,6 +135,8 @@ void CKvIcon::AdoptFormat(Block&& block, std::int32_t width, std::int32_t height
                           bool alpha) {
     blockSize_ = static_cast<std::uint32_t>(block.size());
     block_ = std::move(block);
+    std::vector<std::uint8_t>().swap(storedPng_);
+    decodedBlock_.Reset();
     width_ = static_cast<std::uint32_t>(width);
     height_ = static_cast<std::uint32_t>(height);
     colors_ = colors;
@@ -148,6 +152,8 @@ int CKvIcon::CopyFrom(const CKvIcon& other) {
         if (!copy) return 0;
     }
     block_ = std::move(copy);
+    std::vector<std::uint8_t>().swap(storedPng_);  // a copy encodes its pixels when written
+    decodedBlock_.Reset();
     secondBlock_.Reset();
     std::vector<std::uint8_t>().swap(workBuffer_);
     width_ = other.width_;
@@ -421,6 +427,13 @@ int CKvIcon::ReadPngImage(std::span<const std::uint8_t> png, std::uint32_t bitCo
 
     AdoptFormat(std::move(block), from->width, from->height, colors, alpha);
     compressed_ = true;
+    if (alpha && IsPlainRgbaPng(png, width_, height_)) {
+        Block copy = block_.Duplicate();
+        if (copy) {
+            storedPng_.assign(png.begin(), png.end());
+            decodedBlock_ = std::move(copy);
+        }
+    }
     return 1;
 }
 
@@ -439,6 +452,12 @@ int CKvIcon::WriteImage(Archive& ar, std::uint32_t& bytesWritten) const {
 
 int CKvIcon::WritePngImage(Archive& ar, std::uint32_t& bytesWritten, int zlibLevel) const {
     if (!ar.IsStoring()) return 0;
+    if (!storedPng_.empty() && decodedBlock_.size() == block_.size() &&
+        std::memcmp(decodedBlock_.data(), block_.data(), block_.size()) == 0) {
+        ar.Write(storedPng_.data(), storedPng_.size());
+        bytesWritten = static_cast<std::uint32_t>(storedPng_.size());
+        return 1;
+    }
     const Block picture = To32BitDib();
     std::vector<std::uint8_t> png;
     if (!picture || !EncodePng(picture, png, zlibLevel) || png.empty() ||

@@ -15,6 +15,17 @@ namespace {
 
 std::string Reason(const char* what) { return std::string(what) + ": " + std::strerror(errno); }
 
+// The process's file-creation mask. Reading it means setting it, so it is read once, before any
+// file is written, and never changed afterwards.
+mode_t CreationMask() {
+    static const mode_t mask = [] {
+        const mode_t m = ::umask(0);
+        ::umask(m);
+        return m;
+    }();
+    return mask;
+}
+
 }  // namespace
 
 bool ReadFileBytes(const std::string& path, std::vector<std::uint8_t>& out, std::size_t limit,
@@ -48,7 +59,8 @@ bool ReadFileBytes(const std::string& path, std::vector<std::uint8_t>& out, std:
     return true;
 }
 
-bool WriteFileAtomically(const std::string& path, std::span<const std::uint8_t> bytes, std::string& error) {
+bool WriteFileAtomically(const std::string& path, std::span<const std::uint8_t> bytes, std::string& error,
+                         Durability durability) {
     namespace fs = std::filesystem;
     const fs::path target(path);
     fs::path dir = target.parent_path();
@@ -68,9 +80,7 @@ bool WriteFileAtomically(const std::string& path, std::span<const std::uint8_t> 
     if (::stat(path.c_str(), &st) == 0) {
         mode = st.st_mode & 07777;
     } else {
-        const mode_t mask = ::umask(0);
-        ::umask(mask);
-        mode = 0666 & ~mask;
+        mode = 0666 & ~CreationMask();
     }
     bool ok = ::fchmod(fd, mode) == 0;
     std::size_t done = 0;
@@ -84,7 +94,7 @@ bool WriteFileAtomically(const std::string& path, std::span<const std::uint8_t> 
         done += static_cast<std::size_t>(n);
     }
     if (!ok) error = Reason("cannot write");
-    if (ok && ::fsync(fd) != 0) {
+    if (ok && durability == Durability::Flush && ::fsync(fd) != 0) {
         ok = false;
         error = Reason("cannot flush");
     }

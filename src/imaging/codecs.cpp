@@ -160,6 +160,16 @@ bool PngDimensions(std::span<const std::uint8_t> png, std::int32_t& width, std::
     return true;
 }
 
+bool IsPlainRgbaPng(std::span<const std::uint8_t> png, std::uint32_t width, std::uint32_t height) {
+    // Signature, then the header chunk: length, "IHDR", width, height, bit depth, colour type,
+    // compression, filter, interlace.
+    if (png.size() < 33 || !IsPngStream(png) || LoadBE32(png.data() + 8) != 13 ||
+        std::memcmp(png.data() + 12, "IHDR", 4) != 0)
+        return false;
+    return LoadBE32(png.data() + 16) == width && LoadBE32(png.data() + 20) == height && png[24] == 8 &&
+           png[25] == 6 && png[28] == 0;
+}
+
 Block DecodePng(std::span<const std::uint8_t> png, int depth) {
     if (depth == 0) depth = 32;
     if (depth != 1 && depth != 4 && depth != 8 && depth != 24 && depth != 32) return {};
@@ -188,6 +198,9 @@ bool EncodePng(const Block& dib32, std::vector<std::uint8_t>& out, int zlibLevel
     }
     png_set_write_fn(write, &out, WriteToVector, FlushNothing);
     png_set_compression_level(write, std::clamp(zlibLevel, 1, 9));
+    // Trying every row filter on each row pays off on large pictures; on icon-sized ones the "up"
+    // filter alone packs within about 2% of it, in a fraction of the time.
+    if (std::int64_t{layout->width} * layout->height <= 128 * 128) png_set_filter(write, 0, PNG_FILTER_UP);
     png_set_IHDR(write, info, static_cast<png_uint_32>(layout->width), static_cast<png_uint_32>(layout->height), 8,
                  PNG_COLOR_TYPE_RGB_ALPHA, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
     png_write_info(write, info);

@@ -21,6 +21,11 @@ bool IsPngStream(std::span<const std::uint8_t> bytes);
 // Width and height from the PNG header without decoding; false when the header is not there.
 bool PngDimensions(std::span<const std::uint8_t> png, std::int32_t& width, std::int32_t& height);
 
+// True for a PNG stream of 8-bit RGBA, not interlaced, of the given size (colour type 6, bit depth
+// 8, interlace 0 in its header): decoding it at 32 bits and encoding the result again gives the
+// same pixels, so such a stream can be written as it is.
+bool IsPlainRgbaPng(std::span<const std::uint8_t> png, std::uint32_t width, std::uint32_t height);
+
 // Decodes a PNG stream into a new packed bitmap (40-byte header, bottom-up rows) of `depth` bits
 // per pixel: 32 keeps the alpha channel; 24 drops it; 1, 4 and 8 give an indexed bitmap (the
 // PNG's own palette when it fits, otherwise an optimal palette of 2^depth colours). A depth of 0

@@ -193,6 +193,34 @@ struct LowDepth {
 };
 class KvIconPngLowDepth : public ::testing::TestWithParam<LowDepth> {};
 
+// An unchanged image read from a plain RGBA stream writes that stream back byte for byte (the
+// stream here is encoded at zlib level 1, so a fresh encoding at level 6 would differ); after a
+// change of one pixel, or in a copy, the pixels are encoded again.
+TEST(KvIconPng, UnchangedImagesWriteTheirStoredStream) {
+    std::vector<std::uint8_t> stored;
+    ASSERT_TRUE(EncodePng(Picture32(40, 30), stored, 1));
+    CKvIcon icon;
+    ASSERT_EQ(icon.ReadImage(std::span<const std::uint8_t>(stored), static_cast<std::uint32_t>(stored.size()), 32), 1);
+    auto written = [](const CKvIcon& image) {
+        Archive ar = Archive::ForStoring();
+        std::uint32_t bytes = 0;
+        EXPECT_EQ(image.WriteImage(ar, bytes), 1);
+        return ar.TakeBytes();
+    };
+    EXPECT_EQ(written(icon), stored);
+    const CKvIcon copy(icon);
+    const std::vector<std::uint8_t> reencoded = written(copy);
+    EXPECT_NE(reencoded, stored);
+    CKvIcon fromCopy;
+    ASSERT_EQ(fromCopy.ReadImage(std::span<const std::uint8_t>(reencoded), static_cast<std::uint32_t>(reencoded.size()), 32), 1);
+    EXPECT_EQ(0, std::memcmp(fromCopy.GetBlock().data(), icon.GetBlock().data(), icon.GetBlock().size()));
+
+    IconImageLayout l;
+    ASSERT_TRUE(icon.GetLayout(l));
+    icon.GetBlock().data()[l.pixelOffset] ^= 0xFF;
+    EXPECT_NE(written(icon), stored);
+}
+
 TEST_P(KvIconPngLowDepth, PngFormCarriesTheMaskAsAlpha) {
     const LowDepth d = GetParam();
     const int w = 7, h = 5;

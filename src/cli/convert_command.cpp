@@ -1,0 +1,60 @@
+// tellurine-cli convert IN OUT [--explorer-order]
+// Reads any supported icon container and writes it in the format OUT's extension names.
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <cctype>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "cli/commands.h"
+#include "cli/icon_support.h"
+
+namespace tellurine::cli {
+
+namespace {
+
+struct ConvertOptions {
+    std::string input;
+    std::string output;
+    bool explorerOrder = false;
+};
+
+std::string LowerExtension(const std::string& path) {
+    std::string ext = std::filesystem::path(path).extension().string();
+    std::transform(ext.begin(), ext.end(), ext.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return ext;
+}
+
+int RunConvert(const ConvertOptions& o) {
+    if (LowerExtension(o.output) != ".ico") {
+        PrintError("convert: the output must end in .ico: " + o.output);
+        return kExitUsage;
+    }
+    std::vector<std::uint8_t> bytes;
+    CIconDoc doc;
+    IconFileType type = IconFileType::Icon;
+    if (!ReadIconInput(o.input, bytes, doc, type)) return kExitFailure;
+    std::string error;
+    if (!SaveIconFile(o.output, doc, o.explorerOrder, error)) {
+        PrintError("convert: cannot write " + o.output + ": " + error);
+        return kExitFailure;
+    }
+    return kExitOk;
+}
+
+}  // namespace
+
+CommandRunner AddConvertCommand(CLI::App& app) {
+    auto options = std::make_shared<ConvertOptions>();
+    CLI::App* sub = app.add_subcommand("convert", "Rewrite an icon or cursor file as an icon file");
+    sub->add_option("IN", options->input, "Icon (.ico) or cursor (.cur) file to read")->required();
+    sub->add_option("OUT", options->output, "File to write: .ico")->required();
+    sub->add_flag("--explorer-order", options->explorerOrder,
+                  "Save in the explorer-compatible order: smaller formats first, 32-bit formats last");
+    return [options] { return RunConvert(*options); };
+}
+
+}  // namespace tellurine::cli
