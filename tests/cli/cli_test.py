@@ -3,18 +3,12 @@
 Run by CTest as: python3 cli_test.py PATH-TO-tellurine-cli
 """
 import os
-import subprocess
-import sys
-import tempfile
 import unittest
 
 from PIL import Image
 
-CLI = None
+from cli_support import ScratchCase, main, run
 
-
-def run(*args):
-    return subprocess.run([CLI, *map(str, args)], capture_output=True, text=True, timeout=60)
 
 
 def photo(path, size=96, alpha=False):
@@ -51,17 +45,7 @@ class Usage(unittest.TestCase):
         self.assertEqual(run("reduce", "a.png", "b.png", "--colors", "257").returncode, 2)
 
 
-class Reduce(unittest.TestCase):
-    def setUp(self):
-        self.tmp = tempfile.TemporaryDirectory()
-        self.dir = self.tmp.name
-
-    def tearDown(self):
-        self.tmp.cleanup()
-
-    def path(self, name):
-        return os.path.join(self.dir, name)
-
+class Reduce(ScratchCase):
     def test_writes_a_palette_png_close_to_the_source(self):
         src = photo(self.path("in.png"))
         for args in ([], ["--no-dither"], ["--colors", "16"], ["--keep-black-white"]):
@@ -113,5 +97,4 @@ class Reduce(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    CLI = sys.argv.pop(1)
-    unittest.main(verbosity=2)
+    main()

@@ -8,20 +8,14 @@ import json
 import os
 import re
 import subprocess
-import sys
-import tempfile
-import unittest
 
 from PIL import Image
 
-CLI = None
+from cli_support import ScratchCase, main, run
+
 MAGICK = "/usr/bin/convert"  # ImageMagick's, not whatever `convert` comes first on the PATH
 READ_ERROR = ("Error while reading the specified icon file. The file does not contains icons, "
               "has an invalid format or is corrupted.")
-
-
-def run(*args):
-    return subprocess.run([CLI, *map(str, args)], capture_output=True, text=True, timeout=60)
 
 
 def tool(*args):
@@ -68,17 +62,7 @@ def icotool_list(path):
             for line in out.splitlines()]
 
 
-class IconCase(unittest.TestCase):
-    def setUp(self):
-        self.tmp = tempfile.TemporaryDirectory()
-        self.dir = self.tmp.name
-
-    def tearDown(self):
-        self.tmp.cleanup()
-
-    def path(self, name):
-        return os.path.join(self.dir, name)
-
+class IconCase(ScratchCase):
     def info(self, *files):
         result = run("info", "--json", *files)
         self.assertEqual(result.returncode, 0, result.stderr)
@@ -249,5 +233,4 @@ class Failures(IconCase):
 
 
 if __name__ == "__main__":
-    CLI = sys.argv.pop(1)
-    unittest.main(verbosity=2)
+    main()
