@@ -33,6 +33,13 @@ bool IsPlainRgbaPng(std::span<const std::uint8_t> png, std::uint32_t width, std:
 // that lies about its size.
 Block DecodePng(std::span<const std::uint8_t> png, int depth);
 
+// Which decoder DecodePng uses. Automatic takes a short path of its own for plain 8-bit RGBA
+// streams that are in perfect order (every chunk's CRC right, the data exactly the image) and
+// libpng for everything else; Libpng always uses libpng. Both give the same bitmap: tests and the
+// fuzzer compare them.
+enum class PngDecoder { Automatic, Libpng };
+Block DecodePng(std::span<const std::uint8_t> png, int depth, PngDecoder decoder);
+
 // Encodes a 32-bit packed bitmap as an 8-bit-per-channel RGBA PNG (alpha as stored). Returns
 // false on failure. `zlibLevel` 1 to 9.
 bool EncodePng(const Block& dib32, std::vector<std::uint8_t>& out, int zlibLevel = 6);

@@ -118,6 +118,37 @@ TEST(Png, IndexedDepthsKeepFewColoursExactly) {
     }
 }
 
+// The short path for plain RGBA streams must give exactly libpng's bitmap: over every row filter
+// (a picture large enough for adaptive filtering, so all five occur, across several IDAT
+// chunks), and on damaged streams, where it must step aside rather than decide.
+TEST(Png, PlainRgbaShortPathMatchesLibpng) {
+    Block dib = CreateDibBlock(203, 181, 32);
+    for (int y = 0; y < 181; ++y)
+        for (int x = 0; x < 203; ++x)
+            test::SetBgra(dib, x, y, static_cast<std::uint8_t>(x * y), static_cast<std::uint8_t>(x ^ y),
+                          static_cast<std::uint8_t>((x * 7 + y * 3) & 0xF0), static_cast<std::uint8_t>(255 - y));
+    for (int level : {1, 9}) {
+        std::vector<std::uint8_t> png;
+        ASSERT_TRUE(EncodePng(dib, png, level));
+        const Block fast = DecodePng(png, 32, PngDecoder::Automatic);
+        const Block reference = DecodePng(png, 32, PngDecoder::Libpng);
+        ASSERT_FALSE(fast.empty());
+        ASSERT_EQ(fast.size(), reference.size());
+        EXPECT_EQ(0, std::memcmp(fast.data(), reference.data(), fast.size()));
+        EXPECT_EQ(0, std::memcmp(fast.data(), dib.data(), dib.size()));
+
+        // Damage the compressed data and mend the chunk's CRC: neither decoder may accept it.
+        std::vector<std::uint8_t> damaged = png;
+        std::size_t pos = 8;
+        while (std::memcmp(damaged.data() + pos + 4, "IDAT", 4) != 0) pos += LoadBE32(damaged.data() + pos) + 12;
+        const std::uint32_t length = LoadBE32(damaged.data() + pos);
+        damaged[pos + 8 + length / 2] ^= 0x5A;
+        const auto crc = static_cast<std::uint32_t>(crc32(0, damaged.data() + pos + 4, length + 4));
+        for (int k = 0; k < 4; ++k) damaged[pos + 8 + length + k] = static_cast<std::uint8_t>(crc >> (24 - 8 * k));
+        EXPECT_EQ(DecodePng(damaged, 32).empty(), DecodePng(damaged, 32, PngDecoder::Libpng).empty());
+    }
+}
+
 TEST(Png, DamagedOrLyingStreamsAreRefused) {
     EXPECT_TRUE(DecodePng({}, 32).empty());
     EXPECT_TRUE(DecodePng(kPalettePng, 16).empty());  // no such depth
