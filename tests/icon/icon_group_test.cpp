@@ -7,15 +7,12 @@
 
 #include "image/archive.h"
 
+#include "icon/icon_test_support.h"
+
 namespace tellurine {
 namespace {
 
-CKvIcon Format(int w, int h, std::uint32_t colors, bool alpha = false, std::uint32_t tag = 0) {
-    CKvIcon icon;
-    EXPECT_EQ(icon.SetFormat(w, h, colors, alpha), 1);
-    icon.SetAttribute1(tag);
-    return icon;
-}
+using test::Format;
 
 // Each format as "width x height : bits".
 std::vector<std::string> Describe(const CIconGroup& group) {
