@@ -74,6 +74,9 @@ bool WriteIconFile(CIconDoc& doc, bool explorerCompatibleOrder, std::vector<std:
 
     try {
         Archive ar = Archive::ForStoring();
+        std::size_t expected = kHeaderSize + static_cast<std::size_t>(count) * kEntrySize;
+        for (int i = 0; i < count; ++i) expected += doc.GetFormat(i)->Icon().GetBlock().size();
+        ar.Reserve(expected);
         ar.WriteU16(0);
         ar.WriteU16(1);
         ar.WriteU16(static_cast<std::uint16_t>(count));

@@ -1,6 +1,7 @@
 #include "icon/kv_icon.h"
 
 #include <algorithm>
+#include <optional>
 #include <cstring>
 #include <limits>
 #include <new>
@@ -100,7 +101,6 @@ bool CKvIcon::GetLayout(IconImageLayout& layout) const {
 void CKvIcon::ClearFormat() {
     block_.Reset();
     std::vector<std::uint8_t>().swap(storedPng_);
-    decodedBlock_.Reset();
     width_ = 0;
     height_ = 0;
     colors_ = 0;
@@ -136,7 +136,6 @@ void CKvIcon::AdoptFormat(Block&& block, std::int32_t width, std::int32_t height
     blockSize_ = static_cast<std::uint32_t>(block.size());
     block_ = std::move(block);
     std::vector<std::uint8_t>().swap(storedPng_);
-    decodedBlock_.Reset();
     width_ = static_cast<std::uint32_t>(width);
     height_ = static_cast<std::uint32_t>(height);
     colors_ = colors;
@@ -153,7 +152,6 @@ int CKvIcon::CopyFrom(const CKvIcon& other) {
     }
     block_ = std::move(copy);
     std::vector<std::uint8_t>().swap(storedPng_);  // a copy encodes its pixels when written
-    decodedBlock_.Reset();
     secondBlock_.Reset();
     std::vector<std::uint8_t>().swap(workBuffer_);
     width_ = other.width_;
@@ -388,51 +386,76 @@ int CKvIcon::ReadImage(std::span<const std::uint8_t> data, std::uint32_t byteCou
     return ReadImage(ar, byteCount, bitCount);
 }
 
+// A 64-bit digest of a block's bytes (FNV-1a over 8-byte words): enough to tell whether an image
+// was changed since it was decoded; a change that kept the digest is out of all practical reach.
+std::uint64_t CKvIcon::HashBlock(const Block& block) {
+    std::uint64_t hash = 0xCBF29CE484222325ULL;
+    const std::size_t words = block.size() / 8;
+    for (std::size_t i = 0; i < words; ++i) {
+        std::uint64_t word = 0;
+        std::memcpy(&word, block.data() + 8 * i, 8);
+        hash = (hash ^ word) * 0x100000001B3ULL;
+    }
+    for (std::size_t i = words * 8; i < block.size(); ++i) hash = (hash ^ block.data()[i]) * 0x100000001B3ULL;
+    return hash ^ block.size();
+}
+
 int CKvIcon::ReadPngImage(std::span<const std::uint8_t> png, std::uint32_t bitCount) {
     const int depth = bitCount == 0 ? 32 : static_cast<int>(std::min<std::uint32_t>(bitCount, 0xFFFF));
     if (depth != 1 && depth != 4 && depth != 8 && depth != 24 && depth != 32) return 0;
-    const Block dib = DecodePng(png, depth);
-    const auto from = GetDibLayout(dib);
-    if (!from || from->bitCount != depth || from->coreHeader) return 0;
-
     const std::uint32_t colors = depth <= 8 ? std::uint32_t{1} << depth : 0;
     const bool alpha = depth == 32;
+
+    // At 32 bits the decoded rows go straight into the icon block; other depths go through a
+    // packed bitmap of that depth, whose table and rows are copied over.
+    std::int32_t width = 0, height = 0;
+    Block bgra, dib;
+    std::optional<DibLayout> from;
+    if (alpha) {
+        if (!DecodePngToBgra(png, width, height, bgra)) return 0;
+    } else {
+        dib = DecodePng(png, depth);
+        from = GetDibLayout(dib);
+        if (!from || from->bitCount != depth || from->coreHeader) return 0;
+        width = from->width;
+        height = from->height;
+    }
     IconImageLayout l;
-    if (!ComputeLayout(from->width, from->height, colors, alpha, l) || l.colorStride != from->stride ||
-        from->colors > colors)
+    if (!ComputeLayout(width, height, colors, alpha, l) || (from && (l.colorStride != from->stride || from->colors > colors)))
         return 0;
     Block block = Block::Allocate(l.blockSize);
     if (!block) return 0;
 
     BitmapInfoHeader header;
-    header.width = from->width;
-    header.height = 2 * from->height;
+    header.width = width;
+    header.height = 2 * height;
     header.planes = 1;
     header.bitCount = static_cast<std::uint16_t>(depth);
     header.clrUsed = colors;
     header.clrImportant = colors;
     header.Store(block.data());
     std::uint8_t* base = block.data();
-    if (from->colors != 0) std::memcpy(base + l.tableOffset, dib.data() + from->tableOffset, std::size_t{from->colors} * 4);
-    std::memcpy(base + l.pixelOffset, dib.data() + from->pixelOffset, l.colorImageSize);
     if (alpha) {
-        // A fully transparent pixel is transparent for the mask too.
-        for (std::int32_t row = 0; row < from->height; ++row) {
-            const std::uint8_t* pixel = base + l.pixelOffset + l.colorStride * static_cast<std::size_t>(row);
+        // Stored rows are bottom-up; a fully transparent pixel is transparent for the mask too.
+        for (std::int32_t row = 0; row < height; ++row) {
+            const std::uint8_t* src = bgra.data() + static_cast<std::size_t>(height - 1 - row) * l.colorStride;
+            std::uint8_t* pixel = base + l.pixelOffset + l.colorStride * static_cast<std::size_t>(row);
+            std::memcpy(pixel, src, l.colorStride);
             std::uint8_t* andRow = base + l.maskOffset + l.maskStride * static_cast<std::size_t>(row);
-            for (std::int32_t x = 0; x < from->width; ++x)
+            for (std::int32_t x = 0; x < width; ++x)
                 if (pixel[4 * x + 3] == 0) WriteIndex(andRow, x, 1, 1);
         }
+    } else {
+        if (from->colors != 0)
+            std::memcpy(base + l.tableOffset, dib.data() + from->tableOffset, std::size_t{from->colors} * 4);
+        std::memcpy(base + l.pixelOffset, dib.data() + from->pixelOffset, l.colorImageSize);
     }
 
-    AdoptFormat(std::move(block), from->width, from->height, colors, alpha);
+    AdoptFormat(std::move(block), width, height, colors, alpha);
     compressed_ = true;
     if (alpha && IsPlainRgbaPng(png, width_, height_)) {
-        Block copy = block_.Duplicate();
-        if (copy) {
-            storedPng_.assign(png.begin(), png.end());
-            decodedBlock_ = std::move(copy);
-        }
+        storedPng_.assign(png.begin(), png.end());
+        decodedHash_ = HashBlock(block_);
     }
     return 1;
 }
@@ -452,8 +475,7 @@ int CKvIcon::WriteImage(Archive& ar, std::uint32_t& bytesWritten) const {
 
 int CKvIcon::WritePngImage(Archive& ar, std::uint32_t& bytesWritten, int zlibLevel) const {
     if (!ar.IsStoring()) return 0;
-    if (!storedPng_.empty() && decodedBlock_.size() == block_.size() &&
-        std::memcmp(decodedBlock_.data(), block_.data(), block_.size()) == 0) {
+    if (!storedPng_.empty() && HashBlock(block_) == decodedHash_) {
         ar.Write(storedPng_.data(), storedPng_.size());
         bytesWritten = static_cast<std::uint32_t>(storedPng_.size());
         return 1;

@@ -156,11 +156,12 @@ public:
     CDIB bitmap;
 
 private:
-    // The PNG stream this image was read from and its block as decoded, kept while the stream is
-    // plain 8-bit RGBA: as long as the block is unchanged, writing the PNG form writes the stream
-    // as it was instead of encoding the same pixels again. Moves keep them; copies do not.
+    // The PNG stream this image was read from and a digest of its block as decoded, kept while the
+    // stream is plain 8-bit RGBA: as long as the block is unchanged, writing the PNG form writes
+    // the stream as it was instead of encoding the same pixels again. Moves keep them; copies do not.
     std::vector<std::uint8_t> storedPng_;
-    Block decodedBlock_;
+    std::uint64_t decodedHash_ = 0;
+    static std::uint64_t HashBlock(const Block& block);
 
     void ClearFormat();
     // Takes a complete image block of the given format (its size is the format's block size).

@@ -28,6 +28,9 @@ public:
     void WriteI32(std::int32_t v) { WriteU32(static_cast<std::uint32_t>(v)); }
     void Write(const void* data, std::size_t size);
     void WriteZeros(std::size_t size);
+    // Makes room for `size` bytes in all, so that a writer that knows about how much it will
+    // write does not move the bytes again and again as they grow.
+    void Reserve(std::size_t size) { out_.reserve(size); }
 
     // Loading.
     bool ReadU8(std::uint8_t& v) { return Read(&v, 1); }

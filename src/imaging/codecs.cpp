@@ -349,6 +349,11 @@ bool IsPlainRgbaPng(std::span<const std::uint8_t> png, std::uint32_t width, std:
 
 Block DecodePng(std::span<const std::uint8_t> png, int depth) { return DecodePng(png, depth, PngDecoder::Automatic); }
 
+bool DecodePngToBgra(std::span<const std::uint8_t> png, std::int32_t& width, std::int32_t& height, Block& pixels) {
+    if (!IsPngStream(png)) return false;
+    return PlainRgbaDecoder().Decode(png, width, height, pixels) || DecodeToBgra(png, width, height, pixels);
+}
+
 Block DecodePng(std::span<const std::uint8_t> png, int depth, PngDecoder decoder) {
     if (depth == 0) depth = 32;
     if (depth != 1 && depth != 4 && depth != 8 && depth != 24 && depth != 32) return {};

@@ -33,6 +33,10 @@ bool IsPlainRgbaPng(std::span<const std::uint8_t> png, std::uint32_t width, std:
 // that lies about its size.
 Block DecodePng(std::span<const std::uint8_t> png, int depth);
 
+// Decodes a PNG stream into 8-bit BGRA rows, top row first, `width` x 4 bytes each, at the start of
+// `pixels` (which may be longer). For callers that place the rows themselves; false on failure.
+bool DecodePngToBgra(std::span<const std::uint8_t> png, std::int32_t& width, std::int32_t& height, Block& pixels);
+
 // Which decoder DecodePng uses. Automatic takes a short path of its own for plain 8-bit RGBA
 // streams that are in perfect order (every chunk's CRC right, the data exactly the image) and
 // libpng for everything else; Libpng always uses libpng. Both give the same bitmap: tests and the
