@@ -33,10 +33,9 @@ int RunConvert(const ConvertOptions& o) {
         PrintError("convert: the output must end in .ico: " + o.output);
         return kExitUsage;
     }
-    std::vector<std::uint8_t> bytes;
     CIconDoc doc;
     IconFileType type = IconFileType::Icon;
-    if (!ReadIconInput(o.input, bytes, doc, type)) return kExitFailure;
+    if (!ReadIconInput(o.input, doc, type)) return kExitFailure;
     std::string error;
     if (!SaveIconFile(o.output, doc, o.explorerOrder, error)) {
         PrintError("convert: cannot write " + o.output + ": " + error);

@@ -43,11 +43,10 @@ struct Output {
 // nothing.
 template <typename Publish>
 void Prepare(const std::string& path, const std::filesystem::path& directory, Publish&& publish) {
-    std::vector<std::uint8_t> bytes;
     CIconDoc doc;
     IconFileType type = IconFileType::Icon;
     Output failure;
-    if (!ReadIconInput(path, bytes, doc, type, &failure.error)) {
+    if (!ReadIconInput(path, doc, type, &failure.error)) {
         publish(std::move(failure));
         return;
     }
@@ -58,13 +57,10 @@ void Prepare(const std::string& path, const std::filesystem::path& directory, Pu
         out.path = (directory / (stem + "-" + std::to_string(i) + "-" + std::to_string(format.Width()) + "x" +
                                  std::to_string(format.Height()) + "-" + std::to_string(format.BitCount()) + ".png"))
                        .string();
-        // A 32-bit PNG-compressed format whose stream is already 8-bit RGBA is written as it was
-        // stored; every other format is encoded from its icon image block.
-        if (format.Icon().IsCompressed() && format.BitCount() == 32) {
-            const auto stored = StoredImageBytes(bytes, i);
-            if (IsPlainRgbaPng(stored, format.Icon().Width(), format.Icon().Height()))
-                out.bytes.assign(stored.begin(), stored.end());
-        }
+        // A format read from a plain 8-bit RGBA stream is written as it was stored; every other
+        // format is encoded from its icon image block.
+        const auto stored = format.Icon().UnchangedPng();
+        out.bytes.assign(stored.begin(), stored.end());
         if (out.bytes.empty()) {
             const Block bgra = format.Icon().To32BitDib();
             if (!bgra || !EncodePng(bgra, out.bytes, kZlibLevel))

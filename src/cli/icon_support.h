@@ -11,15 +11,9 @@
 
 namespace tellurine::cli {
 
-// Reads the icon or cursor file at `path` into `bytes` (the whole file) and `doc`. On failure
+// Reads the icon or cursor file at `path` into `doc`. On failure
 // returns false and prints "tellurine-cli: PATH: Error while reading the specified icon file. …",
 // or, when `message` is given, stores that line there (without the program name) instead.
-bool ReadIconInput(const std::string& path, std::vector<std::uint8_t>& bytes, CIconDoc& doc, IconFileType& type,
-                   std::string* message = nullptr);
-
-// The bytes that directory entry `index` of an icon or cursor file points at; empty when the file
-// has no such entry or the entry points outside the file.
-std::span<const std::uint8_t> StoredImageBytes(std::span<const std::uint8_t> file, int index);
-
+bool ReadIconInput(const std::string& path, CIconDoc& doc, IconFileType& type, std::string* message = nullptr);
 
 }  // namespace tellurine::cli

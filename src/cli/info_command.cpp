@@ -57,10 +57,9 @@ int RunInfo(const InfoOptions& o) {
     nlohmann::ordered_json files = nlohmann::ordered_json::array();
     bool first = true;
     for (const std::string& path : o.files) {
-        std::vector<std::uint8_t> bytes;
         CIconDoc doc;
         IconFileType type = IconFileType::Icon;
-        if (!ReadIconInput(path, bytes, doc, type)) {
+        if (!ReadIconInput(path, doc, type)) {
             exitCode = kExitFailure;
             continue;
         }

@@ -460,6 +460,11 @@ int CKvIcon::ReadPngImage(std::span<const std::uint8_t> png, std::uint32_t bitCo
     return 1;
 }
 
+std::span<const std::uint8_t> CKvIcon::UnchangedPng() const {
+    if (storedPng_.empty() || HashBlock(block_) != decodedHash_) return {};
+    return storedPng_;
+}
+
 int CKvIcon::WriteImage(Archive& ar) const {
     if (!ar.IsStoring() || block_.empty()) return 0;
     ar.Write(block_.data(), block_.size());
@@ -475,9 +480,9 @@ int CKvIcon::WriteImage(Archive& ar, std::uint32_t& bytesWritten) const {
 
 int CKvIcon::WritePngImage(Archive& ar, std::uint32_t& bytesWritten, int zlibLevel) const {
     if (!ar.IsStoring()) return 0;
-    if (!storedPng_.empty() && HashBlock(block_) == decodedHash_) {
-        ar.Write(storedPng_.data(), storedPng_.size());
-        bytesWritten = static_cast<std::uint32_t>(storedPng_.size());
+    if (const auto stored = UnchangedPng(); !stored.empty()) {
+        ar.Write(stored.data(), stored.size());
+        bytesWritten = static_cast<std::uint32_t>(stored.size());
         return 1;
     }
     const Block picture = To32BitDib();

@@ -152,6 +152,11 @@ public:
     void SetAttribute1(std::uint32_t value) { attribute1_ = value; }
     void SetAttribute2(std::uint32_t value) { attribute2_ = value; }
 
+    // The PNG stream this image was read from, while the image is unchanged since and the stream is
+    // plain 8-bit RGBA at the image's size (so the stream holds exactly these pixels); empty
+    // otherwise. Writing the PNG form writes it as it is.
+    [[nodiscard]] std::span<const std::uint8_t> UnchangedPng() const;
+
     // The bitmap form of the image for display and editing; not carried by a copy.
     CDIB bitmap;
 

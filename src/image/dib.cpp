@@ -13,55 +13,15 @@ namespace {
 
 thread_local int paletteSuppressors = 0;
 
-// One pixel of any depth this file converts from, as blue, green, red, alpha.
-struct Bgra {
-    std::uint8_t b, g, r, a;
-};
-
-// Calls `fn(storedRow, x, Bgra)` for every pixel of a 1-, 4-, 8-, 16-, 24- or 32-bit block
-// (alpha 255 below 32 bits). False when the block is not a well-formed packed bitmap.
-template <typename Fn>
-bool ForEachPixel(const Block& block, Fn&& fn) {
-    const auto layout = GetDibLayout(block);
-    if (!layout) return false;
-    Bgra table[256] = {};
-    if (layout->bitCount <= 8) {
-        for (std::uint32_t i = 0; i < std::min<std::uint32_t>(layout->colors, 256); ++i) {
-            const PaletteEntry e = DibTableEntry(block, *layout, i);
-            table[i] = {e.blue, e.green, e.red, 255};
-        }
-    }
-    for (std::int32_t y = 0; y < layout->height; ++y) {
-        const std::uint8_t* row = block.data() + layout->RowOffset(y);
-        for (std::int32_t x = 0; x < layout->width; ++x) {
-            Bgra p{};
-            switch (layout->bitCount) {
-                case 1: case 4: case 8: p = table[ReadIndex(row, x, layout->bitCount)]; break;
-                case 16: {
-                    const unsigned v = row[2 * x] | (row[2 * x + 1] << 8);
-                    const unsigned r = (v >> 10) & 31, g = (v >> 5) & 31, b = v & 31;
-                    p = {static_cast<std::uint8_t>(b << 3 | b >> 2), static_cast<std::uint8_t>(g << 3 | g >> 2),
-                         static_cast<std::uint8_t>(r << 3 | r >> 2), 255};
-                    break;
-                }
-                case 24: p = {row[3 * x], row[3 * x + 1], row[3 * x + 2], 255}; break;
-                default: p = {row[4 * x], row[4 * x + 1], row[4 * x + 2], row[4 * x + 3]}; break;
-            }
-            fn(y, x, p);
-        }
-    }
-    return true;
-}
-
-// A new block of the source's size at `bits` (24 or 32) whose pixels `fn(Bgra) -> Bgra` makes.
+// A new block of the source's size at `bits` (24 or 32) whose pixels `fn(DibPixel) -> DibPixel` makes.
 template <typename Fn>
 Block ConvertPixels(const Block& source, int bits, Fn&& fn) {
     Block out = CreateDibBlock(DibWidth(source), DibHeight(source), bits);
     const auto dst = GetDibLayout(out);
     if (!dst) return {};
     const int bytes = bits / 8;
-    const bool ok = ForEachPixel(source, [&](std::int32_t y, std::int32_t x, Bgra p) {
-        const Bgra q = fn(p);
+    const bool ok = ForEachDibPixel(source, [&](std::int32_t y, std::int32_t x, DibPixel p) {
+        const DibPixel q = fn(p);
         std::uint8_t* d = out.data() + dst->RowOffset(y) + std::size_t{static_cast<std::uint32_t>(x)} * bytes;
         d[0] = q.b;
         d[1] = q.g;
@@ -200,8 +160,8 @@ void CDIB::ApplyTransparentIndex() {
 Block FlattenDib(const Block& source, COLORREF background) {
     if (DibBitCount(source) < 8) return {};
     const std::uint8_t br = GetRValue(background), bg = GetGValue(background), bb = GetBValue(background);
-    return ConvertPixels(source, 24, [&](Bgra p) {
-        return Bgra{ComposeOver(p.b, p.a, bb), ComposeOver(p.g, p.a, bg), ComposeOver(p.r, p.a, br), 255};
+    return ConvertPixels(source, 24, [&](DibPixel p) {
+        return DibPixel{ComposeOver(p.b, p.a, bb), ComposeOver(p.g, p.a, bg), ComposeOver(p.r, p.a, br), 255};
     });
 }
 
@@ -209,7 +169,7 @@ Block ConvertDibTo32(const Block& source, bool useKey, COLORREF key) {
     const int bits = DibBitCount(source);
     if (bits != 1 && bits != 4 && bits != 8 && bits != 24 && bits != 32) return {};
     const std::uint8_t kr = GetRValue(key), kg = GetGValue(key), kb = GetBValue(key);
-    return ConvertPixels(source, 32, [&](Bgra p) {
+    return ConvertPixels(source, 32, [&](DibPixel p) {
         if (useKey) p.a = (p.r == kr && p.g == kg && p.b == kb) ? 0 : 255;
         return p;
     });
@@ -227,9 +187,9 @@ CDIB CDIB::MakeKeyedCopy() const {
     CDIB copy(*this);
     if (copy.BitCount() < 32) copy.ConvertTo32(false, 0);
     if (copy.BitCount() != 32) return CDIB{};
-    Block out = ConvertPixels(copy.block_, 24, [](Bgra p) {
-        if (p.a < 64) return Bgra{0xFF, 0x00, 0xFF, 255};
-        return Bgra{ComposeOver(p.b, p.a, 0xE1), ComposeOver(p.g, p.a, 0xE1), ComposeOver(p.r, p.a, 0xE1), 255};
+    Block out = ConvertPixels(copy.block_, 24, [](DibPixel p) {
+        if (p.a < 64) return DibPixel{0xFF, 0x00, 0xFF, 255};
+        return DibPixel{ComposeOver(p.b, p.a, 0xE1), ComposeOver(p.g, p.a, 0xE1), ComposeOver(p.r, p.a, 0xE1), 255};
     });
     if (!out) return CDIB{};
     copy.Attach(std::move(out));

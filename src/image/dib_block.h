@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstddef>
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -118,6 +119,47 @@ inline void WriteIndex(std::uint8_t* row, std::int32_t x, int bits, std::uint8_t
             break;
         default: row[x] = index; break;
     }
+}
+
+
+// One pixel of any depth, as blue, green, red, alpha.
+struct DibPixel {
+    std::uint8_t b, g, r, a;
+};
+
+// Calls `fn(storedRow, x, DibPixel)` for every pixel of a 1-, 4-, 8-, 16-, 24- or 32-bit block
+// (alpha 255 below 32 bits). False when the block is not a well-formed packed bitmap.
+template <typename Fn>
+bool ForEachDibPixel(const Block& block, Fn&& fn) {
+    const auto layout = GetDibLayout(block);
+    if (!layout) return false;
+    DibPixel table[256] = {};
+    if (layout->bitCount <= 8) {
+        for (std::uint32_t i = 0; i < std::min<std::uint32_t>(layout->colors, 256); ++i) {
+            const PaletteEntry e = DibTableEntry(block, *layout, i);
+            table[i] = {e.blue, e.green, e.red, 255};
+        }
+    }
+    for (std::int32_t y = 0; y < layout->height; ++y) {
+        const std::uint8_t* row = block.data() + layout->RowOffset(y);
+        for (std::int32_t x = 0; x < layout->width; ++x) {
+            DibPixel p{};
+            switch (layout->bitCount) {
+                case 1: case 4: case 8: p = table[ReadIndex(row, x, layout->bitCount)]; break;
+                case 16: {
+                    const unsigned v = row[2 * x] | (row[2 * x + 1] << 8);
+                    const unsigned r = (v >> 10) & 31, g = (v >> 5) & 31, b = v & 31;
+                    p = {static_cast<std::uint8_t>(b << 3 | b >> 2), static_cast<std::uint8_t>(g << 3 | g >> 2),
+                         static_cast<std::uint8_t>(r << 3 | r >> 2), 255};
+                    break;
+                }
+                case 24: p = {row[3 * x], row[3 * x + 1], row[3 * x + 2], 255}; break;
+                default: p = {row[4 * x], row[4 * x + 1], row[4 * x + 2], row[4 * x + 3]}; break;
+            }
+            fn(y, x, p);
+        }
+    }
+    return true;
 }
 
 }  // namespace tellurine

@@ -77,34 +77,12 @@ void PatBlt(DeviceBitmap& dst, int x, int y, int width, int height, const Brush&
 }
 
 DeviceBitmap DibToDeviceBitmap(const Block& dib) {
-    const auto layout = GetDibLayout(dib);
-    if (!layout) return {};
-    DeviceBitmap bitmap = DeviceBitmap::Create(layout->width, layout->height);
+    const std::int32_t height = DibHeight(dib);
+    DeviceBitmap bitmap = GetDibLayout(dib) ? DeviceBitmap::Create(DibWidth(dib), height) : DeviceBitmap{};
     if (bitmap.IsNull()) return bitmap;
-    std::uint32_t table[256] = {};
-    if (layout->bitCount <= 8) {
-        for (std::uint32_t i = 0; i < std::min<std::uint32_t>(layout->colors, 256); ++i) {
-            const PaletteEntry e = DibTableEntry(dib, *layout, i);
-            table[i] = DeviceBitmap::ToNative(RGB(e.red, e.green, e.blue));
-        }
-    }
-    for (std::int32_t stored = 0; stored < layout->height; ++stored) {
-        const std::uint8_t* s = dib.data() + layout->RowOffset(stored);
-        std::uint32_t* d = bitmap.Row(layout->height - 1 - stored);
-        for (std::int32_t x = 0; x < layout->width; ++x) {
-            switch (layout->bitCount) {
-                case 1: case 4: case 8: d[x] = table[ReadIndex(s, x, layout->bitCount)]; break;
-                case 16: {
-                    const unsigned v = s[2 * x] | (s[2 * x + 1] << 8);
-                    const unsigned r = (v >> 10) & 31, g = (v >> 5) & 31, b = v & 31;
-                    d[x] = ((r << 3 | r >> 2) << 16) | ((g << 3 | g >> 2) << 8) | (b << 3 | b >> 2);
-                    break;
-                }
-                case 24: d[x] = s[3 * x] | (s[3 * x + 1] << 8) | (s[3 * x + 2] << 16); break;
-                default: d[x] = s[4 * x] | (s[4 * x + 1] << 8) | (s[4 * x + 2] << 16); break;
-            }
-        }
-    }
+    ForEachDibPixel(dib, [&](std::int32_t stored, std::int32_t x, DibPixel p) {
+        bitmap.Row(height - 1 - stored)[x] = p.b | (p.g << 8) | (static_cast<std::uint32_t>(p.r) << 16);
+    });
     return bitmap;
 }
 

@@ -360,9 +360,8 @@ Block DecodePng(std::span<const std::uint8_t> png, int depth, PngDecoder decoder
     if (!IsPngStream(png)) return {};
     std::int32_t w = 0, h = 0;
     Block bgra;
-    bool decoded = false;
-    if (decoder == PngDecoder::Automatic) decoded = PlainRgbaDecoder().Decode(png, w, h, bgra);
-    if (!decoded && !DecodeToBgra(png, w, h, bgra)) return {};
+    const bool decoded = decoder == PngDecoder::Automatic ? DecodePngToBgra(png, w, h, bgra) : DecodeToBgra(png, w, h, bgra);
+    if (!decoded) return {};
     return depth >= 24 ? PackTrueColor(bgra, w, h, depth) : PackIndexed(bgra, w, h, depth);
 }
 
