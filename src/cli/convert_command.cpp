@@ -36,8 +36,13 @@ int RunConvert(const ConvertOptions& o) {
     CIconDoc doc;
     IconFileType type = IconFileType::Icon;
     if (!ReadIconInput(o.input, doc, type)) return kExitFailure;
+    // The output is made from an input that stays on disk, so the save does not wait for the disk
+    // to confirm it, unless it replaces that very input: then the new file is the only copy.
+    std::error_code ec;
+    const bool replacesInput = std::filesystem::equivalent(o.input, o.output, ec) && !ec;
     std::string error;
-    if (!SaveIconFile(o.output, doc, o.explorerOrder, error)) {
+    if (!SaveIconFile(o.output, doc, o.explorerOrder, error,
+                      replacesInput ? Durability::Flush : Durability::NoFlush)) {
         PrintError("convert: cannot write " + o.output + ": " + error);
         return kExitFailure;
     }

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "icon/icon_doc.h"
+#include "image/file_io.h"
 
 namespace tellurine {
 
@@ -39,6 +40,7 @@ bool WriteIconFile(CIconDoc& doc, bool explorerCompatibleOrder, std::vector<std:
 
 // The same on files. Saving writes beside the target and renames over it only when complete.
 bool LoadIconFile(const std::string& path, CIconDoc& doc, std::string& error, IconFileType* type = nullptr);
-bool SaveIconFile(const std::string& path, CIconDoc& doc, bool explorerCompatibleOrder, std::string& error);
+bool SaveIconFile(const std::string& path, CIconDoc& doc, bool explorerCompatibleOrder, std::string& error,
+                  Durability durability = Durability::Flush);
 
 }  // namespace tellurine
