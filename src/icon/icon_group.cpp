@@ -99,6 +99,16 @@ int CIconGroup::AppendFormatCopy(const CKvIcon& image) {
     return 1;
 }
 
+int CIconGroup::AppendFormat(CKvIcon&& image) {
+    try {
+        formats_.push_back(std::make_unique<CKvIcon>(std::move(image)));
+    } catch (const std::bad_alloc&) {
+        return 0;
+    }
+    displayOrder_.clear();
+    return 1;
+}
+
 void CIconGroup::RemoveAll() {
     formats_.clear();
     displayOrder_.clear();

@@ -44,6 +44,8 @@ public:
     // Appends a copy of the image as the last format, without sorting, and empties the display
     // order. Returns 1, or 0 (group unchanged) when memory runs out.
     int AppendFormatCopy(const CKvIcon& image);
+    // The same with an image that is moved in rather than copied.
+    int AppendFormat(CKvIcon&& image);
     // Deletes every format and empties the display order.
     void RemoveAll();
 

@@ -112,21 +112,11 @@ void CKvIcon::ClearFormat() {
 int CKvIcon::SetFormat(std::int32_t width, std::int32_t height, std::uint32_t colors, bool alpha) {
     IconImageLayout l;
     Block block;
-    if (ComputeLayout(width, height, colors, alpha, l)) block = Block::Allocate(l.blockSize);
+    if (ComputeLayout(width, height, colors, alpha, l)) block = NewImageBlock(width, height, colors, l);
     if (!block) {
         ClearFormat();
         return 0;
     }
-
-    BitmapInfoHeader header;
-    header.width = width;
-    header.height = 2 * height;  // colour image and mask, one above the other
-    header.planes = 1;
-    header.bitCount = static_cast<std::uint16_t>(l.bits);
-    header.clrUsed = colors;
-    header.clrImportant = colors;
-    header.Store(block.data());
-
     AdoptFormat(std::move(block), width, height, colors, alpha);
     return 1;
 }
@@ -406,57 +396,67 @@ int CKvIcon::ReadPngImage(std::span<const std::uint8_t> png, std::uint32_t bitCo
     const std::uint32_t colors = depth <= 8 ? std::uint32_t{1} << depth : 0;
     const bool alpha = depth == 32;
 
-    // At 32 bits the decoded rows go straight into the icon block; other depths go through a
-    // packed bitmap of that depth, whose table and rows are copied over.
     std::int32_t width = 0, height = 0;
-    Block bgra, dib;
-    std::optional<DibLayout> from;
     if (alpha) {
-        if (!DecodePngToBgra(png, width, height, bgra)) return 0;
+        // At 32 bits the decoded rows go straight into the icon block.
+        Block bgra;
+        if (!DecodePngToBgra(png, width, height, bgra) || !FromBgraRows(width, height, bgra.data())) return 0;
     } else {
-        dib = DecodePng(png, depth);
-        from = GetDibLayout(dib);
+        // Other depths go through a packed bitmap of that depth, whose table and rows are copied over.
+        const Block dib = DecodePng(png, depth);
+        const std::optional<DibLayout> from = GetDibLayout(dib);
         if (!from || from->bitCount != depth || from->coreHeader) return 0;
         width = from->width;
         height = from->height;
-    }
-    IconImageLayout l;
-    if (!ComputeLayout(width, height, colors, alpha, l) || (from && (l.colorStride != from->stride || from->colors > colors)))
-        return 0;
-    Block block = Block::Allocate(l.blockSize);
-    if (!block) return 0;
-
-    BitmapInfoHeader header;
-    header.width = width;
-    header.height = 2 * height;
-    header.planes = 1;
-    header.bitCount = static_cast<std::uint16_t>(depth);
-    header.clrUsed = colors;
-    header.clrImportant = colors;
-    header.Store(block.data());
-    std::uint8_t* base = block.data();
-    if (alpha) {
-        // Stored rows are bottom-up; a fully transparent pixel is transparent for the mask too.
-        for (std::int32_t row = 0; row < height; ++row) {
-            const std::uint8_t* src = bgra.data() + static_cast<std::size_t>(height - 1 - row) * l.colorStride;
-            std::uint8_t* pixel = base + l.pixelOffset + l.colorStride * static_cast<std::size_t>(row);
-            std::memcpy(pixel, src, l.colorStride);
-            std::uint8_t* andRow = base + l.maskOffset + l.maskStride * static_cast<std::size_t>(row);
-            for (std::int32_t x = 0; x < width; ++x)
-                if (pixel[4 * x + 3] == 0) WriteIndex(andRow, x, 1, 1);
-        }
-    } else {
+        IconImageLayout l;
+        if (!ComputeLayout(width, height, colors, alpha, l) || l.colorStride != from->stride || from->colors > colors)
+            return 0;
+        Block block = NewImageBlock(width, height, colors, l);
+        if (!block) return 0;
         if (from->colors != 0)
-            std::memcpy(base + l.tableOffset, dib.data() + from->tableOffset, std::size_t{from->colors} * 4);
-        std::memcpy(base + l.pixelOffset, dib.data() + from->pixelOffset, l.colorImageSize);
+            std::memcpy(block.data() + l.tableOffset, dib.data() + from->tableOffset, std::size_t{from->colors} * 4);
+        std::memcpy(block.data() + l.pixelOffset, dib.data() + from->pixelOffset, l.colorImageSize);
+        AdoptFormat(std::move(block), width, height, colors, alpha);
     }
-
-    AdoptFormat(std::move(block), width, height, colors, alpha);
     compressed_ = true;
     if (alpha && IsPlainRgbaPng(png, width_, height_)) {
         storedPng_.assign(png.begin(), png.end());
         decodedHash_ = HashBlock(block_);
     }
+    return 1;
+}
+
+Block CKvIcon::NewImageBlock(std::int32_t width, std::int32_t height, std::uint32_t colors,
+                             const IconImageLayout& l) {
+    Block block = Block::Allocate(l.blockSize);
+    if (!block) return {};
+    BitmapInfoHeader header;
+    header.width = width;
+    header.height = 2 * height;  // colour image and mask, one above the other
+    header.planes = 1;
+    header.bitCount = static_cast<std::uint16_t>(l.bits);
+    header.clrUsed = colors;
+    header.clrImportant = colors;
+    header.Store(block.data());
+    return block;
+}
+
+int CKvIcon::FromBgraRows(std::int32_t width, std::int32_t height, const std::uint8_t* rows) {
+    IconImageLayout l;
+    if (!ComputeLayout(width, height, 0, true, l)) return 0;
+    Block block = NewImageBlock(width, height, 0, l);
+    if (!block) return 0;
+    std::uint8_t* base = block.data();
+    // Stored rows are bottom-up; a fully transparent pixel is transparent for the mask too.
+    for (std::int32_t row = 0; row < height; ++row) {
+        const std::uint8_t* src = rows + static_cast<std::size_t>(height - 1 - row) * l.colorStride;
+        std::uint8_t* pixel = base + l.pixelOffset + l.colorStride * static_cast<std::size_t>(row);
+        std::memcpy(pixel, src, l.colorStride);
+        std::uint8_t* andRow = base + l.maskOffset + l.maskStride * static_cast<std::size_t>(row);
+        for (std::int32_t x = 0; x < width; ++x)
+            if (pixel[4 * x + 3] == 0) WriteIndex(andRow, x, 1, 1);
+    }
+    AdoptFormat(std::move(block), width, height, 0, true);
     return 1;
 }
 

@@ -66,6 +66,11 @@ public:
     // refused (see ComputeLayout); the image is then left empty.
     int SetFormat(std::int32_t width, std::int32_t height, std::uint32_t colors, bool alpha);
 
+    // Makes the image a 32-bit format with alpha of the given size from top-down rows of 8-bit
+    // BGRA pixels (width x 4 bytes each); the AND bit is set where the alpha is 0. Clears the
+    // compressed flag. Returns 1, or 0 (image unchanged) when the size is refused.
+    int FromBgraRows(std::int32_t width, std::int32_t height, const std::uint8_t* rows);
+
     // Frees both blocks and the work buffer, then takes over the other image's format, flags,
     // attributes and point, and a byte-for-byte duplicate of its block. Returns 1, or 0 (and
     // changes nothing) when the duplicate cannot be made.
@@ -169,6 +174,10 @@ private:
     static std::uint64_t HashBlock(const Block& block);
 
     void ClearFormat();
+    // A zero-filled block of the format's layout whose header describes the format; empty when
+    // memory runs out.
+    static Block NewImageBlock(std::int32_t width, std::int32_t height, std::uint32_t colors,
+                               const IconImageLayout& layout);
     // Takes a complete image block of the given format (its size is the format's block size).
     void AdoptFormat(Block&& block, std::int32_t width, std::int32_t height, std::uint32_t colors, bool alpha);
     // Decodes a PNG stream into this image (see ReadImage); 0 and unchanged on failure.
