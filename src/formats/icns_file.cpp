@@ -1,0 +1,515 @@
+#include "formats/icns_file.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <new>
+#include <utility>
+
+#include "formats/icns_codec.h"
+#include "formats/mac_resource.h"
+#include "image/bytes.h"
+#include "image/dib_block.h"
+#include "imaging/codecs.h"
+#include "imaging/jpeg2000.h"
+
+namespace tellurine {
+
+namespace {
+
+constexpr std::uint32_t kIcnsMagic = IcnsType("icns");
+constexpr std::uint32_t kOdrpMagic = IcnsType("odrp");
+constexpr std::uint32_t kArgbPrefix = IcnsType("ARGB");
+constexpr std::size_t kHeaderSize = 8;
+constexpr int kIt32Row = 20;
+constexpr int kFirstStreamRow = 24;  // "ic08", "ic09", "ic10"
+// PNG elements (above 512 pixels) favour speed: they are large and written at every save.
+constexpr int kPngLevel = 6;
+
+bool IsOneBitWithMask(int row) { return row == 6 || row == 8 || row == 12 || row == 15; }
+bool IsTrueColorRow(int row) { return row == 2 || row == 5 || row == 18 || row == 20; }
+bool IsColorRow(int row) { return kIcnsRows[row].depth > 0; }
+
+// The rows whose mask pairs with a colour row: the mask-only row first, then the fallback.
+std::array<int, 2> MaskRowsFor(int row) {
+    switch (row) {
+        case 0: case 1: case 6: return {10, 6};
+        case 3: case 4: case 8: return {11, 8};
+        case 12: case 13: case 14: return {22, 12};
+        case 15: case 16: case 17: return {23, 15};
+        case 2: return {7, -1};
+        case 5: return {9, -1};
+        case 18: return {19, -1};
+        case 20: return {21, -1};
+        default: return {-1, -1};
+    }
+}
+
+// One element as the walk found it.
+struct Element {
+    std::uint32_t type = 0;
+    int row = -1;                       // classic row, or -1 for a later element
+    std::span<const std::uint8_t> data;
+};
+
+// Walks a family's elements, calling `visit` for each one whose data lies inside the bytes.
+// The walk ends at the container's total length, at a length of 0 or over the limit, or at an
+// element that does not fit.
+template <typename Visit>
+bool WalkElements(std::span<const std::uint8_t> family, Visit&& visit) {
+    if (family.size() < kHeaderSize) return false;
+    const std::uint32_t magic = LoadBE32(family.data());
+    const std::uint32_t total = LoadBE32(family.data() + 4);
+    if ((magic != kIcnsMagic && magic != kOdrpMagic) || total == 0 || total > kMaxIcnsLength || total < 9)
+        return false;
+    std::size_t pos = kHeaderSize;
+    std::uint64_t consumed = kHeaderSize;
+    while (consumed < total && family.size() - pos >= kHeaderSize) {
+        const std::uint32_t type = LoadBE32(family.data() + pos);
+        const std::uint32_t length = LoadBE32(family.data() + pos + 4);
+        if (length == 0 || length > kMaxIcnsLength || length < kHeaderSize || length > family.size() - pos) break;
+        visit(Element{type, FindIcnsRow(type), family.subspan(pos + kHeaderSize, length - kHeaderSize)});
+        pos += length;
+        consumed += length;
+    }
+    return true;
+}
+
+// Checks an element's data against its row's buffer sizes: its colour part and its mask part.
+bool SplitClassicElement(int row, std::span<const std::uint8_t> data, std::span<const std::uint8_t>& color,
+                         std::span<const std::uint8_t>& mask) {
+    const IcnsElementRow& r = kIcnsRows[row];
+    const std::size_t colorSize = IsOneBitWithMask(row) ? data.size() / 2 : data.size();
+    if (r.depth > 0) {
+        if (colorSize != IcnsBufferSize(r.width, r.height, r.depth)) return false;
+        color = data.first(colorSize);
+    }
+    if (r.maskDepth > 0) {
+        const std::span<const std::uint8_t> maskPart = r.depth > 0 ? data.subspan(colorSize) : data;
+        if (maskPart.size() != IcnsBufferSize(r.width, r.height, r.maskDepth)) return false;
+        mask = maskPart;
+    }
+    return true;
+}
+
+bool MaskBit(std::span<const std::uint8_t> mask, int width, int x, int y) {
+    const std::size_t stride = (static_cast<std::size_t>(width) + 7) / 8;
+    return (mask[stride * static_cast<std::size_t>(y) + static_cast<std::size_t>(x / 8)] >> (7 - x % 8)) & 1;
+}
+
+// An indexed image from top-down Macintosh pixels and a 1-bit mask. The colour table is the
+// system palette of the depth (black, white for 1 bit, where a set bit is black). Masked-out
+// pixels are stored black with their AND bit set, so that they are transparent on every display.
+bool MakeIndexedImage(int row, std::span<const std::uint8_t> pixels, std::span<const std::uint8_t> mask,
+                      CKvIcon& icon) {
+    const IcnsElementRow& r = kIcnsRows[row];
+    const int depth = r.depth;
+    if (!icon.SetFormat(r.width, r.height, std::uint32_t{1} << depth, false)) return false;
+    IconImageLayout l;
+    icon.GetLayout(l);
+    std::uint8_t* base = icon.GetBlock().data();
+    std::uint8_t* table = base + l.tableOffset;
+    std::uint8_t black = 0;
+    if (depth == 1) {
+        const std::uint8_t quads[8] = {0, 0, 0, 0, 255, 255, 255, 0};
+        std::memcpy(table, quads, sizeof quads);
+    } else {
+        const std::span<const std::uint32_t> palette =
+            depth == 4 ? std::span<const std::uint32_t>(kMacPalette16) : std::span<const std::uint32_t>(kMacPalette256);
+        for (std::size_t i = 0; i < palette.size(); ++i) {
+            table[4 * i] = static_cast<std::uint8_t>(palette[i]);
+            table[4 * i + 1] = static_cast<std::uint8_t>(palette[i] >> 8);
+            table[4 * i + 2] = static_cast<std::uint8_t>(palette[i] >> 16);
+            if (palette[i] == 0) black = static_cast<std::uint8_t>(i);
+        }
+    }
+    const std::size_t srcStride = (static_cast<std::size_t>(r.width) * depth + 7) / 8;
+    for (int y = 0; y < r.height; ++y) {
+        const std::size_t stored = static_cast<std::size_t>(r.height - 1 - y);
+        std::uint8_t* colorRow = base + l.pixelOffset + l.colorStride * stored;
+        std::uint8_t* andRow = base + l.maskOffset + l.maskStride * stored;
+        const std::uint8_t* src = pixels.data() + srcStride * static_cast<std::size_t>(y);
+        for (int x = 0; x < r.width; ++x) {
+            std::uint8_t index = ReadIndex(src, x, depth);
+            if (depth == 1) index = index ? 0 : 1;
+            if (!MaskBit(mask, r.width, x, y)) {
+                index = black;
+                WriteIndex(andRow, x, 1, 1);
+            }
+            WriteIndex(colorRow, x, depth, index);
+        }
+    }
+    return true;
+}
+
+// A 32-bit image from the three packed planes of a true-colour element and its 8-bit mask.
+bool MakeTrueColorImage(int row, std::span<const std::uint8_t> data, std::span<const std::uint8_t> mask,
+                        CKvIcon& icon) {
+    const IcnsElementRow& r = kIcnsRows[row];
+    if (row == kIt32Row) {
+        if (data.size() < 4) return false;
+        data = data.subspan(4);
+    }
+    const std::size_t n = static_cast<std::size_t>(r.width) * static_cast<std::size_t>(r.height);
+    std::vector<std::uint8_t> planes;
+    if (!UnpackIcnsPlanes(data, 3, n, planes)) return false;
+    std::vector<std::uint8_t> bgra(n * 4);
+    for (std::size_t i = 0; i < n; ++i) {
+        bgra[4 * i] = planes[2 * n + i];
+        bgra[4 * i + 1] = planes[n + i];
+        bgra[4 * i + 2] = planes[i];
+        bgra[4 * i + 3] = mask[i];
+    }
+    return icon.FromBgraRows(r.width, r.height, bgra.data()) != 0;
+}
+
+// A 32-bit image from a whole-picture stream: PNG, JPEG 2000, or "ARGB" and four packed planes
+// of the element's nominal size.
+bool MakeStreamImage(std::span<const std::uint8_t> data, std::int32_t nominal, CKvIcon& icon) {
+    std::int32_t width = 0, height = 0;
+    if (IsPngStream(data)) {
+        if (!PngDimensions(data, width, height) || std::int64_t{width} * height > kMaxIcnsStreamPixels) return false;
+        if (!icon.ReadImage(data, static_cast<std::uint32_t>(data.size()), 32)) return false;
+        // Pictures of 256 pixels and more stay PNG-compressed when saved as a Windows icon.
+        icon.SetCompressed(icon.Width() >= 256 && icon.Height() >= 256);
+        return true;
+    }
+    Block bgra;
+    if (IsJpeg2000Stream(data)) {
+        if (!DecodeJpeg2000ToBgra(data, width, height, bgra, kMaxIcnsStreamPixels)) return false;
+        return icon.FromBgraRows(width, height, bgra.data()) != 0;
+    }
+    if (nominal > 0 && data.size() >= 4 && LoadBE32(data.data()) == kArgbPrefix) {
+        const std::size_t n = static_cast<std::size_t>(nominal) * static_cast<std::size_t>(nominal);
+        std::vector<std::uint8_t> planes;
+        if (!UnpackIcnsPlanes(data.subspan(4), 4, n, planes)) return false;
+        std::vector<std::uint8_t> rows(n * 4);
+        for (std::size_t i = 0; i < n; ++i) {
+            rows[4 * i] = planes[3 * n + i];
+            rows[4 * i + 1] = planes[2 * n + i];
+            rows[4 * i + 2] = planes[n + i];
+            rows[4 * i + 3] = planes[i];
+        }
+        return icon.FromBgraRows(nominal, nominal, rows.data()) != 0;
+    }
+    return false;
+}
+
+bool ReadFamily(std::span<const std::uint8_t> family, CIconGroup& group) {
+    std::vector<Element> colors;
+    std::array<std::span<const std::uint8_t>, kIcnsRowCount> masks{};
+    std::array<bool, kIcnsRowCount> haveMask{};
+    const bool walked = WalkElements(family, [&](const Element& e) {
+        if (e.row < 0) {
+            if (ModernIcnsElementSize(e.type) > 0) colors.push_back(e);
+            return;
+        }
+        if (e.row >= kFirstStreamRow || IsTrueColorRow(e.row)) {
+            colors.push_back(e);
+            return;
+        }
+        std::span<const std::uint8_t> color, mask;
+        if (!SplitClassicElement(e.row, e.data, color, mask)) return;
+        if (kIcnsRows[e.row].maskDepth > 0 && !haveMask[e.row]) {
+            masks[e.row] = mask;
+            haveMask[e.row] = true;
+        }
+        if (IsColorRow(e.row)) colors.push_back({e.type, e.row, color});
+    });
+    if (!walked) return false;
+
+    std::vector<CKvIcon> images;
+    std::size_t decoded = 0;
+    for (const Element& e : colors) {
+        CKvIcon icon;
+        bool made = false;
+        if (e.row < 0) {
+            made = MakeStreamImage(e.data, ModernIcnsElementSize(e.type), icon);
+        } else if (e.row >= kFirstStreamRow) {
+            made = MakeStreamImage(e.data, 0, icon);
+        } else {
+            // A colour element without its mask is not imported.
+            const std::array<int, 2> maskRows = MaskRowsFor(e.row);
+            int maskRow = -1;
+            for (int m : maskRows)
+                if (m >= 0 && haveMask[m]) {
+                    maskRow = m;
+                    break;
+                }
+            if (maskRow < 0) continue;
+            made = IsTrueColorRow(e.row) ? MakeTrueColorImage(e.row, e.data, masks[maskRow], icon)
+                                          : MakeIndexedImage(e.row, e.data, masks[maskRow], icon);
+        }
+        if (!made) continue;
+        decoded += icon.GetBlock().size();
+        if (decoded > kMaxIcnsDecodedBytes) break;
+        images.push_back(std::move(icon));
+    }
+    if (images.empty()) return false;
+    for (CKvIcon& icon : images)
+        if (!group.AppendFormat(std::move(icon))) return false;
+    return true;
+}
+
+// ---- Writing ----
+
+// A 32-bit picture read top-down.
+class TopDownPixels {
+public:
+    explicit TopDownPixels(const Block& dib) : dib_(dib), layout_(GetDibLayout(dib)) {}
+    [[nodiscard]] bool Valid() const { return layout_ && layout_->bitCount == 32 && !layout_->coreHeader; }
+    [[nodiscard]] const std::uint8_t* Pixel(int x, int y) const {
+        return dib_.data() + layout_->RowOffset(layout_->height - 1 - y) + 4 * static_cast<std::size_t>(x);
+    }
+
+private:
+    const Block& dib_;
+    std::optional<DibLayout> layout_;
+};
+
+void SetBit(std::vector<std::uint8_t>& buffer, std::size_t offset, int width, int x, int y) {
+    const std::size_t stride = (static_cast<std::size_t>(width) + 7) / 8;
+    buffer[offset + stride * static_cast<std::size_t>(y) + static_cast<std::size_t>(x / 8)] |=
+        static_cast<std::uint8_t>(0x80 >> (x % 8));
+}
+
+// The 1-bit mask, set where the alpha is not 0; appended to `out`.
+void AppendOneBitMask(const TopDownPixels& src, int w, int h, std::vector<std::uint8_t>& out) {
+    const std::size_t offset = out.size();
+    out.resize(offset + IcnsBufferSize(w, h, 1));
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x)
+            if (src.Pixel(x, y)[3] != 0) SetBit(out, offset, w, x, y);
+}
+
+// A 1-bit element: the image (a pixel is set, black, when its colour bytes average below 128),
+// followed by its mask when the row has one.
+std::vector<std::uint8_t> OneBitElement(const TopDownPixels& src, int row) {
+    const IcnsElementRow& r = kIcnsRows[row];
+    std::vector<std::uint8_t> out;
+    if (r.depth == 1) {
+        out.resize(IcnsBufferSize(r.width, r.height, 1));
+        for (int y = 0; y < r.height; ++y)
+            for (int x = 0; x < r.width; ++x) {
+                const std::uint8_t* p = src.Pixel(x, y);
+                if ((p[0] + p[1] + p[2]) / 3 < 128) SetBit(out, 0, r.width, x, y);
+            }
+    }
+    if (r.maskDepth == 1) AppendOneBitMask(src, r.width, r.height, out);
+    return out;
+}
+
+std::vector<std::uint8_t> IndexedElement(const TopDownPixels& src, int row, MacPaletteSearch& search) {
+    const IcnsElementRow& r = kIcnsRows[row];
+    search.Reset();
+    std::vector<std::uint8_t> out(IcnsBufferSize(r.width, r.height, r.depth));
+    const std::size_t stride = (static_cast<std::size_t>(r.width) * r.depth + 7) / 8;
+    for (int y = 0; y < r.height; ++y)
+        for (int x = 0; x < r.width; ++x) {
+            const std::uint8_t* p = src.Pixel(x, y);
+            WriteIndex(out.data() + stride * static_cast<std::size_t>(y), x, r.depth, search.Nearest(p[2], p[1], p[0]));
+        }
+    return out;
+}
+
+std::vector<std::uint8_t> PackedPlanesElement(const TopDownPixels& src, int row) {
+    const IcnsElementRow& r = kIcnsRows[row];
+    const std::size_t n = static_cast<std::size_t>(r.width) * static_cast<std::size_t>(r.height);
+    std::vector<std::uint8_t> out;
+    if (row == kIt32Row) out.assign(4, 0);  // the leading bytes that readers skip
+    std::vector<std::uint8_t> plane(n);
+    for (int channel : {2, 1, 0}) {  // red, green, blue
+        for (int y = 0; y < r.height; ++y)
+            for (int x = 0; x < r.width; ++x)
+                plane[static_cast<std::size_t>(y) * r.width + x] = src.Pixel(x, y)[channel];
+        PackIcnsPlane(plane, out);
+    }
+    return out;
+}
+
+std::vector<std::uint8_t> AlphaMaskElement(const TopDownPixels& src, int w, int h) {
+    std::vector<std::uint8_t> out(static_cast<std::size_t>(w) * static_cast<std::size_t>(h));
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) out[static_cast<std::size_t>(y) * w + x] = src.Pixel(x, y)[3];
+    return out;
+}
+
+// The elements of one family being written, by row. A mask element made for an indexed format
+// gives way to a 1-bit format's own element of that row.
+struct PendingElement {
+    std::vector<std::uint8_t> data;
+    int source = -1;    // the format it was made from
+    bool derived = false;  // made as the mask of another row's format
+    bool present = false;
+};
+
+}  // namespace
+
+std::optional<std::size_t> LocateIcnsFamily(std::span<const std::uint8_t> file) {
+    if (file.size() < 4) return std::nullopt;
+    if (LoadBE32(file.data()) == kIcnsMagic) return 0;
+    const std::size_t from = LoadBE32(file.data()) == 0 ? 128 : 0;
+    for (std::size_t pos = from; pos + 4 <= file.size(); ++pos)
+        if (LoadBE32(file.data() + pos) == kIcnsMagic) return pos;
+    return std::nullopt;
+}
+
+std::vector<std::size_t> FindIcnsFamilies(std::span<const std::uint8_t> file) {
+    constexpr std::size_t kBlock = 524288;
+    constexpr std::size_t kMargin = 3072;
+    std::vector<std::size_t> found;
+    const std::size_t start = file.size() >= 106 && std::memcmp(file.data() + 102, "mBIN", 4) == 0 ? 128 : 0;
+    if (file.size() <= start) return found;
+    const std::span<const std::uint8_t> data = file.subspan(start);
+    if (data.size() <= kMargin) return found;
+    const std::size_t limit = data.size() - kMargin;
+    for (std::size_t block = 0; block < data.size() && block < limit; block += kBlock) {
+        const std::size_t end = std::min(block + kBlock, data.size());
+        for (std::size_t pos = block; pos + 4 <= end && pos < limit; ++pos) {
+            const std::uint32_t word = LoadBE32(data.data() + pos);
+            if (word == kIcnsMagic || word == kOdrpMagic) found.push_back(start + pos);
+        }
+    }
+    return found;
+}
+
+int CountIcnsImages(std::span<const std::uint8_t> family) {
+    int count = 0;
+    WalkElements(family, [&count](const Element& e) {
+        if (e.row < 0 ? ModernIcnsElementSize(e.type) > 0 : IsColorRow(e.row)) ++count;
+    });
+    return count;
+}
+
+bool ReadIcnsFamily(std::span<const std::uint8_t> family, CIconGroup& group) {
+    try {
+        return ReadFamily(family, group);
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+}
+
+bool WriteIcnsFamily(const CIconDoc& doc, std::vector<std::uint8_t>& out, std::vector<int>* leftOut) {
+    out.clear();
+    if (leftOut != nullptr) leftOut->clear();
+    try {
+        std::array<PendingElement, kIcnsRowCount> elements;
+        std::vector<bool> written(static_cast<std::size_t>(doc.GetFormatCount()), false);
+        MacPaletteSearch search16(kMacPalette16), search256(kMacPalette256);
+        auto place = [&](int row, std::vector<std::uint8_t>&& data, int source, bool derived) {
+            PendingElement& e = elements[row];
+            if (e.present && !e.derived) return;  // a format's own element is never replaced by a mask
+            if (e.present && derived) return;
+            e = {std::move(data), source, derived, true};
+        };
+
+        for (int i = 0; i < doc.GetFormatCount(); ++i) {
+            const CKvIcon& icon = doc.GetFormat(i)->Icon();
+            const int bits = icon.BitsPerPixel();
+            const int depth = bits == 32 ? 24 : bits;
+            const int w = static_cast<int>(icon.Width()), h = static_cast<int>(icon.Height());
+            const int row = FindIcnsRow(w, h, depth);
+            if (row < 0 || icon.IsEmpty()) continue;
+            PendingElement& own = elements[row];
+            if (own.present && !own.derived) {
+                // Two formats for one element: one with alpha takes it from one without.
+                const CKvIcon& holder = doc.GetFormat(own.source)->Icon();
+                if (!(icon.HasAlpha() && !holder.HasAlpha())) continue;
+                written[static_cast<std::size_t>(own.source)] = false;
+                own.present = false;
+            }
+            const Block picture = icon.To32BitDib();
+            const TopDownPixels src(picture);
+            if (!src.Valid()) continue;
+
+            if (depth == 1) {
+                place(row, OneBitElement(src, row), i, false);
+            } else if (depth == 4 || depth == 8) {
+                place(row, IndexedElement(src, row, depth == 4 ? search16 : search256), i, false);
+                const int maskRow = FindIcnsMaskRow(w, h, 1);
+                if (maskRow >= 0) place(maskRow, OneBitElement(src, maskRow), i, true);
+            } else if (w <= 128) {
+                place(row, PackedPlanesElement(src, row), i, false);
+                const int maskRow = FindIcnsMaskRow(w, h, 8);
+                if (maskRow >= 0) {
+                    elements[maskRow] = {};
+                    place(maskRow, AlphaMaskElement(src, w, h), i, false);
+                }
+            } else {
+                std::vector<std::uint8_t> stream;
+                const bool encoded = w <= 512 ? EncodeJpeg2000(picture, stream, "Korvane")
+                                              : EncodePng(picture, stream, kPngLevel);
+                if (!encoded) continue;
+                place(row, std::move(stream), i, false);
+            }
+            written[static_cast<std::size_t>(i)] = true;
+        }
+
+        std::size_t total = kHeaderSize;
+        for (const PendingElement& e : elements)
+            if (e.present) total += kHeaderSize + e.data.size();
+        if (total == kHeaderSize || total > 0xFFFFFFFFu) return false;
+        out.reserve(total);
+        out.resize(kHeaderSize);
+        StoreBE32(out.data(), kIcnsMagic);
+        StoreBE32(out.data() + 4, static_cast<std::uint32_t>(total));
+        for (int row = 0; row < kIcnsRowCount; ++row) {
+            const PendingElement& e = elements[row];
+            if (!e.present) continue;
+            const std::size_t at = out.size();
+            out.resize(at + kHeaderSize);
+            StoreBE32(out.data() + at, kIcnsRows[row].type);
+            StoreBE32(out.data() + at + 4, static_cast<std::uint32_t>(kHeaderSize + e.data.size()));
+            out.insert(out.end(), e.data.begin(), e.data.end());
+        }
+        if (leftOut != nullptr)
+            for (int i = 0; i < doc.GetFormatCount(); ++i)
+                if (!written[static_cast<std::size_t>(i)]) leftOut->push_back(i);
+        return true;
+    } catch (const std::bad_alloc&) {
+        out.clear();
+        if (leftOut != nullptr) leftOut->clear();
+        return false;
+    }
+}
+
+std::vector<MacIconFamily> ReadMacResourceFamilies(std::span<const std::uint8_t> file) {
+    std::vector<MacIconFamily> families;
+    const std::vector<MacResource> resources = ListMacResources(file, kIcnsMagic);
+    for (std::size_t offset : FindIcnsFamilies(file)) {
+        MacIconFamily family;
+        family.offset = offset;
+        if (!ReadIcnsFamily(file.subspan(offset), family.group)) continue;
+        const auto resource = std::find_if(resources.begin(), resources.end(),
+                                           [offset](const MacResource& r) { return r.dataOffset == offset; });
+        if (resource == resources.end()) {
+            family.name = std::to_string(offset);
+            family.name.insert(0, 1, '@');
+        } else if (!resource->name.empty()) {
+            family.name = resource->name;
+        } else {
+            family.name = std::to_string(resource->id);
+            family.number = resource->id;
+        }
+        family.group.name = family.name;
+        families.push_back(std::move(family));
+    }
+    return families;
+}
+
+bool ReadIcnsFile(std::span<const std::uint8_t> file, CIconDoc& doc) {
+    doc.RemoveAll();
+    const std::optional<std::size_t> start = LocateIcnsFamily(file);
+    CIconGroup group;
+    if (!start || !ReadIcnsFamily(file.subspan(*start), group)) return false;
+    try {
+        for (int i = 0; i < group.FormatCount(); ++i) doc.AddFormat(std::move(*group.FormatAt(i)));
+    } catch (const std::bad_alloc&) {
+        doc.RemoveAll();
+        return false;
+    }
+    doc.macintosh = true;
+    return true;
+}
+
+}  // namespace tellurine

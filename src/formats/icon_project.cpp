@@ -1,0 +1,124 @@
+#include "formats/icon_project.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstring>
+#include <filesystem>
+#include <new>
+
+#include "formats/ico_file.h"
+#include "formats/icns_file.h"
+#include "image/bytes.h"
+
+namespace tellurine {
+
+namespace {
+
+std::string LowerExtension(const std::string& path) {
+    std::string ext = std::filesystem::path(path).extension().string();
+    std::transform(ext.begin(), ext.end(), ext.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return ext;
+}
+
+}  // namespace
+
+const char* IconContainerName(IconContainer container) {
+    switch (container) {
+        case IconContainer::Ico: return "ico";
+        case IconContainer::Cur: return "cur";
+        case IconContainer::Icns: return "icns";
+        case IconContainer::Resource: return "rsrc";
+        case IconContainer::MacBinary: return "macbinary";
+        case IconContainer::Unknown: break;
+    }
+    return "";
+}
+
+IconContainer ClassifyIconFile(const std::string& path, std::span<const std::uint8_t> bytes) {
+    // A resource fork usually starts with a data offset of 256, which reads like an icon file's
+    // header: the extension is asked first.
+    const std::string ext = LowerExtension(path);
+    if (ext == ".rsc" || ext == ".rsrc") return IconContainer::Resource;
+    if (ext == ".bin") return IconContainer::MacBinary;
+    if (bytes.size() >= 4 && std::memcmp(bytes.data(), "icns", 4) == 0) return IconContainer::Icns;
+    if (bytes.size() >= 6 && LoadU16(bytes.data()) == 0) {
+        const std::uint16_t type = LoadU16(bytes.data() + 2);
+        if (type == 1) return IconContainer::Ico;
+        if (type == 2) return IconContainer::Cur;
+    }
+    if (ext == ".icns") return IconContainer::Icns;
+    if (bytes.size() >= 106 && std::memcmp(bytes.data() + 102, "mBIN", 4) == 0) return IconContainer::MacBinary;
+    return IconContainer::Unknown;
+}
+
+bool ReadIconContainer(const std::string& path, std::span<const std::uint8_t> bytes, IconFileContents& contents) {
+    contents = {};
+    const IconContainer container = ClassifyIconFile(path, bytes);
+    try {
+        switch (container) {
+            case IconContainer::Ico:
+            case IconContainer::Cur: {
+                NamedIcon icon;
+                if (bytes.size() > kMaxIconFileBytes || !ReadIconFile(bytes, icon.doc)) return false;
+                contents.icons.push_back(std::move(icon));
+                break;
+            }
+            case IconContainer::Icns: {
+                NamedIcon icon;
+                if (!ReadIcnsFile(bytes, icon.doc)) return false;
+                contents.icons.push_back(std::move(icon));
+                break;
+            }
+            case IconContainer::Resource:
+            case IconContainer::MacBinary:
+                for (MacIconFamily& family : ReadMacResourceFamilies(bytes)) {
+                    NamedIcon icon{family.name, family.number, {}};
+                    icon.doc.macintosh = true;
+                    icon.doc.name = family.name;
+                    for (int i = 0; i < family.group.FormatCount(); ++i)
+                        icon.doc.AddFormat(std::move(*family.group.FormatAt(i)));
+                    contents.icons.push_back(std::move(icon));
+                }
+                if (contents.icons.empty()) return false;
+                break;
+            case IconContainer::Unknown: return false;
+        }
+    } catch (const std::bad_alloc&) {
+        contents = {};
+        return false;
+    }
+    contents.container = container;
+    return true;
+}
+
+bool LoadIconContainer(const std::string& path, IconFileContents& contents, std::string& error) {
+    contents = {};
+    std::vector<std::uint8_t> bytes;
+    if (!ReadFileBytes(path, bytes, kMaxMacFileBytes, error)) return false;
+    if (!ReadIconContainer(path, bytes, contents)) {
+        error = "not an icon file that can be read: " + path;
+        return false;
+    }
+    return true;
+}
+
+bool WriteIconProject(CIconDoc& doc, bool explorerCompatibleOrder, std::vector<std::uint8_t>& out,
+                      std::vector<int>* leftOut) {
+    if (leftOut != nullptr) leftOut->clear();
+    if (doc.macintosh) return WriteIcnsFamily(doc, out, leftOut);
+    return WriteIconFile(doc, explorerCompatibleOrder, out);
+}
+
+bool SaveIconProject(const std::string& path, CIconDoc& doc, bool explorerCompatibleOrder, std::string& error,
+                     Durability durability, std::vector<int>* leftOut) {
+    std::vector<std::uint8_t> bytes;
+    if (!WriteIconProject(doc, explorerCompatibleOrder, bytes, leftOut)) {
+        error = doc.macintosh ? "no format of the icon has a Macintosh element, or an element could not be encoded"
+                              : "the icon cannot be written (an empty project, an empty format or a PNG encoding failure)";
+        return false;
+    }
+    return WriteFileAtomically(path, bytes, error, durability);
+}
+
+}  // namespace tellurine

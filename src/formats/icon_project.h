@@ -1,0 +1,63 @@
+// Every icon container the program reads, behind one entry point, and the writer that a project
+// is saved through (a Windows icon file, or a Macintosh icon family when the project's Macintosh
+// flag is set).
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "icon/icon_doc.h"
+#include "image/file_io.h"
+
+namespace tellurine {
+
+enum class IconContainer { Unknown, Ico, Cur, Icns, Resource, MacBinary };
+
+// The container's short name: "ico", "cur", "icns", "rsrc", "macbinary" ("" when unknown).
+const char* IconContainerName(IconContainer container);
+
+// What a file holds: ".rsc"/".rsrc" name a resource file and ".bin" a MacBinary file (a resource
+// fork starts with bytes that read like an icon file's header); otherwise "icns" at 0 is a family,
+// a header of type 1 or 2 an icon or cursor file, ".icns" a file whose family is searched for,
+// and "mBIN" at offset 102 a MacBinary file.
+IconContainer ClassifyIconFile(const std::string& path, std::span<const std::uint8_t> bytes);
+
+// One icon of a file, with the name its container gives it (resource and MacBinary files hold
+// several; other containers one, unnamed).
+struct NamedIcon {
+    std::string name;
+    std::optional<std::int32_t> number;  // set when the name is a resource number
+    CIconDoc doc;
+};
+
+struct IconFileContents {
+    IconContainer container = IconContainer::Unknown;
+    std::vector<NamedIcon> icons;
+    // True for containers whose icons are listed by name (resource and MacBinary files).
+    [[nodiscard]] bool Named() const {
+        return container == IconContainer::Resource || container == IconContainer::MacBinary;
+    }
+};
+
+// Largest resource or MacBinary file that is scanned (256 MiB).
+inline constexpr std::size_t kMaxMacFileBytes = std::size_t{256} * 1024 * 1024;
+
+// Reads any icon container from its bytes. False, with `contents` empty, when the file holds no
+// icon the program can read.
+bool ReadIconContainer(const std::string& path, std::span<const std::uint8_t> bytes, IconFileContents& contents);
+// The same from the file at `path`; `error` says why it could not be read from disk.
+bool LoadIconContainer(const std::string& path, IconFileContents& contents, std::string& error);
+
+// Writes a project in its own file format (see above) as the bytes of a file. `leftOut` receives
+// the indices of formats a Macintosh family has no element for. False, with `out` empty, when
+// nothing could be written.
+bool WriteIconProject(CIconDoc& doc, bool explorerCompatibleOrder, std::vector<std::uint8_t>& out,
+                      std::vector<int>* leftOut = nullptr);
+// The same to a file, written beside the target and renamed over it only when complete.
+bool SaveIconProject(const std::string& path, CIconDoc& doc, bool explorerCompatibleOrder, std::string& error,
+                     Durability durability = Durability::Flush, std::vector<int>* leftOut = nullptr);
+
+}  // namespace tellurine

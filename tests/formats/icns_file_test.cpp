@@ -1,0 +1,422 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <functional>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "formats/icns_codec.h"
+#include "formats/icns_file.h"
+#include "formats/icon_project.h"
+#include "image/bytes.h"
+#include "image/dib_block.h"
+
+namespace tellurine {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+struct Rgba {
+    std::uint8_t r, g, b, a;
+    bool operator==(const Rgba&) const = default;
+};
+
+// A 32-bit format whose pixels a function gives, top row first.
+CKvIcon MakeIcon32(int w, int h, const std::function<Rgba(int, int)>& pixel) {
+    Bytes rows(static_cast<std::size_t>(w) * h * 4);
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+            const Rgba p = pixel(x, y);
+            std::uint8_t* d = rows.data() + (static_cast<std::size_t>(y) * w + x) * 4;
+            d[0] = p.b, d[1] = p.g, d[2] = p.r, d[3] = p.a;
+        }
+    CKvIcon icon;
+    EXPECT_EQ(icon.FromBgraRows(w, h, rows.data()), 1);
+    return icon;
+}
+
+// The picture of any format as top-down RGBA (alpha 0 where the AND bit is set below 32 bits).
+std::vector<Rgba> Pixels(const CKvIcon& icon) {
+    const Block dib = icon.To32BitDib();
+    const auto layout = GetDibLayout(dib);
+    std::vector<Rgba> out;
+    if (!layout) return out;
+    for (int y = 0; y < layout->height; ++y)
+        for (int x = 0; x < layout->width; ++x) {
+            const std::uint8_t* p = dib.data() + layout->RowOffset(layout->height - 1 - y) + 4 * x;
+            out.push_back({p[2], p[1], p[0], p[3]});
+        }
+    return out;
+}
+
+// An indexed format drawn from a system palette (index = f(x, y)), transparent where t(x, y).
+CKvIcon MakeIndexed(int w, int h, int depth, const std::function<int(int, int)>& index,
+                    const std::function<bool(int, int)>& transparent) {
+    CKvIcon icon;
+    EXPECT_EQ(icon.SetFormat(w, h, 1u << depth, false), 1);
+    IconImageLayout l;
+    icon.GetLayout(l);
+    std::uint8_t* base = icon.GetBlock().data();
+    for (int i = 0; i < (1 << depth); ++i) {
+        const std::uint32_t c = depth == 1 ? (i ? 0xFFFFFF : 0) : depth == 4 ? kMacPalette16[i] : kMacPalette256[i];
+        base[l.tableOffset + 4 * i] = static_cast<std::uint8_t>(c);
+        base[l.tableOffset + 4 * i + 1] = static_cast<std::uint8_t>(c >> 8);
+        base[l.tableOffset + 4 * i + 2] = static_cast<std::uint8_t>(c >> 16);
+    }
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+            const std::size_t stored = static_cast<std::size_t>(h - 1 - y);
+            const bool clear = transparent(x, y);
+            WriteIndex(base + l.pixelOffset + l.colorStride * stored, x, depth,
+                       static_cast<std::uint8_t>(clear ? 0 : index(x, y)));
+            if (clear) WriteIndex(base + l.maskOffset + l.maskStride * stored, x, 1, 1);
+        }
+    return icon;
+}
+
+// A family from elements given as (type, data).
+Bytes Family(const std::vector<std::pair<std::string, Bytes>>& elements, std::uint32_t totalAdjust = 0) {
+    Bytes out(8);
+    std::memcpy(out.data(), "icns", 4);
+    for (const auto& [type, data] : elements) {
+        const std::size_t at = out.size();
+        out.resize(at + 8);
+        std::memcpy(out.data() + at, type.data(), 4);
+        StoreBE32(out.data() + at + 4, static_cast<std::uint32_t>(data.size() + 8));
+        out.insert(out.end(), data.begin(), data.end());
+    }
+    StoreBE32(out.data() + 4, static_cast<std::uint32_t>(out.size()) + totalAdjust);
+    return out;
+}
+
+Bytes Packed(const Bytes& plane) {
+    Bytes out;
+    PackIcnsPlane(plane, out);
+    return out;
+}
+
+std::vector<std::string> ElementTypes(const Bytes& family) {
+    std::vector<std::string> types;
+    for (std::size_t pos = 8; pos + 8 <= family.size(); pos += LoadBE32(family.data() + pos + 4))
+        types.emplace_back(reinterpret_cast<const char*>(family.data() + pos), 4);
+    return types;
+}
+
+TEST(IcnsPacking, RunsAreCutFromTheBackAndReadForward) {
+    // 300 equal bytes: two full repeat runs at the end, the remainder of 44 at the start.
+    EXPECT_EQ(Packed(Bytes(300, 7)), (Bytes{0x80 | 41, 7, 0xFD, 7, 0xFD, 7}));
+    // Remainders of 1 and 2 become literal runs of their own.
+    EXPECT_EQ(Packed(Bytes(129, 9)), (Bytes{0, 9, 0xFD, 9}));
+    EXPECT_EQ(Packed(Bytes(130, 9)), (Bytes{1, 9, 9, 0xFD, 9}));
+    // Two equal bytes stay literal; three become a repeat run.
+    EXPECT_EQ(Packed((Bytes{1, 2, 2, 3})), (Bytes{3, 1, 2, 2, 3}));
+    EXPECT_EQ(Packed((Bytes{1, 2, 2, 2, 3})), (Bytes{0, 1, 0x80, 2, 0, 3}));
+    // 200 different bytes: the last 128 form one literal run, the first 72 another before it.
+    Bytes ramp(200);
+    for (int i = 0; i < 200; ++i) ramp[i] = static_cast<std::uint8_t>(i);
+    const Bytes packed = Packed(ramp);
+    ASSERT_EQ(packed.size(), 202u);
+    EXPECT_EQ(packed[0], 71);
+    EXPECT_EQ(packed[73], 127);
+    EXPECT_EQ(packed[74], 72);
+
+    // Whatever the plane, unpacking gives it back.
+    std::mt19937 random(5);
+    for (int round = 0; round < 200; ++round) {
+        Bytes plane(1 + random() % 700);
+        for (std::size_t i = 0; i < plane.size();) {
+            const std::size_t run = std::min<std::size_t>(plane.size() - i, random() % 4 ? 1 + random() % 3 : random() % 300);
+            std::fill_n(plane.begin() + i, run, static_cast<std::uint8_t>(random() % 3));
+            i += std::max<std::size_t>(run, 1);
+        }
+        Bytes twice = Packed(plane);
+        PackIcnsPlane(plane, twice);
+        Bytes planes;
+        ASSERT_TRUE(UnpackIcnsPlanes(twice, 2, plane.size(), planes));
+        EXPECT_TRUE(std::equal(plane.begin(), plane.end(), planes.begin()));
+        EXPECT_TRUE(std::equal(plane.begin(), plane.end(), planes.begin() + plane.size()));
+    }
+}
+
+TEST(IcnsPacking, OverfullRunsEndTheirPlaneAndShortDataFails) {
+    Bytes planes;
+    // Plane of 4: a repeat of 3, then a literal of 2 that would overfill: the plane ends there
+    // and the next plane starts after the run.
+    ASSERT_TRUE(UnpackIcnsPlanes(Bytes{0x80, 5, 1, 6, 6, 0x81, 8}, 2, 4, planes));
+    EXPECT_EQ(planes, (Bytes{5, 5, 5, 0, 8, 8, 8, 8}));
+    EXPECT_FALSE(UnpackIcnsPlanes(Bytes{0x80, 5}, 1, 4, planes));    // ends before the plane is full
+    EXPECT_FALSE(UnpackIcnsPlanes(Bytes{0x05, 1, 2}, 1, 6, planes));  // a literal run cut short
+    EXPECT_FALSE(UnpackIcnsPlanes(Bytes{0x80}, 1, 3, planes));
+}
+
+TEST(IcnsPalettes, SystemPalettesAndNearestSearch) {
+    EXPECT_EQ(kMacPalette256[0], 0xFFFFFFu);
+    EXPECT_EQ(kMacPalette256[214], 0x000033u);
+    EXPECT_EQ(kMacPalette256[215], 0xEE0000u);
+    EXPECT_EQ(kMacPalette256[245], 0xEEEEEEu);
+    EXPECT_EQ(kMacPalette256[255], 0x000000u);
+    std::vector<std::uint32_t> sorted(kMacPalette256.begin(), kMacPalette256.end());
+    std::sort(sorted.begin(), sorted.end());
+    EXPECT_EQ(std::unique(sorted.begin(), sorted.end()), sorted.end());
+
+    // With the cache emptied before each colour, the search finds a nearest entry.
+    for (const auto& palette : {std::vector<std::uint32_t>(kMacPalette16.begin(), kMacPalette16.end()),
+                                std::vector<std::uint32_t>(kMacPalette256.begin(), kMacPalette256.end())}) {
+        MacPaletteSearch search(palette);
+        std::mt19937 random(11);
+        for (int i = 0; i < 3000; ++i) {
+            const int r = random() % 256, g = random() % 256, b = random() % 256;
+            const auto distance = [&](std::uint32_t c) {
+                const int dr = int(c >> 16) - r, dg = int((c >> 8) & 255) - g, db = int(c & 255) - b;
+                return dr * dr + dg * dg + db * db;
+            };
+            int best = 1 << 30;
+            for (std::uint32_t c : palette) best = std::min(best, distance(c));
+            search.Reset();
+            const int found = search.Nearest(std::uint8_t(r), std::uint8_t(g), std::uint8_t(b));
+            ASSERT_EQ(distance(palette[static_cast<std::size_t>(found)]), best) << r << "," << g << "," << b;
+        }
+        // Colours that share their 5-bit value share the first one's answer until the reset.
+        search.Reset();
+        const int first = search.Nearest(0x98, 0x98, 0x98);
+        EXPECT_EQ(search.Nearest(0x9F, 0x9F, 0x9F), first);
+    }
+}
+
+// Every writable element: written and read back, each format gives its own pixels.
+TEST(IcnsFamily, EveryWritableElementRoundTrips) {
+    CIconDoc doc;
+    const auto disc = [](int size) {
+        return [size](int x, int y) {
+            const int dx = 2 * x - size, dy = 2 * y - size;
+            const bool inside = dx * dx + dy * dy < size * size;
+            return Rgba{std::uint8_t(x * 255 / size), std::uint8_t(y * 255 / size), std::uint8_t((x ^ y) & 0xF0),
+                        std::uint8_t(inside ? 255 : (x + y) % 3 == 0 ? 0 : 90)};
+        };
+    };
+    for (int size : {16, 32, 48, 128, 256, 512, 1024}) doc.AddFormat(MakeIcon32(size, size, disc(size)));
+    const auto edge = [](int w) { return [w](int x, int y) { return x == 0 || y == 0 || x == w - 1; }; };
+    for (int depth : {1, 4, 8})
+        for (auto [w, h] : {std::pair{16, 16}, {32, 32}, {16, 12}, {48, 48}})
+            doc.AddFormat(MakeIndexed(w, h, depth, [depth](int x, int y) { return (x * 3 + y) % (1 << depth); }, edge(w)));
+    doc.AddFormat(MakeIcon32(64, 64, disc(64)));  // no element of that size
+
+    std::vector<int> leftOut;
+    Bytes family;
+    ASSERT_TRUE(WriteIcnsFamily(doc, family, &leftOut));
+    EXPECT_EQ(leftOut, std::vector<int>{doc.GetFormatCount() - 1});
+    EXPECT_EQ(ElementTypes(family),
+              (std::vector<std::string>{"icl4", "icl8", "il32", "ics4", "ics8", "is32", "ICN#", "l8mk", "ics#", "s8mk",
+                                        "icm#", "icm4", "icm8", "ich#", "ich4", "ich8", "ih32", "h8mk", "it32", "t8mk",
+                                        "ic08", "ic09", "ic10"}));
+    EXPECT_EQ(LoadBE32(family.data() + 4), family.size());
+    // "it32" starts with four zero bytes; the 256 and 512 pixel elements are JPEG 2000 with the
+    // encoder's comment, the 1024 pixel one PNG.
+    const auto find = [&](const char* type) {
+        for (std::size_t pos = 8; pos + 8 <= family.size(); pos += LoadBE32(family.data() + pos + 4))
+            if (std::memcmp(family.data() + pos, type, 4) == 0) return family.data() + pos + 8;
+        return static_cast<std::uint8_t*>(nullptr);
+    };
+    EXPECT_EQ(LoadBE32(find("it32")), 0u);
+    EXPECT_EQ(LoadBE32(find("ic08") + 4), IcnsType("jP  "));
+    EXPECT_NE(std::search(family.begin(), family.end(), std::begin("Korvane"), std::end("Korvane") - 1), family.end());
+    EXPECT_EQ(LoadBE32(find("ic10")), 0x89504E47u);
+
+    // The same project gives the same bytes.
+    Bytes again;
+    ASSERT_TRUE(WriteIcnsFamily(doc, again));
+    EXPECT_EQ(again, family);
+
+    CIconGroup group;
+    ASSERT_TRUE(ReadIcnsFamily(family, group));
+    EXPECT_EQ(CountIcnsImages(family), group.FormatCount());
+    ASSERT_EQ(group.FormatCount(), doc.GetFormatCount() - 1);
+    for (int i = 0; i < doc.GetFormatCount() - 1; ++i) {
+        const CKvIcon& source = doc.GetFormat(i)->Icon();
+        const auto match = [&](int j) {
+            const CKvIcon& read = *group.FormatAt(j);
+            return read.Width() == source.Width() && read.Height() == source.Height() &&
+                   read.BitsPerPixel() == source.BitsPerPixel();
+        };
+        int j = 0;
+        while (j < group.FormatCount() && !match(j)) ++j;
+        ASSERT_LT(j, group.FormatCount()) << "format " << i;
+        std::vector<Rgba> expected = Pixels(source), actual = Pixels(*group.FormatAt(j));
+        if (!source.HasAlpha())  // an indexed image keeps black under its mask
+            for (std::size_t k = 0; k < expected.size(); ++k)
+                if (expected[k].a == 0) expected[k] = {0, 0, 0, 0};
+        EXPECT_TRUE(expected == actual) << source.Width() << "x" << source.Height() << " " << source.BitsPerPixel();
+    }
+}
+
+TEST(IcnsFamily, ElementsNeedTheirMasksAndExactSizes) {
+    const Bytes icn(256, 0xFF);  // a black 32 x 32 image and a full mask
+    const Bytes plane(32 * 32, 0x40);
+    Bytes il32 = Packed(plane);
+    for (int i = 0; i < 2; ++i) PackIcnsPlane(plane, il32);
+
+    // "il32" without "l8mk" gives no image; "ICN#" still does.
+    CIconGroup group;
+    ASSERT_TRUE(ReadIcnsFamily(Family({{"il32", il32}, {"ICN#", icn}}), group));
+    ASSERT_EQ(group.FormatCount(), 1);
+    EXPECT_EQ(group.FormatAt(0)->BitsPerPixel(), 1);
+
+    // An "ICN#" of the wrong length is dropped, and so is "icl8", which needs its mask.
+    CIconGroup none;
+    EXPECT_FALSE(ReadIcnsFamily(Family({{"ICN#", Bytes(255, 0xFF)}, {"icl8", Bytes(1024, 5)}}), none));
+    EXPECT_EQ(none.FormatCount(), 0);
+    // "ICNm" gives "icl8" its mask even when "ICN#" is damaged.
+    CIconGroup withMask;
+    ASSERT_TRUE(ReadIcnsFamily(Family({{"ICN#", Bytes(255, 0xFF)}, {"icl8", Bytes(1024, 5)}, {"ICNm", Bytes(128, 0xFF)}}),
+                               withMask));
+    EXPECT_EQ(withMask.FormatCount(), 1);
+
+    // A length above 4,194,304 ends the walk; the elements before it stand.
+    Bytes family = Family({{"ICN#", icn}, {"ics#", Bytes(64, 0xFF)}});
+    StoreBE32(family.data() + 8 + 8 + 256 + 4, kMaxIcnsLength + 1);
+    CIconGroup cut;
+    ASSERT_TRUE(ReadIcnsFamily(family, cut));
+    EXPECT_EQ(cut.FormatCount(), 1);
+
+    // The container's own checks.
+    CIconGroup bad;
+    Bytes wrongMagic = Family({{"ICN#", icn}});
+    wrongMagic[0] = 'x';
+    EXPECT_FALSE(ReadIcnsFamily(wrongMagic, bad));
+    Bytes tooLong = Family({{"ICN#", icn}});
+    StoreBE32(tooLong.data() + 4, kMaxIcnsLength + 1);
+    EXPECT_FALSE(ReadIcnsFamily(tooLong, bad));
+    EXPECT_FALSE(ReadIcnsFamily(Bytes{'i', 'c', 'n', 's', 0, 0, 0, 8}, bad));
+    // Run-length data that ends early drops the element.
+    Bytes s8mk(256, 255);
+    EXPECT_FALSE(ReadIcnsFamily(Family({{"is32", Bytes{0x80, 1}}, {"s8mk", s8mk}}), bad));
+    EXPECT_EQ(bad.FormatCount(), 0);
+}
+
+TEST(IcnsFamily, LaterElementsAreRead) {
+    // "ic04": "ARGB" and four packed planes; "ic07": a PNG stream.
+    Bytes argb{'A', 'R', 'G', 'B'};
+    for (int v : {200, 10, 20, 30}) PackIcnsPlane(Bytes(256, static_cast<std::uint8_t>(v)), argb);
+    CIconDoc source;
+    source.AddFormat(MakeIcon32(1024, 1024, [](int x, int y) { return Rgba{std::uint8_t(x), std::uint8_t(y), 7, 255}; }));
+    Bytes big;
+    ASSERT_TRUE(WriteIcnsFamily(source, big));
+    const Bytes png(big.begin() + 16, big.end());  // the "ic10" element's stream
+
+    CIconGroup group;
+    ASSERT_TRUE(ReadIcnsFamily(Family({{"ic04", argb}, {"ic07", png}, {"TOC ", Bytes(8, 0)}, {"ic11", Bytes(20, 1)}}),
+                               group));
+    ASSERT_EQ(group.FormatCount(), 2);  // the "ic11" holds neither a PNG nor JPEG 2000 stream
+    EXPECT_EQ(group.FormatAt(0)->Width(), 16u);
+    EXPECT_EQ(Pixels(*group.FormatAt(0))[17], (Rgba{10, 20, 30, 200}));
+    EXPECT_EQ(group.FormatAt(1)->Width(), 1024u);  // the stream's own size, not the nominal 128
+    EXPECT_TRUE(group.FormatAt(1)->IsCompressed());
+}
+
+TEST(IcnsFiles, LocatingAndScanningFamilies) {
+    const Bytes family = Family({{"ICN#", Bytes(256, 0xFF)}});
+    // A family behind a 128-byte MacBinary header (four zero bytes first).
+    Bytes wrapped(128, 0);
+    std::memcpy(wrapped.data() + 50, "icns", 4);  // not searched: the header is skipped
+    wrapped.insert(wrapped.end(), family.begin(), family.end());
+    EXPECT_EQ(LocateIcnsFamily(wrapped), std::optional<std::size_t>(128));
+    EXPECT_EQ(LocateIcnsFamily(family), std::optional<std::size_t>(0));
+    EXPECT_EQ(LocateIcnsFamily(Bytes(500, 1)), std::nullopt);
+    CIconDoc doc;
+    ASSERT_TRUE(ReadIcnsFile(wrapped, doc));
+    EXPECT_TRUE(doc.macintosh);
+    EXPECT_STREQ(doc.DefaultExtension(), ".icns");
+
+    // Resource files: families in the first bytes but not within 3,072 bytes of the end, and
+    // none that straddle two 524,288-byte blocks.
+    Bytes rsrc(600000, 0);
+    std::memcpy(rsrc.data() + 100, family.data(), family.size());
+    std::memcpy(rsrc.data() + 524286, "icns", 4);
+    std::memcpy(rsrc.data() + 524300, "odrp", 4);
+    std::memcpy(rsrc.data() + rsrc.size() - 3000, "icns", 4);
+    EXPECT_EQ(FindIcnsFamilies(rsrc), (std::vector<std::size_t>{100, 524300}));
+    // MacBinary III: scanning starts at 128, so an occurrence before it is not seen.
+    Bytes bin(5000, 0);
+    std::memcpy(bin.data() + 20, "icns", 4);
+    std::memcpy(bin.data() + 102, "mBIN", 4);
+    std::memcpy(bin.data() + 300, family.data(), family.size());
+    EXPECT_EQ(FindIcnsFamilies(bin), (std::vector<std::size_t>{300}));
+    EXPECT_TRUE(FindIcnsFamilies(Bytes(3072, 0)).empty());
+
+    IconFileContents contents;
+    ASSERT_TRUE(ReadIconContainer("old.bin", bin, contents));
+    EXPECT_EQ(contents.container, IconContainer::MacBinary);
+    ASSERT_EQ(contents.icons.size(), 1u);
+    EXPECT_EQ(contents.icons[0].name, "@300");
+    EXPECT_FALSE(ReadIconContainer("empty.rsc", Bytes(5000, 0), contents));
+}
+
+// A resource fork holding one "icns" resource: header, data (length + bytes), map.
+Bytes ResourceFork(const Bytes& data, std::int16_t id, const std::string& name) {
+    Bytes fork(256, 0);
+    StoreBE32(fork.data(), 256);
+    fork.resize(256 + 4);
+    StoreBE32(fork.data() + 256, static_cast<std::uint32_t>(data.size()));
+    fork.insert(fork.end(), data.begin(), data.end());
+    const std::size_t dataLength = fork.size() - 256;
+    const std::size_t mapOffset = fork.size();
+    Bytes map(28 + 2 + 8 + 12, 0);
+    map[24] = 0, map[25] = 28;                 // type list
+    map[26] = 0, map[27] = 28 + 2 + 8 + 12;    // name list
+    map[28] = 0, map[29] = 0;                  // one type
+    std::memcpy(map.data() + 30, "icns", 4);
+    map[34] = 0, map[35] = 0;                  // one resource
+    map[36] = 0, map[37] = 2 + 8;              // its reference, from the type list
+    map[38] = static_cast<std::uint8_t>(static_cast<std::uint16_t>(id) >> 8);
+    map[39] = static_cast<std::uint8_t>(id);
+    if (name.empty()) map[40] = map[41] = 0xFF;
+    map.push_back(static_cast<std::uint8_t>(name.size()));
+    map.insert(map.end(), name.begin(), name.end());
+    fork.insert(fork.end(), map.begin(), map.end());
+    StoreBE32(fork.data() + 4, static_cast<std::uint32_t>(mapOffset));
+    StoreBE32(fork.data() + 8, static_cast<std::uint32_t>(dataLength));
+    StoreBE32(fork.data() + 12, static_cast<std::uint32_t>(map.size()));
+    fork.resize(fork.size() + 4000, 0);  // room for the scan's margin
+    return fork;
+}
+
+TEST(IcnsFiles, ResourceFamiliesAreNamedFromTheMap) {
+    const Bytes family = Family({{"ics#", Bytes(64, 0xFF)}});
+    IconFileContents contents;
+    ASSERT_TRUE(ReadIconContainer("app.rsc", ResourceFork(family, 128, ""), contents));
+    ASSERT_EQ(contents.icons.size(), 1u);
+    EXPECT_EQ(contents.icons[0].name, "128");
+    EXPECT_EQ(contents.icons[0].number, std::optional<std::int32_t>(128));
+    EXPECT_TRUE(contents.icons[0].doc.macintosh);
+
+    ASSERT_TRUE(ReadIconContainer("app.rsc", ResourceFork(family, -16455, "Custom Icon"), contents));
+    EXPECT_EQ(contents.icons[0].name, "Custom Icon");
+    EXPECT_EQ(contents.icons[0].number, std::nullopt);
+}
+
+TEST(IcnsFiles, ProjectsAreSavedByTheirMacintoshFlag) {
+    CIconDoc doc;
+    doc.AddFormat(MakeIcon32(32, 32, [](int x, int) { return Rgba{std::uint8_t(x), 0, 0, 255}; }));
+    doc.AddFormat(MakeIcon32(64, 64, [](int, int) { return Rgba{0, 0, 0, 255}; }));
+    Bytes out;
+    std::vector<int> leftOut;
+    doc.macintosh = true;
+    ASSERT_TRUE(WriteIconProject(doc, false, out, &leftOut));
+    EXPECT_EQ(std::string(out.begin(), out.begin() + 4), "icns");
+    EXPECT_EQ(leftOut, std::vector<int>{1});
+    doc.macintosh = false;
+    ASSERT_TRUE(WriteIconProject(doc, false, out, &leftOut));
+    EXPECT_EQ(LoadU16(out.data() + 2), 1);
+    EXPECT_EQ(LoadU16(out.data() + 4), 2);
+
+    // A project with nothing the family can hold is not written.
+    CIconDoc odd;
+    odd.AddFormat(MakeIcon32(20, 20, [](int, int) { return Rgba{0, 0, 0, 255}; }));
+    odd.macintosh = true;
+    EXPECT_FALSE(WriteIconProject(odd, false, out, &leftOut));
+    EXPECT_TRUE(out.empty());
+}
+
+}  // namespace
+}  // namespace tellurine
