@@ -1,5 +1,5 @@
-// tellurine-cli convert IN OUT [--explorer-order]
-// Reads any supported icon container and writes it in the format OUT's extension names.
+// tellurine-cli convert IN OUT [--explorer-order] [--group NAME]
+// Reads any supported icon container and writes one icon in the format OUT's extension names.
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <system_error>
 
 #include "cli/commands.h"
 #include "cli/icon_support.h"
@@ -18,6 +19,7 @@ namespace {
 struct ConvertOptions {
     std::string input;
     std::string output;
+    std::string group;
     bool explorerOrder = false;
 };
 
@@ -29,22 +31,43 @@ std::string LowerExtension(const std::string& path) {
 }
 
 int RunConvert(const ConvertOptions& o) {
-    if (LowerExtension(o.output) != ".ico") {
-        PrintError("convert: the output must end in .ico: " + o.output);
+    const std::string ext = LowerExtension(o.output);
+    if (ext != ".ico" && ext != ".icns") {
+        PrintError("convert: the output must end in .ico or .icns: " + o.output);
         return kExitUsage;
     }
-    CIconDoc doc;
-    IconFileType type = IconFileType::Icon;
-    if (!ReadIconInput(o.input, doc, type)) return kExitFailure;
+    IconFileContents contents;
+    if (!ReadIconInput(o.input, contents)) return kExitFailure;
+
+    // A file of named icons gives the one asked for, or its first.
+    auto chosen = contents.icons.begin();
+    if (!o.group.empty()) {
+        chosen = std::find_if(contents.icons.begin(), contents.icons.end(),
+                              [&](const NamedIcon& icon) { return icon.name == o.group; });
+        if (chosen == contents.icons.end()) {
+            PrintError("convert: " + o.input + " has no icon named " + o.group);
+            return kExitFailure;
+        }
+    }
+    CIconDoc& doc = chosen->doc;
+    doc.macintosh = ext == ".icns";
+
     // The output is made from an input that stays on disk, so the save does not wait for the disk
     // to confirm it, unless it replaces that very input: then the new file is the only copy.
     std::error_code ec;
     const bool replacesInput = std::filesystem::equivalent(o.input, o.output, ec) && !ec;
+    std::vector<int> leftOut;
     std::string error;
-    if (!SaveIconFile(o.output, doc, o.explorerOrder, error,
-                      replacesInput ? Durability::Flush : Durability::NoFlush)) {
+    if (!SaveIconProject(o.output, doc, o.explorerOrder, error, replacesInput ? Durability::Flush : Durability::NoFlush,
+                         &leftOut)) {
         PrintError("convert: cannot write " + o.output + ": " + error);
         return kExitFailure;
+    }
+    for (int i : leftOut) {
+        const CIconObject& f = *doc.GetFormat(i);
+        PrintError("convert: " + o.output + ": left out format " + std::to_string(i) + " (" + std::to_string(f.Width()) +
+                   "x" + std::to_string(f.Height()) + ", " + std::to_string(f.BitCount()) +
+                   " bpp): a Macintosh icon family has no element for it");
     }
     return kExitOk;
 }
@@ -53,11 +76,15 @@ int RunConvert(const ConvertOptions& o) {
 
 CommandRunner AddConvertCommand(CLI::App& app) {
     auto options = std::make_shared<ConvertOptions>();
-    CLI::App* sub = app.add_subcommand("convert", "Rewrite an icon or cursor file as an icon file");
-    sub->add_option("IN", options->input, "Icon (.ico) or cursor (.cur) file to read")->required();
-    sub->add_option("OUT", options->output, "File to write: .ico")->required();
+    CLI::App* sub = app.add_subcommand("convert", "Rewrite an icon as a Windows icon file or a Macintosh icon family");
+    sub->add_option("IN", options->input,
+                    "Icon (.ico), cursor (.cur), Macintosh icon (.icns), resource (.rsc) or MacBinary (.bin) file")
+        ->required();
+    sub->add_option("OUT", options->output, "File to write: .ico or .icns")->required();
+    sub->add_option("--group", options->group,
+                    "The icon to write from a file of several named icons (default: the first)");
     sub->add_flag("--explorer-order", options->explorerOrder,
-                  "Save in the explorer-compatible order: smaller formats first, 32-bit formats last");
+                  "Save an .ico in the explorer-compatible order: smaller formats first, 32-bit formats last");
     return [options] { return RunConvert(*options); };
 }
 

@@ -1,5 +1,5 @@
 // tellurine-cli extract FILE... -o DIR
-// Writes every format of icon and cursor files as an RGBA PNG.
+// Writes every format of icon files of every kind as an RGBA PNG.
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
@@ -40,33 +40,36 @@ struct Output {
 };
 
 // Reads one file and encodes its formats in order, handing each result to `publish`; writes
-// nothing.
+// nothing. Files of named icons put the icon's name after the stem.
 template <typename Publish>
 void Prepare(const std::string& path, const std::filesystem::path& directory, Publish&& publish) {
-    CIconDoc doc;
-    IconFileType type = IconFileType::Icon;
+    IconFileContents contents;
     Output failure;
-    if (!ReadIconInput(path, doc, type, &failure.error)) {
+    if (!ReadIconInput(path, contents, &failure.error)) {
         publish(std::move(failure));
         return;
     }
     const std::string stem = std::filesystem::path(path).stem().string();
-    for (int i = 0; i < doc.GetFormatCount(); ++i) {
-        const CIconObject& format = *doc.GetFormat(i);
-        Output out;
-        out.path = (directory / (stem + "-" + std::to_string(i) + "-" + std::to_string(format.Width()) + "x" +
-                                 std::to_string(format.Height()) + "-" + std::to_string(format.BitCount()) + ".png"))
-                       .string();
-        // A format read from a plain 8-bit RGBA stream is written as it was stored; every other
-        // format is encoded from its icon image block.
-        const auto stored = format.Icon().UnchangedPng();
-        out.bytes.assign(stored.begin(), stored.end());
-        if (out.bytes.empty()) {
-            const Block bgra = format.Icon().To32BitDib();
-            if (!bgra || !EncodePng(bgra, out.bytes, kZlibLevel))
-                out.error = "extract: " + path + ": format " + std::to_string(i) + " cannot be converted to PNG";
+    for (const NamedIcon& icon : contents.icons) {
+        const std::string prefix = contents.Named() ? stem + "-" + IconNameForFile(icon) : stem;
+        const CIconDoc& doc = icon.doc;
+        for (int i = 0; i < doc.GetFormatCount(); ++i) {
+            const CIconObject& format = *doc.GetFormat(i);
+            Output out;
+            out.path = (directory / (prefix + "-" + std::to_string(i) + "-" + std::to_string(format.Width()) + "x" +
+                                     std::to_string(format.Height()) + "-" + std::to_string(format.BitCount()) + ".png"))
+                           .string();
+            // A format read from a plain 8-bit RGBA stream is written as it was stored; every other
+            // format is encoded from its icon image block.
+            const auto stored = format.Icon().UnchangedPng();
+            out.bytes.assign(stored.begin(), stored.end());
+            if (out.bytes.empty()) {
+                const Block bgra = format.Icon().To32BitDib();
+                if (!bgra || !EncodePng(bgra, out.bytes, kZlibLevel))
+                    out.error = "extract: " + path + ": format " + std::to_string(i) + " cannot be converted to PNG";
+            }
+            publish(std::move(out));
         }
-        publish(std::move(out));
     }
 }
 
@@ -155,8 +158,8 @@ int RunExtract(const ExtractOptions& o) {
 
 CommandRunner AddExtractCommand(CLI::App& app) {
     auto options = std::make_shared<ExtractOptions>();
-    CLI::App* sub = app.add_subcommand("extract", "Write every format of icon files as an RGBA PNG");
-    sub->add_option("FILE", options->files, "Icon (.ico) or cursor (.cur) files")->required();
+    CLI::App* sub = app.add_subcommand("extract", "Write every format of icon files of every kind as an RGBA PNG");
+    sub->add_option("FILE", options->files, "Icon (.ico), cursor (.cur), Macintosh icon (.icns), resource (.rsc) or MacBinary (.bin) files")->required();
     sub->add_option("-o,--output", options->directory, "Folder for the PNG files (created when missing)")
         ->required();
     return [options] { return RunExtract(*options); };

@@ -1,19 +1,25 @@
-// What the icon commands (info, extract, convert) share: reading an icon file with the one error
-// message, and finding the PNG streams an icon file stores so they can be written unchanged.
+// What the icon commands (info, extract, convert) share: reading any icon container with the one
+// error message, and the names under which a container's icons are listed.
 #pragma once
 
-#include <cstdint>
-#include <span>
 #include <string>
-#include <vector>
 
-#include "formats/ico_file.h"
+#include <nlohmann/json.hpp>
+
+#include "formats/icon_project.h"
 
 namespace tellurine::cli {
 
-// Reads the icon or cursor file at `path` into `doc`. On failure
-// returns false and prints "tellurine-cli: PATH: Error while reading the specified icon file. …",
-// or, when `message` is given, stores that line there (without the program name) instead.
-bool ReadIconInput(const std::string& path, CIconDoc& doc, IconFileType& type, std::string* message = nullptr);
+// Reads the icon container at `path` into `contents`. On failure returns false and prints
+// "tellurine-cli: PATH: Error while reading the specified icon file. …", or, when `message` is
+// given, stores that line there (without the program name) instead.
+bool ReadIconInput(const std::string& path, IconFileContents& contents, std::string* message = nullptr);
+
+// An icon's name for JSON: its resource number as a number, otherwise its name as a string.
+nlohmann::ordered_json IconNameJson(const NamedIcon& icon);
+
+// An icon's name made safe for a file name: characters other than letters, digits, '.', '_' and
+// '-' become '_'.
+std::string IconNameForFile(const NamedIcon& icon);
 
 }  // namespace tellurine::cli

@@ -1,5 +1,5 @@
 // tellurine-cli info FILE... [--json]
-// Lists the formats of icon and cursor files, in file order.
+// Lists the formats of icon files of every kind, in file order.
 #include <CLI/CLI.hpp>
 
 #include <nlohmann/json.hpp>
@@ -21,23 +21,39 @@ struct InfoOptions {
     bool json = false;
 };
 
-const char* KindName(IconFileType type) { return type == IconFileType::Cursor ? "cur" : "ico"; }
+std::string Plural(std::size_t n, const char* word) {
+    return std::to_string(n) + " " + word + (n == 1 ? "" : "s");
+}
 
-// PATH: KIND, N formats
 //   INDEX: WxH, BPP bpp, COLORS colors, alpha|no alpha, png|bitmap
-std::string TextBlock(const std::string& path, IconFileType type, const CIconDoc& doc) {
-    const int count = doc.GetFormatCount();
-    std::string text = path + ": " + KindName(type) + ", " + std::to_string(count) + (count == 1 ? " format\n" : " formats\n");
-    for (int i = 0; i < count; ++i) {
+std::string FormatLines(const CIconDoc& doc, const std::string& indent) {
+    std::string text;
+    for (int i = 0; i < doc.GetFormatCount(); ++i) {
         const CIconObject& f = *doc.GetFormat(i);
-        text += "  " + std::to_string(i) + ": " + std::to_string(f.Width()) + "x" + std::to_string(f.Height()) + ", " +
-                std::to_string(f.BitCount()) + " bpp, " + std::to_string(f.ColorCount()) + " colors, " +
+        text += indent + std::to_string(i) + ": " + std::to_string(f.Width()) + "x" + std::to_string(f.Height()) +
+                ", " + std::to_string(f.BitCount()) + " bpp, " + std::to_string(f.ColorCount()) + " colors, " +
                 (f.HasAlpha() ? "alpha, " : "no alpha, ") + (f.Icon().IsCompressed() ? "png\n" : "bitmap\n");
     }
     return text;
 }
 
-nlohmann::ordered_json JsonFile(const std::string& path, IconFileType type, const CIconDoc& doc) {
+// PATH: KIND, N formats            (one icon)
+// PATH: KIND, N icons              (named icons)
+//   icon NAME, M formats
+std::string TextBlock(const std::string& path, const IconFileContents& contents) {
+    std::string text = path + ": " + IconContainerName(contents.container) + ", ";
+    if (!contents.Named()) {
+        const CIconDoc& doc = contents.icons.front().doc;
+        return text + Plural(static_cast<std::size_t>(doc.GetFormatCount()), "format") + "\n" + FormatLines(doc, "  ");
+    }
+    text += Plural(contents.icons.size(), "icon") + "\n";
+    for (const NamedIcon& icon : contents.icons)
+        text += "  icon " + icon.name + ", " + Plural(static_cast<std::size_t>(icon.doc.GetFormatCount()), "format") +
+                "\n" + FormatLines(icon.doc, "    ");
+    return text;
+}
+
+nlohmann::ordered_json JsonFormats(const CIconDoc& doc) {
     nlohmann::ordered_json formats = nlohmann::ordered_json::array();
     for (int i = 0; i < doc.GetFormatCount(); ++i) {
         const CIconObject& f = *doc.GetFormat(i);
@@ -49,7 +65,20 @@ nlohmann::ordered_json JsonFile(const std::string& path, IconFileType type, cons
                            {"alpha", f.HasAlpha()},
                            {"png", f.Icon().IsCompressed()}});
     }
-    return {{"path", path}, {"kind", KindName(type)}, {"formats", std::move(formats)}};
+    return formats;
+}
+
+nlohmann::ordered_json JsonFile(const std::string& path, const IconFileContents& contents) {
+    nlohmann::ordered_json file = {{"path", path}, {"kind", IconContainerName(contents.container)}};
+    if (!contents.Named()) {
+        file["formats"] = JsonFormats(contents.icons.front().doc);
+        return file;
+    }
+    nlohmann::ordered_json groups = nlohmann::ordered_json::array();
+    for (const NamedIcon& icon : contents.icons)
+        groups.push_back({{"name", IconNameJson(icon)}, {"formats", JsonFormats(icon.doc)}});
+    file["groups"] = std::move(groups);
+    return file;
 }
 
 int RunInfo(const InfoOptions& o) {
@@ -57,16 +86,15 @@ int RunInfo(const InfoOptions& o) {
     nlohmann::ordered_json files = nlohmann::ordered_json::array();
     bool first = true;
     for (const std::string& path : o.files) {
-        CIconDoc doc;
-        IconFileType type = IconFileType::Icon;
-        if (!ReadIconInput(path, doc, type)) {
+        IconFileContents contents;
+        if (!ReadIconInput(path, contents)) {
             exitCode = kExitFailure;
             continue;
         }
         if (o.json) {
-            files.push_back(JsonFile(path, type, doc));
+            files.push_back(JsonFile(path, contents));
         } else {
-            const std::string text = (first ? "" : "\n") + TextBlock(path, type, doc);
+            const std::string text = (first ? "" : "\n") + TextBlock(path, contents);
             std::fwrite(text.data(), 1, text.size(), stdout);
             first = false;
         }
@@ -88,8 +116,8 @@ int RunInfo(const InfoOptions& o) {
 
 CommandRunner AddInfoCommand(CLI::App& app) {
     auto options = std::make_shared<InfoOptions>();
-    CLI::App* sub = app.add_subcommand("info", "List the formats of icon and cursor files");
-    sub->add_option("FILE", options->files, "Icon (.ico) or cursor (.cur) files")->required();
+    CLI::App* sub = app.add_subcommand("info", "List the formats of icon, cursor and Macintosh icon files");
+    sub->add_option("FILE", options->files, "Icon (.ico), cursor (.cur), Macintosh icon (.icns), resource (.rsc) or MacBinary (.bin) files")->required();
     sub->add_flag("--json", options->json, "One JSON document for all files");
     return [options] { return RunInfo(*options); };
 }

@@ -225,7 +225,7 @@ class Failures(IconCase):
 
     def test_bad_usage(self):
         for args in (["info"], ["extract", self.good], ["extract", "-o", self.dir], ["convert", self.good],
-                     ["convert", self.good, self.path("out.icns")], ["convert", self.good, self.path("noext")],
+                     ["convert", self.good, self.path("out.png")], ["convert", self.good, self.path("noext")],
                      ["info", self.good, "--frobnicate"]):
             self.assertEqual(run(*args).returncode, 2, args)
         self.assertEqual(sorted(os.listdir(self.dir)),
