@@ -184,36 +184,21 @@ std::uint8_t MacPaletteSearch::Nearest(std::uint8_t r, std::uint8_t g, std::uint
     std::ptrdiff_t down = static_cast<std::ptrdiff_t>(up) - 1;
     int best = std::numeric_limits<int>::max();
     std::uint8_t bestIndex = sorted_[up].index;
+    // Looks at one entry; false once its red difference alone cannot beat the best distance.
+    const auto consider = [&](const Entry& e) {
+        const int dr = e.r - r;
+        if (dr * dr >= best) return false;
+        const int d = distance(e);
+        if (d < best) {
+            best = d;
+            bestIndex = e.index;
+        }
+        return true;
+    };
     bool upOpen = true, downOpen = down >= 0;
     while (upOpen || downOpen) {
-        if (upOpen) {
-            const Entry& e = sorted_[up];
-            const int dr = e.r - r;
-            if (dr * dr >= best) {
-                upOpen = false;
-            } else {
-                const int d = distance(e);
-                if (d < best) {
-                    best = d;
-                    bestIndex = e.index;
-                }
-                upOpen = ++up < sorted_.size();
-            }
-        }
-        if (downOpen) {
-            const Entry& e = sorted_[static_cast<std::size_t>(down)];
-            const int dr = e.r - r;
-            if (dr * dr >= best) {
-                downOpen = false;
-            } else {
-                const int d = distance(e);
-                if (d < best) {
-                    best = d;
-                    bestIndex = e.index;
-                }
-                downOpen = --down >= 0;
-            }
-        }
+        if (upOpen) upOpen = consider(sorted_[up]) && ++up < sorted_.size();
+        if (downOpen) downOpen = consider(sorted_[static_cast<std::size_t>(down)]) && --down >= 0;
     }
     cache_[key] = bestIndex;
     return bestIndex;

@@ -64,7 +64,7 @@ bool WalkElements(std::span<const std::uint8_t> family, Visit&& visit) {
         return false;
     std::size_t pos = kHeaderSize;
     std::uint64_t consumed = kHeaderSize;
-    while (consumed < total && family.size() - pos >= kHeaderSize) {
+    for (int count = 0; consumed < total && family.size() - pos >= kHeaderSize && count < kMaxIcnsElements; ++count) {
         const std::uint32_t type = LoadBE32(family.data() + pos);
         const std::uint32_t length = LoadBE32(family.data() + pos + 4);
         if (length == 0 || length > kMaxIcnsLength || length < kHeaderSize || length > family.size() - pos) break;
@@ -195,7 +195,8 @@ bool MakeStreamImage(std::span<const std::uint8_t> data, std::int32_t nominal, C
     return false;
 }
 
-bool ReadFamily(std::span<const std::uint8_t> family, CIconGroup& group) {
+// Reads a family into `group`; `budget` is what may still be decoded, and shrinks by what was.
+bool ReadFamily(std::span<const std::uint8_t> family, CIconGroup& group, std::size_t& budget) {
     std::vector<Element> colors;
     std::array<std::span<const std::uint8_t>, kIcnsRowCount> masks{};
     std::array<bool, kIcnsRowCount> haveMask{};
@@ -219,7 +220,7 @@ bool ReadFamily(std::span<const std::uint8_t> family, CIconGroup& group) {
     if (!walked) return false;
 
     std::vector<CKvIcon> images;
-    std::size_t decoded = 0;
+    std::size_t decoded = 0;  // never more than budget
     for (const Element& e : colors) {
         CKvIcon icon;
         bool made = false;
@@ -241,11 +242,12 @@ bool ReadFamily(std::span<const std::uint8_t> family, CIconGroup& group) {
                                           : MakeIndexedImage(e.row, e.data, masks[maskRow], icon);
         }
         if (!made) continue;
+        if (icon.GetBlock().size() > budget - decoded) break;
         decoded += icon.GetBlock().size();
-        if (decoded > kMaxIcnsDecodedBytes) break;
         images.push_back(std::move(icon));
     }
     if (images.empty()) return false;
+    budget -= decoded;
     for (CKvIcon& icon : images)
         if (!group.AppendFormat(std::move(icon))) return false;
     return true;
@@ -382,8 +384,9 @@ int CountIcnsImages(std::span<const std::uint8_t> family) {
 }
 
 bool ReadIcnsFamily(std::span<const std::uint8_t> family, CIconGroup& group) {
+    std::size_t budget = kMaxIcnsDecodedBytes;
     try {
-        return ReadFamily(family, group);
+        return ReadFamily(family, group, budget);
     } catch (const std::bad_alloc&) {
         return false;
     }
@@ -476,10 +479,19 @@ bool WriteIcnsFamily(const CIconDoc& doc, std::vector<std::uint8_t>& out, std::v
 std::vector<MacIconFamily> ReadMacResourceFamilies(std::span<const std::uint8_t> file) {
     std::vector<MacIconFamily> families;
     const std::vector<MacResource> resources = ListMacResources(file, kIcnsMagic);
-    for (std::size_t offset : FindIcnsFamilies(file)) {
+    std::vector<std::size_t> found = FindIcnsFamilies(file);
+    if (found.size() > kMaxMacFamilies) found.resize(kMaxMacFamilies);
+    std::size_t budget = kMaxIcnsDecodedBytes;  // for the whole file
+    for (std::size_t offset : found) {
         MacIconFamily family;
         family.offset = offset;
-        if (!ReadIcnsFamily(file.subspan(offset), family.group)) continue;
+        bool read = false;
+        try {
+            read = ReadFamily(file.subspan(offset), family.group, budget);
+        } catch (const std::bad_alloc&) {
+            read = false;
+        }
+        if (!read) continue;
         const auto resource = std::find_if(resources.begin(), resources.end(),
                                            [offset](const MacResource& r) { return r.dataOffset == offset; });
         if (resource == resources.end()) {

@@ -20,8 +20,12 @@ namespace tellurine {
 
 // Largest family and largest element that are read.
 inline constexpr std::uint32_t kMaxIcnsLength = 4194304;
-// Largest picture a PNG or JPEG 2000 element may decode to, and the most pixel bytes one family
-// may decode to in all.
+// The most elements walked in one family (real ones hold a few dozen), and the most families
+// read from one resource or MacBinary file.
+inline constexpr int kMaxIcnsElements = 16384;
+inline constexpr std::size_t kMaxMacFamilies = 1024;
+// Largest picture a PNG or JPEG 2000 element may decode to, and the most pixel bytes one family,
+// or all the families of one resource or MacBinary file, may decode to in all.
 inline constexpr std::int64_t kMaxIcnsStreamPixels = std::int64_t{4096} * 4096;
 inline constexpr std::size_t kMaxIcnsDecodedBytes = std::size_t{128} * 1024 * 1024;
 
@@ -65,7 +69,8 @@ struct MacIconFamily {
     CIconGroup group;
 };
 
-// The families of a resource or MacBinary file that hold at least one image, in file order.
+// The families of a resource or MacBinary file that hold at least one image, in file order (of
+// the first kMaxMacFamilies found).
 std::vector<MacIconFamily> ReadMacResourceFamilies(std::span<const std::uint8_t> file);
 
 // Reads a ".icns" file's family into the document's formats and sets its Macintosh flag. False

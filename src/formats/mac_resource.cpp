@@ -78,6 +78,7 @@ std::vector<MacResource> ListMacResources(std::span<const std::uint8_t> file, st
             if (nameOffset != 0xFFFF && name < map.size() && name + 1 + map[name] <= map.size())
                 resource.name.assign(reinterpret_cast<const char*>(map.data() + name + 1), map[name]);
             found.push_back(std::move(resource));
+            if (found.size() == kMaxMacResources) return found;
         }
     }
     return found;

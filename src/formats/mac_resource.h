@@ -16,8 +16,11 @@ struct MacResource {
     std::size_t dataLength = 0;
 };
 
+// Most resources listed from one map (a damaged map can repeat a type and its references).
+inline constexpr std::size_t kMaxMacResources = 4096;
+
 // Every resource of the given type (four characters read big-endian) whose data lies inside the
-// file, in map order. Empty when no well-formed resource map is found.
+// file, in map order, up to kMaxMacResources. Empty when no well-formed resource map is found.
 std::vector<MacResource> ListMacResources(std::span<const std::uint8_t> file, std::uint32_t type);
 
 }  // namespace tellurine
