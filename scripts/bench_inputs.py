@@ -30,13 +30,14 @@ def photo(path, size=1024):
 
 def icon_picture(size=256):
     """An icon-like RGBA picture: a shaded rounded square with a symbol, soft edges, clear corners."""
+    k = size / 256  # the design is drawn at 256 pixels and scaled
     grad = Image.linear_gradient("L").resize((size, size))
     body = Image.merge("RGB", (grad.rotate(90), Image.new("L", (size, size), 120), grad))
     shape = Image.new("L", (size, size), 0)
     draw = ImageDraw.Draw(shape)
-    draw.rounded_rectangle((16, 16, size - 16, size - 16), radius=48, fill=255)
-    shape = shape.filter(ImageFilter.GaussianBlur(2))
-    ImageDraw.Draw(body).ellipse((72, 72, size - 72, size - 72), fill=(250, 240, 40))
+    draw.rounded_rectangle((16 * k, 16 * k, size - 16 * k, size - 16 * k), radius=48 * k, fill=255)
+    shape = shape.filter(ImageFilter.GaussianBlur(2 * k))
+    ImageDraw.Draw(body).ellipse((72 * k, 72 * k, size - 72 * k, size - 72 * k), fill=(250, 240, 40))
     body.putalpha(shape)
     return body
 
@@ -58,11 +59,16 @@ def bitmap_entry(img):
 
 def seven_format_icon(path):
     """16, 24, 32, 48, 64 and 128 in bitmap form and 256 as PNG, all 32 bits, like a typical icon."""
-    master = icon_picture()
+    return write_icon(path, icon_picture(), (16, 24, 32, 48, 64, 128, 256))
+
+
+def write_icon(path, master, sizes):
+    """An icon of 32-bit formats of the given sizes, made from the square `master` by Lanczos
+    resampling (its own size as it is): bitmap form below 256 pixels, PNG from 256 up."""
     images = []
-    for size in (16, 24, 32, 48, 64, 128, 256):
-        img = master if size == 256 else master.resize((size, size), Image.Resampling.LANCZOS)
-        if size == 256:
+    for size in sizes:
+        img = master if size == master.width else master.resize((size, size), Image.Resampling.LANCZOS)
+        if size >= 256:
             png = io.BytesIO()
             img.save(png, "png")
             images.append((size, png.getvalue()))
@@ -79,7 +85,22 @@ def seven_format_icon(path):
     return data
 
 
+def family_inputs():
+    """For writing a Macintosh icon family: a 1024 x 1024 icon picture, an icon holding it at every
+    size a family has an element for (16, 32, 48, 128, 256, 512, 1024), the same sizes as PNGs for
+    png2icns, and an icon of the 256 and 512 formats alone (the JPEG 2000 elements)."""
+    master = icon_picture(1024)
+    master.save(os.path.join(out, "big.png"))
+    sizes = (16, 32, 48, 128, 256, 512, 1024)
+    write_icon(os.path.join(out, "big.ico"), master, sizes)
+    write_icon(os.path.join(out, "big-jp2.ico"), master, (256, 512))
+    for size in sizes:
+        img = master if size == 1024 else master.resize((size, size), Image.Resampling.LANCZOS)
+        img.save(os.path.join(out, f"big-{size}.png"))
+
+
 photo(os.path.join(out, "photo.png"))
+family_inputs()
 icon = seven_format_icon(os.path.join(out, "icon7.ico"))
 os.makedirs(os.path.join(out, "icons200"), exist_ok=True)
 for i in range(200):
