@@ -11,6 +11,7 @@
 
 #include "cli/commands.h"
 #include "cli/icon_support.h"
+#include "formats/icns_codec.h"
 
 namespace tellurine::cli {
 
@@ -65,9 +66,12 @@ int RunConvert(const ConvertOptions& o) {
     }
     for (int i : leftOut) {
         const CIconObject& f = *doc.GetFormat(i);
+        const int row = FindIcnsRow(f.Width(), f.Height(), f.BitCount() == 32 ? 24 : f.BitCount());
+        const std::string reason =
+            row < 0 ? "a Macintosh icon family has no element for it"
+                    : "its element \"" + IcnsTypeName(kIcnsRows[row].type) + "\" holds another format of that size";
         PrintError("convert: " + o.output + ": left out format " + std::to_string(i) + " (" + std::to_string(f.Width()) +
-                   "x" + std::to_string(f.Height()) + ", " + std::to_string(f.BitCount()) +
-                   " bpp): a Macintosh icon family has no element for it");
+                   "x" + std::to_string(f.Height()) + ", " + std::to_string(f.BitCount()) + " bpp): " + reason);
     }
     return kExitOk;
 }

@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdint>
 #include <span>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -16,6 +17,12 @@ constexpr std::uint32_t IcnsType(std::string_view name) {
     return (std::uint32_t{static_cast<unsigned char>(name[0])} << 24) |
            (std::uint32_t{static_cast<unsigned char>(name[1])} << 16) |
            (std::uint32_t{static_cast<unsigned char>(name[2])} << 8) | std::uint32_t{static_cast<unsigned char>(name[3])};
+}
+
+// The four characters of an element type.
+inline std::string IcnsTypeName(std::uint32_t type) {
+    return {static_cast<char>(type >> 24), static_cast<char>(type >> 16), static_cast<char>(type >> 8),
+            static_cast<char>(type)};
 }
 
 // One row of the classic element table. Depth 0: no colour part; mask depth 0: no mask part.

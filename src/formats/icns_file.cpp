@@ -45,6 +45,14 @@ std::array<int, 2> MaskRowsFor(int row) {
     }
 }
 
+// The first "icns" in the bytes.
+std::optional<std::size_t> FindNextIcns(std::span<const std::uint8_t> bytes) {
+    static constexpr char kMagic[] = {'i', 'c', 'n', 's'};
+    const auto at = std::search(bytes.begin(), bytes.end(), std::begin(kMagic), std::end(kMagic));
+    if (at == bytes.end()) return std::nullopt;
+    return static_cast<std::size_t>(at - bytes.begin());
+}
+
 // One element as the walk found it.
 struct Element {
     std::uint32_t type = 0;
@@ -169,10 +177,7 @@ bool MakeStreamImage(std::span<const std::uint8_t> data, std::int32_t nominal, C
     std::int32_t width = 0, height = 0;
     if (IsPngStream(data)) {
         if (!PngDimensions(data, width, height) || std::int64_t{width} * height > kMaxIcnsStreamPixels) return false;
-        if (!icon.ReadImage(data, static_cast<std::uint32_t>(data.size()), 32)) return false;
-        // Pictures of 256 pixels and more stay PNG-compressed when saved as a Windows icon.
-        icon.SetCompressed(icon.Width() >= 256 && icon.Height() >= 256);
-        return true;
+        return icon.ReadImage(data, static_cast<std::uint32_t>(data.size()), 32) != 0;
     }
     Block bgra;
     if (IsJpeg2000Stream(data)) {
@@ -242,6 +247,8 @@ bool ReadFamily(std::span<const std::uint8_t> family, CIconGroup& group, std::si
                                           : MakeIndexedImage(e.row, e.data, masks[maskRow], icon);
         }
         if (!made) continue;
+        // Pictures of 256 pixels and more are PNG-compressed when saved as a Windows icon.
+        icon.SetCompressed(icon.Width() >= 256 && icon.Height() >= 256);
         if (icon.GetBlock().size() > budget - decoded) break;
         decoded += icon.GetBlock().size();
         images.push_back(std::move(icon));
@@ -351,9 +358,10 @@ std::optional<std::size_t> LocateIcnsFamily(std::span<const std::uint8_t> file) 
     if (file.size() < 4) return std::nullopt;
     if (LoadBE32(file.data()) == kIcnsMagic) return 0;
     const std::size_t from = LoadBE32(file.data()) == 0 ? 128 : 0;
-    for (std::size_t pos = from; pos + 4 <= file.size(); ++pos)
-        if (LoadBE32(file.data() + pos) == kIcnsMagic) return pos;
-    return std::nullopt;
+    if (from >= file.size()) return std::nullopt;
+    const std::optional<std::size_t> found = FindNextIcns(file.subspan(from));
+    if (!found) return std::nullopt;
+    return from + *found;
 }
 
 std::vector<std::size_t> FindIcnsFamilies(std::span<const std::uint8_t> file) {
@@ -511,9 +519,17 @@ std::vector<MacIconFamily> ReadMacResourceFamilies(std::span<const std::uint8_t>
 
 bool ReadIcnsFile(std::span<const std::uint8_t> file, CIconDoc& doc) {
     doc.RemoveAll();
-    const std::optional<std::size_t> start = LocateIcnsFamily(file);
+    // The located family is read; should it give nothing (the scan can stop at a file type
+    // "icns" in a MacBinary header), the scan goes on from there.
     CIconGroup group;
-    if (!start || !ReadIcnsFamily(file.subspan(*start), group)) return false;
+    std::size_t from = 0;
+    std::optional<std::size_t> start = LocateIcnsFamily(file);
+    for (std::size_t tries = 0; start && tries < kMaxMacFamilies; ++tries) {
+        if (ReadIcnsFamily(file.subspan(from + *start), group)) break;
+        from += *start + 1;
+        start = FindNextIcns(file.subspan(from));
+    }
+    if (group.FormatCount() == 0) return false;
     try {
         for (int i = 0; i < group.FormatCount(); ++i) doc.AddFormat(std::move(*group.FormatAt(i)));
     } catch (const std::bad_alloc&) {

@@ -11,10 +11,13 @@ namespace tellurine {
 
 struct MacResource {
     std::int32_t id = 0;
-    std::string name;            // empty when the resource has none (Mac Roman bytes as they are)
+    std::string name;            // in UTF-8; empty when the resource has none
     std::size_t dataOffset = 0;  // where its data starts in the file, after the 4-byte length
     std::size_t dataLength = 0;
 };
+
+// Mac Roman text, as resource names are stored, in UTF-8.
+std::string MacRomanToUtf8(std::span<const std::uint8_t> text);
 
 // Most resources listed from one map (a damaged map can repeat a type and its references).
 inline constexpr std::size_t kMaxMacResources = 4096;

@@ -325,6 +325,14 @@ TEST(IcnsFiles, LocatingAndScanningFamilies) {
     EXPECT_EQ(LocateIcnsFamily(Bytes(500, 1)), std::nullopt);
     CIconDoc doc;
     ASSERT_TRUE(ReadIcnsFile(wrapped, doc));
+    // A MacBinary header starts with a zero and the name's length, and holds the file type at 65:
+    // that first "icns" reads as nothing, so the search goes on to the family.
+    Bytes named = wrapped;
+    named[1] = 5;
+    std::memcpy(named.data() + 65, "icnsTELL", 8);
+    CIconDoc fromNamed;
+    ASSERT_TRUE(ReadIcnsFile(named, fromNamed));
+    EXPECT_EQ(fromNamed.GetFormatCount(), 1);
     EXPECT_TRUE(doc.macintosh);
     EXPECT_STREQ(doc.DefaultExtension(), ".icns");
 
@@ -390,8 +398,8 @@ TEST(IcnsFiles, ResourceFamiliesAreNamedFromTheMap) {
     EXPECT_EQ(contents.icons[0].number, std::optional<std::int32_t>(128));
     EXPECT_TRUE(contents.icons[0].doc.macintosh);
 
-    ASSERT_TRUE(ReadIconContainer("app.rsc", ResourceFork(family, -16455, "Custom Icon"), contents));
-    EXPECT_EQ(contents.icons[0].name, "Custom Icon");
+    ASSERT_TRUE(ReadIconContainer("app.rsc", ResourceFork(family, -16455, "Ic\x8Ene \xA5"), contents));
+    EXPECT_EQ(contents.icons[0].name, "Ic\u00E9ne \u2022");  // names are Mac Roman
     EXPECT_EQ(contents.icons[0].number, std::nullopt);
 }
 
