@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <algorithm>
 #include <fstream>
 #include <vector>
 
@@ -57,8 +58,15 @@ TEST(IcnsSeeds, WriteWhenAsked) {
     large.push_back(SeedIcon(48, 48, 0, true));
     Save(out / "ih32.icns", FamilyOf(std::move(large)));
 
+    // A JPEG 2000 element: a flat 256-pixel picture compresses to very little.
+    std::vector<CKvIcon> jp2;
+    jp2.push_back(SeedIcon(256, 256, 0, true));
+    std::fill(jp2.back().GetBlock().data() + 40, jp2.back().GetBlock().data() + 40 + 256 * 256 * 4, std::uint8_t{0x80});
+    Save(out / "jpeg2000.icns", FamilyOf(std::move(jp2)));
+
     // Later elements: "ARGB" planes in "ic04"; an "odrp" magic.
     std::vector<std::uint8_t> argb = {'i', 'c', 'n', 's', 0, 0, 0, 0, 'i', 'c', '0', '4', 0, 0, 0, 0, 'A', 'R', 'G', 'B'};
+    argb.reserve(argb.size() + 16);
     for (int plane = 0; plane < 4; ++plane) argb.insert(argb.end(), {0xFD, static_cast<std::uint8_t>(plane * 60), 0xFD, 9});
     StoreBE32(argb.data() + 12, static_cast<std::uint32_t>(argb.size() - 8));
     StoreBE32(argb.data() + 4, static_cast<std::uint32_t>(argb.size()));
@@ -71,6 +79,7 @@ TEST(IcnsSeeds, WriteWhenAsked) {
     std::vector<std::uint8_t> bin(128, 0);
     bin[1] = 4;
     std::copy_n("mBIN", 4, bin.begin() + 102);
+    bin.reserve(bin.size() + family.size() + 3100);
     bin.insert(bin.end(), family.begin(), family.end());
     bin.resize(bin.size() + 3100, 0);
     Save(out / "macbinary.bin", bin);
