@@ -24,13 +24,6 @@ struct ConvertOptions {
     bool explorerOrder = false;
 };
 
-std::string LowerExtension(const std::string& path) {
-    std::string ext = std::filesystem::path(path).extension().string();
-    std::transform(ext.begin(), ext.end(), ext.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return ext;
-}
-
 int RunConvert(const ConvertOptions& o) {
     const std::string ext = LowerExtension(o.output);
     if (ext != ".ico" && ext != ".icns") {

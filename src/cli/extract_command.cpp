@@ -159,7 +159,7 @@ int RunExtract(const ExtractOptions& o) {
 CommandRunner AddExtractCommand(CLI::App& app) {
     auto options = std::make_shared<ExtractOptions>();
     CLI::App* sub = app.add_subcommand("extract", "Write every format of icon files of every kind as an RGBA PNG");
-    sub->add_option("FILE", options->files, "Icon (.ico), cursor (.cur), Macintosh icon (.icns), resource (.rsc) or MacBinary (.bin) files")->required();
+    sub->add_option("FILE", options->files, kIconFilesHelp)->required();
     sub->add_option("-o,--output", options->directory, "Folder for the PNG files (created when missing)")
         ->required();
     return [options] { return RunExtract(*options); };

@@ -10,6 +10,10 @@
 
 namespace tellurine::cli {
 
+// How the icon commands describe the files they take.
+inline constexpr const char* kIconFilesHelp =
+    "Icon (.ico), cursor (.cur), Macintosh icon (.icns), resource (.rsc) or MacBinary (.bin) files";
+
 // Reads the icon container at `path` into `contents`. On failure returns false and prints
 // "tellurine-cli: PATH: Error while reading the specified icon file. …", or, when `message` is
 // given, stores that line there (without the program name) instead.

@@ -117,7 +117,7 @@ int RunInfo(const InfoOptions& o) {
 CommandRunner AddInfoCommand(CLI::App& app) {
     auto options = std::make_shared<InfoOptions>();
     CLI::App* sub = app.add_subcommand("info", "List the formats of icon, cursor and Macintosh icon files");
-    sub->add_option("FILE", options->files, "Icon (.ico), cursor (.cur), Macintosh icon (.icns), resource (.rsc) or MacBinary (.bin) files")->required();
+    sub->add_option("FILE", options->files, kIconFilesHelp)->required();
     sub->add_flag("--json", options->json, "One JSON document for all files");
     return [options] { return RunInfo(*options); };
 }

@@ -14,13 +14,6 @@ namespace tellurine {
 
 namespace {
 
-std::string LowerExtension(const std::string& path) {
-    std::string ext = std::filesystem::path(path).extension().string();
-    std::transform(ext.begin(), ext.end(), ext.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return ext;
-}
-
 }  // namespace
 
 const char* IconContainerName(IconContainer container) {

@@ -91,12 +91,9 @@ bool EncodeImageFile(CDIB& dib, ImageFileFormat format, std::vector<std::uint8_t
 }
 
 bool ImageFileFormatFromPath(const std::string& path, ImageFileFormat& format) {
-    const auto dot = path.find_last_of('.');
-    if (dot == std::string::npos || path.find_first_of("/\\", dot) != std::string::npos) return false;
-    std::string ext = path.substr(dot + 1);
-    std::transform(ext.begin(), ext.end(), ext.begin(), [](unsigned char c) { return std::tolower(c); });
-    if (ext == "png") format = ImageFileFormat::Png;
-    else if (ext == "bmp") format = ImageFileFormat::Bmp;
+    const std::string ext = LowerExtension(path);
+    if (ext == ".png") format = ImageFileFormat::Png;
+    else if (ext == ".bmp") format = ImageFileFormat::Bmp;
     else return false;
     return true;
 }
