@@ -409,8 +409,9 @@ bool WriteIcnsFamily(const CIconDoc& doc, std::vector<std::uint8_t>& out, std::v
         MacPaletteSearch search16(kMacPalette16), search256(kMacPalette256);
         auto place = [&](int row, std::vector<std::uint8_t>&& data, int source, bool derived) {
             PendingElement& e = elements[row];
-            if (e.present && !e.derived) return;  // a format's own element is never replaced by a mask
-            if (e.present && derived) return;
+            // A format's own element is never replaced, and a mask made for another format only
+            // fills an empty place.
+            if (e.present && (!e.derived || derived)) return;
             e = {std::move(data), source, derived, true};
         };
 
@@ -529,13 +530,7 @@ bool ReadIcnsFile(std::span<const std::uint8_t> file, CIconDoc& doc) {
         from += *start + 1;
         start = FindNextIcns(file.subspan(from));
     }
-    if (group.FormatCount() == 0) return false;
-    try {
-        for (int i = 0; i < group.FormatCount(); ++i) doc.AddFormat(std::move(*group.FormatAt(i)));
-    } catch (const std::bad_alloc&) {
-        doc.RemoveAll();
-        return false;
-    }
+    if (group.FormatCount() == 0 || !doc.TakeFormats(group)) return false;
     doc.macintosh = true;
     return true;
 }

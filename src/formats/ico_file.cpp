@@ -128,14 +128,5 @@ bool LoadIconFile(const std::string& path, CIconDoc& doc, std::string& error, Ic
     return true;
 }
 
-bool SaveIconFile(const std::string& path, CIconDoc& doc, bool explorerCompatibleOrder, std::string& error,
-                  Durability durability) {
-    std::vector<std::uint8_t> bytes;
-    if (!WriteIconFile(doc, explorerCompatibleOrder, bytes)) {
-        error = "the icon cannot be written (an empty project, an empty format or a PNG encoding failure)";
-        return false;
-    }
-    return WriteFileAtomically(path, bytes, error, durability);
-}
 
 }  // namespace tellurine

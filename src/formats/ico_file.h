@@ -38,9 +38,7 @@ bool ReadIconFile(std::span<const std::uint8_t> bytes, CIconDoc& doc, IconFileTy
 // read back) or an image cannot be written (an empty format, or a PNG encoding failure).
 bool WriteIconFile(CIconDoc& doc, bool explorerCompatibleOrder, std::vector<std::uint8_t>& out);
 
-// The same on files. Saving writes beside the target and renames over it only when complete.
+// The same on a file (saving goes through SaveIconProject in icon_project.h).
 bool LoadIconFile(const std::string& path, CIconDoc& doc, std::string& error, IconFileType* type = nullptr);
-bool SaveIconFile(const std::string& path, CIconDoc& doc, bool explorerCompatibleOrder, std::string& error,
-                  Durability durability = Durability::Flush);
 
 }  // namespace tellurine

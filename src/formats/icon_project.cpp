@@ -69,8 +69,7 @@ bool ReadIconContainer(const std::string& path, std::span<const std::uint8_t> by
                     NamedIcon icon{family.name, family.number, {}};
                     icon.doc.macintosh = true;
                     icon.doc.name = family.name;
-                    for (int i = 0; i < family.group.FormatCount(); ++i)
-                        icon.doc.AddFormat(std::move(*family.group.FormatAt(i)));
+                    if (!icon.doc.TakeFormats(family.group)) throw std::bad_alloc();
                     contents.icons.push_back(std::move(icon));
                 }
                 if (contents.icons.empty()) return false;

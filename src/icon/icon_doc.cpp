@@ -1,5 +1,7 @@
 #include "icon/icon_doc.h"
 
+#include <new>
+
 #include <utility>
 
 #include "icon/format_order.h"
@@ -39,6 +41,16 @@ CIconObject* CIconDoc::AddBlankFormat(std::int32_t width, std::int32_t height, s
     CKvIcon icon;
     if (!icon.SetFormat(width, height, colors, alpha)) return nullptr;
     return &AddFormat(std::move(icon));
+}
+
+bool CIconDoc::TakeFormats(CIconGroup& group) {
+    try {
+        for (int i = 0; i < group.FormatCount(); ++i) AddFormat(std::move(*group.FormatAt(i)));
+    } catch (const std::bad_alloc&) {
+        RemoveAll();
+        return false;
+    }
+    return true;
 }
 
 bool CIconDoc::DeleteFormat(int index) {

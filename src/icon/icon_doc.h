@@ -54,6 +54,9 @@ public:
     // Appends a format holding a new blank image of a size and depth (colour count and alpha as
     // CKvIcon::SetFormat takes them); nullptr, and nothing appended, when the format is refused.
     CIconObject* AddBlankFormat(std::int32_t width, std::int32_t height, std::uint32_t colors, bool alpha);
+    // Appends every image of a group as a format, moving it out of the group (which keeps empty
+    // images). False, with the document emptied, when memory runs out.
+    bool TakeFormats(CIconGroup& group);
     // Removes and frees the format at an index; false outside the range.
     bool DeleteFormat(int index);
     void RemoveAll() { formats_.clear(); }

@@ -1,4 +1,5 @@
 #include "formats/ico_file.h"
+#include "formats/icon_project.h"
 
 #include <gtest/gtest.h>
 
@@ -332,7 +333,7 @@ TEST_F(IcoFiles, SaveThenLoad) {
     doc.AddFormat(MakeIcon(256, 256, 0, true, 6, true));
     const std::string path = (dir_ / "a.ico").string();
     std::string error;
-    ASSERT_TRUE(SaveIconFile(path, doc, false, error)) << error;
+    ASSERT_TRUE(SaveIconProject(path, doc, false, error)) << error;
     CIconDoc back;
     back.macintosh = true;
     ASSERT_TRUE(LoadIconFile(path, back, error)) << error;
@@ -350,7 +351,7 @@ TEST_F(IcoFiles, FailuresLeaveFilesAndDocumentsClean) {
 
     CIconDoc empty;
     std::string error;
-    EXPECT_FALSE(SaveIconFile(path, empty, false, error));
+    EXPECT_FALSE(SaveIconProject(path, empty, false, error));
     EXPECT_FALSE(error.empty());
     CIconDoc doc;
     ASSERT_TRUE(LoadIconFile(path, doc, error));
