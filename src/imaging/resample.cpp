@@ -5,10 +5,20 @@
 #include <cstring>
 #include <limits>
 #include <memory>
+#include <mutex>
 #include <new>
+#include <optional>
+#include <system_error>
+#include <thread>
 #include <utility>
+#include <vector>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "image/dib_block.h"
+#include "imaging/resample_kernels.h"
 
 namespace tellurine {
 namespace {
@@ -20,35 +30,30 @@ constexpr std::uint32_t kWhole = 1000;
 // area average; below it a pixel borrows.
 constexpr std::uint8_t kBleedAlpha = 8;
 
-// A 32-bit, bottom-up working image: four bytes per pixel in the order blue, green, red, alpha,
-// with no row padding.
-struct WorkImage {
-    std::int32_t width = 0;
-    std::int32_t height = 0;
-    Block pixels;
+using resample_detail::WorkImage;
 
-    bool Allocate(std::int32_t w, std::int32_t h) {
-        std::size_t count = 0, bytes = 0;
-        if (!CheckedMul(static_cast<std::size_t>(w), static_cast<std::size_t>(h), count) ||
-            !CheckedMul(count, 4, bytes))
-            return false;
-        width = w;
-        height = h;
-        pixels = Block::Allocate(bytes);
-        return !pixels.empty();
-    }
-    // Stored row y (0 is the bottom row of the picture).
-    std::uint8_t* Row(std::int32_t y) {
-        return pixels.data() + static_cast<std::size_t>(y) * static_cast<std::size_t>(width) * 4;
-    }
-    const std::uint8_t* Row(std::int32_t y) const {
-        return pixels.data() + static_cast<std::size_t>(y) * static_cast<std::size_t>(width) * 4;
-    }
-    std::uint8_t* At(std::int32_t x, std::int32_t y) { return Row(y) + static_cast<std::size_t>(x) * 4; }
-    const std::uint8_t* At(std::int32_t x, std::int32_t y) const {
-        return Row(y) + static_cast<std::size_t>(x) * 4;
-    }
-};
+// Four unsigned 32-bit lanes, one per byte of a pixel (blue, green, red, alpha), and four floats:
+// the compiler's vector extensions, which become SSE2 on x86-64 and the like elsewhere.
+using U32x4 = std::uint32_t __attribute__((vector_size(16)));
+using F32x4 = float __attribute__((vector_size(16)));
+
+// The four bytes of a pixel, each in its own lane.
+inline U32x4 Widen(const std::uint8_t* p) {
+#if defined(__SSE2__)
+    std::int32_t packed;
+    std::memcpy(&packed, p, 4);
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i words = _mm_unpacklo_epi8(_mm_cvtsi32_si128(packed), zero);
+    return reinterpret_cast<U32x4>(_mm_unpacklo_epi16(words, zero));
+#else
+    return U32x4{p[0], p[1], p[2], p[3]};
+#endif
+}
+
+// Zero-filled vector accumulators, or null when memory runs out.
+std::unique_ptr<U32x4[]> AllocateVectors(std::size_t count) {
+    return std::unique_ptr<U32x4[]>(new (std::nothrow) U32x4[count]());
+}
 
 // Copies a 24- or 32-bit packed bitmap into a working image; alpha is 255 for 24-bit pixels.
 bool LoadWorkImage(const Block& dib, const DibLayout& layout, WorkImage& work) {
@@ -57,6 +62,10 @@ bool LoadWorkImage(const Block& dib, const DibLayout& layout, WorkImage& work) {
     for (std::int32_t y = 0; y < layout.height; ++y) {
         const std::uint8_t* in = dib.data() + layout.RowOffset(y);
         std::uint8_t* out = work.Row(y);
+        if (bytesPerPixel == 4) {
+            std::memcpy(out, in, static_cast<std::size_t>(layout.width) * 4);
+            continue;
+        }
         for (std::int32_t x = 0; x < layout.width; ++x, in += bytesPerPixel, out += 4) {
             out[0] = in[0];
             out[1] = in[1];
@@ -82,39 +91,97 @@ Block StoreWorkImage(const WorkImage& work, int bits) {
     return dib;
 }
 
+
 // Gives every pixel of alpha below 8 the mean colour of the pixels of alpha 8 or more around it,
 // or black when there are none, so that averaging a transparent edge does not pull in the dark
 // colour that transparent pixels usually carry. Alpha is left alone.
 //
-// The work is done in place, bottom row first. The neighbourhood runs from eight pixels before the
-// pixel up to, but not including, seven after it, and never reaches the last row or column: this
-// lopsided window is part of how images have always come out, so it is kept as it is. A pixel
-// that was changed keeps its low alpha and so never lends its new colour.
-void BleedColours(WorkImage& image) {
+// The neighbourhood runs from eight pixels before the pixel up to, but not including, seven after
+// it, and never reaches the last row or column: this lopsided window is part of how images have
+// always come out, so it is kept as it is. The pixels are changed in place, and a changed pixel
+// keeps its low alpha and so never lends its new colour: the lenders never change, and each
+// pixel's result depends on the unchanged image alone.
+//
+// That makes running sums possible: for every column, the sums of the lenders' colours and their
+// count over the current window of rows, updated by one row in and one row out per row; then, per
+// row, running totals across those column sums, so that each pixel's window is one difference.
+// The window sums are at most 16 x 16 x 255, so wrap-around arithmetic on the running totals
+// still gives them exactly.
+bool BleedRows(WorkImage& image, std::int32_t firstRow, std::int32_t endRow) {
     const std::int32_t w = image.width;
     const std::int32_t h = image.height;
-    for (std::int32_t y = 0; y < h; ++y) {
-        for (std::int32_t x = 0; x < w; ++x) {
-            std::uint8_t* p = image.At(x, y);
+    const std::size_t columns = static_cast<std::size_t>(w);
+    // Per column: blue, green, red sums and the count of lenders in the window of rows.
+    auto columnSums = AllocateVectors(columns);
+    // Running totals of the column sums: entry x holds columns 0..x-1.
+    auto totals = AllocateVectors(columns + 1);
+    if (!columnSums || !totals) return false;
+
+    // Only rows 0..h-2 and columns 0..w-2 ever lend.
+    const auto addRow = [&](std::int32_t y, bool leaving) {
+        const std::uint8_t* q = image.Row(y);
+        U32x4* c = columnSums.get();
+        for (std::int32_t x = 0; x < w - 1; ++x, q += 4) {
+            if (q[3] < kBleedAlpha) continue;
+            // The colour, and 1 in place of the alpha: the lender counts itself.
+            const U32x4 lender = (Widen(q) & U32x4{~0u, ~0u, ~0u, 0u}) | U32x4{0u, 0u, 0u, 1u};
+            if (leaving)
+                c[x] -= lender;
+            else
+                c[x] += lender;
+        }
+    };
+    // The window of row y is rows max(y - 8, 0) .. min(y + 8, h - 1) - 1.
+    std::int32_t windowEnd = std::max(firstRow - 8, 0);  // rows below this have been added
+    for (std::int32_t y = firstRow; y < endRow; ++y) {
+        const std::int32_t end = std::min(y + 8, h - 1);
+        for (; windowEnd < end; ++windowEnd) addRow(windowEnd, false);
+        if (y - 9 >= 0 && y > firstRow) addRow(y - 9, true);
+
+        std::uint8_t* p = image.Row(y);
+        bool borrowers = false;
+        for (std::int32_t x = 0; x < w && !borrowers; ++x) borrowers = p[4 * x + 3] < kBleedAlpha;
+        if (!borrowers) continue;
+
+        U32x4* t = totals.get();
+        for (std::size_t x = 0; x < columns; ++x) t[x + 1] = t[x] + columnSums[x];
+        for (std::int32_t x = 0; x < w; ++x, p += 4) {
             if (p[3] >= kBleedAlpha) continue;
-            const std::int32_t x0 = std::max(x - 8, 0), x1 = std::min(x + 8, w - 1);
-            const std::int32_t y0 = std::max(y - 8, 0), y1 = std::min(y + 8, h - 1);
-            std::uint32_t sum[3] = {0, 0, 0};
-            std::uint32_t count = 0;
-            for (std::int32_t ny = y0; ny < y1; ++ny) {
-                for (std::int32_t nx = x0; nx < x1; ++nx) {
-                    const std::uint8_t* q = image.At(nx, ny);
-                    if (q[3] < kBleedAlpha) continue;
-                    sum[0] += q[0];
-                    sum[1] += q[1];
-                    sum[2] += q[2];
-                    ++count;
-                }
+            const U32x4 window = t[std::min(x + 8, w - 1)] - t[std::max(x - 8, 0)];
+            const std::uint32_t count = window[3];
+            if (count == 0) {
+                p[0] = p[1] = p[2] = 0;
+                continue;
             }
-            for (int c = 0; c < 3; ++c)
-                p[c] = count != 0 ? static_cast<std::uint8_t>(sum[c] / count) : std::uint8_t{0};
+            // The sums are below 2^16 and the count at most 256, so the float quotient truncates
+            // to the integer quotient exactly: a quotient short of an integer k is short by at
+            // least 1/256, far more than a float's rounding near k.
+            const F32x4 mean = __builtin_convertvector(window, F32x4) / static_cast<float>(count);
+            const U32x4 colour = __builtin_convertvector(mean, U32x4);
+            p[0] = static_cast<std::uint8_t>(colour[0]);
+            p[1] = static_cast<std::uint8_t>(colour[1]);
+            p[2] = static_cast<std::uint8_t>(colour[2]);
         }
     }
+    return true;
+}
+
+// Bleeds the whole image, the lower and upper halves on two threads when asked and worth it. The
+// halves only read lenders, which never change, and only write borrowers' colours, so they can
+// share the image.
+bool BleedColours(WorkImage& image, unsigned threads) {
+    const std::int32_t h = image.height;
+    if (threads < 2 || h < 64) return BleedRows(image, 0, h);
+    bool upper = false;
+    std::thread helper;
+    try {
+        helper = std::thread([&] { upper = BleedRows(image, h / 2, h); });
+    } catch (const std::system_error&) {
+        return BleedRows(image, 0, h);
+    }
+    const bool lower = BleedRows(image, 0, h / 2);
+    helper.join();
+    return lower && upper;
 }
 
 // A fixed-point fraction of a pixel, truncated: trunc(distance * 1000). The distance lies in
@@ -125,10 +192,10 @@ std::uint32_t Weight(double distance) {
     return std::min(static_cast<std::uint32_t>(scaled), kWhole);
 }
 
-// Zero-filled accumulators, or null when memory runs out.
-std::unique_ptr<std::uint32_t[]> AllocateAccumulators(std::size_t count) {
-    return std::unique_ptr<std::uint32_t[]>(new (std::nothrow) std::uint32_t[count]());
-}
+
+}  // namespace
+
+namespace resample_detail {
 
 // Area average for a shrink on both axes (sx > 1 and sy > 1).
 //
@@ -143,12 +210,12 @@ std::unique_ptr<std::uint32_t[]> AllocateAccumulators(std::size_t count) {
 // bytes without clamping.
 bool AreaAverage(const WorkImage& src, WorkImage& dst, double sx, double sy) {
     const std::int32_t width = dst.width;
-    const std::size_t entries = (static_cast<std::size_t>(width) + 1) * 4;
-    auto rowA = AllocateAccumulators(entries);
-    auto rowB = AllocateAccumulators(entries);
+    const std::size_t entries = static_cast<std::size_t>(width) + 1;
+    auto rowA = AllocateVectors(entries);
+    auto rowB = AllocateVectors(entries);
     if (!rowA || !rowB) return false;
-    std::uint32_t* current = rowA.get();
-    std::uint32_t* next = rowB.get();
+    U32x4* current = rowA.get();
+    U32x4* next = rowB.get();
 
     // At least 1000, since both ratios exceed 1.
     const double scaledDivisor = std::trunc((sx * 1000.0) * sy);
@@ -157,76 +224,92 @@ bool AreaAverage(const WorkImage& src, WorkImage& dst, double sx, double sy) {
             ? std::numeric_limits<std::uint32_t>::max()
             : static_cast<std::uint32_t>(scaledDivisor);
 
-    const auto store = [&](std::int32_t dx, std::int32_t dy, const std::uint32_t* sum) {
+    const auto store = [&](std::int32_t dx, std::int32_t dy, const U32x4& sum) {
         if (dx >= width || dy >= dst.height) return;
         std::uint8_t* out = dst.At(dx, dy);
         for (int c = 0; c < 4; ++c) out[c] = static_cast<std::uint8_t>(sum[c] / divisor);
     };
 
+    // The column edges are the same on every row: source column edgeX[d] is the one where the
+    // edge xEdge of destination column d is crossed (the first x with !(xEdge > x)), and fx[d]
+    // its weight. At most one edge is crossed per source pixel, and none once every destination
+    // column has been reached; what lies after the last crossing goes to the spare entry.
+    std::vector<std::int32_t> edgeX;
+    std::vector<std::uint32_t> edgeWeight;
+    try {
+        edgeX.reserve(static_cast<std::size_t>(width));
+        edgeWeight.reserve(static_cast<std::size_t>(width));
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+    {
+        double xEdge = sx - 1.0;
+        std::int32_t x = 0;
+        while (static_cast<std::int32_t>(edgeX.size()) < width) {
+            while (x < src.width && xEdge > static_cast<double>(x)) ++x;
+            if (x >= src.width) break;
+            edgeX.push_back(x);
+            edgeWeight.push_back(Weight(static_cast<double>(x) - xEdge));
+            xEdge += sx;
+            ++x;
+        }
+    }
+    const std::size_t crossings = edgeX.size();
+
+    // The byte sums of pixels [from, to) of a row. Weighting the sum gives what weighting each
+    // pixel and adding would: unsigned arithmetic wraps alike either way.
+    const auto runSum = [](const std::uint8_t* row, std::int32_t from, std::int32_t to) {
+        U32x4 sum{};
+        for (const std::uint8_t* p = row + static_cast<std::size_t>(from) * 4; from < to; ++from, p += 4) sum += Widen(p);
+        return sum;
+    };
+
     double yEdge = sy - 1.0;
     std::int32_t dy = 0;
     for (std::int32_t y = 0; y < src.height; ++y) {
-        const std::uint8_t* p = src.Row(y);
+        const std::uint8_t* row = src.Row(y);
         const double yPos = y;
-        double xEdge = sx - 1.0;
-        std::int32_t dx = 0;
+        std::int32_t x = 0;
         if (yEdge > yPos) {
             // The source row lies wholly inside destination row dy.
-            for (std::int32_t x = 0; x < src.width; ++x, p += 4) {
-                std::uint32_t* cur = current + static_cast<std::size_t>(dx) * 4;
-                const double xPos = x;
-                if (xEdge > xPos || dx >= width) {
-                    for (int c = 0; c < 4; ++c) cur[c] += kWhole * p[c];
-                } else {
-                    const std::uint32_t fx = Weight(xPos - xEdge);
-                    for (int c = 0; c < 4; ++c) {
-                        cur[c] += (kWhole - fx) * p[c];
-                        cur[4 + c] += fx * p[c];
-                    }
-                    xEdge += sx;
-                    ++dx;
-                }
+            for (std::size_t d = 0; d < crossings; ++d) {
+                const U32x4 p = Widen(row + static_cast<std::size_t>(edgeX[d]) * 4);
+                const std::uint32_t fx = edgeWeight[d];
+                current[d] += kWhole * runSum(row, x, edgeX[d]) + (kWhole - fx) * p;
+                current[d + 1] += fx * p;
+                x = edgeX[d] + 1;
             }
+            current[crossings] += kWhole * runSum(row, x, src.width);
         } else {
             // The source row straddles the lower edge of destination row dy.
             const std::uint32_t fy = Weight(yPos - yEdge);
             const std::uint32_t wy = kWhole - fy;
-            for (std::int32_t x = 0; x < src.width; ++x, p += 4) {
-                const std::size_t at = static_cast<std::size_t>(dx) * 4;
-                std::uint32_t* cur = current + at;
-                std::uint32_t* nxt = next + at;
-                const double xPos = x;
-                if (xEdge > xPos || dx >= width) {
-                    for (int c = 0; c < 4; ++c) {
-                        cur[c] += wy * p[c];
-                        nxt[c] += fy * p[c];
-                    }
-                } else {
-                    const std::uint32_t fx = Weight(xPos - xEdge);
-                    const std::uint32_t wx = kWhole - fx;
-                    for (int c = 0; c < 4; ++c) cur[c] += (std::uint32_t{p[c]} * wy * wx) / kWhole;
-                    store(dx, dy, cur);
-                    for (int c = 0; c < 4; ++c) {
-                        const std::uint32_t v = p[c];
-                        nxt[c] += (v * fy * wx) / kWhole;
-                        cur[4 + c] += (v * wy * fx) / kWhole;
-                        nxt[4 + c] = (v * fy * fx) / kWhole;
-                    }
-                    xEdge += sx;
-                    ++dx;
-                }
+            for (std::size_t d = 0; d < crossings; ++d) {
+                const U32x4 run = runSum(row, x, edgeX[d]);
+                const U32x4 p = Widen(row + static_cast<std::size_t>(edgeX[d]) * 4);
+                const std::uint32_t fx = edgeWeight[d];
+                const std::uint32_t wx = kWhole - fx;
+                current[d] += wy * run + (p * wy * wx) / kWhole;
+                next[d] += fy * run + (p * fy * wx) / kWhole;
+                store(static_cast<std::int32_t>(d), dy, current[d]);
+                current[d + 1] += (p * wy * fx) / kWhole;
+                next[d + 1] = (p * fy * fx) / kWhole;
+                x = edgeX[d] + 1;
             }
-            if (dx < width) store(dx, dy, current + static_cast<std::size_t>(dx) * 4);
+            const U32x4 run = runSum(row, x, src.width);
+            current[crossings] += wy * run;
+            next[crossings] += fy * run;
+            const auto dx = static_cast<std::int32_t>(crossings);
+            if (dx < width) store(dx, dy, current[crossings]);
             yEdge += sy;
             std::swap(current, next);
             // Each later entry of the new next row is assigned at the edge where it begins.
-            std::fill_n(next, 4, 0u);
+            next[0] = U32x4{};
             ++dy;
         }
     }
     if (dy < dst.height) {
-        for (std::int32_t dx = 0; dx < width; ++dx)
-            store(dx, dy, current + static_cast<std::size_t>(dx) * 4);
+        for (std::int32_t dx = 0; dx < width; ++dx) store(dx, dy, current[dx]);
     }
     return true;
 }
@@ -280,6 +363,10 @@ void Interpolate(const WorkImage& src, WorkImage& dst, double sx, double sy, boo
     }
 }
 
+}  // namespace resample_detail
+
+namespace {
+
 // Padding for an integer enlargement factor k = newSize / sourceSize: k - 1 when k >= 2.
 std::int32_t Padding(std::int32_t newSize, std::int32_t sourceSize) {
     const std::int32_t factor = newSize / sourceSize;
@@ -288,10 +375,27 @@ std::int32_t Padding(std::int32_t newSize, std::int32_t sourceSize) {
 
 }  // namespace
 
-Block ResampleDib(const Block& dib, std::int32_t newWidth, std::int32_t newHeight) {
+struct PreparedResample::Work {
+    std::optional<DibLayout> layout;
+    unsigned threads = 1;
+    std::once_flag loadOnce, bleedOnce;
+    WorkImage plain;   // the source at 32 bits, for interpolation
+    WorkImage bled;    // the same after colour bleeding, for area averages of 32-bit sources
+    bool loaded = false, bleedOk = false;
+};
+
+PreparedResample::PreparedResample(const Block& dib, unsigned threads)
+    : dib_(dib), work_(std::make_unique<Work>()) {
+    work_->layout = GetDibLayout(dib);
+    work_->threads = threads;
+}
+
+PreparedResample::~PreparedResample() = default;
+
+Block PreparedResample::Resample(std::int32_t newWidth, std::int32_t newHeight) const {
     if (newWidth <= 0 || newHeight <= 0 || newWidth > kMaxDibDimension || newHeight > kMaxDibDimension)
         return {};
-    const auto layout = GetDibLayout(dib);
+    const std::optional<DibLayout>& layout = work_->layout;
     if (!layout || (layout->bitCount != 24 && layout->bitCount != 32)) return {};
     const std::int32_t srcWidth = layout->width;
     const std::int32_t srcHeight = layout->height;
@@ -306,27 +410,45 @@ Block ResampleDib(const Block& dib, std::int32_t newWidth, std::int32_t newHeigh
     if (workWidth64 > kMaxDibDimension || workHeight64 > kMaxDibDimension) return {};
     const auto workWidth = static_cast<std::int32_t>(workWidth64);
     const auto workHeight = static_cast<std::int32_t>(workHeight64);
-    if (workWidth == srcWidth && workHeight == srcHeight) return dib.Duplicate();
+    if (workWidth == srcWidth && workHeight == srcHeight) return dib_.Duplicate();
 
     const double sx = static_cast<double>(srcWidth) / workWidth;
     const double sy = static_cast<double>(srcHeight) / workHeight;
 
-    WorkImage source, result;
-    if (!LoadWorkImage(dib, *layout, source) || !result.Allocate(workWidth, workHeight)) return {};
-
-    if (srcWidth > workWidth && srcHeight > workHeight) {
-        if (layout->bitCount == 32) BleedColours(source);
-        if (!AreaAverage(source, result, sx, sy)) return {};
+    // The source's 32-bit copy and its bled copy are each made once, by the first call that needs
+    // it; a 24-bit source is averaged without bleeding.
+    Work& w = *work_;
+    const bool average = srcWidth > workWidth && srcHeight > workHeight;
+    const bool bleed = average && layout->bitCount == 32;
+    const WorkImage* source = nullptr;
+    if (bleed) {
+        std::call_once(w.bleedOnce, [&] {
+            w.bleedOk = LoadWorkImage(dib_, *layout, w.bled) && BleedColours(w.bled, w.threads);
+        });
+        if (!w.bleedOk) return {};
+        source = &w.bled;
     } else {
-        Interpolate(source, result, sx, sy, layout->bitCount == 32);
+        std::call_once(w.loadOnce, [&] { w.loaded = LoadWorkImage(dib_, *layout, w.plain); });
+        if (!w.loaded) return {};
+        source = &w.plain;
     }
-    source.pixels.Reset();
+    WorkImage result;
+    if (!result.Allocate(workWidth, workHeight)) return {};
+    if (average) {
+        if (!resample_detail::AreaAverage(*source, result, sx, sy)) return {};
+    } else {
+        resample_detail::Interpolate(*source, result, sx, sy, layout->bitCount == 32);
+    }
 
     Block work = StoreWorkImage(result, layout->bitCount);
     if (work.empty() || (padX == 0 && padY == 0)) return work;
     result.pixels.Reset();
     Block cropped = CropDib(work, 0, padY, workWidth - padX - 1, workHeight - 1);
     return cropped.empty() ? std::move(work) : std::move(cropped);
+}
+
+Block ResampleDib(const Block& dib, std::int32_t newWidth, std::int32_t newHeight) {
+    return PreparedResample(dib).Resample(newWidth, newHeight);
 }
 
 Block CropDib(const Block& dib, std::int32_t left, std::int32_t top, std::int32_t right, std::int32_t bottom) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
 #include "image/block.h"
 
@@ -15,6 +16,25 @@ namespace tellurine {
 // working size included), the block is malformed, or memory runs out. The source is neither
 // changed nor freed.
 Block ResampleDib(const Block& dib, std::int32_t newWidth, std::int32_t newHeight);
+
+// One picture resampled to several sizes: each result equals ResampleDib's, while the picture's
+// 32-bit copy and its colour bleeding are made once for all of them. Resample may be called from
+// several threads at once. The block must outlive this object and stay unchanged. `threads` is
+// how many threads the bleeding may use.
+class PreparedResample {
+public:
+    explicit PreparedResample(const Block& dib, unsigned threads = 1);
+    ~PreparedResample();
+    PreparedResample(const PreparedResample&) = delete;
+    PreparedResample& operator=(const PreparedResample&) = delete;
+
+    [[nodiscard]] Block Resample(std::int32_t newWidth, std::int32_t newHeight) const;
+
+private:
+    struct Work;
+    const Block& dib_;
+    std::unique_ptr<Work> work_;
+};
 
 // A new packed bitmap holding the inclusive rectangle (rows counted from the top of the picture).
 // 8, 24 and 32 bits per pixel; coordinates are clamped to the image. Empty on failure.

@@ -5,8 +5,11 @@
 #include <array>
 #include <cstring>
 #include <functional>
+#include <random>
+#include <vector>
 
 #include "image/dib_block.h"
+#include "imaging/resample_kernels.h"
 
 namespace tellurine {
 namespace {
@@ -162,6 +165,54 @@ TEST(ResampleDib, BleedingWindowReachesEightBackAndSevenForward) {
     const Block top = MakeDib(48, 48, 32, [](int, int y) { return y == 47 ? Px{0, 0, 255, 255} : Px{0, 0, 0, 0}; });
     const Block b = ResampleDib(top, 16, 16);
     EXPECT_EQ(At(b, 3, 15), (Px{0, 0, 85, 85}));
+}
+
+TEST(ResampleDib, BleedingMatchesTheNeighbourhoodCountedPixelByPixel) {
+    // Sparse lenders among borrowers, in images smaller and larger than the window, against the
+    // neighbourhood summed directly for every pixel and then the same area average.
+    std::mt19937 rng(7);
+    for (const auto [w, h, tw, th] : {std::array{40, 37, 13, 11}, std::array{9, 30, 4, 7}, std::array{200, 90, 37, 17}}) {
+        const Block src = MakeDib(w, h, 32, [&](int, int) {
+            const auto v = rng();
+            const std::uint32_t a = static_cast<std::uint32_t>(v >> 24);
+            return Px{static_cast<std::uint8_t>(v), static_cast<std::uint8_t>(v >> 8), static_cast<std::uint8_t>(v >> 16),
+                      static_cast<std::uint8_t>(a % 5 == 0 ? 8 + a % 200 : a % 9)};
+        });
+        resample_detail::WorkImage work, expected;
+        ASSERT_TRUE(work.Allocate(w, h));
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x) std::memcpy(work.At(x, y), At(src, x, y).data(), 4);
+        resample_detail::WorkImage lenders;
+        lenders.width = w;
+        lenders.height = h;
+        lenders.pixels = work.pixels.Duplicate();
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x) {
+                std::uint8_t* p = work.At(x, y);
+                if (p[3] >= 8) continue;
+                std::uint32_t sum[3] = {}, count = 0;
+                for (int ny = std::max(y - 8, 0); ny < std::min(y + 8, h - 1); ++ny)
+                    for (int nx = std::max(x - 8, 0); nx < std::min(x + 8, w - 1); ++nx) {
+                        const std::uint8_t* q = lenders.At(nx, ny);
+                        if (q[3] < 8) continue;
+                        for (int c = 0; c < 3; ++c) sum[c] += q[c];
+                        ++count;
+                    }
+                for (int c = 0; c < 3; ++c) p[c] = count ? static_cast<std::uint8_t>(sum[c] / count) : 0;
+            }
+        ASSERT_TRUE(expected.Allocate(tw, th));
+        ASSERT_TRUE(resample_detail::AreaAverage(work, expected, double(w) / tw, double(h) / th));
+        const Block out = ResampleDib(src, tw, th);
+        // Bled by two threads, each half of the rows: the same.
+        const Block halves = PreparedResample(src, 2).Resample(tw, th);
+        ASSERT_EQ(std::vector<std::uint8_t>(out.data(), out.data() + out.size()),
+                  std::vector<std::uint8_t>(halves.data(), halves.data() + halves.size()));
+        for (int y = 0; y < th; ++y)
+            for (int x = 0; x < tw; ++x) {
+                const std::uint8_t* e = expected.At(x, y);
+                ASSERT_EQ(At(out, x, y), (Px{e[0], e[1], e[2], e[3]})) << w << "x" << h << " at " << x << "," << y;
+            }
+    }
 }
 
 // ---- Depths, copies and failures ----

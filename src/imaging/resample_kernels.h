@@ -1,0 +1,52 @@
+// The two resampling kernels behind ResampleDib, shared with ResampleBitmap. Internal to imaging/.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "image/block.h"
+
+namespace tellurine::resample_detail {
+
+// A 32-bit, bottom-up working image: four bytes per pixel in the order blue, green, red, alpha,
+// with no row padding.
+struct WorkImage {
+    std::int32_t width = 0;
+    std::int32_t height = 0;
+    Block pixels;
+
+    // Zero-filled; false when the size overflows, is over the block limit or memory runs out.
+    bool Allocate(std::int32_t w, std::int32_t h) {
+        std::size_t count = 0, bytes = 0;
+        if (w <= 0 || h <= 0 || !CheckedMul(static_cast<std::size_t>(w), static_cast<std::size_t>(h), count) ||
+            !CheckedMul(count, 4, bytes))
+            return false;
+        width = w;
+        height = h;
+        pixels = Block::Allocate(bytes);
+        return !pixels.empty();
+    }
+    // Stored row y (0 is the bottom row of the picture).
+    std::uint8_t* Row(std::int32_t y) {
+        return pixels.data() + static_cast<std::size_t>(y) * static_cast<std::size_t>(width) * 4;
+    }
+    const std::uint8_t* Row(std::int32_t y) const {
+        return pixels.data() + static_cast<std::size_t>(y) * static_cast<std::size_t>(width) * 4;
+    }
+    std::uint8_t* At(std::int32_t x, std::int32_t y) { return Row(y) + static_cast<std::size_t>(x) * 4; }
+    const std::uint8_t* At(std::int32_t x, std::int32_t y) const {
+        return Row(y) + static_cast<std::size_t>(x) * 4;
+    }
+};
+
+// Area average of `src` into `dst` for a shrink on both axes, sx = src.width / dst.width > 1 and
+// sy = src.height / dst.height > 1; all four bytes alike. False when its accumulators cannot be
+// had.
+bool AreaAverage(const WorkImage& src, WorkImage& dst, double sx, double sy);
+
+// Bilinear interpolation of `src` at (i * sx, j * sy) for every pixel (i, j) of `dst`, all four
+// bytes alike. `borrowColour` applies the alpha donor rule of 32-bit packed bitmaps (see the
+// definition); sources without alpha pass false.
+void Interpolate(const WorkImage& src, WorkImage& dst, double sx, double sy, bool borrowColour);
+
+}  // namespace tellurine::resample_detail
