@@ -71,6 +71,10 @@ public:
     void ReduceToOptimalPalette(int colors = 256, bool dither = true, bool keepBlackAndWhite = false);
     // The same with the given palette of up to 256 entries instead of a computed one.
     void ReduceToPalette(const Palette& palette, bool dither = true);
+    // Resamples a 24- or 32-bit bitmap to the new size (ResampleDib); any other depth, a size of
+    // 0 or a failure leaves it as it was. True when the bitmap now has the new size. (Defined by
+    // the imaging library, which owns the resampler.)
+    bool Resize(std::int32_t width, std::int32_t height);
     // An opaque 24-bit copy for targets without alpha: composed over light grey (E1E1E1), with
     // magenta (FF00FF) where the alpha was below 64. Empty when this bitmap cannot be converted.
     [[nodiscard]] CDIB MakeKeyedCopy() const;

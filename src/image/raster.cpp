@@ -105,4 +105,33 @@ Block DeviceBitmapToDib(const DeviceBitmap& bitmap, int bits) {
     return dib;
 }
 
+DeviceBitmap DibAlphaToDeviceBitmap(const Block& dib32) {
+    const auto layout = GetDibLayout(dib32);
+    if (!layout || layout->bitCount != 32) return {};
+    DeviceBitmap grey = DeviceBitmap::Create(layout->width, layout->height);
+    if (grey.IsNull()) return grey;
+    for (std::int32_t stored = 0; stored < layout->height; ++stored) {
+        const std::uint8_t* p = dib32.data() + layout->RowOffset(stored);
+        std::uint32_t* out = grey.Row(layout->height - 1 - stored);
+        for (std::int32_t x = 0; x < layout->width; ++x) {
+            const std::uint32_t a = p[4 * x + 3];
+            out[x] = a | (a << 8) | (a << 16);
+        }
+    }
+    return grey;
+}
+
+Block DeviceBitmapsToDib32(const DeviceBitmap& color, const DeviceBitmap& alphaGrey) {
+    if (color.Width() != alphaGrey.Width() || color.Height() != alphaGrey.Height()) return {};
+    Block dib = DeviceBitmapToDib(color, 32);
+    const auto layout = GetDibLayout(dib);
+    if (!layout) return {};
+    for (std::int32_t stored = 0; stored < layout->height; ++stored) {
+        std::uint8_t* d = dib.data() + layout->RowOffset(stored);
+        const std::uint32_t* a = alphaGrey.Row(layout->height - 1 - stored);
+        for (std::int32_t x = 0; x < layout->width; ++x) d[4 * x + 3] = static_cast<std::uint8_t>(a[x] >> 16);
+    }
+    return dib;
+}
+
 }  // namespace tellurine

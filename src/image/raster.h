@@ -49,4 +49,12 @@ DeviceBitmap DibToDeviceBitmap(const Block& dib);
 // empty on failure or for another depth.
 Block DeviceBitmapToDib(const DeviceBitmap& bitmap, int bits);
 
+// The alpha of a 32-bit packed bitmap as grey levels (the form of an alpha format's mask bitmap).
+// Null for another depth or a malformed block.
+DeviceBitmap DibAlphaToDeviceBitmap(const Block& dib32);
+
+// A new 32-bit packed bitmap of a colour bitmap's picture with the alpha taken from a grey bitmap
+// of the same size (its red byte). Empty when the sizes differ or memory runs out.
+Block DeviceBitmapsToDib32(const DeviceBitmap& color, const DeviceBitmap& alphaGrey);
+
 }  // namespace tellurine

@@ -58,6 +58,16 @@ void CDIB::ReduceToPalette(const Palette& palette, bool dither) {
     if (Block out = MapToPalette(*source, palette, entries, dither)) Attach(std::move(out));
 }
 
+bool CDIB::Resize(std::int32_t width, std::int32_t height) {
+    const int bits = BitCount();
+    if (bits != 24 && bits != 32) return false;
+    if (Width() == width && Height() == height) return true;
+    Block resized = ResampleDib(block_, width, height);
+    if (resized.empty()) return false;
+    Attach(std::move(resized));
+    return true;
+}
+
 int CMask::Resample(std::uint32_t width, std::uint32_t height) {
     if (IsEmpty()) return 1;
     const Block bitmap = ToBitmap();

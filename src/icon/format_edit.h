@@ -1,0 +1,35 @@
+// Whole-format edits: the filters, resize, rotation and flips applied to one icon format, through
+// the same routines the editor uses on its colour and mask bitmaps.
+//
+// A format keeps its depth. Indexed formats are edited in full colour and mapped back onto their
+// own colour table; their AND mask and a 24-bit format's are edited as the mask bitmap (white is
+// transparent); an alpha format's alpha is edited with its colours. Each returns false, with the
+// format unchanged, for a format it cannot take or lack of memory.
+#pragma once
+
+#include <cstdint>
+
+#include "icon/kv_icon.h"
+
+namespace tellurine {
+
+// Filter 1..12 of the Filters menu on the whole format.
+bool FilterFormat(CKvIcon& icon, int filterNumber);
+// The Gaussian blur of the given radius (2..50) on the whole format.
+bool BlurFormat(CKvIcon& icon, int radius);
+// Red, green and blue replaced by 255 minus themselves; the mask and alpha are kept.
+bool InvertFormat(CKvIcon& icon);
+// Turned counter-clockwise by `angle` degrees (see RotateImage). A turn that changes the picture's
+// size (a free angle, or a quarter turn of a format that is not square) is centred on the format,
+// transparent where nothing maps and cut where it overflows.
+bool RotateFormat(CKvIcon& icon, int angle);
+// Mirrored top to bottom when `vertical`, else left to right.
+bool FlipFormat(CKvIcon& icon, bool vertical);
+
+// The largest side a format is resized to: the resize dialog's limit.
+inline constexpr int kMaxResizeSide = 4096;
+// The format made again at a new size and its own depth (MakeFormatFromFormat), keeping its
+// attributes, point and PNG-compressed flag. Sizes must be 1..kMaxResizeSide.
+bool ResizeFormat(CKvIcon& icon, std::int32_t width, std::int32_t height);
+
+}  // namespace tellurine

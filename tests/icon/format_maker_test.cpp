@@ -1,0 +1,266 @@
+#include "icon/format_maker.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+
+#include "icon/format_edit.h"
+#include "image/dib_block.h"
+#include "image/raster.h"
+#include "imaging/filters.h"
+#include "imaging/resample.h"
+
+namespace tellurine {
+namespace {
+
+// A 32-bit picture: an opaque disc of a colour gradient on a transparent ground, with a soft rim.
+Block Disc(int width, int height) {
+    Block dib = CreateDibBlock(width, height, 32);
+    const auto l = GetDibLayout(dib);
+    const double cx = width / 2.0, cy = height / 2.0, r = std::min(width, height) * 0.4;
+    for (int stored = 0; stored < height; ++stored) {
+        std::uint8_t* p = dib.data() + l->RowOffset(stored);
+        for (int x = 0; x < width; ++x, p += 4) {
+            const double d = std::hypot(x + 0.5 - cx, stored + 0.5 - cy);
+            p[0] = static_cast<std::uint8_t>(40 + 200 * x / width);
+            p[1] = static_cast<std::uint8_t>(200 * stored / height);
+            p[2] = 220;
+            p[3] = d < r - 1 ? 255 : d < r + 1 ? static_cast<std::uint8_t>(255 * (r + 1 - d) / 2) : 0;
+        }
+    }
+    return dib;
+}
+
+CDIB AsCdib(Block block) {
+    CDIB dib;
+    dib.Attach(std::move(block));
+    return dib;
+}
+
+// The AND bit and the colour index (or the first colour byte) of a pixel, stored row first.
+struct StoredPixel {
+    bool masked;
+    std::uint8_t colour[4];
+};
+StoredPixel PixelOf(const CKvIcon& icon, int x, int stored) {
+    IconImageLayout l;
+    EXPECT_TRUE(icon.GetLayout(l));
+    const std::uint8_t* base = icon.GetBlock().data();
+    StoredPixel p{};
+    p.masked = ReadIndex(base + l.maskOffset + l.maskStride * stored, x, 1) != 0;
+    const std::uint8_t* row = base + l.pixelOffset + l.colorStride * stored;
+    if (l.bits <= 8) {
+        const std::uint8_t index = ReadIndex(row, x, l.bits);
+        std::memcpy(p.colour, base + l.tableOffset + 4 * index, 4);
+    } else {
+        std::memcpy(p.colour, row + x * (l.bits / 8), l.bits / 8);
+    }
+    return p;
+}
+
+TEST(MakeIconProject, MakesEverySizeAtEveryDepthCentredAndSorted) {
+    // 120 x 80: centred on a 120 x 120 transparent square before resampling, nothing stretched.
+    const CDIB image = AsCdib(Disc(120, 80));
+    IconProjectRequest request;
+    request.sizes = {16, 256, 32, 16};  // a repeated size is made once
+    request.depths = {32, 8, 4, 1, 24};
+    request.compressLarge = true;
+    request.threads = 2;
+    CIconDoc doc;
+    std::string error;
+    ASSERT_TRUE(MakeIconProject(image, request, doc, error)) << error;
+    ASSERT_EQ(doc.GetFormatCount(), 15);
+
+    // Default order: ascending bits, larger sizes first.
+    int previousBits = 0, previousWidth = 1 << 20;
+    for (int i = 0; i < doc.GetFormatCount(); ++i) {
+        const CIconObject& f = *doc.GetFormat(i);
+        if (f.BitCount() != previousBits) previousWidth = 1 << 20;
+        EXPECT_GE(f.BitCount(), previousBits);
+        EXPECT_LT(f.Width(), previousWidth);
+        previousBits = f.BitCount();
+        previousWidth = f.Width();
+        EXPECT_EQ(f.Icon().IsCompressed(), f.Width() == 256) << i;
+
+        // Every depth: the top and bottom bands (outside the 80-pixel-high picture) and the corners
+        // are transparent; the disc's centre is opaque and keeps its red.
+        const int size = f.Width();
+        for (const int stored : {0, size - 1}) {
+            const StoredPixel p = PixelOf(f.Icon(), size / 2, stored);
+            EXPECT_TRUE(p.masked) << f.BitCount() << " bpp " << size;
+            if (f.BitCount() != 32) {
+                EXPECT_EQ(p.colour[0] | p.colour[1] | p.colour[2], 0) << "masked pixels hold black";
+            }
+        }
+        const StoredPixel centre = PixelOf(f.Icon(), size / 2, size / 2);
+        EXPECT_FALSE(centre.masked);
+        if (f.BitCount() >= 8) {
+            EXPECT_GT(centre.colour[2], 150) << f.BitCount() << " bpp " << size;
+        }
+    }
+}
+
+TEST(MakeIconProject, RefusesBadSizesDepthsAndImagesLeavingNothing) {
+    const CDIB image = AsCdib(Disc(32, 32));
+    CIconDoc doc;
+    doc.AddBlankFormat(16, 16, 0, true);
+    std::string error;
+    for (const auto& [sizes, depths] : std::vector<std::pair<std::vector<int>, std::vector<int>>>{
+             {{0}, {32}}, {{1025}, {32}}, {{16}, {16}}, {{16}, {2}}, {{}, {32}}, {{16}, {}}}) {
+        IconProjectRequest request;
+        request.sizes = sizes;
+        request.depths = depths;
+        error.clear();
+        EXPECT_FALSE(MakeIconProject(image, request, doc, error));
+        EXPECT_FALSE(error.empty());
+        EXPECT_EQ(doc.GetFormatCount(), 0);
+    }
+    IconProjectRequest request;
+    request.sizes = {16};
+    request.depths = {32};
+    EXPECT_FALSE(MakeIconProject(CDIB{}, request, doc, error));
+}
+
+// The expected picture of a made 32-bit format: ResampleDib, then the resize filter when it runs.
+Block Expected(const Block& source, int size, int level, bool filtered) {
+    Block out = ResampleDib(source, size, size);
+    if (filtered) {
+        DeviceBitmap colour = DibToDeviceBitmap(out);
+        DeviceBitmap alpha = DibAlphaToDeviceBitmap(out);
+        const int strength = ResizeFilterStrength(DibWidth(source), DibHeight(source), size, size);
+        ApplyResizeFilter(colour, level, strength);
+        ApplyResizeFilter(alpha, level, strength / 2);
+        out = DeviceBitmapsToDib32(colour, alpha);
+    }
+    return out;
+}
+
+std::vector<std::uint8_t> PixelsOf(const CKvIcon& icon) {
+    const Block dib = icon.To32BitDib();
+    const auto l = GetDibLayout(dib);
+    return {dib.data() + l->pixelOffset, dib.data() + dib.size()};
+}
+std::vector<std::uint8_t> PixelsOf(const Block& dib) {
+    const auto l = GetDibLayout(dib);
+    return {dib.data() + l->pixelOffset, dib.data() + dib.size()};
+}
+
+TEST(MakeFormat, ResizeFilterRunsOnlyWhileCreatingAndOnlyWhenTheSizeChanges) {
+    const Block source = Disc(48, 48);
+    const CDIB image = AsCdib(source.Duplicate());
+    CKvIcon made;
+    // Switch off: the plain resample.
+    ASSERT_TRUE(MakeFormatFromImage(image, 16, 16, 32, made));
+    EXPECT_EQ(PixelsOf(made), PixelsOf(Expected(source, 16, 5, false)));
+    {
+        const FormatCreationSwitch creating;
+        ASSERT_TRUE(MakeFormatFromImage(image, 16, 16, 32, made));
+        EXPECT_EQ(PixelsOf(made), PixelsOf(Expected(source, 16, 5, true)));
+        EXPECT_NE(PixelsOf(Expected(source, 16, 5, true)), PixelsOf(Expected(source, 16, 5, false)));
+        // The same size: no resample, no filter.
+        ASSERT_TRUE(MakeFormatFromImage(image, 48, 48, 32, made));
+        EXPECT_EQ(PixelsOf(made), PixelsOf(source));
+
+        // From a format: only with the preference on and a level other than 10.
+        CKvIcon format;
+        ASSERT_TRUE(MakeFormatFromImage(image, 48, 48, 32, format));
+        ASSERT_TRUE(MakeFormatFromFormat(format, 24, 24, 32, {true, 10}, made));
+        EXPECT_EQ(PixelsOf(made), PixelsOf(Expected(source, 24, 10, false)));
+        ASSERT_TRUE(MakeFormatFromFormat(format, 24, 24, 32, {false, 15}, made));
+        EXPECT_EQ(PixelsOf(made), PixelsOf(Expected(source, 24, 15, false)));
+        ASSERT_TRUE(MakeFormatFromFormat(format, 24, 24, 32, {true, 15}, made));
+        EXPECT_EQ(PixelsOf(made), PixelsOf(Expected(source, 24, 15, true)));
+    }
+    EXPECT_FALSE(FormatCreationSwitch::IsOn());
+    CKvIcon untouched = made;
+    EXPECT_FALSE(MakeFormatFromImage(image, 0, 16, 32, made));
+    EXPECT_FALSE(MakeFormatFromImage(image, 16, 16, 16, made));
+    EXPECT_EQ(PixelsOf(made), PixelsOf(untouched));
+}
+
+TEST(MakeFormat, StrengthFollowsTheReductionRatio) {
+    EXPECT_EQ(ResizeFilterStrength(256, 256, 51, 200), 100);  // 51 <= 256/5
+    EXPECT_EQ(ResizeFilterStrength(256, 256, 200, 51), 100);
+    EXPECT_EQ(ResizeFilterStrength(256, 256, 52, 52), 75);
+    EXPECT_EQ(ResizeFilterStrength(256, 256, 85, 85), 75);    // 85 is not above 256/3
+    EXPECT_EQ(ResizeFilterStrength(256, 256, 86, 86), 50);
+    EXPECT_EQ(ResizeFilterStrength(48, 48, 16, 16), 75);
+    EXPECT_EQ(ResizeFilterStrength(16, 16, 32, 32), 50);      // enlargements
+}
+
+TEST(FormatEdit, TurnsAndFlipsRoundTripAndResizeKeepsTheFormatsKind) {
+    const CDIB image = AsCdib(Disc(20, 20));
+    for (const int bits : {32, 24, 8, 4, 1}) {
+        CKvIcon icon;
+        ASSERT_TRUE(MakeFormatFromImage(image, 20, 20, bits, icon));
+        icon.SetCompressed(true);
+        // The picture with its transparency (an indexed table may hold a colour twice, so the
+        // indices themselves can differ).
+        const std::vector<std::uint8_t> before = PixelsOf(icon);
+        const auto same = [&] { return PixelsOf(icon) == before; };
+        for (int i = 0; i < 4; ++i) ASSERT_TRUE(RotateFormat(icon, 90));
+        EXPECT_TRUE(same()) << bits;
+        ASSERT_TRUE(RotateFormat(icon, 90));
+        EXPECT_FALSE(same()) << bits;
+        ASSERT_TRUE(RotateFormat(icon, 270));
+        EXPECT_TRUE(same()) << bits;
+        ASSERT_TRUE(FlipFormat(icon, true));
+        ASSERT_TRUE(FlipFormat(icon, false));
+        ASSERT_TRUE(RotateFormat(icon, 180));
+        EXPECT_TRUE(same()) << bits;
+        // A free angle keeps the size and the depth; the corners of the turned square are clear.
+        ASSERT_TRUE(RotateFormat(icon, 45));
+        EXPECT_EQ(icon.Width(), 20u);
+        EXPECT_EQ(icon.BitsPerPixel(), bits);
+        EXPECT_TRUE(PixelOf(icon, 0, 0).masked) << bits;
+        EXPECT_TRUE(icon.IsCompressed());
+
+        icon.SetPoint(10, 4);
+        ASSERT_TRUE(ResizeFormat(icon, 40, 30));
+        EXPECT_EQ(icon.Width(), 40u);
+        EXPECT_EQ(icon.Height(), 30u);
+        EXPECT_EQ(icon.BitsPerPixel(), bits);
+        EXPECT_TRUE(icon.IsCompressed());
+        EXPECT_EQ(icon.PointX(), 20);
+        EXPECT_EQ(icon.PointY(), 6);
+        EXPECT_FALSE(ResizeFormat(icon, 0, 30));
+        EXPECT_FALSE(ResizeFormat(icon, 4097, 30));
+        EXPECT_EQ(icon.Width(), 40u);
+    }
+}
+
+TEST(FormatEdit, FiltersKeepIndexedFormatsOnTheirOwnTable) {
+    const CDIB image = AsCdib(Disc(24, 24));
+    CKvIcon icon;
+    ASSERT_TRUE(MakeFormatFromImage(image, 24, 24, 4, icon));
+    IconImageLayout l;
+    ASSERT_TRUE(icon.GetLayout(l));
+    const std::vector<std::uint8_t> table(icon.GetBlock().data() + l.tableOffset,
+                                          icon.GetBlock().data() + l.tableOffset + 64);
+    const std::vector<std::uint8_t> mask(icon.GetBlock().data() + l.maskOffset,
+                                         icon.GetBlock().data() + l.maskOffset + l.maskImageSize);
+    ASSERT_TRUE(FilterFormat(icon, 3));
+    ASSERT_TRUE(InvertFormat(icon));
+    ASSERT_TRUE(icon.GetLayout(l));
+    EXPECT_EQ(icon.BitsPerPixel(), 4);
+    EXPECT_EQ(std::vector<std::uint8_t>(icon.GetBlock().data() + l.tableOffset,
+                                        icon.GetBlock().data() + l.tableOffset + 64),
+              table);
+    EXPECT_EQ(std::vector<std::uint8_t>(icon.GetBlock().data() + l.maskOffset,
+                                        icon.GetBlock().data() + l.maskOffset + l.maskImageSize),
+              mask);
+
+    // An alpha format's alpha is blurred with its colours: the rim gets softer.
+    CKvIcon alpha;
+    ASSERT_TRUE(MakeFormatFromImage(image, 24, 24, 32, alpha));
+    const auto before = PixelsOf(alpha);
+    ASSERT_TRUE(BlurFormat(alpha, 2));
+    const auto after = PixelsOf(alpha);
+    int softer = 0;
+    for (std::size_t i = 3; i < before.size(); i += 4) softer += before[i] == 0 && after[i] > 0;
+    EXPECT_GT(softer, 0);
+}
+
+}  // namespace
+}  // namespace tellurine
