@@ -30,5 +30,10 @@ CommandRunner AddReduceCommand(CLI::App& app);
 CommandRunner AddInfoCommand(CLI::App& app);
 CommandRunner AddExtractCommand(CLI::App& app);
 CommandRunner AddConvertCommand(CLI::App& app);
+CommandRunner AddCreateCommand(CLI::App& app);
+CommandRunner AddFilterCommand(CLI::App& app);
+CommandRunner AddResizeCommand(CLI::App& app);
+CommandRunner AddRotateCommand(CLI::App& app);
+CommandRunner AddFlipCommand(CLI::App& app);
 
 }  // namespace tellurine::cli

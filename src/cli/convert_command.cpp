@@ -2,8 +2,6 @@
 // Reads any supported icon container and writes one icon in the format OUT's extension names.
 #include <CLI/CLI.hpp>
 
-#include <algorithm>
-#include <cctype>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -11,7 +9,6 @@
 
 #include "cli/commands.h"
 #include "cli/icon_support.h"
-#include "formats/icns_codec.h"
 
 namespace tellurine::cli {
 
@@ -33,16 +30,8 @@ int RunConvert(const ConvertOptions& o) {
     IconFileContents contents;
     if (!ReadIconInput(o.input, contents)) return kExitFailure;
 
-    // A file of named icons gives the one asked for, or its first.
-    auto chosen = contents.icons.begin();
-    if (!o.group.empty()) {
-        chosen = std::find_if(contents.icons.begin(), contents.icons.end(),
-                              [&](const NamedIcon& icon) { return icon.name == o.group; });
-        if (chosen == contents.icons.end()) {
-            PrintError("convert: " + o.input + " has no icon named " + o.group);
-            return kExitFailure;
-        }
-    }
+    NamedIcon* chosen = ChooseIcon("convert", o.input, contents, o.group);
+    if (chosen == nullptr) return kExitFailure;
     CIconDoc& doc = chosen->doc;
     doc.macintosh = ext == ".icns";
 
@@ -57,15 +46,7 @@ int RunConvert(const ConvertOptions& o) {
         PrintError("convert: cannot write " + o.output + ": " + error);
         return kExitFailure;
     }
-    for (int i : leftOut) {
-        const CIconObject& f = *doc.GetFormat(i);
-        const int row = FindIcnsRow(f.Width(), f.Height(), f.BitCount() == 32 ? 24 : f.BitCount());
-        const std::string reason =
-            row < 0 ? "a Macintosh icon family has no element for it"
-                    : "its element \"" + IcnsTypeName(kIcnsRows[row].type) + "\" holds another format of that size";
-        PrintError("convert: " + o.output + ": left out format " + std::to_string(i) + " (" + std::to_string(f.Width()) +
-                   "x" + std::to_string(f.Height()) + ", " + std::to_string(f.BitCount()) + " bpp): " + reason);
-    }
+    ReportLeftOutFormats("convert", o.output, doc, leftOut);
     return kExitOk;
 }
 

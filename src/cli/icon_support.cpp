@@ -1,6 +1,9 @@
 #include "cli/icon_support.h"
 
+#include <algorithm>
+
 #include "cli/commands.h"
+#include "formats/icns_codec.h"
 
 namespace tellurine::cli {
 
@@ -28,6 +31,33 @@ std::string IconNameForFile(const NamedIcon& icon) {
     }
     if (name.empty() || name == "." || name == "..") name = "_" + name;
     return name;
+}
+
+void ReportLeftOutFormats(const std::string& command, const std::string& output, const CIconDoc& doc,
+                          const std::vector<int>& leftOut) {
+    for (const int i : leftOut) {
+        const CIconObject& f = *doc.GetFormat(i);
+        const int row = FindIcnsRow(f.Width(), f.Height(), f.BitCount() == 32 ? 24 : f.BitCount());
+        const std::string reason =
+            row < 0 ? "a Macintosh icon family has no element for it"
+                    : "its element \"" + IcnsTypeName(kIcnsRows[row].type) + "\" holds another format of that size";
+        PrintError(command + ": " + output + ": left out format " + std::to_string(i) + " (" +
+                   std::to_string(f.Width()) + "x" + std::to_string(f.Height()) + ", " + std::to_string(f.BitCount()) +
+                   " bpp): " + reason);
+    }
+}
+
+NamedIcon* ChooseIcon(const std::string& command, const std::string& path, IconFileContents& contents,
+                      const std::string& group) {
+    if (contents.icons.empty()) return nullptr;
+    if (group.empty()) return &contents.icons.front();
+    const auto chosen = std::find_if(contents.icons.begin(), contents.icons.end(),
+                                     [&](const NamedIcon& icon) { return icon.name == group; });
+    if (chosen == contents.icons.end()) {
+        PrintError(command + ": " + path + " has no icon named " + group);
+        return nullptr;
+    }
+    return &*chosen;
 }
 
 }  // namespace tellurine::cli

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include <nlohmann/json.hpp>
 
@@ -25,5 +26,15 @@ nlohmann::ordered_json IconNameJson(const NamedIcon& icon);
 // An icon's name made safe for a file name: characters other than letters, digits, '.', '_' and
 // '-' become '_'.
 std::string IconNameForFile(const NamedIcon& icon);
+
+// Prints, for each format a Macintosh family left out of `output`, why: "COMMAND: OUTPUT: left out
+// format I (WxH, B bpp): REASON".
+void ReportLeftOutFormats(const std::string& command, const std::string& output, const CIconDoc& doc,
+                          const std::vector<int>& leftOut);
+
+// The icon of a file of several named icons called `group`, or the first when `group` is empty.
+// Null, with a message printed, when no icon has that name.
+NamedIcon* ChooseIcon(const std::string& command, const std::string& path, IconFileContents& contents,
+                      const std::string& group);
 
 }  // namespace tellurine::cli

@@ -25,6 +25,11 @@ int main(int argc, char** argv) {
     commands["info"] = AddInfoCommand(app);
     commands["extract"] = AddExtractCommand(app);
     commands["convert"] = AddConvertCommand(app);
+    commands["create"] = AddCreateCommand(app);
+    commands["filter"] = AddFilterCommand(app);
+    commands["resize"] = AddResizeCommand(app);
+    commands["rotate"] = AddRotateCommand(app);
+    commands["flip"] = AddFlipCommand(app);
 
     try {
         app.parse(argc, argv);

@@ -6,6 +6,7 @@
 
 #include "image/file_io.h"
 #include "image/freeimage.h"
+#include "imaging/codecs.h"
 
 namespace tellurine {
 
@@ -68,6 +69,27 @@ bool LoadImageFile(const std::string& path, CDIB& dib, std::string& error) {
     std::vector<std::uint8_t> bytes;
     if (!ReadFileBytes(path, bytes, kMaxImageFileBytes, error)) return false;
     return DecodeImageFile(bytes, dib, error);
+}
+
+bool LoadPictureFile(const std::string& path, CDIB& dib, std::string& error) {
+    std::vector<std::uint8_t> bytes;
+    if (!ReadFileBytes(path, bytes, kMaxImageFileBytes, error)) return false;
+    if (IsPngStream(bytes)) {
+        Block picture = DecodePng(bytes, 32);
+        if (picture.empty()) {
+            error = "the image is damaged or cannot be decoded";
+            return false;
+        }
+        dib.Attach(std::move(picture));
+        return true;
+    }
+    if (!DecodeImageFile(bytes, dib, error)) return false;
+    if (dib.BitCount() != 32) dib.ConvertTo32(false, 0);
+    if (dib.BitCount() != 32) {
+        error = "out of memory";
+        return false;
+    }
+    return true;
 }
 
 bool EncodeImageFile(CDIB& dib, ImageFileFormat format, std::vector<std::uint8_t>& out, std::string& error) {

@@ -24,6 +24,11 @@ bool DecodeImageFile(std::span<const std::uint8_t> bytes, CDIB& dib, std::string
 // Reads and decodes the file at `path`.
 bool LoadImageFile(const std::string& path, CDIB& dib, std::string& error);
 
+// Reads a picture to make icons from, as a 32-bit bitmap (alpha 255 where the image has none).
+// PNG files go through the PNG decoder of icon images, which is faster than the image library's;
+// everything else through DecodeImageFile.
+bool LoadPictureFile(const std::string& path, CDIB& dib, std::string& error);
+
 // Encodes a bitmap (1, 4, 8, 24 or 32 bits) as PNG or BMP. False, with a reason, on failure.
 bool EncodeImageFile(CDIB& dib, ImageFileFormat format, std::vector<std::uint8_t>& out, std::string& error);
 

@@ -1,0 +1,229 @@
+// tellurine-cli create IMAGE... -o OUT [--sizes LIST] [--depths LIST] [--compress-256] [--mac] [-j N]
+// Makes one icon from each image: every size at every depth.
+#include <CLI/CLI.hpp>
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "cli/commands.h"
+#include "cli/icon_support.h"
+#include "formats/icon_project.h"
+#include "formats/image_file.h"
+#include "icon/format_maker.h"
+#include "image/file_io.h"
+
+namespace tellurine::cli {
+
+namespace {
+
+const std::vector<int> kWindowsSizes{16, 24, 32, 48, 64, 128, 256};
+const std::vector<int> kWindowsDepths{32, 8, 4};
+// Every size a Macintosh family has a 32-bit element for.
+const std::vector<int> kMacSizes{16, 32, 48, 128, 256, 512, 1024};
+const std::vector<int> kMacDepths{32};
+
+struct CreateOptions {
+    std::vector<std::string> images;
+    std::string output;
+    std::vector<int> sizes;
+    std::vector<int> depths;
+    bool compress256 = false;
+    bool mac = false;
+    unsigned jobs = 0;
+};
+
+// One image and the icon it becomes.
+struct CreateJob {
+    std::string image;
+    std::string output;
+};
+
+// Shows how far the batch is: a bar redrawn on a terminal, one line per icon otherwise. Failures
+// are lines on stderr either way.
+class Progress {
+public:
+    explicit Progress(std::size_t total) : total_(total), bar_(isatty(STDERR_FILENO) != 0) { Draw(); }
+
+    void Made(const CreateJob& job, int formats) {
+        const std::lock_guard lock(mutex_);
+        ++done_;
+        if (!bar_) std::printf("%s -> %s (%d formats)\n", job.image.c_str(), job.output.c_str(), formats);
+        Draw();
+    }
+    void Failed(const std::string& message) {
+        const std::lock_guard lock(mutex_);
+        ++done_;
+        if (bar_) std::fprintf(stderr, "\r\033[K");
+        PrintError(message);
+        Draw();
+    }
+    // Lines printed by the job itself (formats left out) go through here too.
+    void Note(const std::function<void()>& print) {
+        const std::lock_guard lock(mutex_);
+        if (bar_) std::fprintf(stderr, "\r\033[K");
+        print();
+        Draw();
+    }
+    void Finish() {
+        if (bar_) std::fprintf(stderr, "\n");
+        std::fflush(stdout);
+    }
+
+private:
+    void Draw() {
+        if (!bar_) return;
+        constexpr int kWidth = 30;
+        const int filled = total_ == 0 ? kWidth : static_cast<int>(done_ * kWidth / total_);
+        std::fprintf(stderr, "\r[%s%s] %zu/%zu", std::string(static_cast<std::size_t>(filled), '#').c_str(),
+                     std::string(static_cast<std::size_t>(kWidth - filled), '-').c_str(), done_, total_);
+        std::fflush(stderr);
+    }
+
+    std::mutex mutex_;
+    std::size_t total_;
+    std::size_t done_ = 0;
+    bool bar_;
+};
+
+bool MakeOne(const CreateJob& job, const IconProjectRequest& request, Progress& progress) {
+    CDIB image;
+    std::string error;
+    if (!LoadPictureFile(job.image, image, error)) {
+        progress.Failed("create: cannot read " + job.image + ": " + error);
+        return false;
+    }
+    CIconDoc doc;
+    doc.name = std::filesystem::path(job.image).stem().string();
+    if (!MakeIconProject(image, request, doc, error)) {
+        progress.Failed("create: " + job.image + ": " + error);
+        return false;
+    }
+    image.Clear();
+    std::vector<int> leftOut;
+    // The icon is made from an image that stays on disk: the save need not wait for the disk.
+    if (!SaveIconProject(job.output, doc, false, error, Durability::NoFlush, &leftOut)) {
+        progress.Failed("create: cannot write " + job.output + ": " + error);
+        return false;
+    }
+    if (!leftOut.empty()) progress.Note([&] { ReportLeftOutFormats("create", job.output, doc, leftOut); });
+    progress.Made(job, doc.GetFormatCount() - static_cast<int>(leftOut.size()));
+    return true;
+}
+
+// Where each image's icon goes: OUT itself for one image (unless OUT is a folder), else
+// OUT/<image stem>.ico (or .icns). False, with a message, when OUT cannot serve.
+bool PlanOutputs(const CreateOptions& o, const std::string& extension, std::vector<CreateJob>& jobs) {
+    std::error_code ec;
+    const bool isFolder = std::filesystem::is_directory(o.output, ec);
+    if (o.images.size() == 1 && !isFolder) {
+        const std::string ext = LowerExtension(o.output);
+        if (ext != ".ico" && ext != ".icns") {
+            PrintError("create: the output must end in .ico or .icns, or be a folder: " + o.output);
+            return false;
+        }
+        if (ext != extension) {
+            PrintError("create: --mac makes .icns files, not " + o.output);
+            return false;
+        }
+        jobs.push_back({o.images.front(), o.output});
+        return true;
+    }
+    if (!isFolder) {
+        std::filesystem::create_directories(o.output, ec);
+        if (ec || !std::filesystem::is_directory(o.output, ec)) {
+            PrintError("create: cannot create the folder " + o.output + (ec ? ": " + ec.message() : ""));
+            return false;
+        }
+    }
+    // Two images of one name (a.png and a.jpg) would write one icon: the later ones get a number.
+    std::map<std::string, int> taken;
+    for (const std::string& image : o.images) {
+        std::string stem = std::filesystem::path(image).stem().string();
+        if (stem.empty()) stem = "icon";
+        const int seen = taken[stem]++;
+        if (seen > 0) stem += "-" + std::to_string(seen + 1);
+        jobs.push_back({image, (std::filesystem::path(o.output) / (stem + extension)).string()});
+    }
+    return true;
+}
+
+int RunCreate(const CreateOptions& o) {
+    const bool mac = o.mac || (o.images.size() == 1 && LowerExtension(o.output) == ".icns");
+    IconProjectRequest request;
+    request.sizes = o.sizes.empty() ? (mac ? kMacSizes : kWindowsSizes) : o.sizes;
+    request.depths = o.depths.empty() ? (mac ? kMacDepths : kWindowsDepths) : o.depths;
+    request.compressLarge = o.compress256;
+    request.macintosh = mac;
+    for (const int size : request.sizes) {
+        if (size < 1 || size > kMaxMadeFormatSize) {
+            PrintError("create: size " + std::to_string(size) + " is not in 1.." + std::to_string(kMaxMadeFormatSize));
+            return kExitFailure;
+        }
+    }
+    for (const int bits : request.depths) {
+        if (!IsMakeableDepth(bits)) {
+            PrintError("create: depth " + std::to_string(bits) + " is not one of 1, 4, 8, 24, 32");
+            return kExitFailure;
+        }
+    }
+
+    std::vector<CreateJob> jobs;
+    if (!PlanOutputs(o, mac ? ".icns" : ".ico", jobs)) return kExitFailure;
+
+    const unsigned cores = std::max(1u, std::thread::hardware_concurrency());
+    const auto workers = static_cast<unsigned>(std::min<std::size_t>(o.jobs == 0 ? cores : o.jobs, jobs.size()));
+    // One image: its sizes share the threads. Several: one image per thread.
+    request.threads = jobs.size() == 1 ? (o.jobs == 0 ? cores : o.jobs) : 1;
+
+    Progress progress(jobs.size());
+    std::atomic<std::size_t> next{0};
+    std::atomic<bool> allMade{true};
+    auto work = [&] {
+        for (std::size_t i = next++; i < jobs.size(); i = next++)
+            if (!MakeOne(jobs[i], request, progress)) allMade = false;
+    };
+    {
+        std::vector<std::jthread> threads;
+        for (unsigned t = 1; t < workers; ++t) threads.emplace_back(work);
+        work();
+    }
+    progress.Finish();
+    return allMade ? kExitOk : kExitFailure;
+}
+
+}  // namespace
+
+CommandRunner AddCreateCommand(CLI::App& app) {
+    auto options = std::make_shared<CreateOptions>();
+    CLI::App* sub = app.add_subcommand("create", "Make an icon from each image: every size at every depth");
+    sub->add_option("IMAGE", options->images, "Images to make icons from (PNG, BMP, JPEG, TIFF, GIF, ...)")
+        ->required();
+    sub->add_option("-o,--output", options->output,
+                    "The icon to write (.ico or .icns) for one image, or a folder for several (created when missing)")
+        ->required();
+    sub->add_option("--sizes", options->sizes,
+                    "Sizes in pixels, comma-separated (default 16,24,32,48,64,128,256; with --mac "
+                    "16,32,48,128,256,512,1024)")
+        ->delimiter(',');
+    sub->add_option("--depths", options->depths,
+                    "Bits per pixel, comma-separated, of 1, 4, 8, 24, 32 (default 32,8,4; with --mac 32)")
+        ->delimiter(',');
+    sub->add_flag("--compress-256", options->compress256, "Store formats of 256 pixels and larger as PNG");
+    sub->add_flag("--mac", options->mac, "Make Macintosh icon families (.icns)");
+    sub->add_option("-j,--jobs", options->jobs, "Images made at once (default: the number of cores)")
+        ->check(CLI::Range(1u, 64u));
+    return [options] { return RunCreate(*options); };
+}
+
+}  // namespace tellurine::cli

@@ -1,0 +1,168 @@
+"""End-to-end tests of tellurine-cli's create and its edit commands (filter, resize, rotate, flip),
+judged by peers: Pillow and icoutils read the icons made, libicns the Macintosh families.
+
+Run by CTest as: python3 create_cli_test.py PATH-TO-tellurine-cli
+"""
+import os
+import shutil
+import struct
+import subprocess
+
+from PIL import Image, ImageDraw
+
+from cli_support import ScratchCase, main, run
+
+DEFAULT_SIZES = [16, 24, 32, 48, 64, 128, 256]
+
+
+def artwork(path, size=(300, 300)):
+    """An RGBA picture: a red disc with a soft rim on a clear ground."""
+    img = Image.new("RGBA", size, (0, 0, 0, 0))
+    w, h = size
+    r = min(w, h) * 0.4
+    ImageDraw.Draw(img).ellipse((w / 2 - r, h / 2 - r, w / 2 + r, h / 2 + r), fill=(230, 30, 30, 255))
+    img.save(path)
+
+
+def read(path):
+    with open(path, "rb") as f:
+        return f.read()
+
+
+def directory(path):
+    """(width, height, bits, stored as PNG) of each image of an .ico, from its directory."""
+    data = read(path)
+    _, kind, count = struct.unpack_from("<HHH", data)
+    out = []
+    for i in range(count):
+        w, h, _, _, _, bits, size, offset = struct.unpack_from("<BBBBHHII", data, 6 + 16 * i)
+        out.append((w or 256, h or 256, bits, data[offset:offset + 8] == b"\x89PNG\r\n\x1a\n"))
+    return out
+
+
+class CreateTest(ScratchCase):
+    def test_one_image_makes_every_size_at_every_depth(self):
+        artwork(self.path("art.png"), (300, 200))
+        r = run("create", self.path("art.png"), "-o", self.path("art.ico"), "--compress-256")
+        self.assertEqual(r.returncode, 0, r.stderr)
+        entries = directory(self.path("art.ico"))
+        self.assertEqual(sorted((w, b) for w, h, b, _ in entries),
+                         sorted((s, b) for s in DEFAULT_SIZES for b in (32, 8, 4)))
+        for w, h, bits, png in entries:
+            self.assertEqual(png, w == 256, (w, bits))
+        # Pillow reads every size; the 300 x 200 picture is centred, not stretched: the top band
+        # is clear and the centre red.
+        with Image.open(self.path("art.ico")) as im:
+            self.assertEqual(sorted(s[0] for s in im.info["sizes"]), DEFAULT_SIZES)
+            im.size = (48, 48)
+            im.load()
+            px = im.convert("RGBA")
+            self.assertEqual(px.getpixel((24, 3))[3], 0)
+            r_, g, b, a = px.getpixel((24, 24))
+            self.assertEqual(a, 255)
+            self.assertGreater(r_, 200)
+            self.assertLess(g, 60)
+        # icoutils agrees on the formats.
+        listing = subprocess.run(["icotool", "-l", self.path("art.ico")], capture_output=True, text=True)
+        self.assertEqual(listing.returncode, 0)
+        self.assertEqual(listing.stdout.count("--icon"), 21)
+
+    def test_a_batch_with_a_broken_image_makes_the_others_and_fails(self):
+        for name in ("a", "b"):
+            artwork(self.path(name + ".png"))
+        with open(self.path("broken.png"), "wb") as f:
+            f.write(read(self.path("a.png"))[:120])
+        Image.new("RGB", (40, 30), (10, 200, 10)).save(self.path("c.bmp"))
+        out = self.path("icons")
+        r = run("create", self.path("a.png"), self.path("broken.png"), self.path("b.png"), self.path("c.bmp"),
+                "-o", out, "--sizes", "16,32", "--depths", "32,1", "-j", "2")
+        self.assertEqual(r.returncode, 1)
+        self.assertIn("broken.png", r.stderr)
+        self.assertEqual(sorted(os.listdir(out)), ["a.ico", "b.ico", "c.ico"])
+        self.assertEqual(len([line for line in r.stdout.splitlines() if "->" in line]), 3)
+        for name in ("a", "b", "c"):
+            self.assertEqual(sorted((w, b) for w, _, b, _ in directory(os.path.join(out, name + ".ico"))),
+                             [(16, 1), (16, 32), (32, 1), (32, 32)])
+
+    def test_mac_makes_a_family_that_libicns_lists(self):
+        artwork(self.path("art.png"), (512, 512))
+        r = run("create", self.path("art.png"), "-o", self.path("art.icns"))
+        self.assertEqual(r.returncode, 0, r.stderr)
+        if shutil.which("icns2png"):
+            listing = subprocess.run(["icns2png", "-l", self.path("art.icns")], capture_output=True, text=True)
+            for element in ("is32", "il32", "ih32", "it32", "ic08", "ic09", "ic10"):
+                self.assertIn(element, listing.stdout)
+        with Image.open(self.path("art.icns")) as im:
+            self.assertIn((512, 512, 2), im.info["sizes"])  # 1024 pixels
+
+    def test_bad_requests_fail_and_write_nothing(self):
+        artwork(self.path("art.png"))
+        for args in (["--sizes", "0"], ["--sizes", "16,2000"], ["--depths", "16"]):
+            r = run("create", self.path("art.png"), "-o", self.path("x.ico"), *args)
+            self.assertEqual(r.returncode, 1, args)
+            self.assertTrue(r.stderr.startswith("tellurine-cli: create:"), r.stderr)
+        r = run("create", self.path("art.png"), "-o", self.path("x.png"))
+        self.assertEqual(r.returncode, 1)
+        self.assertFalse(os.path.exists(self.path("x.ico")))
+
+
+class EditTest(ScratchCase):
+    def make(self):
+        artwork(self.path("art.png"), (64, 64))
+        r = run("create", self.path("art.png"), "-o", self.path("art.ico"), "--sizes", "32,48",
+                "--depths", "32,8")
+        self.assertEqual(r.returncode, 0, r.stderr)
+        return self.path("art.ico")
+
+    def pixels(self, path, size):
+        with Image.open(path) as im:
+            im.size = (size, size)
+            im.load()
+            return im.convert("RGBA")
+
+    def test_rotate_and_flip_turn_every_format(self):
+        icon = self.make()
+        before = self.pixels(icon, 48)
+        # Right 90 is clockwise; turned back by left 90 it is the same picture again.
+        self.assertEqual(run("rotate", icon, "--angle", "90", "--right", "-o", self.path("r.ico")).returncode, 0)
+        self.assertEqual(list(self.pixels(self.path("r.ico"), 48).getdata()),
+                         list(before.transpose(Image.Transpose.ROTATE_270).getdata()))
+        self.assertEqual(run("rotate", self.path("r.ico"), "--angle", "90").returncode, 0)
+        self.assertEqual(list(self.pixels(self.path("r.ico"), 48).getdata()), list(before.getdata()))
+        self.assertEqual(run("flip", icon, "-o", self.path("f.ico")).returncode, 0)
+        self.assertEqual(list(self.pixels(self.path("f.ico"), 48).getdata()),
+                         list(before.transpose(Image.Transpose.FLIP_LEFT_RIGHT).getdata()))
+        self.assertEqual(run("rotate", icon, "--angle", "30", "-o", self.path("free.ico")).returncode, 0)
+        self.assertEqual(sorted(directory(self.path("free.ico"))), sorted(directory(icon)))
+
+    def test_filter_and_resize_one_format_or_all(self):
+        icon = self.make()
+        r = run("filter", icon, "--filter", "Find Edges", "--format", "0", "-o", self.path("e.ico"))
+        self.assertEqual(r.returncode, 0, r.stderr)
+        r = run("filter", icon, "--filter", "gaussian-blur", "--radius", "3", "-o", self.path("g.ico"))
+        self.assertEqual(r.returncode, 0, r.stderr)
+        r = run("resize", icon, "--size", "20x20", "-o", self.path("s.ico"))
+        self.assertEqual(r.returncode, 0, r.stderr)
+        self.assertEqual(sorted(directory(self.path("s.ico"))), [(20, 20, 8, False)] * 2 + [(20, 20, 32, False)] * 2)
+        # A picture goes through the same filters.
+        r = run("filter", self.path("art.png"), "--filter", "7", "-o", self.path("d.png"))
+        self.assertEqual(r.returncode, 0, r.stderr)
+        with Image.open(self.path("d.png")) as im:
+            self.assertEqual(im.size, (64, 64))
+
+    def test_bad_values_fail_and_leave_the_file_alone(self):
+        icon = self.make()
+        original = read(icon)
+        for args in (["resize", icon, "--size", "0x16"], ["resize", icon, "--size", "5000x16"],
+                     ["resize", icon, "--size", "big"], ["rotate", icon, "--angle", "400"],
+                     ["filter", icon, "--filter", "13"], ["filter", icon, "--filter", "sparkle"],
+                     ["filter", icon, "--filter", "gaussian-blur", "--radius", "1"],
+                     ["flip", icon, "--format", "9"]):
+            r = run(*args)
+            self.assertEqual(r.returncode, 1, args)
+            self.assertIn("tellurine-cli:", r.stderr)
+        self.assertEqual(read(icon), original)
+
+
+if __name__ == "__main__":
+    main()
