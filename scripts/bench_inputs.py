@@ -101,6 +101,13 @@ def family_inputs():
 
 photo(os.path.join(out, "photo.png"))
 family_inputs()
+# 100 pictures to make icons from: copies of the 1024 x 1024 icon picture.
+os.makedirs(os.path.join(out, "pictures100"), exist_ok=True)
+with open(os.path.join(out, "big.png"), "rb") as f:
+    big = f.read()
+for i in range(100):
+    with open(os.path.join(out, "pictures100", f"picture{i:03d}.png"), "wb") as f:
+        f.write(big)
 icon = seven_format_icon(os.path.join(out, "icon7.ico"))
 os.makedirs(os.path.join(out, "icons200"), exist_ok=True)
 for i in range(200):
