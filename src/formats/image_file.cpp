@@ -6,6 +6,7 @@
 
 #include "image/file_io.h"
 #include "image/freeimage.h"
+#include "formats/icon_project.h"
 #include "imaging/codecs.h"
 
 namespace tellurine {
@@ -71,9 +72,39 @@ bool LoadImageFile(const std::string& path, CDIB& dib, std::string& error) {
     return DecodeImageFile(bytes, dib, error);
 }
 
+namespace {
+
+// The picture of an icon file's largest format (the deepest of that size), as 32 bits.
+bool PictureFromIcon(const std::string& path, std::span<const std::uint8_t> bytes, CDIB& dib, std::string& error) {
+    IconFileContents contents;
+    if (!ReadIconContainer(path, bytes, contents)) {
+        error = "the icon file is damaged or holds no icon that can be read";
+        return false;
+    }
+    const CIconDoc& doc = contents.icons.front().doc;
+    const CIconObject* best = nullptr;
+    for (int i = 0; i < doc.GetFormatCount(); ++i) {
+        const CIconObject* f = doc.GetFormat(i);
+        const auto area = [](const CIconObject* o) { return std::int64_t{o->Width()} * o->Height(); };
+        if (best == nullptr || area(f) > area(best) || (area(f) == area(best) && f->BitCount() > best->BitCount()))
+            best = f;
+    }
+    Block picture = best != nullptr ? best->Icon().To32BitDib() : Block{};
+    if (picture.empty()) {
+        error = "out of memory";
+        return false;
+    }
+    dib.Attach(std::move(picture));
+    return true;
+}
+
+}  // namespace
+
 bool LoadPictureFile(const std::string& path, CDIB& dib, std::string& error) {
     std::vector<std::uint8_t> bytes;
     if (!ReadFileBytes(path, bytes, kMaxImageFileBytes, error)) return false;
+    // Icon files are read by Tellurine's own readers, never by the image library's.
+    if (ClassifyIconFile(path, bytes) != IconContainer::Unknown) return PictureFromIcon(path, bytes, dib, error);
     if (IsPngStream(bytes)) {
         Block picture = DecodePng(bytes, 32);
         if (picture.empty()) {

@@ -66,6 +66,10 @@ class CreateTest(ScratchCase):
         listing = subprocess.run(["icotool", "-l", self.path("art.ico")], capture_output=True, text=True)
         self.assertEqual(listing.returncode, 0)
         self.assertEqual(listing.stdout.count("--icon"), 21)
+        # An icon is a picture too: its largest format, read by Tellurine's own reader.
+        r = run("create", self.path("art.ico"), "-o", self.path("again.ico"), "--sizes", "16")
+        self.assertEqual(r.returncode, 0, r.stderr)
+        self.assertEqual(len(directory(self.path("again.ico"))), 3)
 
     def test_a_batch_with_a_broken_image_makes_the_others_and_fails(self):
         for name in ("a", "b"):
