@@ -1,0 +1,60 @@
+// Feeds arbitrary bytes to the reader of program resources: both listings and the icon groups,
+// checked against each other.
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+#include "formats/pe_resources.h"
+#include "image/archive.h"
+
+namespace {
+
+void Check(bool condition) {
+    if (!condition) __builtin_trap();
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    using namespace tellurine;
+    const std::span<const std::uint8_t> bytes(data, size);
+    const auto icons = ListResources(bytes, 3);
+    const auto groups = ListResources(bytes, 14);
+    const auto read = ReadExeIcons(bytes);
+    Check(read.has_value() == (icons.has_value() && groups.has_value()));
+
+    for (const auto* list : {&icons, &groups}) {
+        if (!*list) continue;
+        Check((*list)->size() <= kMaxResourceRecords);
+        for (const ResourceRecord& r : **list) {
+            // Every record's data is a part of the input.
+            Check(r.data.empty() ||
+                  (r.data.data() >= data && r.data.size() <= size &&
+                   r.data.data() - data <= static_cast<std::ptrdiff_t>(size - r.data.size())));
+        }
+    }
+    if (!read) return 0;
+    if (groups->empty()) Check(read->empty());
+
+    // The groups follow the group records in order, each with at least one image.
+    std::size_t next = 0, images = 0;
+    for (const ExeIconGroup& g : *read) {
+        while (next < groups->size() &&
+               ((*groups)[next].name.id != g.name.id || (*groups)[next].name.text != g.name.text ||
+                (*groups)[next].language != g.language))
+            ++next;
+        Check(next < groups->size());
+        ++next;
+        Check(g.group.FormatCount() > 0);
+        images += static_cast<std::size_t>(g.group.FormatCount());
+        for (int i = 0; i < g.group.FormatCount(); ++i) {
+            const CKvIcon* icon = g.group.FormatAt(i);
+            Check(icon != nullptr && !icon->IsEmpty());
+            Archive out = Archive::ForStoring();
+            Check(icon->WriteImage(out) == 1);
+        }
+    }
+    Check(images <= kMaxExeImageReads);
+    Check(read->empty() || !icons->empty());
+    return 0;
+}

@@ -1,0 +1,343 @@
+#include "formats/pe_resources.h"
+
+#include <algorithm>
+#include <new>
+#include <unordered_map>
+#include <utility>
+
+#include "image/bytes.h"
+#include "image/file_io.h"
+
+namespace tellurine {
+
+namespace {
+
+constexpr std::uint32_t kHighBit = 0x80000000u;
+constexpr std::size_t kDirectoryHeaderSize = 16;
+constexpr std::size_t kDirectoryEntrySize = 8;
+constexpr std::size_t kDataEntrySize = 16;
+constexpr std::size_t kSectionHeaderSize = 40;
+constexpr std::size_t kCoffHeaderSize = 20;
+constexpr std::size_t kResourceDirectoryIndex = 2;
+
+// Icon group data: a 6-byte header (reserved, type, count) and 14-byte entries whose last two
+// bytes are the icon's identifier.
+constexpr std::size_t kGroupHeaderSize = 6;
+constexpr std::size_t kGroupEntrySize = 14;
+constexpr std::size_t kGroupEntryIdOffset = 12;
+
+struct Section {
+    std::uint32_t virtualAddress = 0;
+    std::uint32_t virtualSize = 0;  // the extent of the section in memory (raw size when 0)
+    std::uint32_t rawOffset = 0;
+    std::uint32_t rawSize = 0;
+};
+
+// The parts of a PE file that resource reading needs: its sections, and the bytes of the
+// resource directory from the root to the end of the raw data of the section that holds it.
+struct PeView {
+    std::span<const std::uint8_t> bytes;
+    std::vector<Section> sections;
+    bool hasResources = false;
+    std::span<const std::uint8_t> resources;
+
+    // Where rva lies in the file: the first section (in table order) whose memory range holds it
+    // gives the file offset, and the bytes present from there to the end of the section's raw
+    // data or of the file, whichever comes first (memory past the raw data is zero-filled by a
+    // loader, not stored). Nothing when no section holds rva or nothing of it is in the file.
+    [[nodiscard]] std::optional<std::span<const std::uint8_t>> MapToSectionEnd(std::uint32_t rva) const {
+        for (const Section& s : sections) {
+            const std::uint64_t extent = s.virtualSize != 0 ? s.virtualSize : s.rawSize;
+            if (rva < s.virtualAddress || rva - s.virtualAddress >= extent) continue;
+            const std::uint64_t delta = rva - s.virtualAddress;
+            const std::uint64_t present = std::min<std::uint64_t>(s.rawSize, extent);
+            const std::uint64_t offset = std::uint64_t{s.rawOffset} + delta;
+            if (delta > present || offset > bytes.size()) return std::nullopt;
+            const std::uint64_t length = std::min<std::uint64_t>(present - delta, bytes.size() - offset);
+            return bytes.subspan(static_cast<std::size_t>(offset), static_cast<std::size_t>(length));
+        }
+        return std::nullopt;
+    }
+
+    // The file bytes of [rva, rva + size), when all of them are present (see MapToSectionEnd).
+    [[nodiscard]] std::optional<std::span<const std::uint8_t>> Map(std::uint32_t rva,
+                                                                   std::uint32_t size) const {
+        const auto rest = MapToSectionEnd(rva);
+        if (!rest || size > rest->size()) return std::nullopt;
+        return rest->first(size);
+    }
+};
+
+// Reads the headers. Nothing when the bytes are not a PE file (no "MZ", no "PE\0\0" signature
+// where e_lfanew points, headers cut short, an optional header that is neither PE32 nor PE32+)
+// or when the resource directory's root does not map to bytes of the file. A file whose optional
+// header has no resource directory entry, or whose entry is empty (RVA 0), has no resources.
+std::optional<PeView> OpenPe(std::span<const std::uint8_t> bytes) {
+    PeView view;
+    view.bytes = bytes;
+    const std::size_t size = bytes.size();
+    if (size < 64 || bytes[0] != 'M' || bytes[1] != 'Z') return std::nullopt;
+    const std::size_t pe = LoadU32(bytes.data() + 0x3C);
+    if (pe > size || kCoffHeaderSize + 4 > size - pe) return std::nullopt;
+    if (LoadU32(bytes.data() + pe) != 0x00004550u) return std::nullopt;  // "PE\0\0"
+    const std::uint8_t* coff = bytes.data() + pe + 4;
+    const std::size_t sectionCount = LoadU16(coff + 2);
+    const std::size_t optionalSize = LoadU16(coff + 16);
+    const std::size_t optional = pe + 4 + kCoffHeaderSize;
+    if (optionalSize < 2 || optionalSize > size - optional) return std::nullopt;
+    const std::uint8_t* opt = bytes.data() + optional;
+
+    // The data directory follows the fixed fields, whose length differs between the two forms.
+    std::size_t countOffset = 0;
+    switch (LoadU16(opt)) {
+        case 0x10b: countOffset = 92; break;   // PE32
+        case 0x20b: countOffset = 108; break;  // PE32+
+        default: return std::nullopt;
+    }
+    const std::size_t entryOffset = countOffset + 4 + kResourceDirectoryIndex * 8;
+    std::uint32_t resourceRva = 0;
+    if (entryOffset + 8 <= optionalSize && LoadU32(opt + countOffset) > kResourceDirectoryIndex)
+        resourceRva = LoadU32(opt + entryOffset);
+    // The directory's size field is not used: the root's section bounds the directory, and a
+    // wrong size (common in altered files) does not hide resources that are there.
+
+    // Section headers that lie in the file; a table cut short by the file's end keeps the
+    // complete ones.
+    const std::size_t table = optional + optionalSize;
+    const std::size_t present = (size - table) / kSectionHeaderSize;
+    const std::size_t count = std::min(sectionCount, present);
+    view.sections.reserve(count);
+    for (std::size_t i = 0; i < count; ++i) {
+        const std::uint8_t* s = bytes.data() + table + i * kSectionHeaderSize;
+        view.sections.push_back({LoadU32(s + 12), LoadU32(s + 8), LoadU32(s + 20), LoadU32(s + 16)});
+    }
+
+    if (resourceRva == 0) return view;
+    const auto resources = view.MapToSectionEnd(resourceRva);
+    if (!resources || resources->size() < kDirectoryHeaderSize) return std::nullopt;
+    view.hasResources = true;
+    view.resources = *resources;
+    return view;
+}
+
+// A directory's entries that are present: the named and numbered counts added (at most
+// 2 x 65,535), fewer when the section ends first.
+struct Directory {
+    std::size_t first = 0;  // offset of the first entry in the resource bytes
+    std::size_t count = 0;
+};
+
+std::optional<Directory> ReadDirectory(std::span<const std::uint8_t> res, std::size_t offset) {
+    if (offset > res.size() || kDirectoryHeaderSize > res.size() - offset) return std::nullopt;
+    const std::size_t stated =
+        std::size_t{LoadU16(res.data() + offset + 12)} + LoadU16(res.data() + offset + 14);
+    const std::size_t fits = (res.size() - offset - kDirectoryHeaderSize) / kDirectoryEntrySize;
+    return Directory{offset + kDirectoryHeaderSize, std::min(stated, fits)};
+}
+
+void AppendUtf8(std::string& out, char32_t u) {
+    if (u < 0x80) {
+        out += static_cast<char>(u);
+    } else if (u < 0x800) {
+        out += static_cast<char>(0xC0 | (u >> 6));
+        out += static_cast<char>(0x80 | (u & 0x3F));
+    } else if (u < 0x10000) {
+        out += static_cast<char>(0xE0 | (u >> 12));
+        out += static_cast<char>(0x80 | ((u >> 6) & 0x3F));
+        out += static_cast<char>(0x80 | (u & 0x3F));
+    } else {
+        out += static_cast<char>(0xF0 | (u >> 18));
+        out += static_cast<char>(0x80 | ((u >> 12) & 0x3F));
+        out += static_cast<char>(0x80 | ((u >> 6) & 0x3F));
+        out += static_cast<char>(0x80 | (u & 0x3F));
+    }
+}
+
+// A name string: a 16-bit length in UTF-16 units, then the units; lone surrogates become U+FFFD.
+// Nothing when the string runs off the resource bytes.
+std::optional<std::string> ReadName(std::span<const std::uint8_t> res, std::size_t offset) {
+    if (offset > res.size() || 2 > res.size() - offset) return std::nullopt;
+    const std::size_t units = LoadU16(res.data() + offset);
+    if (units * 2 > res.size() - offset - 2) return std::nullopt;
+    const std::uint8_t* p = res.data() + offset + 2;
+    std::string out;
+    out.reserve(units);
+    for (std::size_t i = 0; i < units; ++i) {
+        const char32_t u = LoadU16(p + 2 * i);
+        if (u >= 0xD800 && u <= 0xDBFF && i + 1 < units) {
+            const char32_t low = LoadU16(p + 2 * (i + 1));
+            if (low >= 0xDC00 && low <= 0xDFFF) {
+                AppendUtf8(out, 0x10000 + ((u - 0xD800) << 10) + (low - 0xDC00));
+                ++i;
+                continue;
+            }
+        }
+        AppendUtf8(out, u >= 0xD800 && u <= 0xDFFF ? 0xFFFD : u);
+    }
+    return out;
+}
+
+std::optional<std::vector<ResourceRecord>> List(std::span<const std::uint8_t> bytes, std::uint16_t type) {
+    const std::optional<PeView> view = OpenPe(bytes);
+    if (!view) return std::nullopt;
+    std::vector<ResourceRecord> records;
+    if (!view->hasResources) return records;
+    const std::span<const std::uint8_t> res = view->resources;
+    const auto root = ReadDirectory(res, 0);
+    if (!root) return std::nullopt;
+
+    std::size_t visits = 0;
+    std::size_t nameBytes = 0;
+
+    // Level 1: the first entry of the wanted type. A platform's lookup finds one entry per type;
+    // a repeated type (only in damaged files) is not read again.
+    std::optional<std::size_t> typeDirectory;
+    for (std::size_t i = 0; i < root->count && !typeDirectory; ++i) {
+        ++visits;
+        const std::uint8_t* e = res.data() + root->first + i * kDirectoryEntrySize;
+        const std::uint32_t name = LoadU32(e), target = LoadU32(e + 4);
+        if ((name & kHighBit) != 0 || (name & 0xFFFF) != type || (target & kHighBit) == 0) continue;
+        typeDirectory = target & ~kHighBit;
+    }
+    if (!typeDirectory) return records;
+    const auto names = ReadDirectory(res, *typeDirectory);
+    if (!names) return std::nullopt;
+
+    // Level 2: names, in directory order; level 3: languages, in directory order. Only three
+    // levels are read, so a subdirectory offset that leads back to an ancestor is read once more
+    // as the next level down and cannot make a loop; a level-3 entry that points at a directory
+    // is not data and is ignored, as is a level-1 or level-2 entry that points at data.
+    for (std::size_t n = 0; n < names->count; ++n) {
+        if (++visits > kMaxResourceEntriesVisited) return records;
+        const std::uint8_t* e = res.data() + names->first + n * kDirectoryEntrySize;
+        const std::uint32_t nameField = LoadU32(e), target = LoadU32(e + 4);
+        if ((target & kHighBit) == 0) continue;
+        ResourceName name;
+        if ((nameField & kHighBit) != 0) {
+            std::optional<std::string> text = ReadName(res, nameField & ~kHighBit);
+            if (!text) continue;
+            name.text = std::move(*text);
+        } else {
+            name.id = static_cast<std::uint16_t>(nameField & 0xFFFF);
+        }
+        const auto languages = ReadDirectory(res, target & ~kHighBit);
+        if (!languages) continue;
+        for (std::size_t l = 0; l < languages->count; ++l) {
+            if (++visits > kMaxResourceEntriesVisited) return records;
+            const std::uint8_t* le = res.data() + languages->first + l * kDirectoryEntrySize;
+            const std::uint32_t language = LoadU32(le), dataEntry = LoadU32(le + 4);
+            if ((language & kHighBit) != 0 || (dataEntry & kHighBit) != 0) continue;
+            if (dataEntry > res.size() || kDataEntrySize > res.size() - dataEntry) continue;
+            const std::uint8_t* d = res.data() + dataEntry;
+            const auto data = view->Map(LoadU32(d), LoadU32(d + 4));
+            if (!data) continue;
+            nameBytes += name.text.size();
+            if (nameBytes > kMaxResourceNameBytes) return records;
+            records.push_back({name, static_cast<std::uint16_t>(language & 0xFFFF), *data});
+            if (records.size() == kMaxResourceRecords) return records;
+        }
+    }
+    return records;
+}
+
+// Reads the images of one group; stops early (returning false) when a file-wide limit is hit.
+struct ImageBudget {
+    std::size_t reads = 0;
+    std::size_t decodedBytes = 0;
+};
+
+bool ReadGroup(std::span<const std::uint8_t> data, std::uint16_t language,
+               const std::vector<ResourceRecord>& icons,
+               const std::unordered_map<std::uint16_t, std::vector<std::size_t>>& byId, CIconGroup& group,
+               ImageBudget& budget) {
+    if (data.size() < kGroupHeaderSize) return true;
+    const std::size_t count =
+        std::min<std::size_t>(LoadU16(data.data() + 4), (data.size() - kGroupHeaderSize) / kGroupEntrySize);
+    for (std::size_t i = 0; i < count; ++i) {
+        const std::uint16_t id =
+            LoadU16(data.data() + kGroupHeaderSize + i * kGroupEntrySize + kGroupEntryIdOffset);
+        const auto found = byId.find(id);
+        if (found == byId.end()) continue;
+        std::size_t pick = found->second.front();
+        for (const std::size_t index : found->second) {
+            if (icons[index].language == language) {
+                pick = index;
+                break;
+            }
+        }
+        if (++budget.reads > kMaxExeImageReads) return false;
+        const std::span<const std::uint8_t> image = icons[pick].data;
+        CKvIcon icon;
+        if (!icon.ReadImage(image, static_cast<std::uint32_t>(image.size()), 0)) continue;
+        budget.decodedBytes += icon.GetBlock().size();
+        if (budget.decodedBytes > kMaxExeDecodedBytes) return false;
+        if (!group.AppendFormat(std::move(icon))) return false;
+    }
+    return true;
+}
+
+std::optional<std::vector<ExeIconGroup>> ReadIcons(std::span<const std::uint8_t> bytes) {
+    const auto groups = List(bytes, 14);
+    if (!groups) return std::nullopt;
+    const auto icons = List(bytes, 3);
+    if (!icons) return std::nullopt;
+    std::vector<ExeIconGroup> out;
+    if (groups->empty()) return out;
+
+    // The records of each numbered icon, in enumeration order (icons are found by number only).
+    std::unordered_map<std::uint16_t, std::vector<std::size_t>> byId;
+    for (std::size_t i = 0; i < icons->size(); ++i)
+        if ((*icons)[i].name.id) byId[*(*icons)[i].name.id].push_back(i);
+
+    ImageBudget budget;
+    for (const ResourceRecord& record : *groups) {
+        ExeIconGroup entry;
+        entry.name = record.name;
+        entry.language = record.language;
+        entry.group.name = record.name.Display();
+        const bool more = ReadGroup(record.data, record.language, *icons, byId, entry.group, budget);
+        if (entry.group.FormatCount() > 0) out.push_back(std::move(entry));
+        if (!more) break;
+    }
+    return out;
+}
+
+}  // namespace
+
+std::optional<std::vector<ResourceRecord>> ListResources(std::span<const std::uint8_t> bytes,
+                                                         std::uint16_t type) {
+    try {
+        return List(bytes, type);
+    } catch (const std::bad_alloc&) {
+        return std::nullopt;
+    }
+}
+
+std::optional<std::vector<ExeIconGroup>> ReadExeIcons(std::span<const std::uint8_t> bytes) {
+    try {
+        return ReadIcons(bytes);
+    } catch (const std::bad_alloc&) {
+        return std::nullopt;
+    }
+}
+
+bool CFileExeDoc::Load(const std::string& path, std::string& error) {
+    groups_.clear();
+    std::vector<std::uint8_t> bytes;
+    if (!ReadFileBytes(path, bytes, kMaxExeFileBytes, error)) return false;
+    if (!Read(bytes)) {
+        error = "not a readable program or library file: " + path;
+        return false;
+    }
+    return true;
+}
+
+bool CFileExeDoc::Read(std::span<const std::uint8_t> bytes) {
+    groups_.clear();
+    std::optional<std::vector<ExeIconGroup>> groups = ReadExeIcons(bytes);
+    if (!groups) return false;
+    groups_ = std::move(*groups);
+    return true;
+}
+
+}  // namespace tellurine

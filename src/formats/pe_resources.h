@@ -1,0 +1,100 @@
+// The icons inside Windows programs and libraries (PE files, 32- and 64-bit), read from the
+// resource directory without loading or running anything of the file, on every platform.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "icon/icon_group.h"
+
+namespace tellurine {
+
+// A resource's name: an integer identifier or a string (UTF-16 in the file, UTF-8 here).
+struct ResourceName {
+    std::optional<std::uint16_t> id;  // set for an integer identifier
+    std::string text;                 // the string otherwise
+    // "#123"-free display form: the number in decimal, or the string.
+    [[nodiscard]] std::string Display() const { return id ? std::to_string(*id) : text; }
+};
+
+// One resource record: a name and one language of it, with the bytes of its data.
+struct ResourceRecord {
+    ResourceName name;
+    std::uint16_t language = 0;
+    std::span<const std::uint8_t> data;  // within the file's bytes
+};
+
+// One icon group of a program: its name and its images.
+struct ExeIconGroup {
+    ResourceName name;
+    std::uint16_t language = 0;
+    CIconGroup group;
+};
+
+// Largest program file read.
+inline constexpr std::size_t kMaxExeFileBytes = std::size_t{256} * 1024 * 1024;
+
+// Limits that keep a hostile resource directory from costing unbounded time or memory (real
+// files stay far below them): records listed for one type, directory entries examined while
+// listing one type, and UTF-8 bytes of names copied into the records of one listing. A listing
+// that reaches one of them stops there and keeps the records found so far.
+inline constexpr std::size_t kMaxResourceRecords = 65536;
+inline constexpr std::size_t kMaxResourceEntriesVisited = std::size_t{1} << 20;
+inline constexpr std::size_t kMaxResourceNameBytes = std::size_t{16} * 1024 * 1024;
+
+// Limits of one program's icons: image reads attempted (group entries may all name one icon),
+// and bytes of decoded image blocks. Reading stops at either; the groups read so far are kept.
+inline constexpr std::size_t kMaxExeImageReads = 65536;
+inline constexpr std::size_t kMaxExeDecodedBytes = std::size_t{256} * 1024 * 1024;
+
+// The records of one numbered resource type (14: icon groups, 3: icons; a type named by a string
+// never matches), in the order the platform enumerates them: the type's names as they stand in the
+// directory (named entries before numbered ones is how directories are stored; the file's order is
+// kept, never re-sorted), and for each name one record per language in directory order.
+//
+// The file is read as it lies on disk: the resource directory's root is found through data
+// directory entry 2 and the section table, and every data RVA is mapped through the first section
+// whose memory range holds it; data must lie in that section's raw data. Only the first root
+// entry of the type is followed. A language entry whose data entry lies outside the resource
+// section, whose data does not map wholly to bytes of the file, or whose language is a string,
+// and a name whose string runs off the section, are skipped. Directories are read three levels
+// deep and no deeper, and a directory whose entry count runs past the section keeps the entries
+// present.
+//
+// Nothing when the bytes are not a PE file (PE32 or PE32+), when the root directory is not in the
+// file, or when the type's own directory is not. An empty list for a PE file without resources
+// or without that type.
+std::optional<std::vector<ResourceRecord>> ListResources(std::span<const std::uint8_t> bytes, std::uint16_t type);
+
+// Every icon group of a program, in group-record order (ListResources(14)), each holding its
+// images in the order of its directory entries (duplicates kept, never re-sorted). An entry's icon
+// is the type-3 record numbered as the entry says, in the group's language when there is one,
+// else the first record of that number in enumeration order. Images are read with
+// CKvIcon::ReadImage(data, data size, 0): a PNG image at its full depth (32 bits) whatever the
+// group's bit count says, which programs often leave 0. Group data shorter than its count says
+// gives the complete entries present. An entry whose icon is missing or unreadable is skipped;
+// a group left without any image (count 0, data shorter than 6 bytes, every entry missing) is not
+// listed. Each group's CIconGroup::name is its name's display form. An empty list for a file with
+// icon resources but no group; nothing when either listing gives nothing (see ListResources).
+std::optional<std::vector<ExeIconGroup>> ReadExeIcons(std::span<const std::uint8_t> bytes);
+
+// The executable document's model: the icon groups of one program file, for its view.
+class CFileExeDoc {
+public:
+    // Reads the file (at most kMaxExeFileBytes) and its icons (see Read); false, with a reason in
+    // `error`, when the file cannot be read or is not a readable program.
+    bool Load(const std::string& path, std::string& error);
+    // Replaces the groups by ReadExeIcons(bytes): false, with no groups, when that gives nothing;
+    // true, possibly with no groups, otherwise.
+    bool Read(std::span<const std::uint8_t> bytes);
+    [[nodiscard]] const std::vector<ExeIconGroup>& Groups() const { return groups_; }
+    std::vector<ExeIconGroup>& Groups() { return groups_; }
+
+private:
+    std::vector<ExeIconGroup> groups_;
+};
+
+}  // namespace tellurine

@@ -1,0 +1,358 @@
+#include "formats/pe_resources.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "formats/pe_test_writer.h"
+#include "image/archive.h"
+#include "image/bytes.h"
+
+namespace tellurine {
+namespace {
+
+using pe_test::GroupData;
+using pe_test::Resource;
+
+// One image in the form an icon resource holds it: bitmap form, or PNG for `png`.
+std::vector<std::uint8_t> Image(int size, std::uint32_t colors, bool png = false) {
+    CKvIcon icon;
+    EXPECT_EQ(icon.SetFormat(size, size, colors, png), 1);
+    for (std::size_t i = 40; i < icon.GetBlock().size(); ++i)
+        icon.GetBlock().data()[i] = static_cast<std::uint8_t>(i * 7);
+    icon.SetCompressed(png);
+    Archive ar = Archive::ForStoring();
+    std::uint32_t written = 0;
+    EXPECT_EQ(icon.WriteImage(ar, written), 1);
+    return ar.Bytes();
+}
+
+constexpr std::uint16_t kIcon = 3, kGroup = 14;
+const std::u16string kMainName = u"MAIN_\u00e9\U0001F600";  // é and a character outside the BMP
+const std::string kMainUtf8 = "MAIN_\xC3\xA9\xF0\x9F\x98\x80";
+const std::u16string kAlphaName = std::u16string(u"alpha") + char16_t{0xD800};  // a lone surrogate
+const std::string kAlphaUtf8 = "alpha\xEF\xBF\xBD";
+
+// Icons 1 (English 16 px, German 32 px), 2 (neutral 24 px), 3 (PNG 48 px), 4 (not an image);
+// a type named by a string that holds group data; then the groups, named ones first and the
+// numbered ones out of numeric order, as a file may store them.
+std::vector<Resource> Program() {
+    std::vector<Resource> r;
+    r.push_back({kIcon, std::uint16_t{1}, 1033, Image(16, 16)});
+    r.push_back({kIcon, std::uint16_t{1}, 1031, Image(32, 16)});
+    r.push_back({kIcon, std::uint16_t{2}, 0, Image(24, 256)});
+    r.push_back({kIcon, std::uint16_t{3}, 1033, Image(48, 0, true)});
+    r.push_back({kIcon, std::uint16_t{4}, 1033, std::vector<std::uint8_t>(64, 0x5A)});
+    r.push_back({u"ICONS", std::uint16_t{1}, 1033, GroupData({{1}})});
+    r.push_back({kGroup, kMainName, 1033, GroupData({{1}, {2}, {3}})});
+    r.push_back({kGroup, kMainName, 1031, GroupData({{1}, {2}})});
+    r.push_back({kGroup, kAlphaName, 1036, GroupData({{1}, {99}, {4}, {2}})});
+    r.push_back({kGroup, std::uint16_t{200}, 1033, GroupData({})});
+    std::vector<std::uint8_t> shortGroup = GroupData({{2}, {3}});
+    StoreU16(shortGroup.data() + 4, 3);  // says 3, holds 2
+    r.push_back({kGroup, std::uint16_t{100}, 1033, shortGroup});
+    r.push_back({kGroup, std::uint16_t{150}, 1033, GroupData({{98}, {99}})});
+    return r;
+}
+
+std::string Describe(const std::vector<ResourceRecord>& records) {
+    std::string out;
+    for (const ResourceRecord& r : records) out += r.name.Display() + "/" + std::to_string(r.language) + " ";
+    return out;
+}
+
+std::string Sizes(const CIconGroup& group) {
+    std::string out;
+    for (int i = 0; i < group.FormatCount(); ++i) out += std::to_string(group.FormatAt(i)->Width()) + " ";
+    return out;
+}
+
+TEST(PeResources, ListsRecordsInDirectoryOrderWithEveryLanguage) {
+    for (const bool pe64 : {false, true}) {
+        SCOPED_TRACE(pe64 ? "PE32+" : "PE32");
+        const std::vector<Resource> resources = Program();
+        const std::vector<std::uint8_t> file = pe_test::WritePe(resources, pe64);
+
+        const auto groups = ListResources(file, kGroup);
+        ASSERT_TRUE(groups);
+        ASSERT_EQ(groups->size(), 6u);
+        EXPECT_EQ(Describe(*groups), kMainUtf8 + "/1033 " + kMainUtf8 + "/1031 " + kAlphaUtf8 +
+                                         "/1036 200/1033 100/1033 150/1033 ");
+        EXPECT_FALSE((*groups)[0].name.id);
+        EXPECT_EQ((*groups)[3].name.id, std::uint16_t{200});
+        // The data is the file's own bytes of that record.
+        EXPECT_TRUE(std::equal((*groups)[1].data.begin(), (*groups)[1].data.end(), resources[7].data.begin(),
+                               resources[7].data.end()));
+        EXPECT_GE((*groups)[1].data.data(), file.data());
+
+        const auto icons = ListResources(file, kIcon);
+        ASSERT_TRUE(icons);
+        EXPECT_EQ(Describe(*icons), "1/1033 1/1031 2/0 3/1033 4/1033 ");
+        const auto none = ListResources(file, 1);
+        ASSERT_TRUE(none);
+        EXPECT_TRUE(none->empty());
+    }
+}
+
+TEST(PeResources, ReadsGroupsWithTheirLanguagesIcons) {
+    for (const bool pe64 : {false, true}) {
+        SCOPED_TRACE(pe64 ? "PE32+" : "PE32");
+        const auto groups = ReadExeIcons(pe_test::WritePe(Program(), pe64));
+        ASSERT_TRUE(groups);
+        // Group 200 (count 0) and group 150 (every icon missing) are not listed.
+        ASSERT_EQ(groups->size(), 4u);
+        const ExeIconGroup& english = (*groups)[0];
+        EXPECT_EQ(english.name.text, kMainUtf8);
+        EXPECT_EQ(english.language, 1033);
+        EXPECT_EQ(english.group.name, kMainUtf8);
+        EXPECT_EQ(Sizes(english.group), "16 24 48 ");
+        const CKvIcon* png = english.group.FormatAt(2);
+        EXPECT_TRUE(png->IsCompressed());
+        EXPECT_EQ(png->BitsPerPixel(), 32);
+        EXPECT_EQ(english.group.FormatAt(1)->ColorCount(), 256u);
+        // Icon 1 in the group's own language; in French, which icon 1 lacks, the first record.
+        EXPECT_EQ(Sizes((*groups)[1].group), "32 24 ");
+        EXPECT_EQ((*groups)[1].language, 1031);
+        // Missing (99) and unreadable (4) icons are skipped, the rest kept in entry order.
+        EXPECT_EQ((*groups)[2].name.Display(), kAlphaUtf8);
+        EXPECT_EQ(Sizes((*groups)[2].group), "16 24 ");
+        // Data shorter than its count: the entries present.
+        EXPECT_EQ((*groups)[3].name.id, std::uint16_t{100});
+        EXPECT_EQ(Sizes((*groups)[3].group), "24 48 ");
+    }
+}
+
+TEST(PeResources, ProgramsWithoutGroups) {
+    // Icons without a group list no icons; a file without a resource directory has none.
+    const std::vector<std::uint8_t> iconsOnly =
+        pe_test::WritePe({{kIcon, std::uint16_t{1}, 0, Image(16, 16)}}, true);
+    const auto groups = ReadExeIcons(iconsOnly);
+    ASSERT_TRUE(groups);
+    EXPECT_TRUE(groups->empty());
+    EXPECT_EQ(ListResources(iconsOnly, kIcon)->size(), 1u);
+
+    const std::vector<std::uint8_t> bare = pe_test::WritePe(Program(), false, nullptr, false);
+    ASSERT_TRUE(ListResources(bare, kGroup));
+    EXPECT_TRUE(ListResources(bare, kGroup)->empty());
+    CFileExeDoc doc;
+    EXPECT_TRUE(doc.Read(bare));
+    EXPECT_TRUE(doc.Groups().empty());
+
+    // Load goes through the file.
+    const std::filesystem::path path = std::filesystem::temp_directory_path() /
+                                       ("tellurine_pe_load_test_" + std::to_string(getpid()) + ".dll");
+    const std::vector<std::uint8_t> program = pe_test::WritePe(Program(), true);
+    std::ofstream(path, std::ios::binary)
+        .write(reinterpret_cast<const char*>(program.data()), static_cast<std::streamsize>(program.size()));
+    std::string error;
+    EXPECT_TRUE(doc.Load(path.string(), error)) << error;
+    EXPECT_EQ(doc.Groups().size(), 4u);
+    std::filesystem::remove(path);
+    EXPECT_FALSE(doc.Load(path.string(), error));
+    EXPECT_TRUE(doc.Groups().empty());
+}
+
+TEST(PeResources, RefusesWhatIsNotAProgram) {
+    pe_test::Layout l;
+    const std::vector<std::uint8_t> good = pe_test::WritePe(Program(), false, &l);
+    const std::size_t pe = LoadU32(good.data() + 0x3C);
+    const std::uint32_t rsrcSize = LoadU32(good.data() + l.rsrcSectionHeader + 8);
+    auto refused = [](const std::vector<std::uint8_t>& bytes) {
+        CFileExeDoc doc;
+        return !ListResources(bytes, kGroup) && !ReadExeIcons(bytes) && !doc.Read(bytes) &&
+               doc.Groups().empty();
+    };
+    EXPECT_TRUE(refused({}));
+    EXPECT_TRUE(refused(Image(16, 16)));
+    EXPECT_TRUE(refused(std::vector<std::uint8_t>(good.begin(), good.begin() + 0x90)));  // headers cut short
+
+    struct Damage {
+        const char* what;
+        std::size_t at;
+        std::uint32_t value;
+    };
+    for (const Damage& d :
+         {Damage{"no MZ", 0, 0x905A4C}, Damage{"e_lfanew past the end", 0x3C, 0xFFFFFFF0u},
+          Damage{"no PE signature", pe, 0x00004551}, Damage{"ROM optional header", l.optionalHeader, 0x107},
+          Damage{"optional header past the end", pe + 20, 0xFFFF},
+          Damage{"root in no section", l.resourceDirectory, 0x90000},
+          Damage{"root in zero-filled memory", l.rsrcSectionHeader + 16, 0},
+          Damage{"root at the section's last byte", l.resourceDirectory, l.rsrcRva + rsrcSize - 1},
+          Damage{"group directory outside", l.typeEntry[6] + 4, 0x8000FFF0u}}) {
+        SCOPED_TRACE(d.what);
+        std::vector<std::uint8_t> bad = good;
+        if (d.at == pe + 20)
+            StoreU16(bad.data() + d.at, static_cast<std::uint16_t>(d.value));
+        else
+            StoreU32(bad.data() + d.at, d.value);
+        if (d.at == l.rsrcSectionHeader + 16)
+            StoreU32(bad.data() + d.at - 8, 0x10000);  // raw 0, memory 64 KiB
+        EXPECT_TRUE(refused(bad));
+    }
+}
+
+TEST(PeResources, SkipsDamagedRecordsAndSurvivesLoops) {
+    pe_test::Layout l;
+    const std::vector<std::uint8_t> good = pe_test::WritePe(Program(), true, &l);
+    auto icons = [](const std::vector<std::uint8_t>& bytes) {
+        const auto list = ListResources(bytes, kIcon);
+        return list ? Describe(*list) : std::string("nothing");
+    };
+    auto patch = [&](std::size_t at, std::uint32_t value) {
+        std::vector<std::uint8_t> bad = good;
+        StoreU32(bad.data() + at, value);
+        return bad;
+    };
+    const std::uint32_t root = 0x80000000u;
+    // Icon 1 has two languages (records 0, 1), icon 2 is record 2.
+    EXPECT_EQ(icons(patch(l.dataEntry[2], 0xFFFFFFF0u)), "1/1033 1/1031 3/1033 4/1033 ")
+        << "RVA in no section";
+    EXPECT_EQ(icons(patch(l.dataEntry[2] + 4, 0xFFFFFFFFu)), "1/1033 1/1031 3/1033 4/1033 ")
+        << "RVA + size past the section and past 2^32";
+    EXPECT_EQ(icons(patch(l.languageEntry[2] + 4, 0x7FFFFFF0u)), "1/1033 1/1031 3/1033 4/1033 ")
+        << "data entry outside";
+    EXPECT_EQ(icons(patch(l.languageEntry[2] + 4, root)), "1/1033 1/1031 3/1033 4/1033 ")
+        << "directory for data";
+    EXPECT_EQ(icons(patch(l.nameEntry[0] + 4, root)), "2/0 3/1033 4/1033 ") << "name leads back to the root";
+    EXPECT_EQ(
+        icons(patch(l.nameEntry[0] + 4, root | static_cast<std::uint32_t>(l.nameDirectory[0] - l.rsrc))),
+        "2/0 3/1033 4/1033 ")
+        << "name leads back to its own directory";
+    EXPECT_EQ(icons(patch(l.typeEntry[0] + 4, root)), "") << "type leads back to the root";
+    EXPECT_EQ(icons(patch(l.typeEntry[0] + 4, 0x10)), "") << "type points at data";
+    EXPECT_EQ(icons(patch(l.nameEntry[0] + 4, 0x10)), "2/0 3/1033 4/1033 ") << "name points at data";
+
+    // A string name off the section: that name only.
+    const auto groups = ListResources(patch(l.nameEntry[8], 0x8000FFF0u), kGroup);
+    ASSERT_TRUE(groups);
+    EXPECT_EQ(groups->size(), 5u);
+
+    // Counts far beyond the bytes present: only whole entries are read, the rest is bounded.
+    std::vector<std::uint8_t> counts = good;
+    StoreU32(counts.data() + l.languageDirectory[0] + 12, 0xFFFFFFFFu);
+    StoreU32(counts.data() + l.rsrc + 12, 0xFFFFFFFFu);
+    EXPECT_NE(icons(counts), "nothing");
+
+    // Data past the section's raw data is not in the file: the section's raw size shrunk below
+    // the last record's data skips that record only.
+    const std::vector<std::uint8_t> cut =
+        patch(l.rsrcSectionHeader + 16, static_cast<std::uint32_t>(l.data[11] - l.rsrc));
+    EXPECT_EQ(Describe(*ListResources(cut, kGroup)),
+              kMainUtf8 + "/1033 " + kMainUtf8 + "/1031 " + kAlphaUtf8 + "/1036 200/1033 100/1033 ");
+    // A file cut short inside the section keeps what is present.
+    const std::vector<std::uint8_t> truncated(good.begin(),
+                                              good.begin() + static_cast<std::ptrdiff_t>(l.data[1]));
+    EXPECT_EQ(icons(truncated), "1/1033 ");
+}
+
+TEST(PeResources, BoundsImageReadsPerFile) {
+    // Two groups whose entries all name one icon: reading stops after kMaxExeImageReads images.
+    std::vector<pe_test::GroupEntry> entries(40000, pe_test::GroupEntry{7});
+    const std::vector<std::uint8_t> file =
+        pe_test::WritePe({{kIcon, std::uint16_t{7}, 0, Image(1, 2)},
+                          {kGroup, std::uint16_t{1}, 0, GroupData(entries)},
+                          {kGroup, std::uint16_t{2}, 0, GroupData(entries)}},
+                         false);
+    const auto groups = ReadExeIcons(file);
+    ASSERT_TRUE(groups);
+    ASSERT_EQ(groups->size(), 2u);
+    EXPECT_EQ((*groups)[0].group.FormatCount(), 40000);
+    EXPECT_EQ((*groups)[1].group.FormatCount(), static_cast<int>(kMaxExeImageReads) - 40000);
+}
+
+// Programs from the wine packages, when installed, against icoutils' wrestool: the same group
+// and icon records (names, languages, sizes, in order), and for each group the image sizes of
+// the icon file wrestool extracts from it.
+struct WrestoolRecord {
+    std::string name;
+    int language;
+    std::size_t size;
+};
+
+std::string RunCommand(const std::string& command) {
+    std::string out;
+    FILE* pipe = popen(command.c_str(), "r");
+    if (pipe == nullptr) return out;
+    char buffer[4096];
+    std::size_t got = 0;
+    while ((got = fread(buffer, 1, sizeof buffer, pipe)) > 0) out.append(buffer, got);
+    pclose(pipe);
+    return out;
+}
+
+// Lines of `wrestool -l`: --type=T --name=N|'TEXT' --language=L [... size=S]
+std::vector<WrestoolRecord> WrestoolList(const std::string& path, int type) {
+    std::vector<WrestoolRecord> out;
+    std::istringstream text(
+        RunCommand("wrestool -l -t " + std::to_string(type) + " '" + path + "' 2>/dev/null"));
+    for (std::string line; std::getline(text, line);) {
+        const std::size_t name = line.find("--name="), language = line.find(" --language="),
+                          size = line.rfind("size=");
+        if (name == std::string::npos || language == std::string::npos || size == std::string::npos) continue;
+        std::string n = line.substr(name + 7, language - name - 7);
+        if (n.size() >= 2 && n.front() == '\'') n = n.substr(1, n.size() - 2);
+        out.push_back({n, std::stoi(line.substr(language + 12)), std::stoul(line.substr(size + 5))});
+    }
+    return out;
+}
+
+TEST(PeResourcesWine, MatchesWrestool) {
+    const std::filesystem::path dir = "/usr/lib/x86_64-linux-gnu/wine/x86_64-windows";
+    const std::vector<std::string> names = {"shell32.dll", "user32.dll", "comctl32.dll", "explorer.exe"};
+    if (!std::filesystem::exists(dir / names[0]) || !std::filesystem::exists("/usr/bin/wrestool"))
+        GTEST_SKIP() << "needs the wine libraries (Debian's libwine) and wrestool (icoutils)";
+    const std::filesystem::path out =
+        std::filesystem::temp_directory_path() / ("tellurine_pe_wrestool_" + std::to_string(getpid()));
+    for (const std::string& name : names) {
+        SCOPED_TRACE(name);
+        const std::string path = (dir / name).string();
+        std::ifstream in(path, std::ios::binary);
+        const std::vector<std::uint8_t> bytes((std::istreambuf_iterator<char>(in)),
+                                              std::istreambuf_iterator<char>());
+        for (const int type : {3, 14}) {
+            const std::vector<WrestoolRecord> theirs = WrestoolList(path, type);
+            const auto ours = ListResources(bytes, static_cast<std::uint16_t>(type));
+            ASSERT_TRUE(ours);
+            ASSERT_EQ(ours->size(), theirs.size());
+            for (std::size_t i = 0; i < theirs.size(); ++i) {
+                EXPECT_EQ((*ours)[i].name.Display(), theirs[i].name);
+                EXPECT_EQ((*ours)[i].language, theirs[i].language);
+                EXPECT_EQ((*ours)[i].data.size(), theirs[i].size);
+            }
+        }
+
+        std::filesystem::remove_all(out);
+        std::filesystem::create_directories(out);
+        RunCommand("wrestool -x -t 14 -o '" + out.string() + "' '" + path + "' 2>/dev/null");
+        const auto groups = ReadExeIcons(bytes);
+        ASSERT_TRUE(groups);
+        EXPECT_EQ(groups->size(), WrestoolList(path, 14).size());
+        for (const ExeIconGroup& g : *groups) {
+            const std::string file =
+                name + "_14_" + g.name.Display() + "_" + std::to_string(g.language) + ".ico";
+            std::ifstream ico(out / file, std::ios::binary);
+            const std::vector<std::uint8_t> icon((std::istreambuf_iterator<char>(ico)),
+                                                 std::istreambuf_iterator<char>());
+            ASSERT_GE(icon.size(), 6u) << file;
+            const std::size_t count = LoadU16(icon.data() + 4);
+            ASSERT_EQ(static_cast<std::size_t>(g.group.FormatCount()), count) << file;
+            for (std::size_t i = 0; i < count; ++i) {
+                const std::uint32_t w = icon[6 + 16 * i], h = icon[7 + 16 * i];
+                EXPECT_EQ(g.group.FormatAt(static_cast<int>(i))->Width(), w == 0 ? 256 : w)
+                    << file << " " << i;
+                EXPECT_EQ(g.group.FormatAt(static_cast<int>(i))->Height(), h == 0 ? 256 : h)
+                    << file << " " << i;
+            }
+        }
+    }
+    std::filesystem::remove_all(out);
+}
+
+}  // namespace
+}  // namespace tellurine

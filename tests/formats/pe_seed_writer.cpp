@@ -1,0 +1,80 @@
+// Writes the small seed files of the program-resource fuzz target. Runs only when asked:
+//   TELLURINE_PE_SEED_DIR=fuzz/seeds/pe_reader build/.../tests_formats --gtest_filter='PeSeeds.*'
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <vector>
+
+#include "formats/pe_test_writer.h"
+#include "icon/kv_icon.h"
+#include "image/archive.h"
+#include "image/bytes.h"
+
+namespace tellurine {
+namespace {
+
+using pe_test::GroupData;
+using pe_test::Resource;
+
+std::vector<std::uint8_t> SeedImage(int size, std::uint32_t colors, bool png) {
+    CKvIcon icon;
+    EXPECT_EQ(icon.SetFormat(size, size, colors, png), 1);
+    IconImageLayout l;
+    EXPECT_TRUE(icon.GetLayout(l));
+    std::uint8_t* base = icon.GetBlock().data();
+    for (std::size_t i = l.tableOffset; i < l.maskOffset; ++i) base[i] = static_cast<std::uint8_t>(i * 29);
+    for (std::size_t i = l.maskOffset; i < l.blockSize; ++i)
+        base[i] = static_cast<std::uint8_t>(i % 3 == 0 ? 0xF0 : 0);
+    icon.SetCompressed(png);
+    Archive ar = Archive::ForStoring();
+    std::uint32_t written = 0;
+    EXPECT_EQ(icon.WriteImage(ar, written), 1);
+    return ar.Bytes();
+}
+
+void Save(const std::filesystem::path& path, const std::vector<std::uint8_t>& bytes) {
+    ASSERT_LE(bytes.size(), 4096u) << path;
+    std::ofstream(path, std::ios::binary)
+        .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+}
+
+TEST(PeSeeds, WriteWhenAsked) {
+    const char* dir = std::getenv("TELLURINE_PE_SEED_DIR");
+    if (dir == nullptr) GTEST_SKIP() << "set TELLURINE_PE_SEED_DIR to write the seeds";
+    const std::filesystem::path out(dir);
+    std::filesystem::create_directories(out);
+
+    // One group of a bitmap and a PNG image, 32-bit file.
+    Save(out / "group32.exe",
+         pe_test::WritePe({{std::uint16_t{3}, std::uint16_t{1}, 1033, SeedImage(8, 16, false)},
+                           {std::uint16_t{3}, std::uint16_t{2}, 1033, SeedImage(6, 0, true)},
+                           {std::uint16_t{14}, std::uint16_t{100}, 1033, GroupData({{1}, {2}})}},
+                          false));
+    // A 64-bit file: a named group in two languages, icons in two languages, a numbered group
+    // naming a missing icon, and a type named by a string.
+    Save(out / "languages64.dll",
+         pe_test::WritePe({{std::uint16_t{3}, std::uint16_t{1}, 1033, SeedImage(4, 2, false)},
+                           {std::uint16_t{3}, std::uint16_t{1}, 1031, SeedImage(5, 256, false)},
+                           {u"ICONS", std::uint16_t{7}, 0, GroupData({{1}})},
+                           {std::uint16_t{14}, u"APP\u00e9", 1031, GroupData({{1}})},
+                           {std::uint16_t{14}, u"APP\u00e9", 1036, GroupData({{1}, {1}})},
+                           {std::uint16_t{14}, std::uint16_t{5}, 0, GroupData({{9}, {1}})}},
+                          true));
+    // Icons without a group, and a program without resources.
+    Save(out / "icons_only.dll",
+         pe_test::WritePe({{std::uint16_t{3}, std::uint16_t{1}, 0, SeedImage(4, 16, false)}}, true));
+    Save(out / "no_resources.exe", pe_test::WritePe({}, false, nullptr, false));
+    // A name whose subdirectory leads back to the root.
+    pe_test::Layout l;
+    std::vector<std::uint8_t> loop =
+        pe_test::WritePe({{std::uint16_t{3}, std::uint16_t{1}, 0, SeedImage(4, 16, false)},
+                          {std::uint16_t{14}, std::uint16_t{1}, 0, GroupData({{1}})}},
+                         false, &l);
+    StoreU32(loop.data() + l.nameEntry[1] + 4, 0x80000000u);
+    Save(out / "loop.exe", loop);
+}
+
+}  // namespace
+}  // namespace tellurine
