@@ -55,12 +55,10 @@ int RunConvert(const ConvertOptions& o) {
 CommandRunner AddConvertCommand(CLI::App& app) {
     auto options = std::make_shared<ConvertOptions>();
     CLI::App* sub = app.add_subcommand("convert", "Rewrite an icon as a Windows icon file or a Macintosh icon family");
-    sub->add_option("IN", options->input,
-                    "Icon (.ico), cursor (.cur), Macintosh icon (.icns), resource (.rsc) or MacBinary (.bin) file")
-        ->required();
+    sub->add_option("IN", options->input, kIconFilesHelp)->required();
     sub->add_option("OUT", options->output, "File to write: .ico or .icns")->required();
     sub->add_option("--group", options->group,
-                    "The icon to write from a file of several named icons (default: the first)");
+                    "The icon to write from a file of several named icons, or the group of a program (default: the first)");
     sub->add_flag("--explorer-order", options->explorerOrder,
                   "Save an .ico in the explorer-compatible order: smaller formats first, 32-bit formats last");
     return [options] { return RunConvert(*options); };

@@ -50,6 +50,18 @@ void Prepare(const std::string& path, const std::filesystem::path& directory, Pu
         return;
     }
     const std::string stem = std::filesystem::path(path).stem().string();
+    // An animated cursor: every step, with the depth its frame was stored at.
+    for (std::size_t i = 0; i < contents.steps.size(); ++i) {
+        const CAniObject& step = contents.steps[i];
+        Output out;
+        out.path = (directory / (stem + "-" + std::to_string(i) + "-" + std::to_string(step.width) + "x" +
+                                 std::to_string(step.height) + "-" + std::to_string(step.bitDepth) + ".png"))
+                       .string();
+        if (!EncodePng(step.image.GetBlock(), out.bytes, kZlibLevel))
+            out.error = "extract: " + path + ": step " + std::to_string(i) + " cannot be converted to PNG";
+        publish(std::move(out));
+    }
+    if (contents.container == IconContainer::Ani) return;
     for (const NamedIcon& icon : contents.icons) {
         const std::string prefix = contents.Named() ? stem + "-" + IconNameForFile(icon) : stem;
         const CIconDoc& doc = icon.doc;
@@ -158,7 +170,7 @@ int RunExtract(const ExtractOptions& o) {
 
 CommandRunner AddExtractCommand(CLI::App& app) {
     auto options = std::make_shared<ExtractOptions>();
-    CLI::App* sub = app.add_subcommand("extract", "Write every format of icon files of every kind as an RGBA PNG");
+    CLI::App* sub = app.add_subcommand("extract", "Write every format of icon files of every kind (every step of an animated cursor) as an RGBA PNG");
     sub->add_option("FILE", options->files, kIconFilesHelp)->required();
     sub->add_option("-o,--output", options->directory, "Folder for the PNG files (created when missing)")
         ->required();

@@ -8,12 +8,14 @@
 namespace tellurine::cli {
 
 bool ReadIconInput(const std::string& path, IconFileContents& contents, std::string* message) {
-    std::string error;  // the reason is not shown: the message is the same for every failure
+    // The reason is not shown: the message is the same for every failure but lack of memory.
+    std::string error;
     if (LoadIconContainer(path, contents, error)) return true;
+    const std::string line = path + ": " + (error == kOutOfMemoryText ? std::string(kOutOfMemoryText) : kIconReadError);
     if (message != nullptr)
-        *message = path + ": " + kIconReadError;
+        *message = line;
     else
-        PrintError(path + ": " + kIconReadError);
+        PrintError(line);
     return false;
 }
 

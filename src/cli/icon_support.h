@@ -13,11 +13,13 @@ namespace tellurine::cli {
 
 // How the icon commands describe the files they take.
 inline constexpr const char* kIconFilesHelp =
-    "Icon (.ico), cursor (.cur), Macintosh icon (.icns), resource (.rsc) or MacBinary (.bin) files";
+    "Icon (.ico), cursor (.cur), animated cursor (.ani), Macintosh icon (.icns), resource (.rsc), MacBinary (.bin), "
+    "program or library (.exe, .dll, ...) files";
 
 // Reads the icon container at `path` into `contents`. On failure returns false and prints
-// "tellurine-cli: PATH: Error while reading the specified icon file. …", or, when `message` is
-// given, stores that line there (without the program name) instead.
+// "tellurine-cli: PATH: Error while reading the specified icon file. …" (or "PATH: Out of memory
+// to perform operation."), or, when `message` is given, stores that line there (without the
+// program name) instead.
 bool ReadIconInput(const std::string& path, IconFileContents& contents, std::string* message = nullptr);
 
 // An icon's name for JSON: its resource number as a number, otherwise its name as a string.

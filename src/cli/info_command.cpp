@@ -37,11 +37,26 @@ std::string FormatLines(const CIconDoc& doc, const std::string& indent) {
     return text;
 }
 
+//   INDEX: WxH, BPP bpp, hotspot X,Y, rate R
+std::string StepLines(const std::vector<CAniObject>& steps) {
+    std::string text;
+    for (std::size_t i = 0; i < steps.size(); ++i) {
+        const CAniObject& s = steps[i];
+        text += "  " + std::to_string(i) + ": " + std::to_string(s.width) + "x" + std::to_string(s.height) + ", " +
+                std::to_string(s.bitDepth) + " bpp, hotspot " + std::to_string(s.hotspotX) + "," +
+                std::to_string(s.hotspotY) + ", rate " + std::to_string(s.rate) + "\n";
+    }
+    return text;
+}
+
+// PATH: ani, N steps               (animated cursor)
 // PATH: KIND, N formats            (one icon)
 // PATH: KIND, N icons              (named icons)
 //   icon NAME, M formats
 std::string TextBlock(const std::string& path, const IconFileContents& contents) {
     std::string text = path + ": " + IconContainerName(contents.container) + ", ";
+    if (contents.container == IconContainer::Ani)
+        return text + Plural(contents.steps.size(), "step") + "\n" + StepLines(contents.steps);
     if (!contents.Named()) {
         const CIconDoc& doc = contents.icons.front().doc;
         return text + Plural(static_cast<std::size_t>(doc.GetFormatCount()), "format") + "\n" + FormatLines(doc, "  ");
@@ -70,6 +85,20 @@ nlohmann::ordered_json JsonFormats(const CIconDoc& doc) {
 
 nlohmann::ordered_json JsonFile(const std::string& path, const IconFileContents& contents) {
     nlohmann::ordered_json file = {{"path", path}, {"kind", IconContainerName(contents.container)}};
+    if (contents.container == IconContainer::Ani) {
+        nlohmann::ordered_json steps = nlohmann::ordered_json::array();
+        for (std::size_t i = 0; i < contents.steps.size(); ++i) {
+            const CAniObject& s = contents.steps[i];
+            steps.push_back({{"index", i},
+                             {"width", s.width},
+                             {"height", s.height},
+                             {"bpp", s.bitDepth},
+                             {"hotspot", {s.hotspotX, s.hotspotY}},
+                             {"rate", s.rate}});
+        }
+        file["steps"] = std::move(steps);
+        return file;
+    }
     if (!contents.Named()) {
         file["formats"] = JsonFormats(contents.icons.front().doc);
         return file;
@@ -116,7 +145,7 @@ int RunInfo(const InfoOptions& o) {
 
 CommandRunner AddInfoCommand(CLI::App& app) {
     auto options = std::make_shared<InfoOptions>();
-    CLI::App* sub = app.add_subcommand("info", "List the formats of icon, cursor and Macintosh icon files");
+    CLI::App* sub = app.add_subcommand("info", "List the formats of icon, cursor, animated cursor, Macintosh icon and program files");
     sub->add_option("FILE", options->files, kIconFilesHelp)->required();
     sub->add_flag("--json", options->json, "One JSON document for all files");
     return [options] { return RunInfo(*options); };

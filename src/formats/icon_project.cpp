@@ -7,8 +7,10 @@
 #include <new>
 
 #include "formats/ico_file.h"
+#include "formats/pe_resources.h"
 #include "formats/icns_file.h"
 #include "image/bytes.h"
+#include "image/dib_block.h"
 
 namespace tellurine {
 
@@ -23,6 +25,8 @@ const char* IconContainerName(IconContainer container) {
         case IconContainer::Icns: return "icns";
         case IconContainer::Resource: return "rsrc";
         case IconContainer::MacBinary: return "macbinary";
+        case IconContainer::Ani: return "ani";
+        case IconContainer::Pe: return "pe";
         case IconContainer::Unknown: break;
     }
     return "";
@@ -40,13 +44,48 @@ IconContainer ClassifyIconFile(const std::string& path, std::span<const std::uin
         if (type == 1) return IconContainer::Ico;
         if (type == 2) return IconContainer::Cur;
     }
+    if (bytes.size() >= 12 && std::memcmp(bytes.data(), "RIFF", 4) == 0 && std::memcmp(bytes.data() + 8, "ACON", 4) == 0)
+        return IconContainer::Ani;
+    if (bytes.size() >= 2 && bytes[0] == 'M' && bytes[1] == 'Z') return IconContainer::Pe;
     if (ext == ".icns") return IconContainer::Icns;
     if (bytes.size() >= 106 && std::memcmp(bytes.data() + 102, "mBIN", 4) == 0) return IconContainer::MacBinary;
     return IconContainer::Unknown;
 }
 
-bool ReadIconContainer(const std::string& path, std::span<const std::uint8_t> bytes, IconFileContents& contents) {
+namespace {
+
+// The distinct pictures of an animation's steps (a frame shown by several steps once), each as a
+// 32-bit format, in the order the steps first show them.
+bool FramesAsFormats(const std::vector<CAniObject>& steps, CIconDoc& doc) {
+    std::vector<const CAniObject*> seen;
+    for (const CAniObject& step : steps) {
+        const Block& picture = step.image.GetBlock();
+        const bool repeated = std::any_of(seen.begin(), seen.end(), [&](const CAniObject* other) {
+            const Block& b = other->image.GetBlock();
+            return b.size() == picture.size() && std::memcmp(b.data(), picture.data(), b.size()) == 0;
+        });
+        if (repeated) continue;
+        seen.push_back(&step);
+        const auto layout = GetDibLayout(picture);
+        if (!layout || layout->bitCount != 32) return false;
+        std::vector<std::uint8_t> rows(static_cast<std::size_t>(layout->width) * 4 * static_cast<std::size_t>(layout->height));
+        for (std::int32_t y = 0; y < layout->height; ++y)
+            std::memcpy(rows.data() + static_cast<std::size_t>(layout->height - 1 - y) * layout->width * 4,
+                        picture.data() + layout->RowOffset(y), static_cast<std::size_t>(layout->width) * 4);
+        CKvIcon icon;
+        if (!icon.FromBgraRows(layout->width, layout->height, rows.data())) return false;
+        icon.SetPoint(static_cast<std::int32_t>(step.hotspotX), static_cast<std::int32_t>(step.hotspotY));
+        doc.AddFormat(std::move(icon));
+    }
+    return true;
+}
+
+}  // namespace
+
+bool ReadIconContainer(const std::string& path, std::span<const std::uint8_t> bytes, IconFileContents& contents,
+                       bool* outOfMemory) {
     contents = {};
+    if (outOfMemory != nullptr) *outOfMemory = false;
     const IconContainer container = ClassifyIconFile(path, bytes);
     try {
         switch (container) {
@@ -74,10 +113,37 @@ bool ReadIconContainer(const std::string& path, std::span<const std::uint8_t> by
                 }
                 if (contents.icons.empty()) return false;
                 break;
+            case IconContainer::Ani: {
+                const AniReadStatus status =
+                    bytes.size() > kMaxAniFileBytes ? AniReadStatus::NotReadable : ReadAniSteps(bytes, contents.steps);
+                if (status == AniReadStatus::OutOfMemory) throw std::bad_alloc();
+                if (status != AniReadStatus::Ok || contents.steps.empty()) {
+                    contents = {};
+                    return false;
+                }
+                NamedIcon icon;
+                if (!FramesAsFormats(contents.steps, icon.doc)) throw std::bad_alloc();
+                contents.icons.push_back(std::move(icon));
+                break;
+            }
+            case IconContainer::Pe: {
+                auto groups = ReadExeIcons(bytes);
+                if (!groups) return false;
+                for (ExeIconGroup& group : *groups) {
+                    NamedIcon icon{group.name.Display(), {}, {}};
+                    if (group.name.id) icon.number = *group.name.id;
+                    icon.doc.name = icon.name;
+                    if (!icon.doc.TakeFormats(group.group)) throw std::bad_alloc();
+                    contents.icons.push_back(std::move(icon));
+                }
+                if (contents.icons.empty()) return false;
+                break;
+            }
             case IconContainer::Unknown: return false;
         }
     } catch (const std::bad_alloc&) {
         contents = {};
+        if (outOfMemory != nullptr) *outOfMemory = true;
         return false;
     }
     contents.container = container;
@@ -88,8 +154,9 @@ bool LoadIconContainer(const std::string& path, IconFileContents& contents, std:
     contents = {};
     std::vector<std::uint8_t> bytes;
     if (!ReadFileBytes(path, bytes, kMaxMacFileBytes, error)) return false;
-    if (!ReadIconContainer(path, bytes, contents)) {
-        error = "not an icon file that can be read: " + path;
+    bool outOfMemory = false;
+    if (!ReadIconContainer(path, bytes, contents, &outOfMemory)) {
+        error = outOfMemory ? kOutOfMemoryText : "not an icon file that can be read: " + path;
         return false;
     }
     return true;

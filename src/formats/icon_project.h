@@ -9,20 +9,23 @@
 #include <string>
 #include <vector>
 
+#include "formats/ani_file.h"
 #include "icon/icon_doc.h"
 #include "image/file_io.h"
 
 namespace tellurine {
 
-enum class IconContainer { Unknown, Ico, Cur, Icns, Resource, MacBinary };
+enum class IconContainer { Unknown, Ico, Cur, Icns, Resource, MacBinary, Ani, Pe };
 
-// The container's short name: "ico", "cur", "icns", "rsrc", "macbinary" ("" when unknown).
+// The container's short name: "ico", "cur", "icns", "rsrc", "macbinary", "ani", "pe" ("" when
+// unknown).
 const char* IconContainerName(IconContainer container);
 
 // What a file holds: ".rsc"/".rsrc" name a resource file and ".bin" a MacBinary file (a resource
 // fork starts with bytes that read like an icon file's header); otherwise "icns" at 0 is a family,
-// a header of type 1 or 2 an icon or cursor file, ".icns" a file whose family is searched for,
-// and "mBIN" at offset 102 a MacBinary file.
+// a header of type 1 or 2 an icon or cursor file, "RIFF" with the form "ACON" an animated cursor,
+// "MZ" a program or library, ".icns" a file whose family is searched for, and "mBIN" at offset
+// 102 a MacBinary file.
 IconContainer ClassifyIconFile(const std::string& path, std::span<const std::uint8_t> bytes);
 
 // One icon of a file, with the name its container gives it (resource and MacBinary files hold
@@ -35,10 +38,15 @@ struct NamedIcon {
 
 struct IconFileContents {
     IconContainer container = IconContainer::Unknown;
+    // An animated cursor gives one icon whose formats are its distinct frames; a program one icon
+    // per icon group, named by the group's name or number.
     std::vector<NamedIcon> icons;
-    // True for containers whose icons are listed by name (resource and MacBinary files).
+    // The animation steps of an animated cursor, in step order.
+    std::vector<CAniObject> steps;
+    // True for containers whose icons are listed by name (resource, MacBinary and program files).
     [[nodiscard]] bool Named() const {
-        return container == IconContainer::Resource || container == IconContainer::MacBinary;
+        return container == IconContainer::Resource || container == IconContainer::MacBinary ||
+               container == IconContainer::Pe;
     }
 };
 
@@ -46,9 +54,15 @@ struct IconFileContents {
 inline constexpr std::size_t kMaxMacFileBytes = std::size_t{256} * 1024 * 1024;
 
 // Reads any icon container from its bytes. False, with `contents` empty, when the file holds no
-// icon the program can read.
-bool ReadIconContainer(const std::string& path, std::span<const std::uint8_t> bytes, IconFileContents& contents);
-// The same from the file at `path`; `error` says why it could not be read from disk.
+// icon the program can read (a program without icon groups included).
+// `outOfMemory` (when given) tells a failure for lack of memory from a file that cannot be read.
+bool ReadIconContainer(const std::string& path, std::span<const std::uint8_t> bytes, IconFileContents& contents,
+                       bool* outOfMemory = nullptr);
+// The text and title the programs show when memory runs out while reading.
+inline constexpr const char* kOutOfMemoryText = "Out of memory to perform operation.";
+inline constexpr const char* kOutOfMemoryTitle = "Fatal error";
+// The same from the file at `path`; `error` says why it could not be read from disk, or is
+// kOutOfMemoryText when memory ran out.
 bool LoadIconContainer(const std::string& path, IconFileContents& contents, std::string& error);
 
 // Writes a project in its own file format (see above) as the bytes of a file. `leftOut` receives
