@@ -16,7 +16,7 @@ namespace tellurine {
 struct ResourceName {
     std::optional<std::uint16_t> id;  // set for an integer identifier
     std::string text;                 // the string otherwise
-    // "#123"-free display form: the number in decimal, or the string.
+    // The form shown to people: the number in decimal, or the string.
     [[nodiscard]] std::string Display() const { return id ? std::to_string(*id) : text; }
 };
 
