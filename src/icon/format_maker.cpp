@@ -296,7 +296,12 @@ bool MakeIconProject(const CDIB& image, const IconProjectRequest& request, CIcon
                     failed = true;
                     return;
                 }
-                if (request.compressLarge && sizes[i] >= 256) icon.SetCompressed(true);
+                if (request.compressLarge && sizes[i] >= 256) {
+                    icon.SetCompressed(true);
+                    // Encoded here, beside the other sizes' work, rather than when the icon is
+                    // saved; the encoding is kept while the image is unchanged.
+                    if (!request.macintosh) icon.EncodeStoredPng();
+                }
                 try {
                     made[i].push_back(std::move(icon));
                 } catch (const std::bad_alloc&) {

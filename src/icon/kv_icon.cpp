@@ -495,6 +495,21 @@ int CKvIcon::WritePngImage(Archive& ar, std::uint32_t& bytesWritten, int zlibLev
     return 1;
 }
 
+int CKvIcon::EncodeStoredPng(int zlibLevel) {
+    const Block picture = To32BitDib();
+    std::vector<std::uint8_t> png;
+    try {
+        if (!picture || !EncodePng(picture, png, zlibLevel) || png.empty() ||
+            png.size() > std::numeric_limits<std::uint32_t>::max())
+            return 0;
+    } catch (const std::bad_alloc&) {
+        return 0;
+    }
+    storedPng_ = std::move(png);
+    decodedHash_ = HashBlock(block_);
+    return 1;
+}
+
 Block CKvIcon::To32BitDib() const {
     IconImageLayout l;
     if (!GetLayout(l) || !IsConvertibleDepth(l.bits)) return {};

@@ -120,6 +120,11 @@ public:
     // Writes the image as a PNG stream of its 32-bit picture (see To32BitDib). Returns 1, or 0
     // with nothing written when there is no image or the encoding fails.
     int WritePngImage(Archive& ar, std::uint32_t& bytesWritten, int zlibLevel = 6) const;
+    // Encodes the PNG form now, as WritePngImage would at `zlibLevel`, and keeps the stream, so
+    // that writing the image while it is unchanged copies it: the encoding can then run where the
+    // image is made (on a worker thread) instead of where it is saved. Returns 1, or 0 with
+    // nothing kept.
+    int EncodeStoredPng(int zlibLevel = 6);
     // The picture as a new 32-bit packed bitmap: a 32-bit format as it is stored; lower depths
     // give their colours (through the colour table when indexed) with alpha 0 where the AND bit
     // is set and 255 elsewhere. Empty when there is no image or its depth is not 1, 4, 8, 24 or 32.

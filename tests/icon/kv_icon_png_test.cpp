@@ -219,6 +219,15 @@ TEST(KvIconPng, UnchangedImagesWriteTheirStoredStream) {
     ASSERT_TRUE(icon.GetLayout(l));
     icon.GetBlock().data()[l.pixelOffset] ^= 0xFF;
     EXPECT_NE(written(icon), stored);
+
+    // An encoding made ahead at level 1 is what gets written, until the pixels change.
+    ASSERT_EQ(icon.EncodeStoredPng(1), 1);
+    const std::vector<std::uint8_t> ahead = written(icon);
+    std::vector<std::uint8_t> level1;
+    ASSERT_TRUE(EncodePng(icon.To32BitDib(), level1, 1));
+    EXPECT_EQ(ahead, level1);
+    icon.GetBlock().data()[l.pixelOffset] ^= 0xFF;
+    EXPECT_NE(written(icon), ahead);
 }
 
 TEST_P(KvIconPngLowDepth, PngFormCarriesTheMaskAsAlpha) {
