@@ -1,12 +1,16 @@
 #include "formats/pe_resources.h"
 
 #include <algorithm>
+#include <atomic>
 #include <new>
+#include <system_error>
+#include <thread>
 #include <unordered_map>
 #include <utility>
 
 #include "image/bytes.h"
 #include "image/file_io.h"
+#include "imaging/codecs.h"
 
 namespace tellurine {
 
@@ -241,15 +245,38 @@ std::optional<std::vector<ResourceRecord>> List(std::span<const std::uint8_t> by
 }
 
 // Reads the images of one group; stops early (returning false) when a file-wide limit is hit.
-struct ImageBudget {
-    std::size_t reads = 0;
-    std::size_t decodedBytes = 0;
+// One image to read: the group it belongs to and its bytes.
+struct ImageTask {
+    std::size_t group;
+    std::span<const std::uint8_t> data;
 };
 
-bool ReadGroup(std::span<const std::uint8_t> data, std::uint16_t language,
+// The bytes an image will take once read, from its own header (a PNG's size, a bitmap's
+// header); 0 when the header says nothing sensible, in which case the read fails anyway.
+std::size_t ExpectedImageBytes(std::span<const std::uint8_t> data) {
+    IconImageLayout layout;
+    std::int32_t width = 0, height = 0;
+    if (IsPngStream(data)) {
+        if (PngDimensions(data, width, height) && CKvIcon::ComputeLayout(width, height, 0, true, layout))
+            return layout.blockSize;
+        return 0;
+    }
+    if (data.size() < 40) return 0;
+    width = static_cast<std::int32_t>(LoadU32(data.data() + 4));
+    height = static_cast<std::int32_t>(LoadU32(data.data() + 8)) / 2;
+    const int bits = LoadU16(data.data() + 14);
+    const std::uint32_t colours = bits <= 8 ? 1u << bits : 0;
+    if (bits < 1 || bits > 32 || !CKvIcon::ComputeLayout(width, height, colours, bits == 32, layout)) return 0;
+    return layout.blockSize;
+}
+
+// The images of one group, in its directory's order: each entry's icon in the group's language,
+// else the first icon of that number. Stops, returning false, when the file's image reads or
+// expected image bytes would pass their limits.
+bool PlanGroup(std::size_t groupIndex, std::span<const std::uint8_t> data, std::uint16_t language,
                const std::vector<ResourceRecord>& icons,
-               const std::unordered_map<std::uint16_t, std::vector<std::size_t>>& byId, CIconGroup& group,
-               ImageBudget& budget) {
+               const std::unordered_map<std::uint16_t, std::vector<std::size_t>>& byId, std::vector<ImageTask>& tasks,
+               std::size_t& expectedBytes) {
     if (data.size() < kGroupHeaderSize) return true;
     const std::size_t count =
         std::min<std::size_t>(LoadU16(data.data() + 4), (data.size() - kGroupHeaderSize) / kGroupEntrySize);
@@ -265,15 +292,46 @@ bool ReadGroup(std::span<const std::uint8_t> data, std::uint16_t language,
                 break;
             }
         }
-        if (++budget.reads > kMaxExeImageReads) return false;
-        const std::span<const std::uint8_t> image = icons[pick].data;
-        CKvIcon icon;
-        if (!icon.ReadImage(image, static_cast<std::uint32_t>(image.size()), 0)) continue;
-        budget.decodedBytes += icon.GetBlock().size();
-        if (budget.decodedBytes > kMaxExeDecodedBytes) return false;
-        if (!group.AppendFormat(std::move(icon))) return false;
+        if (tasks.size() >= kMaxExeImageReads) return false;
+        expectedBytes += ExpectedImageBytes(icons[pick].data);
+        if (expectedBytes > kMaxExeDecodedBytes) return false;
+        tasks.push_back({groupIndex, icons[pick].data});
     }
     return true;
+}
+
+// Reads every image, on several threads when there are many (a large library holds thousands).
+// Images that cannot be read stay empty.
+void ReadImages(const std::vector<ImageTask>& tasks, std::vector<CKvIcon>& images) {
+    images.resize(tasks.size());
+    std::atomic<std::size_t> next{0};
+    std::atomic<bool> outOfMemory{false};
+    const auto work = [&] {
+        for (std::size_t i = next++; i < tasks.size(); i = next++) {
+            try {
+                CKvIcon icon;
+                if (icon.ReadImage(tasks[i].data, static_cast<std::uint32_t>(tasks[i].data.size()), 0))
+                    images[i] = std::move(icon);
+            } catch (const std::bad_alloc&) {
+                outOfMemory = true;
+                return;
+            }
+        }
+    };
+    constexpr std::size_t kImagesPerThread = 64;
+    const std::size_t threads = std::min<std::size_t>(
+        {std::max(1u, std::thread::hardware_concurrency()), 8, 1 + tasks.size() / kImagesPerThread});
+    std::vector<std::thread> helpers;
+    for (std::size_t t = 1; t < threads; ++t) {
+        try {
+            helpers.emplace_back(work);
+        } catch (const std::system_error&) {
+            break;
+        }
+    }
+    work();
+    for (std::thread& helper : helpers) helper.join();
+    if (outOfMemory) throw std::bad_alloc();
 }
 
 std::optional<std::vector<ExeIconGroup>> ReadIcons(std::span<const std::uint8_t> bytes) {
@@ -289,15 +347,31 @@ std::optional<std::vector<ExeIconGroup>> ReadIcons(std::span<const std::uint8_t>
     for (std::size_t i = 0; i < icons->size(); ++i)
         if ((*icons)[i].name.id) byId[*(*icons)[i].name.id].push_back(i);
 
-    ImageBudget budget;
-    for (const ResourceRecord& record : *groups) {
+    // First which images each group takes, within the limits; then the reading, which is most of
+    // the work, all at once; then the groups in order, each with the images that could be read.
+    std::vector<ImageTask> tasks;
+    std::size_t expectedBytes = 0;
+    std::size_t planned = 0;
+    for (; planned < groups->size(); ++planned) {
+        const ResourceRecord& record = (*groups)[planned];
+        if (!PlanGroup(planned, record.data, record.language, *icons, byId, tasks, expectedBytes)) {
+            ++planned;  // this group keeps the images planned before the limit
+            break;
+        }
+    }
+    std::vector<CKvIcon> images;
+    ReadImages(tasks, images);
+
+    std::size_t task = 0;
+    for (std::size_t g = 0; g < planned; ++g) {
+        const ResourceRecord& record = (*groups)[g];
         ExeIconGroup entry;
         entry.name = record.name;
         entry.language = record.language;
         entry.group.name = record.name.Display();
-        const bool more = ReadGroup(record.data, record.language, *icons, byId, entry.group, budget);
+        for (; task < tasks.size() && tasks[task].group == g; ++task)
+            if (!images[task].IsEmpty() && !entry.group.AppendFormat(std::move(images[task]))) throw std::bad_alloc();
         if (entry.group.FormatCount() > 0) out.push_back(std::move(entry));
-        if (!more) break;
     }
     return out;
 }

@@ -45,8 +45,9 @@ inline constexpr std::size_t kMaxResourceRecords = 65536;
 inline constexpr std::size_t kMaxResourceEntriesVisited = std::size_t{1} << 20;
 inline constexpr std::size_t kMaxResourceNameBytes = std::size_t{16} * 1024 * 1024;
 
-// Limits of one program's icons: image reads attempted (group entries may all name one icon),
-// and bytes of decoded image blocks. Reading stops at either; the groups read so far are kept.
+// Limits of one program's icons: images read (group entries may all name one icon), and bytes of
+// image blocks, as the images' own headers declare them, checked before anything is decoded.
+// Reading stops at either; the groups planned so far are kept.
 inline constexpr std::size_t kMaxExeImageReads = 65536;
 inline constexpr std::size_t kMaxExeDecodedBytes = std::size_t{256} * 1024 * 1024;
 
