@@ -7,7 +7,6 @@ import sys
 
 from PIL import Image, ImageDraw, ImageFilter
 
-out = sys.argv[1]
 
 
 def photo(path, size=1024):
@@ -99,17 +98,19 @@ def family_inputs():
         img.save(os.path.join(out, f"big-{size}.png"))
 
 
-photo(os.path.join(out, "photo.png"))
-family_inputs()
-# 100 pictures to make icons from: copies of the 1024 x 1024 icon picture.
-os.makedirs(os.path.join(out, "pictures100"), exist_ok=True)
-with open(os.path.join(out, "big.png"), "rb") as f:
-    big = f.read()
-for i in range(100):
-    with open(os.path.join(out, "pictures100", f"picture{i:03d}.png"), "wb") as f:
-        f.write(big)
-icon = seven_format_icon(os.path.join(out, "icon7.ico"))
-os.makedirs(os.path.join(out, "icons200"), exist_ok=True)
-for i in range(200):
-    with open(os.path.join(out, "icons200", f"icon{i:03d}.ico"), "wb") as f:
-        f.write(icon)
+if __name__ == "__main__":
+    out = sys.argv[1]
+    photo(os.path.join(out, "photo.png"))
+    family_inputs()
+    # 100 pictures to make icons from: copies of the 1024 x 1024 icon picture.
+    os.makedirs(os.path.join(out, "pictures100"), exist_ok=True)
+    with open(os.path.join(out, "big.png"), "rb") as f:
+        big = f.read()
+    for i in range(100):
+        with open(os.path.join(out, "pictures100", f"picture{i:03d}.png"), "wb") as f:
+            f.write(big)
+    icon = seven_format_icon(os.path.join(out, "icon7.ico"))
+    os.makedirs(os.path.join(out, "icons200"), exist_ok=True)
+    for i in range(200):
+        with open(os.path.join(out, "icons200", f"icon{i:03d}.ico"), "wb") as f:
+            f.write(icon)

@@ -14,6 +14,8 @@ import sys
 
 from PIL import Image, ImageDraw, ImageFilter
 
+from bench_inputs import bitmap_entry
+
 SIZES = (16, 24, 32, 48, 64, 128, 256)
 LANGUAGE = 1033
 
@@ -32,22 +34,6 @@ def picture(index, size=256):
     ImageDraw.Draw(body).ellipse((x, 72, x + 110, 182), fill=(250, 240 - index % 100, 40))
     body.putalpha(shape)
     return body
-
-
-def bitmap_entry(img):
-    """A 32-bit image in bitmap form: header (height doubled), BGRA rows bottom-up, AND mask."""
-    w, h = img.size
-    header = struct.pack("<IiiHHIIiiII", 40, w, 2 * h, 1, 32, 0, 0, 0, 0, 0, 0)
-    flipped = img.transpose(Image.Transpose.FLIP_TOP_BOTTOM)
-    rows = flipped.tobytes("raw", "BGRA")
-    stride = (w + 31) // 32 * 4
-    alpha = flipped.getchannel("A").tobytes()
-    mask = bytearray(stride * h)
-    for y in range(h):
-        for x in range(w):
-            if alpha[y * w + x] == 0:
-                mask[y * stride + x // 8] |= 0x80 >> (x % 8)
-    return header + rows + bytes(mask)
 
 
 def images_of(index):

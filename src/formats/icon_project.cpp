@@ -8,9 +8,9 @@
 
 #include "formats/ico_file.h"
 #include "formats/pe_resources.h"
+#include "icon/format_maker.h"
 #include "formats/icns_file.h"
 #include "image/bytes.h"
-#include "image/dib_block.h"
 
 namespace tellurine {
 
@@ -66,14 +66,8 @@ bool FramesAsFormats(const std::vector<CAniObject>& steps, CIconDoc& doc) {
         });
         if (repeated) continue;
         seen.push_back(&step);
-        const auto layout = GetDibLayout(picture);
-        if (!layout || layout->bitCount != 32) return false;
-        std::vector<std::uint8_t> rows(static_cast<std::size_t>(layout->width) * 4 * static_cast<std::size_t>(layout->height));
-        for (std::int32_t y = 0; y < layout->height; ++y)
-            std::memcpy(rows.data() + static_cast<std::size_t>(layout->height - 1 - y) * layout->width * 4,
-                        picture.data() + layout->RowOffset(y), static_cast<std::size_t>(layout->width) * 4);
         CKvIcon icon;
-        if (!icon.FromBgraRows(layout->width, layout->height, rows.data())) return false;
+        if (!FormatFromPicture(picture, 32, icon)) return false;
         icon.SetPoint(static_cast<std::int32_t>(step.hotspotX), static_cast<std::int32_t>(step.hotspotY));
         doc.AddFormat(std::move(icon));
     }
