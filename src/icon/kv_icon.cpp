@@ -376,17 +376,24 @@ int CKvIcon::ReadImage(std::span<const std::uint8_t> data, std::uint32_t byteCou
     return ReadImage(ar, byteCount, bitCount);
 }
 
-// A 64-bit digest of a block's bytes (FNV-1a over 8-byte words): enough to tell whether an image
+// A 64-bit digest of a block's bytes (FNV-1a over 8-byte words, in four lanes): enough to tell whether an image
 // was changed since it was decoded; a change that kept the digest is out of all practical reach.
 std::uint64_t CKvIcon::HashBlock(const Block& block) {
-    std::uint64_t hash = 0xCBF29CE484222325ULL;
-    const std::size_t words = block.size() / 8;
-    for (std::size_t i = 0; i < words; ++i) {
-        std::uint64_t word = 0;
-        std::memcpy(&word, block.data() + 8 * i, 8);
-        hash = (hash ^ word) * 0x100000001B3ULL;
+    // Four interleaved lanes over 32-byte strides, so that the multiplications overlap.
+    constexpr std::uint64_t kPrime = 0x100000001B3ULL;
+    std::uint64_t lanes[4] = {0xCBF29CE484222325ULL, 0x84222325CBF29CE4ULL, 0x9CE484222325CBF2ULL, 0x2325CBF29CE48422ULL};
+    const std::uint8_t* p = block.data();
+    const std::size_t strides = block.size() / 32;
+    for (std::size_t i = 0; i < strides; ++i, p += 32) {
+        for (int k = 0; k < 4; ++k) {
+            std::uint64_t word = 0;
+            std::memcpy(&word, p + 8 * k, 8);
+            lanes[k] = (lanes[k] ^ word) * kPrime;
+        }
     }
-    for (std::size_t i = words * 8; i < block.size(); ++i) hash = (hash ^ block.data()[i]) * 0x100000001B3ULL;
+    std::uint64_t hash = lanes[0];
+    for (int k = 1; k < 4; ++k) hash = (hash ^ lanes[k]) * kPrime;
+    for (const std::uint8_t* end = block.data() + block.size(); p < end; ++p) hash = (hash ^ *p) * kPrime;
     return hash ^ block.size();
 }
 
@@ -398,9 +405,20 @@ int CKvIcon::ReadPngImage(std::span<const std::uint8_t> png, std::uint32_t bitCo
 
     std::int32_t width = 0, height = 0;
     if (alpha) {
-        // At 32 bits the decoded rows go straight into the icon block.
-        Block bgra;
-        if (!DecodePngToBgra(png, width, height, bgra) || !FromBgraRows(width, height, bgra.data())) return 0;
+        // At 32 bits the decoded rows go straight into a new icon block, bottom-up.
+        Block block;
+        IconImageLayout l;
+        const bool decoded = DecodePngToBgra(png, [&](std::int32_t w, std::int32_t h) -> BgraRows {
+            width = w;
+            height = h;
+            block = ComputeLayout(w, h, 0, true, l) ? NewImageBlock(w, h, 0, l) : Block();
+            if (!block) return {};
+            return {block.data() + l.pixelOffset + l.colorStride * static_cast<std::size_t>(h - 1),
+                    -static_cast<std::ptrdiff_t>(l.colorStride)};
+        });
+        if (!decoded || !block) return 0;
+        MaskTransparentPixels(block, width, height, l);
+        AdoptFormat(std::move(block), width, height, 0, true);
     } else {
         // Other depths go through a packed bitmap of that depth, whose table and rows are copied over.
         const Block dib = DecodePng(png, depth);
@@ -446,18 +464,27 @@ int CKvIcon::FromBgraRows(std::int32_t width, std::int32_t height, const std::ui
     if (!ComputeLayout(width, height, 0, true, l)) return 0;
     Block block = NewImageBlock(width, height, 0, l);
     if (!block) return 0;
-    std::uint8_t* base = block.data();
-    // Stored rows are bottom-up; a fully transparent pixel is transparent for the mask too.
-    for (std::int32_t row = 0; row < height; ++row) {
-        const std::uint8_t* src = rows + static_cast<std::size_t>(height - 1 - row) * l.colorStride;
-        std::uint8_t* pixel = base + l.pixelOffset + l.colorStride * static_cast<std::size_t>(row);
-        std::memcpy(pixel, src, l.colorStride);
-        std::uint8_t* andRow = base + l.maskOffset + l.maskStride * static_cast<std::size_t>(row);
-        for (std::int32_t x = 0; x < width; ++x)
-            if (pixel[4 * x + 3] == 0) WriteIndex(andRow, x, 1, 1);
-    }
+    // Stored rows are bottom-up.
+    for (std::int32_t row = 0; row < height; ++row)
+        std::memcpy(block.data() + l.pixelOffset + l.colorStride * static_cast<std::size_t>(row),
+                    rows + static_cast<std::size_t>(height - 1 - row) * l.colorStride, l.colorStride);
+    MaskTransparentPixels(block, width, height, l);
     AdoptFormat(std::move(block), width, height, 0, true);
     return 1;
+}
+
+void CKvIcon::MaskTransparentPixels(Block& block, std::int32_t width, std::int32_t height, const IconImageLayout& l) {
+    for (std::int32_t row = 0; row < height; ++row) {
+        const std::uint8_t* pixel = block.data() + l.pixelOffset + l.colorStride * static_cast<std::size_t>(row);
+        std::uint8_t* andRow = block.data() + l.maskOffset + l.maskStride * static_cast<std::size_t>(row);
+        // Eight pixels to a mask byte, the leftmost in the high bit.
+        for (std::int32_t x = 0; x < width; x += 8) {
+            const std::int32_t end = std::min(width, x + 8);
+            unsigned bits = 0;
+            for (std::int32_t k = x; k < end; ++k) bits |= unsigned{pixel[4 * k + 3] == 0} << (7 - (k - x));
+            andRow[x / 8] = static_cast<std::uint8_t>(andRow[x / 8] | bits);
+        }
+    }
 }
 
 std::span<const std::uint8_t> CKvIcon::UnchangedPng() const {

@@ -183,6 +183,9 @@ private:
     // memory runs out.
     static Block NewImageBlock(std::int32_t width, std::int32_t height, std::uint32_t colors,
                                const IconImageLayout& layout);
+    // Sets the AND bit of every pixel of a 32-bit block whose alpha is 0.
+    static void MaskTransparentPixels(Block& block, std::int32_t width, std::int32_t height,
+                                      const IconImageLayout& layout);
     // Takes a complete image block of the given format (its size is the format's block size).
     void AdoptFormat(Block&& block, std::int32_t width, std::int32_t height, std::uint32_t colors, bool alpha);
     // Decodes a PNG stream into this image (see ReadImage); 0 and unchanged on failure.

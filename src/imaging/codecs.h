@@ -1,10 +1,14 @@
-// PNG streams to and from packed bitmaps, in memory (no temporary files), through libpng.
+// PNG streams to and from packed bitmaps, in memory (no temporary files). Plain RGBA streams are
+// decoded, and every stream encoded, by this file's own code over libdeflate; libpng decodes the
+// rest.
 //
 // Icons hold PNG-compressed images; decoding and encoding them must not cost the start-up of
 // the general image library, which the icon commands never need.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <vector>
 
@@ -26,6 +30,12 @@ bool PngDimensions(std::span<const std::uint8_t> png, std::int32_t& width, std::
 // same pixels, so such a stream can be written as it is.
 bool IsPlainRgbaPng(std::span<const std::uint8_t> png, std::uint32_t width, std::uint32_t height);
 
+// True when the stream is plain 8-bit RGBA (see IsPlainRgbaPng) and in perfect order: every chunk's
+// CRC right, the compressed data one intact zlib stream giving exactly the image's filtered rows,
+// every row filter known. Such a stream decodes, and holds exactly the picture decoding it gives;
+// checking costs a fraction of decoding (no pixel is kept).
+bool IsIntactPlainRgbaPng(std::span<const std::uint8_t> png);
+
 // Decodes a PNG stream into a new packed bitmap (40-byte header, bottom-up rows) of `depth` bits
 // per pixel: 32 keeps the alpha channel; 24 drops it; 1, 4 and 8 give an indexed bitmap (the
 // PNG's own palette when it fits, otherwise an optimal palette of 2^depth colours). A depth of 0
@@ -33,8 +43,21 @@ bool IsPlainRgbaPng(std::span<const std::uint8_t> png, std::uint32_t width, std:
 // that lies about its size.
 Block DecodePng(std::span<const std::uint8_t> png, int depth);
 
-// Decodes a PNG stream into 8-bit BGRA rows, top row first, `width` x 4 bytes each, at the start of
-// `pixels` (which may be longer). For callers that place the rows themselves; false on failure.
+// Where DecodePngToBgra puts the rows: the first byte of the top row, and the distance in bytes from
+// one row's start to the next one's (negative when the rows go upwards).
+struct BgraRows {
+    std::uint8_t* top = nullptr;
+    std::ptrdiff_t stride = 0;
+};
+// Called with the picture's width and height once the stream is known to be good as far as can be
+// told without decoding it; a null `top` refuses the picture. It may be called a second time when
+// the first decoder steps aside after all; the rows of the last call are the picture.
+using BgraRowsFor = std::function<BgraRows(std::int32_t width, std::int32_t height)>;
+
+// Decodes a PNG stream into 8-bit BGRA rows (width x 4 bytes each) where `place` says, for
+// callers that place the rows themselves. False on failure; rows may then have been written.
+bool DecodePngToBgra(std::span<const std::uint8_t> png, const BgraRowsFor& place);
+// The same into a new block of top-down rows with nothing between them.
 bool DecodePngToBgra(std::span<const std::uint8_t> png, std::int32_t& width, std::int32_t& height, Block& pixels);
 
 // Which decoder DecodePng uses. Automatic takes a short path of its own for plain 8-bit RGBA
@@ -45,7 +68,7 @@ enum class PngDecoder { Automatic, Libpng };
 Block DecodePng(std::span<const std::uint8_t> png, int depth, PngDecoder decoder);
 
 // Encodes a 32-bit packed bitmap as an 8-bit-per-channel RGBA PNG (alpha as stored). Returns
-// false on failure. `zlibLevel` 1 to 9.
-bool EncodePng(const Block& dib32, std::vector<std::uint8_t>& out, int zlibLevel = 6);
+// false on failure. `level` is the compression effort, 1 (fastest) to 12 (smallest).
+bool EncodePng(const Block& dib32, std::vector<std::uint8_t>& out, int level = 6);
 
 }  // namespace tellurine

@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include <zlib.h>
@@ -118,35 +121,117 @@ TEST(Png, IndexedDepthsKeepFewColoursExactly) {
     }
 }
 
+// The chunks of a PNG stream: type and data.
+std::vector<std::pair<std::string, std::vector<std::uint8_t>>> Chunks(const std::vector<std::uint8_t>& png) {
+    std::vector<std::pair<std::string, std::vector<std::uint8_t>>> chunks;
+    for (std::size_t pos = 8; pos + 12 <= png.size();) {
+        const std::uint32_t length = LoadBE32(png.data() + pos);
+        chunks.emplace_back(std::string(reinterpret_cast<const char*>(png.data() + pos + 4), 4),
+                            std::vector<std::uint8_t>(png.begin() + pos + 8, png.begin() + pos + 8 + length));
+        pos += length + 12;
+    }
+    return chunks;
+}
+
+// A PNG stream of the given chunks, CRCs made by zlib.
+std::vector<std::uint8_t> Assemble(const std::vector<std::pair<std::string, std::vector<std::uint8_t>>>& chunks) {
+    std::vector<std::uint8_t> png = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
+    for (const auto& [type, data] : chunks) {
+        std::vector<std::uint8_t> chunk(12 + data.size());
+        StoreBE32(chunk.data(), static_cast<std::uint32_t>(data.size()));
+        std::memcpy(chunk.data() + 4, type.data(), 4);
+        std::copy(data.begin(), data.end(), chunk.begin() + 8);
+        StoreBE32(chunk.data() + 8 + data.size(), static_cast<std::uint32_t>(crc32(0, chunk.data() + 4, static_cast<uInt>(data.size() + 4))));
+        png.insert(png.end(), chunk.begin(), chunk.end());
+    }
+    return png;
+}
+
+// The same stream with its image data cut into IDAT chunks of `piece` bytes.
+std::vector<std::uint8_t> Rechunked(const std::vector<std::uint8_t>& png, std::size_t piece) {
+    std::vector<std::pair<std::string, std::vector<std::uint8_t>>> out;
+    std::vector<std::uint8_t> data;
+    for (const auto& chunk : Chunks(png)) {
+        if (chunk.first == "IDAT") {
+            data.insert(data.end(), chunk.second.begin(), chunk.second.end());
+            continue;
+        }
+        if (chunk.first == "IEND")
+            for (std::size_t i = 0; i < data.size(); i += piece)
+                out.emplace_back("IDAT", std::vector<std::uint8_t>(data.begin() + i,
+                                                                   data.begin() + std::min(data.size(), i + piece)));
+        out.push_back(chunk);
+    }
+    return Assemble(out);
+}
+
+void ExpectBothDecoders(const std::vector<std::uint8_t>& png, const Block& expected) {
+    const Block fast = DecodePng(png, 32, PngDecoder::Automatic);
+    const Block reference = DecodePng(png, 32, PngDecoder::Libpng);
+    ASSERT_FALSE(fast.empty());
+    ASSERT_EQ(fast.size(), reference.size());
+    EXPECT_EQ(0, std::memcmp(fast.data(), reference.data(), fast.size()));
+    ASSERT_EQ(fast.size(), expected.size());
+    EXPECT_EQ(0, std::memcmp(fast.data(), expected.data(), expected.size()));
+}
+
 // The short path for plain RGBA streams must give exactly libpng's bitmap: over every row filter
-// (a picture large enough for adaptive filtering, so all five occur, across several IDAT
-// chunks), and on damaged streams, where it must step aside rather than decide.
+// (a picture large enough for adaptive filtering, so all five occur), with the data in one IDAT
+// chunk or many, and on damaged streams, where it must step aside rather than decide. The intact
+// check agrees with it.
 TEST(Png, PlainRgbaShortPathMatchesLibpng) {
     Block dib = CreateDibBlock(203, 181, 32);
     for (int y = 0; y < 181; ++y)
         for (int x = 0; x < 203; ++x)
             test::SetBgra(dib, x, y, static_cast<std::uint8_t>(x * y), static_cast<std::uint8_t>(x ^ y),
                           static_cast<std::uint8_t>((x * 7 + y * 3) & 0xF0), static_cast<std::uint8_t>(255 - y));
-    for (int level : {1, 9}) {
+    for (int level : {1, 12}) {
         std::vector<std::uint8_t> png;
         ASSERT_TRUE(EncodePng(dib, png, level));
-        const Block fast = DecodePng(png, 32, PngDecoder::Automatic);
-        const Block reference = DecodePng(png, 32, PngDecoder::Libpng);
-        ASSERT_FALSE(fast.empty());
-        ASSERT_EQ(fast.size(), reference.size());
-        EXPECT_EQ(0, std::memcmp(fast.data(), reference.data(), fast.size()));
-        EXPECT_EQ(0, std::memcmp(fast.data(), dib.data(), dib.size()));
+        ExpectBothDecoders(png, dib);
+        const std::vector<std::uint8_t> pieces = Rechunked(png, 997);
+        ExpectBothDecoders(pieces, dib);
+        EXPECT_TRUE(IsIntactPlainRgbaPng(png));
+        EXPECT_TRUE(IsIntactPlainRgbaPng(pieces));
 
         // Damage the compressed data and mend the chunk's CRC: neither decoder may accept it.
-        std::vector<std::uint8_t> damaged = png;
-        std::size_t pos = 8;
-        while (std::memcmp(damaged.data() + pos + 4, "IDAT", 4) != 0) pos += LoadBE32(damaged.data() + pos) + 12;
-        const std::uint32_t length = LoadBE32(damaged.data() + pos);
-        damaged[pos + 8 + length / 2] ^= 0x5A;
-        const auto crc = static_cast<std::uint32_t>(crc32(0, damaged.data() + pos + 4, length + 4));
-        for (int k = 0; k < 4; ++k) damaged[pos + 8 + length + k] = static_cast<std::uint8_t>(crc >> (24 - 8 * k));
+        auto chunks = Chunks(png);
+        for (auto& [type, data] : chunks)
+            if (type == "IDAT") data[data.size() / 2] ^= 0x5A;
+        const std::vector<std::uint8_t> damaged = Assemble(chunks);
         EXPECT_EQ(DecodePng(damaged, 32).empty(), DecodePng(damaged, 32, PngDecoder::Libpng).empty());
+        EXPECT_FALSE(IsIntactPlainRgbaPng(damaged));
+
+        // Bytes after the end of the zlib stream: libpng decides, and the stream is not intact.
+        chunks = Chunks(png);
+        chunks.insert(chunks.end() - 1, {"IDAT", {0, 0, 0}});
+        const std::vector<std::uint8_t> trailing = Assemble(chunks);
+        EXPECT_FALSE(IsIntactPlainRgbaPng(trailing));
+        EXPECT_EQ(DecodePng(trailing, 32).empty(), DecodePng(trailing, 32, PngDecoder::Libpng).empty());
+
+        std::vector<std::uint8_t> badCrc = png;
+        badCrc[badCrc.size() - 20] ^= 1;  // inside the last IDAT chunk
+        EXPECT_FALSE(IsIntactPlainRgbaPng(badCrc));
     }
+    EXPECT_FALSE(IsIntactPlainRgbaPng(kPalettePng));
+    EXPECT_FALSE(IsIntactPlainRgbaPng(kInterlacedPng));
+}
+
+// Noise does not compress: its stream outgrows one IDAT chunk and is cut into several, which
+// both decoders put together again.
+TEST(Png, LargeStreamsAreCutIntoChunks) {
+    Block dib = CreateDibBlock(1024, 300, 32);
+    std::uint32_t seed = 12345;
+    for (std::size_t i = 40; i < dib.size(); ++i) {
+        seed = seed * 1103515245u + 12345u;
+        dib.data()[i] = static_cast<std::uint8_t>(seed >> 23);
+    }
+    std::vector<std::uint8_t> png;
+    ASSERT_TRUE(EncodePng(dib, png, 1));
+    int idats = 0;
+    for (const auto& chunk : Chunks(png)) idats += chunk.first == "IDAT";
+    EXPECT_GE(idats, 2);
+    ExpectBothDecoders(png, dib);
 }
 
 TEST(Png, DamagedOrLyingStreamsAreRefused) {
