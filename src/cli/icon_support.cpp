@@ -11,12 +11,16 @@ bool ReadIconInput(const std::string& path, IconFileContents& contents, std::str
     // The reason is not shown: the message is the same for every failure but lack of memory.
     std::string error;
     if (LoadIconContainer(path, contents, error)) return true;
-    const std::string line = path + ": " + (error == kOutOfMemoryText ? std::string(kOutOfMemoryText) : kIconReadError);
+    const std::string line = ReadFailureLine(path, error == kOutOfMemoryText);
     if (message != nullptr)
         *message = line;
     else
         PrintError(line);
     return false;
+}
+
+std::string ReadFailureLine(const std::string& path, bool outOfMemory) {
+    return path + ": " + (outOfMemory ? kOutOfMemoryText : kIconReadError);
 }
 
 nlohmann::ordered_json IconNameJson(const NamedIcon& icon) {

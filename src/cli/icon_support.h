@@ -21,6 +21,8 @@ inline constexpr const char* kIconFilesHelp =
 // to perform operation."), or, when `message` is given, stores that line there (without the
 // program name) instead.
 bool ReadIconInput(const std::string& path, IconFileContents& contents, std::string* message = nullptr);
+// The line ReadIconInput reports for `path` (without the program name).
+std::string ReadFailureLine(const std::string& path, bool outOfMemory);
 
 // An icon's name for JSON: its resource number as a number, otherwise its name as a string.
 nlohmann::ordered_json IconNameJson(const NamedIcon& icon);

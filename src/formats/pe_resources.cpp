@@ -334,21 +334,20 @@ void ReadImages(const std::vector<ImageTask>& tasks, std::vector<CKvIcon>& image
     if (outOfMemory) throw std::bad_alloc();
 }
 
-std::optional<std::vector<ExeIconGroup>> ReadIcons(std::span<const std::uint8_t> bytes) {
+std::vector<StoredExeIconGroup> StoredGroups(std::span<const std::uint8_t> bytes, bool& readable) {
+    readable = false;
     const auto groups = List(bytes, 14);
-    if (!groups) return std::nullopt;
+    if (!groups) return {};
     const auto icons = List(bytes, 3);
-    if (!icons) return std::nullopt;
-    std::vector<ExeIconGroup> out;
-    if (groups->empty()) return out;
+    if (!icons) return {};
+    readable = true;
+    if (groups->empty()) return {};
 
     // The records of each numbered icon, in enumeration order (icons are found by number only).
     std::unordered_map<std::uint16_t, std::vector<std::size_t>> byId;
     for (std::size_t i = 0; i < icons->size(); ++i)
         if ((*icons)[i].name.id) byId[*(*icons)[i].name.id].push_back(i);
 
-    // First which images each group takes, within the limits; then the reading, which is most of
-    // the work, all at once; then the groups in order, each with the images that could be read.
     std::vector<ImageTask> tasks;
     std::size_t expectedBytes = 0;
     std::size_t planned = 0;
@@ -359,16 +358,35 @@ std::optional<std::vector<ExeIconGroup>> ReadIcons(std::span<const std::uint8_t>
             break;
         }
     }
+    std::vector<StoredExeIconGroup> out(planned);
+    for (std::size_t g = 0; g < planned; ++g) {
+        out[g].name = (*groups)[g].name;
+        out[g].language = (*groups)[g].language;
+    }
+    for (const ImageTask& task : tasks) out[task.group].images.push_back(task.data);
+    return out;
+}
+
+std::optional<std::vector<ExeIconGroup>> ReadIcons(std::span<const std::uint8_t> bytes) {
+    bool readable = false;
+    const std::vector<StoredExeIconGroup> stored = StoredGroups(bytes, readable);
+    if (!readable) return std::nullopt;
+
+    // The reading, which is most of the work, all at once; then the groups in order, each with
+    // the images that could be read.
+    std::vector<ImageTask> tasks;
+    for (std::size_t g = 0; g < stored.size(); ++g)
+        for (const std::span<const std::uint8_t> image : stored[g].images) tasks.push_back({g, image});
     std::vector<CKvIcon> images;
     ReadImages(tasks, images);
 
+    std::vector<ExeIconGroup> out;
     std::size_t task = 0;
-    for (std::size_t g = 0; g < planned; ++g) {
-        const ResourceRecord& record = (*groups)[g];
+    for (std::size_t g = 0; g < stored.size(); ++g) {
         ExeIconGroup entry;
-        entry.name = record.name;
-        entry.language = record.language;
-        entry.group.name = record.name.Display();
+        entry.name = stored[g].name;
+        entry.language = stored[g].language;
+        entry.group.name = stored[g].name.Display();
         for (; task < tasks.size() && tasks[task].group == g; ++task)
             if (!images[task].IsEmpty() && !entry.group.AppendFormat(std::move(images[task]))) throw std::bad_alloc();
         if (entry.group.FormatCount() > 0) out.push_back(std::move(entry));
@@ -382,6 +400,17 @@ std::optional<std::vector<ResourceRecord>> ListResources(std::span<const std::ui
                                                          std::uint16_t type) {
     try {
         return List(bytes, type);
+    } catch (const std::bad_alloc&) {
+        return std::nullopt;
+    }
+}
+
+std::optional<std::vector<StoredExeIconGroup>> ListExeIconGroups(std::span<const std::uint8_t> bytes) {
+    try {
+        bool readable = false;
+        std::vector<StoredExeIconGroup> groups = StoredGroups(bytes, readable);
+        if (!readable) return std::nullopt;
+        return groups;
     } catch (const std::bad_alloc&) {
         return std::nullopt;
     }

@@ -82,6 +82,21 @@ std::optional<std::vector<ResourceRecord>> ListResources(std::span<const std::ui
 // icon resources but no group; nothing when either listing gives nothing (see ListResources).
 std::optional<std::vector<ExeIconGroup>> ReadExeIcons(std::span<const std::uint8_t> bytes);
 
+// One icon group of a program as stored: its name and language, and the bytes of the images
+// ReadExeIcons would read for it, in the same order, none of them read yet.
+struct StoredExeIconGroup {
+    ResourceName name;
+    std::uint16_t language = 0;
+    std::vector<std::span<const std::uint8_t>> images;  // within the file's bytes
+};
+
+// What ReadExeIcons reads, without reading any image: every icon group in group-record order,
+// found and limited as ReadExeIcons finds and limits them, with its images' bytes. Groups whose
+// images cannot be read are listed too (a group without any entry found is listed empty). An
+// empty list for a file with icon resources but no group; nothing when ReadExeIcons gives nothing
+// or memory runs out.
+std::optional<std::vector<StoredExeIconGroup>> ListExeIconGroups(std::span<const std::uint8_t> bytes);
+
 // The executable document's model: the icon groups of one program file, for its view.
 class CFileExeDoc {
 public:

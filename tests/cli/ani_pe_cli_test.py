@@ -140,6 +140,34 @@ class ProgramTest(ScratchCase):
         r = run("convert", path, self.path("none.ico"), "--group", "8")
         self.assertEqual(r.returncode, 1)
 
+    def test_extracting_skips_only_the_images_that_cannot_be_read(self):
+        def damaged(ico_bytes, index):
+            data = bytearray(ico_bytes)
+            size, offset = struct.unpack_from("<II", data, 6 + 16 * index + 8)
+            data[offset + size // 2] ^= 0x55  # inside the compressed data: its chunk's CRC no longer matches
+            return bytes(data)
+
+        good = ico([16, 24, 32], (10, 200, 30, 255))
+        path = self.path("app.exe")
+        write_program(path, [(5, 1033, damaged(good, 1)), (6, 1033, damaged(ico([48], (1, 2, 3, 255)), 0))])
+        listing = json.loads(run("info", path, "--json").stdout)["files"][0]
+        self.assertEqual([(g["name"], [f["width"] for f in g["formats"]]) for g in listing["groups"]], [(5, [16, 32])])
+        out = self.path("out")
+        self.assertEqual(run("extract", path, "-o", out).returncode, 0)
+        self.assertEqual(sorted(os.listdir(out)), ["app-5-0-16x16-32.png", "app-5-1-32x32-32.png"])
+        # The stored PNG streams are written as they are, and hold Pillow's pixels of them.
+        size, offset = struct.unpack_from("<II", good, 6 + 8)
+        with open(os.path.join(out, "app-5-0-16x16-32.png"), "rb") as f:
+            self.assertEqual(f.read(), good[offset:offset + size])
+        with Image.open(io.BytesIO(good)) as im, Image.open(os.path.join(out, "app-5-1-32x32-32.png")) as png:
+            im.size = (32, 32)
+            self.assertEqual(png.convert("RGBA").tobytes(), im.convert("RGBA").tobytes())
+
+        write_program(self.path("broken.exe"), [(1, 1033, damaged(ico([16], (9, 9, 9, 255)), 0))])
+        r = run("extract", self.path("broken.exe"), "-o", self.path("none"))
+        self.assertEqual((r.returncode, r.stderr.strip()), (1, f"tellurine-cli: {self.path('broken.exe')}: {READ_ERROR}"))
+        self.assertEqual(os.listdir(self.path("none")), [])
+
     def test_programs_without_groups_and_damaged_ones_are_refused(self):
         write_pe(self.path("icons-only.exe"), {3: [(1, 1033, ico([16], (1, 2, 3, 255)))]})
         path = self.make()
