@@ -1,10 +1,15 @@
 #include "icon/kv_icon.h"
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include <algorithm>
-#include <optional>
+#include <array>
 #include <cstring>
 #include <limits>
 #include <new>
+#include <optional>
 
 #include "icon/standard_palette.h"
 #include "image/archive.h"
@@ -376,8 +381,9 @@ int CKvIcon::ReadImage(std::span<const std::uint8_t> data, std::uint32_t byteCou
     return ReadImage(ar, byteCount, bitCount);
 }
 
-// A 64-bit digest of a block's bytes (FNV-1a over 8-byte words, in four lanes): enough to tell whether an image
-// was changed since it was decoded; a change that kept the digest is out of all practical reach.
+// A 64-bit digest of a block's bytes (FNV-1a over 8-byte words, in four lanes): enough to tell
+// whether an image was changed since it was decoded; a change that kept the digest is out of all
+// practical reach.
 std::uint64_t CKvIcon::HashBlock(const Block& block) {
     // Four interleaved lanes over 32-byte strides, so that the multiplications overlap.
     constexpr std::uint64_t kPrime = 0x100000001B3ULL;
@@ -474,11 +480,32 @@ int CKvIcon::FromBgraRows(std::int32_t width, std::int32_t height, const std::ui
 }
 
 void CKvIcon::MaskTransparentPixels(Block& block, std::int32_t width, std::int32_t height, const IconImageLayout& l) {
+#if defined(__SSE2__)
+    // A byte's bits in the opposite order: the vector compare gives the leftmost pixel the low bit.
+    static constexpr std::array<std::uint8_t, 256> kReversed = [] {
+        std::array<std::uint8_t, 256> table{};
+        for (unsigned v = 0; v < 256; ++v)
+            for (unsigned bit = 0; bit < 8; ++bit)
+                if ((v >> bit) & 1u) table[v] = static_cast<std::uint8_t>(table[v] | (0x80u >> bit));
+        return table;
+    }();
+    const __m128i zero = _mm_setzero_si128();
+#endif
     for (std::int32_t row = 0; row < height; ++row) {
         const std::uint8_t* pixel = block.data() + l.pixelOffset + l.colorStride * static_cast<std::size_t>(row);
         std::uint8_t* andRow = block.data() + l.maskOffset + l.maskStride * static_cast<std::size_t>(row);
         // Eight pixels to a mask byte, the leftmost in the high bit.
-        for (std::int32_t x = 0; x < width; x += 8) {
+        std::int32_t x = 0;
+#if defined(__SSE2__)
+        for (; x + 8 <= width; x += 8) {
+            const __m128i left = _mm_loadu_si128(reinterpret_cast<const __m128i*>(pixel + 4 * x));
+            const __m128i right = _mm_loadu_si128(reinterpret_cast<const __m128i*>(pixel + 4 * x + 16));
+            const int low = _mm_movemask_ps(_mm_castsi128_ps(_mm_cmpeq_epi32(_mm_srli_epi32(left, 24), zero)));
+            const int high = _mm_movemask_ps(_mm_castsi128_ps(_mm_cmpeq_epi32(_mm_srli_epi32(right, 24), zero)));
+            andRow[x / 8] = static_cast<std::uint8_t>(andRow[x / 8] | kReversed[static_cast<unsigned>(low | high << 4)]);
+        }
+#endif
+        for (; x < width; x += 8) {
             const std::int32_t end = std::min(width, x + 8);
             unsigned bits = 0;
             for (std::int32_t k = x; k < end; ++k) bits |= unsigned{pixel[4 * k + 3] == 0} << (7 - (k - x));

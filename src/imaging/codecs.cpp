@@ -33,8 +33,8 @@ constexpr std::uint64_t kMaxInflateRatio = 1100;
 // Compressed data goes into IDAT chunks of at most this many bytes.
 constexpr std::size_t kIdatChunkBytes = std::size_t{1} << 20;
 
-// Pictures whose filtered rows fit in this many bytes are inflated into a buffer that the thread
-// keeps (512 x 512 and smaller); larger ones get a block of their own.
+// Pictures whose filtered rows fit in this many bytes (every size up to 512 x 512) are inflated
+// into a buffer that the thread keeps; larger ones get a block of their own.
 constexpr std::size_t kScratchBytes = std::size_t{1} << 21;
 
 // libdeflate's compressors and decompressors cost more to make than an icon-sized picture costs to

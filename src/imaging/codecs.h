@@ -51,7 +51,8 @@ struct BgraRows {
 };
 // Called with the picture's width and height once the stream is known to be good as far as can be
 // told without decoding it; a null `top` refuses the picture. It may be called a second time when
-// the first decoder steps aside after all; the rows of the last call are the picture.
+// the first decoder steps aside after all; the rows of the last call are the picture. It must not
+// decode PNG streams itself: the decoder's buffer on this thread is in use.
 using BgraRowsFor = std::function<BgraRows(std::int32_t width, std::int32_t height)>;
 
 // Decodes a PNG stream into 8-bit BGRA rows (width x 4 bytes each) where `place` says, for
