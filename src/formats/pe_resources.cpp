@@ -3,13 +3,13 @@
 #include <algorithm>
 #include <atomic>
 #include <new>
-#include <system_error>
 #include <thread>
 #include <unordered_map>
 #include <utility>
 
 #include "image/bytes.h"
 #include "image/file_io.h"
+#include "image/threads.h"
 #include "imaging/codecs.h"
 
 namespace tellurine {
@@ -319,18 +319,9 @@ void ReadImages(const std::vector<ImageTask>& tasks, std::vector<CKvIcon>& image
         }
     };
     constexpr std::size_t kImagesPerThread = 64;
-    const std::size_t threads = std::min<std::size_t>(
-        {std::max(1u, std::thread::hardware_concurrency()), 8, 1 + tasks.size() / kImagesPerThread});
-    std::vector<std::thread> helpers;
-    for (std::size_t t = 1; t < threads; ++t) {
-        try {
-            helpers.emplace_back(work);
-        } catch (const std::system_error&) {
-            break;
-        }
-    }
-    work();
-    for (std::thread& helper : helpers) helper.join();
+    const auto threads = static_cast<unsigned>(std::min<std::size_t>(
+        {std::max(1u, std::thread::hardware_concurrency()), 8, 1 + tasks.size() / kImagesPerThread}));
+    RunOnThreads(threads, work);
     if (outOfMemory) throw std::bad_alloc();
 }
 

@@ -4,12 +4,11 @@
 #include <atomic>
 #include <cstring>
 #include <new>
-#include <system_error>
-#include <thread>
 #include <utility>
 
 #include "image/dib_block.h"
 #include "image/raster.h"
+#include "image/threads.h"
 #include "imaging/filters.h"
 #include "imaging/palette_map.h"
 #include "imaging/quantizer.h"
@@ -311,17 +310,7 @@ bool MakeIconProject(const CDIB& image, const IconProjectRequest& request, CIcon
             }
         }
     };
-    const unsigned threads = std::clamp(request.threads, 1u, static_cast<unsigned>(sizes.size()));
-    std::vector<std::thread> helpers;
-    for (unsigned t = 1; t < threads; ++t) {
-        try {
-            helpers.emplace_back(work);
-        } catch (const std::system_error&) {
-            break;
-        }
-    }
-    work();
-    for (std::thread& helper : helpers) helper.join();
+    RunOnThreads(std::clamp(request.threads, 1u, static_cast<unsigned>(sizes.size())), work);
     if (failed) {
         error = "out of memory";
         return false;
