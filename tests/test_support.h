@@ -1,7 +1,11 @@
 // Helpers shared by the tests: building small packed bitmaps pixel by pixel.
 #pragma once
 
+#include <algorithm>
+#include <array>
 #include <cstdint>
+#include <cstring>
+#include <functional>
 #include <initializer_list>
 
 #include "image/block.h"
@@ -51,6 +55,34 @@ inline void SetTableEntry(Block& b, int i, std::uint8_t red, std::uint8_t green,
     e[1] = green;
     e[2] = red;
     e[3] = 0;
+}
+
+// Blue, green, red, alpha.
+using Px = std::array<std::uint8_t, 4>;
+
+// A packed bitmap whose pixel at column x of stored row y (0 = bottom) is f(x, y); at 24 bits
+// the alpha is dropped, at 8 bits the blue byte is the index.
+inline Block MakeDib(std::int32_t w, std::int32_t h, int bits, const std::function<Px(int, int)>& f) {
+    Block b = CreateDibBlock(w, h, bits);
+    const auto l = GetDibLayout(b);
+    const std::size_t bpp = static_cast<std::size_t>(bits / 8);
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+            const Px p = f(x, y);
+            std::memcpy(b.data() + l->RowOffset(y) + static_cast<std::size_t>(x) * bpp, p.data(),
+                        std::min<std::size_t>(bpp, 4));
+        }
+    return b;
+}
+
+// The pixel at column x of stored row y; alpha reads 255 at 24 bits, and at 8 bits the blue byte
+// is the index.
+inline Px At(const Block& b, int x, int y) {
+    const auto l = GetDibLayout(b);
+    const std::size_t bpp = static_cast<std::size_t>(l->bitCount / 8);
+    const std::uint8_t* p = b.data() + l->RowOffset(y) + static_cast<std::size_t>(x) * bpp;
+    if (bpp < 3) return Px{p[0], 0, 0, 255};
+    return Px{p[0], p[1], p[2], bpp == 4 ? p[3] : std::uint8_t{255}};
 }
 
 }  // namespace tellurine::test

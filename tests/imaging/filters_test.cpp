@@ -13,12 +13,14 @@
 #include "image/busy.h"
 #include "image/dib_block.h"
 #include "imaging/resample.h"
+#include "test_support.h"
 
 namespace tellurine {
 namespace {
 
-// Blue, green, red, alpha.
-using Px = std::array<std::uint8_t, 4>;
+using test::At;
+using test::MakeDib;
+using test::Px;
 
 std::uint32_t gSeed = 1;
 std::uint8_t RandomByte() {
@@ -26,29 +28,10 @@ std::uint8_t RandomByte() {
     return static_cast<std::uint8_t>(gSeed >> 24);
 }
 
-// A packed bitmap whose pixel at column x of stored row y (0 = bottom) is f(x, y).
-Block MakeDib(std::int32_t w, std::int32_t h, int bits, const std::function<Px(int, int)>& f) {
-    Block b = CreateDibBlock(w, h, bits);
-    const auto l = GetDibLayout(b);
-    const std::size_t bpp = static_cast<std::size_t>(bits / 8);
-    for (int y = 0; y < h; ++y)
-        for (int x = 0; x < w; ++x) {
-            const Px p = f(x, y);
-            std::memcpy(b.data() + l->RowOffset(y) + static_cast<std::size_t>(x) * bpp, p.data(),
-                        std::min<std::size_t>(bpp, 4));
-        }
-    return b;
-}
 Block RandomDib(std::int32_t w, std::int32_t h, int bits) {
     return MakeDib(w, h, bits, [](int, int) {
         return Px{RandomByte(), RandomByte(), RandomByte(), RandomByte()};
     });
-}
-Px At(const Block& b, int x, int y) {
-    const auto l = GetDibLayout(b);
-    const std::size_t bpp = static_cast<std::size_t>(l->bitCount / 8);
-    const std::uint8_t* p = b.data() + l->RowOffset(y) + static_cast<std::size_t>(x) * bpp;
-    return Px{p[0], p[1], p[2], bpp == 4 ? p[3] : std::uint8_t{255}};
 }
 bool SameBytes(const Block& a, const Block& b) {
     return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size()) == 0;

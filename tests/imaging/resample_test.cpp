@@ -10,36 +10,14 @@
 
 #include "image/dib_block.h"
 #include "imaging/resample_kernels.h"
+#include "test_support.h"
 
 namespace tellurine {
 namespace {
 
-// Blue, green, red, alpha.
-using Px = std::array<std::uint8_t, 4>;
-
-// A packed bitmap whose pixel at column x of stored row y (0 = bottom) is f(x, y); at 24 bits
-// the alpha is dropped, at 8 bits the blue byte is the index.
-Block MakeDib(std::int32_t w, std::int32_t h, int bits, const std::function<Px(int, int)>& f) {
-    Block b = CreateDibBlock(w, h, bits);
-    const auto l = GetDibLayout(b);
-    const std::size_t bpp = static_cast<std::size_t>(bits / 8);
-    for (int y = 0; y < h; ++y)
-        for (int x = 0; x < w; ++x) {
-            const Px p = f(x, y);
-            std::memcpy(b.data() + l->RowOffset(y) + static_cast<std::size_t>(x) * bpp, p.data(), bpp);
-        }
-    return b;
-}
-
-// The pixel at column x of stored row y; alpha reads 255 at 24 bits.
-Px At(const Block& b, int x, int y) {
-    const auto l = GetDibLayout(b);
-    const std::size_t bpp = static_cast<std::size_t>(l->bitCount / 8);
-    const std::uint8_t* p = b.data() + l->RowOffset(y) + static_cast<std::size_t>(x) * bpp;
-    Px out{p[0], 0, 0, 255};
-    if (bpp >= 3) out = Px{p[0], p[1], p[2], bpp == 4 ? p[3] : std::uint8_t{255}};
-    return out;
-}
+using test::At;
+using test::MakeDib;
+using test::Px;
 
 void ExpectShape(const Block& b, int w, int h, int bits) {
     const auto l = GetDibLayout(b);
