@@ -34,6 +34,7 @@ int RunConvert(const ConvertOptions& o) {
     if (chosen == nullptr) return kExitFailure;
     CIconDoc& doc = chosen->doc;
     doc.macintosh = ext == ".icns";
+    doc.cursor = false;  // a cursor read is written as an icon
 
     // The output is made from an input that stays on disk, so the save does not wait for the disk
     // to confirm it, unless it replaces that very input: then the new file is the only copy.

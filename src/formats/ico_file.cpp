@@ -33,23 +33,31 @@ bool ReadImages(std::span<const std::uint8_t> bytes, CIconDoc& doc, IconFileType
     for (std::size_t i = 0; i < count; ++i) {
         const std::uint8_t* e = bytes.data() + kHeaderSize + i * kEntrySize;
         DirectoryEntry entry;
+        const std::uint16_t planes = LoadU16(e + 4);
         entry.bitCount = LoadU16(e + 6);
         entry.byteCount = LoadU32(e + 8);
         entry.offset = LoadU32(e + 12);
         if (!ar.Seek(entry.offset)) return false;
         CKvIcon icon;
         if (!icon.ReadImage(ar, entry.byteCount, entry.bitCount)) return false;
+        if (fileType == 2) icon.SetPoint(planes, static_cast<std::int32_t>(entry.bitCount));
         // Entries may all point at one small, well-compressed image; the total is bounded too.
         decoded += icon.GetBlock().size();
         if (decoded > kMaxIconFileDecodedBytes) return false;
         doc.AddFormat(std::move(icon));
     }
     if (type != nullptr) *type = static_cast<IconFileType>(fileType);
+    doc.cursor = fileType == 2;
     return true;
 }
 
 // Low 8 bits of a directory byte: 256 pixels or 256 colours become 0.
 std::uint8_t DirectoryByte(std::uint32_t value) { return static_cast<std::uint8_t>(value & 0xFF); }
+
+// A hotspot coordinate as a cursor's directory holds it: a point outside the image is 0.
+std::uint16_t HotspotField(std::int32_t value, std::uint32_t size) {
+    return value < 0 || static_cast<std::uint32_t>(value) >= size ? 0 : static_cast<std::uint16_t>(value);
+}
 
 }  // namespace
 
@@ -78,7 +86,7 @@ bool WriteIconFile(CIconDoc& doc, bool explorerCompatibleOrder, std::vector<std:
         for (int i = 0; i < count; ++i) expected += doc.GetFormat(i)->Icon().GetBlock().size();
         ar.Reserve(expected);
         ar.WriteU16(0);
-        ar.WriteU16(1);
+        ar.WriteU16(doc.cursor ? 2 : 1);
         ar.WriteU16(static_cast<std::uint16_t>(count));
         const std::size_t directory = ar.Position();
         ar.WriteZeros(static_cast<std::size_t>(count) * kEntrySize);
@@ -88,17 +96,26 @@ bool WriteIconFile(CIconDoc& doc, bool explorerCompatibleOrder, std::vector<std:
             const CKvIcon& icon = doc.GetFormat(i)->Icon();
             const std::size_t offset = ar.Position();
             std::uint32_t written = 0;
-            if (icon.IsEmpty() || offset > std::numeric_limits<std::uint32_t>::max() ||
-                !icon.WriteImage(ar, written))
+            if (icon.IsEmpty() || offset > std::numeric_limits<std::uint32_t>::max()) return false;
+            if (doc.cursor) {
+                if (!icon.WriteImage(ar)) return false;
+                written = static_cast<std::uint32_t>(ar.Position() - offset);
+            } else if (!icon.WriteImage(ar, written)) {
                 return false;
+            }
 
             std::uint8_t* e = entries.data() + static_cast<std::size_t>(i) * kEntrySize;
             e[0] = DirectoryByte(icon.Width());
             e[1] = DirectoryByte(icon.Height());
             e[2] = DirectoryByte(icon.ColorCount());
             e[3] = 0;
-            StoreU16(e + 4, 1);
-            StoreU16(e + 6, static_cast<std::uint16_t>(icon.BitsPerPixel()));
+            if (doc.cursor) {
+                StoreU16(e + 4, HotspotField(icon.PointX(), icon.Width()));
+                StoreU16(e + 6, HotspotField(icon.PointY(), icon.Height()));
+            } else {
+                StoreU16(e + 4, 1);
+                StoreU16(e + 6, static_cast<std::uint16_t>(icon.BitsPerPixel()));
+            }
             StoreU32(e + 8, written);
             StoreU32(e + 12, static_cast<std::uint32_t>(offset));
         }

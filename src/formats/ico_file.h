@@ -28,6 +28,8 @@ enum class IconFileType { Icon = 1, Cursor = 2 };
 // own headers decide. A successful read clears the Macintosh flag. The file fails as a whole:
 // a type other than 1 or 2, a count of 0, a directory or image offset outside the data, or any
 // image that cannot be read. On failure `doc` is left empty. `type` receives the header's type.
+// A cursor sets the document's cursor flag and gives each format's image the hotspot of its
+// entry (planes field x, bit count field y) as its point.
 bool ReadIconFile(std::span<const std::uint8_t> bytes, CIconDoc& doc, IconFileType* type = nullptr);
 
 // Sorts the formats (see CIconDoc::SortFormats) and writes them as an icon file (type 1): header,
@@ -36,6 +38,10 @@ bool ReadIconFile(std::span<const std::uint8_t> bytes, CIconDoc& doc, IconFileTy
 // reserved 0, planes 1, the format's bits (32 whenever it has alpha), the bytes written and the
 // image's offset. False, with `out` empty, when there is no format (such a file could not be
 // read back) or an image cannot be written (an empty format, or a PNG encoding failure).
+// A document whose cursor flag is set is written as a cursor file (type 2): each entry holds the
+// hotspot in the planes and bit count fields (a point outside the image counts as 0), and every
+// image is written in bitmap form, since a reader decodes a PNG image at the depth the hotspot's y
+// would name.
 bool WriteIconFile(CIconDoc& doc, bool explorerCompatibleOrder, std::vector<std::uint8_t>& out);
 
 // The same on a file (saving goes through SaveIconProject in icon_project.h).

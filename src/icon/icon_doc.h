@@ -74,10 +74,13 @@ public:
 
     // Set for a Macintosh icon family; it picks the ".icns" extension and the Macintosh writer.
     bool macintosh = false;
+    // Set for a Windows cursor: the icon file writer then writes a cursor file, each format's
+    // hotspot (its image's point) in the directory.
+    bool cursor = false;
     // The document's name, as the group built from it carries it.
     std::string name;
 
-    [[nodiscard]] const char* DefaultExtension() const { return macintosh ? ".icns" : ".ico"; }
+    [[nodiscard]] const char* DefaultExtension() const { return macintosh ? ".icns" : cursor ? ".cur" : ".ico"; }
 
 private:
     std::vector<std::unique_ptr<CIconObject>> formats_;

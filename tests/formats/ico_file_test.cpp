@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -213,7 +214,31 @@ TEST(IcoRead, CursorLoadsAndSavesAsAnIcon) {
     EXPECT_EQ(cursor.GetFormat(0)->BitCount(), 1);
     EXPECT_EQ(cursor.GetFormat(1)->BitCount(), 32);
     EXPECT_TRUE(cursor.GetFormat(1)->HasAlpha());
-    EXPECT_EQ(Write(cursor), Write(doc));  // type 1, planes 1, the real bit counts
+    EXPECT_TRUE(cursor.cursor);
+    EXPECT_EQ(cursor.GetFormat(0)->Icon().PointX(), 9);
+    EXPECT_EQ(cursor.GetFormat(0)->Icon().PointY(), 13);
+
+    // Saved as a cursor: type 2, the hotspots in the directory, the PNG image in bitmap form so
+    // that its hotspot's y is never taken for a depth; it reads back the same.
+    cursor.GetFormat(1)->Icon().SetPoint(31, 40);  // y outside the image: written as 0
+    const std::vector<std::uint8_t> saved = Write(cursor);
+    EXPECT_EQ(LoadU16(saved.data() + 2), 2);
+    CIconDoc again;
+    ASSERT_TRUE(ReadIconFile(saved, again));
+    ASSERT_EQ(again.GetFormatCount(), 2);
+    EXPECT_TRUE(again.cursor);
+    for (int i = 0; i < 2; ++i) {
+        const CKvIcon& before = cursor.GetFormat(i)->Icon();
+        const CKvIcon& after = again.GetFormat(i)->Icon();
+        EXPECT_FALSE(after.IsCompressed()) << i;
+        EXPECT_EQ(after.BitsPerPixel(), before.BitsPerPixel()) << i;
+        EXPECT_EQ(after.PointX(), before.PointX()) << i;
+        EXPECT_EQ(after.PointY(), i == 0 ? 13 : 0) << i;
+        EXPECT_TRUE(std::ranges::equal(after.GetBlock().bytes(), before.GetBlock().bytes())) << i;
+    }
+
+    cursor.cursor = false;
+    EXPECT_EQ(Write(cursor), Write(doc));  // as an icon: type 1, planes 1, the real bit counts
 
     // The hotspot's y goes to the decoder as the depth, whatever it means in a cursor.
     StoreU16(file.data() + 22 + 6, 24);
