@@ -1,0 +1,88 @@
+// The program's documents: what a window shows, with its path, title and modified state. Each is
+// made by a document template (see shell/doc_templates.h) and owned by its window.
+#pragma once
+
+#include <QDateTime>
+#include <QImage>
+#include <QObject>
+#include <QString>
+
+#include "app/shell/doc_templates.h"
+#include "formats/icon_project.h"
+#include "icon/icon_doc.h"
+
+namespace tellurine::app {
+
+class CKvDocument : public QObject {
+    Q_OBJECT
+public:
+    explicit CKvDocument(int templateResource, QObject* parent = nullptr);
+
+    [[nodiscard]] int TemplateResource() const { return template_; }
+    [[nodiscard]] const shell::DocTemplateInfo& Template() const { return *shell::FindDocTemplate(template_); }
+    // The file the document was read from or last saved to; empty for a new document.
+    [[nodiscard]] const QString& PathName() const { return path_; }
+    // Takes the path and makes the title its file name.
+    void SetPathName(const QString& path);
+    [[nodiscard]] const QString& Title() const { return title_; }
+    void SetTitle(const QString& title);
+    [[nodiscard]] bool IsModified() const { return modified_; }
+    void SetModifiedFlag(bool modified = true);
+
+signals:
+    void titleChanged();
+    void modifiedChanged(bool modified);
+
+private:
+    int template_;
+    QString path_;
+    QString title_;
+    bool modified_ = false;
+};
+
+// An icon project: the formats of one icon (CIconDoc) and where they came from.
+class CIconProject : public CKvDocument {
+    Q_OBJECT
+public:
+    explicit CIconProject(int templateResource, QObject* parent = nullptr);
+
+    [[nodiscard]] CIconDoc& Doc() { return doc_; }
+    [[nodiscard]] const CIconDoc& Doc() const { return doc_; }
+    // The container the project was read from (Unknown for a new project).
+    IconContainer container = IconContainer::Unknown;
+    // True when Save can write the file it was read from (icons, cursors, families); animated
+    // cursors, resource and MacBinary files are saved under a new name.
+    [[nodiscard]] bool CanSaveInPlace() const;
+    // When the formats last changed (or the project was read or made).
+    [[nodiscard]] const QDateTime& LastChange() const { return lastChange_; }
+
+    // Appends a format, or removes one; both mark the project modified and tell the views.
+    void AddFormat(CKvIcon&& icon);
+    bool DeleteFormat(int index);
+    // Tells the views that the formats changed (in number, order or content).
+    void NotifyFormatsChanged(bool modified);
+
+signals:
+    void formatsChanged();
+
+private:
+    CIconDoc doc_;
+    QDateTime lastChange_ = QDateTime::currentDateTime();
+};
+
+// An ordinary or vector image shown as it is.
+class CDibDocument : public CKvDocument {
+    Q_OBJECT
+public:
+    using CKvDocument::CKvDocument;
+    QImage image;
+};
+
+// A web page shown in the program's own browser.
+class CBrowserDocument : public CKvDocument {
+    Q_OBJECT
+public:
+    using CKvDocument::CKvDocument;
+};
+
+}  // namespace tellurine::app

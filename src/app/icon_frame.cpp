@@ -1,0 +1,237 @@
+#include "app/icon_frame.h"
+
+#include <QEvent>
+#include <QHBoxLayout>
+#include <QPaintEvent>
+#include <QPainter>
+#include <QSplitter>
+#include <algorithm>
+
+#include "app/image_convert.h"
+
+namespace tellurine::app {
+
+std::function<void()> CIconPreview::firstPaintHook;
+
+// ---- Format list -------------------------------------------------------------------------------
+
+CIconFormatListModel::CIconFormatListModel(CIconProject& project, QObject* parent)
+    : QAbstractListModel(parent), project_(project) {
+    connect(&project_, &CIconProject::formatsChanged, this, &CIconFormatListModel::Reload);
+}
+
+int CIconFormatListModel::rowCount(const QModelIndex& parent) const {
+    return parent.isValid() ? 0 : project_.Doc().GetFormatCount();
+}
+
+QString CIconFormatListModel::FormatText(const CIconObject& format) {
+    return QString("%1 x %2\n%3 bits").arg(format.Width()).arg(format.Height()).arg(format.BitCount());
+}
+
+QVariant CIconFormatListModel::data(const QModelIndex& index, int role) const {
+    const CIconObject* format = project_.Doc().GetFormat(index.row());
+    if (format == nullptr) return {};
+    switch (role) {
+        case Qt::DisplayRole: return FormatText(*format);
+        case Qt::DecorationRole: return Thumbnail(index.row());
+        case Qt::ToolTipRole:
+            return QString("%1 x %2, %3 bits%4")
+                .arg(format->Width())
+                .arg(format->Height())
+                .arg(format->BitCount())
+                .arg(format->Icon().IsCompressed() ? ", PNG-compressed" : "");
+        default: return {};
+    }
+}
+
+void CIconFormatListModel::SetDevicePixelRatio(qreal ratio) {
+    if (ratio == ratio_) return;
+    ratio_ = ratio;
+    Reload();
+}
+
+void CIconFormatListModel::Reload() {
+    beginResetModel();
+    thumbnails_.assign(static_cast<std::size_t>(project_.Doc().GetFormatCount()), QPixmap());
+    endResetModel();
+}
+
+QPixmap CIconFormatListModel::Thumbnail(int row) const {
+    if (thumbnails_.size() != static_cast<std::size_t>(project_.Doc().GetFormatCount()))
+        thumbnails_.assign(static_cast<std::size_t>(project_.Doc().GetFormatCount()), QPixmap());
+    QPixmap& cached = thumbnails_[static_cast<std::size_t>(row)];
+    if (!cached.isNull()) return cached;
+
+    const int side = static_cast<int>(kThumbnailSize * ratio_ + 0.5);
+    QPixmap pixmap(side, side);
+    pixmap.fill(Qt::transparent);
+    QPainter painter(&pixmap);
+    const QImage picture = ImageFromIcon(project_.Doc().GetFormat(row)->Icon());
+    if (!picture.isNull()) {
+        // Small formats are shown pixel for pixel (whole multiples of a dense screen's ratio),
+        // larger ones scaled down smoothly.
+        QSize shown = picture.size();
+        if (shown.width() > side || shown.height() > side) {
+            shown.scale(side, side, Qt::KeepAspectRatio);
+        } else {
+            const int factor = std::clamp(static_cast<int>(ratio_), 1,
+                                          std::min(side / shown.width(), side / shown.height()));
+            shown *= factor;
+        }
+        const QRect target((side - shown.width()) / 2, (side - shown.height()) / 2, shown.width(), shown.height());
+        PaintCheckerboard(painter, target, std::max(2, side / 12));
+        const bool smooth = shown.width() < picture.width();
+        painter.setRenderHint(QPainter::SmoothPixmapTransform, smooth);
+        painter.drawImage(target, picture);
+    }
+    if (project_.Doc().GetFormat(row)->Icon().IsCompressed()) {
+        // The badge of a PNG-compressed format: a small dark tag in the bottom right corner.
+        QFont font = painter.font();
+        font.setPixelSize(std::max(7, side / 6));
+        font.setBold(true);
+        painter.setFont(font);
+        const QString badge = QStringLiteral("PNG");
+        const QRect textRect = painter.fontMetrics().boundingRect(badge).adjusted(-2, 0, 2, 0);
+        const QRect tag(side - textRect.width() - 1, side - textRect.height() - 1, textRect.width(), textRect.height());
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(QColor(30, 90, 200));
+        painter.drawRoundedRect(tag, 2, 2);
+        painter.setPen(Qt::white);
+        painter.drawText(tag, Qt::AlignCenter, badge);
+    }
+    painter.end();
+    pixmap.setDevicePixelRatio(ratio_);
+    cached = pixmap;
+    return cached;
+}
+
+CIconFormatListBox::CIconFormatListBox(QWidget* parent) : QListView(parent) {
+    setObjectName("CIconFormatListBox");
+    setViewMode(QListView::ListMode);
+    setIconSize(QSize(CIconFormatListModel::kThumbnailSize, CIconFormatListModel::kThumbnailSize));
+    setSpacing(2);
+    setUniformItemSizes(true);
+    setSelectionMode(QAbstractItemView::SingleSelection);
+    setEditTriggers(QAbstractItemView::NoEditTriggers);
+}
+
+bool CIconFormatListBox::event(QEvent* event) {
+    // Thumbnails are drawn for the screen the list is on: again when it moves to another.
+    if (event->type() == QEvent::Show || event->type() == QEvent::ScreenChangeInternal)
+        if (auto* m = qobject_cast<CIconFormatListModel*>(model())) m->SetDevicePixelRatio(devicePixelRatioF());
+    return QListView::event(event);
+}
+
+CFormatBar::CFormatBar(CIconProject& project, QWidget* parent) : QWidget(parent) {
+    setObjectName("CFormatBar");
+    list = new CIconFormatListBox(this);
+    model = new CIconFormatListModel(project, this);
+    model->SetDevicePixelRatio(devicePixelRatioF());
+    list->setModel(model);
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(list);
+    setMinimumWidth(150);
+    connect(list->selectionModel(), &QItemSelectionModel::currentChanged, this,
+            [this](const QModelIndex& current) { emit currentFormatChanged(current.isValid() ? current.row() : -1); });
+    // After the list is rebuilt the selection stays on the same row, or the last one.
+    connect(model, &QAbstractItemModel::modelAboutToBeReset, this, [this] { list->setProperty("keepRow", CurrentFormat()); });
+    connect(model, &QAbstractItemModel::modelReset, this, [this] {
+        const int count = model->rowCount();
+        const int row = std::min(list->property("keepRow").toInt(), count - 1);
+        SetCurrentFormat(count == 0 ? -1 : std::max(row, 0));
+        emit currentFormatChanged(CurrentFormat());
+    });
+}
+
+int CFormatBar::CurrentFormat() const {
+    const QModelIndex current = list->currentIndex();
+    return current.isValid() ? current.row() : -1;
+}
+
+void CFormatBar::SetCurrentFormat(int index) {
+    if (index < 0) {
+        list->setCurrentIndex({});
+        return;
+    }
+    list->setCurrentIndex(model->index(index));
+}
+
+// ---- Preview -----------------------------------------------------------------------------------
+
+namespace {
+constexpr int kMargin = 10;
+}
+
+CIconPreview::CIconPreview(CIconProject& project, QWidget* parent) : QWidget(parent), project_(project) {
+    setObjectName("CIconView");
+    setMinimumSize(200, 200);
+    setAttribute(Qt::WA_OpaquePaintEvent);
+    connect(&project_, &CIconProject::formatsChanged, this, &CIconPreview::Refresh);
+}
+
+void CIconPreview::SetFormat(int index) {
+    format_ = index;
+    Refresh();
+}
+
+void CIconPreview::Refresh() {
+    const CIconObject* format = project_.Doc().GetFormat(format_);
+    picture_ = format != nullptr ? ImageFromIcon(format->Icon()) : QImage();
+    update();
+}
+
+int CIconPreview::Zoom() const {
+    if (picture_.isNull()) return 0;
+    // The magnified picture fills what is left beside the picture at its own size.
+    const int w = width() - 3 * kMargin - picture_.width();
+    const int h = height() - 2 * kMargin;
+    return std::max(1, std::min(w / picture_.width(), h / picture_.height()));
+}
+
+void CIconPreview::paintEvent(QPaintEvent* event) {
+    QPainter painter(this);
+    painter.fillRect(event->rect(), palette().color(QPalette::Mid));
+    if (!picture_.isNull()) {
+        const QRect actual(kMargin, kMargin, picture_.width(), picture_.height());
+        PaintCheckerboard(painter, actual, 4);
+        painter.drawImage(actual.topLeft(), picture_);
+        // The magnified copy, when there is room for one at twice the size or more.
+        const int zoom = Zoom();
+        if (zoom >= 2) {
+            const QRect magnified(actual.right() + 1 + kMargin, kMargin, picture_.width() * zoom,
+                                  picture_.height() * zoom);
+            PaintCheckerboard(painter, magnified, std::max(4, zoom * 2));
+            painter.setRenderHint(QPainter::SmoothPixmapTransform, false);
+            painter.drawImage(magnified, picture_);
+        }
+    }
+    painter.end();
+    if (firstPaintHook) {
+        auto hook = std::move(firstPaintHook);
+        firstPaintHook = nullptr;
+        hook();
+    }
+}
+
+// ---- Frame -------------------------------------------------------------------------------------
+
+CIconDocMDI::CIconDocMDI(CIconProject& project, QWidget* parent) : QWidget(parent), project_(project) {
+    setObjectName("CIconDocMDI");
+    formatBar = new CFormatBar(project, this);
+    view = new CIconPreview(project, this);
+    auto* splitter = new QSplitter(Qt::Horizontal, this);
+    splitter->addWidget(formatBar);
+    splitter->addWidget(view);
+    splitter->setStretchFactor(1, 1);
+    splitter->setChildrenCollapsible(false);
+    auto* layout = new QHBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(splitter);
+    connect(formatBar, &CFormatBar::currentFormatChanged, view, &CIconPreview::SetFormat);
+    connect(formatBar, &CFormatBar::currentFormatChanged, this, &CIconDocMDI::currentFormatChanged);
+    formatBar->SetCurrentFormat(project.Doc().GetFormatCount() > 0 ? 0 : -1);
+}
+
+}  // namespace tellurine::app

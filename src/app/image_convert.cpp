@@ -1,0 +1,37 @@
+#include "app/image_convert.h"
+
+#include <QPainter>
+#include <cstring>
+
+#include "image/dib_block.h"
+
+namespace tellurine::app {
+
+QImage ImageFromDib32(const Block& dib32) {
+    const std::optional<DibLayout> layout = GetDibLayout(dib32);
+    if (!layout || layout->bitCount != 32 || layout->width <= 0 || layout->height <= 0) return {};
+    QImage image(layout->width, layout->height, QImage::Format_ARGB32);
+    if (image.isNull()) return {};
+    const std::size_t rowBytes = static_cast<std::size_t>(layout->width) * 4;
+    for (std::int32_t y = 0; y < layout->height; ++y) {
+        // Stored rows run bottom-up; QImage's ARGB32 is BGRA in memory on little-endian machines.
+        const std::uint8_t* src = dib32.data() + layout->RowOffset(layout->height - 1 - y);
+        std::memcpy(image.scanLine(y), src, rowBytes);
+    }
+    return image;
+}
+
+QImage ImageFromIcon(const CKvIcon& icon) { return ImageFromDib32(icon.To32BitDib()); }
+
+void PaintCheckerboard(QPainter& painter, const QRect& rect, int cell) {
+    painter.save();
+    painter.setClipRect(rect, Qt::IntersectClip);
+    painter.fillRect(rect, QColor(255, 255, 255));
+    const QColor dark(204, 204, 204);
+    for (int y = rect.top(); y <= rect.bottom(); y += cell)
+        for (int x = rect.left() + (((y - rect.top()) / cell) % 2) * cell; x <= rect.right(); x += 2 * cell)
+            painter.fillRect(QRect(x, y, cell, cell), dark);
+    painter.restore();
+}
+
+}  // namespace tellurine::app

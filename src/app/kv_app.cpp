@@ -1,0 +1,586 @@
+#include "app/kv_app.h"
+
+#include <QApplication>
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QLocale>
+#include <QMdiArea>
+#include <QSplashScreen>
+#include <QStandardPaths>
+#include <QSvgRenderer>
+#include <QPainter>
+#include <cstdlib>
+
+#include "app/dib_frame.h"
+#include "app/documents.h"
+#include "app/icon_frame.h"
+#include "app/image_convert.h"
+#include "app/main_frame.h"
+#include "app/qsettings_profile.h"
+#include "app/texts.h"
+#include "formats/icon_project.h"
+#include "formats/image_file.h"
+#include "icon/format_maker.h"
+#include "image/dib.h"
+#include "image/dib_block.h"
+#include "image/file_io.h"
+
+// The program's resources live in a static library: they are registered by hand.
+static void InitResources() { Q_INIT_RESOURCE(tellurine); }
+
+namespace tellurine::app {
+
+namespace {
+
+CKvApp* g_app = nullptr;
+
+// The first bytes of a file, enough for every check of the template choice.
+bool ReadHead(const QString& path, std::vector<std::uint8_t>& head) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) return false;
+    const QByteArray bytes = file.read(4096);
+    head.assign(bytes.begin(), bytes.end());
+    return true;
+}
+
+// The format that best shows an icon: the largest, and of those the deepest.
+const CIconObject* BestFormat(const CIconDoc& doc) {
+    const CIconObject* best = nullptr;
+    for (int i = 0; i < doc.GetFormatCount(); ++i) {
+        const CIconObject* f = doc.GetFormat(i);
+        if (best == nullptr || f->Width() > best->Width() ||
+            (f->Width() == best->Width() && f->BitCount() > best->BitCount()))
+            best = f;
+    }
+    return best;
+}
+
+QString Native(const std::string& s) { return QString::fromStdString(s); }
+
+}  // namespace
+
+CKvApp::CKvApp(StartOptions options) : options_(std::move(options)), prompts_(std::make_unique<UserPrompts>()) {
+    InitResources();
+    g_app = this;
+}
+
+CKvApp::~CKvApp() {
+    mainFrame_.reset();
+    if (translator_) QCoreApplication::removeTranslator(translator_.get());
+    if (g_app == this) g_app = nullptr;
+}
+
+CKvApp* CKvApp::Instance() { return g_app; }
+
+shell::Profile& CKvApp::Profile() { return *profile_; }
+
+bool CKvApp::InitInstance(const QStringList& arguments) {
+    // 1. The program folder.
+    programFolder = options_.programFolder.isEmpty()
+                        ? Native(shell::ProgramFolder(QCoreApplication::applicationFilePath().toStdString()))
+                        : QDir(options_.programFolder).absolutePath() + '/';
+    Step("program folder: " + programFolder);
+
+    // 2. The main window class: the main window carries its name as its object name (step 14).
+    Step(QString("window class: ") + shell::kMainWindowClass);
+    // 3. The component object library has no counterpart here.
+    Step("component library: none");
+
+    // 4. The user-data folder, under the roaming application-data folder.
+    QString appData = options_.appDataFolder;
+    if (appData.isEmpty()) {
+#ifdef Q_OS_WIN
+        appData = qEnvironmentVariable("APPDATA");
+#endif
+        if (appData.isEmpty()) appData = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
+    }
+    userDataFolder = Native(shell::UserDataFolder(appData.toStdString()));
+    Step("user-data folder: " + userDataFolder);
+
+    // 5. The profile under the organisation's key.
+    profile_ = options_.profileFile.isEmpty() ? std::make_unique<QSettingsProfile>()
+                                              : std::make_unique<QSettingsProfile>(options_.profileFile);
+    QCoreApplication::setOrganizationName(shell::kOrganization);
+    QCoreApplication::setApplicationName(shell::kApplicationName);
+    Step("profile: " + profile_->FileName());
+
+    // 6. The interface language: a translation beside the program for the user's language
+    // ("tellurine_fr.qm"), English built in.
+    const QString language = QLocale::languageToCode(QLocale().language());
+    translator_ = std::make_unique<QTranslator>();
+    if (language != "en" && translator_->load("tellurine_" + language, programFolder)) {
+        QCoreApplication::installTranslator(translator_.get());
+        Step("language: " + language);
+    } else {
+        translator_.reset();
+        Step("language: en");
+    }
+
+    // 7. Shared images (the tool cursors arrive with the drawing tools) and the display palette.
+    palette = shell::ApplicationPalette();
+    Step("palette: 256 entries");
+
+    // 8. The private clipboard formats, as MIME types named after them.
+    clipboardFormats.clear();
+    for (const char* name : shell::kClipboardFormatNames) clipboardFormats << name;
+    Step("clipboard formats: " + clipboardFormats.join(", "));
+
+    // 9. The recent-file lists.
+    recentFiles.Load(*profile_);
+    ownRecentFiles.Load(*profile_);
+    Step(QString("recent files: %1 + %2").arg(recentFiles.Capacity()).arg(ownRecentFiles.Capacity()));
+
+    // 10. The preferences.
+    shell::LoadPreferences(*profile_, prefs);
+    Step("preferences");
+
+    // 11. The splash, while the rest starts.
+    std::unique_ptr<CSplashWnd> splash;
+    if (prefs.ShowSplashScreen != 0) {
+        splash = std::make_unique<CSplashWnd>(ApplicationIcon(128));
+        splash->show();
+        splash->repaint();
+        Step("splash");
+    }
+
+    // 12. The document templates.
+    templates.clear();
+    for (const shell::DocTemplateInfo& t : shell::DocTemplates()) templates.push_back(t.resource);
+    Step(QString("templates: %1").arg(templates.size()));
+
+    // 13. The update and librarian switches of the raw command line.
+    std::vector<std::string> args;
+    for (const QString& a : arguments) args.push_back(a.toStdString());
+    switches = shell::ParseStartSwitches(shell::RawCommandLine(args));
+    Step(switches.deletePatch ? "switch: delpatch " + Native(switches.patchPath)
+         : switches.librarian ? "switch: librarian " + Native(switches.librarianArgument)
+                              : QString("switch: none"));
+
+    // 14. The main window.
+    mainFrame_ = std::make_unique<CMainFrame>(*this);
+    mainFrame_->setObjectName(shell::kMainWindowClass);
+    mainFrame_->setWindowIcon(QIcon(ApplicationIcon(256)));
+    Step("main frame");
+
+    // 15. The 50 ms timer and the random seed.
+    timer.setParent(nullptr);
+    timer.setInterval(50);
+    QObject::connect(&timer, &QTimer::timeout, mainFrame_.get(), &CMainFrame::OnTimer, Qt::UniqueConnection);
+    timer.start();
+    std::srand(static_cast<unsigned>(QDateTime::currentMSecsSinceEpoch()));
+    Step("timer: 50 ms");
+
+    // 16. The drawing tools arrive with the editor.
+    Step("drawing tools");
+
+    // 17. Files dropped on the main window are opened.
+    mainFrame_->setAcceptDrops(true);
+    Step("accept files");
+
+    // 18. The files of the command line.
+    int opened = 0;
+    for (const std::string& file : shell::CommandLineFiles(args)) {
+        // The rest of the command line after a switch is the switch's, not a file.
+        if ((switches.deletePatch && switches.patchPath.find(file) != std::string::npos) ||
+            (switches.librarian && switches.librarianArgument.find(file) != std::string::npos))
+            continue;
+        if (OpenDocumentFile(Native(file)) != nullptr) ++opened;
+    }
+    Step(QString("command line: %1 opened").arg(opened));
+    if (switches.deletePatch && !switches.patchPath.empty()) {
+        QFile::remove(Native(switches.patchPath));
+        Step("patch deleted");
+    }
+
+    // 19. Show the main window.
+    mainFrame_->show();
+    if (splash) {
+        splash->finish(mainFrame_.get());
+        splash.reset();
+    }
+    Step("show");
+
+    // 20. What's New, once per version of the page.
+    const QStringList pages = WhatsNewPages();
+    if (!pages.isEmpty()) {
+        const QString seen = QString("%1 %2").arg(pages.size()).arg(QFileInfo(pages.front()).lastModified().toSecsSinceEpoch());
+        if (Native(profile_->GetString("Settings", "WhatsNewSeen", "")) != seen) {
+            profile_->WriteString("Settings", "WhatsNewSeen", seen.toStdString());
+            ShowWhatsNew();
+            Step("what's new");
+        }
+    }
+    mainFrame_->updateActions();
+    return true;
+}
+
+void CKvApp::ExitInstance() {
+    if (!profile_) return;
+    shell::SavePreferences(*profile_, prefs);
+    recentFiles.Save(*profile_);
+    ownRecentFiles.Save(*profile_);
+    profile_->Sync();
+}
+
+QPixmap CKvApp::ApplicationIcon(int size) const {
+    // The program's own icon, made from the picture in the source tree and read by our reader.
+    QFile file(":/tellurine/tellurine.ico");
+    if (!file.open(QIODevice::ReadOnly)) return {};
+    const QByteArray bytes = file.readAll();
+    IconFileContents contents;
+    if (!ReadIconContainer("tellurine.ico", std::span(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()),
+                           contents) ||
+        contents.icons.empty())
+        return {};
+    const CIconDoc& doc = contents.icons.front().doc;
+    const CIconObject* chosen = nullptr;
+    for (int i = 0; i < doc.GetFormatCount(); ++i) {
+        const CIconObject* f = doc.GetFormat(i);
+        if (chosen == nullptr || (chosen->Width() < size && f->Width() > chosen->Width()) ||
+            (f->Width() >= size && f->Width() < chosen->Width()))
+            chosen = f;
+    }
+    return chosen != nullptr ? QPixmap::fromImage(ImageFromIcon(chosen->Icon())) : QPixmap();
+}
+
+void CKvApp::ShowError(const QString& message, const QString& title) {
+    prompts_->ShowMessage(mainFrame_.get(), QMessageBox::Critical, title.isEmpty() ? text::kAppTitle : title, message);
+}
+
+// ---- Opening -----------------------------------------------------------------------------------
+
+CKvDocument* CKvApp::OpenDocumentFile(const QString& givenPath) {
+    const QString path = QFileInfo(givenPath).absoluteFilePath();
+    // A file already open is brought to the front.
+    for (CKvMdiChild* child : mainFrame_->Children()) {
+        if (QFileInfo(child->Document()->PathName()) == QFileInfo(path)) {
+            mainFrame_->mdiArea->setActiveSubWindow(child);
+            return child->Document();
+        }
+    }
+
+    std::vector<std::uint8_t> head;
+    if (!ReadHead(path, head)) {
+        QFile file(path);
+        file.open(QIODevice::ReadOnly);
+        ShowError(QString(text::kFileNotFound).arg(QDir::toNativeSeparators(path), file.errorString()));
+        recentFiles.Remove(path.toStdString());
+        ownRecentFiles.Remove(path.toStdString());
+        mainFrame_->updateActions();
+        return nullptr;
+    }
+    const int resource = shell::ChooseDocTemplate(path.toStdString(), head);
+    const shell::DocTemplateInfo& info = *shell::FindDocTemplate(resource);
+
+    CKvDocument* first = nullptr;
+    switch (shell::DocKindOf(resource)) {
+        case shell::DocKind::NotYet: {
+            QString kind = Native(shell::DocString(info, shell::kRegFileTypeName));
+            prompts_->ShowMessage(mainFrame_.get(), QMessageBox::Information, text::kAppTitle,
+                                  QString(text::kCannotOpenYet).arg(QFileInfo(path).fileName(), kind));
+            return nullptr;
+        }
+        case shell::DocKind::IconProject: {
+            IconFileContents contents;
+            std::string error;
+            if (!LoadIconContainer(path.toStdString(), contents, error)) {
+                if (error == kOutOfMemoryText) ShowError(text::kOutOfMemory, text::kOutOfMemoryTitle);
+                else ShowError(text::kIconReadError);
+                return nullptr;
+            }
+            for (NamedIcon& icon : contents.icons) {
+                const bool mac = icon.doc.macintosh;
+                auto* project = new CIconProject(mac ? shell::kTemplateIcns : shell::kTemplateIco);
+                project->Doc() = std::move(icon.doc);
+                project->container = contents.container;
+                project->SetPathName(path);
+                if (contents.Named()) project->SetTitle(QFileInfo(path).fileName() + ": " + Native(icon.name));
+                auto* frame = new CIconDocMDI(*project);
+                mainFrame_->AddDocumentWindow(project, frame);
+                if (first == nullptr) first = project;
+            }
+            break;
+        }
+        case shell::DocKind::Image: {
+            CDIB dib;
+            std::string error;
+            QImage image;
+            if (LoadImageFile(path.toStdString(), dib, error)) {
+                // The image library gives 24 or 32 bits; the view shows 32.
+                image = dib.BitCount() == 32 ? ImageFromDib32(dib.GetBlock())
+                                             : ImageFromDib32(ConvertDibTo32(dib.GetBlock(), false, 0));
+            }
+            if (image.isNull()) {
+                ShowError(text::kImageReadError);
+                return nullptr;
+            }
+            auto* document = new CDibDocument(resource);
+            document->image = std::move(image);
+            document->SetPathName(path);
+            mainFrame_->AddDocumentWindow(document, new CDibDocMDI(*document, info.frame));
+            first = document;
+            break;
+        }
+        case shell::DocKind::Vector: {
+            QSvgRenderer renderer(path);
+            if (!renderer.isValid()) {
+                ShowError(text::kImageReadError);
+                return nullptr;
+            }
+            auto* document = new CDibDocument(resource);
+            // Drawings are rasterised at the preferred size for vector images.
+            QImage image(std::max(1, prefs.DefaultWmfCX), std::max(1, prefs.DefaultWmfCY), QImage::Format_ARGB32);
+            if (image.isNull()) {
+                ShowError(text::kOutOfMemory, text::kOutOfMemoryTitle);
+                delete document;
+                return nullptr;
+            }
+            image.fill(Qt::transparent);
+            QPainter painter(&image);
+            renderer.render(&painter);
+            painter.end();
+            document->image = std::move(image);
+            document->SetPathName(path);
+            mainFrame_->AddDocumentWindow(document, new CDibDocMDI(*document, info.frame));
+            first = document;
+            break;
+        }
+        case shell::DocKind::WebPage: {
+            auto* document = new CBrowserDocument(resource);
+            document->SetPathName(path);
+            mainFrame_->AddDocumentWindow(document, new CBrowserDocMDI(*document));
+            first = document;
+            break;
+        }
+    }
+    if (first != nullptr) AddToRecentFileList(path);
+    return first;
+}
+
+// ---- New projects and formats ------------------------------------------------------------------
+
+CIconProject* CKvApp::OnFileNew() {
+    CDialNewIcon dialog(prefs, mainFrame_.get());
+    if (prompts_->Exec(dialog) != QDialog::Accepted) return nullptr;
+    return NewIconProject(dialog.Choice());
+}
+
+CIconProject* CKvApp::NewIconProject(const NewIconChoice& choice) {
+    if (choice.formats.empty()) return nullptr;
+    const int resource = choice.macintosh ? shell::kTemplateIcns : shell::kTemplateIco;
+    auto project = std::make_unique<CIconProject>(resource);
+    CIconDoc& doc = project->Doc();
+    doc.macintosh = choice.macintosh;
+    for (const shell::NewFormat& format : choice.formats) {
+        // A new format is fully transparent: an empty 32-bit picture made into the format's depth.
+        const Block picture = CreateDibBlock(format.size, format.size, 32);
+        CKvIcon icon;
+        if (picture.empty() || !FormatFromPicture(picture, format.bits, icon)) {
+            ShowError(text::kOutOfMemory, text::kOutOfMemoryTitle);
+            return nullptr;
+        }
+        if (format.size >= 256 && (choice.compressLarge || choice.macintosh)) icon.SetCompressed(true);
+        doc.AddFormat(std::move(icon));
+    }
+    project->SetTitle(Native(shell::DocString(project->Template(), shell::kDocName)) + QString::number(++untitledCount_));
+    CIconProject* result = project.get();
+    mainFrame_->AddDocumentWindow(project.release(), new CIconDocMDI(*result));
+    return result;
+}
+
+int CKvApp::AddFormatTo(CIconProject& project, int from, QWidget* parent) {
+    const CIconObject* source = project.Doc().GetFormat(from);
+    CDialNewFormat dialog(project.Doc().macintosh, source != nullptr ? source->Width() : 32,
+                          source != nullptr ? source->Height() : 32, source != nullptr ? source->BitCount() : 32, parent);
+    if (prompts_->Exec(dialog) != QDialog::Accepted) return -1;
+    const int w = dialog.FormatWidth(), h = dialog.FormatHeight(), bits = dialog.FormatBits();
+    for (int i = 0; i < project.Doc().GetFormatCount(); ++i) {
+        const CIconObject* f = project.Doc().GetFormat(i);
+        if (f->Width() == w && f->Height() == h && f->BitCount() == bits) {
+            prompts_->ShowMessage(parent, QMessageBox::Information, text::kAppTitle,
+                                  QString(text::kFormatExists).arg(w).arg(h).arg(bits));
+            return -1;
+        }
+    }
+    CKvIcon icon;
+    bool made = false;
+    if (source != nullptr) {
+        // The new format is the current one's picture at the new size and depth.
+        const ResizeFilterPreference filter{prefs.ApplyFilterToCreateIconFromImageValue != 10,
+                                            prefs.ApplyFilterToCreateIconFromImageValue};
+        made = MakeFormatFromFormat(source->Icon(), w, h, bits, filter, icon);
+    } else {
+        const Block picture = CreateDibBlock(w, h, 32);
+        made = !picture.empty() && FormatFromPicture(picture, bits, icon);
+    }
+    if (!made) {
+        ShowError(text::kOutOfMemory, text::kOutOfMemoryTitle);
+        return -1;
+    }
+    if (w >= 256 && h >= 256 && (project.Doc().macintosh || prefs.AutoEnableVistaCompression != 0))
+        icon.SetCompressed(true);
+    project.AddFormat(std::move(icon));
+    return project.Doc().GetFormatCount() - 1;
+}
+
+// ---- Saving ------------------------------------------------------------------------------------
+
+bool CKvApp::SaveDocument(CKvDocument* document) {
+    auto* project = qobject_cast<CIconProject*>(document);
+    if (project == nullptr) return false;
+    if (!project->CanSaveInPlace()) return SaveDocumentAs(document);
+    return DoSave(*project, project->PathName());
+}
+
+bool CKvApp::SaveDocumentAs(CKvDocument* document) {
+    auto* project = qobject_cast<CIconProject*>(document);
+    if (project == nullptr) return false;
+    const bool mac = project->Doc().macintosh;
+    // The proposed name: the document's own, with the extension of what the project is.
+    QString base = project->PathName().isEmpty() ? project->Title() : project->PathName();
+    if (!project->PathName().isEmpty()) {
+        const QFileInfo info(base);
+        base = info.absolutePath() + '/' + info.completeBaseName();
+    } else if (!prefs.ActualDir.empty()) {
+        base = Native(prefs.ActualDir) + '/' + base;
+    }
+    const QString suggested = base + project->Doc().DefaultExtension();
+
+    std::vector<shell::FileFilter> filters = shell::SaveFileFilters(mac);
+    for (const shell::FileFilter& f : shell::SaveFileFilters(!mac)) filters.push_back(f);
+    QString filterText, selected;
+    for (const shell::FileFilter& f : filters) {
+        const QString one = Native(f.QtFilter());
+        filterText += (filterText.isEmpty() ? "" : ";;") + one;
+        // The filter of what the project is now is offered first.
+        if (selected.isEmpty() && Native(f.patterns.front()).endsWith(project->Doc().DefaultExtension())) selected = one;
+    }
+    QString path = prompts_->GetSaveFileName(mainFrame_.get(), suggested, filterText, &selected);
+    if (path.isEmpty()) return false;
+    const std::string ext = LowerExtension(path.toStdString());
+    if (ext != ".ico" && ext != ".cur" && ext != ".icns") {
+        // No extension of ours: the chosen filter's is added.
+        const qsizetype star = selected.indexOf("*.");
+        const QString added = star >= 0 ? selected.mid(star + 1).section(' ', 0, 0).remove(')') : QString(".ico");
+        path += added;
+    }
+    prefs.ActualDir = QFileInfo(path).absolutePath().toStdString();
+    return DoSave(*project, path);
+}
+
+bool CKvApp::DoSave(CIconProject& project, const QString& path) {
+    CIconDoc& doc = project.Doc();
+    const std::string ext = LowerExtension(path.toStdString());
+    const bool wasMac = doc.macintosh, wasCursor = doc.cursor;
+    doc.macintosh = ext == ".icns";
+    doc.cursor = ext == ".cur";
+
+    std::vector<std::uint8_t> bytes;
+    std::vector<int> leftOut;
+    if (!WriteIconProject(doc, prefs.WinExplorerCompatibleOrder != 0, bytes, &leftOut)) {
+        doc.macintosh = wasMac;
+        doc.cursor = wasCursor;
+        project.NotifyFormatsChanged(false);
+        ShowError(QString(text::kSaveFailed)
+                      .arg(QDir::toNativeSeparators(path),
+                           doc.macintosh ? "no format of the icon has a Macintosh element"
+                                         : "a format could not be written"));
+        return false;
+    }
+    // Writing sorted the formats.
+    project.NotifyFormatsChanged(false);
+
+    const QFileInfo target(path);
+    if (target.exists() && target != QFileInfo(project.PathName())) {
+        OverwriteFacts facts;
+        facts.path = path;
+        facts.existingSize = target.size();
+        facts.existingDate = target.lastModified();
+        IconFileContents existing;
+        std::string error;
+        if (LoadIconContainer(path.toStdString(), existing, error) && !existing.icons.empty())
+            if (const CIconObject* best = BestFormat(existing.icons.front().doc))
+                facts.existingPicture = ImageFromIcon(best->Icon());
+        facts.projectSize = static_cast<qint64>(bytes.size());
+        facts.projectDate = project.LastChange();
+        if (const CIconObject* best = BestFormat(doc)) facts.projectPicture = ImageFromIcon(best->Icon());
+        facts.macintosh = doc.macintosh;
+        std::unique_ptr<CDialAskOverwriteIconProject> dialog =
+            doc.macintosh ? std::make_unique<CDialAskOverwriteIconProjectMac>(facts, mainFrame_.get())
+                          : std::make_unique<CDialAskOverwriteIconProject>(facts, mainFrame_.get());
+        if (prompts_->Exec(*dialog) != QDialog::Accepted) {
+            doc.macintosh = wasMac;
+            doc.cursor = wasCursor;
+            return false;
+        }
+    }
+
+    std::string error;
+    if (!WriteFileAtomically(path.toStdString(), bytes, error, Durability::Flush)) {
+        doc.macintosh = wasMac;
+        doc.cursor = wasCursor;
+        ShowError(QString(text::kSaveFailed).arg(QDir::toNativeSeparators(path), Native(error)));
+        return false;
+    }
+    if (!leftOut.empty()) {
+        QStringList lines;
+        for (const int i : leftOut)
+            if (const CIconObject* f = doc.GetFormat(i))
+                lines << QString("%1 x %2, %3 bits").arg(f->Width()).arg(f->Height()).arg(f->BitCount());
+        prompts_->ShowMessage(mainFrame_.get(), QMessageBox::Warning, text::kAppTitle,
+                              QString(text::kLeftOutFormats).arg(target.fileName(), lines.join('\n')));
+    }
+    project.container = doc.macintosh ? IconContainer::Icns : doc.cursor ? IconContainer::Cur : IconContainer::Ico;
+    project.SetPathName(target.absoluteFilePath());
+    project.SetModifiedFlag(false);
+    AddToRecentFileList(target.absoluteFilePath());
+    mainFrame_->updateActions();
+    return true;
+}
+
+bool CKvApp::SaveModified(CKvDocument* document) {
+    if (document == nullptr || !document->IsModified()) return true;
+    switch (prompts_->AskSaveChanges(mainFrame_.get(), document->Title())) {
+        case UserPrompts::SaveAnswer::Save: return SaveDocument(document);
+        case UserPrompts::SaveAnswer::Discard: return true;
+        case UserPrompts::SaveAnswer::Cancel: return false;
+    }
+    return false;
+}
+
+// ---- Recent files, What's New, timer -----------------------------------------------------------
+
+void CKvApp::AddToRecentFileList(const QString& path) {
+    const std::string native = QDir::toNativeSeparators(path).toStdString();
+    recentFiles.Add(native);
+    ownRecentFiles.Add(native);
+    if (mainFrame_) mainFrame_->updateActions();
+}
+
+bool CKvApp::ShowInOwnRecentList(const std::string& path) const {
+    const auto& shown = recentFiles.Entries();
+    return std::find(shown.begin(), shown.end(), path) == shown.end();
+}
+
+QStringList CKvApp::WhatsNewPages() const {
+    QStringList pages;
+    const QDir folder(programFolder);
+    if (folder.exists("kvwn.htm")) pages << folder.filePath("kvwn.htm");
+    for (const QString& name : folder.entryList({"kvwn*.htm"}, QDir::Files, QDir::Name))
+        if (name != "kvwn.htm") pages << folder.filePath(name);
+    return pages;
+}
+
+void CKvApp::ShowWhatsNew() {
+    const QStringList pages = WhatsNewPages();
+    if (pages.isEmpty()) return;
+    auto* dialog = new CDialWhatsNew(pages, mainFrame_.get());
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->show();
+}
+
+void CKvApp::OnTimer() { ++timerTicks; }
+
+}  // namespace tellurine::app

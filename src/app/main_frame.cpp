@@ -1,0 +1,310 @@
+#include "app/main_frame.h"
+
+#include <QAction>
+#include <QCloseEvent>
+#include <QDir>
+#include <QFileInfo>
+#include <QLabel>
+#include <QMdiArea>
+#include <QMenuBar>
+#include <QMimeData>
+#include <QStatusBar>
+#include <QStyle>
+#include <QToolBar>
+#include <QUrl>
+
+#include "app/dialogs.h"
+#include "app/documents.h"
+#include "app/icon_frame.h"
+#include "app/kv_app.h"
+#include "app/texts.h"
+#include "icon/format_maker.h"
+
+namespace tellurine::app {
+
+// ---- Document window ---------------------------------------------------------------------------
+
+CKvMdiChild::CKvMdiChild(CKvApp& app, CKvDocument* document, QWidget* frame) : app_(app), document_(document) {
+    setAttribute(Qt::WA_DeleteOnClose);
+    document_->setParent(this);
+    setWidget(frame);
+    connect(document_, &CKvDocument::titleChanged, this, &CKvMdiChild::UpdateTitle);
+    connect(document_, &CKvDocument::modifiedChanged, this, &CKvMdiChild::UpdateTitle);
+    UpdateTitle();
+}
+
+void CKvMdiChild::UpdateTitle() {
+    setWindowTitle(document_->Title() + "[*]");
+    setWindowModified(document_->IsModified());
+}
+
+void CKvMdiChild::closeEvent(QCloseEvent* event) {
+    if (!app_.SaveModified(document_)) {
+        event->ignore();
+        return;
+    }
+    QMdiSubWindow::closeEvent(event);
+}
+
+// ---- Main frame --------------------------------------------------------------------------------
+
+CMainFrame::CMainFrame(CKvApp& app) : app_(app) {
+    setWindowTitle(text::kAppTitle);
+    mdiArea = new QMdiArea(this);
+    mdiArea->setHorizontalScrollBarPolicy(Qt::ScrollBarAsNeeded);
+    mdiArea->setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
+    setCentralWidget(mdiArea);
+    CreateActions();
+    CreateMenus();
+    statusBar()->showMessage(text::kReady);
+    formatPane = new QLabel(this);
+    formatPane->setObjectName("formatPane");
+    statusBar()->addPermanentWidget(formatPane);
+    connect(mdiArea, &QMdiArea::subWindowActivated, this, &CMainFrame::updateActions);
+    resize(1000, 700);
+    updateActions();
+}
+
+void CMainFrame::CreateActions() {
+    const auto make = [this](const char* label, const QKeySequence& key, void (CMainFrame::*slot)(),
+                             QStyle::StandardPixmap icon = QStyle::SP_CustomBase) {
+        auto* action = new QAction(label, this);
+        if (!key.isEmpty()) action->setShortcut(key);
+        if (icon != QStyle::SP_CustomBase) action->setIcon(style()->standardIcon(icon));
+        connect(action, &QAction::triggered, this, slot);
+        return action;
+    };
+    actNew = make(text::kNewIcon, QKeySequence::New, &CMainFrame::OnFileNew, QStyle::SP_FileIcon);
+    actOpen = make(text::kOpen, QKeySequence::Open, &CMainFrame::OnFileOpen, QStyle::SP_DialogOpenButton);
+    actClose = make(text::kClose, QKeySequence(Qt::CTRL | Qt::Key_F4), &CMainFrame::OnFileClose);
+    actSave = make(text::kSave, QKeySequence::Save, &CMainFrame::OnFileSave, QStyle::SP_DialogSaveButton);
+    actSaveAs = make(text::kSaveAs, QKeySequence::SaveAs, &CMainFrame::OnFileSaveAs);
+    actExit = new QAction(text::kExit, this);
+    actExit->setShortcut(QKeySequence(Qt::ALT | Qt::Key_F4));
+    connect(actExit, &QAction::triggered, this, &QWidget::close);
+    actNewFormat = make(text::kNewFormat, QKeySequence(Qt::Key_Insert), &CMainFrame::OnNewFormat);
+    actDeleteFormat = make(text::kDeleteFormat, QKeySequence(), &CMainFrame::OnDeleteFormat);
+    actCascade = make(text::kCascade, QKeySequence(), &CMainFrame::OnWindowCascade);
+    actTile = make(text::kTile, QKeySequence(), &CMainFrame::OnWindowTile);
+    actCloseAll = make(text::kCloseAll, QKeySequence(), &CMainFrame::OnWindowCloseAll);
+    actWhatsNew = make(text::kWhatsNew, QKeySequence(), &CMainFrame::OnHelpWhatsNew);
+    actAbout = make(text::kAbout, QKeySequence(), &CMainFrame::OnHelpAbout);
+}
+
+void CMainFrame::CreateMenus() {
+    QMenu* file = menuBar()->addMenu(text::kMenuFile);
+    file->addAction(actNew);
+    file->addAction(actOpen);
+    file->addAction(actClose);
+    file->addSeparator();
+    file->addAction(actSave);
+    file->addAction(actSaveAs);
+    file->addSeparator();
+    recentMenu = file->addMenu(text::kRecentFiles);
+    moreRecentMenu = file->addMenu(text::kMoreRecentFiles);
+    file->addSeparator();
+    file->addAction(actExit);
+
+    QMenu* icon = menuBar()->addMenu(text::kMenuEdit);
+    icon->addAction(actNewFormat);
+    icon->addAction(actDeleteFormat);
+
+    QToolBar* tools = addToolBar(text::kToolBar);
+    tools->setObjectName("standardToolBar");
+    tools->addAction(actNew);
+    tools->addAction(actOpen);
+    tools->addAction(actSave);
+
+    QMenu* view = menuBar()->addMenu(text::kMenuView);
+    actToolBar = tools->toggleViewAction();
+    actToolBar->setText(text::kToolBar);
+    view->addAction(actToolBar);
+    actStatusBar = new QAction(text::kStatusBar, this);
+    actStatusBar->setCheckable(true);
+    actStatusBar->setChecked(true);
+    connect(actStatusBar, &QAction::toggled, statusBar(), &QWidget::setVisible);
+    view->addAction(actStatusBar);
+
+    QMenu* window = menuBar()->addMenu(text::kMenuWindow);
+    window->addAction(actCascade);
+    window->addAction(actTile);
+    window->addAction(actCloseAll);
+
+    QMenu* help = menuBar()->addMenu(text::kMenuHelp);
+    help->addAction(actWhatsNew);
+    help->addSeparator();
+    help->addAction(actAbout);
+}
+
+CKvMdiChild* CMainFrame::AddDocumentWindow(CKvDocument* document, QWidget* frame) {
+    auto* child = new CKvMdiChild(app_, document, frame);
+    mdiArea->addSubWindow(child);
+    connect(document, &CKvDocument::modifiedChanged, this, &CMainFrame::updateActions);
+    if (auto* icons = qobject_cast<CIconDocMDI*>(frame))
+        connect(icons, &CIconDocMDI::currentFormatChanged, this, &CMainFrame::updateActions);
+    if (auto* project = qobject_cast<CIconProject*>(document))
+        connect(project, &CIconProject::formatsChanged, this, &CMainFrame::updateActions);
+    connect(child, &QObject::destroyed, this, &CMainFrame::updateActions, Qt::QueuedConnection);
+    // Before the main window is first shown its area has no size yet: the window's own size counts.
+    const QSize area = mdiArea->isVisible() ? mdiArea->size() : size() - QSize(20, 140);
+    child->resize(frame->sizeHint().expandedTo(QSize(760, 540)).boundedTo(area * 0.9));
+    child->setWindowIcon(windowIcon());
+    if (app_.prefs.MaximizeOnOpen != 0) child->showMaximized();
+    else child->show();
+    mdiArea->setActiveSubWindow(child);
+    updateActions();
+    return child;
+}
+
+CKvMdiChild* CMainFrame::ActiveChild() const { return qobject_cast<CKvMdiChild*>(mdiArea->activeSubWindow()); }
+
+CKvDocument* CMainFrame::ActiveDocument() const {
+    CKvMdiChild* child = ActiveChild();
+    return child != nullptr ? child->Document() : nullptr;
+}
+
+CIconDocMDI* CMainFrame::ActiveIconFrame() const {
+    CKvMdiChild* child = ActiveChild();
+    return child != nullptr ? qobject_cast<CIconDocMDI*>(child->widget()) : nullptr;
+}
+
+std::vector<CKvMdiChild*> CMainFrame::Children() const {
+    std::vector<CKvMdiChild*> children;
+    for (QMdiSubWindow* w : mdiArea->subWindowList())
+        if (auto* child = qobject_cast<CKvMdiChild*>(w)) children.push_back(child);
+    return children;
+}
+
+CKvMdiChild* CMainFrame::ChildOf(const CKvDocument* document) const {
+    for (CKvMdiChild* child : Children())
+        if (child->Document() == document) return child;
+    return nullptr;
+}
+
+void CMainFrame::updateActions() {
+    CKvDocument* document = ActiveDocument();
+    auto* project = qobject_cast<CIconProject*>(document);
+    CIconDocMDI* frame = ActiveIconFrame();
+    actClose->setEnabled(document != nullptr);
+    actSave->setEnabled(project != nullptr && (project->IsModified() || !project->CanSaveInPlace()));
+    actSaveAs->setEnabled(project != nullptr);
+    actNewFormat->setEnabled(project != nullptr);
+    actDeleteFormat->setEnabled(project != nullptr && frame != nullptr && frame->CurrentFormat() >= 0 &&
+                                project->Doc().GetFormatCount() > 1);
+    const bool windows = !Children().empty();
+    actCascade->setEnabled(windows);
+    actTile->setEnabled(windows);
+    actCloseAll->setEnabled(windows);
+    actWhatsNew->setEnabled(!app_.WhatsNewPages().isEmpty());
+
+    QString status;
+    if (project != nullptr && frame != nullptr) {
+        if (const CIconObject* format = project->Doc().GetFormat(frame->CurrentFormat()))
+            status = QString(text::kFormatStatus)
+                         .arg(format->Width())
+                         .arg(format->Height())
+                         .arg(format->BitCount())
+                         .arg(format->Icon().IsCompressed() ? text::kCompressedSuffix : "");
+    }
+    formatPane->setText(status);
+    FillRecentMenus();
+}
+
+void CMainFrame::FillRecentMenus() {
+    const auto fill = [this](QMenu* menu, const shell::RecentFileList& list, int firstCommand, bool own) {
+        menu->clear();
+        int shown = 0;
+        for (std::size_t i = 0; i < list.Entries().size(); ++i) {
+            if (own && !app_.ShowInOwnRecentList(list.Entries()[i])) continue;
+            QAction* action = menu->addAction(QString::fromStdString(list.MenuText(i)), this, &CMainFrame::OnRecentFile);
+            action->setData(QString::fromStdString(list.Entries()[i]));
+            action->setProperty("command", firstCommand + static_cast<int>(i));
+            action->setStatusTip(QString::fromStdString(list.Entries()[i]));
+            ++shown;
+        }
+        if (shown == 0) menu->addAction(text::kNoRecentFile)->setEnabled(false);
+        menu->setEnabled(shown > 0);
+    };
+    fill(recentMenu, app_.recentFiles, 0xE110, false);  // the framework's ID_FILE_MRU_FILE1
+    fill(moreRecentMenu, app_.ownRecentFiles, shell::kOwnRecentFirstCommand, true);
+}
+
+void CMainFrame::OnFileNew() { app_.OnFileNew(); }
+
+void CMainFrame::OnFileOpen() {
+    QString filters;
+    for (const shell::FileFilter& f : shell::OpenFileFilters())
+        filters += (filters.isEmpty() ? "" : ";;") + QString::fromStdString(f.QtFilter());
+    const QString folder = QString::fromStdString(app_.prefs.ActualDir);
+    const QStringList files = app_.Prompts().GetOpenFileNames(this, folder, filters);
+    if (!files.isEmpty()) app_.prefs.ActualDir = QFileInfo(files.front()).absolutePath().toStdString();
+    for (const QString& path : files) app_.OpenDocumentFile(path);
+}
+
+void CMainFrame::OnFileClose() {
+    if (CKvMdiChild* child = ActiveChild()) child->close();
+}
+
+void CMainFrame::OnFileSave() {
+    if (auto* document = ActiveDocument()) app_.SaveDocument(document);
+}
+
+void CMainFrame::OnFileSaveAs() {
+    if (auto* document = ActiveDocument()) app_.SaveDocumentAs(document);
+}
+
+void CMainFrame::OnNewFormat() {
+    auto* project = qobject_cast<CIconProject*>(ActiveDocument());
+    CIconDocMDI* frame = ActiveIconFrame();
+    if (project == nullptr || frame == nullptr) return;
+    const int index = app_.AddFormatTo(*project, frame->CurrentFormat(), this);
+    if (index >= 0) frame->formatBar->SetCurrentFormat(index);
+}
+
+void CMainFrame::OnDeleteFormat() {
+    auto* project = qobject_cast<CIconProject*>(ActiveDocument());
+    CIconDocMDI* frame = ActiveIconFrame();
+    if (project == nullptr || frame == nullptr || project->Doc().GetFormatCount() < 2) return;
+    project->DeleteFormat(frame->CurrentFormat());
+}
+
+void CMainFrame::OnWindowCascade() { mdiArea->cascadeSubWindows(); }
+void CMainFrame::OnWindowTile() { mdiArea->tileSubWindows(); }
+void CMainFrame::OnWindowCloseAll() { mdiArea->closeAllSubWindows(); }
+void CMainFrame::OnHelpWhatsNew() { app_.ShowWhatsNew(); }
+
+void CMainFrame::OnHelpAbout() {
+    QMessageBox::about(this, text::kAbout, QString(text::kAboutText).arg(TELLURINE_VERSION));
+}
+
+void CMainFrame::OnRecentFile() {
+    auto* action = qobject_cast<QAction*>(sender());
+    if (action != nullptr) app_.OpenDocumentFile(action->data().toString());
+}
+
+void CMainFrame::OnTimer() { app_.OnTimer(); }
+
+void CMainFrame::closeEvent(QCloseEvent* event) {
+    for (CKvMdiChild* child : Children()) {
+        if (!app_.SaveModified(child->Document())) {
+            event->ignore();
+            return;
+        }
+    }
+    // Every document was saved or given up: the windows close without asking again.
+    for (CKvMdiChild* child : Children()) child->Document()->SetModifiedFlag(false);
+    mdiArea->closeAllSubWindows();
+    QMainWindow::closeEvent(event);
+}
+
+void CMainFrame::dragEnterEvent(QDragEnterEvent* event) {
+    if (event->mimeData()->hasUrls()) event->acceptProposedAction();
+}
+
+void CMainFrame::dropEvent(QDropEvent* event) {
+    for (const QUrl& url : event->mimeData()->urls())
+        if (url.isLocalFile()) app_.OpenDocumentFile(url.toLocalFile());
+    event->acceptProposedAction();
+}
+
+}  // namespace tellurine::app

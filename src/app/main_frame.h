@@ -1,0 +1,103 @@
+// The main window: the multi-document area with its menus, tool bar and status bar.
+#pragma once
+
+#include <QMainWindow>
+#include <QMdiSubWindow>
+#include <vector>
+
+class QLabel;
+class QMdiArea;
+class QMenu;
+
+namespace tellurine::app {
+
+class CKvApp;
+class CKvDocument;
+class CIconDocMDI;
+class CIconProject;
+
+// A document's window inside the main window: it owns the document and asks to save it before
+// it closes.
+class CKvMdiChild : public QMdiSubWindow {
+    Q_OBJECT
+public:
+    CKvMdiChild(CKvApp& app, CKvDocument* document, QWidget* frame);
+    [[nodiscard]] CKvDocument* Document() const { return document_; }
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+
+private slots:
+    void UpdateTitle();
+
+private:
+    CKvApp& app_;
+    CKvDocument* document_;
+};
+
+class CMainFrame : public QMainWindow {
+    Q_OBJECT
+public:
+    explicit CMainFrame(CKvApp& app);
+
+    QMdiArea* mdiArea = nullptr;
+    QAction* actNew = nullptr;
+    QAction* actOpen = nullptr;
+    QAction* actClose = nullptr;
+    QAction* actSave = nullptr;
+    QAction* actSaveAs = nullptr;
+    QAction* actExit = nullptr;
+    QAction* actNewFormat = nullptr;
+    QAction* actDeleteFormat = nullptr;
+    QAction* actToolBar = nullptr;
+    QAction* actStatusBar = nullptr;
+    QAction* actCascade = nullptr;
+    QAction* actTile = nullptr;
+    QAction* actCloseAll = nullptr;
+    QAction* actWhatsNew = nullptr;
+    QAction* actAbout = nullptr;
+    QMenu* recentMenu = nullptr;
+    QMenu* moreRecentMenu = nullptr;
+    QLabel* formatPane = nullptr;
+
+    // Puts a document's frame in a new window and shows it.
+    CKvMdiChild* AddDocumentWindow(CKvDocument* document, QWidget* frame);
+    [[nodiscard]] CKvMdiChild* ActiveChild() const;
+    [[nodiscard]] CKvDocument* ActiveDocument() const;
+    [[nodiscard]] CIconDocMDI* ActiveIconFrame() const;
+    [[nodiscard]] std::vector<CKvMdiChild*> Children() const;
+    // The window of a document; null when it has none.
+    [[nodiscard]] CKvMdiChild* ChildOf(const CKvDocument* document) const;
+
+public slots:
+    // Enables the commands for the active document and refreshes the recent-file menus and the
+    // status bar.
+    void updateActions();
+    void OnFileNew();
+    void OnFileOpen();
+    void OnFileClose();
+    void OnFileSave();
+    void OnFileSaveAs();
+    void OnNewFormat();
+    void OnDeleteFormat();
+    void OnWindowCascade();
+    void OnWindowTile();
+    void OnWindowCloseAll();
+    void OnHelpWhatsNew();
+    void OnHelpAbout();
+    void OnRecentFile();
+    void OnTimer();
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
+
+private:
+    void CreateActions();
+    void CreateMenus();
+    void FillRecentMenus();
+    CKvApp& app_;
+};
+
+}  // namespace tellurine::app

@@ -1,0 +1,29 @@
+// Everything the program asks the user or tells them in a box goes through UserPrompts, so that
+// tests can read the texts and give the answers without boxes on the screen.
+#pragma once
+
+#include <QMessageBox>
+#include <QString>
+#include <QStringList>
+
+class QDialog;
+class QWidget;
+
+namespace tellurine::app {
+
+class UserPrompts {
+public:
+    virtual ~UserPrompts() = default;
+    virtual void ShowMessage(QWidget* parent, QMessageBox::Icon icon, const QString& title, const QString& text);
+    enum class SaveAnswer { Save, Discard, Cancel };
+    virtual SaveAnswer AskSaveChanges(QWidget* parent, const QString& documentTitle);
+    // Runs a dialog (new icon, new format, overwrite prompt, ...) and gives its result code.
+    virtual int Exec(QDialog& dialog);
+    // The open and save file dialogs; empty when cancelled. `selectedFilter` receives the filter
+    // chosen when saving.
+    virtual QStringList GetOpenFileNames(QWidget* parent, const QString& folder, const QString& filters);
+    virtual QString GetSaveFileName(QWidget* parent, const QString& suggested, const QString& filters,
+                                    QString* selectedFilter);
+};
+
+}  // namespace tellurine::app

@@ -1,0 +1,40 @@
+// The formats a new icon can be made with, as the new-icon dialog lists them: for a Windows icon
+// every size at every depth; for a Macintosh family the sizes and depths its elements hold.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <span>
+#include <string>
+
+namespace tellurine::shell {
+
+struct NewFormat {
+    int size = 0;  // square side in pixels
+    int bits = 0;  // 1, 4, 8, 24 or 32
+    bool chosenByDefault = false;
+};
+
+inline constexpr std::size_t kWindowsNewFormatCount = 35;
+inline constexpr std::size_t kMacNewFormatCount = 16;
+
+// Windows: 16, 24, 32, 48, 64, 128 and 256 pixels, each at 1, 4, 8, 24 and 32 bits. Chosen at
+// first: 16, 24, 32, 48 and 256 at 32 bits and 16, 32 and 48 at 8 bits.
+std::span<const NewFormat> WindowsNewFormats();
+// Macintosh: 16, 32 and 48 pixels at 1, 4, 8 and 32 bits, and 128, 256, 512 and 1024 pixels at
+// 32 bits. Chosen at first: 16, 32, 128, 256 and 512 at 32 bits.
+std::span<const NewFormat> MacNewFormats();
+
+// The list's text for a format: "32 x 32, 8 bits (256 colors)".
+std::string NewFormatText(const NewFormat& format);
+
+// Each entry's default choice (1 chosen, 0 not) for one of the lists.
+template <std::size_t N>
+std::array<int, N> DefaultFormatChoice(bool macintosh) {
+    std::array<int, N> choice{};
+    const std::span<const NewFormat> list = macintosh ? MacNewFormats() : WindowsNewFormats();
+    for (std::size_t i = 0; i < N && i < list.size(); ++i) choice[i] = list[i].chosenByDefault ? 1 : 0;
+    return choice;
+}
+
+}  // namespace tellurine::shell

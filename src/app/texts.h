@@ -1,0 +1,97 @@
+// Every text the program shows, in one place. The messages whose wording users and other tools
+// know are kept exactly as they have always read, spelling included.
+#pragma once
+
+namespace tellurine::app::text {
+
+inline constexpr const char* kAppTitle = "Tellurine";
+
+// Opening.
+inline constexpr const char* kIconReadError =
+    "Error while reading the specified icon file. The file does not contains icons, has an invalid format or is "
+    "corrupted.";
+inline constexpr const char* kImageReadError =
+    "Error while reading the specified image file. The file has an invalid format or is corrupted.";
+inline constexpr const char* kOutOfMemory = "Out of memory to perform operation.";
+inline constexpr const char* kOutOfMemoryTitle = "Fatal error";
+// %1: the file's name; %2: the kind of document ("Icon Library", "EXE File", ...).
+inline constexpr const char* kCannotOpenYet =
+    "%1 is a file of the kind \"%2\", which this version of Tellurine cannot open yet.";
+inline constexpr const char* kFileNotFound = "The file %1 cannot be opened: %2";
+
+// Saving.
+inline constexpr const char* kSaveChanges = "Save changes to %1?";
+inline constexpr const char* kSaveFailed = "The file %1 could not be saved: %2";
+inline constexpr const char* kLeftOutFormats =
+    "A Macintosh icon family has no element for these formats, which were not saved in %1:\n%2";
+inline constexpr const char* kReadOnlyContainer = "%1 is not a file Tellurine writes: save the icon under a new name.";
+
+// Overwrite prompt.
+inline constexpr const char* kOverwriteTitle = "Replace Existing File";
+inline constexpr const char* kOverwriteQuestion = "The file %1 already exists. Do you want to replace it?";
+inline constexpr const char* kOverwriteMacQuestion =
+    "The Macintosh icon file %1 already exists. Do you want to replace it?";
+inline constexpr const char* kExistingFile = "Existing file";
+inline constexpr const char* kThisProject = "This project";
+inline constexpr const char* kSizeLine = "Size:";
+inline constexpr const char* kDateLine = "Date Modified:";
+inline constexpr const char* kReplace = "&Replace";
+inline constexpr const char* kDontReplace = "&Don't Replace";
+
+// New icon.
+inline constexpr const char* kNewIconTitle = "New Icon";
+inline constexpr const char* kWindowsSystem = "&Windows icon";
+inline constexpr const char* kMacSystem = "M&acintosh icon";
+inline constexpr const char* kFormatsToCreate = "&Formats to create:";
+inline constexpr const char* kCompressVista256 = "Co&mpress 256x256 formats for Windows Vista";
+inline constexpr const char* kNoFormatChosen = "Choose at least one format.";
+
+// New format.
+inline constexpr const char* kNewFormatTitle = "New Format";
+inline constexpr const char* kFormatWidth = "&Width:";
+inline constexpr const char* kFormatHeight = "&Height:";
+inline constexpr const char* kFormatDepth = "&Colors:";
+inline constexpr const char* kDepthNames[] = {"Monochrome (1 bit)", "16 colors (4 bits)", "256 colors (8 bits)",
+                                              "True color (24 bits)", "True color with alpha (32 bits)"};
+inline constexpr const char* kFormatExists = "The icon already has a %1 x %2 format at %3 bits.";
+
+// Menus and commands.
+inline constexpr const char* kMenuFile = "&File";
+inline constexpr const char* kMenuEdit = "&Edit";
+inline constexpr const char* kMenuView = "&View";
+inline constexpr const char* kMenuWindow = "&Window";
+inline constexpr const char* kMenuHelp = "&Help";
+inline constexpr const char* kNewIcon = "&New Icon...";
+inline constexpr const char* kOpen = "&Open...";
+inline constexpr const char* kClose = "&Close";
+inline constexpr const char* kSave = "&Save";
+inline constexpr const char* kSaveAs = "Save &As...";
+inline constexpr const char* kRecentFiles = "Recent &Files";
+inline constexpr const char* kMoreRecentFiles = "&More Recent Files";
+inline constexpr const char* kNoRecentFile = "(none)";
+inline constexpr const char* kExit = "E&xit";
+inline constexpr const char* kNewFormat = "&New Format...";
+inline constexpr const char* kDeleteFormat = "&Delete Format";
+inline constexpr const char* kToolBar = "&Toolbar";
+inline constexpr const char* kStatusBar = "&Status Bar";
+inline constexpr const char* kFormatBar = "&Format Bar";
+inline constexpr const char* kCascade = "&Cascade";
+inline constexpr const char* kTile = "&Tile";
+inline constexpr const char* kCloseAll = "Close &All";
+inline constexpr const char* kWhatsNew = "&What's New";
+inline constexpr const char* kAbout = "&About Tellurine...";
+inline constexpr const char* kAboutText =
+    "<b>Tellurine</b> %1<br>An editor of Windows icons and cursors, animated cursors and Macintosh icon "
+    "families.";
+inline constexpr const char* kReady = "Ready";
+inline constexpr const char* kFormatStatus = "%1 x %2, %3 bits%4";
+inline constexpr const char* kCompressedSuffix = ", PNG-compressed";
+
+// Windows and dialogs.
+inline constexpr const char* kWhatsNewTitle = "What's New";
+inline constexpr const char* kFormatsTitle = "Formats";
+inline constexpr const char* kOpenTitle = "Open";
+inline constexpr const char* kSaveAsTitle = "Save As";
+inline constexpr const char* kNoDisplay = "no display to show the program on";
+
+}  // namespace tellurine::app::text

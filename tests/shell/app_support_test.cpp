@@ -1,0 +1,173 @@
+#include "app/shell/app_support.h"
+#include "app/shell/doc_templates.h"
+#include "app/shell/recent_files.h"
+
+#include <gtest/gtest.h>
+
+namespace tellurine::shell {
+namespace {
+
+TEST(Folders, ProgramAndUserDataFolders) {
+    EXPECT_EQ(ProgramFolder("/usr/bin/tellurine"), "/usr/bin/");
+    EXPECT_EQ(ProgramFolder("C:\\Program Files\\Tellurine\\tellurine.exe"), "C:\\Program Files\\Tellurine\\");
+    EXPECT_EQ(ProgramFolder(std::string(300, 'a') + "/x"), "");  // cut at 260 characters first
+    EXPECT_EQ(UserDataFolder("/home/me/.local/share"), "/home/me/.local/share/Korvane/Tellurine/");
+    EXPECT_EQ(UserDataFolder("/home/me/.local/share/"), "/home/me/.local/share/Korvane/Tellurine/");
+    EXPECT_EQ(UserDataFolder("C:\\Users\\me\\AppData\\Roaming"), "C:\\Users\\me\\AppData\\Roaming\\Korvane\\Tellurine\\");
+    EXPECT_EQ(UserDataFolder("C:\\Users\\me\\AppData\\Roaming\\"), "C:\\Users\\me\\AppData\\Roaming\\Korvane\\Tellurine\\");
+}
+
+TEST(Palette, DisplayPaletteFollowsItsFormula) {
+    const Palette p = ApplicationPalette();
+    ASSERT_EQ(p.size(), 256u);
+    for (int i = 0; i < 256; ++i) {
+        const PaletteEntry& e = p.entries[static_cast<std::size_t>(i)];
+        EXPECT_EQ(e.red, ((i & 192) * 255 + 96) / 192) << i;
+        EXPECT_EQ(e.green, ((i & 56) * 1020 + 112) / 224) << i;
+        EXPECT_EQ(e.blue, ((i & 6) * 8160 + 96) / 192) << i;
+        EXPECT_EQ(e.flags, 0) << i;
+        if (i % 2 == 1) {
+            EXPECT_EQ(e, p.entries[static_cast<std::size_t>(i - 1)]) << i;  // bit 0 unused
+        }
+    }
+    // Red and blue take four levels, green eight, from 0 to 255.
+    EXPECT_EQ(p.entries[192].red, 255);
+    EXPECT_EQ(p.entries[64].red, 85);
+    EXPECT_EQ(p.entries[56].green, 255);
+    EXPECT_EQ(p.entries[6].blue, 255);
+    EXPECT_EQ(p.entries[2].blue, 85);
+}
+
+TEST(StartSwitches, DelpatchWinsAndTextRunsToTheEnd) {
+    struct Case {
+        const char* raw;
+        bool patch;
+        const char* patchPath;
+        bool librarian;
+        const char* argument;
+    };
+    const Case cases[] = {
+        {"", false, "", false, ""},
+        {"a.ico b.ico", false, "", false, ""},
+        {"/librarian:", false, "", true, ""},  // at the very end: an empty argument
+        {"x.ico /librarian:", false, "", true, ""},
+        {"/librarian:My Icons", false, "", true, "My Icons"},
+        {"/delpatch:/tmp/old.bin", true, "/tmp/old.bin", false, ""},
+        {"/librarian:lib /delpatch:/tmp/old.bin", true, "/tmp/old.bin", false, ""},
+        {"/delpatch:\"/tmp/a b.bin\"", true, "/tmp/a b.bin", false, ""},
+    };
+    for (const Case& c : cases) {
+        const StartSwitches s = ParseStartSwitches(c.raw);
+        EXPECT_EQ(s.deletePatch, c.patch) << c.raw;
+        EXPECT_EQ(s.patchPath, c.patchPath) << c.raw;
+        EXPECT_EQ(s.librarian, c.librarian) << c.raw;
+        EXPECT_EQ(s.librarianArgument, c.argument) << c.raw;
+    }
+    EXPECT_EQ(RawCommandLine({"/delpatch:/tmp/a b.bin", "x.ico"}), "\"/delpatch:/tmp/a b.bin\" x.ico");
+    EXPECT_EQ(CommandLineFiles({"/home/me/a.ico", "-v", "/p", "/librarian:x", "b.cur", "/a.ico", "--quit"}),
+              (std::vector<std::string>{"/home/me/a.ico", "b.cur", "/a.ico"}));
+}
+
+TEST(RecentFiles, MostRecentFirstCappedAndKeptInTheProfile) {
+    RecentFileList list(kRecentFileSection, 3);
+    for (const char* p : {"/a.ico", "/b.ico", "/c.ico", "/a.ico", "/d.ico"}) list.Add(p);
+    EXPECT_EQ(list.Entries(), (std::vector<std::string>{"/d.ico", "/a.ico", "/c.ico"}));
+    MemoryProfile profile;
+    profile.WriteString(kRecentFileSection, "File3", "stale");
+    list.Remove("/c.ico");
+    list.Save(profile);
+    EXPECT_EQ(profile.GetString("Recent File List", "File1", ""), "/d.ico");
+    EXPECT_EQ(profile.GetString("Recent File List", "File2", ""), "/a.ico");
+    EXPECT_FALSE(profile.Has("Recent File List", "File3"));
+    RecentFileList again(kRecentFileSection, 3);
+    again.Load(profile);
+    EXPECT_EQ(again.Entries(), list.Entries());
+
+    RecentFileList menu(kOwnRecentFileSection, 20);
+    menu.Add("/home/someone/projects/icons/very-long-name-for-an-icon.ico");
+    menu.Add("/home/me/R&D.ico");
+    EXPECT_EQ(menu.MenuText(0), "&1 /home/me/R&&D.ico");
+    EXPECT_EQ(menu.MenuText(1), "&2 very-long-name-for-an-icon.ico");
+    for (int i = 0; i < 12; ++i) menu.Add("/f" + std::to_string(i));
+    EXPECT_EQ(menu.MenuText(9), "1&0 /f2");
+    EXPECT_EQ(menu.MenuText(10), "11 /f1");
+}
+
+TEST(RecentFiles, NamesAreShortenedToThirtyCharacters) {
+    EXPECT_EQ(AbbreviatePath("/home/me/a.ico"), "/home/me/a.ico");
+    EXPECT_EQ(AbbreviatePath("/home/me/some/deep/folder/a.ico"), "/home/.../a.ico");
+    EXPECT_EQ(AbbreviatePath("C:\\Users\\me\\Documents\\Icons\\app.ico"), "C:\\Users\\...\\app.ico");
+    const std::string shortened = AbbreviatePath("/x/" + std::string(40, 'n') + ".ico");
+    EXPECT_EQ(shortened.size(), 30u);
+    EXPECT_EQ(shortened.substr(27), "...");
+}
+
+TEST(DocTemplates, ElevenTemplatesKeptAsData) {
+    const auto templates = DocTemplates();
+    ASSERT_EQ(templates.size(), 11u);
+    const int order[] = {101, 113, 104, 110, 112, 111, 105, 109, 114, 121, 122};
+    for (std::size_t i = 0; i < 11; ++i) EXPECT_EQ(templates[i].resource, order[i]);
+    const DocTemplateInfo& search = *FindDocTemplate(111);
+    EXPECT_EQ(DocString(search, kDocName), "Found Media Files ");
+    EXPECT_EQ(DocString(search, kRegFileTypeName), "Document Recherche");
+    EXPECT_EQ(DocString(*FindDocTemplate(122), kWindowTitle), "");
+    EXPECT_EQ(DocString(*FindDocTemplate(122), kDocName), "Toolbar Image Strip File");
+    EXPECT_EQ(DocString(*FindDocTemplate(104), kFilterExt), ".icl");
+    EXPECT_EQ(DocString(*FindDocTemplate(109), kDocName), "");  // no string resource
+    EXPECT_EQ(std::string(FindDocTemplate(114)->frame), "CImageDocMDI");
+    EXPECT_EQ(FindDocTemplate(999), nullptr);
+
+    FileFilter filter;
+    ASSERT_TRUE(TemplateFilter(*FindDocTemplate(101), filter));
+    EXPECT_EQ(filter.QtFilter(), "ICO Files (*.ico *.cur)");
+    ASSERT_TRUE(TemplateFilter(*FindDocTemplate(110), filter));
+    EXPECT_EQ(filter.QtFilter(), "Explorer Files (*.exp)");
+    EXPECT_FALSE(TemplateFilter(*FindDocTemplate(109), filter));
+    EXPECT_FALSE(TemplateFilter(*FindDocTemplate(105), filter));
+    const auto open = OpenFileFilters();
+    EXPECT_EQ(open.front().name, "All Supported Files");
+    EXPECT_EQ(open.back().QtFilter(), "All Files (*)");
+    EXPECT_EQ(SaveFileFilters(true).front().QtFilter(), "ICNS Files (*.icns)");
+}
+
+TEST(DocTemplates, FilesChooseTheirTemplateByExtensionAndContent) {
+    const auto bytes = [](std::string_view s) { return std::vector<std::uint8_t>(s.begin(), s.end()); };
+    using namespace std::string_view_literals;
+    const auto ico = bytes("\0\0\1\0\1\0"sv), cur = bytes("\0\0\2\0\1\0"sv), png = bytes("\x89PNG\r\n"sv);
+    struct Case {
+        const char* path;
+        std::vector<std::uint8_t> head;
+        int resource;
+    };
+    const Case cases[] = {
+        {"a.ico", ico, 101},
+        {"a.cur", cur, 101},
+        {"a.png", ico, 101},  // the content wins over a wrong extension
+        {"a.ico", png, 109},
+        {"a.icns", bytes("icns"), 113},
+        {"a.dat", bytes("icns"), 113},
+        {"a.icns", bytes("????"), 113},
+        {"a.rsrc", ico, 113},  // a resource fork's header reads like an icon file's
+        {"a.bin", {}, 113},
+        {"a.ani", bytes("RIFF\0\0\0\0ACON"sv), 101},
+        {"a.exe", bytes("MZ"), 105},
+        {"a.dll", {}, 105},
+        {"a.icl", bytes("MZ"), 104},
+        {"a.htm", bytes("<html>"), 112},
+        {"a.HTML", {}, 112},
+        {"a.svg", bytes("<?xml"), 122},
+        {"drawing", bytes("<svg xmlns"), 122},
+        {"a.tbf", {}, 121},
+        {"a.exp", {}, 110},
+        {"a.sea", {}, 111},
+        {"a.jpg", bytes("\xFF\xD8\xFF\xE0"sv), 109},
+        {"a.weird", {}, 109},
+    };
+    for (const Case& c : cases) EXPECT_EQ(ChooseDocTemplate(c.path, c.head), c.resource) << c.path;
+    EXPECT_EQ(DocKindOf(101), DocKind::IconProject);
+    EXPECT_EQ(DocKindOf(113), DocKind::IconProject);
+    for (const int notYet : {104, 110, 111, 105, 114, 121}) EXPECT_EQ(DocKindOf(notYet), DocKind::NotYet) << notYet;
+}
+
+}  // namespace
+}  // namespace tellurine::shell

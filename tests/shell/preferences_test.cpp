@@ -1,0 +1,96 @@
+#include "app/shell/preferences.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+
+namespace tellurine::shell {
+namespace {
+
+TEST(Preferences, AnEmptyProfileGivesEveryDefault) {
+    MemoryProfile empty;
+    Preferences prefs;
+    prefs.JpegQuality = 5;  // whatever was there before is replaced
+    prefs.CreateFormatFromImage.fill(7);
+    LoadPreferences(empty, prefs);
+    EXPECT_EQ(prefs.NewPicWidth, 256);
+    EXPECT_EQ(prefs.NewPicBpp, 32);
+    EXPECT_EQ(prefs.JpegQuality, 80);
+    EXPECT_EQ(prefs.ShowSplashScreen, 1);
+    EXPECT_EQ(prefs.TransparencyColorSheme, 2);
+    EXPECT_EQ(prefs.DefaultWmfCX, 512);
+    EXPECT_EQ(prefs.ExplorerSeparatorPos, 250);
+    EXPECT_EQ(prefs.ApplyFilterToCreateIconFromImageValue, 10);
+    EXPECT_EQ(prefs.AddTextFont, "MS Sans Serif");
+    EXPECT_EQ(prefs.EmailFrom, "");
+    EXPECT_EQ(prefs.PreviewPages, 0);
+    EXPECT_EQ(prefs.CreateFormatFromImage, Preferences{}.CreateFormatFromImage);
+    EXPECT_EQ(empty.size(), 0u);  // reading writes nothing
+}
+
+TEST(Preferences, EveryValueIsReadAndWrittenUnderItsOwnSectionAndName) {
+    const std::vector<PreferenceName> names = AllPreferenceNames();
+    std::set<std::pair<std::string, std::string>> unique;
+    for (const auto& n : names) EXPECT_TRUE(unique.insert({n.section, n.name}).second) << n.section << "/" << n.name;
+    // The names people's profiles already hold, odd spellings included.
+    for (const auto& [section, name] :
+         std::vector<std::pair<std::string, std::string>>{{"prefs", "TransparencyColorSheme"},
+                                                          {"prefs", "CompressVista256x256NewIcon"},
+                                                          {"specs", "ReorganiseAuto"},
+                                                          {"specs", "AddTextFont"},
+                                                          {"folders", "ActualDir"},
+                                                          {"Settings", "PreviewPages"},
+                                                          {"prefs", "CreateFormatFromImage00"},
+                                                          {"prefs", "CreateFormatFromImageMac15"},
+                                                          {"colors", "CustColor15"},
+                                                          {"specs", "News9"}})
+        EXPECT_TRUE(unique.count({section, name})) << section << "/" << name;
+
+    // Saving writes exactly those values; a profile holding other values reads them back.
+    MemoryProfile profile;
+    Preferences prefs;
+    prefs.JpegQuality = -3;  // no range checks either way
+    prefs.TransparencyColorSheme = 9;
+    prefs.AddTextFont = "Noto Sans";
+    prefs.CreateFormatFromImageMac[15] = 1;
+    prefs.News[9] = "hello";
+    SavePreferences(profile, prefs);
+    EXPECT_EQ(profile.size(), names.size());
+    for (const auto& n : names) EXPECT_TRUE(profile.Has(n.section, n.name)) << n.section << "/" << n.name;
+
+    Preferences back;
+    LoadPreferences(profile, back);
+    EXPECT_EQ(back.JpegQuality, -3);
+    EXPECT_EQ(back.TransparencyColorSheme, 9);
+    EXPECT_EQ(back.AddTextFont, "Noto Sans");
+    EXPECT_EQ(back.CreateFormatFromImageMac[15], 1);
+    EXPECT_EQ(back.News[9], "hello");
+}
+
+TEST(Preferences, IntegersStoredAsTextReadAsTheirLeadingNumber) {
+    const std::pair<const char*, int> cases[] = {{"42", 42}, {"  -7", -7}, {"+3x", 3}, {"abc", 0}, {"", 0},
+                                                 {"99999999999", 2147483647}, {"-99999999999", -2147483647 - 1}};
+    for (const auto& [textValue, expected] : cases) EXPECT_EQ(ProfileTextToInt(textValue), expected) << textValue;
+    MemoryProfile profile;
+    profile.WriteString("prefs", "JpegQuality", "65 percent");
+    Preferences prefs;
+    LoadPreferences(profile, prefs);
+    EXPECT_EQ(prefs.JpegQuality, 65);
+}
+
+TEST(NewFormats, ListsHoldEverySizeAndDepthOnce) {
+    ASSERT_EQ(WindowsNewFormats().size(), kWindowsNewFormatCount);
+    ASSERT_EQ(MacNewFormats().size(), kMacNewFormatCount);
+    std::set<std::pair<int, int>> windows;
+    for (const NewFormat& f : WindowsNewFormats()) windows.insert({f.size, f.bits});
+    EXPECT_EQ(windows.size(), kWindowsNewFormatCount);
+    for (const int size : {16, 24, 32, 48, 64, 128, 256})
+        for (const int bits : {1, 4, 8, 24, 32}) EXPECT_TRUE(windows.count({size, bits})) << size << " " << bits;
+    // A family's large elements exist only in full colour.
+    for (const NewFormat& f : MacNewFormats()) EXPECT_TRUE(f.size <= 48 || f.bits == 32) << f.size;
+    EXPECT_EQ(NewFormatText({48, 8, false}), "48 x 48, 8 bits (256 colors)");
+    EXPECT_EQ(NewFormatText({16, 1, false}), "16 x 16, 1 bit (2 colors)");
+}
+
+}  // namespace
+}  // namespace tellurine::shell
