@@ -1,0 +1,155 @@
+// What the desktop program's tests share: a prompt object that records every message and answers
+// as the test says, a started application on a temporary profile, and icon files made here.
+#pragma once
+
+#include <QDialog>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QtTest>
+#include <deque>
+#include <functional>
+#include <memory>
+
+#include "app/kv_app.h"
+#include "app/prompts.h"
+#include "formats/icon_project.h"
+#include "icon/format_maker.h"
+#include "image/dib_block.h"
+#include "image/file_io.h"
+
+namespace tellurine::app::test {
+
+struct Message {
+    QMessageBox::Icon icon;
+    QString title;
+    QString text;
+};
+
+class RecordingPrompts : public UserPrompts {
+public:
+    std::vector<Message> messages;
+    std::vector<QString> savePrompts;
+    std::vector<QString> dialogs;                      // class names of the dialogs run
+    std::deque<SaveAnswer> saveAnswers;                // answers to "Save changes?" (default: Cancel)
+    std::deque<std::function<int(QDialog&)>> dialogActions;  // what to do in each dialog (default: reject)
+    std::deque<QString> saveNames;                     // names typed in the save dialog
+    std::deque<QStringList> openNames;
+
+    void ShowMessage(QWidget*, QMessageBox::Icon icon, const QString& title, const QString& text) override {
+        messages.push_back({icon, title, text});
+    }
+    SaveAnswer AskSaveChanges(QWidget*, const QString& title) override {
+        savePrompts.push_back(title);
+        if (saveAnswers.empty()) return SaveAnswer::Cancel;
+        const SaveAnswer a = saveAnswers.front();
+        saveAnswers.pop_front();
+        return a;
+    }
+    int Exec(QDialog& dialog) override {
+        dialogs.push_back(dialog.metaObject()->className());
+        if (dialogActions.empty()) return QDialog::Rejected;
+        auto action = std::move(dialogActions.front());
+        dialogActions.pop_front();
+        return action(dialog);
+    }
+    QStringList GetOpenFileNames(QWidget*, const QString&, const QString&) override {
+        if (openNames.empty()) return {};
+        QStringList names = openNames.front();
+        openNames.pop_front();
+        return names;
+    }
+    QString GetSaveFileName(QWidget*, const QString& suggested, const QString&, QString*) override {
+        lastSuggested = suggested;
+        if (saveNames.empty()) return {};
+        QString name = saveNames.front();
+        saveNames.pop_front();
+        return name;
+    }
+    QString lastSuggested;
+};
+
+// An application started on a profile of its own in a temporary folder.
+struct StartedApp {
+    QTemporaryDir dir;
+    std::unique_ptr<CKvApp> app;
+    RecordingPrompts* prompts = nullptr;
+
+    explicit StartedApp(const QStringList& arguments = {}, bool splash = false,
+                        const std::function<void(QTemporaryDir&)>& prepare = {}) {
+        QDir(dir.path()).mkpath("program");
+        QSettings ini(ProfilePath(), QSettings::IniFormat);
+        ini.setValue("prefs/ShowSplashScreen", splash ? 1 : 0);
+        ini.sync();
+        if (prepare) prepare(dir);
+        Start(arguments);
+    }
+    void Start(const QStringList& arguments) {
+        StartOptions options;
+        options.profileFile = ProfilePath();
+        options.programFolder = dir.filePath("program");
+        options.appDataFolder = dir.filePath("appdata");
+        app = std::make_unique<CKvApp>(options);
+        auto recording = std::make_unique<RecordingPrompts>();
+        prompts = recording.get();
+        app->SetPrompts(std::move(recording));
+        started = app->InitInstance(arguments);
+    }
+    [[nodiscard]] QString ProfilePath() const { return dir.filePath("profile.ini"); }
+    [[nodiscard]] QString Path(const QString& name) const { return dir.filePath(name); }
+    bool started = false;
+};
+
+// A format of a size and depth made from a picture with a transparent frame around a gradient.
+inline CKvIcon MakeFormat(int size, int bits, bool compressed = false) {
+    Block picture = CreateDibBlock(size, size, 32);
+    const auto layout = GetDibLayout(picture);
+    for (int y = 0; y < size; ++y)
+        for (int x = 0; x < size; ++x) {
+            std::uint8_t* p = picture.data() + layout->RowOffset(y) + static_cast<std::size_t>(x) * 4;
+            const bool inside = x > 0 && y > 0 && x < size - 1 && y < size - 1;
+            p[0] = static_cast<std::uint8_t>(x * 255 / size);
+            p[1] = static_cast<std::uint8_t>(y * 255 / size);
+            p[2] = 200;
+            p[3] = inside ? 255 : 0;
+        }
+    CKvIcon icon;
+    if (!FormatFromPicture(picture, bits, icon)) qFatal("cannot make a test format");
+    icon.SetCompressed(compressed);
+    return icon;
+}
+
+// Writes a project of the given formats ({size, bits}) to `path` (.ico, .cur or .icns by name).
+inline void WriteProject(const QString& path, std::initializer_list<std::pair<int, int>> formats, bool cursor = false) {
+    CIconDoc doc;
+    doc.macintosh = path.endsWith(".icns");
+    doc.cursor = cursor;
+    for (const auto& [size, bits] : formats) doc.AddFormat(MakeFormat(size, bits, size >= 256));
+    std::string error;
+    if (!SaveIconProject(path.toStdString(), doc, false, error)) qFatal("cannot write %s: %s", qPrintable(path), error.c_str());
+}
+
+inline QByteArray ReadAll(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+inline void WriteAll(const QString& path, const QByteArray& bytes) {
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(bytes);
+}
+
+// Lets the test fill a dialog in, then presses its OK button (which may refuse and keep it open).
+template <typename Dialog>
+std::function<int(QDialog&)> Accept(std::function<void(Dialog&)> setUp = {}) {
+    return [setUp](QDialog& dialog) {
+        auto* d = qobject_cast<Dialog*>(&dialog);
+        if (d == nullptr) qFatal("unexpected dialog %s", dialog.metaObject()->className());
+        if (setUp) setUp(*d);
+        dialog.setResult(QDialog::Rejected);
+        dialog.accept();
+        return dialog.result();
+    };
+}
+
+}  // namespace tellurine::app::test

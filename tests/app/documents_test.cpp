@@ -1,0 +1,428 @@
+// Icon projects as a person uses them: new icons, opening every kind of file (and the messages
+// when that fails), saving and Save As with the overwrite prompt, the modified state, cursors.
+#include <QCheckBox>
+#include <QComboBox>
+#include <QListWidget>
+#include <QRadioButton>
+#include <QLabel>
+#include <QSpinBox>
+#include <QTextBrowser>
+#include <set>
+#include <tuple>
+
+#include "app/documents.h"
+#include "app/icon_frame.h"
+#include "app/image_convert.h"
+#include "app/main_frame.h"
+#include "app/shell/doc_templates.h"
+#include "app/texts.h"
+#include "app_test_support.h"
+#include "formats/ico_file.h"
+#include "image/bytes.h"
+
+using namespace tellurine;
+using namespace tellurine::app;
+using namespace tellurine::app::test;
+
+namespace {
+
+CIconProject* ActiveProject(StartedApp& s) { return qobject_cast<CIconProject*>(s.app->MainFrame()->ActiveDocument()); }
+
+// The hotspots icotool lists for a cursor, one "x,y" per image in file order.
+QStringList IcotoolHotspots(const QString& path) {
+    QProcess icotool;
+    icotool.start("icotool", {"-l", path});
+    if (!icotool.waitForFinished(10000)) return {"icotool did not run"};
+    QStringList hotspots;
+    static const QRegularExpression pattern("--hotspot-x=(\\d+) --hotspot-y=(\\d+)");
+    for (const QString& line : QString::fromUtf8(icotool.readAllStandardOutput()).split('\n')) {
+        const auto m = pattern.match(line);
+        if (m.hasMatch()) hotspots << m.captured(1) + "," + m.captured(2);
+    }
+    return hotspots;
+}
+
+}  // namespace
+
+class DocumentsTest : public QObject {
+    Q_OBJECT
+private slots:
+    void newIconDialogMakesTheChosenFormats();
+    void openingShowsEveryFormatOfEveryKind();
+    void openFailuresSayWhyAndOpenNothing();
+    void saveAsAsksBeforeReplacingAFile();
+    void modifiedProjectsAskToBeSavedOnCloseAndExit();
+    void cursorsKeepTheirHotspots();
+    void failedSaveLeavesNothingBehind();
+};
+
+void DocumentsTest::newIconDialogMakesTheChosenFormats() {
+    StartedApp s;
+    // Windows: 16 x 16 at 4 bits and 256 x 256 at 32 bits, compressed.
+    s.prompts->dialogActions.push_back(Accept<CDialNewIcon>([](CDialNewIcon& d) {
+        QCOMPARE(d.compressCheck->text(), QString("Co&mpress 256x256 formats for Windows Vista"));
+        for (int i = 0; i < d.formatList->count(); ++i) {
+            const QString t = d.formatList->item(i)->text();
+            const bool want = t == "16 x 16, 4 bits (16 colors)" || t == "256 x 256, 32 bits (true color with alpha)" ||
+                              t == "48 x 48, 1 bit (2 colors)";
+            d.formatList->item(i)->setCheckState(want ? Qt::Checked : Qt::Unchecked);
+        }
+        d.compressCheck->setChecked(true);
+    }));
+    CIconProject* project = s.app->OnFileNew();
+    QVERIFY(project != nullptr);
+    QCOMPARE(s.prompts->dialogs.back(), QString("tellurine::app::CDialNewIcon"));
+    const CIconDoc& doc = project->Doc();
+    QCOMPARE(doc.GetFormatCount(), 3);
+    QVERIFY(!doc.macintosh);
+    QCOMPARE(doc.DefaultExtension(), ".ico");
+    QCOMPARE(project->Title(), QString("ICO File1"));
+    QVERIFY(!project->IsModified());
+    std::set<std::tuple<int, int, bool>> formats;
+    for (int i = 0; i < doc.GetFormatCount(); ++i) {
+        const CIconObject* f = doc.GetFormat(i);
+        formats.insert({f->Width(), f->BitCount(), f->Icon().IsCompressed()});
+        // A new format is wholly transparent.
+        const QImage picture = ImageFromIcon(f->Icon());
+        QCOMPARE(picture.pixelColor(f->Width() / 2, f->Width() / 2).alpha(), 0);
+    }
+    QCOMPARE(formats, (std::set<std::tuple<int, int, bool>>{{16, 4, false}, {48, 1, false}, {256, 32, true}}));
+    QCOMPARE(s.app->prefs.CompressVista256x256NewIcon, 1);
+
+    // The dialog remembers the choice; without compression the 256 format stays a bitmap.
+    s.prompts->dialogActions.push_back(Accept<CDialNewIcon>([](CDialNewIcon& d) {
+        int checked = 0;
+        for (int i = 0; i < d.formatList->count(); ++i) checked += d.formatList->item(i)->checkState() == Qt::Checked;
+        QCOMPARE(checked, 3);
+        QVERIFY(d.compressCheck->isChecked());
+        d.compressCheck->setChecked(false);
+    }));
+    project = s.app->OnFileNew();
+    QCOMPARE(project->Title(), QString("ICO File2"));
+    for (int i = 0; i < project->Doc().GetFormatCount(); ++i) QVERIFY(!project->Doc().GetFormat(i)->Icon().IsCompressed());
+    QCOMPARE(s.app->prefs.CompressVista256x256NewIcon, 0);
+
+    // Macintosh: the family's sizes, ".icns" proposed, large elements compressed.
+    s.prompts->dialogActions.push_back(Accept<CDialNewIcon>([](CDialNewIcon& d) {
+        d.macButton->setChecked(true);
+        QVERIFY(!d.compressCheck->isEnabled());
+        for (int i = 0; i < d.formatList->count(); ++i) d.formatList->item(i)->setCheckState(Qt::Unchecked);
+        for (int i = 0; i < d.formatList->count(); ++i)
+            if (d.formatList->item(i)->text().startsWith("512 x 512") || d.formatList->item(i)->text().startsWith("32 x 32, 8"))
+                d.formatList->item(i)->setCheckState(Qt::Checked);
+    }));
+    project = s.app->OnFileNew();
+    QVERIFY(project->Doc().macintosh);
+    QCOMPARE(project->TemplateResource(), shell::kTemplateIcns);
+    QCOMPARE(project->Doc().DefaultExtension(), ".icns");
+    QCOMPARE(project->Doc().GetFormatCount(), 2);
+    QCOMPARE(project->Title(), QString("ICNS File3"));
+
+    // Cancelling makes nothing.
+    const std::size_t windows = s.app->MainFrame()->Children().size();
+    QVERIFY(s.app->OnFileNew() == nullptr);
+    QCOMPARE(s.app->MainFrame()->Children().size(), windows);
+}
+
+void DocumentsTest::openingShowsEveryFormatOfEveryKind() {
+    StartedApp s;
+    const QString ico = s.Path("seven.ico"), icns = s.Path("family.icns"), png = s.Path("picture.png");
+    WriteProject(ico, {{16, 4}, {16, 8}, {32, 32}, {48, 24}, {64, 32}, {128, 32}, {256, 32}});
+    WriteProject(icns, {{16, 32}, {32, 8}, {128, 32}});
+    QImage picture(40, 30, QImage::Format_ARGB32);
+    picture.fill(QColor(10, 20, 200, 128));
+    QVERIFY(picture.save(png));
+    WriteAll(s.Path("drawing.svg"),
+             "<svg xmlns='http://www.w3.org/2000/svg' width='10' height='10'><rect width='10' height='10' "
+             "fill='#ff0000'/></svg>");
+    WriteAll(s.Path("page.htm"), "<html><body><h1>Hello page</h1></body></html>");
+
+    // An icon: the format bar lists every format with its size and depth; the compressed one
+    // carries the badge.
+    QVERIFY(s.app->OpenDocumentFile(ico) != nullptr);
+    auto* frame = s.app->MainFrame()->ActiveIconFrame();
+    QVERIFY(frame != nullptr);
+    CIconFormatListModel* model = frame->formatBar->model;
+    QCOMPARE(model->rowCount(), 7);
+    QStringList texts;
+    for (int i = 0; i < 7; ++i) texts << model->data(model->index(i), Qt::DisplayRole).toString();
+    QVERIFY(texts.contains("256 x 256\n32 bits"));
+    QVERIFY(texts.contains("16 x 16\n4 bits"));
+    QVERIFY(texts.contains("48 x 48\n24 bits"));
+    const int compressedRow = static_cast<int>(texts.indexOf("256 x 256\n32 bits"));
+    const QImage badged = model->data(model->index(compressedRow), Qt::DecorationRole).value<QPixmap>().toImage();
+    const QImage plain = model->data(model->index(texts.indexOf("64 x 64\n32 bits")), Qt::DecorationRole).value<QPixmap>().toImage();
+    const int side = CIconFormatListModel::kThumbnailSize;
+    QCOMPARE(badged.size(), QSize(side, side));
+    const QColor badge = badged.pixelColor(side - 3, side - 3), noBadge = plain.pixelColor(side - 3, side - 3);
+    QVERIFY2(badge.blue() > 150 && badge.red() < 100, qPrintable(badge.name()));
+    QVERIFY(noBadge != badge);
+    // The view follows the format chosen in the bar and shows it at its size.
+    frame->formatBar->SetCurrentFormat(compressedRow);
+    QCOMPARE(frame->view->Format(), compressedRow);
+    QCOMPARE(s.app->MainFrame()->formatPane->text(), QString("256 x 256, 32 bits, PNG-compressed"));
+
+    // A family opens in its own template; an image, a drawing and a page in theirs.
+    QVERIFY(s.app->OpenDocumentFile(icns) != nullptr);
+    QCOMPARE(ActiveProject(s)->TemplateResource(), shell::kTemplateIcns);
+    QVERIFY(ActiveProject(s)->Doc().macintosh);
+    // The 8-bit element brings its size's 1-bit element for the mask, which is a format too.
+    QCOMPARE(ActiveProject(s)->Doc().GetFormatCount(), 4);
+
+    auto* image = qobject_cast<CDibDocument*>(s.app->OpenDocumentFile(png));
+    QVERIFY(image != nullptr);
+    QCOMPARE(image->TemplateResource(), shell::kTemplateDib);
+    QCOMPARE(image->image.size(), QSize(40, 30));
+    QCOMPARE(image->image.pixelColor(5, 5), QColor(10, 20, 200, 128));
+
+    auto* vector = qobject_cast<CDibDocument*>(s.app->OpenDocumentFile(s.Path("drawing.svg")));
+    QVERIFY(vector != nullptr);
+    QCOMPARE(vector->TemplateResource(), shell::kTemplateVector);
+    QCOMPARE(vector->image.size(), QSize(512, 512));  // DefaultWmfCX x DefaultWmfCY
+    QCOMPARE(vector->image.pixelColor(256, 256), QColor(255, 0, 0));
+    QCOMPARE(s.app->MainFrame()->ActiveChild()->widget()->objectName(), QString("CVectorDocMDI"));
+
+    QVERIFY(qobject_cast<CBrowserDocument*>(s.app->OpenDocumentFile(s.Path("page.htm"))) != nullptr);
+    QVERIFY(qobject_cast<QTextBrowser*>(s.app->MainFrame()->ActiveChild()->widget())->toPlainText().contains("Hello page"));
+    QVERIFY(s.prompts->messages.empty());
+    QCOMPARE(s.app->recentFiles.Entries().size(), std::size_t{5});
+}
+
+void DocumentsTest::openFailuresSayWhyAndOpenNothing() {
+    StartedApp s;
+    const QString good = s.Path("good.ico");
+    WriteProject(good, {{32, 32}});
+    QByteArray damaged = ReadAll(good);
+    damaged.truncate(40);  // the directory points past the end
+    WriteAll(s.Path("damaged.ico"), damaged);
+    WriteAll(s.Path("damaged.icns"), "icns\0\0\0\x08");
+    WriteAll(s.Path("damaged.png"), "\x89PNG\r\n\x1a\n garbage");
+    WriteAll(s.Path("damaged.svg"), "<svg this is not");
+    WriteAll(s.Path("tool.exe"), "MZ and nothing else");
+    WriteAll(s.Path("library.icl"), "MZ");
+
+    const struct {
+        const char* file;
+        QMessageBox::Icon icon;
+        QString text;
+    } cases[] = {
+        {"damaged.ico", QMessageBox::Critical,
+         "Error while reading the specified icon file. The file does not contains icons, has an invalid format or is "
+         "corrupted."},
+        {"damaged.icns", QMessageBox::Critical,
+         "Error while reading the specified icon file. The file does not contains icons, has an invalid format or is "
+         "corrupted."},
+        {"damaged.png", QMessageBox::Critical,
+         "Error while reading the specified image file. The file has an invalid format or is corrupted."},
+        {"damaged.svg", QMessageBox::Critical,
+         "Error while reading the specified image file. The file has an invalid format or is corrupted."},
+        {"tool.exe", QMessageBox::Information,
+         "tool.exe is a file of the kind \"EXE File\", which this version of Tellurine cannot open yet."},
+        {"library.icl", QMessageBox::Information,
+         "library.icl is a file of the kind \"Icon Library\", which this version of Tellurine cannot open yet."},
+    };
+    for (const auto& c : cases) {
+        s.prompts->messages.clear();
+        QVERIFY(s.app->OpenDocumentFile(s.Path(c.file)) == nullptr);
+        QCOMPARE(s.prompts->messages.size(), std::size_t{1});
+        QCOMPARE(s.prompts->messages[0].text, c.text);
+        QCOMPARE(s.prompts->messages[0].icon, c.icon);
+    }
+    QVERIFY(s.app->MainFrame()->Children().empty());
+    QVERIFY(s.app->recentFiles.Entries().empty());
+
+    // A recent file that has gone away is said so and leaves the lists.
+    QVERIFY(s.app->OpenDocumentFile(good) != nullptr);
+    s.app->MainFrame()->ActiveChild()->close();
+    QFile::remove(good);
+    s.prompts->messages.clear();
+    QVERIFY(s.app->OpenDocumentFile(good) == nullptr);
+    QVERIFY(s.prompts->messages.at(0).text.startsWith("The file " + QDir::toNativeSeparators(good) + " cannot be opened"));
+    QVERIFY(s.app->recentFiles.Entries().empty());
+}
+
+void DocumentsTest::saveAsAsksBeforeReplacingAFile() {
+    StartedApp s;
+    const QString existing = s.Path("existing.ico");
+    WriteProject(existing, {{16, 32}, {32, 32}});
+    const QByteArray before = ReadAll(existing);
+    s.app->NewIconProject({false, {{48, 32, true}}, false});
+    CIconProject* project = ActiveProject(s);
+
+    // The save dialog proposes ".ico"; declining the overwrite prompt leaves the file alone.
+    QStringList shown;
+    s.prompts->saveNames = {existing};
+    s.prompts->dialogActions.push_back([&](QDialog& d) {
+        shown = qobject_cast<CDialAskOverwriteIconProject*>(&d)->Texts();
+        return static_cast<int>(QDialog::Rejected);
+    });
+    QVERIFY(!s.app->SaveDocumentAs(project));
+    QVERIFY(s.prompts->lastSuggested.endsWith("ICO File1.ico"));
+    QCOMPARE(s.prompts->dialogs.back(), QString("tellurine::app::CDialAskOverwriteIconProject"));
+    QCOMPARE(ReadAll(existing), before);
+    QCOMPARE(shown.filter(QRegularExpression("^Size: [\\d,.\\s]+ bytes$")).size(), 2);
+    QCOMPARE(shown.filter(QRegularExpression("^Date Modified: .+")).size(), 2);
+    QVERIFY(shown.contains("Size: " + QLocale::system().toString(before.size()) + " bytes"));
+    QVERIFY(shown.contains("The file existing.ico already exists. Do you want to replace it?"));
+    QVERIFY(project->PathName().isEmpty());
+
+    // Confirming replaces it with the project.
+    s.prompts->saveNames = {existing};
+    s.prompts->dialogActions.push_back([](QDialog&) { return static_cast<int>(QDialog::Accepted); });
+    QVERIFY(s.app->SaveDocumentAs(project));
+    QCOMPARE(project->PathName(), existing);
+    QCOMPARE(project->Title(), QString("existing.ico"));
+    QVERIFY(!project->IsModified());
+    IconFileContents contents;
+    std::string error;
+    QVERIFY(LoadIconContainer(existing.toStdString(), contents, error));
+    QCOMPARE(contents.icons[0].doc.GetFormatCount(), 1);
+    QCOMPARE(s.app->recentFiles.Entries().front(), existing.toStdString());
+
+    // Saving in place asks nothing; a name without an extension gets the project's.
+    const std::size_t prompts = s.prompts->dialogs.size();
+    QVERIFY(s.app->SaveDocument(project));
+    QCOMPARE(s.prompts->dialogs.size(), prompts);
+    s.prompts->saveNames = {s.Path("plain")};
+    QVERIFY(s.app->SaveDocumentAs(project));
+    QVERIFY(QFile::exists(s.Path("plain.ico")));
+
+    // A Macintosh project proposes ".icns", asks with the Macintosh prompt and writes a family.
+    const QString family = s.Path("family.icns");
+    WriteProject(family, {{32, 32}});
+    s.app->NewIconProject({true, {{128, 32, true}, {32, 32, true}}, false});
+    s.prompts->saveNames = {family};
+    s.prompts->dialogActions.push_back([&](QDialog& d) {
+        shown = qobject_cast<CDialAskOverwriteIconProject*>(&d)->Texts();
+        return static_cast<int>(QDialog::Accepted);
+    });
+    QVERIFY(s.app->SaveDocumentAs(ActiveProject(s)));
+    QVERIFY(s.prompts->lastSuggested.endsWith(".icns"));
+    QCOMPARE(s.prompts->dialogs.back(), QString("tellurine::app::CDialAskOverwriteIconProjectMac"));
+    QVERIFY(shown.contains("The Macintosh icon file family.icns already exists. Do you want to replace it?"));
+    QCOMPARE(ReadAll(family).left(4), QByteArray("icns"));
+
+    // A family never reaches the Windows writer, and a Windows project saved as .icns becomes one.
+    s.app->OpenDocumentFile(existing);
+    s.prompts->saveNames = {s.Path("converted.icns")};
+    QVERIFY(s.app->SaveDocumentAs(ActiveProject(s)));
+    QCOMPARE(ReadAll(s.Path("converted.icns")).left(4), QByteArray("icns"));
+    QVERIFY(ActiveProject(s)->Doc().macintosh);
+}
+
+void DocumentsTest::modifiedProjectsAskToBeSavedOnCloseAndExit() {
+    StartedApp s;
+    const QString path = s.Path("icon.ico");
+    WriteProject(path, {{32, 32}, {16, 32}});
+    s.app->OpenDocumentFile(path);
+    CIconProject* project = ActiveProject(s);
+    CMainFrame* frame = s.app->MainFrame();
+    QVERIFY(!frame->actSave->isEnabled());
+    QVERIFY(frame->actDeleteFormat->isEnabled());
+
+    // Adding a format through the command marks the project modified and shows it.
+    s.prompts->dialogActions.push_back(Accept<CDialNewFormat>([](CDialNewFormat& d) {
+        d.widthBox->setValue(24);
+        d.heightBox->setValue(24);
+        d.depthBox->setCurrentIndex(2);  // 256 colours
+    }));
+    frame->actNewFormat->trigger();
+    QCOMPARE(project->Doc().GetFormatCount(), 3);
+    const CIconObject* added = project->Doc().GetFormat(2);
+    QCOMPARE(added->Width(), 24);
+    QCOMPARE(added->BitCount(), 8);
+    QVERIFY(project->IsModified());
+    QVERIFY(frame->ActiveChild()->isWindowModified());
+    QVERIFY(frame->actSave->isEnabled());
+    QCOMPARE(frame->ActiveIconFrame()->CurrentFormat(), 2);
+
+    // The same format twice is refused with a message.
+    s.prompts->dialogActions.push_back(Accept<CDialNewFormat>([](CDialNewFormat& d) {
+        d.widthBox->setValue(24);
+        d.heightBox->setValue(24);
+        d.depthBox->setCurrentIndex(2);
+    }));
+    frame->actNewFormat->trigger();
+    QCOMPARE(project->Doc().GetFormatCount(), 3);
+    QCOMPARE(s.prompts->messages.back().text, QString("The icon already has a 24 x 24 format at 8 bits."));
+
+    // Closing asks; Cancel keeps the window, Discard closes it without writing.
+    const QByteArray onDisk = ReadAll(path);
+    s.prompts->saveAnswers = {UserPrompts::SaveAnswer::Cancel};
+    frame->actClose->trigger();
+    QCoreApplication::processEvents();
+    QCOMPARE(s.prompts->savePrompts, std::vector<QString>{"icon.ico"});
+    QCOMPARE(frame->Children().size(), std::size_t{1});
+
+    // Deleting a format also marks it; exit asks too, and Save writes the file.
+    frame->ActiveIconFrame()->formatBar->SetCurrentFormat(0);
+    frame->actDeleteFormat->trigger();
+    QCOMPARE(project->Doc().GetFormatCount(), 2);
+    s.prompts->saveAnswers = {UserPrompts::SaveAnswer::Save};
+    QVERIFY(frame->close());
+    QCOMPARE(s.prompts->savePrompts.size(), std::size_t{2});
+    QVERIFY(ReadAll(path) != onDisk);
+    IconFileContents contents;
+    std::string error;
+    QVERIFY(LoadIconContainer(path.toStdString(), contents, error));
+    QCOMPARE(contents.icons[0].doc.GetFormatCount(), 2);
+
+    // Discard closes without writing.
+    StartedApp t;
+    t.app->OpenDocumentFile(path);
+    ActiveProject(t)->DeleteFormat(0);
+    t.prompts->saveAnswers = {UserPrompts::SaveAnswer::Discard};
+    const QByteArray saved = ReadAll(path);
+    t.app->MainFrame()->actClose->trigger();
+    QCoreApplication::processEvents();
+    QVERIFY(t.app->MainFrame()->Children().empty());
+    QCOMPARE(ReadAll(path), saved);
+}
+
+void DocumentsTest::cursorsKeepTheirHotspots() {
+    StartedApp s;
+    QImage small(16, 16, QImage::Format_ARGB32), large(32, 32, QImage::Format_ARGB32);
+    small.fill(QColor(0, 0, 0, 255));
+    large.fill(QColor(200, 0, 0, 128));
+    QVERIFY(small.save(s.Path("small.png")) && large.save(s.Path("large.png")));
+    const QString cursor = s.Path("arrow.cur");
+    QProcess icotool;
+    icotool.start("icotool", {"-c", "--cursor", "-X", "3", "-Y", "11", "-o", cursor, s.Path("small.png"), s.Path("large.png")});
+    QVERIFY(icotool.waitForFinished(10000) && icotool.exitCode() == 0);
+    const QStringList hotspots = IcotoolHotspots(cursor);
+    QCOMPARE(hotspots.size(), 2);
+
+    s.app->OpenDocumentFile(cursor);
+    CIconProject* project = ActiveProject(s);
+    QVERIFY(project->Doc().cursor);
+    QCOMPARE(project->Doc().DefaultExtension(), ".cur");
+    // Save writes a cursor again, with the same hotspots, in place.
+    project->SetModifiedFlag(true);
+    QVERIFY(s.app->SaveDocument(project));
+    QCOMPARE(IcotoolHotspots(cursor), hotspots);
+    QCOMPARE(LoadU16(reinterpret_cast<const std::uint8_t*>(ReadAll(cursor).constData()) + 2), 2);
+
+    // Save As offers both: as .ico it is an icon (type 1), as .cur a cursor again.
+    s.prompts->saveNames = {s.Path("arrow.ico")};
+    QVERIFY(s.app->SaveDocumentAs(project));
+    QCOMPARE(LoadU16(reinterpret_cast<const std::uint8_t*>(ReadAll(s.Path("arrow.ico")).constData()) + 2), 1);
+    QVERIFY(!project->Doc().cursor);
+    s.prompts->saveNames = {s.Path("again.cur")};
+    QVERIFY(s.app->SaveDocumentAs(project));
+    QCOMPARE(IcotoolHotspots(s.Path("again.cur")), hotspots);
+}
+
+void DocumentsTest::failedSaveLeavesNothingBehind() {
+    StartedApp s;
+    s.app->NewIconProject({false, {{32, 32, false}}, false});
+    const QString target = s.Path("missing-folder/icon.ico");
+    s.prompts->saveNames = {target};
+    QVERIFY(!s.app->SaveDocumentAs(ActiveProject(s)));
+    QCOMPARE(s.prompts->messages.size(), std::size_t{1});
+    QVERIFY(s.prompts->messages[0].text.startsWith("The file " + QDir::toNativeSeparators(target) + " could not be saved: "));
+    QVERIFY(!QFileInfo::exists(target));
+    QVERIFY(ActiveProject(s)->PathName().isEmpty());
+}
+
+QTEST_MAIN(DocumentsTest)
+#include "documents_test.moc"
