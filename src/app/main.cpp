@@ -3,7 +3,6 @@
 // --quit-after-first-paint (or TELLURINE_QUIT_AFTER_FIRST_PAINT=1) ends the program right after
 // the first paint of an icon's view: the start-up benchmark measures up to there.
 #include <QApplication>
-#include <QTimer>
 
 #include "app/icon_frame.h"
 #include "app/kv_app.h"
@@ -15,12 +14,18 @@ int main(int argc, char* argv[]) {
     QStringList arguments = QCoreApplication::arguments().mid(1);
     const bool quitAfterFirstPaint = arguments.removeAll("--quit-after-first-paint") > 0 ||
                                      qEnvironmentVariable("TELLURINE_QUIT_AFTER_FIRST_PAINT") == "1";
+    // The first paint may come while start-up still runs (the splash waits for the main window to
+    // be shown), before the event loop that a quit would end.
+    static bool painted = false;
     if (quitAfterFirstPaint)
-        tellurine::app::CIconPreview::firstPaintHook = [] { QTimer::singleShot(0, qApp, &QCoreApplication::quit); };
+        tellurine::app::CIconPreview::firstPaintHook = [] {
+            painted = true;
+            QCoreApplication::exit(0);
+        };
 
     tellurine::app::CKvApp app;
     if (!app.InitInstance(arguments)) return 1;
-    const int result = QApplication::exec();
+    const int result = painted ? 0 : QApplication::exec();
     app.ExitInstance();
     return result;
 }
