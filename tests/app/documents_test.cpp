@@ -2,6 +2,7 @@
 // when that fails), saving and Save As with the overwrite prompt, the modified state, cursors.
 #include <QCheckBox>
 #include <QComboBox>
+#include <QDirIterator>
 #include <QListWidget>
 #include <QRadioButton>
 #include <QLabel>
@@ -54,6 +55,7 @@ private slots:
     void modifiedProjectsAskToBeSavedOnCloseAndExit();
     void cursorsKeepTheirHotspots();
     void failedSaveLeavesNothingBehind();
+    void realFilesOpenOrSayWhy();
 };
 
 void DocumentsTest::newIconDialogMakesTheChosenFormats() {
@@ -422,6 +424,40 @@ void DocumentsTest::failedSaveLeavesNothingBehind() {
     QVERIFY(s.prompts->messages[0].text.startsWith("The file " + QDir::toNativeSeparators(target) + " could not be saved: "));
     QVERIFY(!QFileInfo::exists(target));
     QVERIFY(ActiveProject(s)->PathName().isEmpty());
+}
+
+void DocumentsTest::realFilesOpenOrSayWhy() {
+    QDirIterator it(TELLURINE_CORPUS_DIR, QDir::Files, QDirIterator::Subdirectories);
+    if (!it.hasNext()) QSKIP("no development corpus beside the checkout");
+    StartedApp s;
+    int opened = 0, refused = 0;
+    while (it.hasNext()) {
+        const QString path = it.next();
+        if (path.endsWith(".md") || path.endsWith(".tsv")) continue;
+        s.prompts->messages.clear();
+        CKvDocument* document = s.app->OpenDocumentFile(path);
+        // Every file either opens, or is refused with exactly one message and no window.
+        if (document != nullptr) {
+            ++opened;
+            QVERIFY2(s.prompts->messages.empty(), qPrintable(path));
+            // Its windows show every format; then they close without asking.
+            QCoreApplication::processEvents();
+            for (CKvMdiChild* child : s.app->MainFrame()->Children()) {
+                auto* project = qobject_cast<CIconProject*>(child->Document());
+                QVERIFY2(project == nullptr || project->Doc().GetFormatCount() > 0, qPrintable(path));
+                QVERIFY(!child->Document()->IsModified());
+                child->close();
+            }
+            QCoreApplication::processEvents();
+            QVERIFY(s.app->MainFrame()->Children().empty());
+        } else {
+            ++refused;
+            QVERIFY2(s.prompts->messages.size() == 1, qPrintable(path));
+            QVERIFY(s.app->MainFrame()->Children().empty());
+        }
+    }
+    qInfo("%d files opened, %d refused", opened, refused);
+    QVERIFY(opened > 100);
 }
 
 QTEST_MAIN(DocumentsTest)
