@@ -202,7 +202,7 @@ void CIconPreview::paintEvent(QPaintEvent* event) {
         if (zoom >= 2) {
             const QRect magnified(actual.right() + 1 + kMargin, kMargin, picture_.width() * zoom,
                                   picture_.height() * zoom);
-            PaintCheckerboard(painter, magnified, std::max(4, zoom * 2));
+            PaintCheckerboard(painter, magnified, 8);
             painter.setRenderHint(QPainter::SmoothPixmapTransform, false);
             painter.drawImage(magnified, picture_);
         }

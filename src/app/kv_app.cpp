@@ -59,6 +59,29 @@ const CIconObject* BestFormat(const CIconDoc& doc) {
 
 QString Native(const std::string& s) { return QString::fromStdString(s); }
 
+// An ordinary image through the image library (24 or 32 bits), as a 32-bit picture; null when it
+// cannot be decoded.
+QImage ReadPicture(const QString& path) {
+    CDIB dib;
+    std::string error;
+    if (!LoadImageFile(path.toStdString(), dib, error)) return {};
+    return dib.BitCount() == 32 ? ImageFromDib32(dib.GetBlock())
+                                : ImageFromDib32(ConvertDibTo32(dib.GetBlock(), false, 0));
+}
+
+// An SVG drawing rasterised at `size` (each side 1 to 8,192 pixels); null when it cannot be read.
+QImage RenderDrawing(const QString& path, QSize size) {
+    QSvgRenderer renderer(path);
+    if (!renderer.isValid()) return {};
+    QImage image(size.boundedTo(QSize(8192, 8192)).expandedTo(QSize(1, 1)), QImage::Format_ARGB32);
+    if (image.isNull()) return {};
+    image.fill(Qt::transparent);
+    QPainter painter(&image);
+    renderer.render(&painter);
+    painter.end();
+    return image;
+}
+
 }  // namespace
 
 CKvApp::CKvApp(StartOptions options) : options_(std::move(options)), prompts_(std::make_unique<UserPrompts>()) {
@@ -165,7 +188,6 @@ bool CKvApp::InitInstance(const QStringList& arguments) {
     Step("main frame");
 
     // 15. The 50 ms timer and the random seed.
-    timer.setParent(nullptr);
     timer.setInterval(50);
     QObject::connect(&timer, &QTimer::timeout, mainFrame_.get(), &CMainFrame::OnTimer, Qt::UniqueConnection);
     timer.start();
@@ -303,45 +325,17 @@ CKvDocument* CKvApp::OpenDocumentFile(const QString& givenPath) {
             }
             break;
         }
-        case shell::DocKind::Image: {
-            CDIB dib;
-            std::string error;
-            QImage image;
-            if (LoadImageFile(path.toStdString(), dib, error)) {
-                // The image library gives 24 or 32 bits; the view shows 32.
-                image = dib.BitCount() == 32 ? ImageFromDib32(dib.GetBlock())
-                                             : ImageFromDib32(ConvertDibTo32(dib.GetBlock(), false, 0));
-            }
-            if (image.isNull()) {
-                ShowError(text::kImageReadError);
-                return nullptr;
-            }
-            auto* document = new CDibDocument(resource);
-            document->image = std::move(image);
-            document->SetPathName(path);
-            mainFrame_->AddDocumentWindow(document, new CDibDocMDI(*document, info.frame));
-            first = document;
-            break;
-        }
+        case shell::DocKind::Image:
         case shell::DocKind::Vector: {
-            QSvgRenderer renderer(path);
-            if (!renderer.isValid()) {
+            const QImage image = resource == shell::kTemplateVector
+                                     ? RenderDrawing(path, QSize(prefs.DefaultWmfCX, prefs.DefaultWmfCY))
+                                     : ReadPicture(path);
+            if (image.isNull()) {
                 ShowError(text::kImageReadError);
                 return nullptr;
             }
             auto* document = new CDibDocument(resource);
-            // Drawings are rasterised at the preferred size for vector images.
-            QImage image(std::max(1, prefs.DefaultWmfCX), std::max(1, prefs.DefaultWmfCY), QImage::Format_ARGB32);
-            if (image.isNull()) {
-                ShowError(text::kOutOfMemory, text::kOutOfMemoryTitle);
-                delete document;
-                return nullptr;
-            }
-            image.fill(Qt::transparent);
-            QPainter painter(&image);
-            renderer.render(&painter);
-            painter.end();
-            document->image = std::move(image);
+            document->image = image;
             document->SetPathName(path);
             mainFrame_->AddDocumentWindow(document, new CDibDocMDI(*document, info.frame));
             first = document;

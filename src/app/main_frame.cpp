@@ -4,6 +4,8 @@
 #include <QCloseEvent>
 #include <QDir>
 #include <QFileInfo>
+#include <QGuiApplication>
+#include <QScreen>
 #include <QLabel>
 #include <QMdiArea>
 #include <QMenuBar>
@@ -61,7 +63,10 @@ CMainFrame::CMainFrame(CKvApp& app) : app_(app) {
     formatPane->setObjectName("formatPane");
     statusBar()->addPermanentWidget(formatPane);
     connect(mdiArea, &QMdiArea::subWindowActivated, this, &CMainFrame::updateActions);
-    resize(1000, 700);
+    // A new main window takes most of its screen.
+    const QRect screen = QGuiApplication::primaryScreen() != nullptr ? QGuiApplication::primaryScreen()->availableGeometry()
+                                                                     : QRect(0, 0, 1280, 800);
+    resize(screen.size() * 0.85);
     updateActions();
 }
 
@@ -147,7 +152,7 @@ CKvMdiChild* CMainFrame::AddDocumentWindow(CKvDocument* document, QWidget* frame
     connect(child, &QObject::destroyed, this, &CMainFrame::updateActions, Qt::QueuedConnection);
     // Before the main window is first shown its area has no size yet: the window's own size counts.
     const QSize area = mdiArea->isVisible() ? mdiArea->size() : size() - QSize(20, 140);
-    child->resize(frame->sizeHint().expandedTo(QSize(760, 540)).boundedTo(area * 0.9));
+    child->resize(frame->sizeHint().expandedTo(QSize(760, 540)).expandedTo(area * 0.75).boundedTo(area * 0.95));
     child->setWindowIcon(windowIcon());
     if (app_.prefs.MaximizeOnOpen != 0) child->showMaximized();
     else child->show();
