@@ -3,6 +3,7 @@
 // dropping.
 #include <QDropEvent>
 #include <QMdiArea>
+#include <QMenu>
 #include <QMimeData>
 
 #include <QTextBrowser>
@@ -24,6 +25,7 @@ private slots:
     void switchesAtOnceAndAtTheEnd();
     void filesFromTheCommandLineAndDropped();
     void whatsNewIsShownOncePerPage();
+    void recentFileMenus();
 };
 
 void StartupTest::stepsRunInOrderAndLeaveTheirEffects() {
@@ -152,6 +154,32 @@ void StartupTest::whatsNewIsShownOncePerPage() {
     s.Start({});
     QVERIFY(!s.app->StartupLog().contains("what's new"));
     QVERIFY(s.app->MainFrame()->findChild<CDialWhatsNew*>() == nullptr);
+}
+
+void StartupTest::recentFileMenus() {
+    StartedApp s;
+    const QString icon = s.Path("recent.ico");
+    WriteProject(icon, {{16, 32}});
+    for (int i = 0; i < 11; ++i) s.app->AddToRecentFileList(s.Path(QString("folder/f%1.ico").arg(i)));
+    s.app->AddToRecentFileList(icon);
+    CMainFrame* frame = s.app->MainFrame();
+    const QList<QAction*> recent = frame->recentMenu->actions();
+    QCOMPARE(recent.size(), 10);
+    QCOMPARE(recent[0]->text(), QString::fromStdString("&1 " + shell::AbbreviatePath(icon.toStdString())));
+    QVERIFY(recent[0]->text().size() <= 33);
+    QCOMPARE(recent[9]->text().left(4), QString("1&0 "));
+    // The program's own list shows what the framework's list no longer holds, numbered from 33900.
+    const QList<QAction*> more = frame->moreRecentMenu->actions();
+    QCOMPARE(more.size(), 2);
+    QCOMPARE(more[0]->property("command").toInt(), 33900 + 10);
+    QCOMPARE(more[1]->data().toString(), s.Path("folder/f0.ico"));
+    // Choosing an entry opens it; one that has gone away is said so and leaves the lists.
+    recent[0]->trigger();
+    QCOMPARE(s.app->MainFrame()->Children().size(), std::size_t{1});
+    frame->recentMenu->actions()[1]->trigger();
+    QCOMPARE(s.prompts->messages.size(), std::size_t{1});
+    QCOMPARE(frame->recentMenu->actions().size(), 9);
+    QCOMPARE(s.app->ownRecentFiles.Entries().size(), std::size_t{11});
 }
 
 QTEST_MAIN(StartupTest)
