@@ -70,6 +70,12 @@ CMainFrame::CMainFrame(CKvApp& app) : app_(app) {
     updateActions();
 }
 
+CMainFrame::~CMainFrame() {
+    // The document windows go first, while this is still a main frame that their signals may reach.
+    disconnect(mdiArea, nullptr, this, nullptr);
+    for (CKvMdiChild* child : Children()) delete child;
+}
+
 void CMainFrame::CreateActions() {
     const auto make = [this](const char* label, const QKeySequence& key, void (CMainFrame::*slot)(),
                              QStyle::StandardPixmap icon = QStyle::SP_CustomBase) {

@@ -39,6 +39,7 @@ class CMainFrame : public QMainWindow {
     Q_OBJECT
 public:
     explicit CMainFrame(CKvApp& app);
+    ~CMainFrame() override;
 
     QMdiArea* mdiArea = nullptr;
     QAction* actNew = nullptr;
