@@ -203,14 +203,11 @@ bool CKvApp::InitInstance(const QStringList& arguments) {
 
     // 18. The files of the command line.
     int opened = 0;
-    for (const std::string& file : shell::CommandLineFiles(args)) {
-        // The rest of the command line after a switch is the switch's, not a file.
-        if ((switches.deletePatch && switches.patchPath.find(file) != std::string::npos) ||
-            (switches.librarian && switches.librarianArgument.find(file) != std::string::npos))
-            continue;
+    for (const std::string& file : shell::CommandLineFiles(args))
         if (OpenDocumentFile(Native(file)) != nullptr) ++opened;
-    }
     Step(QString("command line: %1 opened").arg(opened));
+    // A new icon to start with, when the user asked for one and gave no file.
+    if (opened == 0 && prefs.NewIcoDocAtStartup != 0) QTimer::singleShot(0, this, [this] { OnFileNew(); });
     if (switches.deletePatch && !switches.patchPath.empty()) {
         QFile::remove(Native(switches.patchPath));
         Step("patch deleted");

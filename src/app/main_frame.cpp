@@ -135,6 +135,11 @@ void CMainFrame::CreateMenus() {
     actStatusBar->setChecked(true);
     connect(actStatusBar, &QAction::toggled, statusBar(), &QWidget::setVisible);
     view->addAction(actStatusBar);
+    actFormatBar = new QAction(text::kFormatBar, this);
+    actFormatBar->setCheckable(true);
+    actFormatBar->setChecked(app_.prefs.ShowIcoFormatBar != 0);
+    connect(actFormatBar, &QAction::toggled, this, &CMainFrame::OnViewFormatBar);
+    view->addAction(actFormatBar);
 
     QMenu* window = menuBar()->addMenu(text::kMenuWindow);
     window->addAction(actCascade);
@@ -151,8 +156,10 @@ CKvMdiChild* CMainFrame::AddDocumentWindow(CKvDocument* document, QWidget* frame
     auto* child = new CKvMdiChild(app_, document, frame);
     mdiArea->addSubWindow(child);
     connect(document, &CKvDocument::modifiedChanged, this, &CMainFrame::updateActions);
-    if (auto* icons = qobject_cast<CIconDocMDI*>(frame))
+    if (auto* icons = qobject_cast<CIconDocMDI*>(frame)) {
         connect(icons, &CIconDocMDI::currentFormatChanged, this, &CMainFrame::updateActions);
+        icons->formatBar->setVisible(app_.prefs.ShowIcoFormatBar != 0);
+    }
     if (auto* project = qobject_cast<CIconProject*>(document))
         connect(project, &CIconProject::formatsChanged, this, &CMainFrame::updateActions);
     connect(child, &QObject::destroyed, this, &CMainFrame::updateActions, Qt::QueuedConnection);
@@ -277,6 +284,12 @@ void CMainFrame::OnDeleteFormat() {
     CIconDocMDI* frame = ActiveIconFrame();
     if (project == nullptr || frame == nullptr || project->Doc().GetFormatCount() < 2) return;
     project->DeleteFormat(frame->CurrentFormat());
+}
+
+void CMainFrame::OnViewFormatBar(bool shown) {
+    app_.prefs.ShowIcoFormatBar = shown ? 1 : 0;
+    for (CKvMdiChild* child : Children())
+        if (auto* icons = qobject_cast<CIconDocMDI*>(child->widget())) icons->formatBar->setVisible(shown);
 }
 
 void CMainFrame::OnWindowCascade() { mdiArea->cascadeSubWindows(); }

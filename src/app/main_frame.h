@@ -52,6 +52,7 @@ public:
     QAction* actDeleteFormat = nullptr;
     QAction* actToolBar = nullptr;
     QAction* actStatusBar = nullptr;
+    QAction* actFormatBar = nullptr;
     QAction* actCascade = nullptr;
     QAction* actTile = nullptr;
     QAction* actCloseAll = nullptr;
@@ -81,6 +82,7 @@ public slots:
     void OnFileSaveAs();
     void OnNewFormat();
     void OnDeleteFormat();
+    void OnViewFormatBar(bool shown);
     void OnWindowCascade();
     void OnWindowTile();
     void OnWindowCloseAll();

@@ -188,6 +188,13 @@ void DocumentsTest::openingShowsEveryFormatOfEveryKind() {
     QVERIFY(qobject_cast<QTextBrowser*>(s.app->MainFrame()->ActiveChild()->widget())->toPlainText().contains("Hello page"));
     QVERIFY(s.prompts->messages.empty());
     QCOMPARE(s.app->recentFiles.Entries().size(), std::size_t{5});
+
+    // The format bar can be hidden and shown again in every icon window; the choice is kept.
+    s.app->MainFrame()->actFormatBar->trigger();
+    QCOMPARE(s.app->prefs.ShowIcoFormatBar, 0);
+    QVERIFY(frame->formatBar->isHidden());
+    s.app->MainFrame()->actFormatBar->trigger();
+    QVERIFY(!frame->formatBar->isHidden());
 }
 
 void DocumentsTest::openFailuresSayWhyAndOpenNothing() {

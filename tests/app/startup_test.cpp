@@ -99,6 +99,7 @@ void StartupTest::switchesAtOnceAndAtTheEnd() {
         QVERIFY(!s.app->switches.librarian);
         QVERIFY(!QFile::exists(patch));
         QVERIFY(s.prompts->messages.empty());  // the switch's text is no file to open
+    QVERIFY(s.app->MainFrame()->Children().empty());
     }
     {
         StartedApp s({"/librarian:"});

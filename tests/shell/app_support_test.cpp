@@ -64,7 +64,7 @@ TEST(StartSwitches, DelpatchWinsAndTextRunsToTheEnd) {
         EXPECT_EQ(s.librarianArgument, c.argument) << c.raw;
     }
     EXPECT_EQ(RawCommandLine({"/delpatch:/tmp/a b.bin", "x.ico"}), "\"/delpatch:/tmp/a b.bin\" x.ico");
-    EXPECT_EQ(CommandLineFiles({"/home/me/a.ico", "-v", "/p", "/librarian:x", "b.cur", "/a.ico", "--quit"}),
+    EXPECT_EQ(CommandLineFiles({"/home/me/a.ico", "-v", "/p", "b.cur", "/a.ico", "--quit", "/librarian:x", "c.ico"}),
               (std::vector<std::string>{"/home/me/a.ico", "b.cur", "/a.ico"}));
 }
 

@@ -66,6 +66,8 @@ StartSwitches ParseStartSwitches(std::string_view raw) {
 std::vector<std::string> CommandLineFiles(const std::vector<std::string>& arguments) {
     std::vector<std::string> files;
     for (const std::string& arg : arguments) {
+        // The update and librarian switches take the rest of the command line as their text.
+        if (arg.rfind("/delpatch:", 0) == 0 || arg.rfind("/librarian:", 0) == 0) break;
         if (arg.empty() || arg[0] == '-') continue;
         // A switch is "/name" or "/name:..." with a name of letters alone; "/home/me/a.ico" is a path.
         if (arg[0] == '/') {

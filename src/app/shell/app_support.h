@@ -47,7 +47,8 @@ struct StartSwitches {
 StartSwitches ParseStartSwitches(std::string_view rawCommandLine);
 
 // The files a command line names: every argument that is not a switch ("-..." or "/name" and
-// "/name:..." with a name of letters alone), in order. `arguments` excludes the program.
+// "/name:..." with a name of letters alone), in order, up to "/delpatch:" or "/librarian:", whose
+// text runs to the end of the command line. `arguments` excludes the program.
 std::vector<std::string> CommandLineFiles(const std::vector<std::string>& arguments);
 // The raw command line rebuilt from arguments, as Windows hands it over: joined by spaces, an
 // argument with a blank in quotes.
