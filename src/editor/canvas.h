@@ -1,0 +1,128 @@
+// The editing canvas of one format: where the magnified image lies in the view, which pixel the
+// pointer is on, and painting a part of the view into the work bitmap (backdrop, the image by the
+// AND/XOR rule or blended by its alpha, grid, selection frame).
+#pragma once
+
+#include <cstdint>
+
+#include "editor/canvas_resources.h"
+#include "image/device_bitmap.h"
+
+namespace tellurine::editor {
+
+inline constexpr int kMinZoom = 1;
+inline constexpr int kMaxZoom = 30;
+inline constexpr int kNewViewZoom = 8;
+inline constexpr int kMinOrigin = 10;
+// The view's scroll area is the zoomed image plus this many pixels each way.
+inline constexpr int kScrollMargin = 23;
+
+// Where the image lies: the screen position of its top-left pixel and the zoom.
+struct CanvasPlacement {
+    int zoom = kNewViewZoom;
+    int originX = kMinOrigin;
+    int originY = kMinOrigin;
+};
+
+// Centres a width x height image at `zoom` in a client area; each origin coordinate at least 10.
+CanvasPlacement PlaceImage(int width, int height, int zoom, int clientWidth, int clientHeight);
+// The zoom that fits the image to the window: (min(client width, client height) - 20) / width,
+// limited to 1..30.
+int FitZoom(int width, int clientWidth, int clientHeight);
+// One step in or out, limited to 1..30.
+inline int ZoomIn(int zoom) { return zoom < kMaxZoom ? zoom + 1 : kMaxZoom; }
+inline int ZoomOut(int zoom) { return zoom > kMinZoom ? zoom - 1 : kMinZoom; }
+
+// The pixel under a point of the view (in the view's scrolled coordinates).
+struct PixelHit {
+    int x = 0;  // clamped to 0..width-1
+    int y = 0;  // clamped to 0..height-1
+    bool inside = false;
+    int zoomedX = 0;  // the pixel's top-left corner in zoomed coordinates, relative to the origin
+    int zoomedY = 0;
+};
+// Subtracts the origin, divides by the zoom truncating toward zero and clamps; any clamping makes
+// the point "outside".
+PixelHit MouseToPixel(const CanvasPlacement& placement, int width, int height, int pointX, int pointY);
+
+// A rectangle: left and top included, right and bottom excluded.
+struct CanvasRect {
+    int left = 0;
+    int top = 0;
+    int right = 0;
+    int bottom = 0;
+    [[nodiscard]] int Width() const { return right - left; }
+    [[nodiscard]] int Height() const { return bottom - top; }
+    [[nodiscard]] bool IsEmpty() const { return right <= left || bottom <= top; }
+};
+
+// A selection in pixels, every corner included; left -1 means none.
+struct PixelSelection {
+    int left = -1;
+    int top = -1;
+    int right = -1;
+    int bottom = -1;
+    [[nodiscard]] bool IsEmpty() const { return left < 0; }
+    // The corners in order.
+    [[nodiscard]] PixelSelection Normalized() const;
+};
+
+// A floating selection: its own image and mask over the format at a position.
+struct FloatingSelection {
+    const DeviceBitmap* color = nullptr;
+    const DeviceBitmap* mask = nullptr;
+    int x = 0;
+    int y = 0;
+    bool preserveTransparency = true;
+};
+
+// What is painted: a format's colour image and mask (the AND mask, white for bit 1, or the alpha
+// as grey levels when the format has alpha), both of the format's size.
+struct CanvasImage {
+    const DeviceBitmap* color = nullptr;
+    const DeviceBitmap* mask = nullptr;
+    bool alpha = false;
+    PixelSelection selection;
+    bool selectionFrameShown = false;
+    const FloatingSelection* floating = nullptr;
+};
+
+struct CanvasView {
+    int zoom = kNewViewZoom;
+    bool gridShown = true;
+};
+
+// What a paint produced: the part of the work bitmap to copy to the view, and where it goes.
+struct PaintedArea {
+    CanvasRect source;  // in the work bitmap
+    int destX = 0;      // in the view: the origin plus the source's corner
+    int destY = 0;
+};
+
+// Paints into a work bitmap of (width x zoom + 10) by (height x zoom + 20) pixels that is kept
+// between paints and made anew only when its key (width x zoom) x 65536 + (height x zoom)
+// changes.
+class CanvasRenderer {
+public:
+    // Paints the part of the image under `update` (in view coordinates; the image's top-left
+    // pixel at `placement`'s origin). False, with nothing painted, when the image is missing, its
+    // bitmaps do not match, or the work bitmap cannot be made.
+    bool Paint(const CanvasImage& image, const CanvasResources& resources, const CanvasView& view,
+               const CanvasPlacement& placement, const CanvasRect& update, PaintedArea& painted);
+    [[nodiscard]] const DeviceBitmap& Work() const { return work_; }
+    [[nodiscard]] std::uint32_t Key() const { return key_; }
+    // How many times the work bitmap has been made (it is kept while its key stays the same).
+    [[nodiscard]] int Rebuilds() const { return rebuilds_; }
+
+private:
+    DeviceBitmap work_;
+    DeviceBitmap combinedColor_;  // the image with a floating selection laid over it
+    DeviceBitmap combinedMask_;
+    std::uint32_t key_ = 0;
+    int rebuilds_ = 0;
+};
+
+// The grid's step in image pixels: 4 below zoom 3, 2 at zoom 3 and 4, 1 from zoom 5.
+inline int GridStep(int zoom) { return zoom < 3 ? 4 : zoom < 5 ? 2 : 1; }
+
+}  // namespace tellurine::editor

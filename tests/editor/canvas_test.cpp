@@ -1,0 +1,282 @@
+#include "editor/canvas.h"
+#include "editor/canvas_resources.h"
+#include "editor/colour_value.h"
+
+#include <gtest/gtest.h>
+
+namespace tellurine::editor {
+namespace {
+
+constexpr COLORREF A = 0x102030, B = 0xF0E0D0;
+
+TEST(CanvasPatterns, CellsFollowTheCounterRule) {
+    // Style 0: all A.
+    const DeviceBitmap plain = MakePattern(64, 64, 0, A, B);
+    for (const auto& [x, y] : {std::pair{0, 0}, std::pair{63, 63}, std::pair{5, 40}}) EXPECT_EQ(plain.GetPixel(x, y), A);
+    // Styles 1 to 4: checkerboards of 4, 8, 16, 32 pixels whose top-left cell is A; 5: of 1.
+    for (const auto& [style, cell] : {std::pair{1, 4}, std::pair{2, 8}, std::pair{3, 16}, std::pair{4, 32}, std::pair{5, 1}}) {
+        const DeviceBitmap p = MakePattern(64, 64, style, A, B);
+        for (int y = 0; y < 64; y += 3)
+            for (int x = 0; x < 64; x += 5)
+                ASSERT_EQ(p.GetPixel(x, y), ((x / cell + y / cell) % 2 == 0) ? A : B) << style << " " << x << "," << y;
+    }
+    // With an odd number of cells in a row, the extra count at the row's end makes columns.
+    const DeviceBitmap odd = MakePattern(12, 8, 1, A, B);
+    EXPECT_EQ(odd.GetPixel(0, 0), A);
+    EXPECT_EQ(odd.GetPixel(4, 0), B);
+    EXPECT_EQ(odd.GetPixel(8, 0), A);
+    EXPECT_EQ(odd.GetPixel(0, 4), A);
+    EXPECT_EQ(odd.GetPixel(4, 4), B);
+    // A style outside 0..5 is taken as 1.
+    EXPECT_EQ(MakePattern(8, 8, 9, A, B), MakePattern(8, 8, 1, A, B));
+    EXPECT_EQ(MakePattern(8, 8, -2, A, B), MakePattern(8, 8, 1, A, B));
+}
+
+TEST(CanvasPatterns, ResourcesFromTheSettings) {
+    EXPECT_EQ(Darken(0xA0A0A0, 6), 0x353535u);   // 160 * 3 / 9
+    EXPECT_EQ(Lighten(0xA0A0A0, 3), 0xBFBFBFu);  // (160 * 6 + 255 * 3) / 9
+    EXPECT_EQ(Lighten(0x000000, 9), 0xFFFFFFu);
+    EXPECT_EQ(InvertColour(0x102030), 0xEFDFCFu);
+
+    CanvasSettings s;
+    s.transparencyStyle = 3;
+    s.transparentColor1 = A;
+    s.transparentColor2 = B;
+    s.gridColor = 0xA0A0A0;
+    CanvasResources r = CanvasResources::Build(s);
+    EXPECT_EQ(r.backdrop, MakePattern(64, 64, 3, A, B));
+    EXPECT_EQ(r.transparentSwatch, MakePattern(8, 8, 1, A, B));  // the swatches always use style 1
+    EXPECT_EQ(r.invertedSwatch, MakePattern(8, 8, 1, InvertColour(A), InvertColour(B)));
+    EXPECT_EQ(r.grid, MakePattern(8, 8, 5, 0xA0A0A0, 0xBFBFBF));  // dotted
+    EXPECT_EQ(r.strongGrid, MakePattern(8, 8, 5, 0x353535, 0xA0A0A0));
+    s.transparencyStyle = 0;
+    s.gridStyle = 0;
+    r = CanvasResources::Build(s);
+    EXPECT_EQ(r.transparentSwatch, MakePattern(8, 8, 0, A, B));
+    EXPECT_EQ(r.grid, MakePattern(8, 8, 0, 0xA0A0A0, 0));  // solid
+}
+
+TEST(CanvasGeometry, PlacingFittingZoomingAndMapping) {
+    EXPECT_EQ(PlaceImage(32, 32, 8, 500, 300).originX, (500 - 256) / 2);
+    EXPECT_EQ(PlaceImage(32, 32, 8, 500, 300).originY, 22);
+    EXPECT_EQ(PlaceImage(32, 32, 8, 100, 100).originX, 10);  // never below 10
+    EXPECT_EQ(FitZoom(32, 500, 300), (300 - 20) / 32);
+    EXPECT_EQ(FitZoom(32, 40, 40), 1);  // a window smaller than the image plus 20
+    EXPECT_EQ(FitZoom(16, 4000, 4000), 30);
+    EXPECT_EQ(ZoomIn(30), 30);
+    EXPECT_EQ(ZoomIn(8), 9);
+    EXPECT_EQ(ZoomOut(1), 1);
+    EXPECT_EQ(ZoomOut(8), 7);
+
+    const CanvasPlacement p{8, 10, 20};
+    struct Case {
+        int px, py, x, y;
+        bool inside;
+    };
+    const Case cases[] = {
+        {10, 20, 0, 0, true},     {17, 27, 0, 0, true},    {18, 20, 1, 0, true},
+        // Truncation toward zero: less than a zoom step before the origin still maps to pixel 0.
+        {9, 20, 0, 0, true},      {10, 13, 0, 0, true},    {1, 20, 0, 0, false},  {10, 11, 0, 0, false},
+        {-100, -100, 0, 0, false}, {10 + 16 * 8 - 1, 20, 15, 0, true},
+        {10 + 16 * 8, 20, 15, 0, false}, {10, 20 + 16 * 8 + 50, 0, 15, false},
+    };
+    for (const Case& c : cases) {
+        const PixelHit hit = MouseToPixel(p, 16, 16, c.px, c.py);
+        EXPECT_EQ(hit.x, c.x) << c.px << "," << c.py;
+        EXPECT_EQ(hit.y, c.y) << c.px << "," << c.py;
+        EXPECT_EQ(hit.inside, c.inside) << c.px << "," << c.py;
+        EXPECT_EQ(hit.zoomedX, c.x * 8);
+        EXPECT_EQ(hit.zoomedY, c.y * 8);
+    }
+}
+
+// A 16 x 16 format, its mask and what a paint of it shows.
+struct Fixture {
+    DeviceBitmap color = DeviceBitmap::Create(16, 16, 0);
+    DeviceBitmap mask = DeviceBitmap::Create(16, 16, 0);
+    CanvasResources resources;
+    CanvasRenderer renderer;
+    CanvasPlacement placement{4, 10, 10};
+    CanvasView view{4, false};
+    bool alpha = false;
+
+    Fixture() {
+        CanvasSettings s;
+        s.transparentColor1 = A;
+        s.transparentColor2 = B;
+        resources = CanvasResources::Build(s);
+    }
+    PaintedArea Paint(CanvasRect update = {0, 0, 4000, 4000}) {
+        CanvasImage image{&color, &mask, alpha, {}, false, nullptr};
+        PaintedArea painted;
+        EXPECT_TRUE(renderer.Paint(image, resources, view, placement, update, painted));
+        return painted;
+    }
+    // The work bitmap's pixel at screen offset (sx, sy) inside image pixel (x, y).
+    COLORREF At(int x, int y, int sx = 1, int sy = 1) const {
+        return renderer.Work().GetPixel(x * view.zoom + sx, y * view.zoom + sy);
+    }
+    COLORREF Backdrop(int x, int y, int sx = 1, int sy = 1) const {
+        return resources.backdrop.GetPixel((x * view.zoom + sx) % 64, (y * view.zoom + sy) % 64);
+    }
+};
+
+TEST(CanvasPaint, MaskAndColourPairsShowAsOnAScreen) {
+    Fixture f;
+    const COLORREF colour = 0x3366CC;
+    f.color.SetPixel(1, 1, colour);                    // mask 0: the colour
+    f.mask.SetPixel(2, 1, 0xFFFFFF);                   // mask 1, black: the backdrop
+    f.mask.SetPixel(3, 1, 0xFFFFFF);                   // mask 1, white: the backdrop inverted
+    f.color.SetPixel(3, 1, 0xFFFFFF);
+    f.mask.SetPixel(4, 1, 0xFFFFFF);                   // mask 1, another colour: the backdrop XOR it
+    f.color.SetPixel(4, 1, colour);
+    f.Paint();
+    EXPECT_EQ(f.At(1, 1), colour);
+    EXPECT_EQ(f.At(2, 1), f.Backdrop(2, 1));
+    EXPECT_EQ(f.At(3, 1), f.Backdrop(3, 1) ^ 0xFFFFFF);
+    EXPECT_EQ(f.At(4, 1), f.Backdrop(4, 1) ^ colour);
+    EXPECT_EQ(f.At(5, 5), 0u);  // mask 0, black
+    for (int sx = 0; sx < 4; ++sx)
+        for (int sy = 0; sy < 4; ++sy) EXPECT_EQ(f.At(1, 1, sx, sy), colour);  // a whole zoom x zoom block
+}
+
+TEST(CanvasPaint, AlphaBlendsOverTheBackdropExactly) {
+    Fixture f;
+    f.alpha = true;
+    const COLORREF colour = 0x3366CC;
+    for (int x = 0; x < 16; ++x) {
+        f.color.SetPixel(x, 0, colour);
+        const auto a = static_cast<std::uint8_t>(x * 17);  // 0, 17, ..., 255
+        f.mask.SetPixel(x, 0, RGB(a, a, a));
+    }
+    f.Paint();
+    EXPECT_EQ(f.At(0, 0), f.Backdrop(0, 0));  // alpha 0: exactly the backdrop
+    EXPECT_EQ(f.At(15, 0), colour);           // alpha 255: exactly the colour
+    for (int x = 1; x < 15; ++x) {
+        const int a = x * 17;
+        const COLORREF bd = f.Backdrop(x, 0), out = f.At(x, 0);
+        const auto mix = [&](int c, int b) { return (c * a + b * (255 - a)) / 255; };
+        EXPECT_EQ(GetRValue(out), mix(GetRValue(colour), GetRValue(bd))) << x;
+        EXPECT_EQ(GetGValue(out), mix(GetGValue(colour), GetGValue(bd))) << x;
+        EXPECT_EQ(GetBValue(out), mix(GetBValue(colour), GetBValue(bd))) << x;
+    }
+}
+
+TEST(CanvasPaint, TheBackdropStaysFixedToTheImageAndOnlyTheUpdateIsPainted) {
+    Fixture f;
+    for (int y = 0; y < 16; ++y)
+        for (int x = 0; x < 16; ++x) f.mask.SetPixel(x, y, 0xFFFFFF);  // all transparent
+    f.view.zoom = 6;
+    f.placement.zoom = 6;
+    // An update over image pixels 5..9 by 7..8 (view coordinates include the origin).
+    const CanvasRect update{10 + 5 * 6, 10 + 7 * 6, 10 + 9 * 6, 10 + 8 * 6};
+    const PaintedArea painted = f.Paint(update);
+    EXPECT_EQ(painted.source.left, 5 * 6);
+    EXPECT_EQ(painted.source.top, 7 * 6);
+    EXPECT_EQ(painted.source.right, 10 * 6);
+    EXPECT_EQ(painted.source.bottom, 9 * 6);
+    EXPECT_EQ(painted.destX, 10 + 5 * 6);
+    for (int y = 7; y <= 8; ++y)
+        for (int x = 5; x <= 9; ++x) EXPECT_EQ(f.At(x, y, 2, 3), f.Backdrop(x, y, 2, 3)) << x << "," << y;
+    // Outside the update's 64-pixel blocks nothing was drawn: the new work bitmap's white.
+    EXPECT_EQ(f.renderer.Work().GetPixel(15 * 6 + 1, 15 * 6 + 1), 0xFFFFFFu);
+
+    // The whole image reaches the edges: one pixel more each way, for the closing line.
+    const PaintedArea all = f.Paint();
+    EXPECT_EQ(all.source.right, 16 * 6 + 1);
+    EXPECT_EQ(all.source.bottom, 16 * 6 + 1);
+    // Hidden grid: white closing lines at the right and bottom edges.
+    EXPECT_EQ(f.renderer.Work().GetPixel(16 * 6, 5), 0xFFFFFFu);
+    EXPECT_EQ(f.renderer.Work().GetPixel(5, 16 * 6), 0xFFFFFFu);
+
+    // The work bitmap is kept while its key stays, made anew when the zoom changes.
+    EXPECT_EQ(f.renderer.Rebuilds(), 1);
+    EXPECT_EQ(f.renderer.Work().Width(), 16 * 6 + 10);
+    EXPECT_EQ(f.renderer.Work().Height(), 16 * 6 + 20);
+    f.view.zoom = 7;
+    f.Paint();
+    EXPECT_EQ(f.renderer.Rebuilds(), 2);
+    EXPECT_EQ(f.renderer.Key(), static_cast<std::uint32_t>((16 * 7) * 65536 + 16 * 7));
+}
+
+TEST(CanvasPaint, GridStepsStrongerLinesAndDots) {
+    for (int zoom = 1; zoom <= 6; ++zoom) {
+        Fixture f;
+        f.resources.settings.gridStyle = 0;
+        f.resources = CanvasResources::Build({1, A, B, 0, 0x808080, true, 8});
+        f.color = DeviceBitmap::Create(16, 16, 0x00FF00);
+        f.view = {zoom, true};
+        f.Paint();
+        const int step = GridStep(zoom);
+        EXPECT_EQ(step, zoom < 3 ? 4 : zoom < 5 ? 2 : 1);
+        const DeviceBitmap& work = f.renderer.Work();
+        const COLORREF strong = Darken(0x808080, 6);
+        for (int x = 0; x <= 16; ++x) {
+            // Row 1 of the view crosses every column line; lines are one screen pixel wide.
+            const COLORREF seen = work.GetPixel(x * zoom, 1 + zoom);
+            const bool line = x % step == 0;
+            const bool stronger = zoom >= 5 ? x % 8 == 0 : (x == 0 || x == 16);
+            if (stronger) {
+                EXPECT_EQ(seen, strong) << zoom << " " << x;
+            } else if (line) {
+                EXPECT_EQ(seen, 0x808080u) << zoom << " " << x;
+            } else if (x < 16) {
+                EXPECT_EQ(seen, 0x00FF00u) << zoom << " " << x;
+            }
+        }
+    }
+    // Style 2: dots at every column, on every step-th row only.
+    Fixture f;
+    f.resources = CanvasResources::Build({1, A, B, 2, 0x0000FF, true, 8});
+    f.color = DeviceBitmap::Create(16, 16, 0x00FF00);
+    f.view = {3, true};
+    f.Paint();
+    const DeviceBitmap& work = f.renderer.Work();
+    for (int y = 0; y < 16; ++y)
+        for (int x = 0; x < 16; ++x) EXPECT_EQ(work.GetPixel(x * 3, y * 3), y % 2 == 0 ? 0x0000FFu : 0x00FF00u) << x << "," << y;
+    EXPECT_EQ(work.GetPixel(1 * 3 + 1, 0), 0x00FF00u);  // no lines between the dots
+}
+
+TEST(CanvasPaint, SelectionFrameAndFloatingSelection) {
+    Fixture f;
+    f.color = DeviceBitmap::Create(16, 16, 0x00FF00);
+    DeviceBitmap floatColor = DeviceBitmap::Create(2, 2, 0x0000FF), floatMask = DeviceBitmap::Create(2, 2, 0);
+    floatMask.SetPixel(1, 1, 0xFFFFFF);  // kept transparent
+    const FloatingSelection floating{&floatColor, &floatMask, 3, 4, true};
+    CanvasImage image{&f.color, &f.mask, false, {2, 2, 5, 6}, true, &floating};
+    PaintedArea painted;
+    f.view = {4, false};
+    ASSERT_TRUE(f.renderer.Paint(image, f.resources, f.view, f.placement, {0, 0, 1000, 1000}, painted));
+    EXPECT_EQ(f.At(3, 4), 0x0000FFu);
+    EXPECT_EQ(f.At(4, 5), 0x00FF00u);  // a transparent pixel of the selection keeps the image
+    EXPECT_EQ(f.color.GetPixel(3, 4), 0x00FF00u);  // the format itself is untouched
+    const COLORREF frame = f.renderer.Work().GetPixel(2 * 4, 3 * 4);
+    EXPECT_TRUE(frame == 0x505050u || frame == 0xA0A0A0u);
+    EXPECT_EQ(f.renderer.Work().GetPixel(2 * 4 - 1, 3 * 4), 0x00FF00u);  // no handles while floating
+}
+
+TEST(ColourValues, ReadingRuleAndDrawingColourByDepth) {
+    EXPECT_EQ(ReadColourValue(0x123456, 0), 0x123456u);
+    EXPECT_EQ(ReadColourValue(0xFFFFFF, 0xFFFFFF), kInvertedColour);
+    EXPECT_EQ(ReadColourValue(0x000000, 0xFFFFFF), kTransparentColour);
+    EXPECT_EQ(ReadColourValue(0x123456, 0xFFFFFF), kTransparentColour);
+    EXPECT_EQ(KindOf(0xF0FFFFFF), ColourKind::Ordinary);
+    EXPECT_EQ(KindOf(0xF1000000), ColourKind::Transparent);
+    EXPECT_EQ(KindOf(0xF7000000), ColourKind::Inverted);
+
+    ColourSelection c;
+    c.foreground = 0x112233;
+    c.foregroundIndex8 = 7;
+    c.foregroundIndex1 = 200;
+    EXPECT_EQ(DrawingColour(c, 32, true), 0x112233u);
+    EXPECT_EQ(DrawingColour(c, 24, true), 0x112233u);
+    EXPECT_EQ(DrawingColour(c, 4, true), 0x112233u);
+    EXPECT_EQ(DrawingColour(c, 8, true), 0x01000007u);
+    EXPECT_EQ(DrawingColour(c, 1, true), 0xC8C8C8u);
+    EXPECT_EQ(DrawingColour(c, 8, false), kTransparentColour);  // 65535
+    c.backgroundIndex1 = kInvertedIndex;
+    EXPECT_EQ(DrawingColour(c, 1, false), kInvertedColour);
+}
+
+}  // namespace
+}  // namespace tellurine::editor
