@@ -150,6 +150,33 @@ int CDialNewFormat::FormatWidth() const { return widthBox->value(); }
 int CDialNewFormat::FormatHeight() const { return heightBox->value(); }
 int CDialNewFormat::FormatBits() const { return depthBox->currentData().toInt(); }
 
+// ---- Format properties -------------------------------------------------------------------------
+
+CDialFormatProperties::CDialFormatProperties(int width, int height, int bits, bool compressed, QWidget* parent)
+    : QDialog(parent) {
+    setWindowTitle(text::kPropertiesTitle);
+    setObjectName("CDialFormatProperties");
+    sizeLabel = new QLabel(QString("%1 x %2").arg(width).arg(height), this);
+    int depthIndex = 4;
+    for (std::size_t i = 0; i < std::size(kDepths); ++i)
+        if (kDepths[i] == bits) depthIndex = static_cast<int>(i);
+    depthLabel = new QLabel(text::kDepthNames[depthIndex], this);
+    compressedCheck = new QCheckBox(text::kPropertiesCompressed, this);
+    compressedCheck->setChecked(compressed);
+    auto* form = new QFormLayout;
+    form->addRow(text::kPropertiesSize, sizeLabel);
+    form->addRow(text::kPropertiesDepth, depthLabel);
+    form->addRow(compressedCheck);
+    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
+    connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
+    connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
+    auto* layout = new QVBoxLayout(this);
+    layout->addLayout(form);
+    layout->addWidget(buttons);
+}
+
+bool CDialFormatProperties::Compressed() const { return compressedCheck->isChecked(); }
+
 // ---- Overwrite prompts -------------------------------------------------------------------------
 
 namespace {

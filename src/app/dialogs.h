@@ -68,6 +68,17 @@ public:
     QComboBox* depthBox = nullptr;
 };
 
+// A format's size and depth, and its compressed flag, which may be changed.
+class CDialFormatProperties : public QDialog {
+    Q_OBJECT
+public:
+    CDialFormatProperties(int width, int height, int bits, bool compressed, QWidget* parent = nullptr);
+    [[nodiscard]] bool Compressed() const;
+    QLabel* sizeLabel = nullptr;
+    QLabel* depthLabel = nullptr;
+    QCheckBox* compressedCheck = nullptr;
+};
+
 // What the overwrite prompt shows of the file on disk and of the project about to replace it.
 struct OverwriteFacts {
     QString path;

@@ -11,8 +11,6 @@
 
 namespace tellurine::app {
 
-std::function<void()> CIconPreview::firstPaintHook;
-
 // ---- Format list -------------------------------------------------------------------------------
 
 CIconFormatListModel::CIconFormatListModel(CIconProject& project, QObject* parent)
@@ -160,16 +158,13 @@ void CFormatBar::SetCurrentFormat(int index) {
 
 // ---- Preview -----------------------------------------------------------------------------------
 
-namespace {
-constexpr int kMargin = 10;
-}
-
 CIconPreview::CIconPreview(CIconProject& project, QWidget* parent) : QWidget(parent), project_(project) {
-    setObjectName("CIconView");
-    setMinimumSize(200, 200);
+    setObjectName("CIconPreview");
     setAttribute(Qt::WA_OpaquePaintEvent);
     connect(&project_, &CIconProject::formatsChanged, this, &CIconPreview::Refresh);
 }
+
+QSize CIconPreview::sizeHint() const { return {150, 150}; }
 
 void CIconPreview::SetFormat(int index) {
     format_ = index;
@@ -182,37 +177,12 @@ void CIconPreview::Refresh() {
     update();
 }
 
-int CIconPreview::Zoom() const {
-    if (picture_.isNull()) return 0;
-    // The magnified picture fills what is left beside the picture at its own size.
-    const int w = width() - 3 * kMargin - picture_.width();
-    const int h = height() - 2 * kMargin;
-    return std::max(1, std::min(w / picture_.width(), h / picture_.height()));
-}
-
 void CIconPreview::paintEvent(QPaintEvent* event) {
     QPainter painter(this);
-    painter.fillRect(event->rect(), palette().color(QPalette::Mid));
-    if (!picture_.isNull()) {
-        const QRect actual(kMargin, kMargin, picture_.width(), picture_.height());
-        PaintCheckerboard(painter, actual, 4);
-        painter.drawImage(actual.topLeft(), picture_);
-        // The magnified copy, when there is room for one at twice the size or more.
-        const int zoom = Zoom();
-        if (zoom >= 2) {
-            const QRect magnified(actual.right() + 1 + kMargin, kMargin, picture_.width() * zoom,
-                                  picture_.height() * zoom);
-            PaintCheckerboard(painter, magnified, 8);
-            painter.setRenderHint(QPainter::SmoothPixmapTransform, false);
-            painter.drawImage(magnified, picture_);
-        }
-    }
-    painter.end();
-    if (firstPaintHook) {
-        auto hook = std::move(firstPaintHook);
-        firstPaintHook = nullptr;
-        hook();
-    }
+    const COLORREF c = SharedCanvas().previewColor;
+    painter.fillRect(event->rect(), QColor(GetRValue(c), GetGValue(c), GetBValue(c)));
+    if (!picture_.isNull())
+        painter.drawImage(QPoint((width() - picture_.width()) / 2, (height() - picture_.height()) / 2), picture_);
 }
 
 // ---- Frame -------------------------------------------------------------------------------------
@@ -220,16 +190,22 @@ void CIconPreview::paintEvent(QPaintEvent* event) {
 CIconDocMDI::CIconDocMDI(CIconProject& project, QWidget* parent) : QWidget(parent), project_(project) {
     setObjectName("CIconDocMDI");
     formatBar = new CFormatBar(project, this);
-    view = new CIconPreview(project, this);
+    preview = new CIconPreview(project, this);
+    view = new CIconView(project, this);
+    auto* side = new QSplitter(Qt::Vertical, this);
+    side->addWidget(formatBar);
+    side->addWidget(preview);
+    side->setStretchFactor(0, 1);
     auto* splitter = new QSplitter(Qt::Horizontal, this);
-    splitter->addWidget(formatBar);
+    splitter->addWidget(side);
     splitter->addWidget(view);
     splitter->setStretchFactor(1, 1);
     splitter->setChildrenCollapsible(false);
     auto* layout = new QHBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(splitter);
-    connect(formatBar, &CFormatBar::currentFormatChanged, view, &CIconPreview::SetFormat);
+    connect(formatBar, &CFormatBar::currentFormatChanged, view, &CIconView::SetFormat);
+    connect(formatBar, &CFormatBar::currentFormatChanged, preview, &CIconPreview::SetFormat);
     connect(formatBar, &CFormatBar::currentFormatChanged, this, &CIconDocMDI::currentFormatChanged);
     formatBar->SetCurrentFormat(project.Doc().GetFormatCount() > 0 ? 0 : -1);
 }

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "app/documents.h"
+#include "app/icon_view.h"
 
 namespace tellurine::app {
 
@@ -61,17 +62,13 @@ signals:
     void currentFormatChanged(int index);
 };
 
-// Shows one format at its own size and magnified, over the checkerboard. The editing canvas takes
-// its place in the icon project's window.
+// The preview: the format at its own size on the preview colour (PreviewColor).
 class CIconPreview : public QWidget {
     Q_OBJECT
 public:
     CIconPreview(CIconProject& project, QWidget* parent = nullptr);
     [[nodiscard]] int Format() const { return format_; }
-    // The magnification the view uses for the current format at its present size.
-    [[nodiscard]] int Zoom() const;
-    // Called after the view's first paint (the start-up benchmark ends there).
-    static std::function<void()> firstPaintHook;
+    [[nodiscard]] QSize sizeHint() const override;
 
 public slots:
     void SetFormat(int index);
@@ -86,8 +83,7 @@ private:
     QImage picture_;
 };
 
-// The icon project's frame: format bar and view. The view is made by a factory, so that another
-// view can be put in.
+// The icon project's frame: the format bar with the preview under it, beside the canvas.
 class CIconDocMDI : public QWidget {
     Q_OBJECT
 public:
@@ -95,7 +91,8 @@ public:
     [[nodiscard]] CIconProject& Project() { return project_; }
     [[nodiscard]] int CurrentFormat() const { return formatBar->CurrentFormat(); }
     CFormatBar* formatBar = nullptr;
-    CIconPreview* view = nullptr;
+    CIconPreview* preview = nullptr;
+    CIconView* view = nullptr;
 
 signals:
     void currentFormatChanged(int index);

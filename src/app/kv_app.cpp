@@ -16,6 +16,7 @@
 #include "app/dib_frame.h"
 #include "app/documents.h"
 #include "app/icon_frame.h"
+#include "app/icon_view.h"
 #include "app/image_convert.h"
 #include "app/main_frame.h"
 #include "app/qsettings_profile.h"
@@ -157,6 +158,7 @@ bool CKvApp::InitInstance(const QStringList& arguments) {
 
     // 10. The preferences.
     shell::LoadPreferences(*profile_, prefs);
+    ApplyCanvasPreferences();
     Step("preferences");
 
     // 11. The splash, while the rest starts.
@@ -414,6 +416,33 @@ int CKvApp::AddFormatTo(CIconProject& project, int from, QWidget* parent) {
         icon.SetCompressed(true);
     project.AddFormat(std::move(icon));
     return project.Doc().GetFormatCount() - 1;
+}
+
+void CKvApp::EditFormatProperties(CIconProject& project, int index, QWidget* parent) {
+    CIconObject* format = project.Doc().GetFormat(index);
+    if (format == nullptr) return;
+    CDialFormatProperties dialog(format->Width(), format->Height(), format->BitCount(), format->Icon().IsCompressed(), parent);
+    if (prompts_->Exec(dialog) != QDialog::Accepted || dialog.Compressed() == format->Icon().IsCompressed()) return;
+    format->Icon().SetCompressed(dialog.Compressed());
+    project.NotifyFormatsChanged(true);
+}
+
+void CKvApp::ApplyCanvasPreferences() {
+    editor::CanvasSettings s;
+    s.transparencyStyle = prefs.TransparencyStyle;
+    s.transparentColor1 = shell::ProfileColour(prefs.TransparentColor1, 0xEBEBEB) & 0xFFFFFF;
+    s.transparentColor2 = shell::ProfileColour(prefs.TransparentColor2, 0xFFFFFF) & 0xFFFFFF;
+    s.gridStyle = prefs.GridStyle;
+    s.gridColor = shell::ProfileColour(prefs.GridColor, 0xA0A0A0) & 0xFFFFFF;
+    s.gridStrongerLine = prefs.GridStrongerLine != 0;
+    s.gridStrongerPixelCount = prefs.GridStrongerPixelCount;
+    CanvasContext& canvas = SharedCanvas();
+    canvas.resources = editor::CanvasResources::Build(s);
+    canvas.showGrid = prefs.ShowGrid != 0;
+    canvas.autoZoom = prefs.DefaultZoomAuto != 0;
+    canvas.previewColor = shell::ProfileColour(prefs.PreviewColor, 0xE1E1E1) & 0xFFFFFF;
+    if (mainFrame_)
+        for (QWidget* w : mainFrame_->findChildren<QWidget*>()) w->update();
 }
 
 // ---- Saving ------------------------------------------------------------------------------------

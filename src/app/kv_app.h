@@ -84,6 +84,13 @@ public:
     // index, or -1.
     int AddFormatTo(CIconProject& project, int from, QWidget* parent);
 
+    // The Properties command: shows the format's size and depth and lets the compressed flag be
+    // changed (the project is then modified).
+    void EditFormatProperties(CIconProject& project, int index, QWidget* parent);
+    // Builds the canvas's shared patterns and new-view defaults from the preferences and repaints
+    // every open window.
+    void ApplyCanvasPreferences();
+
     void AddToRecentFileList(const QString& path);
     // Whether the program's own list shows a path: those that the framework's list does not.
     [[nodiscard]] bool ShowInOwnRecentList(const std::string& path) const;

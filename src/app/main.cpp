@@ -4,7 +4,7 @@
 // the first paint of an icon's view: the start-up benchmark measures up to there.
 #include <QApplication>
 
-#include "app/icon_frame.h"
+#include "app/icon_view.h"
 #include "app/kv_app.h"
 
 int main(int argc, char* argv[]) {
@@ -18,7 +18,7 @@ int main(int argc, char* argv[]) {
     // be shown), before the event loop that a quit would end.
     static bool painted = false;
     if (quitAfterFirstPaint)
-        tellurine::app::CIconPreview::firstPaintHook = [] {
+        tellurine::app::CIconView::firstPaintHook = [] {
             painted = true;
             QCoreApplication::exit(0);
         };

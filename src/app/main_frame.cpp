@@ -10,6 +10,7 @@
 #include <QMdiArea>
 #include <QMenuBar>
 #include <QMimeData>
+#include <QPainter>
 #include <QStatusBar>
 #include <QStyle>
 #include <QToolBar>
@@ -18,11 +19,58 @@
 #include "app/dialogs.h"
 #include "app/documents.h"
 #include "app/icon_frame.h"
+#include "app/icon_view.h"
 #include "app/kv_app.h"
 #include "app/texts.h"
 #include "icon/format_maker.h"
 
 namespace tellurine::app {
+
+// ---- Status panes ------------------------------------------------------------------------------
+
+CStatusPane::CStatusPane(QWidget* parent) : QWidget(parent) {}
+
+void CStatusPane::SetText(const QString& text) {
+    text_ = text;
+    picture_ = -1;
+    shown_ = text;
+    if (text.size() >= 2 && text[0] == '@' && text[1].isDigit()) {
+        picture_ = text[1].digitValue();
+        shown_ = text.mid(2);
+    }
+    updateGeometry();
+    update();
+}
+
+QSize CStatusPane::sizeHint() const {
+    return {fontMetrics().horizontalAdvance(QStringLiteral("@  0000,0000")) + 24, fontMetrics().height() + 4};
+}
+
+void CStatusPane::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    const int h = height();
+    int x = 2;
+    painter.setPen(palette().color(QPalette::WindowText));
+    if (picture_ == 0) {
+        // A small arrow pointer.
+        const QPointF arrow[] = {{0, 0}, {0, 10}, {3, 7}, {5, 11}, {7, 10}, {5, 6}, {9, 6}};
+        painter.save();
+        painter.translate(x, (h - 11) / 2);
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setBrush(Qt::white);
+        painter.drawPolygon(arrow, 7);
+        painter.restore();
+        x += 14;
+    } else if (picture_ == 1) {
+        // A dashed selection frame.
+        painter.save();
+        painter.setPen(QPen(palette().color(QPalette::WindowText), 1, Qt::DashLine));
+        painter.drawRect(x, (h - 9) / 2, 10, 9);
+        painter.restore();
+        x += 14;
+    }
+    painter.drawText(QRect(x, 0, width() - x, h), Qt::AlignVCenter | Qt::AlignLeft, shown_);
+}
 
 // ---- Document window ---------------------------------------------------------------------------
 
@@ -32,11 +80,17 @@ CKvMdiChild::CKvMdiChild(CKvApp& app, CKvDocument* document, QWidget* frame) : a
     setWidget(frame);
     connect(document_, &CKvDocument::titleChanged, this, &CKvMdiChild::UpdateTitle);
     connect(document_, &CKvDocument::modifiedChanged, this, &CKvMdiChild::UpdateTitle);
+    if (auto* icons = qobject_cast<CIconDocMDI*>(frame))
+        connect(icons->view, &CIconView::canvasTitleChanged, this, &CKvMdiChild::UpdateTitle);
     UpdateTitle();
 }
 
 void CKvMdiChild::UpdateTitle() {
-    setWindowTitle(document_->Title() + "[*]");
+    // An icon window adds the canvas's own title: size, colours and zoom.
+    QString title = document_->Title() + "[*]";
+    if (auto* icons = qobject_cast<CIconDocMDI*>(widget()))
+        if (const QString canvas = icons->view->CanvasTitle(); !canvas.isEmpty()) title += " - " + canvas;
+    setWindowTitle(title);
     setWindowModified(document_->IsModified());
 }
 
@@ -61,7 +115,13 @@ CMainFrame::CMainFrame(CKvApp& app) : app_(app) {
     statusBar()->showMessage(text::kReady);
     formatPane = new QLabel(this);
     formatPane->setObjectName("formatPane");
+    pointerPane = new CStatusPane(this);
+    pointerPane->setObjectName("pointerPane");
+    selectionPane = new CStatusPane(this);
+    selectionPane->setObjectName("selectionPane");
     statusBar()->addPermanentWidget(formatPane);
+    statusBar()->addPermanentWidget(pointerPane);
+    statusBar()->addPermanentWidget(selectionPane);
     connect(mdiArea, &QMdiArea::subWindowActivated, this, &CMainFrame::updateActions);
     // A new main window takes most of its screen.
     const QRect screen = QGuiApplication::primaryScreen() != nullptr ? QGuiApplication::primaryScreen()->availableGeometry()
@@ -98,6 +158,12 @@ void CMainFrame::CreateActions() {
     actCascade = make(text::kCascade, QKeySequence(), &CMainFrame::OnWindowCascade);
     actTile = make(text::kTile, QKeySequence(), &CMainFrame::OnWindowTile);
     actCloseAll = make(text::kCloseAll, QKeySequence(), &CMainFrame::OnWindowCloseAll);
+    actZoomIn = make(text::kZoomIn, QKeySequence::ZoomIn, &CMainFrame::OnZoomIn);
+    actZoomOut = make(text::kZoomOut, QKeySequence::ZoomOut, &CMainFrame::OnZoomOut);
+    actFitToWindow = make(text::kFitToWindow, QKeySequence(Qt::CTRL | Qt::Key_0), &CMainFrame::OnFitToWindow);
+    actDisplayGrid = make(text::kDisplayGrid, QKeySequence(Qt::Key_G), &CMainFrame::OnDisplayGrid);
+    actDisplayGrid->setCheckable(true);
+    actProperties = make(text::kProperties, QKeySequence(Qt::ALT | Qt::Key_Return), &CMainFrame::OnProperties);
     actWhatsNew = make(text::kWhatsNew, QKeySequence(), &CMainFrame::OnHelpWhatsNew);
     actAbout = make(text::kAbout, QKeySequence(), &CMainFrame::OnHelpAbout);
 }
@@ -119,6 +185,8 @@ void CMainFrame::CreateMenus() {
     QMenu* icon = menuBar()->addMenu(text::kMenuEdit);
     icon->addAction(actNewFormat);
     icon->addAction(actDeleteFormat);
+    icon->addSeparator();
+    icon->addAction(actProperties);
 
     QToolBar* tools = addToolBar(text::kToolBar);
     tools->setObjectName("standardToolBar");
@@ -140,6 +208,11 @@ void CMainFrame::CreateMenus() {
     actFormatBar->setChecked(app_.prefs.ShowIcoFormatBar != 0);
     connect(actFormatBar, &QAction::toggled, this, &CMainFrame::OnViewFormatBar);
     view->addAction(actFormatBar);
+    view->addSeparator();
+    view->addAction(actZoomIn);
+    view->addAction(actZoomOut);
+    view->addAction(actFitToWindow);
+    view->addAction(actDisplayGrid);
 
     QMenu* window = menuBar()->addMenu(text::kMenuWindow);
     window->addAction(actCascade);
@@ -158,6 +231,9 @@ CKvMdiChild* CMainFrame::AddDocumentWindow(CKvDocument* document, QWidget* frame
     connect(document, &CKvDocument::modifiedChanged, this, &CMainFrame::updateActions);
     if (auto* icons = qobject_cast<CIconDocMDI*>(frame)) {
         connect(icons, &CIconDocMDI::currentFormatChanged, this, &CMainFrame::updateActions);
+        connect(icons->view, &CIconView::canvasTitleChanged, this, &CMainFrame::updateActions);
+        connect(icons->view, &CIconView::pointerMoved, this, &CMainFrame::OnPointerMoved);
+        connect(icons->view, &CIconView::propertiesRequested, this, &CMainFrame::OnProperties);
         icons->formatBar->setVisible(app_.prefs.ShowIcoFormatBar != 0);
     }
     if (auto* project = qobject_cast<CIconProject*>(document))
@@ -209,6 +285,14 @@ void CMainFrame::updateActions() {
     actNewFormat->setEnabled(project != nullptr);
     actDeleteFormat->setEnabled(project != nullptr && frame != nullptr && frame->CurrentFormat() >= 0 &&
                                 project->Doc().GetFormatCount() > 1);
+    const CIconView* canvas = frame != nullptr && frame->view->Format() >= 0 ? frame->view : nullptr;
+    actZoomIn->setEnabled(canvas != nullptr && canvas->Zoom() < editor::kMaxZoom);
+    actZoomOut->setEnabled(canvas != nullptr && canvas->Zoom() > editor::kMinZoom);
+    actFitToWindow->setEnabled(canvas != nullptr);
+    actDisplayGrid->setEnabled(canvas != nullptr);
+    actDisplayGrid->setChecked(canvas != nullptr && canvas->GridShown());
+    actProperties->setEnabled(canvas != nullptr);
+    if (canvas == nullptr) pointerPane->SetText({});
     const bool windows = !Children().empty();
     actCascade->setEnabled(windows);
     actTile->setEnabled(windows);
@@ -291,6 +375,31 @@ void CMainFrame::OnViewFormatBar(bool shown) {
     for (CKvMdiChild* child : Children())
         if (auto* icons = qobject_cast<CIconDocMDI*>(child->widget())) icons->formatBar->setVisible(shown);
 }
+
+void CMainFrame::OnZoomIn() {
+    if (CIconDocMDI* frame = ActiveIconFrame()) frame->view->ZoomIn();
+}
+
+void CMainFrame::OnZoomOut() {
+    if (CIconDocMDI* frame = ActiveIconFrame()) frame->view->ZoomOut();
+}
+
+void CMainFrame::OnFitToWindow() {
+    if (CIconDocMDI* frame = ActiveIconFrame()) frame->view->FitToWindow();
+}
+
+void CMainFrame::OnDisplayGrid() {
+    if (CIconDocMDI* frame = ActiveIconFrame()) frame->view->ToggleGrid();
+    updateActions();
+}
+
+void CMainFrame::OnProperties() {
+    auto* project = qobject_cast<CIconProject*>(ActiveDocument());
+    CIconDocMDI* frame = ActiveIconFrame();
+    if (project != nullptr && frame != nullptr) app_.EditFormatProperties(*project, frame->CurrentFormat(), this);
+}
+
+void CMainFrame::OnPointerMoved(int x, int y, bool) { pointerPane->SetText(QString::asprintf(text::kPointerPane, x, y)); }
 
 void CMainFrame::OnWindowCascade() { mdiArea->cascadeSubWindows(); }
 void CMainFrame::OnWindowTile() { mdiArea->tileSubWindows(); }

@@ -16,6 +16,28 @@ class CKvDocument;
 class CIconDocMDI;
 class CIconProject;
 
+// A status-bar pane whose text may start with "@n": the number of a small picture drawn at the
+// start of the pane (0 a pointer, 1 a selection frame), followed by the rest of the text.
+class CStatusPane : public QWidget {
+    Q_OBJECT
+public:
+    explicit CStatusPane(QWidget* parent = nullptr);
+    void SetText(const QString& text);
+    [[nodiscard]] const QString& Text() const { return text_; }
+    // The picture number and the text shown after it (-1 and the whole text without "@n").
+    [[nodiscard]] int Picture() const { return picture_; }
+    [[nodiscard]] const QString& Shown() const { return shown_; }
+    [[nodiscard]] QSize sizeHint() const override;
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+
+private:
+    QString text_;
+    QString shown_;
+    int picture_ = -1;
+};
+
 // A document's window inside the main window: it owns the document and asks to save it before
 // it closes.
 class CKvMdiChild : public QMdiSubWindow {
@@ -56,11 +78,18 @@ public:
     QAction* actCascade = nullptr;
     QAction* actTile = nullptr;
     QAction* actCloseAll = nullptr;
+    QAction* actZoomIn = nullptr;
+    QAction* actZoomOut = nullptr;
+    QAction* actFitToWindow = nullptr;
+    QAction* actDisplayGrid = nullptr;
+    QAction* actProperties = nullptr;
     QAction* actWhatsNew = nullptr;
     QAction* actAbout = nullptr;
     QMenu* recentMenu = nullptr;
     QMenu* moreRecentMenu = nullptr;
     QLabel* formatPane = nullptr;
+    CStatusPane* pointerPane = nullptr;    // pane 4
+    CStatusPane* selectionPane = nullptr;  // pane 5
 
     // Puts a document's frame in a new window and shows it.
     CKvMdiChild* AddDocumentWindow(CKvDocument* document, QWidget* frame);
@@ -83,6 +112,12 @@ public slots:
     void OnNewFormat();
     void OnDeleteFormat();
     void OnViewFormatBar(bool shown);
+    void OnZoomIn();
+    void OnZoomOut();
+    void OnFitToWindow();
+    void OnDisplayGrid();
+    void OnProperties();
+    void OnPointerMoved(int x, int y, bool inside);
     void OnWindowCascade();
     void OnWindowTile();
     void OnWindowCloseAll();

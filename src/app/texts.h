@@ -87,6 +87,22 @@ inline constexpr const char* kReady = "Ready";
 inline constexpr const char* kFormatStatus = "%1 x %2, %3 bits%4";
 inline constexpr const char* kCompressedSuffix = ", PNG-compressed";
 
+// The canvas.
+inline constexpr const char* kCanvasTitle = "%d x %d - %s colors - Zoom %d %%";
+inline constexpr const char* kTrueColourCount = "16.7 million";
+inline constexpr const char* kTrueColourAlphaCount = "16.7 million + alpha";
+inline constexpr const char* kPointerPane = "@0  %d,%d";
+inline constexpr const char* kSelectionPane = "@1  %dx%d";
+inline constexpr const char* kZoomIn = "Zoom in";
+inline constexpr const char* kZoomOut = "Zoom out";
+inline constexpr const char* kFitToWindow = "Fit to window zoom";
+inline constexpr const char* kDisplayGrid = "Display &Grid";
+inline constexpr const char* kProperties = "&Properties...";
+inline constexpr const char* kPropertiesTitle = "Format Properties";
+inline constexpr const char* kPropertiesSize = "Size:";
+inline constexpr const char* kPropertiesDepth = "Colors:";
+inline constexpr const char* kPropertiesCompressed = "&Compressed (stored as PNG)";
+
 // Windows and dialogs.
 inline constexpr const char* kWhatsNewTitle = "What's New";
 inline constexpr const char* kFormatsTitle = "Formats";

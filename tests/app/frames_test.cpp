@@ -4,7 +4,11 @@
 #include <QListWidget>
 #include <QRadioButton>
 
+#include <QLabel>
+#include <QScrollBar>
+
 #include "app/documents.h"
+#include "app/main_frame.h"
 #include "app/icon_frame.h"
 #include "app/image_convert.h"
 #include "app_test_support.h"
@@ -17,7 +21,8 @@ class FramesTest : public QObject {
     Q_OBJECT
 private slots:
     void thumbnailsAreDrawnForTheScreensDensity();
-    void viewShowsTheFormatAtItsSizeAndMagnified();
+    void canvasShowsTheFormatMagnifiedAndZooms();
+    void mainWindowShowsTheCanvasTitlePointerAndProperties();
     void newIconDialogKeepsEachSystemsChoices();
 };
 
@@ -51,31 +56,66 @@ void FramesTest::thumbnailsAreDrawnForTheScreensDensity() {
     QVERIFY(project.IsModified());
 }
 
-void FramesTest::viewShowsTheFormatAtItsSizeAndMagnified() {
+void FramesTest::canvasShowsTheFormatMagnifiedAndZooms() {
     CIconProject project(101);
     project.Doc().AddFormat(MakeFormat(32, 32));
     project.Doc().AddFormat(MakeFormat(16, 8));
     CIconDocMDI frame(project);
-    frame.resize(600, 400);
+    frame.resize(700, 500);
     frame.show();
     QVERIFY(QTest::qWaitForWindowExposed(&frame));
+    CIconView* view = frame.view;
     for (const int index : {0, 1}) {
         frame.formatBar->SetCurrentFormat(index);
-        QCOMPARE(frame.view->Format(), index);
+        QCOMPARE(view->Format(), index);
         const QImage picture = ImageFromIcon(project.Doc().GetFormat(index)->Icon());
-        const QImage shot = frame.view->grab().toImage();
-        const int zoom = frame.view->Zoom();
-        QVERIFY(zoom >= 2);
-        const int size = picture.width(), left = 10 + size + 10;
-        // An opaque pixel inside, at its own size and in the magnified copy.
-        for (const auto& [x, y] : {std::pair{5, 5}, std::pair{size - 3, size / 2}}) {
-            QCOMPARE(shot.pixelColor(10 + x, 10 + y), picture.pixelColor(x, y));
-            QCOMPARE(shot.pixelColor(left + x * zoom + zoom / 2, 10 + y * zoom + zoom / 2), picture.pixelColor(x, y));
-        }
-        // The transparent frame shows the checkerboard's white or grey.
-        const QColor corner = shot.pixelColor(10, 10);
-        QVERIFY2(corner == QColor(255, 255, 255) || corner == QColor(204, 204, 204), qPrintable(corner.name()));
+        const int size = picture.width();
+        // A new view fits each format to the window.
+        QVERIFY(view->AutoZoom());
+        QCOMPARE(view->Zoom(), editor::FitZoom(size, view->viewport()->width(), view->viewport()->height()));
+        const QImage shot = view->viewport()->grab().toImage();
+        const editor::CanvasPlacement at = view->Placement();
+        const int zoom = view->Zoom();
+        for (const auto& [x, y] : {std::pair{5, 5}, std::pair{size - 3, size / 2}})
+            QCOMPARE(shot.pixelColor(at.originX + x * zoom + zoom / 2, at.originY + y * zoom + zoom / 2), picture.pixelColor(x, y));
+        // The transparent frame shows the backdrop's two colours.
+        const QColor corner = shot.pixelColor(at.originX + zoom / 2, at.originY + zoom / 2);
+        QVERIFY2(corner == QColor(0xEB, 0xEB, 0xEB) || corner == QColor(255, 255, 255), qPrintable(corner.name()));
+        // The preview shows the format at its size on the preview colour.
+        const QImage preview = frame.preview->grab().toImage();
+        QCOMPARE(preview.pixelColor(1, 1), QColor(0xE1, 0xE1, 0xE1));
+        const QPoint centre((frame.preview->width() - size) / 2 + 5, (frame.preview->height() - size) / 2 + 5);
+        QCOMPARE(preview.pixelColor(centre), picture.pixelColor(5, 5));
+        // Mouse to pixel in the view.
+        const editor::PixelHit hit = view->PixelAt(QPoint(at.originX + 3 * zoom + 1, at.originY + 4 * zoom + 1));
+        QVERIFY(hit.inside);
+        QCOMPARE(hit.x, 3);
+        QCOMPARE(hit.y, 4);
     }
+    // Zooming clears auto zoom; each format keeps the zoom it had.
+    const int fitted16 = view->Zoom();
+    frame.formatBar->SetCurrentFormat(0);
+    const int fitted32 = view->Zoom();
+    view->ZoomIn();
+    QVERIFY(!view->AutoZoom());
+    QCOMPARE(view->Zoom(), fitted32 + 1);
+    QCOMPARE(view->CanvasTitle(), QString("32 x 32 - 16.7 million + alpha colors - Zoom %1 %").arg((fitted32 + 1) * 100));
+    frame.formatBar->SetCurrentFormat(1);
+    QCOMPARE(view->Zoom(), fitted16);
+    QCOMPARE(view->CanvasTitle(), QString("16 x 16 - 256 colors - Zoom %1 %").arg(fitted16 * 100));
+    frame.formatBar->SetCurrentFormat(0);
+    QCOMPARE(view->Zoom(), fitted32 + 1);
+    for (int i = 0; i < 40; ++i) view->ZoomIn();
+    QCOMPARE(view->Zoom(), 30);
+    for (int i = 0; i < 40; ++i) view->ZoomOut();
+    QCOMPARE(view->Zoom(), 1);
+    view->FitToWindow();
+    QVERIFY(view->AutoZoom());
+    QCOMPARE(view->Zoom(), fitted32);
+    // The scroll area is the zoomed image plus 23.
+    view->ZoomIn();
+    for (int i = 0; i < 20; ++i) view->ZoomIn();
+    QCOMPARE(view->horizontalScrollBar()->maximum(), 32 * view->Zoom() + 23 - view->viewport()->width());
 }
 
 void FramesTest::newIconDialogKeepsEachSystemsChoices() {
@@ -104,6 +144,52 @@ void FramesTest::newIconDialogKeepsEachSystemsChoices() {
     dialog.setResult(QDialog::Rejected);
     dialog.accept();
     QCOMPARE(dialog.result(), int(QDialog::Rejected));
+}
+
+void FramesTest::mainWindowShowsTheCanvasTitlePointerAndProperties() {
+    StartedApp s;
+    const QString path = s.Path("icon.ico");
+    WriteProject(path, {{32, 32}, {16, 4}});
+    QVERIFY(s.app->OpenDocumentFile(path) != nullptr);
+    CMainFrame* main = s.app->MainFrame();
+    CIconDocMDI* frame = main->ActiveIconFrame();
+    CIconView* view = frame->view;
+    QTRY_VERIFY(main->ActiveChild()->windowTitle().startsWith("icon.ico[*] - "));
+    QVERIFY(main->ActiveChild()->windowTitle().endsWith(view->CanvasTitle()));
+
+    // The pointer's pixel in pane 4, with the pointer picture.
+    const editor::CanvasPlacement at = view->Placement();
+    const QPointF point(at.originX + 3 * view->Zoom() + 1, at.originY + 7 * view->Zoom() + 1);
+    QMouseEvent move(QEvent::MouseMove, point, view->viewport()->mapToGlobal(point), Qt::NoButton, Qt::NoButton,
+                     Qt::NoModifier);
+    QCoreApplication::sendEvent(view->viewport(), &move);
+    QCOMPARE(main->pointerPane->Text(), QString("@0  3,7"));
+    QCOMPARE(main->pointerPane->Picture(), 0);
+    QCOMPARE(main->pointerPane->Shown(), QString("  3,7"));
+
+    // G toggles the grid; the commands follow the zoom's limits.
+    const bool grid = view->GridShown();
+    main->actDisplayGrid->trigger();
+    QCOMPARE(view->GridShown(), !grid);
+    QCOMPARE(main->actDisplayGrid->shortcut(), QKeySequence(Qt::Key_G));
+    for (int i = 0; i < 40; ++i) main->actZoomIn->trigger();
+    QVERIFY(!main->actZoomIn->isEnabled());
+    QVERIFY(main->actZoomOut->isEnabled());
+    QVERIFY(main->ActiveChild()->windowTitle().endsWith("Zoom 3000 %"));
+
+    // Enter asks for the format's properties; the compressed flag can be changed there.
+    auto* project = qobject_cast<CIconProject*>(main->ActiveDocument());
+    const int current = frame->CurrentFormat();
+    const bool compressed = project->Doc().GetFormat(current)->Icon().IsCompressed();
+    s.prompts->dialogActions.push_back(Accept<CDialFormatProperties>([&](CDialFormatProperties& d) {
+        QVERIFY(d.sizeLabel->text().contains(" x "));
+        d.compressedCheck->setChecked(!compressed);
+    }));
+    view->setFocus();
+    QTest::keyClick(view, Qt::Key_Return);
+    QCOMPARE(s.prompts->dialogs.back(), QString("tellurine::app::CDialFormatProperties"));
+    QCOMPARE(project->Doc().GetFormat(current)->Icon().IsCompressed(), !compressed);
+    QVERIFY(project->IsModified());
 }
 
 QTEST_MAIN(FramesTest)

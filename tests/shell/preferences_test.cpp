@@ -24,6 +24,9 @@ TEST(Preferences, AnEmptyProfileGivesEveryDefault) {
     EXPECT_EQ(prefs.AddTextFont, "MS Sans Serif");
     EXPECT_EQ(prefs.EmailFrom, "");
     EXPECT_EQ(prefs.PreviewPages, 0);
+    EXPECT_EQ(prefs.SavedBkIndex8bpp, 65535);
+    EXPECT_EQ(prefs.FgOpacity, 255);
+    EXPECT_EQ(ProfileColour(prefs.TransparentColor1, 0xEBEBEB), 0xEBEBEBu);  // empty: the default
     EXPECT_EQ(prefs.CreateFormatFromImage, Preferences{}.CreateFormatFromImage);
     EXPECT_EQ(empty.size(), 0u);  // reading writes nothing
 }
@@ -43,7 +46,11 @@ TEST(Preferences, EveryValueIsReadAndWrittenUnderItsOwnSectionAndName) {
                                                           {"prefs", "CreateFormatFromImage00"},
                                                           {"prefs", "CreateFormatFromImageMac15"},
                                                           {"colors", "CustColor15"},
-                                                          {"specs", "News9"}})
+                                                          {"specs", "News9"},
+                                                          {"colors", "1bppSavedFgIndex"},
+                                                          {"colors", "8bppSavedBkIndex"},
+                                                          {"prefs", "GridStrongerPixelCount"},
+                                                          {"colors", "PreviewColor"}})
         EXPECT_TRUE(unique.count({section, name})) << section << "/" << name;
 
     // Saving writes exactly those values; a profile holding other values reads them back.
@@ -76,6 +83,14 @@ TEST(Preferences, IntegersStoredAsTextReadAsTheirLeadingNumber) {
     Preferences prefs;
     LoadPreferences(profile, prefs);
     EXPECT_EQ(prefs.JpegQuality, 65);
+}
+
+TEST(Preferences, ColoursAreDecimalTextsOfTheirValue) {
+    EXPECT_EQ(ProfileColour("15461355", 1), 15461355u);
+    EXPECT_EQ(ProfileColour("4043309056", 1), 0xF1000000u);  // the transparent colour
+    EXPECT_EQ(ProfileColour("", 7), 7u);
+    EXPECT_EQ(ProfileColour("red", 7), 7u);
+    EXPECT_EQ(ProfileColourText(0xA0A0A0), "10526880");
 }
 
 TEST(NewFormats, ListsHoldEverySizeAndDepthOnce) {

@@ -2,8 +2,10 @@
 // with its section, its value name (odd spellings kept, they are what existing profiles hold) and
 // its default. Included by preferences.h/.cpp with the macros defined:
 //   PREF_INT(section, Name, default)     an integer value
-//   PREF_STRING(section, Name, default)  a string value
-#define TELLURINE_PREFERENCE_TABLE(PREF_INT, PREF_STRING)                      \
+//   PREF_STRING(section, Name, default)  a string value (colours: the decimal text of 0x00BBGGRR,
+//                                        empty for the default colour)
+//   PREF_INT_AS(section, member, "Name", default)  an integer whose name is no C++ identifier
+#define TELLURINE_PREFERENCE_TABLE(PREF_INT, PREF_STRING, PREF_INT_AS)         \
     PREF_INT("prefs", ExcludeTempFilesNetwork, 0)                              \
     PREF_INT("prefs", UseTempFiles, 1)                                         \
     PREF_INT("prefs", TempSpace, 11)                                           \
@@ -46,6 +48,12 @@
     PREF_INT("prefs", WinExplorerCompatibleOrder, 0)                           \
     PREF_INT("prefs", AutoEnableVistaCompression, 1)                           \
     PREF_INT("prefs", CompressVista256x256NewIcon, 1)                          \
+    PREF_STRING("prefs", TransparentColor1, "")                                \
+    PREF_STRING("prefs", TransparentColor2, "")                                \
+    PREF_INT("prefs", GridStyle, 1)                                            \
+    PREF_STRING("prefs", GridColor, "")                                        \
+    PREF_INT("prefs", GridStrongerLine, 1)                                     \
+    PREF_INT("prefs", GridStrongerPixelCount, 8)                               \
     PREF_INT("specs", ItemListViewStyle, 0)                                    \
     PREF_INT("specs", RenameAddZeros, 1)                                       \
     PREF_INT("specs", OpenDlgShowPreview, 1)                                   \
@@ -93,6 +101,21 @@
     PREF_INT("specs", LibrarianShowInfo, 1)                                    \
     PREF_INT("specs", LibrarianDisplayColor, 3)                                \
     PREF_STRING("specs", AddTextFont, "MS Sans Serif")                         \
+    PREF_INT("specs", ShowGrid, 1)                                             \
+    PREF_INT("specs", DefaultZoomAuto, 1)                                      \
+    PREF_INT("specs", TransparentCopy, 1)                                      \
+    PREF_INT("specs", Smooth32BppDraw, 1)                                      \
+    PREF_STRING("colors", PreviewColor, "")                                    \
+    PREF_STRING("colors", SavedFgRGBColor, "")                                 \
+    PREF_STRING("colors", SavedBkRGBColor, "")                                 \
+    PREF_INT("colors", SavedFgIndex, 0)                                        \
+    PREF_INT("colors", SavedBkIndex, 65535)                                    \
+    PREF_INT_AS("colors", SavedFgIndex1bpp, "1bppSavedFgIndex", 0)             \
+    PREF_INT_AS("colors", SavedBkIndex1bpp, "1bppSavedBkIndex", 65535)         \
+    PREF_INT_AS("colors", SavedFgIndex8bpp, "8bppSavedFgIndex", 0)             \
+    PREF_INT_AS("colors", SavedBkIndex8bpp, "8bppSavedBkIndex", 65535)         \
+    PREF_INT("colors", FgOpacity, 255)                                         \
+    PREF_INT("colors", BkOpacity, 255)                                         \
     PREF_STRING("folders", ActualDir, "")                                      \
     PREF_STRING("folders", LibrarianLocation, "")                              \
     PREF_STRING("folders", PreviewTempDir, "")                                 \

@@ -1,6 +1,8 @@
 #include "app/shell/preferences.h"
 
+#include <cctype>
 #include <cstdio>
+#include <cstdlib>
 #include <type_traits>
 
 namespace tellurine::shell {
@@ -50,13 +52,23 @@ void ForEachGroup(PrefsT& prefs, Fn&& fn) {
 
 }  // namespace
 
+std::uint32_t ProfileColour(const std::string& text, std::uint32_t fallback) {
+    const std::size_t start = text.find_first_not_of(" \t");
+    if (start == std::string::npos || !std::isdigit(static_cast<unsigned char>(text[start]))) return fallback;
+    return static_cast<std::uint32_t>(std::strtoul(text.c_str() + start, nullptr, 10));
+}
+
+std::string ProfileColourText(std::uint32_t colour) { return std::to_string(colour); }
+
 void LoadPreferences(const Profile& profile, Preferences& prefs) {
     prefs = Preferences{};  // the indexed groups are read over their defaults
 #define TELLURINE_LOAD_INT(section, name, value) prefs.name = profile.GetInt(section, #name, value);
 #define TELLURINE_LOAD_STRING(section, name, value) prefs.name = profile.GetString(section, #name, value);
-    TELLURINE_PREFERENCE_TABLE(TELLURINE_LOAD_INT, TELLURINE_LOAD_STRING)
+#define TELLURINE_LOAD_INT_AS(section, member, name, value) prefs.member = profile.GetInt(section, name, value);
+    TELLURINE_PREFERENCE_TABLE(TELLURINE_LOAD_INT, TELLURINE_LOAD_STRING, TELLURINE_LOAD_INT_AS)
 #undef TELLURINE_LOAD_INT
 #undef TELLURINE_LOAD_STRING
+#undef TELLURINE_LOAD_INT_AS
     // The initial icon system is read a second time, after the table, and this reading wins.
     prefs.ChooseInitialIconSystem = profile.GetInt("prefs", "ChooseInitialIconSystem", 1);
 
@@ -71,9 +83,11 @@ void LoadPreferences(const Profile& profile, Preferences& prefs) {
 void SavePreferences(Profile& profile, const Preferences& prefs) {
 #define TELLURINE_SAVE_INT(section, name, value) profile.WriteInt(section, #name, prefs.name);
 #define TELLURINE_SAVE_STRING(section, name, value) profile.WriteString(section, #name, prefs.name);
-    TELLURINE_PREFERENCE_TABLE(TELLURINE_SAVE_INT, TELLURINE_SAVE_STRING)
+#define TELLURINE_SAVE_INT_AS(section, member, name, value) profile.WriteInt(section, name, prefs.member);
+    TELLURINE_PREFERENCE_TABLE(TELLURINE_SAVE_INT, TELLURINE_SAVE_STRING, TELLURINE_SAVE_INT_AS)
 #undef TELLURINE_SAVE_INT
 #undef TELLURINE_SAVE_STRING
+#undef TELLURINE_SAVE_INT_AS
     ForEachGroup(prefs, [&](const char* section, const char* stem, const auto& values, bool twoDigits) {
         if constexpr (std::is_same_v<typename std::decay_t<decltype(values)>::value_type, int>)
             SaveGroup(profile, section, stem, values);
@@ -85,8 +99,10 @@ void SavePreferences(Profile& profile, const Preferences& prefs) {
 std::vector<PreferenceName> AllPreferenceNames() {
     std::vector<PreferenceName> names;
 #define TELLURINE_NAME(section, name, value) names.push_back({section, #name});
-    TELLURINE_PREFERENCE_TABLE(TELLURINE_NAME, TELLURINE_NAME)
+#define TELLURINE_NAME_AS(section, member, name, value) names.push_back({section, name});
+    TELLURINE_PREFERENCE_TABLE(TELLURINE_NAME, TELLURINE_NAME, TELLURINE_NAME_AS)
 #undef TELLURINE_NAME
+#undef TELLURINE_NAME_AS
     Preferences prefs;
     ForEachGroup(prefs, [&](const char* section, const char* stem, const auto& values, bool twoDigits) {
         for (std::size_t i = 0; i < values.size(); ++i) names.push_back({section, IndexedName(stem, i, twoDigits)});

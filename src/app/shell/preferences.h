@@ -4,6 +4,7 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -21,9 +22,11 @@ inline constexpr std::size_t kNewsCount = 10;
 struct Preferences {
 #define TELLURINE_PREF_INT_MEMBER(section, name, value) int name = value;
 #define TELLURINE_PREF_STRING_MEMBER(section, name, value) std::string name = value;
-    TELLURINE_PREFERENCE_TABLE(TELLURINE_PREF_INT_MEMBER, TELLURINE_PREF_STRING_MEMBER)
+#define TELLURINE_PREF_INT_AS_MEMBER(section, member, name, value) int member = value;
+    TELLURINE_PREFERENCE_TABLE(TELLURINE_PREF_INT_MEMBER, TELLURINE_PREF_STRING_MEMBER, TELLURINE_PREF_INT_AS_MEMBER)
 #undef TELLURINE_PREF_INT_MEMBER
 #undef TELLURINE_PREF_STRING_MEMBER
+#undef TELLURINE_PREF_INT_AS_MEMBER
 
     // Indexed groups, stored one value per entry ("CreateFormatFromImage00", ...): which formats
     // of the Windows and Macintosh new-format lists are chosen when an icon is made (from an
@@ -37,6 +40,11 @@ struct Preferences {
     std::array<std::string, kPaletteColorCount> PalColor;
     std::array<std::string, kNewsCount> News;
 };
+
+// A colour kept as the decimal text of its 0x00BBGGRR value; `fallback` for an empty text (or
+// one that is no number).
+std::uint32_t ProfileColour(const std::string& text, std::uint32_t fallback);
+std::string ProfileColourText(std::uint32_t colour);
 
 // Reads every value in table order, each with its default when the profile lacks it. No range
 // checks: a variable takes whatever the profile holds.

@@ -1,0 +1,195 @@
+#include "app/icon_view.h"
+
+#include <QKeyEvent>
+#include <QMouseEvent>
+#include <QPaintEvent>
+#include <QPainter>
+#include <QScrollBar>
+#include <algorithm>
+
+#include "app/texts.h"
+
+namespace tellurine::app {
+
+CanvasContext& SharedCanvas() {
+    static CanvasContext context;
+    return context;
+}
+
+std::function<void()> CIconView::firstPaintHook;
+
+namespace {
+
+// The largest work bitmap a view makes (256 MiB): big formats cannot be zoomed as far.
+constexpr std::int64_t kMaxWorkPixels = std::int64_t{64} * 1024 * 1024;
+
+QString ColourCountText(const CIconObject& format) {
+    switch (format.BitCount()) {
+        case 1: return "2";
+        case 4: return "16";
+        case 8: return "256";
+        case 24: return text::kTrueColourCount;
+        default: return format.HasAlpha() ? text::kTrueColourAlphaCount : text::kTrueColourCount;
+    }
+}
+
+}  // namespace
+
+CIconView::CIconView(CIconProject& project, QWidget* parent) : QAbstractScrollArea(parent), project_(project) {
+    setObjectName("CIconView");
+    setMinimumSize(200, 200);
+    viewport()->setMouseTracking(true);
+    viewport()->setAttribute(Qt::WA_OpaquePaintEvent);
+    setFocusPolicy(Qt::StrongFocus);
+    gridShown_ = SharedCanvas().showGrid;
+    autoZoom_ = SharedCanvas().autoZoom;
+    connect(&project_, &CIconProject::formatsChanged, this, &CIconView::Reload);
+}
+
+editor::CanvasPlacement CIconView::Placement() const {
+    const CIconObject* format = project_.Doc().GetFormat(format_);
+    if (format == nullptr) return {zoom_, editor::kMinOrigin, editor::kMinOrigin};
+    return editor::PlaceImage(format->Width(), format->Height(), zoom_, viewport()->width(), viewport()->height());
+}
+
+editor::PixelHit CIconView::PixelAt(const QPoint& p) const {
+    const CIconObject* format = project_.Doc().GetFormat(format_);
+    if (format == nullptr) return {};
+    return editor::MouseToPixel(Placement(), format->Width(), format->Height(),
+                                p.x() + horizontalScrollBar()->value(), p.y() + verticalScrollBar()->value());
+}
+
+QString CIconView::CanvasTitle() const {
+    const CIconObject* format = project_.Doc().GetFormat(format_);
+    if (format == nullptr) return {};
+    return QString::asprintf(text::kCanvasTitle, format->Width(), format->Height(),
+                             ColourCountText(*format).toUtf8().constData(), zoom_ * 100);
+}
+
+void CIconView::LoadBitmaps() {
+    const CIconObject* format = project_.Doc().GetFormat(format_);
+    color_ = {};
+    mask_ = {};
+    if (format == nullptr || !format->Icon().ToBitmaps(color_, mask_, nullptr)) {
+        color_ = {};
+        mask_ = {};
+        return;
+    }
+    alpha_ = format->HasAlpha();
+}
+
+int CIconView::MaxZoom() const {
+    const CIconObject* format = project_.Doc().GetFormat(format_);
+    if (format == nullptr) return editor::kMaxZoom;
+    int zoom = editor::kMaxZoom;
+    while (zoom > 1 && (std::int64_t{format->Width()} * zoom + 10) * (std::int64_t{format->Height()} * zoom + 20) >
+                           kMaxWorkPixels)
+        --zoom;
+    return zoom;
+}
+
+void CIconView::SetFormat(int index) {
+    if (format_ >= 0 && static_cast<std::size_t>(format_) < records_.size()) records_[static_cast<std::size_t>(format_)].zoom = zoom_;
+    records_.resize(static_cast<std::size_t>(std::max(0, project_.Doc().GetFormatCount())));
+    format_ = project_.Doc().GetFormat(index) != nullptr ? index : -1;
+    LoadBitmaps();
+    if (format_ >= 0) {
+        const CIconObject* format = project_.Doc().GetFormat(format_);
+        // Auto zoom fits each format to the window; otherwise each keeps the zoom it last had.
+        const int zoom = autoZoom_ ? editor::FitZoom(format->Width(), viewport()->width(), viewport()->height())
+                                   : records_[static_cast<std::size_t>(format_)].zoom;
+        zoom_ = std::min(zoom, MaxZoom());
+    }
+    UpdateScrollArea();
+    viewport()->update();
+    emit canvasTitleChanged();
+}
+
+void CIconView::Reload() { SetFormat(format_ >= project_.Doc().GetFormatCount() ? project_.Doc().GetFormatCount() - 1 : format_); }
+
+void CIconView::SetZoom(int zoom, bool autoZoom) {
+    autoZoom_ = autoZoom;
+    zoom_ = std::clamp(zoom, editor::kMinZoom, MaxZoom());
+    UpdateScrollArea();
+    viewport()->update();
+    emit canvasTitleChanged();
+}
+
+void CIconView::ZoomIn() { SetZoom(editor::ZoomIn(zoom_), false); }
+void CIconView::ZoomOut() { SetZoom(editor::ZoomOut(zoom_), false); }
+
+void CIconView::FitToWindow() {
+    const CIconObject* format = project_.Doc().GetFormat(format_);
+    if (format == nullptr) return;
+    SetZoom(editor::FitZoom(format->Width(), viewport()->width(), viewport()->height()), true);
+}
+
+void CIconView::ToggleGrid() {
+    gridShown_ = !gridShown_;
+    viewport()->update();
+}
+
+void CIconView::UpdateScrollArea() {
+    const CIconObject* format = project_.Doc().GetFormat(format_);
+    const int w = format != nullptr ? format->Width() * zoom_ + editor::kScrollMargin : 0;
+    const int h = format != nullptr ? format->Height() * zoom_ + editor::kScrollMargin : 0;
+    horizontalScrollBar()->setRange(0, std::max(0, w - viewport()->width()));
+    verticalScrollBar()->setRange(0, std::max(0, h - viewport()->height()));
+    horizontalScrollBar()->setPageStep(viewport()->width());
+    verticalScrollBar()->setPageStep(viewport()->height());
+    horizontalScrollBar()->setSingleStep(std::max(1, zoom_));
+    verticalScrollBar()->setSingleStep(std::max(1, zoom_));
+}
+
+void CIconView::paintEvent(QPaintEvent* event) {
+    QPainter painter(viewport());
+    const QRect update = event->rect();
+    painter.fillRect(update, palette().color(QPalette::Mid));
+    if (format_ >= 0 && !color_.IsNull()) {
+        const int sx = horizontalScrollBar()->value(), sy = verticalScrollBar()->value();
+        const editor::CanvasImage image{&color_, &mask_, alpha_, {}, false, nullptr};
+        const editor::CanvasView view{zoom_, gridShown_};
+        const editor::CanvasRect rect{update.left() + sx, update.top() + sy, update.right() + 1 + sx, update.bottom() + 1 + sy};
+        editor::PaintedArea painted;
+        if (renderer_.Paint(image, SharedCanvas().resources, view, Placement(), rect, painted) && !painted.source.IsEmpty()) {
+            const DeviceBitmap& work = renderer_.Work();
+            // The work bitmap's rows are 0x00RRGGBB, which is what QImage's RGB32 holds.
+            const QImage shown(reinterpret_cast<const uchar*>(work.Row(0)), work.Width(), work.Height(),
+                               static_cast<qsizetype>(work.Width()) * 4, QImage::Format_RGB32);
+            painter.drawImage(QPoint(painted.destX - sx, painted.destY - sy), shown,
+                              QRect(painted.source.left, painted.source.top, painted.source.Width(),
+                                    painted.source.Height()));
+        }
+    }
+    painter.end();
+    if (firstPaintHook) {
+        auto hook = std::move(firstPaintHook);
+        firstPaintHook = nullptr;
+        hook();
+    }
+}
+
+void CIconView::resizeEvent(QResizeEvent* event) {
+    QAbstractScrollArea::resizeEvent(event);
+    if (autoZoom_ && format_ >= 0) FitToWindow();
+    else UpdateScrollArea();
+}
+
+void CIconView::scrollContentsBy(int, int) { viewport()->update(); }
+
+void CIconView::mouseMoveEvent(QMouseEvent* event) {
+    const editor::PixelHit hit = PixelAt(event->position().toPoint());
+    emit pointerMoved(hit.x, hit.y, hit.inside);
+    QAbstractScrollArea::mouseMoveEvent(event);
+}
+
+void CIconView::keyPressEvent(QKeyEvent* event) {
+    switch (event->key()) {
+        case Qt::Key_Backspace: emit undoRequested(); return;
+        case Qt::Key_Return:
+        case Qt::Key_Enter: emit propertiesRequested(); return;
+        default: QAbstractScrollArea::keyPressEvent(event);
+    }
+}
+
+}  // namespace tellurine::app

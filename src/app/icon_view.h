@@ -1,0 +1,87 @@
+// CIconView: the editing canvas of one format of an icon project, magnified over the
+// transparency backdrop with the pixel grid, through the editor's renderer.
+#pragma once
+
+#include <QAbstractScrollArea>
+#include <functional>
+#include <vector>
+
+#include "app/documents.h"
+#include "editor/canvas.h"
+#include "editor/canvas_resources.h"
+
+namespace tellurine::app {
+
+// What every canvas shares: the patterns built from the display preferences, and what a new view
+// starts with. The application fills it from the preferences and rebuilds it when they change.
+struct CanvasContext {
+    editor::CanvasResources resources = editor::CanvasResources::Build({});
+    bool showGrid = true;   // ShowGrid
+    bool autoZoom = true;   // DefaultZoomAuto
+    COLORREF previewColor = 0xE1E1E1;  // PreviewColor
+};
+CanvasContext& SharedCanvas();
+
+class CIconView : public QAbstractScrollArea {
+    Q_OBJECT
+public:
+    explicit CIconView(CIconProject& project, QWidget* parent = nullptr);
+
+    [[nodiscard]] int Format() const { return format_; }
+    [[nodiscard]] int Zoom() const { return zoom_; }
+    [[nodiscard]] bool AutoZoom() const { return autoZoom_; }
+    [[nodiscard]] bool GridShown() const { return gridShown_; }
+    // The image's place in the view's content (scroll offsets not applied).
+    [[nodiscard]] editor::CanvasPlacement Placement() const;
+    // The pixel under a point of the viewport.
+    [[nodiscard]] editor::PixelHit PixelAt(const QPoint& viewportPoint) const;
+    // "%d x %d - %s colors - Zoom %d %%" for the edited format; empty without one.
+    [[nodiscard]] QString CanvasTitle() const;
+    [[nodiscard]] const editor::CanvasRenderer& Renderer() const { return renderer_; }
+    // Called after the view's first paint (the start-up benchmark ends there).
+    static std::function<void()> firstPaintHook;
+
+public slots:
+    void SetFormat(int index);
+    void ZoomIn();
+    void ZoomOut();
+    void FitToWindow();
+    void ToggleGrid();
+    // Takes the edited format's pixels again (after the formats changed).
+    void Reload();
+
+signals:
+    void canvasTitleChanged();
+    void pointerMoved(int x, int y, bool inside);
+    void propertiesRequested();
+    void undoRequested();
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    void scrollContentsBy(int dx, int dy) override;
+
+private:
+    void LoadBitmaps();
+    void UpdateScrollArea();
+    void SetZoom(int zoom, bool autoZoom);
+    [[nodiscard]] int MaxZoom() const;
+
+    struct ViewRecord {
+        int zoom = editor::kNewViewZoom;
+    };
+    CIconProject& project_;
+    int format_ = -1;
+    int zoom_ = editor::kNewViewZoom;
+    bool autoZoom_ = true;
+    bool gridShown_ = true;
+    std::vector<ViewRecord> records_;
+    DeviceBitmap color_;
+    DeviceBitmap mask_;
+    bool alpha_ = false;
+    editor::CanvasRenderer renderer_;
+};
+
+}  // namespace tellurine::app
