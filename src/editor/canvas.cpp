@@ -1,6 +1,9 @@
 #include "editor/canvas.h"
 
 #include <algorithm>
+#include <cstring>
+#include <optional>
+#include <vector>
 
 #include "image/raster.h"
 
@@ -82,68 +85,126 @@ void CombineFloating(const CanvasImage& image, DeviceBitmap& color, DeviceBitmap
 
 // Blends the colour image over the backdrop already in the work bitmap by the alpha image, each
 // image pixel covering zoom x zoom screen pixels: out = (colour * a + backdrop * (255 - a)) / 255.
-void BlendAlpha(DeviceBitmap& work, const DeviceBitmap& color, const DeviceBitmap& alpha, int x0, int y0, int x1,
-                int y1, int zoom) {
+// The backdrop under a screen row is a row of the tile, so a row whose tile row equals the one
+// above it within the same image row comes out the same and is copied.
+void BlendAlpha(DeviceBitmap& work, const DeviceBitmap& color, const DeviceBitmap& alpha, const DeviceBitmap& tile,
+                int x0, int y0, int x1, int y1, int zoom) {
+    const int tileSize = tile.Height();
+    const std::size_t rowBytes = static_cast<std::size_t>(x1 - x0) * static_cast<std::size_t>(zoom) * 4;
     for (int y = y0; y < y1; ++y) {
         const std::uint32_t* c = color.Row(y);
         const std::uint32_t* a = alpha.Row(y);
         for (int sy = y * zoom; sy < (y + 1) * zoom; ++sy) {
             std::uint32_t* out = work.Row(sy) + static_cast<std::ptrdiff_t>(x0) * zoom;
-            for (int x = x0; x < x1; ++x) {
+            if (sy > y * zoom && std::equal(tile.Row(sy % tileSize), tile.Row(sy % tileSize) + tile.Width(),
+                                            tile.Row((sy - 1) % tileSize))) {
+                std::memcpy(out, work.Row(sy - 1) + static_cast<std::ptrdiff_t>(x0) * zoom, rowBytes);
+                continue;
+            }
+            for (int x = x0; x < x1; ++x, out += zoom) {
                 const std::uint32_t colour = c[x];
                 const std::uint32_t opacity = a[x] & 0xFF;
                 if (opacity == 255) {
                     std::fill(out, out + zoom, colour & 0xFFFFFF);
-                    out += zoom;
                     continue;
                 }
+                if (opacity == 0) continue;  // the backdrop as it is
                 const std::uint32_t rest = 255 - opacity;
                 const std::uint32_t cb = (colour & 0xFF) * opacity, cg = ((colour >> 8) & 0xFF) * opacity,
                                     cr = ((colour >> 16) & 0xFF) * opacity;
-                for (int i = 0; i < zoom; ++i, ++out) {
-                    const std::uint32_t bd = *out;
-                    *out = ((cb + (bd & 0xFF) * rest) / 255) | (((cg + ((bd >> 8) & 0xFF) * rest) / 255) << 8) |
-                           (((cr + ((bd >> 16) & 0xFF) * rest) / 255) << 16);
+                // Neighbouring backdrop pixels are mostly equal: each distinct one is blended once.
+                std::uint32_t lastBackdrop = ~0u, lastOut = 0;
+                for (int i = 0; i < zoom; ++i) {
+                    const std::uint32_t bd = out[i];
+                    if (bd != lastBackdrop) {
+                        lastBackdrop = bd;
+                        lastOut = ((cb + (bd & 0xFF) * rest) / 255) | (((cg + ((bd >> 8) & 0xFF) * rest) / 255) << 8) |
+                                  (((cr + ((bd >> 16) & 0xFF) * rest) / 255) << 16);
+                    }
+                    out[i] = lastOut;
                 }
             }
         }
     }
 }
 
-void Line(DeviceBitmap& work, int x, int y, int width, int height, const DeviceBitmap& pattern) {
-    PatBlt(work, x, y, width, height, Brush{0, &pattern}, PatRop::PatCopy);
+// Lays the backdrop tile over [left, right) x [top, bottom) of the work bitmap, the tile anchored
+// at the bitmap's origin.
+void LayBackdrop(DeviceBitmap& work, const DeviceBitmap& tile, int left, int top, int right, int bottom) {
+    const int size = tile.Width();
+    for (int sy = top; sy < bottom; ++sy) {
+        const std::uint32_t* from = tile.Row(sy % tile.Height());
+        std::uint32_t* to = work.Row(sy);
+        for (int x = left; x < right; x += size)
+            std::memcpy(to + x, from + (x % size), static_cast<std::size_t>(std::min(size - x % size, right - x)) * 4);
+    }
 }
 
-void Grid(DeviceBitmap& work, const CanvasResources& res, int zoom, int w, int h, int x0, int y0, int x1, int y1) {
-    const CanvasSettings& s = res.settings;
-    const int step = GridStep(zoom);
-    if (s.gridStyle == 2) {
-        // Dots at every column of the range on every step-th row.
-        for (int y = y0; y <= y1; ++y) {
-            if (y % step != 0) continue;
-            for (int x = x0; x <= x1; ++x) work.SetPixel(x * zoom, y * zoom, s.gridColor & 0xFFFFFF);
-        }
-        return;
-    }
-    const int top = y0 * zoom, left = x0 * zoom, tall = (y1 - y0) * zoom + 1, wide = (x1 - x0) * zoom + 1;
-    const auto column = [&](int x, const DeviceBitmap& p) { Line(work, x * zoom, top, 1, tall, p); };
-    const auto row = [&](int y, const DeviceBitmap& p) { Line(work, left, y * zoom, wide, 1, p); };
-    for (int x = x0; x <= x1; ++x)
-        if (x % step == 0) column(x, res.grid);
-    for (int y = y0; y <= y1; ++y)
-        if (y % step == 0) row(y, res.grid);
-    if (s.gridStrongerLine && zoom >= 5 && s.gridStrongerPixelCount > 0) {
-        for (int x = x0; x <= x1; ++x)
-            if (x % s.gridStrongerPixelCount == 0) column(x, res.strongGrid);
-        for (int y = y0; y <= y1; ++y)
-            if (y % s.gridStrongerPixelCount == 0) row(y, res.strongGrid);
-    } else {
-        if (x0 == 0) column(0, res.strongGrid);
-        if (x1 == w) column(w, res.strongGrid);
-        if (y0 == 0) row(0, res.strongGrid);
-        if (y1 == h) row(h, res.strongGrid);
+// Grid lines one screen pixel wide: the columns at screen x of `columns` over rows [top, bottom),
+// each with its pattern, drawn row by row; the 8 x 8 patterns are anchored at the bitmap's origin.
+struct GridColumn {
+    int x;
+    const DeviceBitmap* pattern;
+};
+void GridColumns(DeviceBitmap& work, const std::vector<GridColumn>& columns, int top, int bottom) {
+    bottom = std::min(bottom, work.Height());
+    for (int sy = std::max(0, top); sy < bottom; ++sy) {
+        std::uint32_t* row = work.Row(sy);
+        for (const GridColumn& c : columns) row[c.x] = c.pattern->Row(sy & 7)[c.x & 7];
     }
 }
+
+void GridRow(DeviceBitmap& work, int sy, int left, int right, const DeviceBitmap& pattern) {
+    if (sy < 0 || sy >= work.Height()) return;
+    right = std::min(right, work.Width());
+    std::uint32_t* row = work.Row(sy);
+    const std::uint32_t* p = pattern.Row(sy & 7);
+    int x = std::max(0, left);
+    for (; x < right && (x & 7) != 0; ++x) row[x] = p[x & 7];
+    for (; x + 8 <= right; x += 8) std::memcpy(row + x, p, 8 * sizeof(std::uint32_t));
+    for (; x < right; ++x) row[x] = p[x & 7];
+}
+
+// Which columns and rows of a paint get a grid line, and with which pattern: every step-th one,
+// and the stronger ones over them (every GridStrongerPixelCount-th from zoom 5, else the image's
+// edges). Style 2 draws dots of the grid colour instead, at every column of every step-th row.
+class GridPlan {
+public:
+    GridPlan(const CanvasResources& res, int zoom, int w, int h, int x0, int x1, int workWidth)
+        : res_(res), zoom_(zoom), w_(w), h_(h), x0_(x0), x1_(x1), step_(GridStep(zoom)),
+          stronger_(res.settings.gridStrongerLine && zoom >= 5 && res.settings.gridStrongerPixelCount > 0),
+          valid_(res.grid.Width() == 8 && res.strongGrid.Width() == 8) {
+        if (!valid_ || res.settings.gridStyle == 2) return;
+        for (int x = x0; x <= x1; ++x)
+            if (const DeviceBitmap* p = Pattern(x, w); p != nullptr && x * zoom < workWidth) columns_.push_back({x * zoom, p});
+    }
+
+    // Draws the grid over screen rows [top, bottom) of the work bitmap, within the range.
+    void Draw(DeviceBitmap& work, int top, int bottom) const {
+        if (!valid_) return;
+        if (res_.settings.gridStyle == 2) {
+            for (int sy = top; sy < bottom; ++sy) {
+                if (sy % zoom_ != 0 || (sy / zoom_) % step_ != 0) continue;
+                for (int x = x0_; x <= x1_; ++x) work.SetPixel(x * zoom_, sy, res_.settings.gridColor & 0xFFFFFF);
+            }
+            return;
+        }
+        GridColumns(work, columns_, top, bottom);
+        for (int sy = top; sy < bottom; ++sy)
+            if (sy % zoom_ == 0)
+                if (const DeviceBitmap* p = Pattern(sy / zoom_, h_)) GridRow(work, sy, x0_ * zoom_, x1_ * zoom_ + 1, *p);
+    }
+
+private:
+    [[nodiscard]] const DeviceBitmap* Pattern(int i, int size) const {
+        if (stronger_ ? i % res_.settings.gridStrongerPixelCount == 0 : (i == 0 || i == size)) return &res_.strongGrid;
+        return i % step_ == 0 ? &res_.grid : nullptr;
+    }
+    const CanvasResources& res_;
+    int zoom_, w_, h_, x0_, x1_, step_;
+    bool stronger_, valid_;
+    std::vector<GridColumn> columns_;
+};
 
 // The selection's frame: a line alternating the dark and light pens every 4 pixels, and small
 // white handles with a dark border at the corners and the middle of each side.
@@ -202,9 +263,11 @@ bool CanvasRenderer::Paint(const CanvasImage& image, const CanvasResources& reso
     const int by0 = y0 * zoom / CanvasResources::kTileSize * CanvasResources::kTileSize;
     const int bx1 = static_cast<int>(std::min<std::int64_t>((x1 * zoom / 64 + 1) * 64, zw));
     const int by1 = static_cast<int>(std::min<std::int64_t>((y1 * zoom / 64 + 1) * 64, zh));
-    for (int ty = by0; ty < by1; ty += 64)
-        for (int tx = bx0; tx < bx1; tx += 64)
-            BitBlt(work_, tx, ty, std::min(64, bx1 - tx), std::min(64, by1 - ty), resources.backdrop, 0, 0, Rop::SrcCopy);
+    // The rows of the backdrop's blocks above and below the image rows are laid first; the image
+    // rows are then done one band of zoom screen rows at a time (backdrop, image, grid), so that
+    // each band is still in the cache when the next step comes to it.
+    LayBackdrop(work_, resources.backdrop, bx0, by0, bx1, y0 * zoom);
+    LayBackdrop(work_, resources.backdrop, bx0, y1 * zoom, bx1, by1);
 
     // 2. A floating selection is laid over copies of the image and mask first.
     const DeviceBitmap* color = image.color;
@@ -217,18 +280,27 @@ bool CanvasRenderer::Paint(const CanvasImage& image, const CanvasResources& reso
         mask = &combinedMask_;
     }
 
-    // 3 and 4. The image: AND the mask, then XOR the colours; or blend by the alpha.
-    if (image.alpha) {
-        BlendAlpha(work_, *color, *mask, x0, y0, x1, y1, zoom);
-    } else {
-        StretchBltReplicate(work_, x0 * zoom, y0 * zoom, *mask, x0, y0, x1 - x0, y1 - y0, zoom, Rop::SrcAnd);
-        StretchBltReplicate(work_, x0 * zoom, y0 * zoom, *color, x0, y0, x1 - x0, y1 - y0, zoom, Rop::SrcInvert);
+    const std::optional<GridPlan> grid =
+        view.gridShown ? std::optional<GridPlan>(std::in_place, resources, zoom, w, h, x0, x1, work_.Width()) : std::nullopt;
+    for (int y = y0; y < y1; ++y) {
+        const int top = y * zoom, bottom = (y + 1) * zoom;
+        // 1. The backdrop, laid in 64-pixel blocks aligned to the image so that it never moves.
+        LayBackdrop(work_, resources.backdrop, bx0, top, bx1, bottom);
+        // 3 and 4. The image: AND the mask, then XOR the colours; or blend by the alpha.
+        if (image.alpha) {
+            BlendAlpha(work_, *color, *mask, resources.backdrop, x0, y, x1, y + 1, zoom);
+        } else {
+            StretchBltReplicate(work_, x0 * zoom, top, *mask, x0, y, x1 - x0, 1, zoom, Rop::SrcAnd);
+            StretchBltReplicate(work_, x0 * zoom, top, *color, x0, y, x1 - x0, 1, zoom, Rop::SrcInvert);
+        }
+        // 5. The grid.
+        if (grid) grid->Draw(work_, top, bottom);
     }
-
-    // 5. The grid, or the white closing lines when it is hidden.
-    if (view.gridShown) {
-        Grid(work_, resources, zoom, w, h, x0, y0, x1, y1);
+    if (grid) {
+        // The line under the range's last row.
+        grid->Draw(work_, y1 * zoom, y1 * zoom + 1);
     } else {
+        // The white closing lines when the grid is hidden.
         PatBlt(work_, static_cast<int>(zw), y0 * zoom, 1, (y1 - y0) * zoom + 1, Brush{0xFFFFFF, nullptr}, PatRop::PatCopy);
         PatBlt(work_, x0 * zoom, static_cast<int>(zh), (x1 - x0) * zoom + 1, 1, Brush{0xFFFFFF, nullptr}, PatRop::PatCopy);
     }

@@ -37,7 +37,7 @@ struct CanvasResources {
     DeviceBitmap backdrop;            // 64 x 64
     DeviceBitmap transparentSwatch;   // 8 x 8
     DeviceBitmap invertedSwatch;      // 8 x 8
-    DeviceBitmap grid;                // 8 x 8
+    DeviceBitmap grid;                // 8 x 8 (the canvas relies on that size)
     DeviceBitmap strongGrid;          // 8 x 8
     CanvasSettings settings;          // what they were built from
 
