@@ -159,6 +159,14 @@ bool CKvApp::InitInstance(const QStringList& arguments) {
     // 10. The preferences.
     shell::LoadPreferences(*profile_, prefs);
     ApplyCanvasPreferences();
+    colours.foreground = shell::ProfileColour(prefs.SavedFgRGBColor, 0);
+    colours.background = shell::ProfileColour(prefs.SavedBkRGBColor, editor::kTransparentColour);
+    colours.foregroundIndex8 = prefs.SavedFgIndex8bpp;
+    colours.backgroundIndex8 = prefs.SavedBkIndex8bpp;
+    colours.foregroundIndex1 = prefs.SavedFgIndex1bpp;
+    colours.backgroundIndex1 = prefs.SavedBkIndex1bpp;
+    colours.foregroundOpacity = prefs.FgOpacity;
+    colours.backgroundOpacity = prefs.BkOpacity;
     Step("preferences");
 
     // 11. The splash, while the rest starts.
@@ -239,6 +247,14 @@ bool CKvApp::InitInstance(const QStringList& arguments) {
 
 void CKvApp::ExitInstance() {
     if (!profile_) return;
+    prefs.SavedFgRGBColor = shell::ProfileColourText(colours.foreground);
+    prefs.SavedBkRGBColor = shell::ProfileColourText(colours.background);
+    prefs.SavedFgIndex8bpp = colours.foregroundIndex8;
+    prefs.SavedBkIndex8bpp = colours.backgroundIndex8;
+    prefs.SavedFgIndex1bpp = colours.foregroundIndex1;
+    prefs.SavedBkIndex1bpp = colours.backgroundIndex1;
+    prefs.FgOpacity = colours.foregroundOpacity;
+    prefs.BkOpacity = colours.backgroundOpacity;
     shell::SavePreferences(*profile_, prefs);
     recentFiles.Save(*profile_);
     ownRecentFiles.Save(*profile_);

@@ -14,6 +14,7 @@
 #include "app/shell/app_support.h"
 #include "app/shell/preferences.h"
 #include "app/shell/recent_files.h"
+#include "editor/colour_value.h"
 #include "image/palette.h"
 
 namespace tellurine::app {
@@ -54,6 +55,7 @@ public:
     shell::RecentFileList recentFiles{shell::kRecentFileSection, shell::kRecentFileCount};
     shell::RecentFileList ownRecentFiles{shell::kOwnRecentFileSection, shell::kOwnRecentFileCount};
     Palette palette;
+    editor::ColourSelection colours;  // the colour bar's, kept in section "colors"
     QStringList clipboardFormats;  // the private formats' MIME types, in registration order
     std::vector<int> templates;    // registered document templates, by resource number
     QTimer timer;

@@ -3,6 +3,7 @@
 #include <QAction>
 #include <QCloseEvent>
 #include <QDir>
+#include <QDockWidget>
 #include <QFileInfo>
 #include <QGuiApplication>
 #include <QScreen>
@@ -16,6 +17,7 @@
 #include <QToolBar>
 #include <QUrl>
 
+#include "app/color_bar.h"
 #include "app/dialogs.h"
 #include "app/documents.h"
 #include "app/icon_frame.h"
@@ -111,6 +113,14 @@ CMainFrame::CMainFrame(CKvApp& app) : app_(app) {
     mdiArea->setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
     setCentralWidget(mdiArea);
     CreateActions();
+    colorBar = new CColorBar(app_.colours, this);
+    auto* colorDock = new QDockWidget(text::kColorBarTitle, this);
+    colorDock->setObjectName("colorBar");
+    colorDock->setWidget(colorBar);
+    colorDock->setFeatures(QDockWidget::DockWidgetMovable | QDockWidget::DockWidgetClosable);
+    addDockWidget(Qt::BottomDockWidgetArea, colorDock);
+    actColorBar = colorDock->toggleViewAction();
+    actColorBar->setText(text::kColorBar);
     CreateMenus();
     statusBar()->showMessage(text::kReady);
     formatPane = new QLabel(this);
@@ -208,6 +218,7 @@ void CMainFrame::CreateMenus() {
     actFormatBar->setChecked(app_.prefs.ShowIcoFormatBar != 0);
     connect(actFormatBar, &QAction::toggled, this, &CMainFrame::OnViewFormatBar);
     view->addAction(actFormatBar);
+    view->addAction(actColorBar);
     view->addSeparator();
     view->addAction(actZoomIn);
     view->addAction(actZoomOut);
@@ -309,6 +320,10 @@ void CMainFrame::updateActions() {
                          .arg(format->Icon().IsCompressed() ? text::kCompressedSuffix : "");
     }
     formatPane->setText(status);
+    // The colour bar offers what the edited format's depth can hold.
+    CIconObject* edited = project != nullptr && canvas != nullptr ? project->Doc().GetFormat(canvas->Format()) : nullptr;
+    colorBar->SetFormat(edited != nullptr ? edited->BitCount() : 0,
+                        edited != nullptr && edited->BitCount() == 8 ? edited->Icon().BuildDisplayPalette() : Palette{});
     FillRecentMenus();
 }
 

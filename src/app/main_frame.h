@@ -15,6 +15,7 @@ class CKvApp;
 class CKvDocument;
 class CIconDocMDI;
 class CIconProject;
+class CColorBar;
 
 // A status-bar pane whose text may start with "@n": the number of a small picture drawn at the
 // start of the pane (0 a pointer, 1 a selection frame), followed by the rest of the text.
@@ -88,6 +89,8 @@ public:
     QMenu* recentMenu = nullptr;
     QMenu* moreRecentMenu = nullptr;
     QLabel* formatPane = nullptr;
+    CColorBar* colorBar = nullptr;
+    QAction* actColorBar = nullptr;
     CStatusPane* pointerPane = nullptr;    // pane 4
     CStatusPane* selectionPane = nullptr;  // pane 5
 

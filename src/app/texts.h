@@ -103,6 +103,13 @@ inline constexpr const char* kPropertiesSize = "Size:";
 inline constexpr const char* kPropertiesDepth = "Colors:";
 inline constexpr const char* kPropertiesCompressed = "&Compressed (stored as PNG)";
 
+// The colour bar.
+inline constexpr const char* kColorBar = "&Color Bar";
+inline constexpr const char* kColorBarTitle = "Colors";
+inline constexpr const char* kForegroundOpacity = "Opacity of the foreground colour";
+inline constexpr const char* kBackgroundOpacity = "Opacity of the background colour";
+inline constexpr const char* kChooseColour = "Choose a Color";
+
 // Windows and dialogs.
 inline constexpr const char* kWhatsNewTitle = "What's New";
 inline constexpr const char* kFormatsTitle = "Formats";

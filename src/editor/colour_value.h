@@ -61,4 +61,15 @@ ColourValue IndexColourValue(int index, int bits);
 // the 1-bit index selection for 1 bit.
 ColourValue DrawingColour(const ColourSelection& colours, int bits, bool foreground);
 
+// Chooses a colour for the foreground or the background while a format of `bits` bits per pixel
+// is edited: an 8-bit format takes a palette entry (0x01000000 + i) or the transparent or inverted
+// colour into its index selection, a 1-bit format a grey (its level is the index) or those two,
+// and the other depths any colour value. A value the depth cannot hold changes nothing. True when
+// the selection changed.
+bool PickColour(ColourSelection& colours, int bits, bool foreground, ColourValue value);
+
+// The colour a value shows as a sample, with `palette` for palette entries; the transparent and
+// inverted colours have no single colour (their swatches are patterns) and give `fallback`.
+COLORREF SampleColour(ColourValue value, const Palette& palette, COLORREF fallback = 0xFFFFFF);
+
 }  // namespace tellurine::editor

@@ -7,6 +7,9 @@
 #include <QLabel>
 #include <QScrollBar>
 
+#include <QSlider>
+
+#include "app/color_bar.h"
 #include "app/documents.h"
 #include "app/main_frame.h"
 #include "app/icon_frame.h"
@@ -23,6 +26,7 @@ private slots:
     void thumbnailsAreDrawnForTheScreensDensity();
     void canvasShowsTheFormatMagnifiedAndZooms();
     void mainWindowShowsTheCanvasTitlePointerAndProperties();
+    void colourBarFollowsTheEditedDepth();
     void newIconDialogKeepsEachSystemsChoices();
 };
 
@@ -190,6 +194,57 @@ void FramesTest::mainWindowShowsTheCanvasTitlePointerAndProperties() {
     QCOMPARE(s.prompts->dialogs.back(), QString("tellurine::app::CDialFormatProperties"));
     QCOMPARE(project->Doc().GetFormat(current)->Icon().IsCompressed(), !compressed);
     QVERIFY(project->IsModified());
+}
+
+void FramesTest::colourBarFollowsTheEditedDepth() {
+    StartedApp s;
+    const QString path = s.Path("icon.ico");
+    WriteProject(path, {{16, 8}, {16, 32}, {16, 1}});
+    s.app->OpenDocumentFile(path);
+    CMainFrame* main = s.app->MainFrame();
+    CIconDocMDI* frame = main->ActiveIconFrame();
+    CColorBar* bar = main->colorBar;
+    CIconProject* project = qobject_cast<CIconProject*>(main->ActiveDocument());
+    const auto formatOfDepth = [&](int bits) {
+        for (int i = 0; i < project->Doc().GetFormatCount(); ++i)
+            if (project->Doc().GetFormat(i)->BitCount() == bits) return i;
+        return -1;
+    };
+
+    // 8 bits: the palette's entries; a left click chooses the foreground, a right click on the
+    // transparent swatch the background.
+    frame->formatBar->SetCurrentFormat(formatOfDepth(8));
+    QCOMPARE(bar->Bits(), 8);
+    QCOMPARE(bar->Cells().size(), std::size_t{256});
+    QVERIFY(!bar->foregroundOpacity->isEnabled());
+    QTest::mouseClick(bar, Qt::LeftButton, Qt::NoModifier, bar->CellRect(37).center());
+    QCOMPARE(s.app->colours.foregroundIndex8, 37);
+    QTest::mouseClick(bar, Qt::RightButton, Qt::NoModifier, bar->InvertedRect().center());
+    QCOMPARE(s.app->colours.backgroundIndex8, editor::kInvertedIndex);
+    const QImage shot = bar->grab().toImage();
+    const PaletteEntry entry = project->Doc().GetFormat(formatOfDepth(8))->Icon().BuildDisplayPalette().entries[37];
+    QCOMPARE(shot.pixelColor(bar->ForegroundRect().center()), QColor(entry.red, entry.green, entry.blue));
+
+    // 1 bit: black and white; 32 bits: colours and the opacities.
+    frame->formatBar->SetCurrentFormat(formatOfDepth(1));
+    QCOMPARE(bar->Cells(), (std::vector<editor::ColourValue>{0x000000, 0xFFFFFF}));
+    QTest::mouseClick(bar, Qt::LeftButton, Qt::NoModifier, bar->CellRect(1).center());
+    QCOMPARE(s.app->colours.foregroundIndex1, 255);
+    frame->formatBar->SetCurrentFormat(formatOfDepth(32));
+    QVERIFY(bar->foregroundOpacity->isEnabled());
+    QTest::mouseClick(bar, Qt::LeftButton, Qt::NoModifier, bar->CellRect(2).center());
+    QCOMPARE(s.app->colours.foreground, bar->Cells()[2]);
+    bar->foregroundOpacity->setValue(100);
+    QCOMPARE(s.app->colours.foregroundOpacity, 100);
+
+    // The choices are kept in section "colors".
+    s.app->ExitInstance();
+    QSettings ini(s.ProfilePath(), QSettings::IniFormat);
+    QCOMPARE(ini.value("colors/8bppSavedFgIndex").toInt(), 37);
+    QCOMPARE(ini.value("colors/8bppSavedBkIndex").toInt(), editor::kInvertedIndex);
+    QCOMPARE(ini.value("colors/FgOpacity").toInt(), 100);
+    QCOMPARE(ini.value("colors/SavedFgRGBColor").toString(), QString::number(bar->Cells()[2]));
+    QCOMPARE(ini.value("colors/SavedBkRGBColor").toString(), QString::number(editor::kTransparentColour));
 }
 
 QTEST_MAIN(FramesTest)

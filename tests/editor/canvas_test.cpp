@@ -276,6 +276,30 @@ TEST(ColourValues, ReadingRuleAndDrawingColourByDepth) {
     EXPECT_EQ(DrawingColour(c, 8, false), kTransparentColour);  // 65535
     c.backgroundIndex1 = kInvertedIndex;
     EXPECT_EQ(DrawingColour(c, 1, false), kInvertedColour);
+
+    // Picking follows the edited depth; what a depth cannot hold changes nothing.
+    ColourSelection p;
+    EXPECT_TRUE(PickColour(p, 8, true, 0x01000020));
+    EXPECT_EQ(p.foregroundIndex8, 0x20);
+    EXPECT_FALSE(PickColour(p, 8, true, 0x00123456));
+    EXPECT_TRUE(PickColour(p, 8, false, kInvertedColour));
+    EXPECT_EQ(p.backgroundIndex8, kInvertedIndex);
+    EXPECT_TRUE(PickColour(p, 1, true, 0xFFFFFF));
+    EXPECT_EQ(p.foregroundIndex1, 255);
+    EXPECT_FALSE(PickColour(p, 1, true, 0x00FF00));
+    EXPECT_TRUE(PickColour(p, 32, false, 0x00FF00));
+    EXPECT_EQ(p.background, 0x00FF00u);
+    EXPECT_FALSE(PickColour(p, 24, false, 0x01000003));  // a palette entry means nothing in true colour
+    EXPECT_TRUE(PickColour(p, 4, true, kTransparentColour));
+    EXPECT_EQ(DrawingColour(p, 4, true), kTransparentColour);
+    EXPECT_EQ(p.foregroundIndex8, 0x20);  // the 8-bit selection is kept for 8-bit formats
+
+    Palette palette;
+    palette.entries = {{1, 2, 3, 0}, {4, 5, 6, 0}};
+    EXPECT_EQ(SampleColour(0x01000001, palette), RGB(4, 5, 6));
+    EXPECT_EQ(SampleColour(0x01000009, palette, 7), 7u);
+    EXPECT_EQ(SampleColour(kTransparentColour, palette, 7), 7u);
+    EXPECT_EQ(SampleColour(0x00ABCDEF, palette), 0xABCDEFu);
 }
 
 }  // namespace

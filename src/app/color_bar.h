@@ -1,0 +1,55 @@
+// The colour bar: the foreground and background colours a tool draws with, and what they can be
+// chosen from while the active format is edited: its palette (8 bits), black and white (1 bit) or
+// a set of colours and the colour dialog (true colour), the transparent and inverted swatches,
+// and the opacities used on formats with alpha.
+#pragma once
+
+#include <QWidget>
+
+#include "editor/colour_value.h"
+#include "image/palette.h"
+
+class QSlider;
+
+namespace tellurine::app {
+
+class CColorBar : public QWidget {
+    Q_OBJECT
+public:
+    CColorBar(editor::ColourSelection& colours, QWidget* parent = nullptr);
+
+    // The edited format's depth (0 when none) and, for 8 bits, its palette.
+    void SetFormat(int bits, const Palette& palette);
+    [[nodiscard]] int Bits() const { return bits_; }
+    // The colour values the cells offer, left to right, top to bottom.
+    [[nodiscard]] const std::vector<editor::ColourValue>& Cells() const { return cells_; }
+    [[nodiscard]] QRect CellRect(std::size_t index) const;
+    [[nodiscard]] QRect ForegroundRect() const;
+    [[nodiscard]] QRect BackgroundRect() const;
+    [[nodiscard]] QRect TransparentRect() const;
+    [[nodiscard]] QRect InvertedRect() const;
+    [[nodiscard]] QSize sizeHint() const override;
+
+    QSlider* foregroundOpacity = nullptr;
+    QSlider* backgroundOpacity = nullptr;
+
+signals:
+    void coloursChanged();
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseDoubleClickEvent(QMouseEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+
+private:
+    void Pick(bool foreground, editor::ColourValue value);
+    void DrawSample(QPainter& painter, const QRect& rect, editor::ColourValue value) const;
+    void LayOutSliders();
+    editor::ColourSelection& colours_;
+    int bits_ = 0;
+    Palette palette_;
+    std::vector<editor::ColourValue> cells_;
+};
+
+}  // namespace tellurine::app
