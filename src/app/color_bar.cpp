@@ -54,6 +54,7 @@ CColorBar::CColorBar(editor::ColourSelection& colours, QWidget* parent) : QWidge
         emit coloursChanged();
     });
     SetFormat(0, {});
+    setMinimumSize(sizeHint());
 }
 
 void CColorBar::SetFormat(int bits, const Palette& palette) {
@@ -76,7 +77,7 @@ void CColorBar::SetFormat(int bits, const Palette& palette) {
     update();
 }
 
-QSize CColorBar::sizeHint() const { return {kCellsLeft + 32 * kCell + 140, 2 * kMargin + kSwatch + 24}; }
+QSize CColorBar::sizeHint() const { return {kCellsLeft + 32 * 9 + 140, 2 * kMargin + 8 * 9 + 4}; }
 
 QRect CColorBar::ForegroundRect() const { return {kMargin, kMargin, kSwatch, kSwatch}; }
 QRect CColorBar::BackgroundRect() const { return {kMargin + 16, kMargin + 16, kSwatch, kSwatch}; }

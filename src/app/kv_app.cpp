@@ -19,6 +19,7 @@
 #include "app/icon_view.h"
 #include "app/image_convert.h"
 #include "app/main_frame.h"
+#include "app/prefs_dialog.h"
 #include "app/qsettings_profile.h"
 #include "app/texts.h"
 #include "formats/icon_project.h"
@@ -459,6 +460,16 @@ void CKvApp::ApplyCanvasPreferences() {
     canvas.previewColor = shell::ProfileColour(prefs.PreviewColor, 0xE1E1E1) & 0xFFFFFF;
     if (mainFrame_)
         for (QWidget* w : mainFrame_->findChildren<QWidget*>()) w->update();
+}
+
+bool CKvApp::EditPreferences(QWidget* parent) {
+    CPrefsPropertySheet sheet(prefs, parent);
+    if (prompts_->Exec(sheet) != QDialog::Accepted) return false;
+    prefs = sheet.Values();
+    ApplyCanvasPreferences();
+    shell::SavePreferences(*profile_, prefs);
+    profile_->Sync();
+    return true;
 }
 
 // ---- Saving ------------------------------------------------------------------------------------

@@ -92,6 +92,8 @@ public:
     // Builds the canvas's shared patterns and new-view defaults from the preferences and repaints
     // every open window.
     void ApplyCanvasPreferences();
+    // The preferences dialog: on OK the values are taken, applied to every window and saved.
+    bool EditPreferences(QWidget* parent);
 
     void AddToRecentFileList(const QString& path);
     // Whether the program's own list shows a path: those that the framework's list does not.

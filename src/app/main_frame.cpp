@@ -174,6 +174,7 @@ void CMainFrame::CreateActions() {
     actDisplayGrid = make(text::kDisplayGrid, QKeySequence(Qt::Key_G), &CMainFrame::OnDisplayGrid);
     actDisplayGrid->setCheckable(true);
     actProperties = make(text::kProperties, QKeySequence(Qt::ALT | Qt::Key_Return), &CMainFrame::OnProperties);
+    actPreferences = make(text::kPreferences, QKeySequence::Preferences, &CMainFrame::OnPreferences);
     actWhatsNew = make(text::kWhatsNew, QKeySequence(), &CMainFrame::OnHelpWhatsNew);
     actAbout = make(text::kAbout, QKeySequence(), &CMainFrame::OnHelpAbout);
 }
@@ -197,6 +198,8 @@ void CMainFrame::CreateMenus() {
     icon->addAction(actDeleteFormat);
     icon->addSeparator();
     icon->addAction(actProperties);
+    icon->addSeparator();
+    icon->addAction(actPreferences);
 
     QToolBar* tools = addToolBar(text::kToolBar);
     tools->setObjectName("standardToolBar");
@@ -415,6 +418,8 @@ void CMainFrame::OnProperties() {
 }
 
 void CMainFrame::OnPointerMoved(int x, int y, bool) { pointerPane->SetText(QString::asprintf(text::kPointerPane, x, y)); }
+
+void CMainFrame::OnPreferences() { app_.EditPreferences(this); }
 
 void CMainFrame::OnWindowCascade() { mdiArea->cascadeSubWindows(); }
 void CMainFrame::OnWindowTile() { mdiArea->tileSubWindows(); }

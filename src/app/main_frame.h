@@ -84,6 +84,7 @@ public:
     QAction* actFitToWindow = nullptr;
     QAction* actDisplayGrid = nullptr;
     QAction* actProperties = nullptr;
+    QAction* actPreferences = nullptr;
     QAction* actWhatsNew = nullptr;
     QAction* actAbout = nullptr;
     QMenu* recentMenu = nullptr;
@@ -121,6 +122,7 @@ public slots:
     void OnDisplayGrid();
     void OnProperties();
     void OnPointerMoved(int x, int y, bool inside);
+    void OnPreferences();
     void OnWindowCascade();
     void OnWindowTile();
     void OnWindowCloseAll();

@@ -110,6 +110,25 @@ inline constexpr const char* kForegroundOpacity = "Opacity of the foreground col
 inline constexpr const char* kBackgroundOpacity = "Opacity of the background colour";
 inline constexpr const char* kChooseColour = "Choose a Color";
 
+// Preferences.
+inline constexpr const char* kPreferences = "&Preferences...";
+inline constexpr const char* kPreferencesTitle = "Preferences";
+inline constexpr const char* kCanvasPage = "Canvas";
+inline constexpr const char* kTransparencyStyle = "&Transparency:";
+inline constexpr const char* kTransparencyStyles[] = {"Plain colour",           "Checkerboard of 4 pixels",
+                                                      "Checkerboard of 8 pixels", "Checkerboard of 16 pixels",
+                                                      "Checkerboard of 32 pixels", "Checkerboard of 1 pixel"};
+inline constexpr const char* kColourScheme = "Colour &scheme:";
+inline constexpr const char* kTransparentColour1 = "First colour:";
+inline constexpr const char* kTransparentColour2 = "Second colour:";
+inline constexpr const char* kGridStyle = "&Grid:";
+inline constexpr const char* kGridStyles[] = {"Solid lines", "Dotted lines", "Dots at the crossings"};
+inline constexpr const char* kGridColour = "Grid colour:";
+inline constexpr const char* kStrongerLines = "Stronger line every";
+inline constexpr const char* kPreviewColour = "Preview background:";
+inline constexpr const char* kShowGridNewViews = "Show the grid in new windows";
+inline constexpr const char* kAutoZoomNewViews = "Fit new windows to their size (auto zoom)";
+
 // Windows and dialogs.
 inline constexpr const char* kWhatsNewTitle = "What's New";
 inline constexpr const char* kFormatsTitle = "Formats";

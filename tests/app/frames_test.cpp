@@ -7,11 +7,15 @@
 #include <QLabel>
 #include <QScrollBar>
 
+#include <QCheckBox>
+#include <QComboBox>
 #include <QSlider>
+#include <QSpinBox>
 
 #include "app/color_bar.h"
 #include "app/documents.h"
 #include "app/main_frame.h"
+#include "app/prefs_dialog.h"
 #include "app/icon_frame.h"
 #include "app/image_convert.h"
 #include "app_test_support.h"
@@ -27,6 +31,7 @@ private slots:
     void canvasShowsTheFormatMagnifiedAndZooms();
     void mainWindowShowsTheCanvasTitlePointerAndProperties();
     void colourBarFollowsTheEditedDepth();
+    void displayPreferencesRepaintEveryWindowAndAreSaved();
     void newIconDialogKeepsEachSystemsChoices();
 };
 
@@ -245,6 +250,47 @@ void FramesTest::colourBarFollowsTheEditedDepth() {
     QCOMPARE(ini.value("colors/FgOpacity").toInt(), 100);
     QCOMPARE(ini.value("colors/SavedFgRGBColor").toString(), QString::number(bar->Cells()[2]));
     QCOMPARE(ini.value("colors/SavedBkRGBColor").toString(), QString::number(editor::kTransparentColour));
+}
+
+void FramesTest::displayPreferencesRepaintEveryWindowAndAreSaved() {
+    StartedApp s;
+    const QString path = s.Path("icon.ico");
+    WriteProject(path, {{16, 32}});
+    s.app->OpenDocumentFile(path);
+    CIconView* view = s.app->MainFrame()->ActiveIconFrame()->view;
+    const auto corner = [&] {
+        // The top-left pixel of the image is transparent: it shows the backdrop.
+        const editor::CanvasPlacement at = view->Placement();
+        return view->viewport()->grab().toImage().pixelColor(at.originX + 2, at.originY + 2);
+    };
+    QVERIFY(corner() == QColor(0xEB, 0xEB, 0xEB) || corner() == QColor(255, 255, 255));
+
+    // The dark scheme on a plain backdrop, no grid in new windows, stronger lines every 4.
+    s.prompts->dialogActions.push_back(Accept<CPrefsPropertySheet>([](CPrefsPropertySheet& d) {
+        d.transparencyStyle->setCurrentIndex(0);
+        d.colourScheme->setCurrentIndex(4);
+        QCOMPARE(CPrefsPropertySheet::ButtonColour(d.transparentColor1), 0x303030u);
+        d.showGrid->setChecked(false);
+        d.strongerSpacing->setValue(4);
+    }));
+    s.app->MainFrame()->actPreferences->trigger();
+    QCOMPARE(s.app->prefs.TransparencyStyle, 0);
+    QCOMPARE(s.app->prefs.TransparencyColorSheme, 4);
+    QCOMPARE(SharedCanvas().resources.settings.gridStrongerPixelCount, 4);
+    QVERIFY(!SharedCanvas().showGrid);
+    QCOMPARE(corner(), QColor(0x30, 0x30, 0x30));
+    QSettings ini(s.ProfilePath(), QSettings::IniFormat);
+    QCOMPARE(ini.value("prefs/TransparentColor1").toString(), QString::number(0x303030));
+    QCOMPARE(ini.value("prefs/TransparencyStyle").toInt(), 0);
+    QCOMPARE(ini.value("specs/ShowGrid").toInt(), 0);
+    QCOMPARE(ini.value("prefs/GridStrongerPixelCount").toInt(), 4);
+
+    // Cancelling changes nothing.
+    s.prompts->dialogActions.push_back([](QDialog&) { return int(QDialog::Rejected); });
+    s.app->MainFrame()->actPreferences->trigger();
+    QCOMPARE(s.app->prefs.TransparencyColorSheme, 4);
+    // The shared patterns go back to the defaults for the tests that follow.
+    SharedCanvas() = CanvasContext{};
 }
 
 QTEST_MAIN(FramesTest)

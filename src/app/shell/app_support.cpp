@@ -110,3 +110,16 @@ std::string AbbreviatePath(const std::string& path, std::size_t maxLength) {
 }
 
 }  // namespace tellurine::shell
+
+namespace tellurine::shell {
+
+std::span<const TransparencyScheme> TransparencySchemes() {
+    static constexpr TransparencyScheme kSchemes[] = {
+        {"Custom", 0xEBEBEB, 0xFFFFFF},       {"Grey", 0xC0C0C0, 0xE0E0E0},
+        {"Light", 0xEBEBEB, 0xFFFFFF},        {"Medium", 0xA0A0A0, 0xC8C8C8},
+        {"Dark", 0x303030, 0x484848},         {"Blue", 0xF0D8C0, 0xFFF0E0},
+    };
+    return kSchemes;
+}
+
+}  // namespace tellurine::shell

@@ -3,6 +3,8 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -58,5 +60,19 @@ std::string RawCommandLine(const std::vector<std::string>& arguments);
 // fits, else its first folder, "..." and the file name, else the file name alone, cut with "..."
 // when even that is too long.
 std::string AbbreviatePath(const std::string& path, std::size_t maxLength = 30);
+
+}  // namespace tellurine::shell
+
+namespace tellurine::shell {
+
+// The colour schemes the preferences dialog offers for the transparency backdrop
+// (TransparencyColorSheme), each filling TransparentColor1 and TransparentColor2; scheme 0 keeps
+// the colours the user chose.
+struct TransparencyScheme {
+    const char* name;
+    std::uint32_t color1;  // 0x00BBGGRR
+    std::uint32_t color2;
+};
+std::span<const TransparencyScheme> TransparencySchemes();
 
 }  // namespace tellurine::shell
