@@ -12,6 +12,9 @@
 #include <QMenuBar>
 #include <QMimeData>
 #include <QPainter>
+#include <QPrintDialog>
+#include <QPrintPreviewDialog>
+#include <QPrinter>
 #include <QStatusBar>
 #include <QStyle>
 #include <QToolBar>
@@ -22,7 +25,9 @@
 #include "app/documents.h"
 #include "app/icon_frame.h"
 #include "app/icon_view.h"
+#include "app/image_convert.h"
 #include "app/kv_app.h"
+#include "app/print.h"
 #include "app/texts.h"
 #include "icon/format_maker.h"
 
@@ -160,6 +165,8 @@ void CMainFrame::CreateActions() {
     actClose = make(text::kClose, QKeySequence(Qt::CTRL | Qt::Key_F4), &CMainFrame::OnFileClose);
     actSave = make(text::kSave, QKeySequence::Save, &CMainFrame::OnFileSave, QStyle::SP_DialogSaveButton);
     actSaveAs = make(text::kSaveAs, QKeySequence::SaveAs, &CMainFrame::OnFileSaveAs);
+    actPrint = make(text::kPrint, QKeySequence::Print, &CMainFrame::OnFilePrint);
+    actPrintPreview = make(text::kPrintPreview, QKeySequence(), &CMainFrame::OnFilePrintPreview);
     actExit = new QAction(text::kExit, this);
     actExit->setShortcut(QKeySequence(Qt::ALT | Qt::Key_F4));
     connect(actExit, &QAction::triggered, this, &QWidget::close);
@@ -187,6 +194,9 @@ void CMainFrame::CreateMenus() {
     file->addSeparator();
     file->addAction(actSave);
     file->addAction(actSaveAs);
+    file->addSeparator();
+    file->addAction(actPrint);
+    file->addAction(actPrintPreview);
     file->addSeparator();
     recentMenu = file->addMenu(text::kRecentFiles);
     moreRecentMenu = file->addMenu(text::kMoreRecentFiles);
@@ -306,6 +316,8 @@ void CMainFrame::updateActions() {
     actDisplayGrid->setEnabled(canvas != nullptr);
     actDisplayGrid->setChecked(canvas != nullptr && canvas->GridShown());
     actProperties->setEnabled(canvas != nullptr);
+    actPrint->setEnabled(canvas != nullptr);
+    actPrintPreview->setEnabled(canvas != nullptr);
     if (canvas == nullptr) pointerPane->SetText({});
     const bool windows = !Children().empty();
     actCascade->setEnabled(windows);
@@ -420,6 +432,35 @@ void CMainFrame::OnProperties() {
 void CMainFrame::OnPointerMoved(int x, int y, bool) { pointerPane->SetText(QString::asprintf(text::kPointerPane, x, y)); }
 
 void CMainFrame::OnPreferences() { app_.EditPreferences(this); }
+
+bool CMainFrame::ActivePrintPage(PrintPage& page) {
+    auto* project = qobject_cast<CIconProject*>(ActiveDocument());
+    CIconDocMDI* frame = ActiveIconFrame();
+    const CIconObject* format = project != nullptr && frame != nullptr ? project->Doc().GetFormat(frame->CurrentFormat()) : nullptr;
+    if (format == nullptr) return false;
+    page.picture = ImageFromIcon(format->Icon());
+    page.header = project->Title();
+    page.footer = QString(text::kPrintFooter).arg(format->Width()).arg(format->Height()).arg(format->BitCount());
+    page.headerAndFooter = app_.prefs.PrintHeaderFooter != 0;
+    return true;
+}
+
+void CMainFrame::OnFilePrint() {
+    PrintPage page;
+    if (!ActivePrintPage(page)) return;
+    QPrinter printer(QPrinter::HighResolution);
+    QPrintDialog dialog(&printer, this);
+    if (dialog.exec() == QDialog::Accepted) PrintFormatPage(printer, page);
+}
+
+void CMainFrame::OnFilePrintPreview() {
+    PrintPage page;
+    if (!ActivePrintPage(page)) return;
+    QPrinter printer(QPrinter::HighResolution);
+    QPrintPreviewDialog preview(&printer, this);
+    connect(&preview, &QPrintPreviewDialog::paintRequested, this, [&page](QPrinter* p) { PrintFormatPage(*p, page); });
+    preview.exec();
+}
 
 void CMainFrame::OnWindowCascade() { mdiArea->cascadeSubWindows(); }
 void CMainFrame::OnWindowTile() { mdiArea->tileSubWindows(); }

@@ -70,6 +70,8 @@ public:
     QAction* actClose = nullptr;
     QAction* actSave = nullptr;
     QAction* actSaveAs = nullptr;
+    QAction* actPrint = nullptr;
+    QAction* actPrintPreview = nullptr;
     QAction* actExit = nullptr;
     QAction* actNewFormat = nullptr;
     QAction* actDeleteFormat = nullptr;
@@ -123,6 +125,8 @@ public slots:
     void OnProperties();
     void OnPointerMoved(int x, int y, bool inside);
     void OnPreferences();
+    void OnFilePrint();
+    void OnFilePrintPreview();
     void OnWindowCascade();
     void OnWindowTile();
     void OnWindowCloseAll();
@@ -140,6 +144,8 @@ private:
     void CreateActions();
     void CreateMenus();
     void FillRecentMenus();
+    // What printing the active window's format puts on the page; false without one.
+    bool ActivePrintPage(struct PrintPage& page);
     CKvApp& app_;
 };
 

@@ -1,6 +1,8 @@
 // What the windows draw: the format bar's thumbnails (crisp on dense screens), the view's picture
 // at its own size and magnified, and the new-icon dialog keeping each system's choices.
 #include <QCheckBox>
+#include <QPainter>
+#include <QPdfWriter>
 #include <QListWidget>
 #include <QRadioButton>
 
@@ -8,6 +10,8 @@
 #include <QScrollBar>
 
 #include <QCheckBox>
+#include <QPainter>
+#include <QPdfWriter>
 #include <QComboBox>
 #include <QSlider>
 #include <QSpinBox>
@@ -16,6 +20,7 @@
 #include "app/documents.h"
 #include "app/main_frame.h"
 #include "app/prefs_dialog.h"
+#include "app/print.h"
 #include "app/icon_frame.h"
 #include "app/image_convert.h"
 #include "app_test_support.h"
@@ -32,6 +37,7 @@ private slots:
     void mainWindowShowsTheCanvasTitlePointerAndProperties();
     void colourBarFollowsTheEditedDepth();
     void displayPreferencesRepaintEveryWindowAndAreSaved();
+    void printingFitsTheFormatToThePage();
     void newIconDialogKeepsEachSystemsChoices();
 };
 
@@ -291,6 +297,37 @@ void FramesTest::displayPreferencesRepaintEveryWindowAndAreSaved() {
     QCOMPARE(s.app->prefs.TransparencyColorSheme, 4);
     // The shared patterns go back to the defaults for the tests that follow.
     SharedCanvas() = CanvasContext{};
+}
+
+void FramesTest::printingFitsTheFormatToThePage() {
+    PrintPage page;
+    page.picture = ImageFromIcon(MakeFormat(16, 32));
+    page.header = "icon.ico";
+    page.footer = "16 x 16, 32 bits";
+    for (const bool headerAndFooter : {true, false}) {
+        page.headerAndFooter = headerAndFooter;
+        QImage sheet(800, 1000, QImage::Format_ARGB32);
+        sheet.fill(Qt::white);
+        QPainter painter(&sheet);
+        const QRect target = PaintPrintPage(painter, sheet.rect(), page);
+        painter.end();
+        // Scaled to fit the width, centred, pixel for pixel.
+        QCOMPARE(target.width(), 800);
+        QCOMPARE(target.height(), 800);
+        if (!headerAndFooter) QCOMPARE(target.center().y(), 499);
+        const int cell = 800 / 16;
+        QCOMPARE(sheet.pixelColor(target.left() + 5 * cell + 2, target.top() + 7 * cell + cell - 2), page.picture.pixelColor(5, 7));
+        // The header is printed above the picture when asked for.
+        bool ink = false;
+        for (int y = 0; y < target.top(); ++y)
+            for (int x = 300; x < 500; ++x) ink |= sheet.pixelColor(x, y) != QColor(Qt::white);
+        QCOMPARE(ink, headerAndFooter);
+    }
+    // A PDF file, as a printer would receive the page.
+    QTemporaryDir dir;
+    QPdfWriter pdf(dir.filePath("format.pdf"));
+    QVERIFY(PrintFormatPage(pdf, page));
+    QVERIFY(ReadAll(dir.filePath("format.pdf")).startsWith("%PDF"));
 }
 
 QTEST_MAIN(FramesTest)
