@@ -8,6 +8,7 @@
 #include <QGuiApplication>
 #include <QScreen>
 #include <QLabel>
+#include <QLayout>
 #include <QMdiArea>
 #include <QMenuBar>
 #include <QMimeData>
@@ -263,8 +264,9 @@ CKvMdiChild* CMainFrame::AddDocumentWindow(CKvDocument* document, QWidget* frame
     if (auto* project = qobject_cast<CIconProject*>(document))
         connect(project, &CIconProject::formatsChanged, this, &CMainFrame::updateActions);
     connect(child, &QObject::destroyed, this, &CMainFrame::updateActions, Qt::QueuedConnection);
-    // Before the main window is first shown its area has no size yet: the window's own size counts.
-    const QSize area = mdiArea->isVisible() ? mdiArea->size() : size() - QSize(20, 140);
+    // Before the main window is first shown its layout has not placed the area yet.
+    if (!mdiArea->isVisible()) layout()->activate();
+    const QSize area = mdiArea->size();
     child->resize(frame->sizeHint().expandedTo(QSize(760, 540)).expandedTo(area * 0.75).boundedTo(area * 0.95));
     child->setWindowIcon(windowIcon());
     if (app_.prefs.MaximizeOnOpen != 0) child->showMaximized();
