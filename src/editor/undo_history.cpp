@@ -1,0 +1,60 @@
+#include "editor/undo_history.h"
+
+#include <algorithm>
+
+namespace tellurine::editor {
+
+void UndoHistory::Record(const FormatState& state, bool keepPosition) {
+    if (position_ == count_) {
+        entries_[static_cast<std::size_t>(count_)].reset();
+    } else {
+        // Recording after an undo discards what could have been redone.
+        for (int i = position_; i <= count_ && i < kEntries; ++i) entries_[static_cast<std::size_t>(i)].reset();
+        count_ = position_;
+    }
+    if (count_ == kMaxSteps && !keepPosition) {
+        // The oldest state makes room; the slot after the last one stays free for undo's use.
+        std::move(entries_.begin() + 1, entries_.end(), entries_.begin());
+        entries_.back().reset();
+        --count_;
+        position_ = count_;
+    }
+    entries_[static_cast<std::size_t>(count_)] = state;
+    if (!keepPosition && count_ < kMaxSteps) {
+        ++count_;
+        ++position_;
+    }
+}
+
+bool UndoHistory::Undo(FormatState& state) {
+    if (!CanUndo()) return false;
+    if (position_ == count_) Record(state, true);
+    --position_;
+    Restore(position_, state);
+    return true;
+}
+
+bool UndoHistory::Redo(FormatState& state) {
+    if (!CanRedo() || !entries_[static_cast<std::size_t>(position_ + 1)]) return false;
+    ++position_;
+    Restore(position_, state);
+    return true;
+}
+
+void UndoHistory::Restore(int index, FormatState& state) const {
+    const std::optional<FormatState>& entry = entries_[static_cast<std::size_t>(index)];
+    if (!entry) return;
+    state = *entry;
+    state.selectionActive = !(entry->selection.left == -1 && entry->selection.top == -1 &&
+                              entry->selection.right == -1 && entry->selection.bottom == -1);
+    switch (state.depth) {
+        case 1: state.colorCount = 2; break;
+        case 4: state.colorCount = 16; break;
+        case 8: state.colorCount = 256; break;
+        default: state.colorCount = 0; break;
+    }
+    state.paletteFormat = state.depth == 8;
+    state.alpha = state.depth == 32;
+}
+
+}  // namespace tellurine::editor
