@@ -1,0 +1,220 @@
+#include "editor/drawing.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+namespace tellurine::editor {
+
+void Coverage::Set(int x, int y) {
+    if (x < 0 || y < 0 || x >= width_ || y >= height_) return;
+    cover_[Index(x, y)] = 255;
+    if (bounds_.IsEmpty()) {
+        bounds_ = {x, y, x + 1, y + 1};
+    } else {
+        bounds_ = {std::min(bounds_.left, x), std::min(bounds_.top, y), std::max(bounds_.right, x + 1),
+                   std::max(bounds_.bottom, y + 1)};
+    }
+}
+
+int BrushShapeSize(int shape) {
+    static constexpr int kSizes[kBrushShapeCount] = {1, 3, 5, 7, 3, 5, 7, 9, 9, 9, 7, 11};
+    return shape >= 0 && shape < kBrushShapeCount ? kSizes[shape] : 1;
+}
+
+bool BrushShapeCovers(int shape, int dx, int dy) {
+    const int half = BrushShapeSize(shape) / 2;
+    if (std::abs(dx) > half || std::abs(dy) > half) return false;
+    switch (shape) {
+        case 1:
+        case 2:
+        case 3: return true;                                   // squares
+        case 4: return std::abs(dx) + std::abs(dy) < 2;        // the square without its corners
+        case 5:
+        case 6:
+        case 7: return dx * dx + dy * dy <= half * half + half;  // discs
+        case 8:
+        case 9: return std::abs(dx) + std::abs(dy) <= half;    // diamonds
+        case 10: return dx == -dy || dx == -dy + 1;            // oblique, rising to the right
+        case 11: return dx == dy || dx == dy + 1;              // oblique, falling to the right
+        default: return dx == 0 && dy == 0;                    // one pixel
+    }
+}
+
+void StampBrush(Coverage& coverage, int x, int y, int shape) {
+    const int half = BrushShapeSize(shape) / 2;
+    for (int dy = -half; dy <= half; ++dy)
+        for (int dx = -half; dx <= half; ++dx)
+            if (BrushShapeCovers(shape, dx, dy)) coverage.Set(x + dx, y + dy);
+}
+
+void LineDDA(int x0, int y0, int x1, int y1, const std::function<void(int, int)>& visit) {
+    // Bresenham's walk along the longer axis, the end point left out.
+    const int dx = std::abs(x1 - x0), dy = std::abs(y1 - y0);
+    const int sx = x0 < x1 ? 1 : -1, sy = y0 < y1 ? 1 : -1;
+    int err = (dx > dy ? dx : -dy) / 2;
+    int x = x0, y = y0;
+    while (x != x1 || y != y1) {
+        visit(x, y);
+        const int e = err;
+        if (e > -dx) {
+            err -= dy;
+            x += sx;
+        }
+        if (e < dy) {
+            err += dx;
+            y += sy;
+        }
+    }
+}
+
+void StrokeSegment(Coverage& coverage, int x0, int y0, int x1, int y1, int shape) {
+    LineDDA(x0, y0, x1, y1, [&](int x, int y) { StampBrush(coverage, x, y, shape); });
+    StampBrush(coverage, x1, y1, shape);
+}
+
+void RectangleShape(Coverage& coverage, int x0, int y0, int x1, int y1, bool filled, int shape) {
+    const int l = std::min(x0, x1), r = std::max(x0, x1), t = std::min(y0, y1), b = std::max(y0, y1);
+    if (filled) {
+        for (int y = t; y <= b; ++y)
+            for (int x = l; x <= r; ++x) coverage.Set(x, y);
+        return;
+    }
+    StrokeSegment(coverage, l, t, r, t, shape);
+    StrokeSegment(coverage, r, t, r, b, shape);
+    StrokeSegment(coverage, r, b, l, b, shape);
+    StrokeSegment(coverage, l, b, l, t, shape);
+}
+
+void EllipseShape(Coverage& coverage, int x0, int y0, int x1, int y1, bool filled, int shape) {
+    const int l = std::min(x0, x1), r = std::max(x0, x1), t = std::min(y0, y1), b = std::max(y0, y1);
+    // Centre and radii in half pixels, so that even sizes are centred between pixels.
+    const double cx = (l + r) / 2.0, cy = (t + b) / 2.0, rx = (r - l) / 2.0 + 0.5, ry = (b - t) / 2.0 + 0.5;
+    const auto inside = [&](int x, int y) {
+        const double nx = (x - cx) / rx, ny = (y - cy) / ry;
+        return nx * nx + ny * ny <= 1.0;
+    };
+    for (int y = t; y <= b; ++y)
+        for (int x = l; x <= r; ++x) {
+            if (!inside(x, y)) continue;
+            // The outline: inside pixels with a 4-neighbour outside.
+            if (filled || !inside(x - 1, y) || !inside(x + 1, y) || !inside(x, y - 1) || !inside(x, y + 1)) {
+                if (filled) coverage.Set(x, y);
+                else StampBrush(coverage, x, y, shape);
+            }
+        }
+}
+
+ColourValue ReadPixel(const FormatState& format, int x, int y) {
+    if (!format.color.Contains(x, y)) return kTransparentColour;
+    const COLORREF colour = format.color.GetPixel(x, y);
+    if (format.alpha) return colour;
+    const ColourValue value = ReadColourValue(colour, format.mask.GetPixel(x, y));
+    // On an 8-bit format an ordinary colour is the palette entry that holds it.
+    if (format.depth == 8 && KindOf(value) == ColourKind::Ordinary)
+        for (std::size_t i = 0; i < format.palette.size() && i < 256; ++i)
+            if (SampleColour(kPaletteColourBase + static_cast<ColourValue>(i), format.palette) == value)
+                return kPaletteColourBase + static_cast<ColourValue>(i);
+    return value;
+}
+
+Coverage FloodFillCoverage(const FormatState& format, int x, int y) {
+    const int w = format.Width(), h = format.Height();
+    Coverage region(w, h);
+    if (!format.color.Contains(x, y)) return region;
+    const COLORREF c0 = format.color.GetPixel(x, y), m0 = format.mask.GetPixel(x, y);
+    const int a0 = GetRValue(m0);
+    const auto candidate = [&](int px, int py) {
+        const COLORREF c = format.color.GetPixel(px, py), m = format.mask.GetPixel(px, py);
+        if (!format.alpha) return c == c0 && m == m0;
+        const int a = GetRValue(m);
+        if (a0 < 32) return a < 80;
+        const auto near = [](int p, int q) { return std::abs(p - q) < 30; };
+        return near(GetRValue(c), GetRValue(c0)) && near(GetGValue(c), GetGValue(c0)) &&
+               near(GetBValue(c), GetBValue(c0)) && near(a, a0);
+    };
+    std::vector<std::pair<int, int>> todo{{x, y}};
+    region.Set(x, y);
+    while (!todo.empty()) {
+        const auto [px, py] = todo.back();
+        todo.pop_back();
+        for (const auto& [nx, ny] : {std::pair{px - 1, py}, {px + 1, py}, {px, py - 1}, {px, py + 1}}) {
+            if (nx < 0 || ny < 0 || nx >= w || ny >= h || region.At(nx, ny) || !candidate(nx, ny)) continue;
+            region.Set(nx, ny);
+            todo.emplace_back(nx, ny);
+        }
+    }
+    return region;
+}
+
+AlphaPixel CompositePixel(COLORREF source, int s, COLORREF destination, int d, int opacity, bool erase) {
+    if (opacity != 255) s = s * opacity / 255;
+    if (erase) return {destination, (255 - s) * d / 255};
+    if (s == 0) return d == 0 ? AlphaPixel{0xFFFFFF, 0} : AlphaPixel{destination, d};
+    if (d == 0) return {source, s};
+    const int a = (255 * s + (255 - s) * d + 127) / 255;
+    const int w = ((255 - s) * d + 127) / 255;
+    const auto channel = [&](int cs, int cd) { return static_cast<std::uint8_t>((cs * s + cd * w + a / 2) / a); };
+    return {RGB(channel(GetRValue(source), GetRValue(destination)), channel(GetGValue(source), GetGValue(destination)),
+                channel(GetBValue(source), GetBValue(destination))),
+            a};
+}
+
+namespace {
+
+// A palette colour as a 15- or 16-bit screen shows it: the low three bits of each component
+// below 255 cleared.
+COLORREF ScreenRounded(COLORREF c) {
+    const auto round = [](std::uint8_t v) { return static_cast<std::uint8_t>(v == 255 ? 255 : v & 0xF8); };
+    return RGB(round(GetRValue(c)), round(GetGValue(c)), round(GetBValue(c)));
+}
+
+}  // namespace
+
+CanvasRect ApplyColour(FormatState& format, const Coverage& coverage, ColourValue colour, int opacity, int screenBits) {
+    const CanvasRect r = coverage.Bounds();
+    if (r.IsEmpty()) return r;
+    const ColourKind kind = KindOf(colour);
+    if (!format.alpha) {
+        // The pair of brushes for the colour image and the mask.
+        COLORREF image = 0, mask = 0;
+        switch (kind) {
+            case ColourKind::Transparent: image = 0, mask = 0xFFFFFF; break;
+            case ColourKind::Inverted: image = 0xFFFFFF, mask = 0xFFFFFF; break;
+            case ColourKind::Ordinary:
+                image = SampleColour(colour, format.palette, 0);
+                if ((colour >> 24) == 1 && (screenBits == 15 || screenBits == 16)) image = ScreenRounded(image);
+                break;
+        }
+        for (int y = r.top; y < r.bottom; ++y)
+            for (int x = r.left; x < r.right; ++x)
+                if (coverage.At(x, y)) {
+                    format.color.SetPixel(x, y, image);
+                    format.mask.SetPixel(x, y, mask);
+                }
+        return r;
+    }
+    // With alpha: opacity 0, or the transparent colour, erases what the stroke covers.
+    const bool erase = opacity == 0 || kind == ColourKind::Transparent;
+    const COLORREF source = erase ? 0 : kind == ColourKind::Inverted ? 0xFFFFFF : SampleColour(colour, format.palette, 0);
+    for (int y = r.top; y < r.bottom; ++y)
+        for (int x = r.left; x < r.right; ++x) {
+            if (!coverage.At(x, y)) continue;
+            const AlphaPixel out = CompositePixel(source, 255, format.color.GetPixel(x, y),
+                                                  GetRValue(format.mask.GetPixel(x, y)), erase ? 255 : opacity, erase);
+            format.color.SetPixel(x, y, out.colour);
+            const auto a = static_cast<std::uint8_t>(out.alpha);
+            format.mask.SetPixel(x, y, RGB(a, a, a));
+        }
+    return r;
+}
+
+CanvasRect ReplaceColour(FormatState& format, const Coverage& coverage, ColourValue from, ColourValue to) {
+    Coverage matching(coverage.Width(), coverage.Height());
+    const CanvasRect r = coverage.Bounds();
+    for (int y = r.top; y < r.bottom; ++y)
+        for (int x = r.left; x < r.right; ++x)
+            if (coverage.At(x, y) && ReadPixel(format, x, y) == from) matching.Set(x, y);
+    return ApplyColour(format, matching, to, 255);
+}
+
+}  // namespace tellurine::editor

@@ -1,0 +1,184 @@
+#include "editor/drawing.h"
+
+#include <gtest/gtest.h>
+
+namespace tellurine::editor {
+namespace {
+
+FormatState Format(int w, int h, bool alpha, int depth = 24) {
+    FormatState f;
+    f.color = DeviceBitmap::Create(w, h, 0x00FF00);
+    f.mask = DeviceBitmap::Create(w, h, alpha ? 0xFFFFFF : 0);  // opaque either way
+    f.alpha = alpha;
+    f.depth = alpha ? 32 : depth;
+    return f;
+}
+
+int Covered(const Coverage& c) {
+    int n = 0;
+    for (int y = 0; y < c.Height(); ++y)
+        for (int x = 0; x < c.Width(); ++x) n += c.At(x, y);
+    return n;
+}
+
+TEST(Drawing, BrushShapesAndStrokesStayInsideTheImage) {
+    const int expected[kBrushShapeCount] = {1, 9, 25, 49, 5, -1, -1, -1, -1, -1, -1, -1};
+    for (int shape = 0; shape < kBrushShapeCount; ++shape) {
+        Coverage c(20, 20);
+        StampBrush(c, 10, 10, shape);
+        const int size = BrushShapeSize(shape);
+        EXPECT_EQ(c.Bounds().Width(), size) << shape;
+        EXPECT_EQ(c.Bounds().Height(), size) << shape;
+        if (expected[shape] > 0) EXPECT_EQ(Covered(c), expected[shape]) << shape;
+        EXPECT_TRUE(c.At(10, 10) || shape >= 10) << shape;
+    }
+    // A one-pixel stroke at the border changes exactly one pixel; a stamp across the edge is clipped.
+    Coverage corner(8, 8);
+    StrokeSegment(corner, 7, 7, 7, 7, 0);
+    EXPECT_EQ(Covered(corner), 1);
+    Coverage clipped(8, 8);
+    StampBrush(clipped, 0, 0, 3);
+    EXPECT_EQ(Covered(clipped), 16);
+    EXPECT_EQ(clipped.Bounds().left, 0);
+    // A stroke that leaves the image writes nothing outside.
+    Coverage leaving(8, 8);
+    StrokeSegment(leaving, 4, 4, 40, 4, 0);
+    EXPECT_EQ(Covered(leaving), 4);
+}
+
+TEST(Drawing, LineWalkLeavesOutTheEndAndSegmentsStampIt) {
+    std::vector<std::pair<int, int>> points;
+    LineDDA(0, 0, 5, 2, [&](int x, int y) { points.emplace_back(x, y); });
+    ASSERT_EQ(points.size(), 5u);
+    EXPECT_EQ(points.front(), (std::pair{0, 0}));
+    for (const auto& [x, y] : points) EXPECT_FALSE(x == 5 && y == 2);
+    points.clear();
+    LineDDA(3, 3, 3, 3, [&](int x, int y) { points.emplace_back(x, y); });
+    EXPECT_TRUE(points.empty());
+    for (const auto& [x1, y1] : {std::pair{9, 0}, {0, 9}, {-9, -4}, {4, -9}}) {
+        Coverage c(30, 30);
+        StrokeSegment(c, 15, 15, 15 + x1, 15 + y1, 0);
+        EXPECT_EQ(Covered(c), std::max(std::abs(x1), std::abs(y1)) + 1);
+        EXPECT_TRUE(c.At(15 + x1, 15 + y1));
+    }
+}
+
+TEST(Drawing, ColoursOnFormatsWithoutAlpha) {
+    FormatState f = Format(4, 1, false);
+    Coverage c(4, 1);
+    c.Set(0, 0);
+    ApplyColour(f, c, 0x123456, 255);
+    EXPECT_EQ(f.color.GetPixel(0, 0), 0x123456u);
+    EXPECT_EQ(f.mask.GetPixel(0, 0), 0u);
+    Coverage t(4, 1);
+    t.Set(1, 0);
+    ApplyColour(f, t, kTransparentColour, 255);  // black with mask bit 1: shows the backdrop
+    EXPECT_EQ(f.color.GetPixel(1, 0), 0u);
+    EXPECT_EQ(f.mask.GetPixel(1, 0), 0xFFFFFFu);
+    EXPECT_EQ(ReadPixel(f, 1, 0), kTransparentColour);
+    Coverage i(4, 1);
+    i.Set(2, 0);
+    ApplyColour(f, i, kInvertedColour, 255);  // white with mask bit 1: the backdrop inverted
+    EXPECT_EQ(f.color.GetPixel(2, 0), 0xFFFFFFu);
+    EXPECT_EQ(ReadPixel(f, 2, 0), kInvertedColour);
+    EXPECT_EQ(f.color.GetPixel(3, 0), 0x00FF00u);  // not covered
+
+    // Palette entries, and the rounding of a 15- or 16-bit screen.
+    f.depth = 8;
+    f.palette.entries = {{0x47, 0xFF, 0x0F, 0}};
+    Coverage p(4, 1);
+    p.Set(3, 0);
+    ApplyColour(f, p, kPaletteColourBase + 0, 255, 16);
+    EXPECT_EQ(f.color.GetPixel(3, 0), RGB(0x40, 0xFF, 0x08));
+    ApplyColour(f, p, kPaletteColourBase + 0, 255, 32);
+    EXPECT_EQ(f.color.GetPixel(3, 0), RGB(0x47, 0xFF, 0x0F));
+    EXPECT_EQ(ReadPixel(f, 3, 0), kPaletteColourBase + 0);
+}
+
+TEST(Drawing, CompositingByTheFormula) {
+    struct Case {
+        COLORREF cs;
+        int s;
+        COLORREF cd;
+        int d;
+        int opacity;
+        bool erase;
+        AlphaPixel out;
+    };
+    // A = (255 s + (255 - s) d + 127) / 255, w = ((255 - s) d + 127) / 255,
+    // channel = (cs s + cd w + A / 2) / A.
+    const int a1 = (255 * 128 + 127 * 200 + 127) / 255;  // 227
+    const int w1 = (127 * 200 + 127) / 255;              // 100
+    const Case cases[] = {
+        {0x0000FF, 0, 0x00FF00, 0, 255, false, {0xFFFFFF, 0}},    // nothing over nothing: white, clear
+        {0x0000FF, 0, 0x00FF00, 90, 255, false, {0x00FF00, 90}},  // nothing over something
+        {0x0000FF, 200, 0x00FF00, 0, 255, false, {0x0000FF, 200}},
+        {0x0000FF, 255, 0x00FF00, 100, 0, false, {0x00FF00, 100}},  // opacity 0 leaves it
+        {0x0000FF, 128, 0x00FF00, 200, 255, false,
+         {RGB(static_cast<std::uint8_t>((255 * 128 + a1 / 2) / a1), static_cast<std::uint8_t>((255 * w1 + a1 / 2) / a1), 0), a1}},
+        {0x0000FF, 255, 0x00FF00, 200, 102, false,  // s becomes 255 * 102 / 255 = 102
+         {RGB(static_cast<std::uint8_t>((255 * 102 + 222 / 2) / 222),
+              static_cast<std::uint8_t>((255 * ((153 * 200 + 127) / 255) + 222 / 2) / 222), 0),
+          (255 * 102 + 153 * 200 + 127) / 255}},
+        {0x000000, 255, 0x00FF00, 200, 255, true, {0x00FF00, 0}},  // erasing
+        {0x000000, 128, 0x00FF00, 200, 255, true, {0x00FF00, 127 * 200 / 255}},
+    };
+    for (const Case& c : cases) EXPECT_EQ(CompositePixel(c.cs, c.s, c.cd, c.d, c.opacity, c.erase), c.out) << c.s << " " << c.d;
+
+    // On a 32-bit format, opacity 0 in solid mode makes the covered pixels fully transparent.
+    FormatState f = Format(2, 1, true);
+    Coverage c(2, 1);
+    c.Set(0, 0);
+    ApplyColour(f, c, 0x0000FF, 0);
+    EXPECT_EQ(GetRValue(f.mask.GetPixel(0, 0)), 0);
+    EXPECT_EQ(GetRValue(f.mask.GetPixel(1, 0)), 255);
+    ApplyColour(f, c, 0x0000FF, 255);
+    EXPECT_EQ(f.color.GetPixel(0, 0), 0x0000FFu);
+    EXPECT_EQ(GetRValue(f.mask.GetPixel(0, 0)), 255);
+}
+
+TEST(Drawing, FloodFillCandidatesAndTheReplacer) {
+    // Without alpha: exact colour and mask bit, 4-connected.
+    FormatState f = Format(5, 5, false);
+    for (int i = 0; i < 5; ++i) f.color.SetPixel(2, i, 0x0000FF);  // a wall down the middle
+    f.color.SetPixel(2, 2, 0x00FF00);                              // with a gap
+    f.mask.SetPixel(0, 0, 0xFFFFFF);                               // same colour, other mask bit
+    Coverage region = FloodFillCoverage(f, 4, 4);
+    EXPECT_EQ(Covered(region), 25 - 4 - 1);
+    EXPECT_FALSE(region.At(0, 0));
+    f.color.SetPixel(2, 2, 0x0000FF);  // the wall closed
+    EXPECT_EQ(Covered(FloodFillCoverage(f, 4, 4)), 10);
+    // Diagonal neighbours are not connected.
+    FormatState d = Format(3, 3, false);
+    d.color.SetPixel(1, 0, 1);
+    d.color.SetPixel(0, 1, 1);
+    EXPECT_EQ(Covered(FloodFillCoverage(d, 0, 0)), 1);
+
+    // With alpha: a clear click takes every pixel below alpha 80; an opaque one takes near colours.
+    FormatState a = Format(4, 1, true);
+    const int alphas[] = {0, 79, 80, 20};
+    for (int x = 0; x < 4; ++x) a.mask.SetPixel(x, 0, RGB(alphas[x], alphas[x], alphas[x]));
+    Coverage clear = FloodFillCoverage(a, 0, 0);
+    EXPECT_TRUE(clear.At(1, 0));
+    EXPECT_FALSE(clear.At(2, 0));
+    EXPECT_FALSE(clear.At(3, 0));  // beyond the pixel that is not a candidate
+    FormatState o = Format(4, 1, true);
+    o.color.SetPixel(1, 0, RGB(29, 255, 0));
+    o.color.SetPixel(2, 0, RGB(30, 255, 0));
+    Coverage near = FloodFillCoverage(o, 0, 0);
+    EXPECT_TRUE(near.At(1, 0));
+    EXPECT_FALSE(near.At(2, 0));
+
+    // The replacer changes exactly the pixels that read as the colour, nothing else.
+    FormatState r = Format(3, 1, false);
+    r.color.SetPixel(1, 0, 0x00FF01);
+    Coverage all(3, 1);
+    for (int x = 0; x < 3; ++x) all.Set(x, 0);
+    ReplaceColour(r, all, 0x00FF00, kTransparentColour);
+    EXPECT_EQ(ReadPixel(r, 0, 0), kTransparentColour);
+    EXPECT_EQ(ReadPixel(r, 1, 0), 0x00FF01u);
+    EXPECT_EQ(ReadPixel(r, 2, 0), kTransparentColour);
+}
+
+}  // namespace
+}  // namespace tellurine::editor
