@@ -1,0 +1,172 @@
+#include "editor/tools.h"
+
+#include <algorithm>
+
+namespace tellurine::editor {
+
+CanvasRect Union(const CanvasRect& a, const CanvasRect& b) {
+    if (a.IsEmpty()) return b;
+    if (b.IsEmpty()) return a;
+    return {std::min(a.left, b.left), std::min(a.top, b.top), std::max(a.right, b.right), std::max(a.bottom, b.bottom)};
+}
+
+ToolResult CDrawTool::ButtonUp(FormatState&, ColourSelection&, int, int) {
+    stroke_.reset();
+    return {};
+}
+
+void CDrawTool::BeginStroke(const FormatState& format, const ColourSelection& colours, int x, int y, bool right) {
+    colour_ = DrawingColour(colours, format.depth, !right);
+    otherColour_ = DrawingColour(colours, format.depth, right);
+    opacity_ = right ? colours.backgroundOpacity : colours.foregroundOpacity;
+    startX_ = lastX_ = x;
+    startY_ = lastY_ = y;
+    stroke_.emplace(format.Width(), format.Height());
+}
+
+CanvasRect CDrawTool::PaintNew(FormatState& format, const Coverage& coverage) {
+    if (!stroke_) stroke_.emplace(format.Width(), format.Height());
+    Coverage fresh(format.Width(), format.Height());
+    const CanvasRect r = coverage.Bounds();
+    for (int y = r.top; y < r.bottom; ++y)
+        for (int x = r.left; x < r.right; ++x)
+            if (coverage.At(x, y) && !stroke_->At(x, y)) {
+                fresh.Set(x, y);
+                stroke_->Set(x, y);
+            }
+    return ApplyColour(format, fresh, colour_, opacity_, settings.screenBits);
+}
+
+namespace {
+
+// Freehand: the pencil stamps one pixel, the brush the current shape, along every segment.
+class CFreehandTool : public CDrawTool {
+public:
+    CFreehandTool(ToolKind kind, bool brush) : CDrawTool(kind), brush_(brush) {}
+    ToolResult ButtonDown(FormatState& format, ColourSelection& colours, int x, int y, bool right) override {
+        BeginStroke(format, colours, x, y, right);
+        Coverage c(format.Width(), format.Height());
+        StampBrush(c, x, y, Shape());
+        return {PaintNew(format, c)};
+    }
+    ToolResult PointerMove(FormatState& format, ColourSelection&, int x, int y) override {
+        if (!stroke_) return {};
+        Coverage c(format.Width(), format.Height());
+        StrokeSegment(c, lastX_, lastY_, x, y, Shape());
+        lastX_ = x;
+        lastY_ = y;
+        return {PaintNew(format, c)};
+    }
+
+private:
+    [[nodiscard]] int Shape() const { return brush_ ? settings.brushShape : 0; }
+    bool brush_;
+};
+
+// Line, rectangle and ellipse: the shape between the press and the pointer, drawn again over the
+// format as it was at the press at every move, so that the stroke shows itself as it goes.
+class CShapeTool : public CDrawTool {
+public:
+    using CDrawTool::CDrawTool;
+    ToolResult ButtonDown(FormatState& format, ColourSelection& colours, int x, int y, bool right) override {
+        BeginStroke(format, colours, x, y, right);
+        before_ = format;
+        drawn_ = {};
+        return Draw(format, x, y);
+    }
+    ToolResult PointerMove(FormatState& format, ColourSelection&, int x, int y) override {
+        if (!stroke_ || !before_) return {};
+        return Draw(format, x, y);
+    }
+    ToolResult ButtonUp(FormatState& format, ColourSelection& colours, int x, int y) override {
+        ToolResult result;
+        if (stroke_ && before_) result = Draw(format, x, y);
+        before_.reset();
+        CDrawTool::ButtonUp(format, colours, x, y);
+        return result;
+    }
+
+private:
+    ToolResult Draw(FormatState& format, int x, int y) {
+        // Put back what the previous position drew, then draw at the new one.
+        for (int py = drawn_.top; py < drawn_.bottom; ++py)
+            for (int px = drawn_.left; px < drawn_.right; ++px) {
+                format.color.SetPixel(px, py, before_->color.GetPixel(px, py));
+                format.mask.SetPixel(px, py, before_->mask.GetPixel(px, py));
+            }
+        stroke_.emplace(format.Width(), format.Height());
+        Coverage c(format.Width(), format.Height());
+        const int shape = settings.brushShape;
+        switch (Kind()) {
+            case ToolKind::Line: StrokeSegment(c, startX_, startY_, x, y, shape); break;
+            case ToolKind::Rectangle: RectangleShape(c, startX_, startY_, x, y, false, shape); break;
+            case ToolKind::FilledRectangle: RectangleShape(c, startX_, startY_, x, y, true, shape); break;
+            case ToolKind::Ellipse: EllipseShape(c, startX_, startY_, x, y, false, shape); break;
+            default: EllipseShape(c, startX_, startY_, x, y, true, shape); break;
+        }
+        const CanvasRect changed = Union(drawn_, PaintNew(format, c));
+        drawn_ = c.Bounds();
+        return {changed};
+    }
+    std::optional<FormatState> before_;
+    CanvasRect drawn_;
+};
+
+class CFillTool : public CDrawTool {
+public:
+    CFillTool() : CDrawTool(ToolKind::Fill) {}
+    ToolResult ButtonDown(FormatState& format, ColourSelection& colours, int x, int y, bool right) override {
+        BeginStroke(format, colours, x, y, right);
+        return {PaintNew(format, FloodFillCoverage(format, x, y))};
+    }
+    ToolResult PointerMove(FormatState&, ColourSelection&, int, int) override { return {}; }
+};
+
+// The colour picker reads the pixel into the foreground (left) or background (right) colour.
+class CPickTool : public CDrawTool {
+public:
+    CPickTool() : CDrawTool(ToolKind::Pick) {}
+    [[nodiscard]] bool Edits() const override { return false; }
+    ToolResult ButtonDown(FormatState& format, ColourSelection& colours, int x, int y, bool right) override {
+        ToolResult result;
+        result.coloursChanged = PickColour(colours, format.depth, !right, ReadPixel(format, x, y));
+        return result;
+    }
+    ToolResult PointerMove(FormatState&, ColourSelection&, int, int) override { return {}; }
+};
+
+// The colour replacer paints the stroke's colour where the brush passes over the other colour
+// (the background colour for a left-button stroke), exactly.
+class CReplacerTool : public CDrawTool {
+public:
+    CReplacerTool() : CDrawTool(ToolKind::Replacer) {}
+    ToolResult ButtonDown(FormatState& format, ColourSelection& colours, int x, int y, bool right) override {
+        BeginStroke(format, colours, x, y, right);
+        Coverage c(format.Width(), format.Height());
+        StampBrush(c, x, y, settings.brushShape);
+        return {ReplaceColour(format, c, otherColour_, colour_)};
+    }
+    ToolResult PointerMove(FormatState& format, ColourSelection&, int x, int y) override {
+        if (!stroke_) return {};
+        Coverage c(format.Width(), format.Height());
+        StrokeSegment(c, lastX_, lastY_, x, y, settings.brushShape);
+        lastX_ = x;
+        lastY_ = y;
+        return {ReplaceColour(format, c, otherColour_, colour_)};
+    }
+};
+
+}  // namespace
+
+std::unique_ptr<CDrawTool> MakeTool(ToolKind kind) {
+    switch (kind) {
+        case ToolKind::Pick: return std::make_unique<CPickTool>();
+        case ToolKind::Replacer: return std::make_unique<CReplacerTool>();
+        case ToolKind::Pen: return std::make_unique<CFreehandTool>(kind, false);
+        case ToolKind::Brush: return std::make_unique<CFreehandTool>(kind, true);
+        case ToolKind::Fill: return std::make_unique<CFillTool>();
+        default: return std::make_unique<CShapeTool>(kind);
+    }
+}
+
+}  // namespace tellurine::editor

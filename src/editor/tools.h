@@ -1,0 +1,72 @@
+// The drawing tools: each turns a mouse stroke (button down, moves, button up, in image pixels)
+// into a change of the edited format, through the drawing core. One object of each tool lives for
+// the whole run; the view hands the current one its events.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "editor/colour_value.h"
+#include "editor/drawing.h"
+#include "editor/undo_history.h"
+
+namespace tellurine::editor {
+
+enum class ToolKind { Pick, Replacer, Pen, Brush, Fill, Line, Rectangle, FilledRectangle, Ellipse, FilledEllipse };
+
+// What the view and the colour bar set for every tool.
+struct ToolSettings {
+    int brushShape = 0;   // 0..11
+    int screenBits = 32;  // the screen's depth, for the 15/16-bit rounding of palette colours
+};
+
+// What an event did: the format's rectangle that changed (empty when nothing did), and whether
+// the colour bar's colours changed (the picker).
+struct ToolResult {
+    CanvasRect changed;
+    bool coloursChanged = false;
+};
+
+class CDrawTool {
+public:
+    explicit CDrawTool(ToolKind kind) : kind_(kind) {}
+    virtual ~CDrawTool() = default;
+    [[nodiscard]] ToolKind Kind() const { return kind_; }
+    // Whether a stroke changes the format, so that the view records undo before it.
+    [[nodiscard]] virtual bool Edits() const { return true; }
+
+    // A right-button stroke draws with the background colour and opacity.
+    virtual ToolResult ButtonDown(FormatState& format, ColourSelection& colours, int x, int y, bool right) = 0;
+    virtual ToolResult PointerMove(FormatState& format, ColourSelection& colours, int x, int y) = 0;
+    virtual ToolResult ButtonUp(FormatState& format, ColourSelection& colours, int x, int y);
+
+    ToolSettings settings;
+
+protected:
+    // The colour and opacity of the stroke begun with the given button, for the format's depth.
+    void BeginStroke(const FormatState& format, const ColourSelection& colours, int x, int y, bool right);
+    // Applies the stroke's colour through the pixels of `coverage` that the stroke has not
+    // covered yet, so that no pixel is painted twice by one stroke.
+    CanvasRect PaintNew(FormatState& format, const Coverage& coverage);
+
+    ColourValue colour_ = 0;
+    ColourValue otherColour_ = 0;
+    int opacity_ = 255;
+    int lastX_ = 0;
+    int lastY_ = 0;
+    int startX_ = 0;
+    int startY_ = 0;
+    std::optional<Coverage> stroke_;
+
+private:
+    ToolKind kind_;
+};
+
+// Makes the tool of a kind.
+std::unique_ptr<CDrawTool> MakeTool(ToolKind kind);
+
+// The union of two rectangles (an empty one counts for nothing).
+CanvasRect Union(const CanvasRect& a, const CanvasRect& b);
+
+}  // namespace tellurine::editor

@@ -1,0 +1,131 @@
+#include "editor/tools.h"
+
+#include <gtest/gtest.h>
+
+namespace tellurine::editor {
+namespace {
+
+FormatState Format(int size, bool alpha) {
+    FormatState f;
+    f.color = DeviceBitmap::Create(size, size, 0xFFFFFF);
+    f.mask = DeviceBitmap::Create(size, size, alpha ? 0x000000 : 0x000000);  // alpha: clear; else opaque
+    f.alpha = alpha;
+    f.depth = alpha ? 32 : 24;
+    return f;
+}
+
+int Changed(const FormatState& a, const FormatState& b) {
+    int n = 0;
+    for (int y = 0; y < a.Height(); ++y)
+        for (int x = 0; x < a.Width(); ++x)
+            n += a.color.GetPixel(x, y) != b.color.GetPixel(x, y) || a.mask.GetPixel(x, y) != b.mask.GetPixel(x, y);
+    return n;
+}
+
+TEST(Tools, StrokesOfEveryToolChangeWhatTheyCover) {
+    ColourSelection colours;
+    colours.foreground = 0x0000FF;
+    struct Case {
+        ToolKind kind;
+        int x0, y0, x1, y1;
+        int changed;
+    };
+    const Case cases[] = {
+        {ToolKind::Pen, 0, 0, 0, 0, 1},          // one pixel at the border
+        {ToolKind::Pen, 2, 2, 7, 2, 6},          // a freehand stroke: every pixel once
+        {ToolKind::Line, 1, 1, 8, 1, 8},
+        {ToolKind::Rectangle, 1, 1, 4, 3, 10},   // the outline of 4 x 3
+        {ToolKind::FilledRectangle, 1, 1, 4, 3, 12},
+        {ToolKind::FilledEllipse, 0, 0, 9, 9, -1},
+        {ToolKind::Fill, 5, 5, 5, 5, 100},
+        {ToolKind::Pen, 8, 5, 30, 5, 2},         // leaving the image: clipped
+    };
+    for (const Case& c : cases) {
+        std::unique_ptr<CDrawTool> tool = MakeTool(c.kind);
+        FormatState f = Format(10, false);
+        const FormatState before = f;
+        CanvasRect changed = tool->ButtonDown(f, colours, c.x0, c.y0, false).changed;
+        changed = Union(changed, tool->PointerMove(f, colours, (c.x0 + c.x1) / 2, (c.y0 + c.y1) / 2).changed);
+        changed = Union(changed, tool->PointerMove(f, colours, c.x1, c.y1).changed);
+        changed = Union(changed, tool->ButtonUp(f, colours, c.x1, c.y1).changed);
+        if (c.changed >= 0) EXPECT_EQ(Changed(before, f), c.changed) << static_cast<int>(c.kind);
+        if (c.kind != ToolKind::FilledEllipse) EXPECT_EQ(f.color.GetPixel(c.x0, c.y0), 0x0000FFu) << static_cast<int>(c.kind);
+        else EXPECT_EQ(f.color.GetPixel(5, 5), 0x0000FFu);
+        // Every change lies inside the reported rectangle.
+        for (int y = 0; y < 10; ++y)
+            for (int x = 0; x < 10; ++x)
+                if (f.color.GetPixel(x, y) != before.color.GetPixel(x, y))
+                    EXPECT_TRUE(x >= changed.left && x < changed.right && y >= changed.top && y < changed.bottom)
+                        << static_cast<int>(c.kind) << " " << x << "," << y;
+    }
+}
+
+TEST(Tools, ShapesFollowThePointerWithoutTrails) {
+    ColourSelection colours;
+    colours.foreground = 0x0000FF;
+    std::unique_ptr<CDrawTool> line = MakeTool(ToolKind::Line);
+    FormatState f = Format(10, false);
+    const FormatState before = f;
+    line->ButtonDown(f, colours, 0, 0, false);
+    line->PointerMove(f, colours, 9, 9);  // a diagonal, then taken back
+    line->PointerMove(f, colours, 9, 0);
+    line->ButtonUp(f, colours, 9, 0);
+    EXPECT_EQ(Changed(before, f), 10);
+    EXPECT_EQ(f.color.GetPixel(5, 5), 0xFFFFFFu);
+}
+
+TEST(Tools, RightButtonPickerAndAlphaStrokes) {
+    ColourSelection colours;
+    colours.foreground = 0x0000FF;
+    colours.background = 0x00FF00;
+    colours.foregroundOpacity = 128;
+    std::unique_ptr<CDrawTool> pen = MakeTool(ToolKind::Pen);
+    FormatState f = Format(4, true);
+    // A right-button stroke paints the background colour at its opacity (255) over clear pixels.
+    pen->ButtonDown(f, colours, 1, 1, true);
+    pen->ButtonUp(f, colours, 1, 1);
+    EXPECT_EQ(f.color.GetPixel(1, 1), 0x00FF00u);
+    EXPECT_EQ(GetRValue(f.mask.GetPixel(1, 1)), 255);
+    // A left stroke at opacity 128 over it: composited once even where the stroke passes twice.
+    pen->ButtonDown(f, colours, 0, 1, false);
+    pen->PointerMove(f, colours, 2, 1);
+    pen->PointerMove(f, colours, 0, 1);
+    pen->ButtonUp(f, colours, 0, 1);
+    const AlphaPixel once = CompositePixel(0x0000FF, 255, 0x00FF00, 255, 128, false);
+    EXPECT_EQ(f.color.GetPixel(1, 1), once.colour);
+    EXPECT_EQ(GetRValue(f.mask.GetPixel(1, 1)), once.alpha);
+    // Opacity 0 erases.
+    colours.foregroundOpacity = 0;
+    pen->ButtonDown(f, colours, 1, 1, false);
+    pen->ButtonUp(f, colours, 1, 1);
+    EXPECT_EQ(GetRValue(f.mask.GetPixel(1, 1)), 0);
+
+    // The picker reads into the foreground with the left button, the background with the right.
+    std::unique_ptr<CDrawTool> picker = MakeTool(ToolKind::Pick);
+    EXPECT_FALSE(picker->Edits());
+    FormatState g = Format(4, false);
+    g.color.SetPixel(2, 2, 0x123456);
+    g.mask.SetPixel(3, 3, 0xFFFFFF);
+    g.color.SetPixel(3, 3, 0xFFFFFF);
+    EXPECT_TRUE(picker->ButtonDown(g, colours, 2, 2, false).coloursChanged);
+    EXPECT_EQ(colours.foreground, 0x123456u);
+    picker->ButtonDown(g, colours, 3, 3, true);
+    EXPECT_EQ(colours.background, kInvertedColour);
+
+    // The replacer swaps the background colour for the foreground colour where the brush passes.
+    colours.foreground = 0x0000FF;
+    colours.background = 0xFFFFFF;
+    std::unique_ptr<CDrawTool> replacer = MakeTool(ToolKind::Replacer);
+    FormatState h = Format(4, false);
+    h.color.SetPixel(1, 0, 0xFEFFFF);
+    replacer->ButtonDown(h, colours, 0, 0, false);
+    replacer->PointerMove(h, colours, 3, 0);
+    replacer->ButtonUp(h, colours, 3, 0);
+    EXPECT_EQ(h.color.GetPixel(0, 0), 0x0000FFu);
+    EXPECT_EQ(h.color.GetPixel(1, 0), 0xFEFFFFu);
+    EXPECT_EQ(h.color.GetPixel(3, 0), 0x0000FFu);
+    EXPECT_EQ(h.color.GetPixel(0, 1), 0xFFFFFFu);
+}
+
+}  // namespace
+}  // namespace tellurine::editor
