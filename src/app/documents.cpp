@@ -40,6 +40,7 @@ void CIconProject::AddFormat(CKvIcon&& icon) {
 }
 
 bool CIconProject::DeleteFormat(int index) {
+    if (const CIconObject* format = doc_.GetFormat(index)) edits_.erase(format);
     if (!doc_.DeleteFormat(index)) return false;
     NotifyFormatsChanged(true);
     return true;
@@ -51,6 +52,84 @@ void CIconProject::NotifyFormatsChanged(bool modified) {
         SetModifiedFlag(true);
     }
     emit formatsChanged();
+}
+
+editor::FormatState* CIconProject::EditState(int index) {
+    CIconObject* format = doc_.GetFormat(index);
+    if (format == nullptr) return nullptr;
+    auto it = edits_.find(format);
+    if (it == edits_.end()) {
+        FormatEdit edit;
+        editor::FormatState& s = edit.state;
+        if (!format->Icon().ToBitmaps(s.color, s.mask, nullptr)) return nullptr;
+        s.palette = format->Icon().BuildDisplayPalette();
+        s.depth = format->BitCount();
+        s.colorCount = format->ColorCount();
+        s.alpha = format->HasAlpha();
+        s.paletteFormat = format->IsPaletteFormat();
+        it = edits_.emplace(format, std::move(edit)).first;
+    }
+    return &it->second.state;
+}
+
+const CIconProject::FormatEdit* CIconProject::FindEdit(int index) const {
+    const CIconObject* format = doc_.GetFormat(index);
+    const auto it = format != nullptr ? edits_.find(format) : edits_.end();
+    return it != edits_.end() ? &it->second : nullptr;
+}
+
+void CIconProject::RecordUndo(int index) {
+    if (EditState(index) == nullptr) return;
+    FormatEdit& edit = edits_.at(doc_.GetFormat(index));
+    edit.history.Record(edit.state);
+}
+
+void CIconProject::CommitEdit(int index) {
+    CIconObject* format = doc_.GetFormat(index);
+    const FormatEdit* edit = FindEdit(index);
+    if (format == nullptr || edit == nullptr) return;
+    const editor::FormatState& s = edit->state;
+    CKvIcon& icon = format->Icon();
+    const bool compressed = icon.IsCompressed();
+    const std::int32_t point[2] = {icon.PointX(), icon.PointY()};
+    // A restored state may have another depth: the image takes it first.
+    if (icon.BitsPerPixel() != s.depth || static_cast<int>(icon.Width()) != s.Width() ||
+        static_cast<int>(icon.Height()) != s.Height()) {
+        icon.SetFormat(s.Width(), s.Height(), s.colorCount, s.alpha);
+    }
+    icon.FromBitmaps(s.color, s.mask, s.depth <= 8 && !s.palette.empty() ? &s.palette : nullptr);
+    icon.SetCompressed(compressed);
+    icon.SetPoint(point[0], point[1]);
+    format->SyncWithIcon();
+    lastChange_ = QDateTime::currentDateTime();
+    SetModifiedFlag(true);
+    emit formatEdited(index);
+}
+
+bool CIconProject::CanUndo(int index) const {
+    const FormatEdit* edit = FindEdit(index);
+    return edit != nullptr && edit->history.CanUndo();
+}
+
+bool CIconProject::CanRedo(int index) const {
+    const FormatEdit* edit = FindEdit(index);
+    return edit != nullptr && edit->history.CanRedo();
+}
+
+bool CIconProject::Undo(int index) {
+    if (!CanUndo(index)) return false;
+    FormatEdit& edit = edits_.at(doc_.GetFormat(index));
+    edit.history.Undo(edit.state);
+    CommitEdit(index);
+    return true;
+}
+
+bool CIconProject::Redo(int index) {
+    if (!CanRedo(index)) return false;
+    FormatEdit& edit = edits_.at(doc_.GetFormat(index));
+    edit.history.Redo(edit.state);
+    CommitEdit(index);
+    return true;
 }
 
 }  // namespace tellurine::app

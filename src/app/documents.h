@@ -7,7 +7,10 @@
 #include <QObject>
 #include <QString>
 
+#include <map>
+
 #include "app/shell/doc_templates.h"
+#include "editor/undo_history.h"
 #include "formats/icon_project.h"
 #include "icon/icon_doc.h"
 
@@ -62,11 +65,32 @@ public:
     // Tells the views that the formats changed (in number, order or content).
     void NotifyFormatsChanged(bool modified);
 
+    // The editable state of format `index` (its colour image, mask, palette and depth), made from
+    // the format's image on first use; null outside the list.
+    editor::FormatState* EditState(int index);
+    // Records the format's state in its undo history before an edit.
+    void RecordUndo(int index);
+    // Writes the edited state back into the format's image, marks the project modified and tells
+    // the views which format changed.
+    void CommitEdit(int index);
+    [[nodiscard]] bool CanUndo(int index) const;
+    [[nodiscard]] bool CanRedo(int index) const;
+    bool Undo(int index);
+    bool Redo(int index);
+
 signals:
     void formatsChanged();
+    // The pixels (and perhaps the depth) of one format changed.
+    void formatEdited(int index);
 
 private:
+    struct FormatEdit {
+        editor::FormatState state;
+        editor::UndoHistory history;
+    };
+    const FormatEdit* FindEdit(int index) const;
     CIconDoc doc_;
+    std::map<const CIconObject*, FormatEdit> edits_;
     QDateTime lastChange_ = QDateTime::currentDateTime();
 };
 

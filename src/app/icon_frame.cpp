@@ -16,6 +16,11 @@ namespace tellurine::app {
 CIconFormatListModel::CIconFormatListModel(CIconProject& project, QObject* parent)
     : QAbstractListModel(parent), project_(project) {
     connect(&project_, &CIconProject::formatsChanged, this, &CIconFormatListModel::Reload);
+    connect(&project_, &CIconProject::formatEdited, this, [this](int row) {
+        if (row < 0 || static_cast<std::size_t>(row) >= thumbnails_.size()) return;
+        thumbnails_[static_cast<std::size_t>(row)] = QPixmap();
+        emit dataChanged(index(row), index(row));
+    });
 }
 
 int CIconFormatListModel::rowCount(const QModelIndex& parent) const {
@@ -162,6 +167,9 @@ CIconPreview::CIconPreview(CIconProject& project, QWidget* parent) : QWidget(par
     setObjectName("CIconPreview");
     setAttribute(Qt::WA_OpaquePaintEvent);
     connect(&project_, &CIconProject::formatsChanged, this, &CIconPreview::Refresh);
+    connect(&project_, &CIconProject::formatEdited, this, [this](int index) {
+        if (index == format_) Refresh();
+    });
 }
 
 QSize CIconPreview::sizeHint() const { return {150, 150}; }

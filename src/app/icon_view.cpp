@@ -44,6 +44,12 @@ CIconView::CIconView(CIconProject& project, QWidget* parent) : QAbstractScrollAr
     gridShown_ = SharedCanvas().showGrid;
     autoZoom_ = SharedCanvas().autoZoom;
     connect(&project_, &CIconProject::formatsChanged, this, &CIconView::Reload);
+    connect(&project_, &CIconProject::formatEdited, this, [this](int index) {
+        if (index != format_) return;
+        LoadBitmaps();
+        viewport()->update();
+        emit canvasTitleChanged();
+    });
 }
 
 editor::CanvasPlacement CIconView::Placement() const {
@@ -66,17 +72,7 @@ QString CIconView::CanvasTitle() const {
                              ColourCountText(*format).toUtf8().constData(), zoom_ * 100);
 }
 
-void CIconView::LoadBitmaps() {
-    const CIconObject* format = project_.Doc().GetFormat(format_);
-    color_ = {};
-    mask_ = {};
-    if (format == nullptr || !format->Icon().ToBitmaps(color_, mask_, nullptr)) {
-        color_ = {};
-        mask_ = {};
-        return;
-    }
-    alpha_ = format->HasAlpha();
-}
+void CIconView::LoadBitmaps() { state_ = project_.EditState(format_); }
 
 int CIconView::MaxZoom() const {
     const CIconObject* format = project_.Doc().GetFormat(format_);
@@ -145,9 +141,9 @@ void CIconView::paintEvent(QPaintEvent* event) {
     QPainter painter(viewport());
     const QRect update = event->rect();
     painter.fillRect(update, palette().color(QPalette::Mid));
-    if (format_ >= 0 && !color_.IsNull()) {
+    if (format_ >= 0 && state_ != nullptr && !state_->color.IsNull()) {
         const int sx = horizontalScrollBar()->value(), sy = verticalScrollBar()->value();
-        const editor::CanvasImage image{&color_, &mask_, alpha_, {}, false, nullptr};
+        const editor::CanvasImage image{&state_->color, &state_->mask, state_->alpha, {}, false, nullptr};
         const editor::CanvasView view{zoom_, gridShown_};
         const editor::CanvasRect rect{update.left() + sx, update.top() + sy, update.right() + 1 + sx, update.bottom() + 1 + sy};
         editor::PaintedArea painted;
@@ -177,10 +173,57 @@ void CIconView::resizeEvent(QResizeEvent* event) {
 
 void CIconView::scrollContentsBy(int, int) { viewport()->update(); }
 
+QPoint CIconView::RawPixel(const QPoint& p) const {
+    const editor::CanvasPlacement at = Placement();
+    const auto floorDiv = [](int a, int b) { return a >= 0 ? a / b : -((-a + b - 1) / b); };
+    return {floorDiv(p.x() + horizontalScrollBar()->value() - at.originX, zoom_),
+            floorDiv(p.y() + verticalScrollBar()->value() - at.originY, zoom_)};
+}
+
+void CIconView::UpdatePixels(const editor::CanvasRect& r) {
+    if (r.IsEmpty()) return;
+    const editor::CanvasPlacement at = Placement();
+    const int sx = horizontalScrollBar()->value(), sy = verticalScrollBar()->value();
+    viewport()->update(QRect(at.originX + r.left * zoom_ - sx, at.originY + r.top * zoom_ - sy, r.Width() * zoom_ + 1,
+                             r.Height() * zoom_ + 1));
+}
+
+void CIconView::ToolResult(const editor::ToolResult& result) {
+    UpdatePixels(result.changed);
+    if (result.coloursChanged) emit coloursPicked();
+}
+
+void CIconView::mousePressEvent(QMouseEvent* event) {
+    CanvasContext& canvas = SharedCanvas();
+    const bool right = event->button() == Qt::RightButton;
+    if (canvas.tool == nullptr || canvas.colours == nullptr || stroking_ || (!right && event->button() != Qt::LeftButton))
+        return QAbstractScrollArea::mousePressEvent(event);
+    const editor::PixelHit hit = PixelAt(event->position().toPoint());
+    if (!hit.inside || state_ == nullptr) return;
+    // Every change to a format is recorded first.
+    if (canvas.tool->Edits()) project_.RecordUndo(format_);
+    stroking_ = true;
+    ToolResult(canvas.tool->ButtonDown(*state_, *canvas.colours, hit.x, hit.y, right));
+}
+
 void CIconView::mouseMoveEvent(QMouseEvent* event) {
     const editor::PixelHit hit = PixelAt(event->position().toPoint());
     emit pointerMoved(hit.x, hit.y, hit.inside);
+    CanvasContext& canvas = SharedCanvas();
+    if (stroking_ && canvas.tool != nullptr && state_ != nullptr) {
+        const QPoint pixel = RawPixel(event->position().toPoint());
+        ToolResult(canvas.tool->PointerMove(*state_, *canvas.colours, pixel.x(), pixel.y()));
+    }
     QAbstractScrollArea::mouseMoveEvent(event);
+}
+
+void CIconView::mouseReleaseEvent(QMouseEvent* event) {
+    CanvasContext& canvas = SharedCanvas();
+    if (!stroking_ || canvas.tool == nullptr || state_ == nullptr) return QAbstractScrollArea::mouseReleaseEvent(event);
+    stroking_ = false;
+    const QPoint pixel = RawPixel(event->position().toPoint());
+    ToolResult(canvas.tool->ButtonUp(*state_, *canvas.colours, pixel.x(), pixel.y()));
+    if (canvas.tool->Edits()) project_.CommitEdit(format_);
 }
 
 void CIconView::keyPressEvent(QKeyEvent* event) {

@@ -9,6 +9,7 @@
 #include "app/documents.h"
 #include "editor/canvas.h"
 #include "editor/canvas_resources.h"
+#include "editor/tools.h"
 
 namespace tellurine::app {
 
@@ -19,6 +20,8 @@ struct CanvasContext {
     bool showGrid = true;   // ShowGrid
     bool autoZoom = true;   // DefaultZoomAuto
     COLORREF previewColor = 0xE1E1E1;  // PreviewColor
+    editor::CDrawTool* tool = nullptr;           // the current drawing tool
+    editor::ColourSelection* colours = nullptr;  // the colour bar's colours
 };
 CanvasContext& SharedCanvas();
 
@@ -52,6 +55,8 @@ public slots:
 
 signals:
     void canvasTitleChanged();
+    // The colour picker changed the colour bar's colours.
+    void coloursPicked();
     void pointerMoved(int x, int y, bool inside);
     void propertiesRequested();
     void undoRequested();
@@ -60,11 +65,18 @@ protected:
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
     void mouseMoveEvent(QMouseEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
     void scrollContentsBy(int dx, int dy) override;
 
 private:
     void LoadBitmaps();
+    // The pixel under a viewport point, not clamped (a stroke may leave the image).
+    [[nodiscard]] QPoint RawPixel(const QPoint& viewportPoint) const;
+    // Repaints the view over a rectangle of image pixels.
+    void UpdatePixels(const editor::CanvasRect& pixels);
+    void ToolResult(const editor::ToolResult& result);
     void UpdateScrollArea();
     void SetZoom(int zoom, bool autoZoom);
     [[nodiscard]] int MaxZoom() const;
@@ -78,9 +90,8 @@ private:
     bool autoZoom_ = true;
     bool gridShown_ = true;
     std::vector<ViewRecord> records_;
-    DeviceBitmap color_;
-    DeviceBitmap mask_;
-    bool alpha_ = false;
+    editor::FormatState* state_ = nullptr;  // the edited format's pixels, kept by the project
+    bool stroking_ = false;
     editor::CanvasRenderer renderer_;
 };
 

@@ -93,6 +93,8 @@ CKvApp::CKvApp(StartOptions options) : options_(std::move(options)), prompts_(st
 
 CKvApp::~CKvApp() {
     mainFrame_.reset();
+    SharedCanvas().tool = nullptr;
+    SharedCanvas().colours = nullptr;
     if (translator_) QCoreApplication::removeTranslator(translator_.get());
     if (g_app == this) g_app = nullptr;
 }
@@ -205,7 +207,15 @@ bool CKvApp::InitInstance(const QStringList& arguments) {
     std::srand(static_cast<unsigned>(QDateTime::currentMSecsSinceEpoch()));
     Step("timer: 50 ms");
 
-    // 16. The drawing tools arrive with the editor.
+    // 16. The drawing tools, in their fixed order (the selection and 3D frame tools come later).
+    tools.clear();
+    for (const editor::ToolKind kind :
+         {editor::ToolKind::Pick, editor::ToolKind::Replacer, editor::ToolKind::Pen, editor::ToolKind::Brush,
+          editor::ToolKind::Fill, editor::ToolKind::Rectangle, editor::ToolKind::FilledRectangle,
+          editor::ToolKind::Ellipse, editor::ToolKind::FilledEllipse, editor::ToolKind::Line})
+        tools.push_back(editor::MakeTool(kind));
+    SharedCanvas().colours = &colours;
+    SetCurrentTool(editor::ToolKind::Pen);
     Step("drawing tools");
 
     // 17. Files dropped on the main window are opened.
@@ -629,5 +639,13 @@ void CKvApp::ShowWhatsNew() {
 }
 
 void CKvApp::OnTimer() { ++timerTicks; }
+
+editor::CDrawTool* CKvApp::Tool(editor::ToolKind kind) const {
+    for (const auto& tool : tools)
+        if (tool->Kind() == kind) return tool.get();
+    return nullptr;
+}
+
+void CKvApp::SetCurrentTool(editor::ToolKind kind) { SharedCanvas().tool = Tool(kind); }
 
 }  // namespace tellurine::app

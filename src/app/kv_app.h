@@ -15,6 +15,7 @@
 #include "app/shell/preferences.h"
 #include "app/shell/recent_files.h"
 #include "editor/colour_value.h"
+#include "editor/tools.h"
 #include "image/palette.h"
 
 namespace tellurine::app {
@@ -56,6 +57,10 @@ public:
     shell::RecentFileList ownRecentFiles{shell::kOwnRecentFileSection, shell::kOwnRecentFileCount};
     Palette palette;
     editor::ColourSelection colours;  // the colour bar's, kept in section "colors"
+    // One object of each drawing tool, made at start-up and kept for the whole run.
+    std::vector<std::unique_ptr<editor::CDrawTool>> tools;
+    editor::CDrawTool* Tool(editor::ToolKind kind) const;
+    void SetCurrentTool(editor::ToolKind kind);
     QStringList clipboardFormats;  // the private formats' MIME types, in registration order
     std::vector<int> templates;    // registered document templates, by resource number
     QTimer timer;

@@ -1,6 +1,7 @@
 #include "app/main_frame.h"
 
 #include <QAction>
+#include <QActionGroup>
 #include <QCloseEvent>
 #include <QDir>
 #include <QDockWidget>
@@ -171,6 +172,8 @@ void CMainFrame::CreateActions() {
     actExit = new QAction(text::kExit, this);
     actExit->setShortcut(QKeySequence(Qt::ALT | Qt::Key_F4));
     connect(actExit, &QAction::triggered, this, &QWidget::close);
+    actUndo = make(text::kUndo, QKeySequence::Undo, &CMainFrame::OnEditUndo);
+    actRedo = make(text::kRedo, QKeySequence(Qt::CTRL | Qt::Key_Y), &CMainFrame::OnEditRedo);
     actNewFormat = make(text::kNewFormat, QKeySequence(Qt::Key_Insert), &CMainFrame::OnNewFormat);
     actDeleteFormat = make(text::kDeleteFormat, QKeySequence(), &CMainFrame::OnDeleteFormat);
     actCascade = make(text::kCascade, QKeySequence(), &CMainFrame::OnWindowCascade);
@@ -205,6 +208,9 @@ void CMainFrame::CreateMenus() {
     file->addAction(actExit);
 
     QMenu* icon = menuBar()->addMenu(text::kMenuEdit);
+    icon->addAction(actUndo);
+    icon->addAction(actRedo);
+    icon->addSeparator();
     icon->addAction(actNewFormat);
     icon->addAction(actDeleteFormat);
     icon->addSeparator();
@@ -239,6 +245,49 @@ void CMainFrame::CreateMenus() {
     view->addAction(actFitToWindow);
     view->addAction(actDisplayGrid);
 
+    // The drawing tools, one checked at a time, and the brush shapes.
+    QMenu* toolMenu = menuBar()->addMenu(text::kMenuTools);
+    auto* toolGroup = new QActionGroup(this);
+    const struct {
+        const char* text;
+        Qt::Key key;
+        editor::ToolKind kind;
+    } toolCommands[] = {
+        {"Color Picker (C)", Qt::Key_C, editor::ToolKind::Pick},
+        {"Color Replacer", Qt::Key_unknown, editor::ToolKind::Replacer},
+        {"Pencil (P)", Qt::Key_P, editor::ToolKind::Pen},
+        {"Brush (J)", Qt::Key_J, editor::ToolKind::Brush},
+        {"Flood Fill (Q)", Qt::Key_Q, editor::ToolKind::Fill},
+        {"Line (L)", Qt::Key_L, editor::ToolKind::Line},
+        {"Rectangle (M)", Qt::Key_M, editor::ToolKind::Rectangle},
+        {"Filled Rectangle (N)", Qt::Key_N, editor::ToolKind::FilledRectangle},
+        {"Ellipse (X)", Qt::Key_X, editor::ToolKind::Ellipse},
+        {"Filled Ellipse (Y)", Qt::Key_Y, editor::ToolKind::FilledEllipse},
+    };
+    for (const auto& command : toolCommands) {
+        QAction* action = toolMenu->addAction(command.text);
+        action->setCheckable(true);
+        action->setActionGroup(toolGroup);
+        if (command.key != Qt::Key_unknown) action->setShortcut(QKeySequence(command.key));
+        const editor::ToolKind kind = command.kind;
+        action->setChecked(kind == editor::ToolKind::Pen);
+        connect(action, &QAction::triggered, this, [this, kind] { app_.SetCurrentTool(kind); });
+        toolActions.push_back(action);
+    }
+    toolMenu->addSeparator();
+    QMenu* shapes = toolMenu->addMenu(text::kBrushShapes);
+    auto* shapeGroup = new QActionGroup(this);
+    for (int shape = 0; shape < editor::kBrushShapeCount; ++shape) {
+        QAction* action = shapes->addAction(text::kBrushShapeNames[shape]);
+        action->setCheckable(true);
+        action->setActionGroup(shapeGroup);
+        action->setChecked(shape == 0);
+        connect(action, &QAction::triggered, this, [this, shape] {
+            for (const auto& tool : app_.tools) tool->settings.brushShape = shape;
+        });
+        shapeActions.push_back(action);
+    }
+
     QMenu* window = menuBar()->addMenu(text::kMenuWindow);
     window->addAction(actCascade);
     window->addAction(actTile);
@@ -259,10 +308,14 @@ CKvMdiChild* CMainFrame::AddDocumentWindow(CKvDocument* document, QWidget* frame
         connect(icons->view, &CIconView::canvasTitleChanged, this, &CMainFrame::updateActions);
         connect(icons->view, &CIconView::pointerMoved, this, &CMainFrame::OnPointerMoved);
         connect(icons->view, &CIconView::propertiesRequested, this, &CMainFrame::OnProperties);
+        connect(icons->view, &CIconView::undoRequested, this, &CMainFrame::OnEditUndo);
+        connect(icons->view, &CIconView::coloursPicked, colorBar, qOverload<>(&QWidget::update));
         icons->formatBar->setVisible(app_.prefs.ShowIcoFormatBar != 0);
     }
-    if (auto* project = qobject_cast<CIconProject*>(document))
+    if (auto* project = qobject_cast<CIconProject*>(document)) {
         connect(project, &CIconProject::formatsChanged, this, &CMainFrame::updateActions);
+        connect(project, &CIconProject::formatEdited, this, &CMainFrame::updateActions);
+    }
     connect(child, &QObject::destroyed, this, &CMainFrame::updateActions, Qt::QueuedConnection);
     // Before the main window is first shown its layout has not placed the area yet.
     if (!mdiArea->isVisible()) layout()->activate();
@@ -318,6 +371,8 @@ void CMainFrame::updateActions() {
     actDisplayGrid->setEnabled(canvas != nullptr);
     actDisplayGrid->setChecked(canvas != nullptr && canvas->GridShown());
     actProperties->setEnabled(canvas != nullptr);
+    actUndo->setEnabled(canvas != nullptr && project->CanUndo(canvas->Format()));
+    actRedo->setEnabled(canvas != nullptr && project->CanRedo(canvas->Format()));
     actPrint->setEnabled(canvas != nullptr);
     actPrintPreview->setEnabled(canvas != nullptr);
     if (canvas == nullptr) pointerPane->SetText({});
@@ -434,6 +489,18 @@ void CMainFrame::OnProperties() {
 void CMainFrame::OnPointerMoved(int x, int y, bool) { pointerPane->SetText(QString::asprintf(text::kPointerPane, x, y)); }
 
 void CMainFrame::OnPreferences() { app_.EditPreferences(this); }
+
+void CMainFrame::OnEditUndo() {
+    auto* project = qobject_cast<CIconProject*>(ActiveDocument());
+    CIconDocMDI* frame = ActiveIconFrame();
+    if (project != nullptr && frame != nullptr) project->Undo(frame->view->Format());
+}
+
+void CMainFrame::OnEditRedo() {
+    auto* project = qobject_cast<CIconProject*>(ActiveDocument());
+    CIconDocMDI* frame = ActiveIconFrame();
+    if (project != nullptr && frame != nullptr) project->Redo(frame->view->Format());
+}
 
 bool CMainFrame::ActivePrintPage(PrintPage& page) {
     auto* project = qobject_cast<CIconProject*>(ActiveDocument());

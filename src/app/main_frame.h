@@ -5,6 +5,8 @@
 #include <QMdiSubWindow>
 #include <vector>
 
+#include "editor/tools.h"
+
 class QLabel;
 class QMdiArea;
 class QMenu;
@@ -73,6 +75,10 @@ public:
     QAction* actPrint = nullptr;
     QAction* actPrintPreview = nullptr;
     QAction* actExit = nullptr;
+    QAction* actUndo = nullptr;
+    QAction* actRedo = nullptr;
+    std::vector<QAction*> toolActions;   // in the order of the Tools menu
+    std::vector<QAction*> shapeActions;  // brush shapes 0 to 11
     QAction* actNewFormat = nullptr;
     QAction* actDeleteFormat = nullptr;
     QAction* actToolBar = nullptr;
@@ -126,6 +132,8 @@ public slots:
     void OnPointerMoved(int x, int y, bool inside);
     void OnPreferences();
     void OnFilePrint();
+    void OnEditUndo();
+    void OnEditRedo();
     void OnFilePrintPreview();
     void OnWindowCascade();
     void OnWindowTile();

@@ -132,6 +132,16 @@ inline constexpr const char* kPreviewColour = "Preview background:";
 inline constexpr const char* kShowGridNewViews = "Show the grid in new windows";
 inline constexpr const char* kAutoZoomNewViews = "Fit new windows to their size (auto zoom)";
 
+// Undo and the drawing tools.
+inline constexpr const char* kUndo = "Undo (Ctrl+Z)";
+inline constexpr const char* kRedo = "Redo (Ctrl+Y)";
+inline constexpr const char* kMenuTools = "&Tools";
+inline constexpr const char* kBrushShapes = "Brush &Shape";
+inline constexpr const char* kBrushShapeNames[] = {"Fine",          "Square (medium)", "Square (large)", "Square (extra large)",
+                                                   "Circle (small)", "Circle (medium)", "Circle (large)",
+                                                   "Circle (extra large)", "Diamond (large)", "Diamond (large)",
+                                                   "Oblique (right)", "Oblique (left)"};
+
 // Windows and dialogs.
 inline constexpr const char* kWhatsNewTitle = "What's New";
 inline constexpr const char* kFormatsTitle = "Formats";

@@ -12,6 +12,10 @@ int CIconObject::DepthFromColors(std::uint32_t colors, bool alpha) { return CKvI
 
 void CIconObject::AttachIcon(CKvIcon&& icon) {
     icon_ = std::move(icon);
+    SyncWithIcon();
+}
+
+void CIconObject::SyncWithIcon() {
     width_ = static_cast<int>(icon_.Width());
     height_ = static_cast<int>(icon_.Height());
     colors_ = icon_.ColorCount();

@@ -20,6 +20,8 @@ public:
     // and derives the depth (0 colours: 32 bits with alpha, else 24; 2: 1; 16: 4; 256: 8). A
     // format is a palette format exactly when its depth is 8.
     void AttachIcon(CKvIcon&& icon);
+    // Takes the size and depth again from the image, after it was changed in place.
+    void SyncWithIcon();
 
     [[nodiscard]] const CKvIcon& Icon() const { return icon_; }
     CKvIcon& Icon() { return icon_; }

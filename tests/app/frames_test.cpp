@@ -38,6 +38,7 @@ private slots:
     void colourBarFollowsTheEditedDepth();
     void displayPreferencesRepaintEveryWindowAndAreSaved();
     void printingFitsTheFormatToThePage();
+    void drawingWithThePencilAndTheLineThenUndoing();
     void newIconDialogKeepsEachSystemsChoices();
 };
 
@@ -328,6 +329,86 @@ void FramesTest::printingFitsTheFormatToThePage() {
     QPdfWriter pdf(dir.filePath("format.pdf"));
     QVERIFY(PrintFormatPage(pdf, page));
     QVERIFY(ReadAll(dir.filePath("format.pdf")).startsWith("%PDF"));
+}
+
+namespace {
+
+// Sends a mouse event to the canvas at the centre of an image pixel, with the buttons held.
+void Mouse(CIconView* view, QEvent::Type type, int x, int y, Qt::MouseButton button, Qt::MouseButtons held) {
+    const editor::CanvasPlacement at = view->Placement();
+    const QPointF point(at.originX + x * view->Zoom() + view->Zoom() / 2 - view->horizontalScrollBar()->value(),
+                        at.originY + y * view->Zoom() + view->Zoom() / 2 - view->verticalScrollBar()->value());
+    QMouseEvent event(type, point, view->viewport()->mapToGlobal(point), button, held, Qt::NoModifier);
+    QCoreApplication::sendEvent(view->viewport(), &event);
+}
+
+void Drag(CIconView* view, QPoint from, QPoint to) {
+    Mouse(view, QEvent::MouseButtonPress, from.x(), from.y(), Qt::LeftButton, Qt::LeftButton);
+    Mouse(view, QEvent::MouseMove, (from.x() + to.x()) / 2, (from.y() + to.y()) / 2, Qt::NoButton, Qt::LeftButton);
+    Mouse(view, QEvent::MouseMove, to.x(), to.y(), Qt::NoButton, Qt::LeftButton);
+    Mouse(view, QEvent::MouseButtonRelease, to.x(), to.y(), Qt::LeftButton, Qt::NoButton);
+}
+
+}  // namespace
+
+void FramesTest::drawingWithThePencilAndTheLineThenUndoing() {
+    StartedApp s;
+    const QString path = s.Path("icon.ico");
+    WriteProject(path, {{16, 32}});
+    s.app->OpenDocumentFile(path);
+    CMainFrame* main = s.app->MainFrame();
+    CIconView* view = main->ActiveIconFrame()->view;
+    auto* project = qobject_cast<CIconProject*>(main->ActiveDocument());
+    s.app->colours.foreground = 0x0000FF;  // red
+    s.app->colours.foregroundOpacity = 255;
+    const auto pixel = [&](int x, int y) { return ImageFromIcon(project->Doc().GetFormat(0)->Icon()).pixelColor(x, y); };
+    const QImage original = ImageFromIcon(MakeFormat(16, 32));
+    const QColor red(255, 0, 0), before = pixel(5, 3);
+    QVERIFY(before != red);
+    QVERIFY(!main->actUndo->isEnabled());
+
+    // The pencil, chosen by its key, drawn across a row.
+    main->toolActions[2]->trigger();
+    QCOMPARE(main->toolActions[2]->text(), QString("Pencil (P)"));
+    Drag(view, {3, 3}, {9, 3});
+    for (int x = 3; x <= 9; ++x) QCOMPARE(pixel(x, 3), red);
+    QCOMPARE(pixel(10, 3), original.pixelColor(10, 3));
+    QVERIFY(project->IsModified());
+    QVERIFY(main->actUndo->isEnabled());
+
+    // The line tool: a straight line from the press to the release.
+    main->toolActions[5]->trigger();
+    QCOMPARE(main->toolActions[5]->text(), QString("Line (L)"));
+    Drag(view, {2, 10}, {12, 10});
+    for (int x = 2; x <= 12; ++x) QCOMPARE(pixel(x, 10), red);
+    // The canvas shows it.
+    const editor::CanvasPlacement at = view->Placement();
+    const QImage shot = view->viewport()->grab().toImage();
+    QCOMPARE(shot.pixelColor(at.originX + 6 * view->Zoom() + view->Zoom() / 2 - view->horizontalScrollBar()->value(),
+                             at.originY + 10 * view->Zoom() + view->Zoom() / 2 - view->verticalScrollBar()->value()),
+             red);
+
+    // Ctrl+Z takes the line back, Backspace in the canvas the pencil's stroke; Ctrl+Y redoes.
+    main->activateWindow();
+    QVERIFY(QTest::qWaitForWindowActive(main));
+    view->setFocus();
+    QTest::keyClick(view, Qt::Key_Z, Qt::ControlModifier);
+    QCOMPARE(pixel(6, 10), original.pixelColor(6, 10));
+    QCOMPARE(pixel(5, 3), red);
+    view->setFocus();
+    QTest::keyClick(view, Qt::Key_Backspace);
+    QCOMPARE(pixel(5, 3), before);
+    QVERIFY(!main->actUndo->isEnabled());
+    QTest::keyClick(view, Qt::Key_Y, Qt::ControlModifier);
+    QCOMPARE(pixel(5, 3), red);
+    QVERIFY(main->actRedo->isEnabled());
+
+    // Saved and read back, the drawing is in the file.
+    QVERIFY(s.app->SaveDocument(project));
+    IconFileContents contents;
+    std::string error;
+    QVERIFY(LoadIconContainer(path.toStdString(), contents, error));
+    QCOMPARE(ImageFromIcon(contents.icons[0].doc.GetFormat(0)->Icon()).pixelColor(5, 3), red);
 }
 
 QTEST_MAIN(FramesTest)
