@@ -5,6 +5,18 @@
 
 namespace tellurine::editor {
 
+void Coverage::SetRun(int left, int right, int y) {
+    left = std::max(left, 0);
+    right = std::min(right, width_);
+    if (y < 0 || y >= height_ || left >= right) return;
+    std::fill(cover_.begin() + static_cast<std::ptrdiff_t>(Index(left, y)),
+              cover_.begin() + static_cast<std::ptrdiff_t>(Index(right - 1, y)) + 1, std::uint8_t{255});
+    const CanvasRect run{left, y, right, y + 1};
+    bounds_ = bounds_.IsEmpty() ? run
+                                : CanvasRect{std::min(bounds_.left, left), std::min(bounds_.top, y),
+                                             std::max(bounds_.right, right), std::max(bounds_.bottom, y + 1)};
+}
+
 void Coverage::Set(int x, int y) {
     if (x < 0 || y < 0 || x >= width_ || y >= height_) return;
     cover_[Index(x, y)] = 255;
@@ -121,26 +133,38 @@ Coverage FloodFillCoverage(const FormatState& format, int x, int y) {
     const int w = format.Width(), h = format.Height();
     Coverage region(w, h);
     if (!format.color.Contains(x, y)) return region;
-    const COLORREF c0 = format.color.GetPixel(x, y), m0 = format.mask.GetPixel(x, y);
-    const int a0 = GetRValue(m0);
-    const auto candidate = [&](int px, int py) {
-        const COLORREF c = format.color.GetPixel(px, py), m = format.mask.GetPixel(px, py);
-        if (!format.alpha) return c == c0 && m == m0;
-        const int a = GetRValue(m);
-        if (a0 < 32) return a < 80;
-        const auto near = [](int p, int q) { return std::abs(p - q) < 30; };
-        return near(GetRValue(c), GetRValue(c0)) && near(GetGValue(c), GetGValue(c0)) &&
-               near(GetBValue(c), GetBValue(c0)) && near(a, a0);
+    // Pixels are compared in the bitmaps' own layout (blue in the low byte).
+    const std::uint32_t c0 = format.color.Row(y)[x], m0 = format.mask.Row(y)[x];
+    const int a0 = static_cast<int>(m0 & 0xFF);
+    const auto near = [](std::uint32_t p, std::uint32_t q, int shift) {
+        return std::abs(static_cast<int>((p >> shift) & 0xFF) - static_cast<int>((q >> shift) & 0xFF)) < 30;
     };
-    std::vector<std::pair<int, int>> todo{{x, y}};
-    region.Set(x, y);
-    while (!todo.empty()) {
-        const auto [px, py] = todo.back();
-        todo.pop_back();
-        for (const auto& [nx, ny] : {std::pair{px - 1, py}, {px + 1, py}, {px, py - 1}, {px, py + 1}}) {
-            if (nx < 0 || ny < 0 || nx >= w || ny >= h || region.At(nx, ny) || !candidate(nx, ny)) continue;
-            region.Set(nx, ny);
-            todo.emplace_back(nx, ny);
+    const auto candidate = [&](int px, int py) {
+        const std::uint32_t c = format.color.Row(py)[px], m = format.mask.Row(py)[px];
+        if (!format.alpha) return c == c0 && m == m0;
+        const int a = static_cast<int>(m & 0xFF);
+        if (a0 < 32) return a < 80;
+        return near(c, c0, 0) && near(c, c0, 8) && near(c, c0, 16) && std::abs(a - a0) < 30;
+    };
+    // Scanline filling: each run of candidates on a row is covered at once, and the rows above
+    // and below are searched for runs that touch it.
+    std::vector<std::pair<int, int>> seeds{{x, y}};
+    while (!seeds.empty()) {
+        const auto [sx, sy] = seeds.back();
+        seeds.pop_back();
+        if (region.At(sx, sy) || !candidate(sx, sy)) continue;
+        int left = sx, right = sx;
+        while (left > 0 && !region.At(left - 1, sy) && candidate(left - 1, sy)) --left;
+        while (right + 1 < w && !region.At(right + 1, sy) && candidate(right + 1, sy)) ++right;
+        region.SetRun(left, right + 1, sy);
+        for (const int ny : {sy - 1, sy + 1}) {
+            if (ny < 0 || ny >= h) continue;
+            bool inRun = false;
+            for (int nx = left; nx <= right; ++nx) {
+                const bool open = !region.At(nx, ny) && candidate(nx, ny);
+                if (open && !inRun) seeds.emplace_back(nx, ny);
+                inRun = open;
+            }
         }
     }
     return region;

@@ -20,6 +20,8 @@ public:
     [[nodiscard]] int Height() const { return height_; }
     // Covers a pixel; points outside the format are left out.
     void Set(int x, int y);
+    // Covers the pixels [left, right) of row y.
+    void SetRun(int left, int right, int y);
     [[nodiscard]] bool At(int x, int y) const {
         return x >= 0 && y >= 0 && x < width_ && y < height_ && cover_[Index(x, y)] != 0;
     }

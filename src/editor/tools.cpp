@@ -26,6 +26,11 @@ void CDrawTool::BeginStroke(const FormatState& format, const ColourSelection& co
 
 CanvasRect CDrawTool::PaintNew(FormatState& format, const Coverage& coverage) {
     if (!stroke_) stroke_.emplace(format.Width(), format.Height());
+    if (stroke_->Bounds().IsEmpty()) {
+        // The stroke's first coverage is new everywhere.
+        *stroke_ = coverage;
+        return ApplyColour(format, coverage, colour_, opacity_, settings.screenBits);
+    }
     Coverage fresh(format.Width(), format.Height());
     const CanvasRect r = coverage.Bounds();
     for (int y = r.top; y < r.bottom; ++y)
