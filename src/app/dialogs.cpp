@@ -39,6 +39,15 @@ int* Choices(shell::Preferences& prefs, bool macintosh) {
 
 QString ByteCountText(qint64 bytes) { return QLocale::system().toString(bytes) + " bytes"; }
 
+void AddOkCancel(QDialog* dialog, QLayout* content) {
+    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, dialog);
+    QObject::connect(buttons, &QDialogButtonBox::accepted, dialog, &QDialog::accept);
+    QObject::connect(buttons, &QDialogButtonBox::rejected, dialog, &QDialog::reject);
+    auto* layout = new QVBoxLayout(dialog);
+    layout->addLayout(content);
+    layout->addWidget(buttons);
+}
+
 // ---- New icon ----------------------------------------------------------------------------------
 
 CDialNewIcon::CDialNewIcon(shell::Preferences& prefs, QWidget* parent) : QDialog(parent), prefs_(prefs) {
@@ -59,17 +68,14 @@ CDialNewIcon::CDialNewIcon(shell::Preferences& prefs, QWidget* parent) : QDialog
     compressCheck = new QCheckBox(text::kCompressVista256, this);
     compressCheck->setChecked(prefs_.CompressVista256x256NewIcon != 0);
 
-    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
-    connect(buttons, &QDialogButtonBox::accepted, this, &CDialNewIcon::accept);
-    connect(buttons, &QDialogButtonBox::rejected, this, &CDialNewIcon::reject);
     connect(windowsButton, &QRadioButton::toggled, this, &CDialNewIcon::OnSystemChanged);
 
-    auto* layout = new QVBoxLayout(this);
-    layout->addLayout(systems);
-    layout->addWidget(listLabel);
-    layout->addWidget(formatList);
-    layout->addWidget(compressCheck);
-    layout->addWidget(buttons);
+    auto* content = new QVBoxLayout;
+    content->addLayout(systems);
+    content->addWidget(listLabel);
+    content->addWidget(formatList);
+    content->addWidget(compressCheck);
+    AddOkCancel(this, content);
     FillList();
 }
 
@@ -138,12 +144,7 @@ CDialNewFormat::CDialNewFormat(bool macintosh, int width, int height, int bits, 
     form->addRow(text::kFormatWidth, widthBox);
     form->addRow(text::kFormatHeight, heightBox);
     form->addRow(text::kFormatDepth, depthBox);
-    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
-    connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
-    connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
-    auto* layout = new QVBoxLayout(this);
-    layout->addLayout(form);
-    layout->addWidget(buttons);
+    AddOkCancel(this, form);
 }
 
 int CDialNewFormat::FormatWidth() const { return widthBox->value(); }
@@ -167,12 +168,7 @@ CDialFormatProperties::CDialFormatProperties(int width, int height, int bits, bo
     form->addRow(text::kPropertiesSize, sizeLabel);
     form->addRow(text::kPropertiesDepth, depthLabel);
     form->addRow(compressedCheck);
-    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
-    connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
-    connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
-    auto* layout = new QVBoxLayout(this);
-    layout->addLayout(form);
-    layout->addWidget(buttons);
+    AddOkCancel(this, form);
 }
 
 bool CDialFormatProperties::Compressed() const { return compressedCheck->isChecked(); }

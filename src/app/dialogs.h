@@ -14,6 +14,7 @@ class QButtonGroup;
 class QCheckBox;
 class QComboBox;
 class QLabel;
+class QLayout;
 class QListWidget;
 class QRadioButton;
 class QSpinBox;
@@ -125,6 +126,9 @@ class CSplashWnd : public QSplashScreen {
 public:
     explicit CSplashWnd(const QPixmap& icon);
 };
+
+// Lays a dialog out: its content above OK and Cancel buttons (OK calls the dialog's accept()).
+void AddOkCancel(QDialog* dialog, QLayout* content);
 
 // "12,345 bytes" in the user's locale.
 QString ByteCountText(qint64 bytes);

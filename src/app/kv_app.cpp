@@ -61,6 +61,16 @@ const CIconObject* BestFormat(const CIconDoc& doc) {
 
 QString Native(const std::string& s) { return QString::fromStdString(s); }
 
+// The colour bar's numbers and the preferences (section "colors") they are kept in.
+constexpr std::pair<int shell::Preferences::*, int editor::ColourSelection::*> kSavedColourNumbers[] = {
+    {&shell::Preferences::SavedFgIndex8bpp, &editor::ColourSelection::foregroundIndex8},
+    {&shell::Preferences::SavedBkIndex8bpp, &editor::ColourSelection::backgroundIndex8},
+    {&shell::Preferences::SavedFgIndex1bpp, &editor::ColourSelection::foregroundIndex1},
+    {&shell::Preferences::SavedBkIndex1bpp, &editor::ColourSelection::backgroundIndex1},
+    {&shell::Preferences::FgOpacity, &editor::ColourSelection::foregroundOpacity},
+    {&shell::Preferences::BkOpacity, &editor::ColourSelection::backgroundOpacity},
+};
+
 // An ordinary image through the image library (24 or 32 bits), as a 32-bit picture; null when it
 // cannot be decoded.
 QImage ReadPicture(const QString& path) {
@@ -164,12 +174,7 @@ bool CKvApp::InitInstance(const QStringList& arguments) {
     ApplyCanvasPreferences();
     colours.foreground = shell::ProfileColour(prefs.SavedFgRGBColor, 0);
     colours.background = shell::ProfileColour(prefs.SavedBkRGBColor, editor::kTransparentColour);
-    colours.foregroundIndex8 = prefs.SavedFgIndex8bpp;
-    colours.backgroundIndex8 = prefs.SavedBkIndex8bpp;
-    colours.foregroundIndex1 = prefs.SavedFgIndex1bpp;
-    colours.backgroundIndex1 = prefs.SavedBkIndex1bpp;
-    colours.foregroundOpacity = prefs.FgOpacity;
-    colours.backgroundOpacity = prefs.BkOpacity;
+    for (const auto& [pref, colour] : kSavedColourNumbers) colours.*colour = prefs.*pref;
     Step("preferences");
 
     // 11. The splash, while the rest starts.
@@ -260,12 +265,7 @@ void CKvApp::ExitInstance() {
     if (!profile_) return;
     prefs.SavedFgRGBColor = shell::ProfileColourText(colours.foreground);
     prefs.SavedBkRGBColor = shell::ProfileColourText(colours.background);
-    prefs.SavedFgIndex8bpp = colours.foregroundIndex8;
-    prefs.SavedBkIndex8bpp = colours.backgroundIndex8;
-    prefs.SavedFgIndex1bpp = colours.foregroundIndex1;
-    prefs.SavedBkIndex1bpp = colours.backgroundIndex1;
-    prefs.FgOpacity = colours.foregroundOpacity;
-    prefs.BkOpacity = colours.backgroundOpacity;
+    for (const auto& [pref, colour] : kSavedColourNumbers) prefs.*pref = colours.*colour;
     shell::SavePreferences(*profile_, prefs);
     recentFiles.Save(*profile_);
     ownRecentFiles.Save(*profile_);

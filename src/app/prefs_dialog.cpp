@@ -10,6 +10,7 @@
 #include <QTabWidget>
 #include <QVBoxLayout>
 
+#include "app/dialogs.h"
 #include "app/shell/app_support.h"
 #include "app/texts.h"
 #include "image/palette.h"
@@ -66,12 +67,9 @@ CPrefsPropertySheet::CPrefsPropertySheet(const shell::Preferences& prefs, QWidge
     connect(strongerLines, &QCheckBox::toggled, strongerSpacing, &QWidget::setEnabled);
     strongerSpacing->setEnabled(strongerLines->isChecked());
 
-    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
-    connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
-    connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
-    auto* layout = new QVBoxLayout(this);
-    layout->addWidget(pages);
-    layout->addWidget(buttons);
+    auto* content = new QVBoxLayout;
+    content->addWidget(pages);
+    AddOkCancel(this, content);
 }
 
 QPushButton* CPrefsPropertySheet::ColourButton(std::uint32_t colour) {
