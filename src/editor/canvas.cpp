@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <optional>
 #include <vector>
 
 #include "image/raster.h"
@@ -170,10 +169,10 @@ void GridRow(DeviceBitmap& work, int sy, int left, int right, const DeviceBitmap
 // edges). Style 2 draws dots of the grid colour instead, at every column of every step-th row.
 class GridPlan {
 public:
-    GridPlan(const CanvasResources& res, int zoom, int w, int h, int x0, int x1, int workWidth)
+    GridPlan(const CanvasResources& res, int zoom, int w, int h, int x0, int x1, int workWidth, bool shown)
         : res_(res), zoom_(zoom), w_(w), h_(h), x0_(x0), x1_(x1), step_(GridStep(zoom)),
           stronger_(res.settings.gridStrongerLine && zoom >= 5 && res.settings.gridStrongerPixelCount > 0),
-          valid_(res.grid.Width() == 8 && res.strongGrid.Width() == 8) {
+          valid_(shown && res.grid.Width() == 8 && res.strongGrid.Width() == 8) {
         if (!valid_ || res.settings.gridStyle == 2) return;
         for (int x = x0; x <= x1; ++x)
             if (const DeviceBitmap* p = Pattern(x, w); p != nullptr && x * zoom < workWidth) columns_.push_back({x * zoom, p});
@@ -280,8 +279,7 @@ bool CanvasRenderer::Paint(const CanvasImage& image, const CanvasResources& reso
         mask = &combinedMask_;
     }
 
-    const std::optional<GridPlan> grid =
-        view.gridShown ? std::optional<GridPlan>(std::in_place, resources, zoom, w, h, x0, x1, work_.Width()) : std::nullopt;
+    const GridPlan grid(resources, zoom, w, h, x0, x1, work_.Width(), view.gridShown);
     for (int y = y0; y < y1; ++y) {
         const int top = y * zoom, bottom = (y + 1) * zoom;
         // 1. The backdrop, laid in 64-pixel blocks aligned to the image so that it never moves.
@@ -294,11 +292,11 @@ bool CanvasRenderer::Paint(const CanvasImage& image, const CanvasResources& reso
             StretchBltReplicate(work_, x0 * zoom, top, *color, x0, y, x1 - x0, 1, zoom, Rop::SrcInvert);
         }
         // 5. The grid.
-        if (grid) grid->Draw(work_, top, bottom);
+        grid.Draw(work_, top, bottom);
     }
-    if (grid) {
+    if (view.gridShown) {
         // The line under the range's last row.
-        grid->Draw(work_, y1 * zoom, y1 * zoom + 1);
+        grid.Draw(work_, y1 * zoom, y1 * zoom + 1);
     } else {
         // The white closing lines when the grid is hidden.
         PatBlt(work_, static_cast<int>(zw), y0 * zoom, 1, (y1 - y0) * zoom + 1, Brush{0xFFFFFF, nullptr}, PatRop::PatCopy);
