@@ -29,7 +29,9 @@ TEST(Drawing, BrushShapesAndStrokesStayInsideTheImage) {
         const int size = BrushShapeSize(shape);
         EXPECT_EQ(c.Bounds().Width(), size) << shape;
         EXPECT_EQ(c.Bounds().Height(), size) << shape;
-        if (expected[shape] > 0) EXPECT_EQ(Covered(c), expected[shape]) << shape;
+        if (expected[shape] > 0) {
+            EXPECT_EQ(Covered(c), expected[shape]) << shape;
+        }
         EXPECT_TRUE(c.At(10, 10) || shape >= 10) << shape;
     }
     // A one-pixel stroke at the border changes exactly one pixel; a stamp across the edge is clipped.
@@ -156,7 +158,7 @@ TEST(Drawing, FloodFillCandidatesAndTheReplacer) {
 
     // With alpha: a clear click takes every pixel below alpha 80; an opaque one takes near colours.
     FormatState a = Format(4, 1, true);
-    const int alphas[] = {0, 79, 80, 20};
+    const std::uint8_t alphas[] = {0, 79, 80, 20};
     for (int x = 0; x < 4; ++x) a.mask.SetPixel(x, 0, RGB(alphas[x], alphas[x], alphas[x]));
     Coverage clear = FloodFillCoverage(a, 0, 0);
     EXPECT_TRUE(clear.At(1, 0));
