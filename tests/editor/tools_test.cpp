@@ -56,9 +56,10 @@ TEST(Tools, StrokesOfEveryToolChangeWhatTheyCover) {
         // Every change lies inside the reported rectangle.
         for (int y = 0; y < 10; ++y)
             for (int x = 0; x < 10; ++x)
-                if (f.color.GetPixel(x, y) != before.color.GetPixel(x, y))
+                if (f.color.GetPixel(x, y) != before.color.GetPixel(x, y)) {
                     EXPECT_TRUE(x >= changed.left && x < changed.right && y >= changed.top && y < changed.bottom)
                         << static_cast<int>(c.kind) << " " << x << "," << y;
+                }
     }
 }
 
