@@ -153,7 +153,8 @@ void DocumentsTest::openingShowsEveryFormatOfEveryKind() {
     QVERIFY(texts.contains("48 x 48\n24 bits"));
     const int compressedRow = static_cast<int>(texts.indexOf("256 x 256\n32 bits"));
     const QImage badged = model->data(model->index(compressedRow), Qt::DecorationRole).value<QPixmap>().toImage();
-    const QImage plain = model->data(model->index(texts.indexOf("64 x 64\n32 bits")), Qt::DecorationRole).value<QPixmap>().toImage();
+    const int plainRow = static_cast<int>(texts.indexOf("64 x 64\n32 bits"));
+    const QImage plain = model->data(model->index(plainRow), Qt::DecorationRole).value<QPixmap>().toImage();
     const int side = CIconFormatListModel::kThumbnailSize;
     QCOMPARE(badged.size(), QSize(side, side));
     const QColor badge = badged.pixelColor(side - 3, side - 3), noBadge = plain.pixelColor(side - 3, side - 3);
