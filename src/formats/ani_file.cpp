@@ -128,7 +128,8 @@ bool WalkList(std::span<const std::uint8_t> bytes, std::uint32_t type, std::uint
                 p.frames.push_back(frame);
             }
         } else if (type == kInfo && (id == kInam || id == kIart)) {
-            if (size > kMaxInfoText || static_cast<std::int64_t>(size) > room) return false;
+            // The text must lie in its list and in the file: a list may claim more than the file holds.
+            if (size > kMaxInfoText || static_cast<std::int64_t>(size) > room || size > end - data) return false;
             (id == kInam ? p.title : p.author) = InfoText(bytes.subspan(data, size));
         }
         left = room - static_cast<std::int64_t>(Padded(size));

@@ -215,6 +215,12 @@ TEST(AniFile, InfoTextsAreLimitedTo80Bytes) {
     Bytes overList = Ani({List("INFO", {Chunk("IART", Bytes(8, 'A'))}), Anih(3, 3), ThreeFrames()});
     StoreU32(overList.data() + 12 + 8 + 4 + 4, 9);
     ExpectRefused(overList);
+    // A list that claims more than the file holds, with a text running past the end (found by the
+    // fuzzer): refused without reading past the input.
+    const Bytes cut = {'R', 'I', 'F', 'F', 0xDC, 0xFF, 0xFF, 0x00, 'A', 'C', 'O', 'N', 'L', 'I', 'S', 'T', 0x0F, 0, 0, 0,
+                       'I', 'N', 'F', 'O', 'I', 'N', 'A', 'M', 4, 0, 0, 0, 0x04, 0xA5, 0xA5};
+    ExpectRefused(cut);
+    EXPECT_EQ(CountAniFrames(cut), 0u);
 }
 
 // --- Pictures -------------------------------------------------------------------------------
