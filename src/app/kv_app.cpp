@@ -21,6 +21,7 @@
 #include "app/main_frame.h"
 #include "app/prefs_dialog.h"
 #include "app/qsettings_profile.h"
+#include "app/recovery.h"
 #include "app/texts.h"
 #include "formats/icon_project.h"
 #include "formats/image_file.h"
@@ -103,6 +104,7 @@ CKvApp::CKvApp(StartOptions options) : options_(std::move(options)), prompts_(st
 
 CKvApp::~CKvApp() {
     mainFrame_.reset();
+    recovery_.reset();
     SharedCanvas().tool = nullptr;
     SharedCanvas().colours = nullptr;
     if (translator_) QCoreApplication::removeTranslator(translator_.get());
@@ -232,6 +234,14 @@ bool CKvApp::InitInstance(const QStringList& arguments) {
     for (const std::string& file : shell::CommandLineFiles(args))
         if (OpenDocumentFile(Native(file)) != nullptr) ++opened;
     Step(QString("command line: %1 opened").arg(opened));
+    // Unsaved work of a run that crashed, and this run's own recovery files from now on.
+    recovery_ = std::make_unique<CRecovery>(userDataFolder + "Recovery/");
+    RestoreRecoveryFiles();
+    bool intervalGiven = false;
+    const int interval = qEnvironmentVariableIntValue("TELLURINE_RECOVERY_INTERVAL_MS", &intervalGiven);
+    recoveryTimer.setInterval(intervalGiven && interval > 0 ? interval : 2 * 60 * 1000);
+    QObject::connect(&recoveryTimer, &QTimer::timeout, this, &CKvApp::SaveRecoveryFiles, Qt::UniqueConnection);
+    recoveryTimer.start();
     // A new icon to start with, when the user asked for one and gave no file.
     if (opened == 0 && prefs.NewIcoDocAtStartup != 0) QTimer::singleShot(0, this, [this] { OnFileNew(); });
     if (switches.deletePatch && !switches.patchPath.empty()) {
@@ -262,6 +272,7 @@ bool CKvApp::InitInstance(const QStringList& arguments) {
 }
 
 void CKvApp::ExitInstance() {
+    recoveryTimer.stop();
     if (!profile_) return;
     prefs.SavedFgRGBColor = shell::ProfileColourText(colours.foreground);
     prefs.SavedBkRGBColor = shell::ProfileColourText(colours.background);
@@ -592,6 +603,7 @@ bool CKvApp::DoSave(CIconProject& project, const QString& path) {
     project.container = doc.macintosh ? IconContainer::Icns : doc.cursor ? IconContainer::Cur : IconContainer::Ico;
     project.SetPathName(target.absoluteFilePath());
     project.SetModifiedFlag(false);
+    if (recovery_) recovery_->Forget(&project);
     AddToRecentFileList(target.absoluteFilePath());
     mainFrame_->updateActions();
     return true;
@@ -639,6 +651,42 @@ void CKvApp::ShowWhatsNew() {
 }
 
 void CKvApp::OnTimer() { ++timerTicks; }
+
+void CKvApp::SaveRecoveryFiles() {
+    if (!recovery_ || !mainFrame_) return;
+    for (CKvMdiChild* child : mainFrame_->Children())
+        if (auto* project = qobject_cast<CIconProject*>(child->Document()); project != nullptr && project->IsModified())
+            recovery_->Save(*project);
+}
+
+void CKvApp::RestoreRecoveryFiles() {
+    const std::vector<CRecovery::Entry> found = recovery_->Found();
+    if (found.empty()) return;
+    QStringList names;
+    for (const CRecovery::Entry& e : found) names << (e.originalPath.isEmpty() ? e.title : QDir::toNativeSeparators(e.originalPath));
+    if (prompts_->AskYesNo(mainFrame_.get(), text::kRestoreTitle, QString(text::kRestoreQuestion).arg(names.join('\n')))) {
+        for (const CRecovery::Entry& e : found) {
+            IconFileContents contents;
+            std::string error;
+            if (!LoadIconContainer(e.iconFile.toStdString(), contents, error) || contents.icons.empty()) continue;
+            CIconDoc& doc = contents.icons.front().doc;
+            auto* project = new CIconProject(doc.macintosh ? shell::kTemplateIcns : shell::kTemplateIco);
+            project->Doc() = std::move(doc);
+            if (!e.originalPath.isEmpty()) {
+                project->SetPathName(e.originalPath);
+                const std::string ext = LowerExtension(e.originalPath.toStdString());
+                project->container = ext == ".icns" ? IconContainer::Icns : ext == ".cur" ? IconContainer::Cur
+                                   : ext == ".ico"  ? IconContainer::Ico
+                                                    : IconContainer::Unknown;
+            } else {
+                project->SetTitle(e.title);
+            }
+            project->SetModifiedFlag(true);
+            mainFrame_->AddDocumentWindow(project, new CIconDocMDI(*project));
+        }
+    }
+    recovery_->Discard(found);
+}
 
 editor::CDrawTool* CKvApp::Tool(editor::ToolKind kind) const {
     for (const auto& tool : tools)

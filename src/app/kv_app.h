@@ -24,6 +24,7 @@ class CKvDocument;
 class CIconProject;
 class CMainFrame;
 class QSettingsProfile;
+class CRecovery;
 
 // What a run is started with besides its command line; tests point these at their own folders.
 struct StartOptions {
@@ -100,6 +101,11 @@ public:
     // The preferences dialog: on OK the values are taken, applied to every window and saved.
     bool EditPreferences(QWidget* parent);
 
+    // Writes every modified icon project's recovery file now (the timer does it every two minutes).
+    void SaveRecoveryFiles();
+    [[nodiscard]] CRecovery* Recovery() const { return recovery_.get(); }
+    QTimer recoveryTimer;
+
     void AddToRecentFileList(const QString& path);
     // Whether the program's own list shows a path: those that the framework's list does not.
     [[nodiscard]] bool ShowInOwnRecentList(const std::string& path) const;
@@ -111,6 +117,8 @@ public:
 private:
     void Step(const QString& line) { startupLog_ << line; }
     void ShowError(const QString& text, const QString& title = {});
+    // Offers what an earlier run that crashed left, and opens what the user keeps.
+    void RestoreRecoveryFiles();
     QPixmap ApplicationIcon(int size) const;
 
     StartOptions options_;
@@ -118,6 +126,7 @@ private:
     std::unique_ptr<UserPrompts> prompts_;
     std::unique_ptr<CMainFrame> mainFrame_;
     std::unique_ptr<QTranslator> translator_;
+    std::unique_ptr<CRecovery> recovery_;
     QStringList startupLog_;
     int untitledCount_ = 0;
 };

@@ -30,6 +30,7 @@
 #include "app/image_convert.h"
 #include "app/kv_app.h"
 #include "app/print.h"
+#include "app/recovery.h"
 #include "app/texts.h"
 #include "icon/format_maker.h"
 
@@ -108,6 +109,8 @@ void CKvMdiChild::closeEvent(QCloseEvent* event) {
         event->ignore();
         return;
     }
+    // Closed, saved or given up: its recovery file goes.
+    if (app_.Recovery() != nullptr) app_.Recovery()->Forget(qobject_cast<CIconProject*>(document_));
     QMdiSubWindow::closeEvent(event);
 }
 

@@ -22,6 +22,11 @@ UserPrompts::SaveAnswer UserPrompts::AskSaveChanges(QWidget* parent, const QStri
 
 int UserPrompts::Exec(QDialog& dialog) { return dialog.exec(); }
 
+bool UserPrompts::AskYesNo(QWidget* parent, const QString& title, const QString& text) {
+    return QMessageBox::question(parent, title, text, QMessageBox::Yes | QMessageBox::No, QMessageBox::Yes) ==
+           QMessageBox::Yes;
+}
+
 QStringList UserPrompts::GetOpenFileNames(QWidget* parent, const QString& folder, const QString& filters) {
     return QFileDialog::getOpenFileNames(parent, text::kOpenTitle, folder, filters);
 }

@@ -17,6 +17,7 @@ public:
     virtual void ShowMessage(QWidget* parent, QMessageBox::Icon icon, const QString& title, const QString& text);
     enum class SaveAnswer { Save, Discard, Cancel };
     virtual SaveAnswer AskSaveChanges(QWidget* parent, const QString& documentTitle);
+    virtual bool AskYesNo(QWidget* parent, const QString& title, const QString& text);
     // Runs a dialog (new icon, new format, overwrite prompt, ...) and gives its result code.
     virtual int Exec(QDialog& dialog);
     // The open and save file dialogs; empty when cancelled. `selectedFilter` receives the filter

@@ -142,6 +142,11 @@ inline constexpr const char* kBrushShapeNames[] = {"Fine",          "Square (med
                                                    "Circle (extra large)", "Diamond (large)", "Diamond (large)",
                                                    "Oblique (right)", "Oblique (left)"};
 
+// Recovery after a crash.
+inline constexpr const char* kRestoreTitle = "Restore Unsaved Work";
+inline constexpr const char* kRestoreQuestion =
+    "Tellurine did not close properly last time. Restore the icons that had changes not yet saved?\n\n%1";
+
 // Windows and dialogs.
 inline constexpr const char* kWhatsNewTitle = "What's New";
 inline constexpr const char* kFormatsTitle = "Formats";

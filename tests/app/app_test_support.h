@@ -33,6 +33,8 @@ public:
     std::deque<SaveAnswer> saveAnswers;                // answers to "Save changes?" (default: Cancel)
     std::deque<std::function<int(QDialog&)>> dialogActions;  // what to do in each dialog (default: reject)
     std::deque<QString> saveNames;                     // names typed in the save dialog
+    std::vector<QString> questions;
+    std::deque<bool> yesNoAnswers;                     // answers to yes-or-no questions (default: no)
     std::deque<QStringList> openNames;
 
     void ShowMessage(QWidget*, QMessageBox::Icon icon, const QString& title, const QString& text) override {
@@ -44,6 +46,13 @@ public:
         const SaveAnswer a = saveAnswers.front();
         saveAnswers.pop_front();
         return a;
+    }
+    bool AskYesNo(QWidget*, const QString&, const QString& text) override {
+        questions.push_back(text);
+        if (yesNoAnswers.empty()) return false;
+        const bool answer = yesNoAnswers.front();
+        yesNoAnswers.pop_front();
+        return answer;
     }
     int Exec(QDialog& dialog) override {
         dialogs.push_back(dialog.metaObject()->className());
@@ -75,7 +84,9 @@ struct StartedApp {
     RecordingPrompts* prompts = nullptr;
 
     explicit StartedApp(const QStringList& arguments = {}, bool splash = false,
-                        const std::function<void(QTemporaryDir&)>& prepare = {}) {
+                        const std::function<void(QTemporaryDir&)>& prepare = {},
+                        const std::function<void(RecordingPrompts&)>& answers = {})
+        : answers_(answers) {
         QDir(dir.path()).mkpath("program");
         QSettings ini(ProfilePath(), QSettings::IniFormat);
         ini.setValue("prefs/ShowSplashScreen", splash ? 1 : 0);
@@ -91,12 +102,14 @@ struct StartedApp {
         app = std::make_unique<CKvApp>(options);
         auto recording = std::make_unique<RecordingPrompts>();
         prompts = recording.get();
+        if (answers_) answers_(*recording);
         app->SetPrompts(std::move(recording));
         started = app->InitInstance(arguments);
     }
     [[nodiscard]] QString ProfilePath() const { return dir.filePath("profile.ini"); }
     [[nodiscard]] QString Path(const QString& name) const { return dir.filePath(name); }
     bool started = false;
+    std::function<void(RecordingPrompts&)> answers_;
 };
 
 // A format of a size and depth made from a picture with a transparent frame around a gradient.

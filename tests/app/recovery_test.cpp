@@ -1,0 +1,106 @@
+// Never losing work: a real program killed in the middle of an edit leaves a recovery file, and
+// the next start offers to restore it; saving or closing removes it.
+#include <QProcess>
+
+#include "app/documents.h"
+#include "app/image_convert.h"
+#include "app/main_frame.h"
+#include "app/recovery.h"
+#include "app_test_support.h"
+
+using namespace tellurine;
+using namespace tellurine::app;
+using namespace tellurine::app::test;
+
+class RecoveryTest : public QObject {
+    Q_OBJECT
+private slots:
+    void aKilledProgramsEditIsRestoredAtTheNextStart();
+    void savingClosingAndRefusingRemoveTheFiles();
+};
+
+void RecoveryTest::aKilledProgramsEditIsRestoredAtTheNextStart() {
+    QTemporaryDir dir;
+    const QString icon = dir.filePath("icon.ico");
+    WriteProject(icon, {{16, 32}});
+    const QByteArray original = ReadAll(icon);
+
+    QProcess child;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert("QT_QPA_PLATFORM", "offscreen");
+    env.insert("TELLURINE_RECOVERY_INTERVAL_MS", "50");
+    child.setProcessEnvironment(env);
+    child.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    child.start(TELLURINE_RECOVERY_CHILD, {dir.filePath("profile.ini"), dir.filePath("appdata"), icon});
+    QVERIFY(child.waitForStarted());
+    QByteArray said;
+    QTRY_VERIFY_WITH_TIMEOUT((said += child.readAllStandardOutput()).contains("ready") || child.state() != QProcess::Running,
+                             20000);
+    QCOMPARE(child.state(), QProcess::Running);
+    child.kill();  // mid-edit: nothing saved, nothing closed
+    QVERIFY(child.waitForFinished());
+    QCOMPARE(ReadAll(icon), original);  // the user's file was never touched
+
+    // The next start offers the work; taking it opens the icon, modified, with the drawn pixel.
+    StartOptions options;
+    options.profileFile = dir.filePath("profile.ini");
+    options.appDataFolder = dir.filePath("appdata");
+    options.programFolder = dir.path();
+    CKvApp app(options);
+    auto prompts = std::make_unique<RecordingPrompts>();
+    RecordingPrompts* recorded = prompts.get();
+    recorded->yesNoAnswers = {true};
+    app.SetPrompts(std::move(prompts));
+    QVERIFY(app.InitInstance({}));
+    QCOMPARE(recorded->questions.size(), std::size_t{1});
+    QVERIFY(recorded->questions[0].contains(QDir::toNativeSeparators(icon)));
+    auto* project = qobject_cast<CIconProject*>(app.MainFrame()->ActiveDocument());
+    QVERIFY(project != nullptr);
+    QCOMPARE(project->PathName(), icon);
+    QVERIFY(project->IsModified());
+    QCOMPARE(ImageFromIcon(project->Doc().GetFormat(0)->Icon()).pixelColor(1, 1), QColor(255, 0, 0));
+    QVERIFY(app.Recovery()->Found().empty());  // taken once, not offered again
+}
+
+void RecoveryTest::savingClosingAndRefusingRemoveTheFiles() {
+    StartedApp s;
+    const QString icon = s.Path("icon.ico");
+    WriteProject(icon, {{16, 32}});
+    auto* project = qobject_cast<CIconProject*>(s.app->OpenDocumentFile(icon));
+    s.app->SaveRecoveryFiles();
+    QVERIFY(s.app->Recovery()->FileOf(project).isEmpty());  // nothing to keep while unmodified
+    project->DeleteFormat(0);
+    project->AddFormat(MakeFormat(32, 8));
+    s.app->SaveRecoveryFiles();
+    const QString file = s.app->Recovery()->FileOf(project);
+    QVERIFY(QFileInfo::exists(file + ".icon"));
+    QVERIFY(s.app->SaveDocument(project));
+    QVERIFY(!QFileInfo::exists(file + ".icon"));
+    QVERIFY(!QFileInfo::exists(file + ".txt"));
+
+    // Closing without saving removes it too.
+    project->DeleteFormat(0);
+    project->AddFormat(MakeFormat(16, 4));
+    s.app->SaveRecoveryFiles();
+    const QString again = s.app->Recovery()->FileOf(project);
+    QVERIFY(QFileInfo::exists(again + ".icon"));
+    s.prompts->saveAnswers = {UserPrompts::SaveAnswer::Discard};
+    s.app->MainFrame()->actClose->trigger();
+    QCoreApplication::processEvents();
+    QVERIFY(!QFileInfo::exists(again + ".icon"));
+
+    // What another run left is refused: no window, and the files are gone.
+    const QString left = s.Path("appdata/Korvane/Tellurine/Recovery/");
+    QDir().mkpath(left);
+    QFile::copy(icon, left + "999999-1.icon");
+    WriteAll(left + "999999-1.txt", QString("999999-1.icon\n%1\nicon.ico\n").arg(icon).toUtf8());
+    QCOMPARE(s.app->Recovery()->Found().size(), std::size_t{1});
+    s.app.reset();
+    s.Start({});
+    QCOMPARE(s.prompts->questions.size(), std::size_t{1});
+    QVERIFY(s.app->MainFrame()->Children().empty());
+    QVERIFY(!QFileInfo::exists(left + "999999-1.icon"));
+}
+
+QTEST_MAIN(RecoveryTest)
+#include "recovery_test.moc"
