@@ -4,6 +4,7 @@
 #include <cstring>
 #include <vector>
 
+#include "editor/drawing.h"
 #include "image/raster.h"
 
 namespace tellurine::editor {
@@ -53,33 +54,11 @@ namespace {
 constexpr COLORREF kFrameDark = 0x505050;
 constexpr COLORREF kFrameLight = 0xA0A0A0;
 
-// The format's image and mask with a floating selection laid over them: where the selection's
-// mask keeps a pixel (or everywhere, when transparency is not preserved) its colour and mask
-// replace the format's; with alpha, the selection is blended over by its own alpha.
+// The format's image and mask with a floating selection laid over them, as dropping it would.
 void CombineFloating(const CanvasImage& image, DeviceBitmap& color, DeviceBitmap& mask) {
     const FloatingSelection& f = *image.floating;
     if (f.color == nullptr || f.mask == nullptr) return;
-    for (int y = 0; y < f.color->Height(); ++y)
-        for (int x = 0; x < f.color->Width(); ++x) {
-            const int tx = f.x + x, ty = f.y + y;
-            if (!color.Contains(tx, ty)) continue;
-            const COLORREF c = f.color->GetPixel(x, y), m = f.mask->GetPixel(x, y);
-            if (image.alpha) {
-                const int a = static_cast<int>(GetRValue(m));
-                if (a == 0 && f.preserveTransparency) continue;
-                const COLORREF under = color.GetPixel(tx, ty);
-                const int ua = GetRValue(mask.GetPixel(tx, ty));
-                const auto mix = [&](int top, int bottom) { return static_cast<std::uint8_t>((top * a + bottom * (255 - a)) / 255); };
-                color.SetPixel(tx, ty, RGB(mix(GetRValue(c), GetRValue(under)), mix(GetGValue(c), GetGValue(under)),
-                                           mix(GetBValue(c), GetBValue(under))));
-                const auto alpha = static_cast<std::uint8_t>(a + ua * (255 - a) / 255);
-                mask.SetPixel(tx, ty, RGB(alpha, alpha, alpha));
-            } else {
-                if (m == 0xFFFFFF && f.preserveTransparency) continue;
-                color.SetPixel(tx, ty, c);
-                mask.SetPixel(tx, ty, m);
-            }
-        }
+    LayFloating(color, mask, image.alpha, *f.color, *f.mask, f.x, f.y, f.preserveTransparency);
 }
 
 // Blends the colour image over the backdrop already in the work bitmap by the alpha image, each

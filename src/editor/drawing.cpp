@@ -232,6 +232,27 @@ CanvasRect ApplyColour(FormatState& format, const Coverage& coverage, ColourValu
     return r;
 }
 
+void LayFloating(DeviceBitmap& color, DeviceBitmap& mask, bool alpha, const DeviceBitmap& fc, const DeviceBitmap& fm,
+                 int fx, int fy, bool preserveTransparency) {
+    for (int y = 0; y < fc.Height(); ++y)
+        for (int x = 0; x < fc.Width(); ++x) {
+            const int tx = fx + x, ty = fy + y;
+            if (!color.Contains(tx, ty)) continue;
+            const COLORREF c = fc.GetPixel(x, y), m = fm.GetPixel(x, y);
+            if (alpha && preserveTransparency) {
+                const AlphaPixel out = CompositePixel(c, GetRValue(m), color.GetPixel(tx, ty), GetRValue(mask.GetPixel(tx, ty)),
+                                                      255, false);
+                color.SetPixel(tx, ty, out.colour);
+                const auto a = static_cast<std::uint8_t>(out.alpha);
+                mask.SetPixel(tx, ty, RGB(a, a, a));
+                continue;
+            }
+            if (!alpha && preserveTransparency && m == 0xFFFFFF && c == 0) continue;
+            color.SetPixel(tx, ty, c);
+            mask.SetPixel(tx, ty, m);
+        }
+}
+
 CanvasRect ReplaceColour(FormatState& format, const Coverage& coverage, ColourValue from, ColourValue to) {
     Coverage matching(coverage.Width(), coverage.Height());
     const CanvasRect r = coverage.Bounds();

@@ -81,6 +81,13 @@ AlphaPixel CompositePixel(COLORREF source, int s, COLORREF destination, int d, i
 CanvasRect ApplyColour(FormatState& format, const Coverage& coverage, ColourValue colour, int opacity,
                        int screenBits = 32);
 
+// Lays a floating picture (its colour image and mask, in the format's form) over a format's colour
+// image and mask at (x, y). Without alpha its pixels replace the format's, but for those that show
+// the screen (black with the mask bit) when `preserveTransparency` is on; with alpha it is
+// composited over the format, or replaces it when transparency is not preserved.
+void LayFloating(DeviceBitmap& color, DeviceBitmap& mask, bool alpha, const DeviceBitmap& floatingColor,
+                 const DeviceBitmap& floatingMask, int x, int y, bool preserveTransparency);
+
 // The colour replacer: every covered pixel that reads exactly as `from` becomes `to`.
 CanvasRect ReplaceColour(FormatState& format, const Coverage& coverage, ColourValue from, ColourValue to);
 

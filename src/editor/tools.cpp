@@ -161,10 +161,43 @@ public:
     }
 };
 
+// The selection tool: a press inside the selection picks it up (a copy with Ctrl or Alt) and the
+// moves carry it; a press elsewhere lays down what floats and starts a new rectangle.
+class CSelectTool : public CDrawTool {
+public:
+    CSelectTool() : CDrawTool(ToolKind::Select) {}
+    ToolResult ButtonDown(FormatState& format, ColourSelection&, int x, int y, bool) override {
+        moving_ = SelectionContains(format, x, y);
+        lastX_ = x;
+        lastY_ = y;
+        if (moving_) {
+            if (!format.floatingColor) LiftSelection(format, settings.copyOnMove);
+        } else {
+            ClearSelection(format, format.preserveTransparency);
+            startX_ = x;
+            startY_ = y;
+            SelectRectangle(format, x, y, x, y);
+        }
+        return {Whole(format)};
+    }
+    ToolResult PointerMove(FormatState& format, ColourSelection&, int x, int y) override {
+        if (moving_) MoveSelection(format, x - lastX_, y - lastY_, false);
+        else SelectRectangle(format, startX_, startY_, x, y);
+        lastX_ = x;
+        lastY_ = y;
+        return {Whole(format)};
+    }
+
+private:
+    static CanvasRect Whole(const FormatState& format) { return {0, 0, format.Width(), format.Height()}; }
+    bool moving_ = false;
+};
+
 }  // namespace
 
 std::unique_ptr<CDrawTool> MakeTool(ToolKind kind) {
     switch (kind) {
+        case ToolKind::Select: return std::make_unique<CSelectTool>();
         case ToolKind::Pick: return std::make_unique<CPickTool>();
         case ToolKind::Replacer: return std::make_unique<CReplacerTool>();
         case ToolKind::Pen: return std::make_unique<CFreehandTool>(kind, false);

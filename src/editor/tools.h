@@ -9,16 +9,18 @@
 
 #include "editor/colour_value.h"
 #include "editor/drawing.h"
+#include "editor/selection.h"
 #include "editor/undo_history.h"
 
 namespace tellurine::editor {
 
-enum class ToolKind { Pick, Replacer, Pen, Brush, Fill, Line, Rectangle, FilledRectangle, Ellipse, FilledEllipse };
+enum class ToolKind { Select, Pick, Replacer, Pen, Brush, Fill, Line, Rectangle, FilledRectangle, Ellipse, FilledEllipse };
 
 // What the view and the colour bar set for every tool.
 struct ToolSettings {
     int brushShape = 0;   // 0..11
     int screenBits = 32;  // the screen's depth, for the 15/16-bit rounding of palette colours
+    bool copyOnMove = false;  // the selection tool moves a copy (Ctrl or Alt held)
 };
 
 // What an event did: the format's rectangle that changed (empty when nothing did), and whether

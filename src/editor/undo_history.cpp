@@ -44,7 +44,9 @@ bool UndoHistory::Redo(FormatState& state) {
 void UndoHistory::Restore(int index, FormatState& state) const {
     const std::optional<FormatState>& entry = entries_[static_cast<std::size_t>(index)];
     if (!entry) return;
+    const bool preserve = state.preserveTransparency;
     state = *entry;
+    state.preserveTransparency = preserve;
     state.selectionActive = !(entry->selection.left == -1 && entry->selection.top == -1 &&
                               entry->selection.right == -1 && entry->selection.bottom == -1);
     switch (state.depth) {

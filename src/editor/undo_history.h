@@ -26,6 +26,9 @@ struct FormatState {
     std::optional<CMask> alphaMask;
     PixelSelection selection;
     bool selectionActive = false;
+    // Whether the floating selection's transparent pixels stay transparent when it is laid down
+    // (TransparentCopy); not part of what undo restores.
+    bool preserveTransparency = true;
     std::vector<std::uint8_t> colorTable;  // the colour table's bytes, 4 per entry
     Palette palette;
     int depth = 32;  // 1, 4, 8, 24 or 32

@@ -241,7 +241,8 @@ TEST(CanvasPaint, SelectionFrameAndFloatingSelection) {
     Fixture f;
     f.color = DeviceBitmap::Create(16, 16, 0x00FF00);
     DeviceBitmap floatColor = DeviceBitmap::Create(2, 2, 0x0000FF), floatMask = DeviceBitmap::Create(2, 2, 0);
-    floatMask.SetPixel(1, 1, 0xFFFFFF);  // kept transparent
+    floatMask.SetPixel(1, 1, 0xFFFFFF);  // the transparent colour: left out
+    floatColor.SetPixel(1, 1, 0);
     const FloatingSelection floating{&floatColor, &floatMask, 3, 4, true};
     CanvasImage image{&f.color, &f.mask, false, {2, 2, 5, 6}, true, &floating};
     PaintedArea painted;

@@ -1,0 +1,105 @@
+#include "editor/selection.h"
+#include "editor/tools.h"
+
+#include <gtest/gtest.h>
+
+namespace tellurine::editor {
+namespace {
+
+// A 6 x 6 format without alpha whose pixel (x, y) holds the colour x + 16 y + 1.
+FormatState Numbered(bool alpha = false) {
+    FormatState f;
+    f.color = DeviceBitmap::Create(6, 6);
+    f.mask = DeviceBitmap::Create(6, 6, alpha ? 0xFFFFFF : 0);
+    f.alpha = alpha;
+    f.depth = alpha ? 32 : 24;
+    for (int y = 0; y < 6; ++y)
+        for (int x = 0; x < 6; ++x) f.color.SetPixel(x, y, static_cast<COLORREF>(x + 16 * y + 1));
+    return f;
+}
+
+TEST(Selection, MovingLeavesTransparencyAndDroppingLaysThePixels) {
+    FormatState f = Numbered();
+    SelectRectangle(f, 3, 2, 1, 1);  // corners in any order, clipped
+    EXPECT_EQ(f.selection.left, 1);
+    EXPECT_EQ(f.selection.bottom, 2);
+    EXPECT_TRUE(SelectionContains(f, 3, 2));
+    EXPECT_FALSE(SelectionContains(f, 4, 2));
+    MoveSelection(f, 2, 3, false);
+    ASSERT_TRUE(f.floatingColor.has_value());
+    EXPECT_EQ(ReadPixel(f, 1, 1), kTransparentColour);  // what was under it is cleared
+    EXPECT_EQ(f.selection.left, 3);
+    EXPECT_EQ(f.selection.top, 4);
+    DropFloating(f, true);
+    EXPECT_FALSE(f.floatingColor.has_value());
+    EXPECT_EQ(f.color.GetPixel(3, 4), 1u + 16u + 1u);  // the old (1, 1)
+    EXPECT_EQ(f.color.GetPixel(5, 5), 3u + 16u * 2u + 1u);  // the old (3, 2)
+}
+
+TEST(Selection, CopiesTransparencyAndPictures) {
+    // Moving a copy leaves the original; a transparent pixel of the float is left out when dropped
+    // with transparency preserved and laid when not.
+    for (const bool preserve : {true, false}) {
+        FormatState f = Numbered();
+        f.color.SetPixel(0, 0, 0);
+        f.mask.SetPixel(0, 0, 0xFFFFFF);  // the transparent colour
+        SelectRectangle(f, 0, 0, 1, 0);
+        MoveSelection(f, 0, 2, true);
+        EXPECT_EQ(f.color.GetPixel(1, 0), 2u);  // the original stays
+        DropFloating(f, preserve);
+        EXPECT_EQ(ReadPixel(f, 0, 2), preserve ? 0u + 16u * 2u + 1u : kTransparentColour);
+        EXPECT_EQ(f.color.GetPixel(1, 2), 2u);
+    }
+    // The selected picture (alpha 0 where the mask is set), floated back at another place.
+    FormatState f = Numbered();
+    f.mask.SetPixel(2, 2, 0xFFFFFF);
+    SelectRectangle(f, 1, 1, 2, 2);
+    DeviceBitmap color, alpha;
+    SelectedPicture(f, color, alpha);
+    ASSERT_EQ(color.Width(), 2);
+    EXPECT_EQ(color.GetPixel(0, 0), 16u + 1u + 1u);
+    EXPECT_EQ(GetRValue(alpha.GetPixel(1, 1)), 0);
+    EXPECT_EQ(GetRValue(alpha.GetPixel(0, 0)), 255);
+    FloatPicture(f, color, alpha, 4, 4);
+    EXPECT_EQ(f.selection.right, 5);
+    DropFloating(f, true);
+    EXPECT_EQ(f.color.GetPixel(4, 4), 18u);
+    EXPECT_EQ(f.color.GetPixel(5, 5), 5u + 16u * 5u + 1u);  // transparent in the picture: left out
+    // Nothing selected: the whole format.
+    FormatState g = Numbered();
+    SelectedPicture(g, color, alpha);
+    EXPECT_EQ(color.Width(), 6);
+    DeleteSelection(g);  // nothing selected: nothing happens
+    EXPECT_EQ(g.color.GetPixel(2, 2), 35u);
+    SelectRectangle(g, 2, 2, 2, 2);
+    DeleteSelection(g);
+    EXPECT_EQ(ReadPixel(g, 2, 2), kTransparentColour);
+}
+
+TEST(Selection, TheSelectionToolDragsRectanglesAndMovesThem) {
+    ColourSelection colours;
+    std::unique_ptr<CDrawTool> tool = MakeTool(ToolKind::Select);
+    FormatState f = Numbered(true);
+    tool->ButtonDown(f, colours, 1, 1, false);
+    tool->PointerMove(f, colours, 2, 3);
+    tool->ButtonUp(f, colours, 2, 3);
+    EXPECT_TRUE(f.selectionActive);
+    EXPECT_EQ(f.selection.right, 2);
+    EXPECT_EQ(f.selection.bottom, 3);
+    // A press inside picks it up; the drag carries it.
+    tool->ButtonDown(f, colours, 1, 1, false);
+    tool->PointerMove(f, colours, 4, 2);
+    tool->ButtonUp(f, colours, 4, 2);
+    ASSERT_TRUE(f.floatingColor.has_value());
+    EXPECT_EQ(f.floatingX, 4);
+    EXPECT_EQ(f.floatingY, 2);
+    EXPECT_EQ(GetRValue(f.mask.GetPixel(1, 1)), 0);  // cleared under it (alpha 0)
+    // A press outside lays it down and starts again.
+    tool->ButtonDown(f, colours, 0, 5, false);
+    EXPECT_FALSE(f.floatingColor.has_value());
+    EXPECT_EQ(f.color.GetPixel(4, 2), 1u + 16u + 1u);
+    EXPECT_EQ(f.selection.left, 0);
+}
+
+}  // namespace
+}  // namespace tellurine::editor
