@@ -2,6 +2,9 @@
 
 #include <QFileInfo>
 
+#include "app/icon_view.h"
+#include "editor/drawing.h"
+
 namespace tellurine::app {
 
 CKvDocument::CKvDocument(int templateResource, QObject* parent) : QObject(parent), template_(templateResource) {}
@@ -67,6 +70,7 @@ editor::FormatState* CIconProject::EditState(int index) {
         s.colorCount = format->ColorCount();
         s.alpha = format->HasAlpha();
         s.paletteFormat = format->IsPaletteFormat();
+        s.preserveTransparency = SharedCanvas().transparentCopy;
         it = edits_.emplace(format, std::move(edit)).first;
     }
     return &it->second.state;
@@ -97,7 +101,16 @@ void CIconProject::CommitEdit(int index) {
         static_cast<int>(icon.Height()) != s.Height()) {
         icon.SetFormat(s.Width(), s.Height(), s.colorCount, s.alpha);
     }
-    icon.FromBitmaps(s.color, s.mask, s.depth <= 8 && !s.palette.empty() ? &s.palette : nullptr);
+    // The image holds what the canvas shows: a floating selection laid over the format.
+    const Palette* palette = s.depth <= 8 && !s.palette.empty() ? &s.palette : nullptr;
+    if (s.floatingColor && s.floatingMask) {
+        DeviceBitmap color = s.color, mask = s.mask;
+        editor::LayFloating(color, mask, s.alpha, *s.floatingColor, *s.floatingMask, s.floatingX, s.floatingY,
+                            s.preserveTransparency);
+        icon.FromBitmaps(color, mask, palette);
+    } else {
+        icon.FromBitmaps(s.color, s.mask, palette);
+    }
     icon.SetCompressed(compressed);
     icon.SetPoint(point[0], point[1]);
     format->SyncWithIcon();

@@ -143,7 +143,12 @@ void CIconView::paintEvent(QPaintEvent* event) {
     painter.fillRect(update, palette().color(QPalette::Mid));
     if (format_ >= 0 && state_ != nullptr && !state_->color.IsNull()) {
         const int sx = horizontalScrollBar()->value(), sy = verticalScrollBar()->value();
-        const editor::CanvasImage image{&state_->color, &state_->mask, state_->alpha, {}, false, nullptr};
+        editor::FloatingSelection floating;
+        if (state_->floatingColor && state_->floatingMask)
+            floating = {&*state_->floatingColor, &*state_->floatingMask, state_->floatingX, state_->floatingY,
+                        state_->preserveTransparency};
+        const editor::CanvasImage image{&state_->color, &state_->mask, state_->alpha, state_->selection,
+                                        state_->selectionActive, floating.color != nullptr ? &floating : nullptr};
         const editor::CanvasView view{zoom_, gridShown_};
         const editor::CanvasRect rect{update.left() + sx, update.top() + sy, update.right() + 1 + sx, update.bottom() + 1 + sy};
         editor::PaintedArea painted;
@@ -203,6 +208,7 @@ void CIconView::mousePressEvent(QMouseEvent* event) {
     // Every change to a format is recorded first.
     if (canvas.tool->Edits()) project_.RecordUndo(format_);
     stroking_ = true;
+    canvas.tool->settings.copyOnMove = (event->modifiers() & (Qt::ControlModifier | Qt::AltModifier)) != 0;
     ToolResult(canvas.tool->ButtonDown(*state_, *canvas.colours, hit.x, hit.y, right));
 }
 
@@ -224,9 +230,41 @@ void CIconView::mouseReleaseEvent(QMouseEvent* event) {
     const QPoint pixel = RawPixel(event->position().toPoint());
     ToolResult(canvas.tool->ButtonUp(*state_, *canvas.colours, pixel.x(), pixel.y()));
     if (canvas.tool->Edits()) project_.CommitEdit(format_);
+    EmitSelection();
+}
+
+void CIconView::RefreshCanvas() {
+    viewport()->update();
+    EmitSelection();
+}
+
+void CIconView::EmitSelection() {
+    if (state_ == nullptr || !state_->selectionActive || state_->selection.IsEmpty()) {
+        emit selectionChanged(0, 0);
+        return;
+    }
+    const editor::PixelSelection s = state_->selection.Normalized();
+    emit selectionChanged(s.right - s.left + 1, s.bottom - s.top + 1);
 }
 
 void CIconView::keyPressEvent(QKeyEvent* event) {
+    // The arrow keys move the selection by a pixel, by ten with Shift; with Ctrl or Alt a copy.
+    const int step = (event->modifiers() & Qt::ShiftModifier) ? 10 : 1;
+    int dx = 0, dy = 0;
+    switch (event->key()) {
+        case Qt::Key_Left: dx = -step; break;
+        case Qt::Key_Right: dx = step; break;
+        case Qt::Key_Up: dy = -step; break;
+        case Qt::Key_Down: dy = step; break;
+        default: break;
+    }
+    if ((dx != 0 || dy != 0) && state_ != nullptr && state_->selectionActive && !state_->selection.IsEmpty()) {
+        project_.RecordUndo(format_);
+        editor::MoveSelection(*state_, dx, dy, (event->modifiers() & (Qt::ControlModifier | Qt::AltModifier)) != 0);
+        project_.CommitEdit(format_);
+        RefreshCanvas();
+        return;
+    }
     switch (event->key()) {
         case Qt::Key_Backspace: emit undoRequested(); return;
         case Qt::Key_Return:

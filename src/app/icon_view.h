@@ -22,6 +22,7 @@ struct CanvasContext {
     COLORREF previewColor = 0xE1E1E1;  // PreviewColor
     editor::CDrawTool* tool = nullptr;           // the current drawing tool
     editor::ColourSelection* colours = nullptr;  // the colour bar's colours
+    bool transparentCopy = true;  // TransparentCopy: a format's "preserve transparency" at first
 };
 CanvasContext& SharedCanvas();
 
@@ -52,6 +53,8 @@ public slots:
     void ToggleGrid();
     // Takes the edited format's pixels again (after the formats changed).
     void Reload();
+    // Repaints the whole format (after its selection changed).
+    void RefreshCanvas();
 
 signals:
     void canvasTitleChanged();
@@ -60,6 +63,8 @@ signals:
     void pointerMoved(int x, int y, bool inside);
     void propertiesRequested();
     void undoRequested();
+    // The selection's size changed (0 x 0 without one).
+    void selectionChanged(int width, int height);
 
 protected:
     void paintEvent(QPaintEvent* event) override;
@@ -68,6 +73,7 @@ protected:
     void mousePressEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
+    void EmitSelection();
     void scrollContentsBy(int dx, int dy) override;
 
 private:

@@ -214,10 +214,10 @@ bool CKvApp::InitInstance(const QStringList& arguments) {
     std::srand(static_cast<unsigned>(QDateTime::currentMSecsSinceEpoch()));
     Step("timer: 50 ms");
 
-    // 16. The drawing tools, in their fixed order (the selection and 3D frame tools come later).
+    // 16. The drawing tools, in their fixed order (the 3D frame tool comes later).
     tools.clear();
     for (const editor::ToolKind kind :
-         {editor::ToolKind::Pick, editor::ToolKind::Replacer, editor::ToolKind::Pen, editor::ToolKind::Brush,
+         {editor::ToolKind::Select, editor::ToolKind::Pick, editor::ToolKind::Replacer, editor::ToolKind::Pen, editor::ToolKind::Brush,
           editor::ToolKind::Fill, editor::ToolKind::Rectangle, editor::ToolKind::FilledRectangle,
           editor::ToolKind::Ellipse, editor::ToolKind::FilledEllipse, editor::ToolKind::Line})
         tools.push_back(editor::MakeTool(kind));
@@ -479,6 +479,7 @@ void CKvApp::ApplyCanvasPreferences() {
     canvas.showGrid = prefs.ShowGrid != 0;
     canvas.autoZoom = prefs.DefaultZoomAuto != 0;
     canvas.previewColor = shell::ProfileColour(prefs.PreviewColor, 0xE1E1E1) & 0xFFFFFF;
+    canvas.transparentCopy = prefs.TransparentCopy != 0;
     if (mainFrame_)
         for (QWidget* w : mainFrame_->findChildren<QWidget*>()) w->update();
 }

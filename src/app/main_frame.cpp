@@ -3,6 +3,7 @@
 #include <QAction>
 #include <QActionGroup>
 #include <QCloseEvent>
+#include <QClipboard>
 #include <QDir>
 #include <QDockWidget>
 #include <QFileInfo>
@@ -22,6 +23,7 @@
 #include <QToolBar>
 #include <QUrl>
 
+#include "app/clipboard.h"
 #include "app/color_bar.h"
 #include "app/dialogs.h"
 #include "app/documents.h"
@@ -176,6 +178,16 @@ void CMainFrame::CreateActions() {
     actExit->setShortcut(QKeySequence(Qt::ALT | Qt::Key_F4));
     connect(actExit, &QAction::triggered, this, &QWidget::close);
     actUndo = make(text::kUndo, QKeySequence::Undo, &CMainFrame::OnEditUndo);
+    actCut = make(text::kCut, QKeySequence::Cut, &CMainFrame::OnEditCut);
+    actCopy = make(text::kCopy, QKeySequence::Copy, &CMainFrame::OnEditCopy);
+    actPaste = make(text::kPaste, QKeySequence::Paste, &CMainFrame::OnEditPaste);
+    actDelete = make(text::kDelete, QKeySequence::Delete, &CMainFrame::OnEditDelete);
+    actSelectAll = make(text::kSelectAll, QKeySequence::SelectAll, &CMainFrame::OnEditSelectAll);
+    actPreserveTransparency = new QAction(text::kPreserveTransparency, this);
+    actPreserveTransparency->setCheckable(true);
+    actPreserveTransparency->setShortcut(QKeySequence(Qt::Key_T));
+    actPreserveTransparency->setStatusTip(text::kPreserveTransparencyHelp);
+    connect(actPreserveTransparency, &QAction::toggled, this, &CMainFrame::OnPreserveTransparency);
     actRedo = make(text::kRedo, QKeySequence(Qt::CTRL | Qt::Key_Y), &CMainFrame::OnEditRedo);
     actNewFormat = make(text::kNewFormat, QKeySequence(Qt::Key_Insert), &CMainFrame::OnNewFormat);
     actDeleteFormat = make(text::kDeleteFormat, QKeySequence(), &CMainFrame::OnDeleteFormat);
@@ -213,6 +225,13 @@ void CMainFrame::CreateMenus() {
     QMenu* icon = menuBar()->addMenu(text::kMenuEdit);
     icon->addAction(actUndo);
     icon->addAction(actRedo);
+    icon->addSeparator();
+    icon->addAction(actCut);
+    icon->addAction(actCopy);
+    icon->addAction(actPaste);
+    icon->addAction(actDelete);
+    icon->addAction(actSelectAll);
+    icon->addAction(actPreserveTransparency);
     icon->addSeparator();
     icon->addAction(actNewFormat);
     icon->addAction(actDeleteFormat);
@@ -256,6 +275,7 @@ void CMainFrame::CreateMenus() {
         Qt::Key key;
         editor::ToolKind kind;
     } toolCommands[] = {
+        {text::kSelectionTool, Qt::Key_A, editor::ToolKind::Select},
         {"Color Picker (C)", Qt::Key_C, editor::ToolKind::Pick},
         {"Color Replacer", Qt::Key_unknown, editor::ToolKind::Replacer},
         {"Pencil (P)", Qt::Key_P, editor::ToolKind::Pen},
@@ -312,6 +332,7 @@ CKvMdiChild* CMainFrame::AddDocumentWindow(CKvDocument* document, QWidget* frame
         connect(icons->view, &CIconView::pointerMoved, this, &CMainFrame::OnPointerMoved);
         connect(icons->view, &CIconView::propertiesRequested, this, &CMainFrame::OnProperties);
         connect(icons->view, &CIconView::undoRequested, this, &CMainFrame::OnEditUndo);
+        connect(icons->view, &CIconView::selectionChanged, this, &CMainFrame::OnSelectionChanged);
         connect(icons->view, &CIconView::coloursPicked, colorBar, qOverload<>(&QWidget::update));
         icons->formatBar->setVisible(app_.prefs.ShowIcoFormatBar != 0);
     }
@@ -375,6 +396,13 @@ void CMainFrame::updateActions() {
     actDisplayGrid->setChecked(canvas != nullptr && canvas->GridShown());
     actProperties->setEnabled(canvas != nullptr);
     actUndo->setEnabled(canvas != nullptr && project->CanUndo(canvas->Format()));
+    for (QAction* a : {actCut, actCopy, actPaste, actDelete, actSelectAll, actPreserveTransparency})
+        a->setEnabled(canvas != nullptr);
+    if (canvas != nullptr)
+        if (const editor::FormatState* state = project->EditState(canvas->Format())) {
+            const QSignalBlocker quiet(actPreserveTransparency);
+            actPreserveTransparency->setChecked(state->preserveTransparency);
+        }
     actRedo->setEnabled(canvas != nullptr && project->CanRedo(canvas->Format()));
     actPrint->setEnabled(canvas != nullptr);
     actPrintPreview->setEnabled(canvas != nullptr);
@@ -497,6 +525,81 @@ void CMainFrame::OnEditUndo() {
     auto* project = qobject_cast<CIconProject*>(ActiveDocument());
     CIconDocMDI* frame = ActiveIconFrame();
     if (project != nullptr && frame != nullptr) project->Undo(frame->view->Format());
+}
+
+editor::FormatState* CMainFrame::ActiveState(CIconProject*& project, int& format) const {
+    project = qobject_cast<CIconProject*>(ActiveDocument());
+    CIconDocMDI* frame = ActiveIconFrame();
+    if (project == nullptr || frame == nullptr) return nullptr;
+    format = frame->view->Format();
+    return project->EditState(format);
+}
+
+void CMainFrame::OnEditCopy() {
+    CIconProject* project = nullptr;
+    int format = -1;
+    const editor::FormatState* state = ActiveState(project, format);
+    if (state == nullptr) return;
+    DeviceBitmap color, alpha;
+    editor::SelectedPicture(*state, color, alpha);
+    QGuiApplication::clipboard()->setMimeData(PictureMimeData(color, alpha).release());
+}
+
+void CMainFrame::OnEditCut() {
+    OnEditCopy();
+    OnEditDelete();
+}
+
+void CMainFrame::OnEditDelete() {
+    CIconProject* project = nullptr;
+    int format = -1;
+    editor::FormatState* state = ActiveState(project, format);
+    if (state == nullptr || (!state->selectionActive && !state->floatingColor)) return;
+    project->RecordUndo(format);
+    editor::DeleteSelection(*state);
+    project->CommitEdit(format);
+    ActiveIconFrame()->view->RefreshCanvas();
+}
+
+void CMainFrame::OnEditPaste() {
+    CIconProject* project = nullptr;
+    int format = -1;
+    editor::FormatState* state = ActiveState(project, format);
+    const QMimeData* data = QGuiApplication::clipboard()->mimeData();
+    DeviceBitmap color, alpha;
+    if (state == nullptr || data == nullptr || !PictureFromMimeData(*data, color, alpha)) return;
+    project->RecordUndo(format);
+    // The picture floats at the selection's corner, or the format's; the selection tool moves it.
+    const editor::PixelSelection at = state->selectionActive ? state->selection.Normalized() : editor::PixelSelection{0, 0, 0, 0};
+    editor::FloatPicture(*state, color, alpha, std::max(0, at.left), std::max(0, at.top));
+    project->CommitEdit(format);
+    ActiveIconFrame()->view->RefreshCanvas();
+    toolActions.front()->trigger();
+}
+
+void CMainFrame::OnEditSelectAll() {
+    CIconProject* project = nullptr;
+    int format = -1;
+    editor::FormatState* state = ActiveState(project, format);
+    if (state == nullptr) return;
+    project->RecordUndo(format);
+    editor::ClearSelection(*state, state->preserveTransparency);
+    editor::SelectRectangle(*state, 0, 0, state->Width() - 1, state->Height() - 1);
+    project->CommitEdit(format);
+    ActiveIconFrame()->view->RefreshCanvas();
+}
+
+void CMainFrame::OnPreserveTransparency(bool on) {
+    CIconProject* project = nullptr;
+    int format = -1;
+    if (editor::FormatState* state = ActiveState(project, format)) {
+        state->preserveTransparency = on;
+        ActiveIconFrame()->view->RefreshCanvas();
+    }
+}
+
+void CMainFrame::OnSelectionChanged(int width, int height) {
+    selectionPane->SetText(width > 0 ? QString::asprintf(text::kSelectionPane, width, height) : QString());
 }
 
 void CMainFrame::OnEditRedo() {

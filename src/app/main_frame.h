@@ -75,6 +75,12 @@ public:
     QAction* actPrint = nullptr;
     QAction* actPrintPreview = nullptr;
     QAction* actExit = nullptr;
+    QAction* actCut = nullptr;
+    QAction* actCopy = nullptr;
+    QAction* actPaste = nullptr;
+    QAction* actDelete = nullptr;
+    QAction* actSelectAll = nullptr;
+    QAction* actPreserveTransparency = nullptr;
     QAction* actUndo = nullptr;
     QAction* actRedo = nullptr;
     std::vector<QAction*> toolActions;   // in the order of the Tools menu
@@ -133,6 +139,13 @@ public slots:
     void OnPreferences();
     void OnFilePrint();
     void OnEditUndo();
+    void OnEditCut();
+    void OnEditCopy();
+    void OnEditPaste();
+    void OnEditDelete();
+    void OnEditSelectAll();
+    void OnPreserveTransparency(bool on);
+    void OnSelectionChanged(int width, int height);
     void OnEditRedo();
     void OnFilePrintPreview();
     void OnWindowCascade();
@@ -152,6 +165,8 @@ private:
     void CreateActions();
     void CreateMenus();
     void FillRecentMenus();
+    // The active canvas's project, format index and editable state; false without one.
+    editor::FormatState* ActiveState(CIconProject*& project, int& format) const;
     // What printing the active window's format puts on the page; false without one.
     bool ActivePrintPage(struct PrintPage& page);
     CKvApp& app_;

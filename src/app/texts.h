@@ -136,6 +136,14 @@ inline constexpr const char* kAutoZoomNewViews = "Fit new windows to their size 
 inline constexpr const char* kUndo = "Undo (Ctrl+Z)";
 inline constexpr const char* kRedo = "Redo (Ctrl+Y)";
 inline constexpr const char* kMenuTools = "&Tools";
+inline constexpr const char* kSelectionTool = "Selection (A)";
+inline constexpr const char* kPreserveTransparency = "Preserve Transparency  (T)";
+inline constexpr const char* kPreserveTransparencyHelp = "Preserves Tranparency when moving or copying image selection";
+inline constexpr const char* kCut = "Cu&t";
+inline constexpr const char* kCopy = "&Copy";
+inline constexpr const char* kPaste = "&Paste";
+inline constexpr const char* kDelete = "&Delete";
+inline constexpr const char* kSelectAll = "Select &All";
 inline constexpr const char* kBrushShapes = "Brush &Shape";
 inline constexpr const char* kBrushShapeNames[] = {"Fine",          "Square (medium)", "Square (large)", "Square (extra large)",
                                                    "Circle (small)", "Circle (medium)", "Circle (large)",

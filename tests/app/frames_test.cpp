@@ -1,6 +1,8 @@
 // What the windows draw: the format bar's thumbnails (crisp on dense screens), the view's picture
 // at its own size and magnified, and the new-icon dialog keeping each system's choices.
+#include <QBuffer>
 #include <QCheckBox>
+#include <QClipboard>
 #include <QPainter>
 #include <QPdfWriter>
 #include <QListWidget>
@@ -9,13 +11,16 @@
 #include <QLabel>
 #include <QScrollBar>
 
+#include <QBuffer>
 #include <QCheckBox>
+#include <QClipboard>
 #include <QPainter>
 #include <QPdfWriter>
 #include <QComboBox>
 #include <QSlider>
 #include <QSpinBox>
 
+#include "app/clipboard.h"
 #include "app/color_bar.h"
 #include "app/documents.h"
 #include "app/main_frame.h"
@@ -39,6 +44,7 @@ private slots:
     void displayPreferencesRepaintEveryWindowAndAreSaved();
     void printingFitsTheFormatToThePage();
     void drawingWithThePencilAndTheLineThenUndoing();
+    void selectingMovingCopyingAndPasting();
     void newIconDialogKeepsEachSystemsChoices();
 };
 
@@ -368,8 +374,12 @@ void FramesTest::drawingWithThePencilAndTheLineThenUndoing() {
     QVERIFY(!main->actUndo->isEnabled());
 
     // The pencil, chosen by its key, drawn across a row.
-    main->toolActions[2]->trigger();
-    QCOMPARE(main->toolActions[2]->text(), QString("Pencil (P)"));
+    const auto tool = [&](const char* name) {
+        for (QAction* a : main->toolActions)
+            if (a->text() == name) return a;
+        qFatal("no tool %s", name);
+    };
+    tool("Pencil (P)")->trigger();
     Drag(view, {3, 3}, {9, 3});
     for (int x = 3; x <= 9; ++x) QCOMPARE(pixel(x, 3), red);
     QCOMPARE(pixel(10, 3), original.pixelColor(10, 3));
@@ -377,8 +387,7 @@ void FramesTest::drawingWithThePencilAndTheLineThenUndoing() {
     QVERIFY(main->actUndo->isEnabled());
 
     // The line tool: a straight line from the press to the release.
-    main->toolActions[5]->trigger();
-    QCOMPARE(main->toolActions[5]->text(), QString("Line (L)"));
+    tool("Line (L)")->trigger();
     Drag(view, {2, 10}, {12, 10});
     for (int x = 2; x <= 12; ++x) QCOMPARE(pixel(x, 10), red);
     // The canvas shows it.
@@ -409,6 +418,78 @@ void FramesTest::drawingWithThePencilAndTheLineThenUndoing() {
     std::string error;
     QVERIFY(LoadIconContainer(path.toStdString(), contents, error));
     QCOMPARE(ImageFromIcon(contents.icons[0].doc.GetFormat(0)->Icon()).pixelColor(5, 3), red);
+}
+
+void FramesTest::selectingMovingCopyingAndPasting() {
+    StartedApp s;
+    const QString path = s.Path("icon.ico");
+    WriteProject(path, {{16, 32}});
+    s.app->OpenDocumentFile(path);
+    CMainFrame* main = s.app->MainFrame();
+    CIconView* view = main->ActiveIconFrame()->view;
+    auto* project = qobject_cast<CIconProject*>(main->ActiveDocument());
+    const QImage original = ImageFromIcon(MakeFormat(16, 32));
+    const auto pixel = [&](int x, int y) { return ImageFromIcon(project->Doc().GetFormat(0)->Icon()).pixelColor(x, y); };
+    QCOMPARE(main->toolActions.front()->text(), QString("Selection (A)"));
+    QCOMPARE(main->actPreserveTransparency->text(), QString("Preserve Transparency  (T)"));
+    QCOMPARE(main->actPreserveTransparency->statusTip(),
+             QString("Preserves Tranparency when moving or copying image selection"));
+    main->toolActions.front()->trigger();
+
+    // A rectangle, its size in pane 5; then dragged by (5, 5).
+    Drag(view, {2, 2}, {5, 5});
+    QCOMPARE(main->selectionPane->Text(), QString("@1  4x4"));
+    QCOMPARE(main->selectionPane->Picture(), 1);
+    Drag(view, {3, 3}, {8, 8});
+    QCOMPARE(pixel(7, 7), original.pixelColor(2, 2));
+    QCOMPARE(pixel(10, 10), original.pixelColor(5, 5));
+    QCOMPARE(pixel(2, 2).alpha(), 0);  // lifted from there
+    QCOMPARE(main->selectionPane->Text(), QString("@1  4x4"));
+
+    // Copy: the private format and PNG for other programs.
+    main->actCopy->trigger();
+    const QMimeData* data = QGuiApplication::clipboard()->mimeData();
+    QVERIFY(data->hasFormat("Korvane DIB32 Data"));
+    const QImage png = QImage::fromData(data->data("image/png"), "PNG");
+    QCOMPARE(png.size(), QSize(4, 4));
+    QCOMPARE(png.pixelColor(0, 0), original.pixelColor(2, 2));
+
+    // The arrow keys move it; Undo takes moves back one by one.
+    view->setFocus();
+    QTest::keyClick(view, Qt::Key_Right);
+    QCOMPARE(pixel(8, 7), original.pixelColor(2, 2));
+    main->actUndo->trigger();
+    QCOMPARE(pixel(7, 7), original.pixelColor(2, 2));
+
+    // A picture from another program, pasted: it floats at the selection's corner.
+    QImage red(3, 3, QImage::Format_ARGB32);
+    red.fill(QColor(255, 0, 0));
+    auto* outside = new QMimeData;
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly);
+    red.save(&buffer, "PNG");
+    outside->setData("image/png", bytes);
+    QGuiApplication::clipboard()->setMimeData(outside);
+    main->actPaste->trigger();
+    QCOMPARE(main->selectionPane->Text(), QString("@1  3x3"));
+    QCOMPARE(pixel(7, 7), QColor(255, 0, 0));
+    QCOMPARE(pixel(9, 9), QColor(255, 0, 0));
+    // Delete removes the floating picture; the image under it shows again.
+    main->actDelete->trigger();
+    QCOMPARE(pixel(7, 7), original.pixelColor(2, 2));
+
+    // What was copied comes back through the private format, pixel for pixel.
+    main->actSelectAll->trigger();
+    QCOMPARE(main->selectionPane->Text(), QString("@1  16x16"));
+    main->actCopy->trigger();
+    DeviceBitmap color, alpha;
+    QVERIFY(PictureFromMimeData(*QGuiApplication::clipboard()->mimeData(), color, alpha));
+    QCOMPARE(color.Width(), 16);
+    QCOMPARE(GetRValue(alpha.GetPixel(2, 2)), 0);
+    const QColor c = original.pixelColor(5, 6);
+    QCOMPARE(color.GetPixel(5, 6), RGB(static_cast<std::uint8_t>(c.red()), static_cast<std::uint8_t>(c.green()),
+                                       static_cast<std::uint8_t>(c.blue())));
 }
 
 QTEST_MAIN(FramesTest)

@@ -1,0 +1,73 @@
+#include "app/clipboard.h"
+
+#include <QBuffer>
+#include <QImage>
+#include <cstring>
+
+#include "app/image_convert.h"
+#include "image/dib_block.h"
+#include "image/raster.h"
+
+namespace tellurine::app {
+
+namespace {
+
+// Pictures pasted from elsewhere are taken up to this side.
+constexpr int kMaxPasteSide = 4096;
+
+bool FromQImage(QImage image, DeviceBitmap& color, DeviceBitmap& alpha) {
+    if (image.isNull() || image.width() > kMaxPasteSide || image.height() > kMaxPasteSide) return false;
+    image = image.convertToFormat(QImage::Format_ARGB32);
+    color = DeviceBitmap::Create(image.width(), image.height());
+    alpha = DeviceBitmap::Create(image.width(), image.height());
+    if (color.IsNull() || alpha.IsNull()) return false;
+    for (int y = 0; y < image.height(); ++y) {
+        const auto* row = reinterpret_cast<const QRgb*>(image.constScanLine(y));
+        for (int x = 0; x < image.width(); ++x) {
+            const QRgb p = row[x];
+            color.SetPixel(x, y, RGB(static_cast<std::uint8_t>(qRed(p)), static_cast<std::uint8_t>(qGreen(p)),
+                                     static_cast<std::uint8_t>(qBlue(p))));
+            const auto a = static_cast<std::uint8_t>(qAlpha(p));
+            alpha.SetPixel(x, y, RGB(a, a, a));
+        }
+    }
+    return true;
+}
+
+}  // namespace
+
+std::unique_ptr<QMimeData> PictureMimeData(const DeviceBitmap& color, const DeviceBitmap& alpha) {
+    auto data = std::make_unique<QMimeData>();
+    const Block dib = DeviceBitmapsToDib32(color, alpha);
+    if (dib.empty()) return data;
+    data->setData(kDib32Mime, QByteArray(reinterpret_cast<const char*>(dib.data()), static_cast<qsizetype>(dib.size())));
+    const QImage image = ImageFromDib32(dib);
+    QByteArray png;
+    QBuffer buffer(&png);
+    buffer.open(QIODevice::WriteOnly);
+    if (image.save(&buffer, "PNG")) data->setData("image/png", png);
+    data->setImageData(image);
+    return data;
+}
+
+bool PictureFromMimeData(const QMimeData& data, DeviceBitmap& color, DeviceBitmap& alpha) {
+    if (data.hasFormat(kDib32Mime)) {
+        // Hostile until checked: the block must lay out as a 32-bit bitmap of a sane size.
+        const QByteArray bytes = data.data(kDib32Mime);
+        Block dib = Block::Allocate(static_cast<std::size_t>(bytes.size()));
+        if (!dib.empty()) {
+            std::memcpy(dib.data(), bytes.constData(), dib.size());
+            const auto layout = GetDibLayout(dib);
+            if (layout && layout->bitCount == 32 && layout->width <= kMaxPasteSide && layout->height <= kMaxPasteSide) {
+                color = DibToDeviceBitmap(dib);
+                alpha = DibAlphaToDeviceBitmap(dib);
+                if (!color.IsNull() && !alpha.IsNull()) return true;
+            }
+        }
+    }
+    if (data.hasFormat("image/png") && FromQImage(QImage::fromData(data.data("image/png"), "PNG"), color, alpha))
+        return true;
+    return data.hasImage() && FromQImage(qvariant_cast<QImage>(data.imageData()), color, alpha);
+}
+
+}  // namespace tellurine::app
