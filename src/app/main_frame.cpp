@@ -565,9 +565,9 @@ void CMainFrame::OnEditPaste() {
     CIconProject* project = nullptr;
     int format = -1;
     editor::FormatState* state = ActiveState(project, format);
-    const QMimeData* data = QGuiApplication::clipboard()->mimeData();
+    const QMimeData* pasted = QGuiApplication::clipboard()->mimeData();
     DeviceBitmap color, alpha;
-    if (state == nullptr || data == nullptr || !PictureFromMimeData(*data, color, alpha)) return;
+    if (state == nullptr || pasted == nullptr || !PictureFromMimeData(*pasted, color, alpha)) return;
     project->RecordUndo(format);
     // The picture floats at the selection's corner, or the format's; the selection tool moves it.
     const editor::PixelSelection at = state->selectionActive ? state->selection.Normalized() : editor::PixelSelection{0, 0, 0, 0};
