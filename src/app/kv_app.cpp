@@ -214,12 +214,12 @@ bool CKvApp::InitInstance(const QStringList& arguments) {
     std::srand(static_cast<unsigned>(QDateTime::currentMSecsSinceEpoch()));
     Step("timer: 50 ms");
 
-    // 16. The drawing tools, in their fixed order (the 3D frame tool comes later).
+    // 16. The drawing tools, in their fixed order.
     tools.clear();
     for (const editor::ToolKind kind :
          {editor::ToolKind::Select, editor::ToolKind::Pick, editor::ToolKind::Replacer, editor::ToolKind::Pen, editor::ToolKind::Brush,
           editor::ToolKind::Fill, editor::ToolKind::Rectangle, editor::ToolKind::FilledRectangle,
-          editor::ToolKind::Ellipse, editor::ToolKind::FilledEllipse, editor::ToolKind::Line})
+          editor::ToolKind::Ellipse, editor::ToolKind::FilledEllipse, editor::ToolKind::Line, editor::ToolKind::Frame3D})
         tools.push_back(editor::MakeTool(kind));
     SharedCanvas().colours = &colours;
     SetCurrentTool(editor::ToolKind::Pen);

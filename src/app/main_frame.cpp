@@ -286,6 +286,7 @@ void CMainFrame::CreateMenus() {
         {"Filled Rectangle (N)", Qt::Key_N, editor::ToolKind::FilledRectangle},
         {"Ellipse (X)", Qt::Key_X, editor::ToolKind::Ellipse},
         {"Filled Ellipse (Y)", Qt::Key_Y, editor::ToolKind::FilledEllipse},
+        {"3D Frame tool (3)", Qt::Key_3, editor::ToolKind::Frame3D},
     };
     for (const auto& command : toolCommands) {
         QAction* action = toolMenu->addAction(command.text);

@@ -107,10 +107,25 @@ private:
             case ToolKind::Rectangle: RectangleShape(c, startX_, startY_, x, y, false, shape); break;
             case ToolKind::FilledRectangle: RectangleShape(c, startX_, startY_, x, y, true, shape); break;
             case ToolKind::Ellipse: EllipseShape(c, startX_, startY_, x, y, false, shape); break;
+            case ToolKind::Frame3D: return Frame3D(format, x, y);
             default: EllipseShape(c, startX_, startY_, x, y, true, shape); break;
         }
         const CanvasRect changed = Union(drawn_, PaintNew(format, c));
         drawn_ = c.Bounds();
+        return {changed};
+    }
+    // The 3D frame: the top and left sides in the stroke's colour, the bottom and right ones in the
+    // other colour, so that a left-button frame looks raised and a right-button one sunken.
+    ToolResult Frame3D(FormatState& format, int x, int y) {
+        const int l = std::min(startX_, x), r = std::max(startX_, x), t = std::min(startY_, y), b = std::max(startY_, y);
+        Coverage light(format.Width(), format.Height()), dark(format.Width(), format.Height());
+        StrokeSegment(light, l, b, l, t, 0);
+        StrokeSegment(light, l, t, r, t, 0);
+        StrokeSegment(dark, r, t + 1, r, b, 0);
+        StrokeSegment(dark, r, b, l + 1, b, 0);
+        CanvasRect changed = Union(drawn_, ApplyColour(format, light, colour_, opacity_, settings.screenBits));
+        changed = Union(changed, ApplyColour(format, dark, otherColour_, opacity_, settings.screenBits));
+        drawn_ = Union(light.Bounds(), dark.Bounds());
         return {changed};
     }
     std::optional<FormatState> before_;

@@ -14,7 +14,7 @@
 
 namespace tellurine::editor {
 
-enum class ToolKind { Select, Pick, Replacer, Pen, Brush, Fill, Line, Rectangle, FilledRectangle, Ellipse, FilledEllipse };
+enum class ToolKind { Select, Pick, Replacer, Pen, Brush, Fill, Line, Rectangle, FilledRectangle, Ellipse, FilledEllipse, Frame3D };
 
 // What the view and the colour bar set for every tool.
 struct ToolSettings {

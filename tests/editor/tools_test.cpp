@@ -63,6 +63,28 @@ TEST(Tools, StrokesOfEveryToolChangeWhatTheyCover) {
     }
 }
 
+TEST(Tools, TheThreeDimensionalFrameTakesBothColours) {
+    ColourSelection colours;
+    colours.foreground = 0xEEEEEE;
+    colours.background = 0x333333;
+    for (const bool right : {false, true}) {
+        std::unique_ptr<CDrawTool> frame = MakeTool(ToolKind::Frame3D);
+        FormatState f = Format(10, false);
+        frame->ButtonDown(f, colours, 7, 6, right);
+        frame->PointerMove(f, colours, 1, 1);
+        frame->PointerMove(f, colours, 2, 2);
+        frame->ButtonUp(f, colours, 2, 2);
+        const COLORREF light = right ? 0x333333 : 0xEEEEEE, dark = right ? 0xEEEEEE : 0x333333;
+        EXPECT_EQ(f.color.GetPixel(2, 2), light);
+        EXPECT_EQ(f.color.GetPixel(7, 2), light);  // the top side's last pixel
+        EXPECT_EQ(f.color.GetPixel(2, 6), light);
+        EXPECT_EQ(f.color.GetPixel(7, 6), dark);
+        EXPECT_EQ(f.color.GetPixel(5, 6), dark);
+        EXPECT_EQ(f.color.GetPixel(4, 4), 0xFFFFFFu);   // inside: untouched
+        EXPECT_EQ(f.color.GetPixel(1, 1), 0xFFFFFFu);   // the earlier position left no trail
+    }
+}
+
 TEST(Tools, ShapesFollowThePointerWithoutTrails) {
     ColourSelection colours;
     colours.foreground = 0x0000FF;
