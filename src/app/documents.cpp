@@ -106,7 +106,7 @@ void CIconProject::CommitEdit(int index) {
     if (s.floatingColor && s.floatingMask) {
         DeviceBitmap color = s.color, mask = s.mask;
         editor::LayFloating(color, mask, s.alpha, *s.floatingColor, *s.floatingMask, s.floatingX, s.floatingY,
-                            s.preserveTransparency);
+                            s.preserveTransparency, s.floatingBehind);
         icon.FromBitmaps(color, mask, palette);
     } else {
         icon.FromBitmaps(s.color, s.mask, palette);

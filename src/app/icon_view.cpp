@@ -146,7 +146,7 @@ void CIconView::paintEvent(QPaintEvent* event) {
         editor::FloatingSelection floating;
         if (state_->floatingColor && state_->floatingMask)
             floating = {&*state_->floatingColor, &*state_->floatingMask, state_->floatingX, state_->floatingY,
-                        state_->preserveTransparency};
+                        state_->preserveTransparency, state_->floatingBehind};
         const editor::CanvasImage image{&state_->color, &state_->mask, state_->alpha, state_->selection,
                                         state_->selectionActive, floating.color != nullptr ? &floating : nullptr};
         const editor::CanvasView view{zoom_, gridShown_};
@@ -261,6 +261,14 @@ void CIconView::keyPressEvent(QKeyEvent* event) {
     if ((dx != 0 || dy != 0) && state_ != nullptr && state_->selectionActive && !state_->selection.IsEmpty()) {
         project_.RecordUndo(format_);
         editor::MoveSelection(*state_, dx, dy, (event->modifiers() & (Qt::ControlModifier | Qt::AltModifier)) != 0);
+        project_.CommitEdit(format_);
+        RefreshCanvas();
+        return;
+    }
+    // End puts the floating selection behind the image, Home in front of it.
+    if ((event->key() == Qt::Key_End || event->key() == Qt::Key_Home) && state_ != nullptr && state_->floatingColor) {
+        project_.RecordUndo(format_);
+        state_->floatingBehind = event->key() == Qt::Key_End;
         project_.CommitEdit(format_);
         RefreshCanvas();
         return;

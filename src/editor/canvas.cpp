@@ -58,7 +58,7 @@ constexpr COLORREF kFrameLight = 0xA0A0A0;
 void CombineFloating(const CanvasImage& image, DeviceBitmap& color, DeviceBitmap& mask) {
     const FloatingSelection& f = *image.floating;
     if (f.color == nullptr || f.mask == nullptr) return;
-    LayFloating(color, mask, image.alpha, *f.color, *f.mask, f.x, f.y, f.preserveTransparency);
+    LayFloating(color, mask, image.alpha, *f.color, *f.mask, f.x, f.y, f.preserveTransparency, f.behind);
 }
 
 // Blends the colour image over the backdrop already in the work bitmap by the alpha image, each

@@ -74,6 +74,7 @@ struct FloatingSelection {
     int x = 0;
     int y = 0;
     bool preserveTransparency = true;
+    bool behind = false;  // behind the image: it shows only where the image is transparent
 };
 
 // What is painted: a format's colour image and mask (the AND mask, white for bit 1, or the alpha

@@ -233,12 +233,26 @@ CanvasRect ApplyColour(FormatState& format, const Coverage& coverage, ColourValu
 }
 
 void LayFloating(DeviceBitmap& color, DeviceBitmap& mask, bool alpha, const DeviceBitmap& fc, const DeviceBitmap& fm,
-                 int fx, int fy, bool preserveTransparency) {
+                 int fx, int fy, bool preserveTransparency, bool behind) {
     for (int y = 0; y < fc.Height(); ++y)
         for (int x = 0; x < fc.Width(); ++x) {
             const int tx = fx + x, ty = fy + y;
             if (!color.Contains(tx, ty)) continue;
             const COLORREF c = fc.GetPixel(x, y), m = fm.GetPixel(x, y);
+            if (behind) {
+                if (alpha) {
+                    // The format's pixel over the floating one.
+                    const AlphaPixel out = CompositePixel(color.GetPixel(tx, ty), GetRValue(mask.GetPixel(tx, ty)), c,
+                                                          GetRValue(m), 255, false);
+                    color.SetPixel(tx, ty, out.colour);
+                    const auto a = static_cast<std::uint8_t>(out.alpha);
+                    mask.SetPixel(tx, ty, RGB(a, a, a));
+                } else if (mask.GetPixel(tx, ty) == 0xFFFFFF && color.GetPixel(tx, ty) == 0) {
+                    color.SetPixel(tx, ty, c);
+                    mask.SetPixel(tx, ty, m);
+                }
+                continue;
+            }
             if (alpha && preserveTransparency) {
                 const AlphaPixel out = CompositePixel(c, GetRValue(m), color.GetPixel(tx, ty), GetRValue(mask.GetPixel(tx, ty)),
                                                       255, false);

@@ -85,8 +85,10 @@ CanvasRect ApplyColour(FormatState& format, const Coverage& coverage, ColourValu
 // image and mask at (x, y). Without alpha its pixels replace the format's, but for those that show
 // the screen (black with the mask bit) when `preserveTransparency` is on; with alpha it is
 // composited over the format, or replaces it when transparency is not preserved.
+// Behind the image, the format's pixels are laid over the floating ones instead: the float shows
+// where the format is transparent.
 void LayFloating(DeviceBitmap& color, DeviceBitmap& mask, bool alpha, const DeviceBitmap& floatingColor,
-                 const DeviceBitmap& floatingMask, int x, int y, bool preserveTransparency);
+                 const DeviceBitmap& floatingMask, int x, int y, bool preserveTransparency, bool behind = false);
 
 // The colour replacer: every covered pixel that reads exactly as `from` becomes `to`.
 CanvasRect ReplaceColour(FormatState& format, const Coverage& coverage, ColourValue from, ColourValue to);

@@ -58,6 +58,7 @@ bool LiftSelection(FormatState& f, bool copy) {
     f.floatingMask = std::move(mask);
     f.floatingX = s.left;
     f.floatingY = s.top;
+    f.floatingBehind = false;
     return true;
 }
 
@@ -72,7 +73,8 @@ void MoveSelection(FormatState& f, int dx, int dy, bool copy) {
 void DropFloating(FormatState& f, bool preserveTransparency) {
     if (!f.floatingColor || !f.floatingMask) return;
     LayFloating(f.color, f.mask, f.alpha, *f.floatingColor, *f.floatingMask, f.floatingX, f.floatingY,
-                preserveTransparency);
+                preserveTransparency, f.floatingBehind);
+    f.floatingBehind = false;
     f.floatingColor.reset();
     f.floatingMask.reset();
 }
@@ -94,6 +96,7 @@ void FloatPicture(FormatState& f, const DeviceBitmap& color, const DeviceBitmap&
     f.floatingMask = std::move(m);
     f.floatingX = x;
     f.floatingY = y;
+    f.floatingBehind = false;
     f.selection = {x, y, x + color.Width() - 1, y + color.Height() - 1};
     f.selectionActive = true;
 }

@@ -23,6 +23,7 @@ struct FormatState {
     std::optional<DeviceBitmap> floatingMask;
     int floatingX = 0;
     int floatingY = 0;
+    bool floatingBehind = false;  // the floating selection lies behind the image (End), not over it
     std::optional<CMask> alphaMask;
     PixelSelection selection;
     bool selectionActive = false;

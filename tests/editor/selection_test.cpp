@@ -76,6 +76,26 @@ TEST(Selection, CopiesTransparencyAndPictures) {
     EXPECT_EQ(ReadPixel(g, 2, 2), kTransparentColour);
 }
 
+TEST(Selection, AFloatingSelectionBehindTheImageShowsWhereTheImageIsClear) {
+    for (const bool alpha : {false, true}) {
+        FormatState f = Numbered(alpha);
+        // (1, 0) is transparent in the format.
+        if (alpha) {
+            f.mask.SetPixel(1, 0, 0);
+        } else {
+            f.color.SetPixel(1, 0, 0);
+            f.mask.SetPixel(1, 0, 0xFFFFFF);
+        }
+        SelectRectangle(f, 0, 2, 1, 2);
+        MoveSelection(f, 0, -2, true);  // a copy of (0, 2) and (1, 2) over (0, 0) and (1, 0)
+        f.floatingBehind = true;
+        DropFloating(f, true);
+        EXPECT_EQ(f.color.GetPixel(0, 0), 1u) << alpha;            // the image stays in front
+        EXPECT_EQ(f.color.GetPixel(1, 0), 2u + 32u) << alpha;      // the float shows through
+        EXPECT_FALSE(f.floatingBehind);
+    }
+}
+
 TEST(Selection, TheSelectionToolDragsRectanglesAndMovesThem) {
     ColourSelection colours;
     std::unique_ptr<CDrawTool> tool = MakeTool(ToolKind::Select);
