@@ -222,6 +222,7 @@ bool CKvApp::InitInstance(const QStringList& arguments) {
           editor::ToolKind::Ellipse, editor::ToolKind::FilledEllipse, editor::ToolKind::Line, editor::ToolKind::Frame3D})
         tools.push_back(editor::MakeTool(kind));
     SharedCanvas().colours = &colours;
+    for (const auto& tool : tools) tool->settings.smoothEdges = prefs.Smooth32BppDraw != 0;
     SetCurrentTool(editor::ToolKind::Pen);
     Step("drawing tools");
 

@@ -299,6 +299,25 @@ void CMainFrame::CreateMenus() {
         toolActions.push_back(action);
     }
     toolMenu->addSeparator();
+    actSmoothEdges = toolMenu->addAction(text::kSmoothEdges);
+    actSmoothEdges->setCheckable(true);
+    actSmoothEdges->setShortcut(QKeySequence(Qt::Key_E));
+    actSmoothEdges->setChecked(app_.prefs.Smooth32BppDraw != 0);
+    connect(actSmoothEdges, &QAction::toggled, this, &CMainFrame::ApplyToolSettings);
+    QMenu* gradients = toolMenu->addMenu(text::kGradients);
+    auto* gradientGroup = new QActionGroup(this);
+    for (int mode = 0; mode < 5; ++mode) {
+        QAction* action = gradients->addAction(text::kGradientNames[mode]);
+        action->setCheckable(true);
+        action->setActionGroup(gradientGroup);
+        action->setChecked(mode == 0);
+        connect(action, &QAction::triggered, this, &CMainFrame::ApplyToolSettings);
+        gradientActions.push_back(action);
+    }
+    gradients->addSeparator();
+    actReflectedGradient = gradients->addAction(text::kReflectedGradient);
+    actReflectedGradient->setCheckable(true);
+    connect(actReflectedGradient, &QAction::toggled, this, &CMainFrame::ApplyToolSettings);
     QMenu* shapes = toolMenu->addMenu(text::kBrushShapes);
     auto* shapeGroup = new QActionGroup(this);
     for (int shape = 0; shape < editor::kBrushShapeCount; ++shape) {
@@ -521,6 +540,19 @@ void CMainFrame::OnProperties() {
 void CMainFrame::OnPointerMoved(int x, int y, bool) { pointerPane->SetText(QString::asprintf(text::kPointerPane, x, y)); }
 
 void CMainFrame::OnPreferences() { app_.EditPreferences(this); }
+
+void CMainFrame::ApplyToolSettings() {
+    int mode = editor::kSolid;
+    for (std::size_t i = 0; i < gradientActions.size(); ++i)
+        if (gradientActions[i]->isChecked()) mode = static_cast<int>(i);
+    // The reflected effect is passed as the mode plus 10.
+    if (actReflectedGradient->isChecked()) mode += editor::kReflectedGradient;
+    app_.prefs.Smooth32BppDraw = actSmoothEdges->isChecked() ? 1 : 0;
+    for (const auto& tool : app_.tools) {
+        tool->settings.gradient = mode;
+        tool->settings.smoothEdges = actSmoothEdges->isChecked();
+    }
+}
 
 void CMainFrame::OnEditUndo() {
     auto* project = qobject_cast<CIconProject*>(ActiveDocument());

@@ -85,6 +85,9 @@ public:
     QAction* actRedo = nullptr;
     std::vector<QAction*> toolActions;   // in the order of the Tools menu
     std::vector<QAction*> shapeActions;  // brush shapes 0 to 11
+    std::vector<QAction*> gradientActions;  // the gradient modes 0 to 4
+    QAction* actReflectedGradient = nullptr;
+    QAction* actSmoothEdges = nullptr;
     QAction* actNewFormat = nullptr;
     QAction* actDeleteFormat = nullptr;
     QAction* actToolBar = nullptr;
@@ -164,6 +167,8 @@ protected:
 private:
     void CreateActions();
     void CreateMenus();
+    // Gives every tool the gradient mode and the smooth-edge switch the menu shows.
+    void ApplyToolSettings();
     void FillRecentMenus();
     // The active canvas's project, format index and editable state; false without one.
     editor::FormatState* ActiveState(CIconProject*& project, int& format) const;

@@ -145,6 +145,11 @@ inline constexpr const char* kPaste = "&Paste";
 inline constexpr const char* kDelete = "&Delete";
 inline constexpr const char* kSelectAll = "Select &All";
 inline constexpr const char* kBrushShapes = "Brush &Shape";
+inline constexpr const char* kSmoothEdges = "Smooth Edges (E)";
+inline constexpr const char* kGradients = "&Gradient";
+inline constexpr const char* kGradientNames[] = {"Solid", "Horizontal gradient", "Vertical gradient", "Radial gradient",
+                                                 "Angle gradient"};
+inline constexpr const char* kReflectedGradient = "Reflected gradient effect";
 inline constexpr const char* kBrushShapeNames[] = {"Fine",          "Square (medium)", "Square (large)", "Square (extra large)",
                                                    "Circle (small)", "Circle (medium)", "Circle (large)",
                                                    "Circle (extra large)", "Diamond (large)", "Diamond (large)",

@@ -1,6 +1,7 @@
 #include "editor/drawing.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 
 namespace tellurine::editor {
@@ -15,6 +16,18 @@ void Coverage::SetRun(int left, int right, int y) {
     bounds_ = bounds_.IsEmpty() ? run
                                 : CanvasRect{std::min(bounds_.left, left), std::min(bounds_.top, y),
                                              std::max(bounds_.right, right), std::max(bounds_.bottom, y + 1)};
+}
+
+void Coverage::SetLevel(int x, int y, std::uint8_t level) {
+    if (x < 0 || y < 0 || x >= width_ || y >= height_ || level == 0) return;
+    if (cover_[Index(x, y)] >= level) return;
+    const bool was = cover_[Index(x, y)] != 0;
+    cover_[Index(x, y)] = level;
+    if (!was) {
+        bounds_ = bounds_.IsEmpty() ? CanvasRect{x, y, x + 1, y + 1}
+                                    : CanvasRect{std::min(bounds_.left, x), std::min(bounds_.top, y),
+                                                 std::max(bounds_.right, x + 1), std::max(bounds_.bottom, y + 1)};
+    }
 }
 
 void Coverage::Set(int x, int y) {
@@ -195,9 +208,34 @@ COLORREF ScreenRounded(COLORREF c) {
 }  // namespace
 
 CanvasRect ApplyColour(FormatState& format, const Coverage& coverage, ColourValue colour, int opacity, int screenBits) {
+    StrokePaint paint;
+    paint.colour = paint.second = colour;
+    paint.opacity = paint.secondOpacity = opacity;
+    return ApplyPaint(format, coverage, paint, screenBits);
+}
+
+int GradientPosition(int mode, const CanvasRect& a, int x, int y) {
+    const bool reflected = mode >= kReflectedGradient;
+    mode %= kReflectedGradient;
+    const double w = std::max(1, a.Width() - 1), h = std::max(1, a.Height() - 1);
+    const double cx = a.left + w / 2, cy = a.top + h / 2;
+    double t = 0;
+    switch (mode) {
+        case kHorizontalGradient: t = (x - a.left) / w; break;
+        case kVerticalGradient: t = (y - a.top) / h; break;
+        case kRadialGradient: t = std::hypot((x - cx) / (w / 2), (y - cy) / (h / 2)) / std::sqrt(2.0); break;
+        case kAngleGradient: t = (std::atan2(y - cy, x - cx) + 3.14159265358979323846) / (2 * 3.14159265358979323846); break;
+        default: return 0;
+    }
+    t = std::clamp(t, 0.0, 1.0);
+    if (reflected) t = 1 - std::abs(2 * t - 1);
+    return static_cast<int>(t * 256);
+}
+
+CanvasRect ApplyPaint(FormatState& format, const Coverage& coverage, const StrokePaint& paint, int screenBits) {
     const CanvasRect r = coverage.Bounds();
     if (r.IsEmpty()) return r;
-    const ColourKind kind = KindOf(colour);
+    const ColourKind kind = KindOf(paint.colour);
     if (!format.alpha) {
         // The pair of brushes for the colour image and the mask.
         COLORREF image = 0, mask = 0;
@@ -205,31 +243,60 @@ CanvasRect ApplyColour(FormatState& format, const Coverage& coverage, ColourValu
             case ColourKind::Transparent: image = 0, mask = 0xFFFFFF; break;
             case ColourKind::Inverted: image = 0xFFFFFF, mask = 0xFFFFFF; break;
             case ColourKind::Ordinary:
-                image = SampleColour(colour, format.palette, 0);
-                if ((colour >> 24) == 1 && (screenBits == 15 || screenBits == 16)) image = ScreenRounded(image);
+                image = SampleColour(paint.colour, format.palette, 0);
+                if ((paint.colour >> 24) == 1 && (screenBits == 15 || screenBits == 16)) image = ScreenRounded(image);
                 break;
         }
         for (int y = r.top; y < r.bottom; ++y)
             for (int x = r.left; x < r.right; ++x)
-                if (coverage.At(x, y)) {
+                if (coverage.Level(x, y) >= 128) {
                     format.color.SetPixel(x, y, image);
                     format.mask.SetPixel(x, y, mask);
                 }
         return r;
     }
-    // With alpha: opacity 0, or the transparent colour, erases what the stroke covers.
-    const bool erase = opacity == 0 || kind == ColourKind::Transparent;
-    const COLORREF source = erase ? 0 : kind == ColourKind::Inverted ? 0xFFFFFF : SampleColour(colour, format.palette, 0);
+    // With alpha: opacity 0 in solid mode, or the transparent colour, erases what the stroke covers.
+    const int mode = paint.gradient % kReflectedGradient;
+    const bool erase = (paint.opacity == 0 && mode == kSolid) || kind == ColourKind::Transparent;
+    const auto sourceOf = [&](ColourValue v) {
+        return KindOf(v) == ColourKind::Inverted ? COLORREF{0xFFFFFF} : SampleColour(v, format.palette, 0);
+    };
+    const COLORREF first = erase ? 0 : sourceOf(paint.colour), second = sourceOf(paint.second);
     for (int y = r.top; y < r.bottom; ++y)
         for (int x = r.left; x < r.right; ++x) {
-            if (!coverage.At(x, y)) continue;
-            const AlphaPixel out = CompositePixel(source, 255, format.color.GetPixel(x, y),
-                                                  GetRValue(format.mask.GetPixel(x, y)), erase ? 255 : opacity, erase);
+            const int level = coverage.Level(x, y);
+            if (level == 0) continue;
+            COLORREF source = first;
+            int opacity = erase ? 255 : paint.opacity;
+            if (mode != kSolid && !erase) {
+                const int k = GradientPosition(paint.gradient, paint.area, x, y);
+                const auto mix = [k](int a, int b) { return static_cast<std::uint8_t>((a * (256 - k) + b * k) >> 8); };
+                source = RGB(mix(GetRValue(first), GetRValue(second)), mix(GetGValue(first), GetGValue(second)),
+                             mix(GetBValue(first), GetBValue(second)));
+                opacity = mix(paint.opacity, paint.secondOpacity);
+            }
+            const AlphaPixel out = CompositePixel(source, level, format.color.GetPixel(x, y),
+                                                  GetRValue(format.mask.GetPixel(x, y)), opacity, erase);
             format.color.SetPixel(x, y, out.colour);
             const auto a = static_cast<std::uint8_t>(out.alpha);
             format.mask.SetPixel(x, y, RGB(a, a, a));
         }
     return r;
+}
+
+void SmoothEdges(Coverage& coverage) {
+    const CanvasRect r = coverage.Bounds();
+    std::vector<std::pair<std::pair<int, int>, std::uint8_t>> edge;
+    for (int y = r.top - 1; y <= r.bottom; ++y)
+        for (int x = r.left - 1; x <= r.right; ++x) {
+            if (coverage.At(x, y)) continue;
+            int weight = 0;
+            for (int dy = -1; dy <= 1; ++dy)
+                for (int dx = -1; dx <= 1; ++dx)
+                    if ((dx != 0 || dy != 0) && coverage.Level(x + dx, y + dy) == 255) weight += (dx == 0 || dy == 0) ? 2 : 1;
+            if (weight > 0) edge.push_back({{x, y}, static_cast<std::uint8_t>(std::min(255, weight * 255 / 16))});
+        }
+    for (const auto& [at, level] : edge) coverage.SetLevel(at.first, at.second, level);
 }
 
 void LayFloating(DeviceBitmap& color, DeviceBitmap& mask, bool alpha, const DeviceBitmap& fc, const DeviceBitmap& fm,

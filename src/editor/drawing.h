@@ -20,6 +20,11 @@ public:
     [[nodiscard]] int Height() const { return height_; }
     // Covers a pixel; points outside the format are left out.
     void Set(int x, int y);
+    // Covers a pixel partly (1..255), keeping the larger level; smooth edges use it.
+    void SetLevel(int x, int y, std::uint8_t level);
+    [[nodiscard]] std::uint8_t Level(int x, int y) const {
+        return x >= 0 && y >= 0 && x < width_ && y < height_ ? cover_[Index(x, y)] : 0;
+    }
     // Covers the pixels [left, right) of row y.
     void SetRun(int left, int right, int y);
     [[nodiscard]] bool At(int x, int y) const {
@@ -89,6 +94,30 @@ CanvasRect ApplyColour(FormatState& format, const Coverage& coverage, ColourValu
 // where the format is transparent.
 void LayFloating(DeviceBitmap& color, DeviceBitmap& mask, bool alpha, const DeviceBitmap& floatingColor,
                  const DeviceBitmap& floatingMask, int x, int y, bool preserveTransparency, bool behind = false);
+
+// Gradient modes: across the stroke's rectangle from the primary to the secondary colour; the
+// reflected effect (mode + 10) runs to the secondary colour and back.
+enum GradientMode { kSolid = 0, kHorizontalGradient = 1, kVerticalGradient = 2, kRadialGradient = 3, kAngleGradient = 4 };
+inline constexpr int kReflectedGradient = 10;
+
+// What a stroke on a format with alpha paints: the primary colour and opacity, and for gradients
+// the secondary ones and the rectangle the gradient runs across.
+struct StrokePaint {
+    ColourValue colour = 0;
+    int opacity = 255;
+    ColourValue second = 0;
+    int secondOpacity = 255;
+    int gradient = kSolid;  // a mode, plus kReflectedGradient for the reflected effect
+    CanvasRect area;        // the stroke's rectangle
+};
+// The position 0..256 of a pixel along a gradient across `area`.
+int GradientPosition(int mode, const CanvasRect& area, int x, int y);
+// Paints through a coverage as ApplyColour does, with a gradient on formats with alpha (formats
+// without alpha take the primary colour alone), each pixel weighted by its coverage level.
+CanvasRect ApplyPaint(FormatState& format, const Coverage& coverage, const StrokePaint& paint, int screenBits = 32);
+// Smooth edges: every uncovered pixel next to covered ones gets a part of the coverage, a sixteenth
+// for each of its eight neighbours that is covered (counted twice for the four beside it).
+void SmoothEdges(Coverage& coverage);
 
 // The colour replacer: every covered pixel that reads exactly as `from` becomes `to`.
 CanvasRect ReplaceColour(FormatState& format, const Coverage& coverage, ColourValue from, ColourValue to);

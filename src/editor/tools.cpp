@@ -19,27 +19,39 @@ void CDrawTool::BeginStroke(const FormatState& format, const ColourSelection& co
     colour_ = DrawingColour(colours, format.depth, !right);
     otherColour_ = DrawingColour(colours, format.depth, right);
     opacity_ = right ? colours.backgroundOpacity : colours.foregroundOpacity;
+    otherOpacity_ = right ? colours.foregroundOpacity : colours.backgroundOpacity;
     startX_ = lastX_ = x;
     startY_ = lastY_ = y;
     stroke_.emplace(format.Width(), format.Height());
 }
 
+void CDrawTool::Smooth(const FormatState& format, Coverage& coverage) const {
+    const bool curves = kind_ == ToolKind::Brush || kind_ == ToolKind::Line || kind_ == ToolKind::Ellipse ||
+                        kind_ == ToolKind::FilledEllipse;
+    if (format.alpha && settings.smoothEdges && curves) SmoothEdges(coverage);
+}
+
 CanvasRect CDrawTool::PaintNew(FormatState& format, const Coverage& coverage) {
     if (!stroke_) stroke_.emplace(format.Width(), format.Height());
+    StrokePaint paint{colour_, opacity_, otherColour_, otherOpacity_, settings.gradient,
+                      Union(stroke_->Bounds(), coverage.Bounds())};
     if (stroke_->Bounds().IsEmpty()) {
         // The stroke's first coverage is new everywhere.
         *stroke_ = coverage;
-        return ApplyColour(format, coverage, colour_, opacity_, settings.screenBits);
+        return ApplyPaint(format, coverage, paint, settings.screenBits);
     }
+    // Only what the stroke has not covered yet (or covered less) is painted.
     Coverage fresh(format.Width(), format.Height());
     const CanvasRect r = coverage.Bounds();
     for (int y = r.top; y < r.bottom; ++y)
-        for (int x = r.left; x < r.right; ++x)
-            if (coverage.At(x, y) && !stroke_->At(x, y)) {
-                fresh.Set(x, y);
-                stroke_->Set(x, y);
+        for (int x = r.left; x < r.right; ++x) {
+            const std::uint8_t level = coverage.Level(x, y);
+            if (level > stroke_->Level(x, y)) {
+                fresh.SetLevel(x, y, level);
+                stroke_->SetLevel(x, y, level);
             }
-    return ApplyColour(format, fresh, colour_, opacity_, settings.screenBits);
+        }
+    return ApplyPaint(format, fresh, paint, settings.screenBits);
 }
 
 namespace {
@@ -52,12 +64,14 @@ public:
         BeginStroke(format, colours, x, y, right);
         Coverage c(format.Width(), format.Height());
         StampBrush(c, x, y, Shape());
+        Smooth(format, c);
         return {PaintNew(format, c)};
     }
     ToolResult PointerMove(FormatState& format, ColourSelection&, int x, int y) override {
         if (!stroke_) return {};
         Coverage c(format.Width(), format.Height());
         StrokeSegment(c, lastX_, lastY_, x, y, Shape());
+        Smooth(format, c);
         lastX_ = x;
         lastY_ = y;
         return {PaintNew(format, c)};
@@ -110,6 +124,7 @@ private:
             case ToolKind::Frame3D: return Frame3D(format, x, y);
             default: EllipseShape(c, startX_, startY_, x, y, true, shape); break;
         }
+        Smooth(format, c);
         const CanvasRect changed = Union(drawn_, PaintNew(format, c));
         drawn_ = c.Bounds();
         return {changed};

@@ -21,6 +21,8 @@ struct ToolSettings {
     int brushShape = 0;   // 0..11
     int screenBits = 32;  // the screen's depth, for the 15/16-bit rounding of palette colours
     bool copyOnMove = false;  // the selection tool moves a copy (Ctrl or Alt held)
+    int gradient = kSolid;    // a gradient mode, plus kReflectedGradient for the reflected effect
+    bool smoothEdges = true;  // Smooth32BppDraw: anti-aliased edges on formats with alpha
 };
 
 // What an event did: the format's rectangle that changed (empty when nothing did), and whether
@@ -52,9 +54,12 @@ protected:
     // covered yet, so that no pixel is painted twice by one stroke.
     CanvasRect PaintNew(FormatState& format, const Coverage& coverage);
 
+    // Smooths the coverage's edges when the tool draws curves and the format has alpha.
+    void Smooth(const FormatState& format, Coverage& coverage) const;
     ColourValue colour_ = 0;
     ColourValue otherColour_ = 0;
     int opacity_ = 255;
+    int otherOpacity_ = 255;
     int lastX_ = 0;
     int lastY_ = 0;
     int startX_ = 0;

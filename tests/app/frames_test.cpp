@@ -412,6 +412,16 @@ void FramesTest::drawingWithThePencilAndTheLineThenUndoing() {
     QCOMPARE(pixel(5, 3), red);
     QVERIFY(main->actRedo->isEnabled());
 
+    // The gradient commands reach every tool; the reflected effect is the mode plus 10.
+    main->gradientActions[3]->trigger();
+    QCOMPARE(main->gradientActions[3]->text(), QString("Radial gradient"));
+    main->actReflectedGradient->trigger();
+    for (const auto& t : s.app->tools) QCOMPARE(t->settings.gradient, 13);
+    QCOMPARE(main->actSmoothEdges->text(), QString("Smooth Edges (E)"));
+    main->actSmoothEdges->trigger();
+    QCOMPARE(s.app->prefs.Smooth32BppDraw, 0);
+    for (const auto& t : s.app->tools) QVERIFY(!t->settings.smoothEdges);
+
     // Saved and read back, the drawing is in the file.
     QVERIFY(s.app->SaveDocument(project));
     IconFileContents contents;

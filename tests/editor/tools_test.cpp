@@ -85,6 +85,50 @@ TEST(Tools, TheThreeDimensionalFrameTakesBothColours) {
     }
 }
 
+TEST(Tools, GradientsAndSmoothEdgesOnFormatsWithAlpha) {
+    ColourSelection colours;
+    colours.foreground = 0x0000FF;  // red
+    colours.background = 0xFF0000;  // blue
+    // A horizontal gradient across a filled rectangle: red at the left, blue at the right.
+    for (const int mode : {int{kHorizontalGradient}, kHorizontalGradient + kReflectedGradient}) {
+        std::unique_ptr<CDrawTool> rect = MakeTool(ToolKind::FilledRectangle);
+        rect->settings.gradient = mode;
+        FormatState f = Format(9, true);
+        rect->ButtonDown(f, colours, 0, 0, false);
+        rect->ButtonUp(f, colours, 8, 8);
+        const bool reflected = mode >= kReflectedGradient;
+        EXPECT_EQ(f.color.GetPixel(0, 4), 0x0000FFu) << mode;
+        EXPECT_EQ(f.color.GetPixel(8, 4), reflected ? 0x0000FFu : 0xFF0000u) << mode;
+        const COLORREF middle = f.color.GetPixel(4, 4);
+        EXPECT_EQ(middle, reflected ? 0xFF0000u : 0x7F007Fu) << std::hex << middle;  // 255 * 128 / 256 each
+        EXPECT_EQ(GetRValue(f.mask.GetPixel(4, 4)), 255);
+    }
+    // The same stroke on a format without alpha takes the primary colour alone.
+    std::unique_ptr<CDrawTool> rect = MakeTool(ToolKind::FilledRectangle);
+    rect->settings.gradient = kVerticalGradient;
+    FormatState plain = Format(5, false);
+    rect->ButtonDown(plain, colours, 0, 0, false);
+    rect->ButtonUp(plain, colours, 4, 4);
+    EXPECT_EQ(plain.color.GetPixel(2, 4), 0x0000FFu);
+
+    // Smooth edges: a filled ellipse gets partly covered pixels around it; without, none.
+    for (const bool smooth : {true, false}) {
+        std::unique_ptr<CDrawTool> ellipse = MakeTool(ToolKind::FilledEllipse);
+        ellipse->settings.smoothEdges = smooth;
+        FormatState f = Format(12, true);
+        ellipse->ButtonDown(f, colours, 2, 2, false);
+        ellipse->ButtonUp(f, colours, 9, 9);
+        int partial = 0;
+        for (int y = 0; y < 12; ++y)
+            for (int x = 0; x < 12; ++x) {
+                const int a = GetRValue(f.mask.GetPixel(x, y));
+                partial += a > 0 && a < 255;
+            }
+        EXPECT_EQ(partial > 0, smooth);
+        EXPECT_EQ(GetRValue(f.mask.GetPixel(5, 5)), 255);
+    }
+}
+
 TEST(Tools, ShapesFollowThePointerWithoutTrails) {
     ColourSelection colours;
     colours.foreground = 0x0000FF;
