@@ -5,6 +5,8 @@
 #include <cstring>
 
 #include "app/image_convert.h"
+#include "icon/icon_group.h"
+#include "image/archive.h"
 #include "image/dib_block.h"
 #include "image/raster.h"
 
@@ -48,6 +50,59 @@ std::unique_ptr<QMimeData> PictureMimeData(const DeviceBitmap& color, const Devi
     if (image.save(&buffer, "PNG")) data->setData("image/png", png);
     data->setImageData(image);
     return data;
+}
+
+void AddFormatData(QMimeData& data, const CKvIcon& icon, const Palette& palette) {
+    CIconGroup group;
+    if (group.AppendFormatCopy(icon) >= 0) {
+        Archive ar = Archive::ForStoring();
+        if (group.Serialize(ar)) {
+            const std::vector<std::uint8_t> bytes = ar.TakeBytes();
+            data.setData(kIconFormatMime, QByteArray(reinterpret_cast<const char*>(bytes.data()), static_cast<qsizetype>(bytes.size())));
+        }
+    }
+    if (!palette.empty() && palette.size() <= 256) {
+        QByteArray pal;
+        const auto u16 = [&pal](std::uint16_t v) {
+            pal.append(static_cast<char>(v & 0xFF));
+            pal.append(static_cast<char>(v >> 8));
+        };
+        u16(palette.version);
+        u16(static_cast<std::uint16_t>(palette.size()));
+        for (const PaletteEntry& e : palette.entries)
+            for (const std::uint8_t b : {e.red, e.green, e.blue, e.flags}) pal.append(static_cast<char>(b));
+        data.setData(kPaletteMime, pal);
+    }
+}
+
+std::vector<CKvIcon> FormatsFromMimeData(const QMimeData& data) {
+    std::vector<CKvIcon> formats;
+    if (!data.hasFormat(kIconFormatMime)) return formats;
+    const QByteArray bytes = data.data(kIconFormatMime);
+    Archive ar = Archive::ForLoading(std::span(reinterpret_cast<const std::uint8_t*>(bytes.constData()), bytes.size()));
+    CIconGroup group;
+    if (!group.Serialize(ar)) return formats;
+    for (int i = 0; i < group.FormatCount(); ++i)
+        if (CKvIcon* icon = group.FormatAt(i); icon != nullptr && !icon->IsEmpty()) formats.push_back(std::move(*icon));
+    return formats;
+}
+
+bool PaletteFromMimeData(const QMimeData& data, Palette& palette) {
+    if (!data.hasFormat(kPaletteMime)) return false;
+    const QByteArray bytes = data.data(kPaletteMime);
+    if (bytes.size() < 4) return false;
+    const auto u16 = [&bytes](int at) {
+        return static_cast<std::uint16_t>(static_cast<std::uint8_t>(bytes[at]) | (static_cast<std::uint8_t>(bytes[at + 1]) << 8));
+    };
+    const std::uint16_t count = u16(2);
+    if (count == 0 || count > 256 || bytes.size() < 4 + 4 * count) return false;
+    palette.version = u16(0);
+    palette.entries.resize(count);
+    for (int i = 0; i < count; ++i) {
+        const auto* e = reinterpret_cast<const std::uint8_t*>(bytes.constData()) + 4 + 4 * i;
+        palette.entries[static_cast<std::size_t>(i)] = {e[0], e[1], e[2], e[3]};
+    }
+    return true;
 }
 
 bool PictureFromMimeData(const QMimeData& data, DeviceBitmap& color, DeviceBitmap& alpha) {

@@ -5,15 +5,29 @@
 #include <QMimeData>
 #include <memory>
 
+#include <vector>
+
+#include "icon/kv_icon.h"
 #include "image/device_bitmap.h"
+#include "image/palette.h"
 
 namespace tellurine::app {
 
-// The MIME type of a private clipboard format, named after it.
+// The MIME types of the private clipboard formats, named after them.
 inline constexpr const char* kDib32Mime = "Korvane DIB32 Data";
+inline constexpr const char* kIconFormatMime = "Korvane IconFormat Data";
+inline constexpr const char* kPaletteMime = "Korvane PAL Data";
 
 // The clipboard contents for a picture (colours and alpha as grey levels of the same size).
 std::unique_ptr<QMimeData> PictureMimeData(const DeviceBitmap& color, const DeviceBitmap& alpha);
+// Adds a whole format: its icon image in the icon group's archive form, and its palette (version,
+// count, then red, green, blue and flags per entry, as a logical palette) when it has one.
+void AddFormatData(QMimeData& data, const CKvIcon& icon, const Palette& palette);
+// The formats clipboard contents carry (as a project's new formats); empty when there are none.
+std::vector<CKvIcon> FormatsFromMimeData(const QMimeData& data);
+// A palette from clipboard contents; false when there is none.
+bool PaletteFromMimeData(const QMimeData& data, Palette& palette);
+
 // A picture from clipboard contents: the private format first, else PNG, else any image. False
 // when there is none (or it is larger than the limits allow).
 bool PictureFromMimeData(const QMimeData& data, DeviceBitmap& color, DeviceBitmap& alpha);

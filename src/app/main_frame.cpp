@@ -35,6 +35,7 @@
 #include "app/recovery.h"
 #include "app/texts.h"
 #include "icon/format_maker.h"
+#include "image/raster.h"
 
 namespace tellurine::app {
 
@@ -181,6 +182,7 @@ void CMainFrame::CreateActions() {
     actCut = make(text::kCut, QKeySequence::Cut, &CMainFrame::OnEditCut);
     actCopy = make(text::kCopy, QKeySequence::Copy, &CMainFrame::OnEditCopy);
     actPaste = make(text::kPaste, QKeySequence::Paste, &CMainFrame::OnEditPaste);
+    actPasteAsFormat = make(text::kPasteAsFormat, QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_V), &CMainFrame::OnEditPasteAsFormat);
     actDelete = make(text::kDelete, QKeySequence::Delete, &CMainFrame::OnEditDelete);
     actSelectAll = make(text::kSelectAll, QKeySequence::SelectAll, &CMainFrame::OnEditSelectAll);
     actPreserveTransparency = new QAction(text::kPreserveTransparency, this);
@@ -229,6 +231,7 @@ void CMainFrame::CreateMenus() {
     icon->addAction(actCut);
     icon->addAction(actCopy);
     icon->addAction(actPaste);
+    icon->addAction(actPasteAsFormat);
     icon->addAction(actDelete);
     icon->addAction(actSelectAll);
     icon->addAction(actPreserveTransparency);
@@ -416,6 +419,7 @@ void CMainFrame::updateActions() {
     actDisplayGrid->setChecked(canvas != nullptr && canvas->GridShown());
     actProperties->setEnabled(canvas != nullptr);
     actUndo->setEnabled(canvas != nullptr && project->CanUndo(canvas->Format()));
+    actPasteAsFormat->setEnabled(project != nullptr);
     for (QAction* a : {actCut, actCopy, actPaste, actDelete, actSelectAll, actPreserveTransparency})
         a->setEnabled(canvas != nullptr);
     if (canvas != nullptr)
@@ -575,7 +579,29 @@ void CMainFrame::OnEditCopy() {
     if (state == nullptr) return;
     DeviceBitmap color, alpha;
     editor::SelectedPicture(*state, color, alpha);
-    QGuiApplication::clipboard()->setMimeData(PictureMimeData(color, alpha).release());
+    std::unique_ptr<QMimeData> copied = PictureMimeData(color, alpha);
+    // A whole format also goes as itself, and with its palette, for pasting as a format.
+    if (!state->floatingColor && !state->selectionActive)
+        if (CIconObject* object = project->Doc().GetFormat(format))
+            AddFormatData(*copied, object->Icon(), state->depth <= 8 ? state->palette : Palette{});
+    QGuiApplication::clipboard()->setMimeData(copied.release());
+}
+
+void CMainFrame::OnEditPasteAsFormat() {
+    auto* project = qobject_cast<CIconProject*>(ActiveDocument());
+    const QMimeData* pasted = QGuiApplication::clipboard()->mimeData();
+    if (project == nullptr || pasted == nullptr) return;
+    std::vector<CKvIcon> formats = FormatsFromMimeData(*pasted);
+    if (formats.empty()) {
+        // A picture from elsewhere becomes a 32-bit format of its size.
+        DeviceBitmap color, alpha;
+        CKvIcon icon;
+        if (!PictureFromMimeData(*pasted, color, alpha) || !FormatFromPicture(DeviceBitmapsToDib32(color, alpha), 32, icon))
+            return;
+        formats.push_back(std::move(icon));
+    }
+    for (CKvIcon& icon : formats) project->AddFormat(std::move(icon));
+    if (CIconDocMDI* frame = ActiveIconFrame()) frame->formatBar->SetCurrentFormat(project->Doc().GetFormatCount() - 1);
 }
 
 void CMainFrame::OnEditCut() {

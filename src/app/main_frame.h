@@ -78,6 +78,7 @@ public:
     QAction* actCut = nullptr;
     QAction* actCopy = nullptr;
     QAction* actPaste = nullptr;
+    QAction* actPasteAsFormat = nullptr;
     QAction* actDelete = nullptr;
     QAction* actSelectAll = nullptr;
     QAction* actPreserveTransparency = nullptr;
@@ -145,6 +146,7 @@ public slots:
     void OnEditCut();
     void OnEditCopy();
     void OnEditPaste();
+    void OnEditPasteAsFormat();
     void OnEditDelete();
     void OnEditSelectAll();
     void OnPreserveTransparency(bool on);

@@ -142,6 +142,7 @@ inline constexpr const char* kPreserveTransparencyHelp = "Preserves Tranparency 
 inline constexpr const char* kCut = "Cu&t";
 inline constexpr const char* kCopy = "&Copy";
 inline constexpr const char* kPaste = "&Paste";
+inline constexpr const char* kPasteAsFormat = "Paste as &New Format";
 inline constexpr const char* kDelete = "&Delete";
 inline constexpr const char* kSelectAll = "Select &All";
 inline constexpr const char* kBrushShapes = "Brush &Shape";

@@ -3,6 +3,7 @@
 #include <QBuffer>
 #include <QCheckBox>
 #include <QClipboard>
+#include <QMdiArea>
 #include <QPainter>
 #include <QPdfWriter>
 #include <QListWidget>
@@ -14,6 +15,7 @@
 #include <QBuffer>
 #include <QCheckBox>
 #include <QClipboard>
+#include <QMdiArea>
 #include <QPainter>
 #include <QPdfWriter>
 #include <QComboBox>
@@ -500,6 +502,31 @@ void FramesTest::selectingMovingCopyingAndPasting() {
     const QColor c = original.pixelColor(5, 6);
     QCOMPARE(color.GetPixel(5, 6), RGB(static_cast<std::uint8_t>(c.red()), static_cast<std::uint8_t>(c.green()),
                                        static_cast<std::uint8_t>(c.blue())));
+
+    // A whole 8-bit format copied from another icon goes as itself and with its palette; pasted as
+    // a new format it arrives with its size, depth and pixels.
+    const QString other = s.Path("other.ico");
+    WriteProject(other, {{24, 8}});
+    s.app->OpenDocumentFile(other);
+    main->actCopy->trigger();
+    QVERIFY(QGuiApplication::clipboard()->mimeData()->hasFormat("Korvane IconFormat Data"));
+    Palette palette;
+    QVERIFY(PaletteFromMimeData(*QGuiApplication::clipboard()->mimeData(), palette));
+    QCOMPARE(palette.size(), std::size_t{256});
+    const QImage copied = ImageFromIcon(qobject_cast<CIconProject*>(main->ActiveDocument())->Doc().GetFormat(0)->Icon());
+    main->mdiArea->setActiveSubWindow(main->ChildOf(project));
+    main->actPasteAsFormat->trigger();
+    QCOMPARE(project->Doc().GetFormatCount(), 2);
+    const CIconObject* pasted = project->Doc().GetFormat(1);
+    QCOMPARE(pasted->Width(), 24);
+    QCOMPARE(pasted->BitCount(), 8);
+    QCOMPARE(ImageFromIcon(pasted->Icon()), copied);
+    // A picture from elsewhere pasted as a format is a 32-bit one of its size.
+    QGuiApplication::clipboard()->setImage(QImage(5, 7, QImage::Format_ARGB32));
+    main->actPasteAsFormat->trigger();
+    QCOMPARE(project->Doc().GetFormatCount(), 3);
+    QCOMPARE(project->Doc().GetFormat(2)->Height(), 7);
+    QCOMPARE(project->Doc().GetFormat(2)->BitCount(), 32);
 }
 
 QTEST_MAIN(FramesTest)
