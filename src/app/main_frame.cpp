@@ -190,6 +190,7 @@ void CMainFrame::CreateActions() {
     actPreserveTransparency->setShortcut(QKeySequence(Qt::Key_T));
     actPreserveTransparency->setStatusTip(text::kPreserveTransparencyHelp);
     connect(actPreserveTransparency, &QAction::toggled, this, &CMainFrame::OnPreserveTransparency);
+    actFloatingBehind = make(text::kFloatingBehind, QKeySequence(), &CMainFrame::OnFloatingBehind);
     actRedo = make(text::kRedo, QKeySequence(Qt::CTRL | Qt::Key_Y), &CMainFrame::OnEditRedo);
     actNewFormat = make(text::kNewFormat, QKeySequence(Qt::Key_Insert), &CMainFrame::OnNewFormat);
     actDeleteFormat = make(text::kDeleteFormat, QKeySequence(), &CMainFrame::OnDeleteFormat);
@@ -235,6 +236,7 @@ void CMainFrame::CreateMenus() {
     icon->addAction(actDelete);
     icon->addAction(actSelectAll);
     icon->addAction(actPreserveTransparency);
+    icon->addAction(actFloatingBehind);
     icon->addSeparator();
     icon->addAction(actNewFormat);
     icon->addAction(actDeleteFormat);
@@ -420,6 +422,7 @@ void CMainFrame::updateActions() {
     actProperties->setEnabled(canvas != nullptr);
     actUndo->setEnabled(canvas != nullptr && project->CanUndo(canvas->Format()));
     actPasteAsFormat->setEnabled(project != nullptr);
+    actFloatingBehind->setEnabled(canvas != nullptr);
     for (QAction* a : {actCut, actCopy, actPaste, actDelete, actSelectAll, actPreserveTransparency})
         a->setEnabled(canvas != nullptr);
     if (canvas != nullptr)
@@ -655,6 +658,18 @@ void CMainFrame::OnPreserveTransparency(bool on) {
         state->preserveTransparency = on;
         ActiveIconFrame()->view->RefreshCanvas();
     }
+}
+
+void CMainFrame::OnFloatingBehind() {
+    // The menu's command puts the floating selection on the other side of the image.
+    CIconProject* project = nullptr;
+    int format = -1;
+    editor::FormatState* state = ActiveState(project, format);
+    if (state == nullptr || !state->floatingColor) return;
+    project->RecordUndo(format);
+    state->floatingBehind = !state->floatingBehind;
+    project->CommitEdit(format);
+    ActiveIconFrame()->view->RefreshCanvas();
 }
 
 void CMainFrame::OnSelectionChanged(int width, int height) {

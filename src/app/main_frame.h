@@ -82,6 +82,7 @@ public:
     QAction* actDelete = nullptr;
     QAction* actSelectAll = nullptr;
     QAction* actPreserveTransparency = nullptr;
+    QAction* actFloatingBehind = nullptr;
     QAction* actUndo = nullptr;
     QAction* actRedo = nullptr;
     std::vector<QAction*> toolActions;   // in the order of the Tools menu
@@ -150,6 +151,7 @@ public slots:
     void OnEditDelete();
     void OnEditSelectAll();
     void OnPreserveTransparency(bool on);
+    void OnFloatingBehind();
     void OnSelectionChanged(int width, int height);
     void OnEditRedo();
     void OnFilePrintPreview();

@@ -145,6 +145,7 @@ inline constexpr const char* kPaste = "&Paste";
 inline constexpr const char* kPasteAsFormat = "Paste as &New Format";
 inline constexpr const char* kDelete = "&Delete";
 inline constexpr const char* kSelectAll = "Select &All";
+inline constexpr const char* kFloatingBehind = "Set Floating Selection to Background/Foreground (End/Home)";
 inline constexpr const char* kBrushShapes = "Brush &Shape";
 inline constexpr const char* kSmoothEdges = "Smooth Edges (E)";
 inline constexpr const char* kGradients = "&Gradient";
