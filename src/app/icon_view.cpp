@@ -216,6 +216,18 @@ void CIconView::mouseMoveEvent(QMouseEvent* event) {
     const editor::PixelHit hit = PixelAt(event->position().toPoint());
     emit pointerMoved(hit.x, hit.y, hit.inside);
     CanvasContext& canvas = SharedCanvas();
+    // The tool's pointer over the image.
+    Qt::CursorShape shape = Qt::ArrowCursor;
+    if (canvas.tool != nullptr && state_ != nullptr && hit.inside) {
+        switch (canvas.tool->QueryCursor(*state_, hit.x, hit.y)) {
+            case editor::ToolCursor::Cross: shape = Qt::CrossCursor; break;
+            case editor::ToolCursor::Picker: shape = Qt::PointingHandCursor; break;
+            case editor::ToolCursor::Fill: shape = Qt::CrossCursor; break;
+            case editor::ToolCursor::Move: shape = Qt::SizeAllCursor; break;
+            case editor::ToolCursor::Arrow: break;
+        }
+    }
+    if (viewport()->cursor().shape() != shape) viewport()->setCursor(shape);
     if (stroking_ && canvas.tool != nullptr && state_ != nullptr) {
         const QPoint pixel = RawPixel(event->position().toPoint());
         ToolResult(canvas.tool->PointerMove(*state_, *canvas.colours, pixel.x(), pixel.y()));

@@ -11,6 +11,7 @@
 #include <QStandardPaths>
 #include <QSvgRenderer>
 #include <QPainter>
+#include <QScreen>
 #include <cstdlib>
 
 #include "app/dib_frame.h"
@@ -222,7 +223,12 @@ bool CKvApp::InitInstance(const QStringList& arguments) {
           editor::ToolKind::Ellipse, editor::ToolKind::FilledEllipse, editor::ToolKind::Line, editor::ToolKind::Frame3D})
         tools.push_back(editor::MakeTool(kind));
     SharedCanvas().colours = &colours;
-    for (const auto& tool : tools) tool->settings.smoothEdges = prefs.Smooth32BppDraw != 0;
+    // Palette colours are drawn as the screen shows them (rounded on 15- and 16-bit screens).
+    const int screenBits = QGuiApplication::primaryScreen() != nullptr ? QGuiApplication::primaryScreen()->depth() : 32;
+    for (const auto& tool : tools) {
+        tool->settings.smoothEdges = prefs.Smooth32BppDraw != 0;
+        tool->settings.screenBits = screenBits;
+    }
     SetCurrentTool(editor::ToolKind::Pen);
     Step("drawing tools");
 

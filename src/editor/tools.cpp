@@ -10,6 +10,15 @@ CanvasRect Union(const CanvasRect& a, const CanvasRect& b) {
     return {std::min(a.left, b.left), std::min(a.top, b.top), std::max(a.right, b.right), std::max(a.bottom, b.bottom)};
 }
 
+ToolCursor CDrawTool::QueryCursor(const FormatState& format, int x, int y) const {
+    switch (kind_) {
+        case ToolKind::Select: return SelectionContains(format, x, y) ? ToolCursor::Move : ToolCursor::Cross;
+        case ToolKind::Pick: return ToolCursor::Picker;
+        case ToolKind::Fill: return ToolCursor::Fill;
+        default: return ToolCursor::Cross;
+    }
+}
+
 ToolResult CDrawTool::ButtonUp(FormatState&, ColourSelection&, int, int) {
     stroke_.reset();
     return {};

@@ -32,6 +32,9 @@ struct ToolResult {
     bool coloursChanged = false;
 };
 
+// The pointer a tool shows over the canvas.
+enum class ToolCursor { Arrow, Cross, Picker, Fill, Move };
+
 class CDrawTool {
 public:
     explicit CDrawTool(ToolKind kind) : kind_(kind) {}
@@ -39,6 +42,8 @@ public:
     [[nodiscard]] ToolKind Kind() const { return kind_; }
     // Whether a stroke changes the format, so that the view records undo before it.
     [[nodiscard]] virtual bool Edits() const { return true; }
+    // The pointer to show at a pixel of the format.
+    [[nodiscard]] virtual ToolCursor QueryCursor(const FormatState& format, int x, int y) const;
 
     // A right-button stroke draws with the background colour and opacity.
     virtual ToolResult ButtonDown(FormatState& format, ColourSelection& colours, int x, int y, bool right) = 0;

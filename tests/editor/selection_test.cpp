@@ -100,10 +100,13 @@ TEST(Selection, TheSelectionToolDragsRectanglesAndMovesThem) {
     ColourSelection colours;
     std::unique_ptr<CDrawTool> tool = MakeTool(ToolKind::Select);
     FormatState f = Numbered(true);
+    EXPECT_EQ(tool->QueryCursor(f, 1, 1), ToolCursor::Cross);
     tool->ButtonDown(f, colours, 1, 1, false);
     tool->PointerMove(f, colours, 2, 3);
     tool->ButtonUp(f, colours, 2, 3);
     EXPECT_TRUE(f.selectionActive);
+    EXPECT_EQ(tool->QueryCursor(f, 1, 1), ToolCursor::Move);  // inside the selection
+    EXPECT_EQ(MakeTool(ToolKind::Pick)->QueryCursor(f, 1, 1), ToolCursor::Picker);
     EXPECT_EQ(f.selection.right, 2);
     EXPECT_EQ(f.selection.bottom, 3);
     // A press inside picks it up; the drag carries it.
