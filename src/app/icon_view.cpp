@@ -207,6 +207,7 @@ void CIconView::mousePressEvent(QMouseEvent* event) {
     if (!hit.inside || state_ == nullptr) return;
     // Every change to a format is recorded first.
     if (canvas.tool->Edits()) project_.RecordUndo(format_);
+    canvas.tool->Attach(state_);
     stroking_ = true;
     canvas.tool->settings.copyOnMove = (event->modifiers() & (Qt::ControlModifier | Qt::AltModifier)) != 0;
     ToolResult(canvas.tool->ButtonDown(*state_, *canvas.colours, hit.x, hit.y, right));

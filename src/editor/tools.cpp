@@ -19,6 +19,41 @@ ToolCursor CDrawTool::QueryCursor(const FormatState& format, int x, int y) const
     }
 }
 
+void CDrawTool::DrawShape(Coverage&, int) const {}
+
+void CDrawTool::DrawScaled(Coverage& coverage, int scale, const std::function<void(Coverage&)>& draw) {
+    if (scale <= 1) return draw(coverage);
+    Coverage one(coverage.Width() / scale, coverage.Height() / scale);
+    draw(one);
+    const CanvasRect r = one.Bounds();
+    for (int y = r.top; y < r.bottom; ++y)
+        for (int x = r.left; x < r.right; ++x)
+            if (one.At(x, y))
+                for (int dy = 0; dy < scale; ++dy) coverage.SetRun(x * scale, (x + 1) * scale, y * scale + dy);
+}
+
+CanvasRect CDrawTool::Apply(FormatState& format) {
+    Coverage c(format.Width(), format.Height());
+    DrawShape(c, 1);
+    Smooth(format, c);
+    return PaintNew(format, c);
+}
+
+CanvasRect CDrawTool::ApplyAtZoom(FormatState& format, int zoom) {
+    zoom = std::max(1, zoom);
+    Coverage zoomed(format.Width() * zoom, format.Height() * zoom);
+    DrawShape(zoomed, zoom);
+    Coverage c(format.Width(), format.Height());
+    const CanvasRect r = zoomed.Bounds();
+    for (int y = r.top; y < r.bottom; ++y)
+        for (int x = r.left; x < r.right; ++x)
+            if (zoomed.At(x, y)) c.Set(x / zoom, y / zoom);
+    Smooth(format, c);
+    // Drawn whole, as the stroke stands, whatever the stroke has already painted.
+    const StrokePaint paint{colour_, opacity_, otherColour_, otherOpacity_, settings.gradient, c.Bounds()};
+    return ApplyPaint(format, c, paint, settings.screenBits);
+}
+
 ToolResult CDrawTool::ButtonUp(FormatState&, ColourSelection&, int, int) {
     stroke_.reset();
     return {};
@@ -71,24 +106,32 @@ public:
     CFreehandTool(ToolKind kind, bool brush) : CDrawTool(kind), brush_(brush) {}
     ToolResult ButtonDown(FormatState& format, ColourSelection& colours, int x, int y, bool right) override {
         BeginStroke(format, colours, x, y, right);
-        Coverage c(format.Width(), format.Height());
-        StampBrush(c, x, y, Shape());
-        Smooth(format, c);
-        return {PaintNew(format, c)};
+        segment_ = false;
+        currentX_ = x;
+        currentY_ = y;
+        return {Apply(format)};
     }
     ToolResult PointerMove(FormatState& format, ColourSelection&, int x, int y) override {
         if (!stroke_) return {};
-        Coverage c(format.Width(), format.Height());
-        StrokeSegment(c, lastX_, lastY_, x, y, Shape());
-        Smooth(format, c);
+        segment_ = true;
+        currentX_ = x;
+        currentY_ = y;
+        const CanvasRect changed = Apply(format);
         lastX_ = x;
         lastY_ = y;
-        return {PaintNew(format, c)};
+        return {changed};
+    }
+    void DrawShape(Coverage& coverage, int scale) const override {
+        DrawScaled(coverage, scale, [this](Coverage& c) {
+            if (segment_) StrokeSegment(c, lastX_, lastY_, currentX_, currentY_, Shape());
+            else StampBrush(c, currentX_, currentY_, Shape());
+        });
     }
 
 private:
     [[nodiscard]] int Shape() const { return brush_ ? settings.brushShape : 0; }
     bool brush_;
+    bool segment_ = false;
 };
 
 // Line, rectangle and ellipse: the shape between the press and the pointer, drawn again over the
@@ -123,21 +166,30 @@ private:
                 format.mask.SetPixel(px, py, before_->mask.GetPixel(px, py));
             }
         stroke_.emplace(format.Width(), format.Height());
-        Coverage c(format.Width(), format.Height());
-        const int shape = settings.brushShape;
-        switch (Kind()) {
-            case ToolKind::Line: StrokeSegment(c, startX_, startY_, x, y, shape); break;
-            case ToolKind::Rectangle: RectangleShape(c, startX_, startY_, x, y, false, shape); break;
-            case ToolKind::FilledRectangle: RectangleShape(c, startX_, startY_, x, y, true, shape); break;
-            case ToolKind::Ellipse: EllipseShape(c, startX_, startY_, x, y, false, shape); break;
-            case ToolKind::Frame3D: return Frame3D(format, x, y);
-            default: EllipseShape(c, startX_, startY_, x, y, true, shape); break;
-        }
-        Smooth(format, c);
-        const CanvasRect changed = Union(drawn_, PaintNew(format, c));
-        drawn_ = c.Bounds();
+        currentX_ = x;
+        currentY_ = y;
+        if (Kind() == ToolKind::Frame3D) return Frame3D(format, x, y);
+        const CanvasRect changed = Union(drawn_, Apply(format));
+        drawn_ = stroke_->Bounds();
         return {changed};
     }
+
+public:
+    void DrawShape(Coverage& coverage, int scale) const override {
+        DrawScaled(coverage, scale, [this](Coverage& c) {
+            const int shape = settings.brushShape;
+            switch (Kind()) {
+                case ToolKind::Line: StrokeSegment(c, startX_, startY_, currentX_, currentY_, shape); break;
+                case ToolKind::Rectangle: RectangleShape(c, startX_, startY_, currentX_, currentY_, false, shape); break;
+                case ToolKind::FilledRectangle: RectangleShape(c, startX_, startY_, currentX_, currentY_, true, shape); break;
+                case ToolKind::Ellipse: EllipseShape(c, startX_, startY_, currentX_, currentY_, false, shape); break;
+                case ToolKind::FilledEllipse: EllipseShape(c, startX_, startY_, currentX_, currentY_, true, shape); break;
+                default: RectangleShape(c, startX_, startY_, currentX_, currentY_, false, 0); break;  // the 3D frame's outline
+            }
+        });
+    }
+
+private:
     // The 3D frame: the top and left sides in the stroke's colour, the bottom and right ones in the
     // other colour, so that a left-button frame looks raised and a right-button one sunken.
     ToolResult Frame3D(FormatState& format, int x, int y) {

@@ -45,6 +45,20 @@ public:
     // The pointer to show at a pixel of the format.
     [[nodiscard]] virtual ToolCursor QueryCursor(const FormatState& format, int x, int y) const;
 
+    // Sets the format the tool works on (the view attaches it before a stroke).
+    virtual void Attach(FormatState* format) { attached_ = format; }
+    [[nodiscard]] FormatState* Attached() const { return attached_; }
+
+    // Draws the tool's shape for the stroke so far (the point or segment just reached, or the
+    // shape between the press and the pointer) into a coverage whose pixels are `scale` x
+    // `scale` of the format's. Empty for tools without a shape.
+    virtual void DrawShape(Coverage& coverage, int scale) const;
+    // Draws the shape at the format's size and applies the stroke's colour through it.
+    CanvasRect Apply(FormatState& format);
+    // The shape drawn at `zoom` times the format's size (as screen feedback is) and applied whole:
+    // a format pixel is covered when any of its zoom x zoom pixels is.
+    CanvasRect ApplyAtZoom(FormatState& format, int zoom);
+
     // A right-button stroke draws with the background colour and opacity.
     virtual ToolResult ButtonDown(FormatState& format, ColourSelection& colours, int x, int y, bool right) = 0;
     virtual ToolResult PointerMove(FormatState& format, ColourSelection& colours, int x, int y) = 0;
@@ -65,14 +79,19 @@ protected:
     ColourValue otherColour_ = 0;
     int opacity_ = 255;
     int otherOpacity_ = 255;
+    // Draws a shape made at the format's size into a coverage of `scale` times it.
+    static void DrawScaled(Coverage& coverage, int scale, const std::function<void(Coverage&)>& draw);
     int lastX_ = 0;
     int lastY_ = 0;
+    int currentX_ = 0;  // the point the stroke has reached
+    int currentY_ = 0;
     int startX_ = 0;
     int startY_ = 0;
     std::optional<Coverage> stroke_;
 
 private:
     ToolKind kind_;
+    FormatState* attached_ = nullptr;
 };
 
 // Makes the tool of a kind.

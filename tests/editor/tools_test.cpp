@@ -129,6 +129,25 @@ TEST(Tools, GradientsAndSmoothEdgesOnFormatsWithAlpha) {
     }
 }
 
+TEST(Tools, ShapesDrawnAtZoomCoverTheSamePixels) {
+    ColourSelection colours;
+    colours.foreground = 0x0000FF;
+    for (const ToolKind kind : {ToolKind::Line, ToolKind::Ellipse, ToolKind::Rectangle}) {
+        std::unique_ptr<CDrawTool> a = MakeTool(kind), b = MakeTool(kind);
+        FormatState f = Format(12, false), g = Format(12, false);
+        a->ButtonDown(f, colours, 1, 2, false);
+        a->ButtonUp(f, colours, 10, 8);
+        b->ButtonDown(g, colours, 1, 2, false);
+        b->PointerMove(g, colours, 10, 8);
+        // The stroke drawn again at zoom 5 (as the screen shows it) over the format as it was.
+        FormatState h = Format(12, false);
+        b->ApplyAtZoom(h, 5);
+        EXPECT_EQ(Changed(Format(12, false), h), Changed(Format(12, false), f)) << static_cast<int>(kind);
+        for (int y = 0; y < 12; ++y)
+            for (int x = 0; x < 12; ++x) EXPECT_EQ(h.color.GetPixel(x, y), f.color.GetPixel(x, y)) << x << "," << y;
+    }
+}
+
 TEST(Tools, ShapesFollowThePointerWithoutTrails) {
     ColourSelection colours;
     colours.foreground = 0x0000FF;
