@@ -284,6 +284,33 @@ private:
     bool moving_ = false;
 };
 
+// The tools under their own names.
+class CPenTool : public CFreehandTool {
+public:
+    CPenTool() : CFreehandTool(ToolKind::Pen, false) {}
+};
+class CBrushTool : public CFreehandTool {
+public:
+    CBrushTool() : CFreehandTool(ToolKind::Brush, true) {}
+};
+class CLineTool : public CShapeTool {
+public:
+    CLineTool() : CShapeTool(ToolKind::Line) {}
+};
+// The generic tools: kinds 6 and 7 (rectangle, filled) and 9 and 10 (ellipse, filled).
+class CRectTool : public CShapeTool {
+public:
+    explicit CRectTool(bool filled) : CShapeTool(filled ? ToolKind::FilledRectangle : ToolKind::Rectangle) {}
+};
+class CEllipseTool : public CShapeTool {
+public:
+    explicit CEllipseTool(bool filled) : CShapeTool(filled ? ToolKind::FilledEllipse : ToolKind::Ellipse) {}
+};
+class CRect3DTool : public CShapeTool {
+public:
+    CRect3DTool() : CShapeTool(ToolKind::Frame3D) {}
+};
+
 }  // namespace
 
 std::unique_ptr<CDrawTool> MakeTool(ToolKind kind) {
@@ -291,11 +318,17 @@ std::unique_ptr<CDrawTool> MakeTool(ToolKind kind) {
         case ToolKind::Select: return std::make_unique<CSelectTool>();
         case ToolKind::Pick: return std::make_unique<CPickTool>();
         case ToolKind::Replacer: return std::make_unique<CReplacerTool>();
-        case ToolKind::Pen: return std::make_unique<CFreehandTool>(kind, false);
-        case ToolKind::Brush: return std::make_unique<CFreehandTool>(kind, true);
+        case ToolKind::Pen: return std::make_unique<CPenTool>();
+        case ToolKind::Brush: return std::make_unique<CBrushTool>();
         case ToolKind::Fill: return std::make_unique<CFillTool>();
-        default: return std::make_unique<CShapeTool>(kind);
+        case ToolKind::Line: return std::make_unique<CLineTool>();
+        case ToolKind::Rectangle: return std::make_unique<CRectTool>(false);
+        case ToolKind::FilledRectangle: return std::make_unique<CRectTool>(true);
+        case ToolKind::Ellipse: return std::make_unique<CEllipseTool>(false);
+        case ToolKind::FilledEllipse: return std::make_unique<CEllipseTool>(true);
+        case ToolKind::Frame3D: return std::make_unique<CRect3DTool>();
     }
+    return nullptr;
 }
 
 }  // namespace tellurine::editor
