@@ -208,6 +208,7 @@ void CIconView::mousePressEvent(QMouseEvent* event) {
     // Every change to a format is recorded first.
     if (canvas.tool->Edits()) project_.RecordUndo(format_);
     canvas.tool->Attach(state_);
+    floatingAtPress_ = state_->floatingColor.has_value();
     stroking_ = true;
     canvas.tool->settings.copyOnMove = (event->modifiers() & (Qt::ControlModifier | Qt::AltModifier)) != 0;
     ToolResult(canvas.tool->ButtonDown(*state_, *canvas.colours, hit.x, hit.y, right));
@@ -242,7 +243,10 @@ void CIconView::mouseReleaseEvent(QMouseEvent* event) {
     stroking_ = false;
     const QPoint pixel = RawPixel(event->position().toPoint());
     ToolResult(canvas.tool->ButtonUp(*state_, *canvas.colours, pixel.x(), pixel.y()));
-    if (canvas.tool->Edits()) project_.CommitEdit(format_);
+    // Drawing a selection rectangle changes no pixel: the file and its modified state stay.
+    const bool onlySelected =
+        canvas.tool->Kind() == editor::ToolKind::Select && !floatingAtPress_ && !state_->floatingColor;
+    if (canvas.tool->Edits() && !onlySelected) project_.CommitEdit(format_);
     EmitSelection();
 }
 

@@ -98,6 +98,7 @@ private:
     std::vector<ViewRecord> records_;
     editor::FormatState* state_ = nullptr;  // the edited format's pixels, kept by the project
     bool stroking_ = false;
+    bool floatingAtPress_ = false;  // a floating selection lay there when the stroke began
     editor::CanvasRenderer renderer_;
 };
 

@@ -452,7 +452,9 @@ void FramesTest::selectingMovingCopyingAndPasting() {
     Drag(view, {2, 2}, {5, 5});
     QCOMPARE(main->selectionPane->Text(), QString("@1  4x4"));
     QCOMPARE(main->selectionPane->Picture(), 1);
+    QVERIFY(!project->IsModified());  // selecting changes no pixel
     Drag(view, {3, 3}, {8, 8});
+    QVERIFY(project->IsModified());
     QCOMPARE(pixel(7, 7), original.pixelColor(2, 2));
     QCOMPARE(pixel(10, 10), original.pixelColor(5, 5));
     QCOMPARE(pixel(2, 2).alpha(), 0);  // lifted from there
