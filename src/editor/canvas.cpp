@@ -61,39 +61,44 @@ void CombineFloating(const CanvasImage& image, DeviceBitmap& color, DeviceBitmap
     LayFloating(color, mask, image.alpha, *f.color, *f.mask, f.x, f.y, f.preserveTransparency, f.behind);
 }
 
-// Blends the colour image over the backdrop already in the work bitmap by the alpha image, each
-// image pixel covering zoom x zoom screen pixels: out = (colour * a + backdrop * (255 - a)) / 255.
-// The backdrop under a screen row is a row of the tile, so a row whose tile row equals the one
-// above it within the same image row comes out the same and is copied.
+// Blends the colour image over the backdrop by the alpha image, each image pixel covering zoom x
+// zoom screen pixels: out = (colour * a + backdrop * (255 - a)) / 255. The backdrop is read from
+// the tile (its width a power of two), anchored at the bitmap's origin as if it had been laid
+// first. The backdrop under a screen row is a row of the tile, so a row whose tile row equals the
+// one above it within the same image row comes out the same and is copied.
 void BlendAlpha(DeviceBitmap& work, const DeviceBitmap& color, const DeviceBitmap& alpha, const DeviceBitmap& tile,
                 int x0, int y0, int x1, int y1, int zoom) {
     const int tileSize = tile.Height();
+    const int tileMask = tile.Width() - 1;
     const std::size_t rowBytes = static_cast<std::size_t>(x1 - x0) * static_cast<std::size_t>(zoom) * 4;
     for (int y = y0; y < y1; ++y) {
         const std::uint32_t* c = color.Row(y);
         const std::uint32_t* a = alpha.Row(y);
         for (int sy = y * zoom; sy < (y + 1) * zoom; ++sy) {
             std::uint32_t* out = work.Row(sy) + static_cast<std::ptrdiff_t>(x0) * zoom;
-            if (sy > y * zoom && std::equal(tile.Row(sy % tileSize), tile.Row(sy % tileSize) + tile.Width(),
-                                            tile.Row((sy - 1) % tileSize))) {
+            const std::uint32_t* backdrop = tile.Row(sy % tileSize);
+            if (sy > y * zoom && std::equal(backdrop, backdrop + tile.Width(), tile.Row((sy - 1) % tileSize))) {
                 std::memcpy(out, work.Row(sy - 1) + static_cast<std::ptrdiff_t>(x0) * zoom, rowBytes);
                 continue;
             }
-            for (int x = x0; x < x1; ++x, out += zoom) {
+            for (int x = x0, sx = x0 * zoom; x < x1; ++x, out += zoom, sx += zoom) {
                 const std::uint32_t colour = c[x];
                 const std::uint32_t opacity = a[x] & 0xFF;
                 if (opacity == 255) {
                     std::fill(out, out + zoom, colour & 0xFFFFFF);
                     continue;
                 }
-                if (opacity == 0) continue;  // the backdrop as it is
+                if (opacity == 0) {  // the backdrop as it is
+                    for (int i = 0; i < zoom; ++i) out[i] = backdrop[(sx + i) & tileMask];
+                    continue;
+                }
                 const std::uint32_t rest = 255 - opacity;
                 const std::uint32_t cb = (colour & 0xFF) * opacity, cg = ((colour >> 8) & 0xFF) * opacity,
                                     cr = ((colour >> 16) & 0xFF) * opacity;
                 // Neighbouring backdrop pixels are mostly equal: each distinct one is blended once.
                 std::uint32_t lastBackdrop = ~0u, lastOut = 0;
                 for (int i = 0; i < zoom; ++i) {
-                    const std::uint32_t bd = out[i];
+                    const std::uint32_t bd = backdrop[(sx + i) & tileMask];
                     if (bd != lastBackdrop) {
                         lastBackdrop = bd;
                         lastOut = ((cb + (bd & 0xFF) * rest) / 255) | (((cg + ((bd >> 8) & 0xFF) * rest) / 255) << 8) |
@@ -113,7 +118,7 @@ void LayBackdrop(DeviceBitmap& work, const DeviceBitmap& tile, int left, int top
     for (int sy = top; sy < bottom; ++sy) {
         const std::uint32_t* from = tile.Row(sy % tile.Height());
         std::uint32_t* to = work.Row(sy);
-        for (int x = left; x < right; x += size)
+        for (int x = left; x < right; x += size - x % size)
             std::memcpy(to + x, from + (x % size), static_cast<std::size_t>(std::min(size - x % size, right - x)) * 4);
     }
 }
@@ -262,11 +267,14 @@ bool CanvasRenderer::Paint(const CanvasImage& image, const CanvasResources& reso
     for (int y = y0; y < y1; ++y) {
         const int top = y * zoom, bottom = (y + 1) * zoom;
         // 1. The backdrop, laid in 64-pixel blocks aligned to the image so that it never moves.
-        LayBackdrop(work_, resources.backdrop, bx0, top, bx1, bottom);
-        // 3 and 4. The image: AND the mask, then XOR the colours; or blend by the alpha.
+        // 3 and 4. The image: AND the mask, then XOR the colours; or blend by the alpha, which
+        // reads the backdrop under the image straight from the tile (it is laid beside it).
         if (image.alpha) {
+            LayBackdrop(work_, resources.backdrop, bx0, top, x0 * zoom, bottom);
+            LayBackdrop(work_, resources.backdrop, x1 * zoom, top, bx1, bottom);
             BlendAlpha(work_, *color, *mask, resources.backdrop, x0, y, x1, y + 1, zoom);
         } else {
+            LayBackdrop(work_, resources.backdrop, bx0, top, bx1, bottom);
             StretchBltReplicate(work_, x0 * zoom, top, *mask, x0, y, x1 - x0, 1, zoom, Rop::SrcAnd);
             StretchBltReplicate(work_, x0 * zoom, top, *color, x0, y, x1 - x0, 1, zoom, Rop::SrcInvert);
         }

@@ -178,6 +178,17 @@ TEST(CanvasPaint, TheBackdropStaysFixedToTheImageAndOnlyTheUpdateIsPainted) {
     EXPECT_EQ(painted.destX, 10 + 5 * 6);
     for (int y = 7; y <= 8; ++y)
         for (int x = 5; x <= 9; ++x) EXPECT_EQ(f.At(x, y, 2, 3), f.Backdrop(x, y, 2, 3)) << x << "," << y;
+    // The backdrop's blocks reach beyond the update's pixels, laid without a gap (alpha too).
+    for (const bool withAlpha : {false, true}) {
+        Fixture g;
+        g.alpha = withAlpha;
+        g.mask = DeviceBitmap::Create(16, 16, withAlpha ? 0 : 0xFFFFFF);  // all transparent
+        g.view.zoom = g.placement.zoom = 6;
+        g.Paint(update);
+        for (int sx = 0; sx < 64; ++sx)  // the block of x1 * zoom = 60 ends at 64
+            ASSERT_EQ(g.renderer.Work().GetPixel(sx, 7 * 6 + 2), g.resources.backdrop.GetPixel(sx % 64, (7 * 6 + 2) % 64))
+                << withAlpha << " " << sx;
+    }
     // Outside the update's 64-pixel blocks nothing was drawn: the new work bitmap's white.
     EXPECT_EQ(f.renderer.Work().GetPixel(15 * 6 + 1, 15 * 6 + 1), 0xFFFFFFu);
 
