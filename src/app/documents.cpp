@@ -129,18 +129,13 @@ bool CIconProject::CanRedo(int index) const {
     return edit != nullptr && edit->history.CanRedo();
 }
 
-bool CIconProject::Undo(int index) {
-    if (!CanUndo(index)) return false;
-    FormatEdit& edit = edits_.at(doc_.GetFormat(index));
-    edit.history.Undo(edit.state);
-    CommitEdit(index);
-    return true;
-}
+bool CIconProject::Undo(int index) { return Step(index, &editor::UndoHistory::Undo); }
+bool CIconProject::Redo(int index) { return Step(index, &editor::UndoHistory::Redo); }
 
-bool CIconProject::Redo(int index) {
-    if (!CanRedo(index)) return false;
-    FormatEdit& edit = edits_.at(doc_.GetFormat(index));
-    edit.history.Redo(edit.state);
+bool CIconProject::Step(int index, bool (editor::UndoHistory::*step)(editor::FormatState&)) {
+    const CIconObject* format = doc_.GetFormat(index);
+    const auto it = format != nullptr ? edits_.find(format) : edits_.end();
+    if (it == edits_.end() || !(it->second.history.*step)(it->second.state)) return false;
     CommitEdit(index);
     return true;
 }

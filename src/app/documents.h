@@ -89,6 +89,8 @@ private:
         editor::UndoHistory history;
     };
     const FormatEdit* FindEdit(int index) const;
+    // Undo or redo on a format's history, then the restored state back into the format.
+    bool Step(int index, bool (editor::UndoHistory::*step)(editor::FormatState&));
     CIconDoc doc_;
     std::map<const CIconObject*, FormatEdit> edits_;
     QDateTime lastChange_ = QDateTime::currentDateTime();

@@ -207,7 +207,7 @@ void CIconView::mousePressEvent(QMouseEvent* event) {
     if (!hit.inside || state_ == nullptr) return;
     // Every change to a format is recorded first.
     if (canvas.tool->Edits()) project_.RecordUndo(format_);
-    canvas.tool->Attach(state_);
+    canvas.tool->Attach(*state_);
     floatingAtPress_ = state_->floatingColor.has_value();
     stroking_ = true;
     canvas.tool->settings.copyOnMove = (event->modifiers() & (Qt::ControlModifier | Qt::AltModifier)) != 0;
@@ -250,6 +250,14 @@ void CIconView::mouseReleaseEvent(QMouseEvent* event) {
     EmitSelection();
 }
 
+void CIconView::EditFormat(const std::function<void(editor::FormatState&)>& change) {
+    if (state_ == nullptr) return;
+    project_.RecordUndo(format_);
+    change(*state_);
+    project_.CommitEdit(format_);
+    RefreshCanvas();
+}
+
 void CIconView::RefreshCanvas() {
     viewport()->update();
     EmitSelection();
@@ -276,19 +284,13 @@ void CIconView::keyPressEvent(QKeyEvent* event) {
         default: break;
     }
     if ((dx != 0 || dy != 0) && state_ != nullptr && state_->selectionActive && !state_->selection.IsEmpty()) {
-        project_.RecordUndo(format_);
-        editor::MoveSelection(*state_, dx, dy, (event->modifiers() & (Qt::ControlModifier | Qt::AltModifier)) != 0);
-        project_.CommitEdit(format_);
-        RefreshCanvas();
-        return;
+        const bool copy = (event->modifiers() & (Qt::ControlModifier | Qt::AltModifier)) != 0;
+        return EditFormat([&](editor::FormatState& s) { editor::MoveSelection(s, dx, dy, copy); });
     }
     // End puts the floating selection behind the image, Home in front of it.
     if ((event->key() == Qt::Key_End || event->key() == Qt::Key_Home) && state_ != nullptr && state_->floatingColor) {
-        project_.RecordUndo(format_);
-        state_->floatingBehind = event->key() == Qt::Key_End;
-        project_.CommitEdit(format_);
-        RefreshCanvas();
-        return;
+        const bool behind = event->key() == Qt::Key_End;
+        return EditFormat([behind](editor::FormatState& s) { s.floatingBehind = behind; });
     }
     switch (event->key()) {
         case Qt::Key_Backspace: emit undoRequested(); return;

@@ -56,6 +56,14 @@ public slots:
     // Repaints the whole format (after its selection changed).
     void RefreshCanvas();
 
+public:
+    // The edited format's state (null without one) and its project.
+    [[nodiscard]] editor::FormatState* State() const { return state_; }
+    [[nodiscard]] CIconProject& Project() const { return project_; }
+    // Changes the edited format as one undoable step: records it, lets `change` edit its state,
+    // writes it back into the format and repaints. The caller checks first that there is a state.
+    void EditFormat(const std::function<void(editor::FormatState&)>& change);
+
 signals:
     void canvasTitleChanged();
     // The colour picker changed the colour bar's colours.

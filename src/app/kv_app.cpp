@@ -38,8 +38,6 @@ namespace tellurine::app {
 
 namespace {
 
-CKvApp* g_app = nullptr;
-
 // The first bytes of a file, enough for every check of the template choice.
 bool ReadHead(const QString& path, std::vector<std::uint8_t>& head) {
     QFile file(path);
@@ -47,18 +45,6 @@ bool ReadHead(const QString& path, std::vector<std::uint8_t>& head) {
     const QByteArray bytes = file.read(4096);
     head.assign(bytes.begin(), bytes.end());
     return true;
-}
-
-// The format that best shows an icon: the largest, and of those the deepest.
-const CIconObject* BestFormat(const CIconDoc& doc) {
-    const CIconObject* best = nullptr;
-    for (int i = 0; i < doc.GetFormatCount(); ++i) {
-        const CIconObject* f = doc.GetFormat(i);
-        if (best == nullptr || f->Width() > best->Width() ||
-            (f->Width() == best->Width() && f->BitCount() > best->BitCount()))
-            best = f;
-    }
-    return best;
 }
 
 QString Native(const std::string& s) { return QString::fromStdString(s); }
@@ -73,14 +59,11 @@ constexpr std::pair<int shell::Preferences::*, int editor::ColourSelection::*> k
     {&shell::Preferences::BkOpacity, &editor::ColourSelection::backgroundOpacity},
 };
 
-// An ordinary image through the image library (24 or 32 bits), as a 32-bit picture; null when it
-// cannot be decoded.
+// An ordinary image as a 32-bit picture; null when it cannot be decoded.
 QImage ReadPicture(const QString& path) {
     CDIB dib;
     std::string error;
-    if (!LoadImageFile(path.toStdString(), dib, error)) return {};
-    return dib.BitCount() == 32 ? ImageFromDib32(dib.GetBlock())
-                                : ImageFromDib32(ConvertDibTo32(dib.GetBlock(), false, 0));
+    return LoadPictureFile(path.toStdString(), dib, error) ? ImageFromDib32(dib.GetBlock()) : QImage();
 }
 
 // An SVG drawing rasterised at `size` (each side 1 to 8,192 pixels); null when it cannot be read.
@@ -100,7 +83,6 @@ QImage RenderDrawing(const QString& path, QSize size) {
 
 CKvApp::CKvApp(StartOptions options) : options_(std::move(options)), prompts_(std::make_unique<UserPrompts>()) {
     InitResources();
-    g_app = this;
 }
 
 CKvApp::~CKvApp() {
@@ -109,10 +91,7 @@ CKvApp::~CKvApp() {
     SharedCanvas().tool = nullptr;
     SharedCanvas().colours = nullptr;
     if (translator_) QCoreApplication::removeTranslator(translator_.get());
-    if (g_app == this) g_app = nullptr;
 }
-
-CKvApp* CKvApp::Instance() { return g_app; }
 
 shell::Profile& CKvApp::Profile() { return *profile_; }
 
@@ -181,9 +160,10 @@ bool CKvApp::InitInstance(const QStringList& arguments) {
     Step("preferences");
 
     // 11. The splash, while the rest starts.
+    const QIcon appIcon = ApplicationIcon();
     std::unique_ptr<CSplashWnd> splash;
     if (prefs.ShowSplashScreen != 0) {
-        splash = std::make_unique<CSplashWnd>(ApplicationIcon(128));
+        splash = std::make_unique<CSplashWnd>(appIcon.pixmap(128));
         splash->show();
         splash->repaint();
         Step("splash");
@@ -205,7 +185,7 @@ bool CKvApp::InitInstance(const QStringList& arguments) {
     // 14. The main window.
     mainFrame_ = std::make_unique<CMainFrame>(*this);
     mainFrame_->setObjectName(shell::kMainWindowClass);
-    mainFrame_->setWindowIcon(QIcon(ApplicationIcon(256)));
+    mainFrame_->setWindowIcon(appIcon);
     Step("main frame");
 
     // 15. The 50 ms timer and the random seed.
@@ -264,8 +244,9 @@ bool CKvApp::InitInstance(const QStringList& arguments) {
     }
     Step("show");
 
-    // 20. What's New, once per version of the page.
-    const QStringList pages = WhatsNewPages();
+    // 20. What's New, once per version of the page. The pages found are kept for the Help command.
+    whatsNewPages_ = FindWhatsNewPages();
+    const QStringList& pages = whatsNewPages_;
     if (!pages.isEmpty()) {
         const QString seen = QString("%1 %2").arg(pages.size()).arg(QFileInfo(pages.front()).lastModified().toSecsSinceEpoch());
         if (Native(profile_->GetString("Settings", "WhatsNewSeen", "")) != seen) {
@@ -290,25 +271,20 @@ void CKvApp::ExitInstance() {
     profile_->Sync();
 }
 
-QPixmap CKvApp::ApplicationIcon(int size) const {
-    // The program's own icon, made from the picture in the source tree and read by our reader.
+QIcon CKvApp::ApplicationIcon() {
+    // The program's own icon, made from the picture in the source tree and read by our reader,
+    // every format of it in one icon.
+    QIcon icon;
     QFile file(":/tellurine/tellurine.ico");
-    if (!file.open(QIODevice::ReadOnly)) return {};
+    if (!file.open(QIODevice::ReadOnly)) return icon;
     const QByteArray bytes = file.readAll();
     IconFileContents contents;
     if (!ReadIconContainer("tellurine.ico", std::span(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()),
-                           contents) ||
-        contents.icons.empty())
-        return {};
+                           contents))
+        return icon;
     const CIconDoc& doc = contents.icons.front().doc;
-    const CIconObject* chosen = nullptr;
-    for (int i = 0; i < doc.GetFormatCount(); ++i) {
-        const CIconObject* f = doc.GetFormat(i);
-        if (chosen == nullptr || (chosen->Width() < size && f->Width() > chosen->Width()) ||
-            (f->Width() >= size && f->Width() < chosen->Width()))
-            chosen = f;
-    }
-    return chosen != nullptr ? QPixmap::fromImage(ImageFromIcon(chosen->Icon())) : QPixmap();
+    for (int i = 0; i < doc.GetFormatCount(); ++i) icon.addPixmap(QPixmap::fromImage(ImageFromIcon(doc.GetFormat(i)->Icon())));
+    return icon;
 }
 
 void CKvApp::ShowError(const QString& message, const QString& title) {
@@ -334,7 +310,7 @@ CKvDocument* CKvApp::OpenDocumentFile(const QString& givenPath) {
         ShowError(QString(text::kFileNotFound).arg(QDir::toNativeSeparators(path), file.errorString()));
         recentFiles.Remove(path.toStdString());
         ownRecentFiles.Remove(path.toStdString());
-        mainFrame_->updateActions();
+        mainFrame_->updateRecentMenus();
         return nullptr;
     }
     const int resource = shell::ChooseDocTemplate(path.toStdString(), head);
@@ -577,11 +553,11 @@ bool CKvApp::DoSave(CIconProject& project, const QString& path) {
         IconFileContents existing;
         std::string error;
         if (LoadIconContainer(path.toStdString(), existing, error) && !existing.icons.empty())
-            if (const CIconObject* best = BestFormat(existing.icons.front().doc))
+            if (const CIconObject* best = existing.icons.front().doc.LargestFormat())
                 facts.existingPicture = ImageFromIcon(best->Icon());
         facts.projectSize = static_cast<qint64>(bytes.size());
         facts.projectDate = project.LastChange();
-        if (const CIconObject* best = BestFormat(doc)) facts.projectPicture = ImageFromIcon(best->Icon());
+        if (const CIconObject* best = doc.LargestFormat()) facts.projectPicture = ImageFromIcon(best->Icon());
         facts.macintosh = doc.macintosh;
         std::unique_ptr<CDialAskOverwriteIconProject> dialog =
             doc.macintosh ? std::make_unique<CDialAskOverwriteIconProjectMac>(facts, mainFrame_.get())
@@ -633,7 +609,7 @@ void CKvApp::AddToRecentFileList(const QString& path) {
     const std::string native = QDir::toNativeSeparators(path).toStdString();
     recentFiles.Add(native);
     ownRecentFiles.Add(native);
-    if (mainFrame_) mainFrame_->updateActions();
+    if (mainFrame_) mainFrame_->updateRecentMenus();
 }
 
 bool CKvApp::ShowInOwnRecentList(const std::string& path) const {
@@ -641,7 +617,7 @@ bool CKvApp::ShowInOwnRecentList(const std::string& path) const {
     return std::find(shown.begin(), shown.end(), path) == shown.end();
 }
 
-QStringList CKvApp::WhatsNewPages() const {
+QStringList CKvApp::FindWhatsNewPages() const {
     QStringList pages;
     const QDir folder(programFolder);
     if (folder.exists("kvwn.htm")) pages << folder.filePath("kvwn.htm");
@@ -651,9 +627,8 @@ QStringList CKvApp::WhatsNewPages() const {
 }
 
 void CKvApp::ShowWhatsNew() {
-    const QStringList pages = WhatsNewPages();
-    if (pages.isEmpty()) return;
-    auto* dialog = new CDialWhatsNew(pages, mainFrame_.get());
+    if (whatsNewPages_.isEmpty()) return;
+    auto* dialog = new CDialWhatsNew(whatsNewPages_, mainFrame_.get());
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     dialog->show();
 }

@@ -38,8 +38,6 @@ class CKvApp : public QObject {
 public:
     explicit CKvApp(StartOptions options = {});
     ~CKvApp() override;
-    // The one application object of the process, while it exists.
-    static CKvApp* Instance();
 
     // Start-up (see the steps in the .cpp). `arguments` excludes the program. False when start-up
     // failed and the program must end without a window.
@@ -109,17 +107,18 @@ public:
     void AddToRecentFileList(const QString& path);
     // Whether the program's own list shows a path: those that the framework's list does not.
     [[nodiscard]] bool ShowInOwnRecentList(const std::string& path) const;
-    // The What's New pages found in the program folder ("kvwn.htm" first).
-    [[nodiscard]] QStringList WhatsNewPages() const;
+    // The What's New pages found in the program folder at start-up ("kvwn.htm" first).
+    [[nodiscard]] const QStringList& WhatsNewPages() const { return whatsNewPages_; }
     void ShowWhatsNew();
     void OnTimer();
 
 private:
     void Step(const QString& line) { startupLog_ << line; }
+    [[nodiscard]] QStringList FindWhatsNewPages() const;
     void ShowError(const QString& text, const QString& title = {});
     // Offers what an earlier run that crashed left, and opens what the user keeps.
     void RestoreRecoveryFiles();
-    QPixmap ApplicationIcon(int size) const;
+    static QIcon ApplicationIcon();
 
     StartOptions options_;
     std::unique_ptr<QSettingsProfile> profile_;
@@ -128,6 +127,7 @@ private:
     std::unique_ptr<QTranslator> translator_;
     std::unique_ptr<CRecovery> recovery_;
     QStringList startupLog_;
+    QStringList whatsNewPages_;
     int untitledCount_ = 0;
 };
 

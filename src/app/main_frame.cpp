@@ -151,6 +151,7 @@ CMainFrame::CMainFrame(CKvApp& app) : app_(app) {
                                                                      : QRect(0, 0, 1280, 800);
     resize(screen.size() * 0.85);
     updateActions();
+    updateRecentMenus();
 }
 
 CMainFrame::~CMainFrame() {
@@ -421,6 +422,7 @@ void CMainFrame::updateActions() {
     actDisplayGrid->setChecked(canvas != nullptr && canvas->GridShown());
     actProperties->setEnabled(canvas != nullptr);
     actUndo->setEnabled(canvas != nullptr && project->CanUndo(canvas->Format()));
+    actRedo->setEnabled(canvas != nullptr && project->CanRedo(canvas->Format()));
     actPasteAsFormat->setEnabled(project != nullptr);
     actFloatingBehind->setEnabled(canvas != nullptr);
     for (QAction* a : {actCut, actCopy, actPaste, actDelete, actSelectAll, actPreserveTransparency})
@@ -430,7 +432,6 @@ void CMainFrame::updateActions() {
             const QSignalBlocker quiet(actPreserveTransparency);
             actPreserveTransparency->setChecked(state->preserveTransparency);
         }
-    actRedo->setEnabled(canvas != nullptr && project->CanRedo(canvas->Format()));
     actPrint->setEnabled(canvas != nullptr);
     actPrintPreview->setEnabled(canvas != nullptr);
     if (canvas == nullptr) pointerPane->SetText({});
@@ -454,10 +455,9 @@ void CMainFrame::updateActions() {
     CIconObject* edited = project != nullptr && canvas != nullptr ? project->Doc().GetFormat(canvas->Format()) : nullptr;
     colorBar->SetFormat(edited != nullptr ? edited->BitCount() : 0,
                         edited != nullptr && edited->BitCount() == 8 ? edited->Icon().BuildDisplayPalette() : Palette{});
-    FillRecentMenus();
 }
 
-void CMainFrame::FillRecentMenus() {
+void CMainFrame::updateRecentMenus() {
     const auto fill = [this](QMenu* menu, const shell::RecentFileList& list, int firstCommand, bool own) {
         menu->clear();
         int shown = 0;
@@ -567,26 +567,22 @@ void CMainFrame::OnEditUndo() {
     if (project != nullptr && frame != nullptr) project->Undo(frame->view->Format());
 }
 
-editor::FormatState* CMainFrame::ActiveState(CIconProject*& project, int& format) const {
-    project = qobject_cast<CIconProject*>(ActiveDocument());
+CIconView* CMainFrame::ActiveCanvas() const {
     CIconDocMDI* frame = ActiveIconFrame();
-    if (project == nullptr || frame == nullptr) return nullptr;
-    format = frame->view->Format();
-    return project->EditState(format);
+    return frame != nullptr && frame->view->State() != nullptr ? frame->view : nullptr;
 }
 
 void CMainFrame::OnEditCopy() {
-    CIconProject* project = nullptr;
-    int format = -1;
-    const editor::FormatState* state = ActiveState(project, format);
-    if (state == nullptr) return;
+    CIconView* view = ActiveCanvas();
+    if (view == nullptr) return;
+    const editor::FormatState& state = *view->State();
     DeviceBitmap color, alpha;
-    editor::SelectedPicture(*state, color, alpha);
+    editor::SelectedPicture(state, color, alpha);
     std::unique_ptr<QMimeData> copied = PictureMimeData(color, alpha);
     // A whole format also goes as itself, and with its palette, for pasting as a format.
-    if (!state->floatingColor && !state->selectionActive)
-        if (CIconObject* object = project->Doc().GetFormat(format))
-            AddFormatData(*copied, object->Icon(), state->depth <= 8 ? state->palette : Palette{});
+    if (!state.floatingColor && !state.selectionActive)
+        if (CIconObject* object = view->Project().Doc().GetFormat(view->Format()))
+            AddFormatData(*copied, object->Icon(), state.depth <= 8 ? state.palette : Palette{});
     QGuiApplication::clipboard()->setMimeData(copied.release());
 }
 
@@ -613,63 +609,44 @@ void CMainFrame::OnEditCut() {
 }
 
 void CMainFrame::OnEditDelete() {
-    CIconProject* project = nullptr;
-    int format = -1;
-    editor::FormatState* state = ActiveState(project, format);
-    if (state == nullptr || (!state->selectionActive && !state->floatingColor)) return;
-    project->RecordUndo(format);
-    editor::DeleteSelection(*state);
-    project->CommitEdit(format);
-    ActiveIconFrame()->view->RefreshCanvas();
+    CIconView* view = ActiveCanvas();
+    if (view == nullptr || (!view->State()->selectionActive && !view->State()->floatingColor)) return;
+    view->EditFormat([](editor::FormatState& s) { editor::DeleteSelection(s); });
 }
 
 void CMainFrame::OnEditPaste() {
-    CIconProject* project = nullptr;
-    int format = -1;
-    editor::FormatState* state = ActiveState(project, format);
+    CIconView* view = ActiveCanvas();
     const QMimeData* pasted = QGuiApplication::clipboard()->mimeData();
     DeviceBitmap color, alpha;
-    if (state == nullptr || pasted == nullptr || !PictureFromMimeData(*pasted, color, alpha)) return;
-    project->RecordUndo(format);
+    if (view == nullptr || pasted == nullptr || !PictureFromMimeData(*pasted, color, alpha)) return;
     // The picture floats at the selection's corner, or the format's; the selection tool moves it.
-    const editor::PixelSelection at = state->selectionActive ? state->selection.Normalized() : editor::PixelSelection{0, 0, 0, 0};
-    editor::FloatPicture(*state, color, alpha, std::max(0, at.left), std::max(0, at.top));
-    project->CommitEdit(format);
-    ActiveIconFrame()->view->RefreshCanvas();
+    view->EditFormat([&](editor::FormatState& s) {
+        const editor::PixelSelection at = s.selectionActive ? s.selection.Normalized() : editor::PixelSelection{0, 0, 0, 0};
+        editor::FloatPicture(s, color, alpha, std::max(0, at.left), std::max(0, at.top));
+    });
     toolActions.front()->trigger();
 }
 
 void CMainFrame::OnEditSelectAll() {
-    CIconProject* project = nullptr;
-    int format = -1;
-    editor::FormatState* state = ActiveState(project, format);
-    if (state == nullptr) return;
-    project->RecordUndo(format);
-    editor::ClearSelection(*state, state->preserveTransparency);
-    editor::SelectRectangle(*state, 0, 0, state->Width() - 1, state->Height() - 1);
-    project->CommitEdit(format);
-    ActiveIconFrame()->view->RefreshCanvas();
+    if (CIconView* view = ActiveCanvas())
+        view->EditFormat([](editor::FormatState& s) {
+            editor::ClearSelection(s, s.preserveTransparency);
+            editor::SelectRectangle(s, 0, 0, s.Width() - 1, s.Height() - 1);
+        });
 }
 
 void CMainFrame::OnPreserveTransparency(bool on) {
-    CIconProject* project = nullptr;
-    int format = -1;
-    if (editor::FormatState* state = ActiveState(project, format)) {
-        state->preserveTransparency = on;
-        ActiveIconFrame()->view->RefreshCanvas();
+    if (CIconView* view = ActiveCanvas()) {
+        view->State()->preserveTransparency = on;
+        view->RefreshCanvas();
     }
 }
 
 void CMainFrame::OnFloatingBehind() {
     // The menu's command puts the floating selection on the other side of the image.
-    CIconProject* project = nullptr;
-    int format = -1;
-    editor::FormatState* state = ActiveState(project, format);
-    if (state == nullptr || !state->floatingColor) return;
-    project->RecordUndo(format);
-    state->floatingBehind = !state->floatingBehind;
-    project->CommitEdit(format);
-    ActiveIconFrame()->view->RefreshCanvas();
+    CIconView* view = ActiveCanvas();
+    if (view != nullptr && view->State()->floatingColor)
+        view->EditFormat([](editor::FormatState& s) { s.floatingBehind = !s.floatingBehind; });
 }
 
 void CMainFrame::OnSelectionChanged(int width, int height) {

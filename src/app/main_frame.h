@@ -18,6 +18,7 @@ class CKvDocument;
 class CIconDocMDI;
 class CIconProject;
 class CColorBar;
+class CIconView;
 
 // A status-bar pane whose text may start with "@n": the number of a small picture drawn at the
 // start of the pane (0 a pointer, 1 a selection frame), followed by the rest of the text.
@@ -127,6 +128,8 @@ public slots:
     // Enables the commands for the active document and refreshes the recent-file menus and the
     // status bar.
     void updateActions();
+    // Refills the two recent-file menus from the lists (after they change).
+    void updateRecentMenus();
     void OnFileNew();
     void OnFileOpen();
     void OnFileClose();
@@ -173,9 +176,9 @@ private:
     void CreateMenus();
     // Gives every tool the gradient mode and the smooth-edge switch the menu shows.
     void ApplyToolSettings();
-    void FillRecentMenus();
     // The active canvas's project, format index and editable state; false without one.
-    editor::FormatState* ActiveState(CIconProject*& project, int& format) const;
+    // The active window's canvas, when it edits a format.
+    [[nodiscard]] CIconView* ActiveCanvas() const;
     // What printing the active window's format puts on the page; false without one.
     bool ActivePrintPage(struct PrintPage& page);
     CKvApp& app_;

@@ -24,7 +24,6 @@ inline constexpr const char* kSaveChanges = "Save changes to %1?";
 inline constexpr const char* kSaveFailed = "The file %1 could not be saved: %2";
 inline constexpr const char* kLeftOutFormats =
     "A Macintosh icon family has no element for these formats, which were not saved in %1:\n%2";
-inline constexpr const char* kReadOnlyContainer = "%1 is not a file Tellurine writes: save the icon under a new name.";
 
 // Overwrite prompt.
 inline constexpr const char* kOverwriteTitle = "Replace Existing File";
@@ -164,9 +163,7 @@ inline constexpr const char* kRestoreQuestion =
 
 // Windows and dialogs.
 inline constexpr const char* kWhatsNewTitle = "What's New";
-inline constexpr const char* kFormatsTitle = "Formats";
 inline constexpr const char* kOpenTitle = "Open";
 inline constexpr const char* kSaveAsTitle = "Save As";
-inline constexpr const char* kNoDisplay = "no display to show the program on";
 
 }  // namespace tellurine::app::text

@@ -44,6 +44,12 @@ PixelHit MouseToPixel(const CanvasPlacement& placement, int width, int height, i
     return hit;
 }
 
+CanvasRect Union(const CanvasRect& a, const CanvasRect& b) {
+    if (a.IsEmpty()) return b;
+    if (b.IsEmpty()) return a;
+    return {std::min(a.left, b.left), std::min(a.top, b.top), std::max(a.right, b.right), std::max(a.bottom, b.bottom)};
+}
+
 PixelSelection PixelSelection::Normalized() const {
     if (IsEmpty()) return *this;
     return {std::min(left, right), std::min(top, bottom), std::max(left, right), std::max(top, bottom)};

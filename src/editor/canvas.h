@@ -56,6 +56,9 @@ struct CanvasRect {
     [[nodiscard]] bool IsEmpty() const { return right <= left || bottom <= top; }
 };
 
+// The smallest rectangle holding both (an empty one counts for nothing).
+CanvasRect Union(const CanvasRect& a, const CanvasRect& b);
+
 // A selection in pixels, every corner included; left -1 means none.
 struct PixelSelection {
     int left = -1;

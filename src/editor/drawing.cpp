@@ -12,34 +12,16 @@ void Coverage::SetRun(int left, int right, int y) {
     if (y < 0 || y >= height_ || left >= right) return;
     std::fill(cover_.begin() + static_cast<std::ptrdiff_t>(Index(left, y)),
               cover_.begin() + static_cast<std::ptrdiff_t>(Index(right - 1, y)) + 1, std::uint8_t{255});
-    const CanvasRect run{left, y, right, y + 1};
-    bounds_ = bounds_.IsEmpty() ? run
-                                : CanvasRect{std::min(bounds_.left, left), std::min(bounds_.top, y),
-                                             std::max(bounds_.right, right), std::max(bounds_.bottom, y + 1)};
+    bounds_ = Union(bounds_, {left, y, right, y + 1});
 }
 
 void Coverage::SetLevel(int x, int y, std::uint8_t level) {
-    if (x < 0 || y < 0 || x >= width_ || y >= height_ || level == 0) return;
-    if (cover_[Index(x, y)] >= level) return;
-    const bool was = cover_[Index(x, y)] != 0;
+    if (x < 0 || y < 0 || x >= width_ || y >= height_ || cover_[Index(x, y)] >= level) return;
     cover_[Index(x, y)] = level;
-    if (!was) {
-        bounds_ = bounds_.IsEmpty() ? CanvasRect{x, y, x + 1, y + 1}
-                                    : CanvasRect{std::min(bounds_.left, x), std::min(bounds_.top, y),
-                                                 std::max(bounds_.right, x + 1), std::max(bounds_.bottom, y + 1)};
-    }
+    bounds_ = Union(bounds_, {x, y, x + 1, y + 1});
 }
 
-void Coverage::Set(int x, int y) {
-    if (x < 0 || y < 0 || x >= width_ || y >= height_) return;
-    cover_[Index(x, y)] = 255;
-    if (bounds_.IsEmpty()) {
-        bounds_ = {x, y, x + 1, y + 1};
-    } else {
-        bounds_ = {std::min(bounds_.left, x), std::min(bounds_.top, y), std::max(bounds_.right, x + 1),
-                   std::max(bounds_.bottom, y + 1)};
-    }
-}
+void Coverage::Set(int x, int y) { SetLevel(x, y, 255); }
 
 int BrushShapeSize(int shape) {
     static constexpr int kSizes[kBrushShapeCount] = {1, 3, 5, 7, 3, 5, 7, 9, 9, 9, 7, 11};

@@ -4,12 +4,6 @@
 
 namespace tellurine::editor {
 
-CanvasRect Union(const CanvasRect& a, const CanvasRect& b) {
-    if (a.IsEmpty()) return b;
-    if (b.IsEmpty()) return a;
-    return {std::min(a.left, b.left), std::min(a.top, b.top), std::max(a.right, b.right), std::max(a.bottom, b.bottom)};
-}
-
 ToolCursor CDrawTool::QueryCursor(const FormatState& format, int x, int y) const {
     switch (kind_) {
         case ToolKind::Select: return SelectionContains(format, x, y) ? ToolCursor::Move : ToolCursor::Cross;
@@ -257,6 +251,11 @@ public:
 class CSelectTool : public CDrawTool {
 public:
     CSelectTool() : CDrawTool(ToolKind::Select) {}
+    // A drag begun on another format does not carry over.
+    void Attach(FormatState& format) override {
+        if (&format != attached_) moving_ = false;
+        attached_ = &format;
+    }
     ToolResult ButtonDown(FormatState& format, ColourSelection&, int x, int y, bool) override {
         moving_ = SelectionContains(format, x, y);
         lastX_ = x;
@@ -282,6 +281,7 @@ public:
 private:
     static CanvasRect Whole(const FormatState& format) { return {0, 0, format.Width(), format.Height()}; }
     bool moving_ = false;
+    const FormatState* attached_ = nullptr;
 };
 
 // The tools under their own names.

@@ -45,9 +45,8 @@ public:
     // The pointer to show at a pixel of the format.
     [[nodiscard]] virtual ToolCursor QueryCursor(const FormatState& format, int x, int y) const;
 
-    // Sets the format the tool works on (the view attaches it before a stroke).
-    virtual void Attach(FormatState* format) { attached_ = format; }
-    [[nodiscard]] FormatState* Attached() const { return attached_; }
+    // Attaches the tool to the format it is about to work on (the view does before each stroke).
+    virtual void Attach(FormatState&) {}
 
     // Draws the tool's shape for the stroke so far (the point or segment just reached, or the
     // shape between the press and the pointer) into a coverage whose pixels are `scale` x
@@ -91,13 +90,10 @@ protected:
 
 private:
     ToolKind kind_;
-    FormatState* attached_ = nullptr;
 };
 
 // Makes the tool of a kind.
 std::unique_ptr<CDrawTool> MakeTool(ToolKind kind);
 
-// The union of two rectangles (an empty one counts for nothing).
-CanvasRect Union(const CanvasRect& a, const CanvasRect& b);
 
 }  // namespace tellurine::editor

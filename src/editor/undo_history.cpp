@@ -5,17 +5,17 @@
 namespace tellurine::editor {
 
 void UndoHistory::Record(const FormatState& state, bool keepPosition) {
-    if (position_ == count_) {
-        entries_[static_cast<std::size_t>(count_)].reset();
-    } else {
+    // The slot the state goes to is written over whole below (its bitmaps' memory is reused, so a
+    // stroke on a large format does not fault in fresh pages for every record).
+    if (position_ != count_) {
         // Recording after an undo discards what could have been redone.
-        for (int i = position_; i <= count_ && i < kEntries; ++i) entries_[static_cast<std::size_t>(i)].reset();
+        for (int i = position_ + 1; i <= count_ && i < kEntries; ++i) entries_[static_cast<std::size_t>(i)].reset();
         count_ = position_;
     }
     if (count_ == kMaxSteps && !keepPosition) {
-        // The oldest state makes room; the slot after the last one stays free for undo's use.
-        std::move(entries_.begin() + 1, entries_.end(), entries_.begin());
-        entries_.back().reset();
+        // The oldest state makes room: the entries move down by one and its slot goes to the end,
+        // to be written over later; the slot after the last state stays free for undo's use.
+        std::rotate(entries_.begin(), entries_.begin() + 1, entries_.end());
         --count_;
         position_ = count_;
     }

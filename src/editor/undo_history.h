@@ -55,8 +55,6 @@ public:
     bool Undo(FormatState& state);
     // Steps forward again. False when there is nothing to redo.
     bool Redo(FormatState& state);
-    [[nodiscard]] int Count() const { return count_; }
-    [[nodiscard]] int Position() const { return position_; }
 
 private:
     void Restore(int index, FormatState& state) const;

@@ -81,14 +81,7 @@ bool PictureFromIcon(const std::string& path, std::span<const std::uint8_t> byte
         error = "the icon file is damaged or holds no icon that can be read";
         return false;
     }
-    const CIconDoc& doc = contents.icons.front().doc;
-    const CIconObject* best = nullptr;
-    for (int i = 0; i < doc.GetFormatCount(); ++i) {
-        const CIconObject* f = doc.GetFormat(i);
-        const auto area = [](const CIconObject* o) { return std::int64_t{o->Width()} * o->Height(); };
-        if (best == nullptr || area(f) > area(best) || (area(f) == area(best) && f->BitCount() > best->BitCount()))
-            best = f;
-    }
+    const CIconObject* best = contents.icons.front().doc.LargestFormat();
     Block picture = best != nullptr ? best->Icon().To32BitDib() : Block{};
     if (picture.empty()) {
         error = "out of memory";

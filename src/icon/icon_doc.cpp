@@ -24,6 +24,15 @@ void CIconObject::SyncWithIcon() {
     palette_ = bits_ == 8;
 }
 
+const CIconObject* CIconDoc::LargestFormat() const {
+    const CIconObject* best = nullptr;
+    const auto area = [](const CIconObject* o) { return std::int64_t{o->Width()} * o->Height(); };
+    for (const auto& f : formats_)
+        if (best == nullptr || area(f.get()) > area(best) || (area(f.get()) == area(best) && f->BitCount() > best->BitCount()))
+            best = f.get();
+    return best;
+}
+
 CIconObject* CIconDoc::GetFormat(int index) {
     if (index < 0 || static_cast<std::size_t>(index) >= formats_.size()) return nullptr;
     return formats_[static_cast<std::size_t>(index)].get();

@@ -59,6 +59,9 @@ public:
     // Appends every image of a group as a format, moving it out of the group (which keeps empty
     // images). False, with the document emptied, when memory runs out.
     bool TakeFormats(CIconGroup& group);
+    // The format that best shows the icon: the largest by area, of those the deepest, the first
+    // on ties; nullptr when there is none.
+    [[nodiscard]] const CIconObject* LargestFormat() const;
     // Removes and frees the format at an index; false outside the range.
     bool DeleteFormat(int index);
     void RemoveAll() { formats_.clear(); }
