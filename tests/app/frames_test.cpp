@@ -36,6 +36,27 @@ using namespace tellurine;
 using namespace tellurine::app;
 using namespace tellurine::app::test;
 
+namespace {
+
+// A started application with one icon of the given formats ({size, bits}) open.
+struct OpenIcon {
+    StartedApp s;
+    QString path = s.Path("icon.ico");
+    CMainFrame* main = nullptr;
+    CIconDocMDI* frame = nullptr;
+    CIconView* view = nullptr;
+    CIconProject* project = nullptr;
+    explicit OpenIcon(std::initializer_list<std::pair<int, int>> formats) {
+        WriteProject(path, formats);
+        project = qobject_cast<CIconProject*>(s.app->OpenDocumentFile(path));
+        main = s.app->MainFrame();
+        frame = main->ActiveIconFrame();
+        view = frame->view;
+    }
+};
+
+}  // namespace
+
 class FramesTest : public QObject {
     Q_OBJECT
 private slots:
@@ -171,13 +192,9 @@ void FramesTest::newIconDialogKeepsEachSystemsChoices() {
 }
 
 void FramesTest::mainWindowShowsTheCanvasTitlePointerAndProperties() {
-    StartedApp s;
-    const QString path = s.Path("icon.ico");
-    WriteProject(path, {{32, 32}, {16, 4}});
-    QVERIFY(s.app->OpenDocumentFile(path) != nullptr);
-    CMainFrame* main = s.app->MainFrame();
-    CIconDocMDI* frame = main->ActiveIconFrame();
-    CIconView* view = frame->view;
+    OpenIcon o({{32, 32}, {16, 4}});
+    auto& [s, path, main, frame, view, project] = o;
+    QVERIFY(project != nullptr);
     QTRY_VERIFY(main->ActiveChild()->windowTitle().startsWith("icon.ico[*] - "));
     QVERIFY(main->ActiveChild()->windowTitle().endsWith(view->CanvasTitle()));
 
@@ -202,7 +219,6 @@ void FramesTest::mainWindowShowsTheCanvasTitlePointerAndProperties() {
     QVERIFY(main->ActiveChild()->windowTitle().endsWith("Zoom 3000 %"));
 
     // Enter asks for the format's properties; the compressed flag can be changed there.
-    auto* project = qobject_cast<CIconProject*>(main->ActiveDocument());
     const int current = frame->CurrentFormat();
     const bool compressed = project->Doc().GetFormat(current)->Icon().IsCompressed();
     s.prompts->dialogActions.push_back(Accept<CDialFormatProperties>([&](CDialFormatProperties& d) {
@@ -217,14 +233,9 @@ void FramesTest::mainWindowShowsTheCanvasTitlePointerAndProperties() {
 }
 
 void FramesTest::colourBarFollowsTheEditedDepth() {
-    StartedApp s;
-    const QString path = s.Path("icon.ico");
-    WriteProject(path, {{16, 8}, {16, 32}, {16, 1}});
-    s.app->OpenDocumentFile(path);
-    CMainFrame* main = s.app->MainFrame();
-    CIconDocMDI* frame = main->ActiveIconFrame();
+    OpenIcon o({{16, 8}, {16, 32}, {16, 1}});
+    auto& [s, path, main, frame, view, project] = o;
     CColorBar* bar = main->colorBar;
-    CIconProject* project = qobject_cast<CIconProject*>(main->ActiveDocument());
     const auto formatOfDepth = [&](int bits) {
         for (int i = 0; i < project->Doc().GetFormatCount(); ++i)
             if (project->Doc().GetFormat(i)->BitCount() == bits) return i;
@@ -268,11 +279,8 @@ void FramesTest::colourBarFollowsTheEditedDepth() {
 }
 
 void FramesTest::displayPreferencesRepaintEveryWindowAndAreSaved() {
-    StartedApp s;
-    const QString path = s.Path("icon.ico");
-    WriteProject(path, {{16, 32}});
-    s.app->OpenDocumentFile(path);
-    CIconView* view = s.app->MainFrame()->ActiveIconFrame()->view;
+    OpenIcon o({{16, 32}});
+    auto& [s, path, main, frame, view, project] = o;
     const auto corner = [&] {
         // The top-left pixel of the image is transparent: it shows the backdrop.
         const editor::CanvasPlacement at = view->Placement();
@@ -360,13 +368,8 @@ void Drag(CIconView* view, QPoint from, QPoint to) {
 }  // namespace
 
 void FramesTest::drawingWithThePencilAndTheLineThenUndoing() {
-    StartedApp s;
-    const QString path = s.Path("icon.ico");
-    WriteProject(path, {{16, 32}});
-    s.app->OpenDocumentFile(path);
-    CMainFrame* main = s.app->MainFrame();
-    CIconView* view = main->ActiveIconFrame()->view;
-    auto* project = qobject_cast<CIconProject*>(main->ActiveDocument());
+    OpenIcon o({{16, 32}});
+    auto& [s, path, main, frame, view, project] = o;
     s.app->colours.foreground = 0x0000FF;  // red
     s.app->colours.foregroundOpacity = 255;
     const auto pixel = [&](int x, int y) { return ImageFromIcon(project->Doc().GetFormat(0)->Icon()).pixelColor(x, y); };
@@ -433,13 +436,8 @@ void FramesTest::drawingWithThePencilAndTheLineThenUndoing() {
 }
 
 void FramesTest::selectingMovingCopyingAndPasting() {
-    StartedApp s;
-    const QString path = s.Path("icon.ico");
-    WriteProject(path, {{16, 32}});
-    s.app->OpenDocumentFile(path);
-    CMainFrame* main = s.app->MainFrame();
-    CIconView* view = main->ActiveIconFrame()->view;
-    auto* project = qobject_cast<CIconProject*>(main->ActiveDocument());
+    OpenIcon o({{16, 32}});
+    auto& [s, path, main, frame, view, project] = o;
     const QImage original = ImageFromIcon(MakeFormat(16, 32));
     const auto pixel = [&](int x, int y) { return ImageFromIcon(project->Doc().GetFormat(0)->Icon()).pixelColor(x, y); };
     QCOMPARE(main->toolActions.front()->text(), QString("Selection (A)"));
