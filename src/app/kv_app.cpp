@@ -14,7 +14,9 @@
 #include <QScreen>
 #include <cstdlib>
 
+#include "app/ani_doc.h"
 #include "app/dib_frame.h"
+#include "app/exe_doc.h"
 #include "app/documents.h"
 #include "app/icon_frame.h"
 #include "app/icon_view.h"
@@ -361,6 +363,8 @@ CKvDocument* CKvApp::OpenDocumentFile(const QString& givenPath) {
             first = document;
             break;
         }
+        case shell::DocKind::Animation: first = OpenAnimatedCursor(*this, path); break;
+        case shell::DocKind::Program: first = OpenProgramFile(*this, path); break;
         case shell::DocKind::WebPage: {
             auto* document = new CBrowserDocument(resource);
             document->SetPathName(path);
@@ -383,9 +387,7 @@ CIconProject* CKvApp::OnFileNew() {
 
 CIconProject* CKvApp::NewIconProject(const NewIconChoice& choice) {
     if (choice.formats.empty()) return nullptr;
-    const int resource = choice.macintosh ? shell::kTemplateIcns : shell::kTemplateIco;
-    auto project = std::make_unique<CIconProject>(resource);
-    CIconDoc& doc = project->Doc();
+    CIconDoc doc;
     doc.macintosh = choice.macintosh;
     for (const shell::NewFormat& format : choice.formats) {
         // A new format is fully transparent: an empty 32-bit picture made into the format's depth.
@@ -398,7 +400,16 @@ CIconProject* CKvApp::NewIconProject(const NewIconChoice& choice) {
         if (format.size >= 256 && (choice.compressLarge || choice.macintosh)) icon.SetCompressed(true);
         doc.AddFormat(std::move(icon));
     }
-    project->SetTitle(Native(shell::DocString(project->Template(), shell::kDocName)) + QString::number(++untitledCount_));
+    return OpenNewProject(std::move(doc));
+}
+
+CIconProject* CKvApp::OpenNewProject(CIconDoc&& doc, const QString& title) {
+    const int resource = doc.macintosh ? shell::kTemplateIcns : shell::kTemplateIco;
+    auto project = std::make_unique<CIconProject>(resource);
+    project->Doc() = std::move(doc);
+    project->SetTitle(title.isEmpty() ? Native(shell::DocString(project->Template(), shell::kDocName)) +
+                                            QString::number(++untitledCount_)
+                                      : title);
     CIconProject* result = project.get();
     mainFrame_->AddDocumentWindow(project.release(), new CIconDocMDI(*result));
     return result;

@@ -16,6 +16,7 @@
 #include "app/shell/recent_files.h"
 #include "editor/colour_value.h"
 #include "editor/tools.h"
+#include "icon/icon_doc.h"
 #include "image/palette.h"
 
 namespace tellurine::app {
@@ -78,6 +79,9 @@ public:
     CIconProject* OnFileNew();
     // Makes a new project of the chosen formats, each fully transparent, and opens it.
     CIconProject* NewIconProject(const NewIconChoice& choice);
+    // Opens a new, untitled project holding `doc`'s formats (made from a picture, an animation
+    // step or a program's icon group). `title` names it; empty: the template's next "IconN".
+    CIconProject* OpenNewProject(CIconDoc&& doc, const QString& title = {});
     // Save and Save As. False when the document was not saved (cancelled or failed).
     bool SaveDocument(CKvDocument* document);
     bool SaveDocumentAs(CKvDocument* document);
@@ -115,7 +119,11 @@ public:
 private:
     void Step(const QString& line) { startupLog_ << line; }
     [[nodiscard]] QStringList FindWhatsNewPages() const;
+public:
+    // A critical message box over the main window, titled `title` or the program's name.
     void ShowError(const QString& text, const QString& title = {});
+
+private:
     // Offers what an earlier run that crashed left, and opens what the user keeps.
     void RestoreRecoveryFiles();
     static QIcon ApplicationIcon();

@@ -149,7 +149,7 @@ TEST(DocTemplates, FilesChooseTheirTemplateByExtensionAndContent) {
         {"a.icns", bytes("????"), 113},
         {"a.rsrc", ico, 113},  // a resource fork's header reads like an icon file's
         {"a.bin", {}, 113},
-        {"a.ani", bytes("RIFF\0\0\0\0ACON"sv), 101},
+        {"a.ani", bytes("RIFF\0\0\0\0ACON"sv), 114},
         {"a.exe", bytes("MZ"), 105},
         {"a.dll", {}, 105},
         {"a.icl", bytes("MZ"), 104},
@@ -166,7 +166,7 @@ TEST(DocTemplates, FilesChooseTheirTemplateByExtensionAndContent) {
     for (const Case& c : cases) EXPECT_EQ(ChooseDocTemplate(c.path, c.head), c.resource) << c.path;
     EXPECT_EQ(DocKindOf(101), DocKind::IconProject);
     EXPECT_EQ(DocKindOf(113), DocKind::IconProject);
-    for (const int notYet : {104, 110, 111, 105, 114, 121}) EXPECT_EQ(DocKindOf(notYet), DocKind::NotYet) << notYet;
+    for (const int notYet : {104, 110, 111, 121}) EXPECT_EQ(DocKindOf(notYet), DocKind::NotYet) << notYet;
 }
 
 }  // namespace

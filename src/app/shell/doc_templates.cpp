@@ -64,6 +64,8 @@ DocKind DocKindOf(int resource) {
         case kTemplateDib: return DocKind::Image;
         case kTemplateVector: return DocKind::Vector;
         case kTemplateBrowser: return DocKind::WebPage;
+        case kTemplateImage: return DocKind::Animation;
+        case kTemplateExe: return DocKind::Program;
         default: return DocKind::NotYet;
     }
 }
@@ -146,8 +148,8 @@ int ChooseDocTemplate(const std::string& path, std::span<const std::uint8_t> hea
 
     switch (ClassifyIconFile(path, head)) {
         case IconContainer::Ico:
-        case IconContainer::Cur:
-        case IconContainer::Ani: return kTemplateIco;
+        case IconContainer::Cur: return kTemplateIco;
+        case IconContainer::Ani: return kTemplateImage;
         case IconContainer::Icns:
         case IconContainer::Resource:
         case IconContainer::MacBinary: return kTemplateIcns;
@@ -160,7 +162,8 @@ int ChooseDocTemplate(const std::string& path, std::span<const std::uint8_t> hea
         return kTemplateDib;
     const std::string_view text(reinterpret_cast<const char*>(head.data()), head.size());
     if (ext == ".svg" || ext == ".svgz" || text.find("<svg") != std::string_view::npos) return kTemplateVector;
-    if (ext == ".ico" || ext == ".cur" || ext == ".ani") return kTemplateIco;
+    if (ext == ".ico" || ext == ".cur") return kTemplateIco;
+    if (ext == ".ani") return kTemplateImage;
     if (ext == ".icns") return kTemplateIcns;
     if (Among(ext, kProgramExtensions)) return kTemplateExe;
     return kTemplateDib;

@@ -26,6 +26,8 @@ enum class DocKind {
     Image,        // CDibDoc: an ordinary image
     Vector,       // CDibDoc: an SVG drawing rasterised
     WebPage,      // CBrowserDoc
+    Animation,    // CIconDoc of an animated cursor's steps, shown by its player
+    Program,      // CFileExeDoc: the icon groups of a program or library
     NotYet,       // registered, but its subsystem comes later
 };
 
