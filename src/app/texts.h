@@ -166,4 +166,10 @@ inline constexpr const char* kWhatsNewTitle = "What's New";
 inline constexpr const char* kOpenTitle = "Open";
 inline constexpr const char* kSaveAsTitle = "Save As";
 
+// ---- Animated cursors.
+
+// ---- Programs and libraries.
+
+// ---- Image commands.
+
 }  // namespace tellurine::app::text
