@@ -49,14 +49,7 @@ void UndoHistory::Restore(int index, FormatState& state) const {
     state.preserveTransparency = preserve;
     state.selectionActive = !(entry->selection.left == -1 && entry->selection.top == -1 &&
                               entry->selection.right == -1 && entry->selection.bottom == -1);
-    switch (state.depth) {
-        case 1: state.colorCount = 2; break;
-        case 4: state.colorCount = 16; break;
-        case 8: state.colorCount = 256; break;
-        default: state.colorCount = 0; break;
-    }
-    state.paletteFormat = state.depth == 8;
-    state.alpha = state.depth == 32;
+    state.SetDepth(state.depth);
 }
 
 }  // namespace tellurine::editor

@@ -37,6 +37,13 @@ struct FormatState {
     std::uint32_t colorCount = 0;
     bool paletteFormat = false;
     bool alpha = true;
+    // Sets the depth and what follows from it.
+    void SetDepth(int bits) {
+        depth = bits;
+        colorCount = bits == 1 ? 2 : bits == 4 ? 16 : bits == 8 ? 256 : 0;
+        paletteFormat = bits == 8;
+        alpha = bits == 32;
+    }
     [[nodiscard]] int Width() const { return color.Width(); }
     [[nodiscard]] int Height() const { return color.Height(); }
 };

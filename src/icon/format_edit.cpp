@@ -6,6 +6,7 @@
 #include "icon/format_maker.h"
 #include "image/raster.h"
 #include "imaging/filters.h"
+#include "imaging/resample.h"
 #include "imaging/rotate.h"
 
 namespace tellurine {
@@ -32,18 +33,25 @@ bool PutBitmaps(CKvIcon& icon, const FormatBitmaps& bitmaps) {
     return true;
 }
 
-// Runs an operation on a packed bitmap of the format's picture: 32 bits with the alpha for an
-// alpha format, else 24 bits with the mask kept aside.
+// Runs an operation on a packed bitmap of the picture: 32 bits with the alpha for an alpha
+// format, else 24 bits with the mask kept as it is.
 template <typename Operation>
-bool EditAsDib(CKvIcon& icon, Operation operation) {
-    FormatBitmaps bitmaps;
-    if (!GetBitmaps(icon, bitmaps)) return false;
-    Block dib = icon.HasAlpha() ? DeviceBitmapsToDib32(bitmaps.color, bitmaps.mask) : DeviceBitmapToDib(bitmaps.color, 24);
+bool EditAsDib(DeviceBitmap& color, DeviceBitmap& mask, bool alpha, Operation operation) {
+    Block dib = alpha ? DeviceBitmapsToDib32(color, mask) : DeviceBitmapToDib(color, 24);
     if (dib.empty() || !operation(dib)) return false;
-    bitmaps.color = DibToDeviceBitmap(dib);
-    if (icon.HasAlpha()) bitmaps.mask = DibAlphaToDeviceBitmap(dib);
-    if (bitmaps.color.IsNull() || bitmaps.mask.IsNull()) return false;
-    return PutBitmaps(icon, bitmaps);
+    DeviceBitmap newColor = DibToDeviceBitmap(dib);
+    DeviceBitmap newMask = alpha ? DibAlphaToDeviceBitmap(dib) : mask;
+    if (newColor.IsNull() || newMask.IsNull()) return false;
+    color = std::move(newColor);
+    mask = std::move(newMask);
+    return true;
+}
+
+// Runs a bitmap edit on a whole format.
+template <typename Edit>
+bool EditFormatBitmaps(CKvIcon& icon, Edit edit) {
+    FormatBitmaps bitmaps;
+    return GetBitmaps(icon, bitmaps) && edit(bitmaps.color, bitmaps.mask) && PutBitmaps(icon, bitmaps);
 }
 
 // `bitmap` centred on a new bitmap of the given size filled with `fill`.
@@ -58,40 +66,97 @@ DeviceBitmap CentreOn(const DeviceBitmap& bitmap, int width, int height, COLORRE
 
 }  // namespace
 
+bool FilterBitmaps(DeviceBitmap& color, DeviceBitmap& mask, bool alpha, int filterNumber) {
+    return EditAsDib(color, mask, alpha,
+                     [&](Block& dib) { return ApplyFilterToDib(dib, filterNumber, -1, -1, -1, -1) != 0; });
+}
+
+bool BlurBitmaps(DeviceBitmap& color, DeviceBitmap& mask, bool alpha, int radius) {
+    return EditAsDib(color, mask, alpha, [&](Block& dib) { return GaussianBlurDib(dib, radius, -1, -1, -1, -1) != 0; });
+}
+
+bool FlipBitmaps(DeviceBitmap& color, DeviceBitmap& mask, bool vertical) {
+    DeviceBitmap newColor = FlipBitmap(color, vertical), newMask = FlipBitmap(mask, vertical);
+    if (newColor.IsNull() || newMask.IsNull()) return false;
+    color = std::move(newColor);
+    mask = std::move(newMask);
+    return true;
+}
+
+bool ResizeBitmaps(DeviceBitmap& color, DeviceBitmap& mask, bool alpha, std::int32_t width, std::int32_t height) {
+    if (width < 1 || height < 1 || width > kMaxResizeSide || height > kMaxResizeSide) return false;
+    if (alpha) {
+        const Block dib = DeviceBitmapsToDib32(color, mask);
+        const Block resized = dib.empty() ? Block{} : ResampleDib(dib, width, height);
+        if (resized.empty()) return false;
+        DeviceBitmap newColor = DibToDeviceBitmap(resized), newMask = DibAlphaToDeviceBitmap(resized);
+        if (newColor.IsNull() || newMask.IsNull()) return false;
+        color = std::move(newColor);
+        mask = std::move(newMask);
+        return true;
+    }
+    const Block colorDib = DeviceBitmapToDib(color, 24), maskDib = DeviceBitmapToDib(mask, 24);
+    if (colorDib.empty() || maskDib.empty()) return false;
+    const Block colorResized = ResampleDib(colorDib, width, height), maskResized = ResampleDib(maskDib, width, height);
+    if (colorResized.empty() || maskResized.empty()) return false;
+    DeviceBitmap newColor = DibToDeviceBitmap(colorResized), newMask = DibToDeviceBitmap(maskResized);
+    if (newColor.IsNull() || newMask.IsNull()) return false;
+    // The soft mask becomes an AND mask again; its transparent pixels are black, so that they
+    // show the screen rather than invert it.
+    for (int y = 0; y < height; ++y) {
+        std::uint32_t* colorRow = newColor.Row(y);
+        std::uint32_t* maskRow = newMask.Row(y);
+        for (int x = 0; x < width; ++x) {
+            const bool transparent = (maskRow[x] & 0xFF) >= 128;
+            maskRow[x] = transparent ? 0xFFFFFF : 0;
+            if (transparent) colorRow[x] = 0;
+        }
+    }
+    color = std::move(newColor);
+    mask = std::move(newMask);
+    return true;
+}
+
 bool FilterFormat(CKvIcon& icon, int filterNumber) {
-    return EditAsDib(icon, [&](Block& dib) { return ApplyFilterToDib(dib, filterNumber, -1, -1, -1, -1) != 0; });
+    return EditFormatBitmaps(icon, [&](DeviceBitmap& c, DeviceBitmap& m) {
+        return FilterBitmaps(c, m, icon.HasAlpha(), filterNumber);
+    });
 }
 
 bool BlurFormat(CKvIcon& icon, int radius) {
-    return EditAsDib(icon, [&](Block& dib) { return GaussianBlurDib(dib, radius, -1, -1, -1, -1) != 0; });
+    return EditFormatBitmaps(icon,
+                             [&](DeviceBitmap& c, DeviceBitmap& m) { return BlurBitmaps(c, m, icon.HasAlpha(), radius); });
 }
 
 bool InvertFormat(CKvIcon& icon) {
-    FormatBitmaps bitmaps;
-    if (!GetBitmaps(icon, bitmaps)) return false;
-    bitmaps.color = InvertBitmap(bitmaps.color);
-    return !bitmaps.color.IsNull() && PutBitmaps(icon, bitmaps);
+    return EditFormatBitmaps(icon, [](DeviceBitmap& c, DeviceBitmap&) {
+        DeviceBitmap inverted = InvertBitmap(c);
+        if (inverted.IsNull()) return false;
+        c = std::move(inverted);
+        return true;
+    });
+}
+
+bool RotateBitmapsCentred(DeviceBitmap& color, DeviceBitmap& mask, bool alpha, int angle) {
+    const int width = color.Width(), height = color.Height();
+    DeviceBitmap c = color, m = mask;
+    if (!RotateImage(c, m, angle, alpha)) return false;
+    // Where nothing maps: black colour, and a transparent mask (alpha 0, or white for an AND mask).
+    c = CentreOn(c, width, height, 0);
+    m = CentreOn(m, width, height, alpha ? 0 : kWhite);
+    if (c.IsNull() || m.IsNull()) return false;
+    color = std::move(c);
+    mask = std::move(m);
+    return true;
 }
 
 bool RotateFormat(CKvIcon& icon, int angle) {
-    FormatBitmaps bitmaps;
-    if (!GetBitmaps(icon, bitmaps)) return false;
-    const int width = bitmaps.color.Width(), height = bitmaps.color.Height();
-    if (!RotateImage(bitmaps.color, bitmaps.mask, angle, icon.HasAlpha())) return false;
-    // Where nothing maps: black colour, and a transparent mask (alpha 0 for an alpha format, white
-    // for an AND mask).
-    bitmaps.color = CentreOn(bitmaps.color, width, height, 0);
-    bitmaps.mask = CentreOn(bitmaps.mask, width, height, icon.HasAlpha() ? 0 : kWhite);
-    if (bitmaps.color.IsNull() || bitmaps.mask.IsNull()) return false;
-    return PutBitmaps(icon, bitmaps);
+    return EditFormatBitmaps(
+        icon, [&](DeviceBitmap& c, DeviceBitmap& m) { return RotateBitmapsCentred(c, m, icon.HasAlpha(), angle); });
 }
 
 bool FlipFormat(CKvIcon& icon, bool vertical) {
-    FormatBitmaps bitmaps;
-    if (!GetBitmaps(icon, bitmaps)) return false;
-    bitmaps.color = FlipBitmap(bitmaps.color, vertical);
-    bitmaps.mask = FlipBitmap(bitmaps.mask, vertical);
-    return !bitmaps.color.IsNull() && !bitmaps.mask.IsNull() && PutBitmaps(icon, bitmaps);
+    return EditFormatBitmaps(icon, [&](DeviceBitmap& c, DeviceBitmap& m) { return FlipBitmaps(c, m, vertical); });
 }
 
 bool ResizeFormat(CKvIcon& icon, std::int32_t width, std::int32_t height) {

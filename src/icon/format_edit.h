@@ -10,8 +10,30 @@
 #include <cstdint>
 
 #include "icon/kv_icon.h"
+#include "image/device_bitmap.h"
 
 namespace tellurine {
+
+// The largest side a picture is resized to: the resize dialog's limit.
+inline constexpr int kMaxResizeSide = 4096;
+
+// The edits on a picture held as the editor holds a format: a colour bitmap and a mask bitmap of
+// one size, the mask keeping opacity as grey levels when `alpha`, else the AND mask (white is
+// transparent). The editor runs them on a selection, the whole-format edits below on a format.
+// Each leaves both bitmaps unchanged when it returns false.
+//
+// Filter 1..12; the alpha is filtered with the colours, an AND mask is kept as it is.
+bool FilterBitmaps(DeviceBitmap& color, DeviceBitmap& mask, bool alpha, int filterNumber);
+// The Gaussian blur of radius 2..50, with the same treatment of the mask.
+bool BlurBitmaps(DeviceBitmap& color, DeviceBitmap& mask, bool alpha, int radius);
+// Turned counter-clockwise by `angle` degrees (RotateImage) and centred on the same size: black
+// and transparent where nothing maps, cut where the turned picture overflows.
+bool RotateBitmapsCentred(DeviceBitmap& color, DeviceBitmap& mask, bool alpha, int angle);
+// Mirrored top to bottom when `vertical`, else left to right.
+bool FlipBitmaps(DeviceBitmap& color, DeviceBitmap& mask, bool vertical);
+// Resampled to width x height (1..kMaxResizeSide): colours and alpha together with ResampleDib;
+// an AND mask is resampled as grey and set where it comes out at half or more, its pixels black.
+bool ResizeBitmaps(DeviceBitmap& color, DeviceBitmap& mask, bool alpha, std::int32_t width, std::int32_t height);
 
 // Filter 1..12 of the Filters menu on the whole format.
 bool FilterFormat(CKvIcon& icon, int filterNumber);
@@ -26,8 +48,6 @@ bool RotateFormat(CKvIcon& icon, int angle);
 // Mirrored top to bottom when `vertical`, else left to right.
 bool FlipFormat(CKvIcon& icon, bool vertical);
 
-// The largest side a format is resized to: the resize dialog's limit.
-inline constexpr int kMaxResizeSide = 4096;
 // The format made again at a new size and its own depth (MakeFormatFromFormat), keeping its
 // attributes, point and PNG-compressed flag. Sizes must be 1..kMaxResizeSide.
 bool ResizeFormat(CKvIcon& icon, std::int32_t width, std::int32_t height);

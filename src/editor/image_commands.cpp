@@ -1,0 +1,175 @@
+#include "editor/image_commands.h"
+
+#include <functional>
+#include <utility>
+
+#include "editor/selection.h"
+#include "icon/format_edit.h"
+#include "icon/format_maker.h"
+#include "image/raster.h"
+#include "imaging/filters.h"
+#include "imaging/rotate.h"
+
+namespace tellurine::editor {
+namespace {
+
+enum class Target { Floating, Selection, Whole };
+
+Target TargetOf(const FormatState& f) {
+    if (f.floatingColor && f.floatingMask) return Target::Floating;
+    if (f.selectionActive && !f.selection.IsEmpty()) return Target::Selection;
+    return Target::Whole;
+}
+
+// Where a resized or turned picture is placed against the one it replaces.
+enum class Anchor { TopLeft, Centre };
+
+using BitmapEdit = std::function<bool(DeviceBitmap& color, DeviceBitmap& mask)>;
+
+// Runs `edit` on copies of the target's colour and mask bitmaps and puts the result back.
+bool EditTarget(FormatState& f, Anchor anchor, const BitmapEdit& edit) {
+    const Target target = TargetOf(f);
+    DeviceBitmap color, mask;
+    int x = 0, y = 0;
+    switch (target) {
+        case Target::Floating:
+            color = *f.floatingColor;
+            mask = *f.floatingMask;
+            x = f.floatingX;
+            y = f.floatingY;
+            break;
+        case Target::Selection: {
+            const PixelSelection s = f.selection.Normalized();
+            x = s.left;
+            y = s.top;
+            color = DeviceBitmap::Create(s.right - s.left + 1, s.bottom - s.top + 1);
+            mask = DeviceBitmap::Create(color.Width(), color.Height());
+            if (color.IsNull() || mask.IsNull()) return false;
+            BitBlt(color, 0, 0, color.Width(), color.Height(), f.color, x, y, Rop::SrcCopy);
+            BitBlt(mask, 0, 0, mask.Width(), mask.Height(), f.mask, x, y, Rop::SrcCopy);
+            break;
+        }
+        case Target::Whole:
+            color = f.color;
+            mask = f.mask;
+            break;
+    }
+    const int oldWidth = color.Width(), oldHeight = color.Height();
+    if (!edit(color, mask)) return false;
+
+    if (color.Width() == oldWidth && color.Height() == oldHeight) {
+        switch (target) {
+            case Target::Floating:
+                f.floatingColor = std::move(color);
+                f.floatingMask = std::move(mask);
+                break;
+            case Target::Selection:
+                BitBlt(f.color, x, y, oldWidth, oldHeight, color, 0, 0, Rop::SrcCopy);
+                BitBlt(f.mask, x, y, oldWidth, oldHeight, mask, 0, 0, Rop::SrcCopy);
+                break;
+            case Target::Whole:
+                f.color = std::move(color);
+                f.mask = std::move(mask);
+                break;
+        }
+        return true;
+    }
+    // A new size floats: the selection (or the whole format) is lifted, and the result takes
+    // the floating selection's place.
+    if (target != Target::Floating) {
+        if (target == Target::Whole) SelectRectangle(f, 0, 0, f.Width() - 1, f.Height() - 1);
+        if (!LiftSelection(f, false)) return false;
+    }
+    if (anchor == Anchor::Centre) {
+        x += (oldWidth - color.Width()) / 2;
+        y += (oldHeight - color.Height()) / 2;
+    }
+    f.selection = {x, y, x + color.Width() - 1, y + color.Height() - 1};
+    f.selectionActive = true;
+    f.floatingColor = std::move(color);
+    f.floatingMask = std::move(mask);
+    f.floatingX = x;
+    f.floatingY = y;
+    return true;
+}
+
+}  // namespace
+
+void SelectedImageSize(const FormatState& f, int& width, int& height) {
+    switch (TargetOf(f)) {
+        case Target::Floating:
+            width = f.floatingColor->Width();
+            height = f.floatingColor->Height();
+            return;
+        case Target::Selection: {
+            const PixelSelection s = f.selection.Normalized();
+            width = s.right - s.left + 1;
+            height = s.bottom - s.top + 1;
+            return;
+        }
+        case Target::Whole:
+            width = f.Width();
+            height = f.Height();
+            return;
+    }
+}
+
+bool FilterImage(FormatState& f, int filterNumber) {
+    return EditTarget(f, Anchor::TopLeft,
+                      [&](DeviceBitmap& c, DeviceBitmap& m) { return FilterBitmaps(c, m, f.alpha, filterNumber); });
+}
+
+bool BlurImage(FormatState& f, int radius) {
+    return EditTarget(f, Anchor::TopLeft,
+                      [&](DeviceBitmap& c, DeviceBitmap& m) { return BlurBitmaps(c, m, f.alpha, radius); });
+}
+
+bool InvertImage(FormatState& f) {
+    return EditTarget(f, Anchor::TopLeft, [](DeviceBitmap& c, DeviceBitmap&) {
+        DeviceBitmap inverted = InvertBitmap(c);
+        if (inverted.IsNull()) return false;
+        c = std::move(inverted);
+        return true;
+    });
+}
+
+bool FlipImage(FormatState& f, bool vertical) {
+    return EditTarget(f, Anchor::TopLeft, [&](DeviceBitmap& c, DeviceBitmap& m) { return FlipBitmaps(c, m, vertical); });
+}
+
+bool RotateSelectedImage(FormatState& f, int angle) {
+    if (TargetOf(f) == Target::Whole)
+        return EditTarget(f, Anchor::Centre,
+                          [&](DeviceBitmap& c, DeviceBitmap& m) { return RotateBitmapsCentred(c, m, f.alpha, angle); });
+    return EditTarget(f, Anchor::Centre, [&](DeviceBitmap& c, DeviceBitmap& m) { return RotateImage(c, m, angle, f.alpha); });
+}
+
+bool ResizeImage(FormatState& f, int width, int height) {
+    return EditTarget(f, Anchor::TopLeft,
+                      [&](DeviceBitmap& c, DeviceBitmap& m) { return ResizeBitmaps(c, m, f.alpha, width, height); });
+}
+
+bool ChangeImageDepth(FormatState& f, int bits) {
+    if (!IsMakeableDepth(bits)) return false;
+    if (bits == f.depth) return true;
+    FormatState whole = f;
+    DropFloating(whole, whole.preserveTransparency);
+    const bool selected = whole.selectionActive;
+    whole.selectionActive = false;
+    DeviceBitmap color, alpha;
+    SelectedPicture(whole, color, alpha);
+    const Block picture = DeviceBitmapsToDib32(color, alpha);
+    CKvIcon icon;
+    DeviceBitmap newColor, newMask;
+    if (picture.empty() || !FormatFromPicture(picture, bits, icon) || !icon.ToBitmaps(newColor, newMask, nullptr))
+        return false;
+    whole.color = std::move(newColor);
+    whole.mask = std::move(newMask);
+    whole.palette = icon.BuildDisplayPalette();
+    whole.SetDepth(bits);
+    whole.selectionActive = selected;
+    f = std::move(whole);
+    return true;
+}
+
+}  // namespace tellurine::editor

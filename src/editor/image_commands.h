@@ -1,0 +1,32 @@
+// The Image and Filters commands on a format being edited: they work on the floating selection
+// when there is one, else on the selection, else on the whole format, through the same bitmap
+// edits the command-line tool runs on whole formats.
+//
+// A command that keeps the picture's size changes it where it lies. One that changes it (a
+// resize, a turn of a selection that is not square or by a free angle) leaves the result as a
+// floating selection: lifted from the format first (the pixels under it become transparent), at
+// the same top-left corner after a resize and around the same centre after a turn, so that it
+// can be moved before it is laid down. A turn of the whole format stays on the format, centred and
+// cut to its size. Each returns false, with the format unchanged, when it cannot be done.
+#pragma once
+
+#include "editor/undo_history.h"
+
+namespace tellurine::editor {
+
+// The size of what the commands work on (the resize dialog starts from it).
+void SelectedImageSize(const FormatState& format, int& width, int& height);
+
+bool FilterImage(FormatState& format, int filterNumber);  // filters 1..12 of the Filters menu
+bool BlurImage(FormatState& format, int radius);          // the Gaussian blur, radius 2..50
+bool InvertImage(FormatState& format);                    // colours inverted, transparency kept
+bool FlipImage(FormatState& format, bool vertical);
+bool RotateSelectedImage(FormatState& format, int angle);  // counter-clockwise degrees
+bool ResizeImage(FormatState& format, int width, int height);
+
+// Brings the whole format to another depth (1, 4, 8, 24 or 32 bits) through the colour reduction:
+// a floating selection is laid down first; indexed depths get an optimal palette of the picture
+// and dithered pixels, depths without alpha an AND mask where the alpha is below half.
+bool ChangeImageDepth(FormatState& format, int bits);
+
+}  // namespace tellurine::editor

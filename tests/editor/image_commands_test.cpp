@@ -1,0 +1,174 @@
+#include "editor/image_commands.h"
+
+#include <gtest/gtest.h>
+
+#include "editor/selection.h"
+#include "imaging/filters.h"
+
+namespace tellurine::editor {
+namespace {
+
+// A w x h format whose pixel (x, y) holds the colour x + 16 y + 1, opaque; with alpha, the alpha
+// of (x, y) is 150 + x.
+FormatState Numbered(int w, int h, bool alpha) {
+    FormatState f;
+    f.color = DeviceBitmap::Create(w, h);
+    f.mask = DeviceBitmap::Create(w, h);
+    f.SetDepth(alpha ? 32 : 24);
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+            f.color.SetPixel(x, y, static_cast<COLORREF>(x + 16 * y + 1));
+            if (alpha) {
+                const auto a = static_cast<std::uint8_t>(150 + x);
+                f.mask.SetPixel(x, y, RGB(a, a, a));
+            }
+        }
+    return f;
+}
+
+COLORREF Number(int x, int y) { return static_cast<COLORREF>(x + 16 * y + 1); }
+
+TEST(ImageCommands, EditTheSelectionOnlyAndKeepAnAndMask) {
+    // "&Find Edges" makes flat areas black: the numbered picture is not flat, so look at the
+    // pixels outside the selection instead, which must not change at all.
+    for (const bool alpha : {false, true}) {
+        FormatState f = Numbered(8, 8, alpha);
+        f.mask.SetPixel(3, 3, alpha ? 0 : 0xFFFFFF);
+        f.color.SetPixel(3, 3, 0xFFFFFF);
+        const FormatState before = f;
+        SelectRectangle(f, 2, 2, 5, 4);
+        ASSERT_TRUE(FilterImage(f, 3));  // "&Blur"
+        for (int y = 0; y < 8; ++y)
+            for (int x = 0; x < 8; ++x) {
+                const bool inside = x >= 2 && x <= 5 && y >= 2 && y <= 4;
+                if (!inside) {
+                    EXPECT_EQ(f.color.GetPixel(x, y), before.color.GetPixel(x, y)) << x << "," << y;
+                    EXPECT_EQ(f.mask.GetPixel(x, y), before.mask.GetPixel(x, y));
+                }
+            }
+        EXPECT_NE(f.color.GetPixel(3, 3), before.color.GetPixel(3, 3));
+        // An AND mask is left as it was; an alpha channel is filtered with the colours.
+        if (alpha) {
+            EXPECT_NE(f.mask.GetPixel(3, 3), 0u);
+        } else {
+            EXPECT_EQ(f.mask.GetPixel(3, 3), 0xFFFFFFu);
+        }
+        EXPECT_FALSE(f.floatingColor.has_value());
+    }
+    // Invert keeps the mask and alpha; inverting twice gives the picture back.
+    FormatState f = Numbered(4, 4, true);
+    const FormatState before = f;
+    ASSERT_TRUE(InvertImage(f));
+    EXPECT_EQ(f.color.GetPixel(1, 2), 0xFFFFFFu - Number(1, 2));
+    EXPECT_EQ(f.mask, before.mask);
+    ASSERT_TRUE(InvertImage(f));
+    EXPECT_EQ(f.color, before.color);
+}
+
+TEST(ImageCommands, FlipsAndQuarterTurnsMovePixelsWhereTheyBelong) {
+    struct Case {
+        bool select;   // on the selection (2 x 2 at 1,1) rather than the whole 4 x 4 format
+        int command;   // 0 flip left-right, 1 flip top-bottom, 2 turn 90 left
+        int x, y;      // a pixel after the command
+        int fromX, fromY;  // where it was before
+    };
+    const Case cases[] = {
+        {false, 0, 0, 1, 3, 1}, {false, 1, 2, 0, 2, 3}, {false, 2, 0, 0, 3, 0},  {false, 2, 1, 3, 0, 1},
+        {true, 0, 1, 1, 2, 1},  {true, 1, 2, 2, 2, 1},  {true, 2, 1, 1, 2, 1},
+    };
+    for (const Case& c : cases) {
+        FormatState f = Numbered(4, 4, false);
+        if (c.select) SelectRectangle(f, 1, 1, 2, 2);
+        const bool ok = c.command == 2 ? RotateSelectedImage(f, 90) : FlipImage(f, c.command == 1);
+        ASSERT_TRUE(ok);
+        EXPECT_EQ(f.color.GetPixel(c.x, c.y), Number(c.fromX, c.fromY)) << c.command << " at " << c.x << "," << c.y;
+        EXPECT_TRUE(!c.select || f.color.GetPixel(0, 0) == Number(0, 0));  // outside: untouched
+    }
+    // "Right" is a turn of 270 to the left: four of them, or 90 and 270, give the picture back.
+    FormatState f = Numbered(5, 5, true);
+    const FormatState before = f;
+    ASSERT_TRUE(RotateSelectedImage(f, 90));
+    ASSERT_TRUE(RotateSelectedImage(f, 270));
+    EXPECT_EQ(f.color, before.color);
+    EXPECT_EQ(f.mask, before.mask);
+}
+
+TEST(ImageCommands, NewSizesFloatOverTheLiftedPixels) {
+    // A turn of a 3 x 1 selection floats 1 x 3 around the same centre; what was under it is clear.
+    FormatState f = Numbered(6, 6, false);
+    SelectRectangle(f, 1, 2, 3, 2);
+    ASSERT_TRUE(RotateSelectedImage(f, 90));
+    ASSERT_TRUE(f.floatingColor.has_value());
+    EXPECT_EQ(f.floatingColor->Width(), 1);
+    EXPECT_EQ(f.floatingColor->Height(), 3);
+    EXPECT_EQ(f.floatingX, 2);
+    EXPECT_EQ(f.floatingY, 1);
+    EXPECT_EQ(f.floatingColor->GetPixel(0, 0), Number(3, 2));  // the right end goes up
+    EXPECT_EQ(f.mask.GetPixel(1, 2), 0xFFFFFFu);
+    EXPECT_EQ(f.color.GetPixel(1, 2), 0u);
+    EXPECT_EQ(f.selection.top, 1);
+    EXPECT_EQ(f.selection.bottom, 3);
+
+    // A resize of the whole format floats at the top-left corner over a cleared format, and a
+    // second resize works on that floating picture.
+    f = Numbered(8, 8, true);
+    int w = 0, h = 0;
+    SelectedImageSize(f, w, h);
+    EXPECT_EQ(w, 8);
+    ASSERT_TRUE(ResizeImage(f, 4, 2));
+    ASSERT_TRUE(f.floatingColor.has_value());
+    SelectedImageSize(f, w, h);
+    EXPECT_EQ(w, 4);
+    EXPECT_EQ(h, 2);
+    EXPECT_EQ(f.floatingX, 0);
+    EXPECT_EQ(f.mask.GetPixel(5, 5), 0u);  // alpha 0 under it
+    ASSERT_TRUE(ResizeImage(f, 6, 6));
+    EXPECT_EQ(f.floatingColor->Width(), 6);
+    // Out of range, nothing changes.
+    const FormatState before = f;
+    EXPECT_FALSE(ResizeImage(f, 0, 6));
+    EXPECT_FALSE(ResizeImage(f, 4097, 6));
+    EXPECT_EQ(f.floatingColor, before.floatingColor);
+
+    // Without alpha the resized mask stays an AND mask: half-transparent or more is transparent,
+    // and transparent pixels are black.
+    f = Numbered(8, 8, false);
+    for (int y = 0; y < 8; ++y)
+        for (int x = 4; x < 8; ++x) f.mask.SetPixel(x, y, 0xFFFFFF);
+    ASSERT_TRUE(ResizeImage(f, 4, 4));
+    EXPECT_EQ(f.floatingMask->GetPixel(3, 1), 0xFFFFFFu);
+    EXPECT_EQ(f.floatingColor->GetPixel(3, 1), 0u);
+    EXPECT_EQ(f.floatingMask->GetPixel(0, 1), 0u);
+}
+
+TEST(ImageCommands, DepthChangesThroughTheColourReductionAndUndoes) {
+    FormatState f = Numbered(16, 16, true);
+    f.mask.SetPixel(0, 0, 0);  // one transparent pixel
+    UndoHistory history;
+    history.Record(f);
+    const FormatState before = f;
+    ASSERT_TRUE(ChangeImageDepth(f, 8));
+    EXPECT_EQ(f.depth, 8);
+    EXPECT_EQ(f.colorCount, 256u);
+    EXPECT_FALSE(f.alpha);
+    EXPECT_EQ(f.palette.size(), 256u);
+    EXPECT_EQ(f.mask.GetPixel(0, 0), 0xFFFFFFu);  // alpha below half: the AND mask
+    EXPECT_EQ(f.color.GetPixel(0, 0), 0u);
+    EXPECT_EQ(f.mask.GetPixel(5, 5), 0u);
+    EXPECT_FALSE(ChangeImageDepth(f, 16));
+    ASSERT_TRUE(history.Undo(f));
+    EXPECT_EQ(f.depth, 32);
+    EXPECT_TRUE(f.alpha);
+    EXPECT_EQ(f.color, before.color);
+    EXPECT_EQ(f.mask, before.mask);
+    // A floating selection is laid down before the depth changes.
+    f.mask.SetPixel(1, 1, 0xFFFFFF);  // opaque, so that it replaces what it is laid on
+    SelectRectangle(f, 0, 0, 1, 1);
+    MoveSelection(f, 4, 4, true);
+    ASSERT_TRUE(ChangeImageDepth(f, 24));
+    EXPECT_FALSE(f.floatingColor.has_value());
+    EXPECT_EQ(f.color.GetPixel(5, 5), Number(1, 1));
+}
+
+}  // namespace
+}  // namespace tellurine::editor
