@@ -258,8 +258,10 @@ bool MakeIconProject(const CDIB& image, const IconProjectRequest& request, CIcon
         error = "the image is empty";
         return false;
     }
-    const Block converted = image.BitCount() == 32 ? Block{} : ConvertDibTo32(image.GetBlock(), false, 0);
-    const Block& picture = image.BitCount() == 32 ? image.GetBlock() : converted;
+    const bool keyed = request.transparentColor.has_value();
+    const bool asIs = image.BitCount() == 32 && !keyed;
+    const Block converted = asIs ? Block{} : ConvertDibTo32(image.GetBlock(), keyed, request.transparentColor.value_or(0));
+    const Block& picture = asIs ? image.GetBlock() : converted;
     const Block centred = image.Width() == image.Height() ? Block{} : CentreOnSquare(picture);
     const Block& square = image.Width() == image.Height() ? picture : centred;
     if (square.empty()) {
@@ -288,7 +290,7 @@ bool MakeIconProject(const CDIB& image, const IconProjectRequest& request, CIcon
     const auto work = [&] {
         for (std::size_t next = nextSize++; next < order.size() && !failed; next = nextSize++) {
             const std::size_t i = order[next];
-            const Block resized = ResamplePicture(square, prepared, sizes[i], sizes[i], kImageResizeFilterLevel);
+            const Block resized = ResamplePicture(square, prepared, sizes[i], sizes[i], request.filterLevel);
             for (const int bits : depths) {
                 CKvIcon icon;
                 if (resized.empty() || !FormatFromPicture(resized, bits, icon)) {

@@ -19,6 +19,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -89,6 +90,8 @@ struct IconProjectRequest {
     bool compressLarge = false;  // store formats of 256 pixels and larger as PNG
     bool macintosh = false;      // a Macintosh icon family rather than a Windows icon
     unsigned threads = 1;        // sizes made at once
+    int filterLevel = kImageResizeFilterLevel;  // the resize filter's level for resized sizes
+    std::optional<COLORREF> transparentColor;   // pixels of this colour become transparent
 };
 
 // Makes every size at every depth from one image into `doc` (emptied first), with the creation

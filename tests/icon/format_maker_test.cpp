@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 
@@ -99,6 +100,44 @@ TEST(MakeIconProject, MakesEverySizeAtEveryDepthCentredAndSorted) {
             EXPECT_GT(centre.colour[2], 150) << f.BitCount() << " bpp " << size;
         }
     }
+}
+
+TEST(MakeIconProject, TakesTheTransparentColourAndTheFilterLevelAsked) {
+    // A 24-bit picture: a green ground with a grey square in the middle.
+    Block picture = CreateDibBlock(64, 64, 24);
+    const auto l = GetDibLayout(picture);
+    for (int stored = 0; stored < 64; ++stored)
+        for (int x = 0; x < 64; ++x) {
+            std::uint8_t* p = picture.data() + l->RowOffset(stored) + 3 * x;
+            const bool inside = x >= 16 && x < 48 && stored >= 16 && stored < 48;
+            p[0] = inside ? 128 : 0;
+            p[1] = inside ? 128 : 200;
+            p[2] = inside ? 128 : 0;
+        }
+    const CDIB image = AsCdib(std::move(picture));
+    const auto make = [&](std::optional<COLORREF> key, int level) {
+        IconProjectRequest request;
+        request.sizes = {64, 16};
+        request.depths = {32};
+        request.transparentColor = key;
+        request.filterLevel = level;
+        CIconDoc doc;
+        std::string error;
+        EXPECT_TRUE(MakeIconProject(image, request, doc, error)) << error;
+        return doc;
+    };
+    const CIconDoc keyed = make(RGB(0, 200, 0), 10), plain = make(std::nullopt, 10), smoothed = make(std::nullopt, 0);
+    // At 64 pixels the green ground is transparent and the grey square opaque; without the key
+    // the ground stays.
+    EXPECT_EQ(PixelOf(keyed.GetFormat(0)->Icon(), 0, 0).colour[3], 0);
+    EXPECT_EQ(PixelOf(keyed.GetFormat(0)->Icon(), 32, 32).colour[3], 255);
+    EXPECT_EQ(PixelOf(plain.GetFormat(0)->Icon(), 0, 0).colour[3], 255);
+    // Level 10 leaves the reduced size unfiltered; level 0 smooths it, the full size is the same.
+    const auto same = [&](int i) {
+        return std::ranges::equal(plain.GetFormat(i)->Icon().GetBlock().bytes(), smoothed.GetFormat(i)->Icon().GetBlock().bytes());
+    };
+    EXPECT_TRUE(same(0));
+    EXPECT_FALSE(same(1));
 }
 
 TEST(MakeIconProject, RefusesBadSizesDepthsAndImagesLeavingNothing) {
