@@ -97,24 +97,14 @@ private:
 };
 
 bool MakeOne(const CreateJob& job, const IconProjectRequest& request, Progress& progress) {
-    CDIB image;
-    std::string error;
-    if (!LoadPictureFile(job.image, image, error)) {
-        progress.Failed("create: cannot read " + job.image + ": " + error);
-        return false;
-    }
     CIconDoc doc;
-    doc.name = std::filesystem::path(job.image).stem().string();
-    if (!MakeIconProject(image, request, doc, error)) {
-        progress.Failed("create: " + job.image + ": " + error);
-        return false;
-    }
-    image.Clear();
     std::vector<int> leftOut;
-    // The icon is made from an image that stays on disk: the save need not wait for the disk.
-    if (!SaveIconProject(job.output, doc, false, error, Durability::NoFlush, &leftOut)) {
-        progress.Failed("create: cannot write " + job.output + ": " + error);
-        return false;
+    std::string error;
+    switch (MakeIconFile(job.image, request, job.output, doc, leftOut, error)) {
+        case MakeIconFileStep::Read: progress.Failed("create: cannot read " + job.image + ": " + error); return false;
+        case MakeIconFileStep::Make: progress.Failed("create: " + job.image + ": " + error); return false;
+        case MakeIconFileStep::Write: progress.Failed("create: cannot write " + job.output + ": " + error); return false;
+        case MakeIconFileStep::Done: break;
     }
     if (!leftOut.empty()) progress.Note([&] { ReportLeftOutFormats("create", job.output, doc, leftOut); });
     progress.Made(job, doc.GetFormatCount() - static_cast<int>(leftOut.size()));
@@ -147,14 +137,8 @@ bool PlanOutputs(const CreateOptions& o, const std::string& extension, std::vect
         }
     }
     // Two images of one name (a.png and a.jpg) would write one icon: the later ones get a number.
-    std::map<std::string, int> taken;
-    for (const std::string& image : o.images) {
-        std::string stem = std::filesystem::path(image).stem().string();
-        if (stem.empty()) stem = "icon";
-        const int seen = taken[stem]++;
-        if (seen > 0) stem += "-" + std::to_string(seen + 1);
-        jobs.push_back({image, (std::filesystem::path(o.output) / (stem + extension)).string()});
-    }
+    const std::vector<std::string> names = IconFileNames(o.images, o.output, extension);
+    for (std::size_t i = 0; i < o.images.size(); ++i) jobs.push_back({o.images[i], names[i]});
     return true;
 }
 

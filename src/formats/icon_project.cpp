@@ -1,4 +1,7 @@
 #include "formats/icon_project.h"
+#include "formats/image_file.h"
+
+#include <map>
 
 #include <algorithm>
 #include <cctype>
@@ -172,6 +175,32 @@ bool SaveIconProject(const std::string& path, CIconDoc& doc, bool explorerCompat
         return false;
     }
     return WriteFileAtomically(path, bytes, error, durability);
+}
+
+MakeIconFileStep MakeIconFile(const std::string& image, const IconProjectRequest& request, const std::string& output,
+                              CIconDoc& doc, std::vector<int>& leftOut, std::string& error) {
+    CDIB picture;
+    if (!LoadPictureFile(image, picture, error)) return MakeIconFileStep::Read;
+    doc.name = std::filesystem::path(image).stem().string();
+    if (!MakeIconProject(picture, request, doc, error)) return MakeIconFileStep::Make;
+    picture.Clear();
+    leftOut.clear();
+    if (!SaveIconProject(output, doc, false, error, Durability::NoFlush, &leftOut)) return MakeIconFileStep::Write;
+    return MakeIconFileStep::Done;
+}
+
+std::vector<std::string> IconFileNames(const std::vector<std::string>& images, const std::string& folder,
+                                       const std::string& extension) {
+    std::vector<std::string> names;
+    std::map<std::string, int> taken;
+    for (const std::string& image : images) {
+        std::string stem = std::filesystem::path(image).stem().string();
+        if (stem.empty()) stem = "icon";
+        const int seen = taken[stem]++;
+        if (seen > 0) stem.append("-").append(std::to_string(seen + 1));
+        names.push_back((std::filesystem::path(folder) / (stem + extension)).string());
+    }
+    return names;
 }
 
 }  // namespace tellurine

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "formats/ani_file.h"
+#include "icon/format_maker.h"
 #include "icon/icon_doc.h"
 #include "image/file_io.h"
 
@@ -73,5 +74,18 @@ bool WriteIconProject(CIconDoc& doc, bool explorerCompatibleOrder, std::vector<s
 // The same to a file, written beside the target and renamed over it only when complete.
 bool SaveIconProject(const std::string& path, CIconDoc& doc, bool explorerCompatibleOrder, std::string& error,
                      Durability durability = Durability::Flush, std::vector<int>* leftOut = nullptr);
+
+// Where making an icon file from a picture stopped.
+enum class MakeIconFileStep { Done, Read, Make, Write };
+// Reads a picture (LoadPictureFile), makes the project `request` asks for into `doc`, named after
+// the picture, and saves it to `output` without waiting for the disk (the picture stays on disk):
+// what tellurine-cli create and the program's batch do for each picture. `leftOut` receives the
+// formats a Macintosh family has no element for; `error` says why a step failed.
+MakeIconFileStep MakeIconFile(const std::string& image, const IconProjectRequest& request, const std::string& output,
+                              CIconDoc& doc, std::vector<int>& leftOut, std::string& error);
+// The files the icons of several pictures go to in one folder: <folder>/<picture's stem><extension>,
+// a stem met again numbered "-2", "-3", ... ("icon" for a picture without a stem).
+std::vector<std::string> IconFileNames(const std::vector<std::string>& images, const std::string& folder,
+                                       const std::string& extension);
 
 }  // namespace tellurine
