@@ -45,6 +45,9 @@ public:
 public slots:
     void accept() override;
 
+protected:
+    [[nodiscard]] shell::Preferences& Prefs() { return prefs_; }
+
 private slots:
     void OnSystemChanged();
 

@@ -258,6 +258,22 @@ void CIconView::EditFormat(const std::function<void(editor::FormatState&)>& chan
     RefreshCanvas();
 }
 
+void CIconView::ShowPreview(const std::function<bool(editor::FormatState&)>& command) {
+    if (state_ == nullptr) return;
+    if (!previewBase_) previewBase_ = *state_;
+    editor::FormatState shown = *previewBase_;
+    if (!command(shown)) shown = *previewBase_;
+    *state_ = std::move(shown);
+    viewport()->update();
+}
+
+void CIconView::EndPreview() {
+    if (!previewBase_ || state_ == nullptr) return;
+    *state_ = std::move(*previewBase_);
+    previewBase_.reset();
+    viewport()->update();
+}
+
 void CIconView::RefreshCanvas() {
     viewport()->update();
     EmitSelection();

@@ -4,6 +4,7 @@
 
 #include <QAbstractScrollArea>
 #include <functional>
+#include <optional>
 #include <vector>
 
 #include "app/documents.h"
@@ -63,6 +64,10 @@ public:
     // Changes the edited format as one undoable step: records it, lets `change` edit its state,
     // writes it back into the format and repaints. The caller checks first that there is a state.
     void EditFormat(const std::function<void(editor::FormatState&)>& change);
+    // Shows what `command` would make of the format, without changing it, until EndPreview (the
+    // blur dialog's preview). Each call starts again from the format as it was.
+    void ShowPreview(const std::function<bool(editor::FormatState&)>& command);
+    void EndPreview();
 
 signals:
     void canvasTitleChanged();
@@ -108,6 +113,7 @@ private:
     bool stroking_ = false;
     bool floatingAtPress_ = false;  // a floating selection lay there when the stroke began
     editor::CanvasRenderer renderer_;
+    std::optional<editor::FormatState> previewBase_;  // the format as it was, while a preview shows
 };
 
 }  // namespace tellurine::app

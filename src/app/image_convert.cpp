@@ -1,8 +1,10 @@
 #include "app/image_convert.h"
 
 #include <QPainter>
+#include <QSvgRenderer>
 #include <cstring>
 
+#include "formats/image_file.h"
 #include "image/dib_block.h"
 
 namespace tellurine::app {
@@ -18,6 +20,37 @@ QImage ImageFromDib32(const Block& dib32) {
         const std::uint8_t* src = dib32.data() + layout->RowOffset(layout->height - 1 - y);
         std::memcpy(image.scanLine(y), src, rowBytes);
     }
+    return image;
+}
+
+Block Dib32FromImage(const QImage& image) {
+    if (image.isNull()) return {};
+    const QImage argb = image.convertToFormat(QImage::Format_ARGB32);
+    Block dib = CreateDibBlock(argb.width(), argb.height(), 32);
+    const std::optional<DibLayout> layout = GetDibLayout(dib);
+    if (!layout) return {};
+    const std::size_t rowBytes = static_cast<std::size_t>(argb.width()) * 4;
+    for (int y = 0; y < argb.height(); ++y)
+        std::memcpy(dib.data() + layout->RowOffset(argb.height() - 1 - y), argb.constScanLine(y), rowBytes);
+    return dib;
+}
+
+QImage ReadPicture(const QString& path) {
+    CDIB dib;
+    std::string error;
+    return LoadPictureFile(path.toStdString(), dib, error) ? ImageFromDib32(dib.GetBlock()) : QImage();
+}
+
+QImage RenderDrawing(const QString& path, QSize size) {
+    QSvgRenderer renderer(path);
+    if (!renderer.isValid()) return {};
+    renderer.setAspectRatioMode(Qt::KeepAspectRatio);
+    QImage image(size.boundedTo(QSize(8192, 8192)).expandedTo(QSize(1, 1)), QImage::Format_ARGB32);
+    if (image.isNull()) return {};
+    image.fill(Qt::transparent);
+    QPainter painter(&image);
+    renderer.render(&painter);
+    painter.end();
     return image;
 }
 

@@ -14,6 +14,15 @@ namespace tellurine::app {
 // A 32-bit packed bitmap (bottom-up BGRA, alpha not premultiplied) as a QImage; null for any other
 // block.
 QImage ImageFromDib32(const Block& dib32);
+// A QImage as a 32-bit packed bitmap (alpha not premultiplied); empty for a null image or when
+// memory runs out.
+Block Dib32FromImage(const QImage& image);
+// An ordinary image read by the core's picture reader, as a 32-bit picture; null when it cannot be
+// decoded.
+QImage ReadPicture(const QString& path);
+// An SVG drawing rasterised at `size` (each side 1 to 8,192 pixels), its aspect ratio kept and
+// centred; null when it cannot be read.
+QImage RenderDrawing(const QString& path, QSize size);
 // A format's picture as the icon shows it: its colours, transparent where the mask says so.
 QImage ImageFromIcon(const CKvIcon& icon);
 // Fills a rectangle with the light checkerboard that shows transparency, in squares of `cell`.

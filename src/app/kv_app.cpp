@@ -9,7 +9,6 @@
 #include <QMdiArea>
 #include <QSplashScreen>
 #include <QStandardPaths>
-#include <QSvgRenderer>
 #include <QPainter>
 #include <QScreen>
 #include <cstdlib>
@@ -21,6 +20,7 @@
 #include "app/icon_frame.h"
 #include "app/icon_view.h"
 #include "app/image_convert.h"
+#include "app/long_work.h"
 #include "app/main_frame.h"
 #include "app/prefs_dialog.h"
 #include "app/qsettings_profile.h"
@@ -60,26 +60,6 @@ constexpr std::pair<int shell::Preferences::*, int editor::ColourSelection::*> k
     {&shell::Preferences::FgOpacity, &editor::ColourSelection::foregroundOpacity},
     {&shell::Preferences::BkOpacity, &editor::ColourSelection::backgroundOpacity},
 };
-
-// An ordinary image as a 32-bit picture; null when it cannot be decoded.
-QImage ReadPicture(const QString& path) {
-    CDIB dib;
-    std::string error;
-    return LoadPictureFile(path.toStdString(), dib, error) ? ImageFromDib32(dib.GetBlock()) : QImage();
-}
-
-// An SVG drawing rasterised at `size` (each side 1 to 8,192 pixels); null when it cannot be read.
-QImage RenderDrawing(const QString& path, QSize size) {
-    QSvgRenderer renderer(path);
-    if (!renderer.isValid()) return {};
-    QImage image(size.boundedTo(QSize(8192, 8192)).expandedTo(QSize(1, 1)), QImage::Format_ARGB32);
-    if (image.isNull()) return {};
-    image.fill(Qt::transparent);
-    QPainter painter(&image);
-    renderer.render(&painter);
-    painter.end();
-    return image;
-}
 
 }  // namespace
 
@@ -186,6 +166,7 @@ bool CKvApp::InitInstance(const QStringList& arguments) {
 
     // 14. The main window.
     mainFrame_ = std::make_unique<CMainFrame>(*this);
+    InstallBusyCursor();
     mainFrame_->setObjectName(shell::kMainWindowClass);
     mainFrame_->setWindowIcon(appIcon);
     Step("main frame");
@@ -415,10 +396,13 @@ CIconProject* CKvApp::OpenNewProject(CIconDoc&& doc, const QString& title) {
     return result;
 }
 
-int CKvApp::AddFormatTo(CIconProject& project, int from, QWidget* parent) {
-    const CIconObject* source = project.Doc().GetFormat(from);
-    CDialNewFormat dialog(project.Doc().macintosh, source != nullptr ? source->Width() : 32,
-                          source != nullptr ? source->Height() : 32, source != nullptr ? source->BitCount() : 32, parent);
+int CKvApp::AddFormatTo(CIconProject& project, int from, QWidget* parent, const CDIB* picture) {
+    const CIconObject* source = picture == nullptr ? project.Doc().GetFormat(from) : nullptr;
+    // A picture offers its own size, within what a format can have.
+    const int largest = project.Doc().macintosh ? 1024 : 256;
+    const int width = picture != nullptr ? std::min(picture->Width(), largest) : source != nullptr ? source->Width() : 32;
+    const int height = picture != nullptr ? std::min(picture->Height(), largest) : source != nullptr ? source->Height() : 32;
+    CDialNewFormat dialog(project.Doc().macintosh, width, height, source != nullptr ? source->BitCount() : 32, parent);
     if (prompts_->Exec(dialog) != QDialog::Accepted) return -1;
     const int w = dialog.FormatWidth(), h = dialog.FormatHeight(), bits = dialog.FormatBits();
     for (int i = 0; i < project.Doc().GetFormatCount(); ++i) {
@@ -431,14 +415,16 @@ int CKvApp::AddFormatTo(CIconProject& project, int from, QWidget* parent) {
     }
     CKvIcon icon;
     bool made = false;
-    if (source != nullptr) {
+    if (picture != nullptr) {
+        made = MakeFormatFromImage(*picture, w, h, bits, icon);
+    } else if (source != nullptr) {
         // The new format is the current one's picture at the new size and depth.
         const ResizeFilterPreference filter{prefs.ApplyFilterToCreateIconFromImageValue != 10,
                                             prefs.ApplyFilterToCreateIconFromImageValue};
         made = MakeFormatFromFormat(source->Icon(), w, h, bits, filter, icon);
     } else {
-        const Block picture = CreateDibBlock(w, h, 32);
-        made = !picture.empty() && FormatFromPicture(picture, bits, icon);
+        const Block empty = CreateDibBlock(w, h, 32);
+        made = !empty.empty() && FormatFromPicture(empty, bits, icon);
     }
     if (!made) {
         ShowError(text::kOutOfMemory, text::kOutOfMemoryTitle);

@@ -17,6 +17,7 @@
 #include "editor/colour_value.h"
 #include "editor/tools.h"
 #include "icon/icon_doc.h"
+#include "image/dib.h"
 #include "image/palette.h"
 
 namespace tellurine::app {
@@ -90,9 +91,9 @@ public:
     bool DoSave(CIconProject& project, const QString& path);
     // Asks whether to save a modified document; false when the user cancels (or saving fails).
     bool SaveModified(CKvDocument* document);
-    // Asks for a new format and adds it, made from format `from` when there is one; returns its
-    // index, or -1.
-    int AddFormatTo(CIconProject& project, int from, QWidget* parent);
+    // Asks for a new format and adds it, made from `picture` when one is given, else from format
+    // `from` when there is one; returns its index, or -1.
+    int AddFormatTo(CIconProject& project, int from, QWidget* parent, const CDIB* picture = nullptr);
 
     // The Properties command: shows the format's size and depth and lets the compressed flag be
     // changed (the project is then modified).

@@ -205,6 +205,9 @@ void CMainFrame::CreateActions() {
     actDisplayGrid->setCheckable(true);
     actProperties = make(text::kProperties, QKeySequence(Qt::ALT | Qt::Key_Return), &CMainFrame::OnProperties);
     actPreferences = make(text::kPreferences, QKeySequence::Preferences, &CMainFrame::OnPreferences);
+    actNewIconFromImage = make(text::kNewIconFromImage, QKeySequence(), &CMainFrame::OnNewIconFromImage);
+    actNewFormatFromImage = make(text::kNewFormatFromImage, QKeySequence(), &CMainFrame::OnNewFormatFromImage);
+    actBatch = make(text::kBatchItem, QKeySequence(), &CMainFrame::OnBatch);
     actWhatsNew = make(text::kWhatsNew, QKeySequence(), &CMainFrame::OnHelpWhatsNew);
     actAbout = make(text::kAbout, QKeySequence(), &CMainFrame::OnHelpAbout);
 }
@@ -214,6 +217,9 @@ void CMainFrame::CreateMenus() {
     file->addAction(actNew);
     file->addAction(actOpen);
     file->addAction(actClose);
+    file->addSeparator();
+    file->addAction(actNewIconFromImage);
+    file->addAction(actBatch);
     file->addSeparator();
     file->addAction(actSave);
     file->addAction(actSaveAs);
@@ -240,6 +246,7 @@ void CMainFrame::CreateMenus() {
     icon->addAction(actFloatingBehind);
     icon->addSeparator();
     icon->addAction(actNewFormat);
+    icon->addAction(actNewFormatFromImage);
     icon->addAction(actDeleteFormat);
     icon->addSeparator();
     icon->addAction(actProperties);
@@ -272,6 +279,8 @@ void CMainFrame::CreateMenus() {
     view->addAction(actZoomOut);
     view->addAction(actFitToWindow);
     view->addAction(actDisplayGrid);
+
+    CreateImageMenus();
 
     // The drawing tools, one checked at a time, and the brush shapes.
     QMenu* toolMenu = menuBar()->addMenu(text::kMenuTools);
@@ -434,6 +443,9 @@ void CMainFrame::updateActions() {
         }
     actPrint->setEnabled(canvas != nullptr);
     actPrintPreview->setEnabled(canvas != nullptr);
+    UpdateImageActions(canvas);
+    actNewIconFromImage->setEnabled(qobject_cast<CDibDocument*>(document) != nullptr);
+    actNewFormatFromImage->setEnabled(project != nullptr);
     if (canvas == nullptr) pointerPane->SetText({});
     const bool windows = !Children().empty();
     actCascade->setEnabled(windows);

@@ -3,6 +3,7 @@
 
 #include <QMainWindow>
 #include <QMdiSubWindow>
+#include <functional>
 #include <vector>
 
 #include "editor/tools.h"
@@ -105,6 +106,18 @@ public:
     QAction* actDisplayGrid = nullptr;
     QAction* actProperties = nullptr;
     QAction* actPreferences = nullptr;
+    QAction* actResizeImage = nullptr;
+    QAction* actRotateImage = nullptr;
+    QAction* actFlipHorizontal = nullptr;
+    QAction* actFlipVertical = nullptr;
+    std::vector<QAction*> depthActions;   // 1, 4, 8, 24 and 32 bits
+    QAction* actLastFilter = nullptr;
+    std::vector<QAction*> filterActions;  // filters 1 to 12
+    QAction* actGaussianBlur = nullptr;
+    QAction* actInvertColors = nullptr;
+    QAction* actNewIconFromImage = nullptr;
+    QAction* actNewFormatFromImage = nullptr;
+    QAction* actBatch = nullptr;
     QAction* actWhatsNew = nullptr;
     QAction* actAbout = nullptr;
     QMenu* recentMenu = nullptr;
@@ -164,6 +177,18 @@ public slots:
     void OnHelpWhatsNew();
     void OnHelpAbout();
     void OnRecentFile();
+    void OnResizeImage();
+    void OnRotateImage();
+    void OnFlipHorizontal();
+    void OnFlipVertical();
+    void OnColorDepth(int bits);
+    void OnFilter(int filterNumber);
+    void OnLastFilter();
+    void OnGaussianBlur();
+    void OnInvertColors();
+    void OnNewIconFromImage();
+    void OnNewFormatFromImage();
+    void OnBatch();
     void OnTimer();
 
 protected:
@@ -174,6 +199,13 @@ protected:
 private:
     void CreateActions();
     void CreateMenus();
+    // The Image and Filters menus, and their part of updateActions.
+    void CreateImageMenus();
+    void UpdateImageActions(const CIconView* canvas);
+    // Runs an image command on a copy of the active canvas's format, off the interface thread
+    // with progress past half a second, and makes the result one undoable step. False when there
+    // is no canvas, the user cancelled, or the command failed (the user is told).
+    bool RunImageCommand(const std::function<bool(editor::FormatState&)>& command);
     // Gives every tool the gradient mode and the smooth-edge switch the menu shows.
     void ApplyToolSettings();
     // The active canvas's project, format index and editable state; false without one.

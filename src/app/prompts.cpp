@@ -2,6 +2,7 @@
 
 #include <QDialog>
 #include <QFileDialog>
+#include <QProgressDialog>
 
 #include "app/texts.h"
 
@@ -37,5 +38,11 @@ QString UserPrompts::GetSaveFileName(QWidget* parent, const QString& suggested, 
     return QFileDialog::getSaveFileName(parent, text::kSaveAsTitle, suggested, filters, selectedFilter,
                                         QFileDialog::DontConfirmOverwrite);
 }
+
+QString UserPrompts::GetExistingDirectory(QWidget* parent, const QString& title, const QString& folder) {
+    return QFileDialog::getExistingDirectory(parent, title, folder);
+}
+
+void UserPrompts::ShowProgress(QProgressDialog& dialog) { dialog.show(); }
 
 }  // namespace tellurine::app

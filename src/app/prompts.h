@@ -7,6 +7,7 @@
 #include <QStringList>
 
 class QDialog;
+class QProgressDialog;
 class QWidget;
 
 namespace tellurine::app {
@@ -25,6 +26,10 @@ public:
     virtual QStringList GetOpenFileNames(QWidget* parent, const QString& folder, const QString& filters);
     virtual QString GetSaveFileName(QWidget* parent, const QString& suggested, const QString& filters,
                                     QString* selectedFilter);
+    // The folder dialog; empty when cancelled.
+    virtual QString GetExistingDirectory(QWidget* parent, const QString& title, const QString& folder);
+    // Shows the progress of long work; the work's result is dropped when the dialog is cancelled.
+    virtual void ShowProgress(QProgressDialog& dialog);
 };
 
 }  // namespace tellurine::app

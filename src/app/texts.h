@@ -167,9 +167,118 @@ inline constexpr const char* kOpenTitle = "Open";
 inline constexpr const char* kSaveAsTitle = "Save As";
 
 // ---- Animated cursors.
+inline constexpr const char* kAniPlay = "Play";
+inline constexpr const char* kAniPause = "Pause";
+inline constexpr const char* kAniPreviousStep = "Previous Step";
+inline constexpr const char* kAniNextStep = "Next Step";
+inline constexpr const char* kAniNewIconFromStep = "New Icon from Step";
+// A step's row: %1 its number, %2 x %3 its size, %4 its depth, %5 its rate, %6 the rate in
+// milliseconds, %7,%8 its hotspot.
+inline constexpr const char* kAniStepRow = "Step %1: %2 x %3, %4\n%5 (%6 ms), hotspot %7,%8";
+inline constexpr const char* kAniOneBit = "1 bit";
+inline constexpr const char* kAniBits = "%1 bits";
+inline constexpr const char* kAniOneJiffy = "1 jiffy";
+inline constexpr const char* kAniJiffies = "%1 jiffies";
+inline constexpr const char* kAniStepOf = "Step %1 of %2";
+inline constexpr const char* kAniTitle = "Title: %1";
+inline constexpr const char* kAniAuthor = "Author: %1";
+// The name of an icon made from a step: %1 the animation's name, %2 the step's number.
+inline constexpr const char* kAniStepProject = "%1 step %2";
 
 // ---- Programs and libraries.
+inline constexpr const char* kExeLoading = "Loading ...";
+inline constexpr const char* kExeNoIcons = "This file contains no icons.";
+inline constexpr const char* kExeOneFormat = "1 format";
+inline constexpr const char* kExeFormatCount = "%1 formats";
+// %1: the group's name; %2: its formats; %3 x %4: the size of the format shown.
+inline constexpr const char* kExeTileToolTip = "%1: %2 format(s), shown at %3 x %4";
+inline constexpr const char* kExeOpenAsProject = "&Open as Icon Project";
+inline constexpr const char* kExeSaveAsIco = "Save as .&ico...";
+inline constexpr const char* kExeSaveAll = "Save &All...";
+inline constexpr const char* kExeSaveAllTitle = "Save Every Icon in a Folder";
+inline constexpr const char* kExeIcoFilter = "ICO Files (*.ico)";
+// %1: how many; %2: the folder; %3: their names, one a line.
+inline constexpr const char* kExeReplaceFiles =
+    "%1 of the files already exist in %2:\n%3\nDo you want to replace them?";
+inline constexpr const char* kExeSaveAllFailed = "Some icons could not be saved in %1:\n%2";
+inline constexpr const char* kExeSavedAll = "%1 icons saved in %2";
 
 // ---- Image commands.
+inline constexpr const char* kMenuImage = "&Image";
+inline constexpr const char* kMenuFilters = "&Filters";
+inline constexpr const char* kResizeImageItem = "Resi&ze Image...";
+inline constexpr const char* kRotateImageItem = "&Rotate Image...";
+inline constexpr const char* kFlipHorizontal = "Flip &Horizontal";
+inline constexpr const char* kFlipVertical = "Flip &Vertical";
+inline constexpr const char* kColorDepthMenu = "Color &Depth";
+inline constexpr const char* kGaussianBlurItem = "&Gaussian Blur...";
+inline constexpr const char* kInvertColors = "&Invert colors";
+inline constexpr const char* kLastFilter = "Last Filter";
+inline constexpr const char* kWorking = "Working on the image...";
+inline constexpr const char* kMakingIcon = "Making the icon...";
+inline constexpr const char* kCommandFailed = "The image could not be changed: there is not enough memory.";
+inline constexpr const char* kNewIconFromImage = "New Icon from Ima&ge...";
+inline constexpr const char* kNewFormatFromImage = "New Format from &Image...";
+inline constexpr const char* kBatchItem = "&Batch...";
+inline constexpr const char* kNewIconFromImageTitle = "New Icon from Image";
+inline constexpr const char* kUseTransparentColor = "Make the color of the top-left pixel &transparent";
+inline constexpr const char* kFilterAfterResize = "Filter after resi&ze:";
+inline constexpr const char* kFilterSmooth = "Smooth";
+inline constexpr const char* kFilterNone = "None";
+inline constexpr const char* kFilterSharpen = "Sharpen";
+inline constexpr const char* kCannotMakeIcon = "The icon could not be made from %1: %2";
+inline constexpr const char* kPictureFilter = "Pictures (*.png *.bmp *.jpg *.jpeg *.gif *.tif *.tiff *.ico *.icns)";
+inline constexpr const char* kBatchTitle = "Batch";
+inline constexpr const char* kBatchPictures = "&Pictures:";
+inline constexpr const char* kBatchAdd = "&Add...";
+inline constexpr const char* kBatchRemove = "&Remove";
+inline constexpr const char* kBatchFolder = "&Folder:";
+inline constexpr const char* kBatchBrowse = "B&rowse...";
+inline constexpr const char* kBatchSizes = "&Sizes:";
+inline constexpr const char* kBatchDepths = "&Depths:";
+inline constexpr const char* kBatchMac = "&Macintosh icon families (.icns)";
+inline constexpr const char* kBatchProgress = "Making icons...";
+inline constexpr const char* kBatchBadList = "The sizes must be numbers from 1 to 1024 and the depths among 1, 4, 8, 24 and 32.";
+inline constexpr const char* kBatchNothing = "Choose the pictures and the folder the icons go to.";
+inline constexpr const char* kBatchDone = "%1 of %2 icons made in %3.";
+inline constexpr const char* kBatchCancelled = "Cancelled: %1 of %2 icons made in %3.";
+
+// Dialog texts. A text that starts with "$" titles a group of controls and one that starts with
+// "*" is the dialog's note; the marks are not shown.
+inline constexpr const char* kGaussianBlurTitle = "Gaussian Blur";
+inline constexpr const char* kGaussianBlurText =
+    "This will create a Gaussian Blur effect of the current image image (or a portion of it if selected). ";
+inline constexpr const char* kRadiusGroup = "$Radius";
+inline constexpr const char* kPreview = "Preview";
+inline constexpr const char* kTick2 = "2";
+inline constexpr const char* kTick25 = "25";
+inline constexpr const char* kTick50 = "50";
+
+inline constexpr const char* kResizeTitle = "Resize Image";
+inline constexpr const char* kResizeText = "This will resize the actual image (or a portion of it, if selected):";
+inline constexpr const char* kNewSizeGroup = "$New Size";
+inline constexpr const char* kResizeWidth = "Width:";
+inline constexpr const char* kResizeHeight = "Height:";
+inline constexpr const char* kPixels = "pixels";
+inline constexpr const char* kKeepAspectRatio = "Keep Aspect Ratio";
+inline constexpr const char* kResizeNote =
+    "*This operation will change the size of the image (or a selected portion of it) but not the icon format size. "
+    "To create a new icon size, you must add a new image format to the icon.";
+
+inline constexpr const char* kRotateTitle = "Rotate Image";
+inline constexpr const char* kRotateText = "This will rotate the actual image (or a portion of it, if selected):";
+inline constexpr const char* kDirectionGroup = "$Direction";
+inline constexpr const char* kLeft = "Left";
+inline constexpr const char* kRight = "Right";
+inline constexpr const char* kAngleGroup = "$Angle (degree)";
+inline constexpr const char* kAngle90 = "90\u00B0";
+inline constexpr const char* kAngle180 = "180\u00B0 ";
+inline constexpr const char* kAngle270 = "270\u00B0";
+inline constexpr const char* kAngleFree = "Free:";
+inline constexpr const char* kAngleRange = "(1 - 359\u00B0)";
+inline constexpr const char* kRotateNote =
+    "*First, select the direction of rotation: Right is clockwise; Left is counter-clockwise. Then, specify the "
+    "rotation angle in degrees. Choose 90\u00B0, 180\u00B0 or 270\u00B0 to rotate in quarter-circle increments or a "
+    "free angle. Valid values are in range 1-359\u00B0";
 
 }  // namespace tellurine::app::text

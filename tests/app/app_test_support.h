@@ -4,13 +4,18 @@
 
 #include <QDialog>
 #include <QProcess>
+#include <QProgressDialog>
 #include <QTemporaryDir>
 #include <QtTest>
 #include <deque>
 #include <functional>
 #include <memory>
 
+#include "app/documents.h"
+#include "app/icon_frame.h"
+#include "app/icon_view.h"
 #include "app/kv_app.h"
+#include "app/main_frame.h"
 #include "app/prompts.h"
 #include "formats/icon_project.h"
 #include "icon/format_maker.h"
@@ -75,6 +80,20 @@ public:
         return name;
     }
     QString lastSuggested;
+    std::deque<QString> folderNames;  // folders chosen in the folder dialog
+    QString GetExistingDirectory(QWidget*, const QString&, const QString&) override {
+        if (folderNames.empty()) return {};
+        QString name = folderNames.front();
+        folderNames.pop_front();
+        return name;
+    }
+    // What to do when long work shows its progress (default: let it run to its end).
+    std::function<void(QProgressDialog&)> progressAction;
+    int progressShown = 0;
+    void ShowProgress(QProgressDialog& dialog) override {
+        ++progressShown;
+        if (progressAction) progressAction(dialog);
+    }
 };
 
 // An application started on a profile of its own in a temporary folder.
@@ -151,6 +170,23 @@ inline void WriteAll(const QString& path, const QByteArray& bytes) {
     QVERIFY(file.open(QIODevice::WriteOnly));
     file.write(bytes);
 }
+
+// A started application with one icon of the given formats ({size, bits}) open.
+struct OpenIcon {
+    StartedApp s;
+    QString path = s.Path("icon.ico");
+    CMainFrame* main = nullptr;
+    CIconDocMDI* frame = nullptr;
+    CIconView* view = nullptr;
+    CIconProject* project = nullptr;
+    explicit OpenIcon(std::initializer_list<std::pair<int, int>> formats) {
+        WriteProject(path, formats);
+        project = qobject_cast<CIconProject*>(s.app->OpenDocumentFile(path));
+        main = s.app->MainFrame();
+        frame = main->ActiveIconFrame();
+        view = frame->view;
+    }
+};
 
 // Lets the test fill a dialog in, then presses its OK button (which may refuse and keep it open).
 template <typename Dialog>

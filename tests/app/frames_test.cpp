@@ -3,59 +3,30 @@
 #include <QBuffer>
 #include <QCheckBox>
 #include <QClipboard>
-#include <QMdiArea>
-#include <QPainter>
-#include <QPdfWriter>
-#include <QListWidget>
-#include <QRadioButton>
-
-#include <QLabel>
-#include <QScrollBar>
-
-#include <QBuffer>
-#include <QCheckBox>
-#include <QClipboard>
-#include <QMdiArea>
-#include <QPainter>
-#include <QPdfWriter>
 #include <QComboBox>
+#include <QLabel>
+#include <QListWidget>
+#include <QMdiArea>
+#include <QPainter>
+#include <QPdfWriter>
+#include <QRadioButton>
+#include <QScrollBar>
 #include <QSlider>
 #include <QSpinBox>
 
 #include "app/clipboard.h"
 #include "app/color_bar.h"
 #include "app/documents.h"
+#include "app/icon_frame.h"
+#include "app/image_convert.h"
 #include "app/main_frame.h"
 #include "app/prefs_dialog.h"
 #include "app/print.h"
-#include "app/icon_frame.h"
-#include "app/image_convert.h"
 #include "app_test_support.h"
 
 using namespace tellurine;
 using namespace tellurine::app;
 using namespace tellurine::app::test;
-
-namespace {
-
-// A started application with one icon of the given formats ({size, bits}) open.
-struct OpenIcon {
-    StartedApp s;
-    QString path = s.Path("icon.ico");
-    CMainFrame* main = nullptr;
-    CIconDocMDI* frame = nullptr;
-    CIconView* view = nullptr;
-    CIconProject* project = nullptr;
-    explicit OpenIcon(std::initializer_list<std::pair<int, int>> formats) {
-        WriteProject(path, formats);
-        project = qobject_cast<CIconProject*>(s.app->OpenDocumentFile(path));
-        main = s.app->MainFrame();
-        frame = main->ActiveIconFrame();
-        view = frame->view;
-    }
-};
-
-}  // namespace
 
 class FramesTest : public QObject {
     Q_OBJECT

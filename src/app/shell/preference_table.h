@@ -105,6 +105,7 @@
     PREF_INT("specs", DefaultZoomAuto, 1)                                      \
     PREF_INT("specs", TransparentCopy, 1)                                      \
     PREF_INT("specs", Smooth32BppDraw, 1)                                      \
+    PREF_INT("specs", iGaussianBlurRadius, 8)                                  \
     PREF_STRING("colors", PreviewColor, "")                                    \
     PREF_STRING("colors", SavedFgRGBColor, "")                                 \
     PREF_STRING("colors", SavedBkRGBColor, "")                                 \

@@ -1,0 +1,26 @@
+// Long work off the interface thread: the window stays live, the wait cursor shows at once, and a
+// progress dialog after half a second, whose Cancel drops the work's result.
+#pragma once
+
+#include <QString>
+#include <functional>
+
+class QWidget;
+
+namespace tellurine::app {
+
+class UserPrompts;
+
+// How long work runs before the progress dialog shows, in milliseconds; 0 or less shows it at
+// once (tests cancel through it).
+int& ProgressDelayMs();
+
+// Runs `work` on a worker thread and waits for it while the interface keeps painting. The work
+// must own or share everything it touches: after a cancel it still runs to its end, unseen.
+// True when it finished, false when the user cancelled (nothing of the work may then be used).
+bool RunLongWork(UserPrompts& prompts, QWidget* parent, const QString& label, std::function<void()> work);
+
+// Makes the core's busy hook show the wait cursor, from whichever thread the work runs on.
+void InstallBusyCursor();
+
+}  // namespace tellurine::app

@@ -1,0 +1,322 @@
+// The Image and Filters menus on a format and its selection, their dialogs, long work that can be
+// cancelled, and icons made from pictures (one from a window, or a batch of files).
+#include <QButtonGroup>
+#include <QCheckBox>
+#include <QGroupBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QPushButton>
+#include <QSlider>
+#include <QSpinBox>
+
+#include "app/icon_maker.h"
+#include "app/image_convert.h"
+#include "app/image_dialogs.h"
+#include "app/long_work.h"
+#include "app/shell/new_formats.h"
+#include "app/texts.h"
+#include "app_test_support.h"
+#include "editor/selection.h"
+
+using namespace tellurine;
+using namespace tellurine::app;
+using namespace tellurine::app::test;
+
+namespace {
+
+// The whole edited picture: colours and mask, as the canvas holds them.
+struct Pixels {
+    DeviceBitmap color, mask;
+    bool operator==(const Pixels&) const = default;
+};
+Pixels PixelsOf(const CIconView& view) { return {view.State()->color, view.State()->mask}; }
+
+// Ticks exactly the formats of the new-icon list that match `wanted` ({size, bits}).
+void ChooseFormats(CDialNewIcon& dialog, std::initializer_list<std::pair<int, int>> wanted) {
+    const auto list = shell::WindowsNewFormats();
+    for (int i = 0; i < dialog.formatList->count(); ++i) {
+        const shell::NewFormat& f = list[static_cast<std::size_t>(i)];
+        bool on = false;
+        for (const auto& [size, bits] : wanted) on = on || (f.size == size && f.bits == bits);
+        dialog.formatList->item(i)->setCheckState(on ? Qt::Checked : Qt::Unchecked);
+    }
+}
+
+}  // namespace
+
+class ImageCommandsTest : public QObject {
+    Q_OBJECT
+private slots:
+    void dialogsRememberTheirChoicesAndEnableTheirControls();
+    void commandsChangeTheSelectionAndUndo();
+    void depthChangesAndUndoes();
+    void blurPreviewsAndCancelledWorkChangesNothing();
+    void iconsAreMadeFromPicturesAndDrawings();
+    void batchMakesEveryPictureIntoTheFolder();
+};
+
+void ImageCommandsTest::dialogsRememberTheirChoicesAndEnableTheirControls() {
+    // Rotate: "Left", "90°" and 45 at first; the free angle only while "Free:" is chosen; the
+    // accepted choice comes back next time, and "Right" turns clockwise.
+    {
+        CDialIconRotate first;
+        QCOMPARE(first.directionGroup->checkedId(), 0);
+        QCOMPARE(first.angleGroup->checkedId(), 0);
+        QCOMPARE(first.freeSpin->value(), 45);
+        QVERIFY(!first.freeSpin->isEnabled() && !first.rangeNote->isEnabled());
+        QCOMPARE(first.freeSpin->minimum(), 1);
+        QCOMPARE(first.freeSpin->maximum(), 359);
+        QCOMPARE(first.Angle(), 90);
+        first.angleGroup->button(3)->setChecked(true);
+        QVERIFY(first.freeSpin->isEnabled() && first.rangeNote->isEnabled());
+        first.freeSpin->setValue(30);
+        first.directionGroup->button(1)->setChecked(true);
+        QCOMPARE(first.Angle(), 330);
+        first.accept();
+        CDialIconRotate second;
+        QCOMPARE(second.angleGroup->checkedId(), 3);
+        QCOMPARE(second.freeSpin->value(), 30);
+        QCOMPARE(second.findChildren<QGroupBox*>().front()->title(), QString("Direction"));
+        QCOMPARE(second.findChild<QLabel*>("note")->text(), QString(text::kRotateNote).mid(1));
+        second.angleGroup->button(0)->setChecked(true);
+        QCOMPARE(second.Angle(), 270);
+        CDialIconRotate::Remembered() = {};
+    }
+    // Resize: 1..4096, the other side following at the ratio the dialog opened with.
+    {
+        CDialIconScale dialog(40, 20);
+        QCOMPARE(dialog.widthSpin->maximum(), 4096);
+        QVERIFY(dialog.keepCheck->isChecked());
+        dialog.widthSpin->setValue(100);
+        QCOMPARE(dialog.heightSpin->value(), 50);
+        dialog.heightSpin->setValue(3);
+        QCOMPARE(dialog.widthSpin->value(), 6);
+        dialog.keepCheck->setChecked(false);
+        dialog.widthSpin->setValue(9);
+        QCOMPARE(dialog.heightSpin->value(), 3);
+    }
+    // Blur: 2..50, the edit and the slider in step.
+    {
+        CDialIconGaussianBlur dialog(8, false);
+        QCOMPARE(dialog.slider->minimum(), 2);
+        QCOMPARE(dialog.slider->maximum(), 50);
+        QCOMPARE(dialog.edit->text(), QString("8"));
+        dialog.slider->setValue(33);
+        QCOMPARE(dialog.edit->text(), QString("33"));
+        dialog.edit->setText("70");
+        emit dialog.edit->editingFinished();
+        QCOMPARE(dialog.Radius(), 50);
+    }
+}
+
+void ImageCommandsTest::commandsChangeTheSelectionAndUndo() {
+    OpenIcon o({{32, 32}});
+    const Pixels original = PixelsOf(*o.view);
+    QVERIFY(!o.main->actLastFilter->isEnabled());
+    o.view->EditFormat([](editor::FormatState& s) { editor::SelectRectangle(s, 4, 4, 19, 11); });
+    const Pixels selected = PixelsOf(*o.view);
+
+    // "&Find Edges" on the selection: inside changes, outside stays; Undo brings it back.
+    o.main->filterActions[7]->trigger();
+    const Pixels filtered = PixelsOf(*o.view);
+    QVERIFY(filtered.color.GetPixel(10, 8) != selected.color.GetPixel(10, 8));
+    QCOMPARE(filtered.color.GetPixel(25, 25), selected.color.GetPixel(25, 25));
+    QVERIFY(o.project->IsModified());
+    QVERIFY(o.main->actLastFilter->isEnabled());
+    o.main->actLastFilter->trigger();
+    QVERIFY(PixelsOf(*o.view) != filtered);
+    o.main->actUndo->trigger();
+    QVERIFY(PixelsOf(*o.view) == filtered);
+    o.main->actUndo->trigger();
+    QVERIFY(PixelsOf(*o.view) == selected);
+
+    // Resize through its dialog: the 16 x 8 selection floats at 8 x 4; a turn through its dialog
+    // turns the floating picture; two undos give the format back.
+    o.s.prompts->dialogActions.push_back(Accept<CDialIconScale>([](CDialIconScale& d) { d.widthSpin->setValue(8); }));
+    o.main->actResizeImage->trigger();
+    QVERIFY(o.view->State()->floatingColor.has_value());
+    QCOMPARE(o.view->State()->floatingColor->Width(), 8);
+    QCOMPARE(o.view->State()->floatingColor->Height(), 4);
+    o.s.prompts->dialogActions.push_back(Accept<CDialIconRotate>());
+    o.main->actRotateImage->trigger();
+    QCOMPARE(o.view->State()->floatingColor->Width(), 4);
+    o.main->actFlipVertical->trigger();
+    for (int i = 0; i < 3; ++i) o.main->actUndo->trigger();
+    QVERIFY(!o.view->State()->floatingColor.has_value());
+    QVERIFY(PixelsOf(*o.view) == selected);
+    QVERIFY(PixelsOf(*o.view) == original);  // selecting changes no pixel
+}
+
+void ImageCommandsTest::depthChangesAndUndoes() {
+    OpenIcon o({{32, 32}});
+    // The pixels, mask and table after the image header (whose size field a write fills in).
+    const auto pixels = [&] {
+        const Block& block = o.project->Doc().GetFormat(0)->Icon().GetBlock();
+        return QByteArray(reinterpret_cast<const char*>(block.data()) + 40, static_cast<qsizetype>(block.size()) - 40);
+    };
+    const QByteArray before = pixels();
+    QVERIFY(o.main->depthActions[4]->isChecked());
+    o.main->depthActions[2]->trigger();  // 8 bits
+    const CIconObject& format = *o.project->Doc().GetFormat(0);
+    QCOMPARE(format.BitCount(), 8);
+    QCOMPARE(format.ColorCount(), 256u);
+    QVERIFY(!format.HasAlpha());
+    QVERIFY(o.main->depthActions[2]->isChecked());
+    o.main->actUndo->trigger();
+    QCOMPARE(o.project->Doc().GetFormat(0)->BitCount(), 32);
+    QVERIFY(o.project->Doc().GetFormat(0)->HasAlpha());
+    QCOMPARE(pixels(), before);
+    o.main->actRedo->trigger();
+    QCOMPARE(o.project->Doc().GetFormat(0)->BitCount(), 8);
+}
+
+void ImageCommandsTest::blurPreviewsAndCancelledWorkChangesNothing() {
+    OpenIcon o({{256, 32}});
+    const Pixels original = PixelsOf(*o.view);
+    // The preview shows on the canvas while the dialog is open, and goes with it.
+    bool previewed = false;
+    o.s.prompts->dialogActions.push_back([&](QDialog& dialog) {
+        auto& blur = dynamic_cast<CDialIconGaussianBlur&>(dialog);
+        blur.previewCheck->setChecked(true);
+        blur.slider->setValue(50);
+        previewed = PixelsOf(*o.view) != original;
+        return int(QDialog::Rejected);
+    });
+    o.main->actGaussianBlur->trigger();
+    QVERIFY(previewed);
+    QVERIFY(PixelsOf(*o.view) == original);
+    QVERIFY(!o.project->IsModified());
+
+    // Accepted, the work shows its progress; cancelled there, nothing changes.
+    ProgressDelayMs() = 0;
+    o.s.prompts->progressAction = [](QProgressDialog& d) { emit d.canceled(); };
+    o.s.prompts->dialogActions.push_back(Accept<CDialIconGaussianBlur>([](CDialIconGaussianBlur& d) { d.slider->setValue(12); }));
+    o.main->actGaussianBlur->trigger();
+    QCOMPARE(o.s.prompts->progressShown, 1);
+    QVERIFY(PixelsOf(*o.view) == original);
+    QVERIFY(!o.project->IsModified());
+    QVERIFY(!o.main->actUndo->isEnabled());
+    QCOMPARE(o.s.app->prefs.iGaussianBlurRadius, 12);  // the radius is kept all the same
+
+    // Left to run, the same command changes the format.
+    o.s.prompts->progressAction = {};
+    o.s.prompts->dialogActions.push_back(Accept<CDialIconGaussianBlur>());
+    o.main->actGaussianBlur->trigger();
+    QVERIFY(PixelsOf(*o.view) != original);
+    QVERIFY(o.project->IsModified());
+    ProgressDelayMs() = 500;
+}
+
+void ImageCommandsTest::iconsAreMadeFromPicturesAndDrawings() {
+    StartedApp s;
+    CMainFrame* main = s.app->MainFrame();
+    // A PNG: an opaque red square on a transparent ground.
+    QImage png(64, 64, QImage::Format_ARGB32);
+    png.fill(Qt::transparent);
+    for (int y = 16; y < 48; ++y)
+        for (int x = 16; x < 48; ++x) png.setPixel(x, y, qRgb(255, 0, 0));
+    QVERIFY(png.save(s.Path("square.png")));
+    // A drawing whose left half is filled: sharp at every size.
+    WriteAll(s.Path("half.svg"),
+             "<svg xmlns='http://www.w3.org/2000/svg' viewBox='0 0 16 16' width='16' height='16'>"
+             "<rect x='0' y='0' width='8' height='16' fill='#0000ff'/></svg>");
+
+    for (const QString name : {"square.png", "half.svg"}) {
+        QVERIFY(s.app->OpenDocumentFile(s.Path(name)) != nullptr);
+        QVERIFY(main->actNewIconFromImage->isEnabled());
+        s.prompts->dialogActions.push_back(Accept<CDialIconFromImage>([](CDialIconFromImage& d) {
+            ChooseFormats(d, {{16, 32}, {48, 8}, {256, 32}});
+        }));
+        main->actNewIconFromImage->trigger();
+        auto* project = qobject_cast<CIconProject*>(main->ActiveDocument());
+        QVERIFY(project != nullptr);
+        QCOMPARE(project->Doc().GetFormatCount(), 3);
+        // Saved and read back, each format is there with its picture.
+        const QString saved = s.Path(name + ".ico");
+        s.prompts->saveNames.push_back(saved);
+        QVERIFY(s.app->SaveDocumentAs(project));
+        IconFileContents contents;
+        std::string error;
+        QVERIFY(LoadIconContainer(saved.toStdString(), contents, error));
+        const CIconDoc& doc = contents.icons.front().doc;
+        QCOMPARE(doc.GetFormatCount(), 3);
+        for (int i = 0; i < doc.GetFormatCount(); ++i) {
+            const QImage image = ImageFromIcon(doc.GetFormat(i)->Icon());
+            const int size = image.width();
+            if (name == "square.png") {
+                QCOMPARE(qAlpha(image.pixel(0, 0)), 0);
+                QVERIFY(qRed(image.pixel(size / 2, size / 2)) > 240);
+                QCOMPARE(qAlpha(image.pixel(size / 2, size / 2)), 255);
+            } else {
+                // Rendered at the size itself: the edge between the halves stays hard.
+                QCOMPARE(qAlpha(image.pixel(size / 2 - 1, size / 2)), 255);
+                QCOMPARE(qAlpha(image.pixel(size / 2, size / 2)), 0);
+                QCOMPARE(qBlue(image.pixel(0, 0)), 255);
+            }
+        }
+    }
+    // The chosen formats are remembered.
+    const auto list = shell::WindowsNewFormats();
+    for (std::size_t i = 0; i < list.size(); ++i) {
+        const bool chosen = (list[i].size == 16 && list[i].bits == 32) || (list[i].size == 48 && list[i].bits == 8) ||
+                            (list[i].size == 256 && list[i].bits == 32);
+        QCOMPARE(s.app->prefs.CreateFormatFromImage[i], chosen ? 1 : 0);
+    }
+
+    // A format added to a project from a picture file.
+    auto* project = qobject_cast<CIconProject*>(main->ActiveDocument());
+    s.prompts->openNames.push_back({s.Path("square.png")});
+    s.prompts->dialogActions.push_back(Accept<CDialNewFormat>([](CDialNewFormat& d) {
+        QCOMPARE(d.widthBox->value(), 64);
+        d.widthBox->setValue(24);
+        d.heightBox->setValue(24);
+    }));
+    main->actNewFormatFromImage->trigger();
+    QCOMPARE(project->Doc().GetFormatCount(), 4);
+    bool found = false;
+    for (int i = 0; i < 4; ++i) found = found || project->Doc().GetFormat(i)->Width() == 24;
+    QVERIFY(found);
+}
+
+void ImageCommandsTest::batchMakesEveryPictureIntoTheFolder() {
+    StartedApp s;
+    QImage picture(40, 30, QImage::Format_ARGB32);
+    picture.fill(qRgba(0, 128, 0, 255));
+    QVERIFY(picture.save(s.Path("a.png")));
+    QVERIFY(picture.save(s.Path("b.png")));
+    WriteAll(s.Path("broken.png"), "\x89PNG not really");
+    const QString folder = s.Path("icons");
+    s.prompts->openNames.push_back({s.Path("a.png"), s.Path("b.png"), s.Path("broken.png")});
+    s.prompts->folderNames.push_back(folder);
+    s.prompts->dialogActions.push_back(Accept<CDialBatch>([](CDialBatch& d) {
+        QTest::mouseClick(d.findChildren<QPushButton*>().at(0), Qt::LeftButton);  // Add...
+        QTest::mouseClick(d.findChildren<QPushButton*>().at(2), Qt::LeftButton);  // Browse...
+        d.sizesEdit->setText("16, 32");
+        d.depthsEdit->setText("32,4");
+    }));
+    s.app->MainFrame()->actBatch->trigger();
+    QVERIFY(QFile::exists(folder + "/a.ico"));
+    QVERIFY(QFile::exists(folder + "/b.ico"));
+    QVERIFY(!QFile::exists(folder + "/broken.ico"));
+    IconFileContents contents;
+    std::string error;
+    QVERIFY(LoadIconContainer((folder + "/a.ico").toStdString(), contents, error));
+    QCOMPARE(contents.icons.front().doc.GetFormatCount(), 4);
+    QCOMPARE(s.prompts->messages.size(), std::size_t{1});
+    QVERIFY(s.prompts->messages.back().text.startsWith(
+        QString(text::kBatchDone).arg(2).arg(3).arg(QDir::toNativeSeparators(folder))));
+    QVERIFY(s.prompts->messages.back().text.contains("broken.png"));
+
+    // Sizes that do not read keep the dialog open with a message.
+    s.prompts->messages.clear();
+    CDialBatch dialog(*s.prompts, folder);
+    dialog.pictureList->addItem(s.Path("a.png"));
+    dialog.sizesEdit->setText("16,x");
+    dialog.accept();
+    QCOMPARE(dialog.result(), int(QDialog::Rejected));
+    QCOMPARE(s.prompts->messages.back().text, QString(text::kBatchBadList));
+}
+
+QTEST_MAIN(ImageCommandsTest)
+#include "image_commands_test.moc"
