@@ -1,0 +1,246 @@
+// Animated cursors as a person uses them: the list of steps, playing them at their rates, a new
+// cursor made from a step, and the message when a file cannot be read.
+#include <QListView>
+#include <QMdiArea>
+#include <QLabel>
+
+#include "app/ani_doc.h"
+#include "app/image_convert.h"
+#include "app/main_frame.h"
+#include "app/texts.h"
+#include "app_test_support.h"
+#include "formats/ico_file.h"
+#include "image/bytes.h"
+
+using namespace tellurine;
+using namespace tellurine::app;
+using namespace tellurine::app::test;
+
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+Bytes Cat(std::initializer_list<Bytes> parts) {
+    Bytes out;
+    for (const Bytes& p : parts) out.insert(out.end(), p.begin(), p.end());
+    return out;
+}
+
+Bytes Chunk(const std::string& id, const Bytes& data) {
+    Bytes out(id.begin(), id.end());
+    out.resize(8);
+    StoreU32(out.data() + 4, static_cast<std::uint32_t>(data.size()));
+    out.insert(out.end(), data.begin(), data.end());
+    if ((data.size() & 1) != 0) out.push_back(0);
+    return out;
+}
+
+Bytes Words(std::initializer_list<std::uint32_t> values) {
+    Bytes out(values.size() * 4);
+    std::size_t i = 0;
+    for (const std::uint32_t v : values) StoreU32(out.data() + 4 * i++, v);
+    return out;
+}
+
+Bytes Text(const std::string& s) { return Bytes(s.begin(), s.end()); }
+
+Bytes Ani(std::initializer_list<Bytes> chunks) {
+    const Bytes body = Cat(chunks);
+    return Cat({Text("RIFF"), Words({static_cast<std::uint32_t>(body.size() + 4)}), Text("ACON"), body});
+}
+
+// A cursor file of one format with a hotspot, as an "icon" sub-chunk.
+Bytes CursorFrame(int size, int bits, int hotX, int hotY) {
+    CIconDoc doc;
+    doc.cursor = true;
+    CKvIcon icon = MakeFormat(size, bits);
+    icon.SetPoint(hotX, hotY);
+    doc.AddFormat(std::move(icon));
+    Bytes out;
+    if (!WriteIconFile(doc, false, out)) qFatal("cannot write a cursor frame");
+    return Chunk("icon", out);
+}
+
+// Two frames (a 32 x 32 4-bit cursor, then a 16 x 16 32-bit one) shown by four steps in the order
+// 1, 0, 1, 0, with rates of 6, 65539 (which wraps to 3), 0 and 60 jiffies, a title and an author
+// in the Windows code page.
+Bytes Spinner() {
+    return Ani({Chunk("anih", Words({36, 2, 4, 0, 0, 0, 0, 10, 3})), Chunk("rate", Words({6, 65539, 0, 60})),
+                Chunk("seq ", Words({1, 0, 1, 0})),
+                Chunk("LIST", Cat({Text("INFO"), Chunk("INAM", Text("Spinner")), Chunk("IART", Text("\xA9 Someone"))})),
+                Chunk("LIST", Cat({Text("fram"), CursorFrame(32, 4, 10, 20), CursorFrame(16, 32, 3, 4)}))});
+}
+
+void WriteBytes(const QString& path, const Bytes& bytes) {
+    WriteAll(path, QByteArray(reinterpret_cast<const char*>(bytes.data()), static_cast<qsizetype>(bytes.size())));
+}
+
+CImageDocMDI* ActiveAniFrame(StartedApp& s) {
+    CKvMdiChild* child = s.app->MainFrame()->ActiveChild();
+    return child != nullptr ? qobject_cast<CImageDocMDI*>(child->widget()) : nullptr;
+}
+
+}  // namespace
+
+class AniDocTest : public QObject {
+    Q_OBJECT
+private slots:
+    void stepsAreListedWithTheirValues();
+    void playerFollowsTheRatesAndTheSequence();
+    void newIconFromStepKeepsPictureAndHotspot();
+    void damagedFilesGiveOneMessage();
+};
+
+void AniDocTest::stepsAreListedWithTheirValues() {
+    StartedApp s;
+    const QString path = s.Path("spinner.ani");
+    WriteBytes(path, Spinner());
+    auto* document = qobject_cast<CAniDocument*>(s.app->OpenDocumentFile(path));
+    QVERIFY(document != nullptr);
+    QVERIFY(s.prompts->messages.empty());
+    QCOMPARE(document->TemplateResource(), shell::kTemplateImage);
+    QCOMPARE(document->Title(), QString("spinner.ani"));
+    QCOMPARE(QString::fromStdString(s.app->recentFiles.Entries().at(0)), path);
+    CImageDocMDI* frame = ActiveAniFrame(s);
+    QVERIFY(frame != nullptr);
+    QCOMPARE(frame->objectName(), QString("CImageDocMDI"));
+
+    const QStringList rows = {
+        "Step 1: 16 x 16, 32 bits\n6 jiffies (100 ms), hotspot 3,4",
+        "Step 2: 32 x 32, 4 bits\n3 jiffies (50 ms), hotspot 10,20",
+        "Step 3: 16 x 16, 32 bits\n0 jiffies (0 ms), hotspot 3,4",
+        "Step 4: 32 x 32, 4 bits\n60 jiffies (1000 ms), hotspot 10,20",
+    };
+    QCOMPARE(frame->model->rowCount(), rows.size());
+    for (int i = 0; i < rows.size(); ++i) {
+        QCOMPARE(frame->model->index(i).data().toString(), rows[i]);
+        QVERIFY(!frame->model->index(i).data(Qt::DecorationRole).value<QPixmap>().isNull());
+    }
+    QCOMPARE(frame->infoLabel->text(), QString::fromUtf8("Title: Spinner\nAuthor: \u00A9 Someone"));
+    QVERIFY(frame->stepList->actions().contains(frame->actNewIcon));
+
+    // Opening it again brings the same window forward.
+    QCOMPARE(s.app->OpenDocumentFile(path), document);
+    QCOMPARE(s.app->MainFrame()->Children().size(), std::size_t{1});
+}
+
+void AniDocTest::playerFollowsTheRatesAndTheSequence() {
+    StartedApp s;
+    const QString path = s.Path("spinner.ani");
+    WriteBytes(path, Spinner());
+    QVERIFY(s.app->OpenDocumentFile(path) != nullptr);
+    CImageDocMDI* frame = ActiveAniFrame(s);
+    qint64 now = 0;
+    frame->clock = [&now] { return now; };
+
+    // It plays from the start; Pause stops it.
+    QCOMPARE(frame->actPlay->text(), QString("Pause"));
+    frame->actPlay->trigger();
+    QCOMPARE(frame->actPlay->text(), QString("Play"));
+    QVERIFY(!frame->timer.isActive());
+    frame->stepList->setCurrentIndex(frame->model->index(0));
+    QCOMPARE(frame->CurrentStep(), 0);
+
+    // Steps last 100, 50, 16.67 (a rate of 0 still shows) and 1000 ms, then the first again.
+    frame->actPlay->trigger();
+    const struct {
+        qint64 ms;
+        int step;
+        int width;
+        int nextInMs;
+    } ticks[] = {
+        {99, 0, 16, 1},    {100, 1, 32, 50},  {150, 2, 16, 17},
+        {166, 2, 16, 1},   {167, 3, 32, 1000}, {1166, 3, 32, 1}, {1167, 0, 16, 100},
+    };
+    for (const auto& t : ticks) {
+        now = t.ms;
+        frame->OnTimer();
+        QCOMPARE(frame->CurrentStep(), t.step);
+        QCOMPARE(frame->stepList->currentIndex().row(), t.step);
+        QCOMPARE(frame->playerView->Picture().width(), t.width);
+        QCOMPARE(frame->timer.interval(), t.nextInMs);
+    }
+    QCOMPARE(frame->stepLabel->text(), QString("Step 1 of 4"));
+    QCOMPARE(frame->playerView->Hotspot(), QPoint(3, 4));
+
+    // Stepping pauses, and wraps at both ends.
+    frame->actPreviousStep->trigger();
+    QCOMPARE(frame->CurrentStep(), 3);
+    QCOMPARE(frame->actPlay->text(), QString("Play"));
+    QVERIFY(!frame->timer.isActive());
+    frame->actNextStep->trigger();
+    frame->actNextStep->trigger();
+    QCOMPARE(frame->CurrentStep(), 1);
+    QCOMPARE(frame->playerView->Picture(), frame->Document().StepPicture(1));
+    QCOMPARE(frame->stepLabel->text(), QString("Step 2 of 4"));
+}
+
+void AniDocTest::newIconFromStepKeepsPictureAndHotspot() {
+    StartedApp s;
+    const QString path = s.Path("spinner.ani");
+    WriteBytes(path, Spinner());
+    QVERIFY(s.app->OpenDocumentFile(path) != nullptr);
+    CImageDocMDI* aniFrame = ActiveAniFrame(s);
+    CAniDocument& animation = aniFrame->Document();
+
+    const struct {
+        int step;
+        int size;
+        QPoint hotspot;
+    } cases[] = {{0, 16, {3, 4}}, {1, 32, {10, 20}}};
+    for (const auto& c : cases) {
+        aniFrame->stepList->setCurrentIndex(aniFrame->model->index(c.step));
+        aniFrame->actNewIcon->trigger();
+        auto* project = qobject_cast<CIconProject*>(s.app->MainFrame()->ActiveDocument());
+        QVERIFY(project != nullptr);
+        QCOMPARE(project->Title(), QString("spinner step %1").arg(c.step + 1));
+        QVERIFY(!project->IsModified());
+        const CIconDoc& doc = project->Doc();
+        QVERIFY(doc.cursor);
+        QCOMPARE(doc.GetFormatCount(), 1);
+        const CIconObject& format = *doc.GetFormat(0);
+        QCOMPARE(format.Width(), c.size);
+        QCOMPARE(format.Height(), c.size);
+        QCOMPARE(format.BitCount(), 32);
+        QCOMPARE(ImageFromIcon(format.Icon()), animation.StepPicture(c.step));
+
+        // Saved as a cursor, the hotspot is in the file.
+        const QString saved = s.Path(QString("step%1.cur").arg(c.step));
+        QVERIFY(s.app->DoSave(*project, saved));
+        const QByteArray bytes = ReadAll(saved);
+        CIconDoc back;
+        QVERIFY(ReadIconFile(std::span(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()), back));
+        QVERIFY(back.cursor);
+        QCOMPARE(QPoint(back.GetFormat(0)->Icon().PointX(), back.GetFormat(0)->Icon().PointY()), c.hotspot);
+        s.app->MainFrame()->mdiArea->setActiveSubWindow(s.app->MainFrame()->ChildOf(&animation));
+    }
+    QVERIFY(s.prompts->messages.empty());
+}
+
+void AniDocTest::damagedFilesGiveOneMessage() {
+    StartedApp s;
+    const Bytes good = Spinner();
+    const struct {
+        const char* name;
+        Bytes bytes;
+    } cases[] = {
+        {"cut.ani", Bytes(good.begin(), good.end() - 40)},  // ends inside the last frame
+        {"noframes.ani", Ani({Chunk("anih", Words({36, 1, 1, 0, 0, 0, 0, 10, 1}))})},
+        {"rawframes.ani", Ani({Chunk("anih", Words({36, 1, 1, 0, 0, 0, 0, 10, 0}))})},  // flag bit 0 clear
+        {"notriff.ani", Text("RIFX\4\0\0\0ACON")},
+        {"empty.ani", {}},
+    };
+    for (const auto& c : cases) {
+        WriteBytes(s.Path(c.name), c.bytes);
+        s.prompts->messages.clear();
+        QVERIFY2(s.app->OpenDocumentFile(s.Path(c.name)) == nullptr, c.name);
+        QCOMPARE(s.prompts->messages.size(), std::size_t{1});
+        QCOMPARE(s.prompts->messages[0].text, QString(text::kIconReadError));
+        QCOMPARE(s.prompts->messages[0].icon, QMessageBox::Critical);
+    }
+    QVERIFY(s.app->MainFrame()->Children().empty());
+    QVERIFY(s.app->recentFiles.Entries().empty());
+}
+
+QTEST_MAIN(AniDocTest)
+#include "ani_doc_test.moc"
