@@ -1,17 +1,290 @@
 #include "app/exe_doc.h"
 
+#include <QFile>
 #include <QFileInfo>
+#include <QPointer>
+#include <QStatusBar>
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <new>
+#include <system_error>
 
+#include "app/exe_frame.h"
+#include "app/image_convert.h"
 #include "app/kv_app.h"
 #include "app/main_frame.h"
 #include "app/texts.h"
+#include "image/bytes.h"
+#include "image/file_io.h"
+#include "image/threads.h"
 
 namespace tellurine::app {
 
+struct CFileExeDocument::Listing {
+    std::shared_ptr<const std::vector<std::uint8_t>> bytes;  // what the groups' images point into
+    std::vector<StoredExeIconGroup> groups;
+};
+
+struct CFileExeDocument::WorkerState {
+    std::atomic<bool> cancel{false};
+};
+
+namespace {
+
+// Groups read and made into tiles at a time, and the least time between two hand-overs of tiles
+// (the first ones go at once), so that a large library is laid out a few times, not per group.
+constexpr std::size_t kGroupsPerRound = 8;
+constexpr std::chrono::milliseconds kHandOverInterval{50};
+
+// A group's images as the core's reader of programs reads them: each with its own header (a PNG
+// stream at its full depth), the unreadable ones left out, in stored order.
+CIconGroup ReadStoredGroup(const StoredExeIconGroup& stored) {
+    CIconGroup group;
+    group.name = stored.name.Display();
+    for (const std::span<const std::uint8_t> data : stored.images) {
+        CKvIcon icon;
+        if (icon.ReadImage(data, static_cast<std::uint32_t>(data.size()), 0) != 0 && !icon.IsEmpty())
+            if (group.AppendFormat(std::move(icon)) == 0) throw std::bad_alloc();
+    }
+    return group;
+}
+
+// The picture of a tile (see ExeTile::picture).
+QImage TilePicture(const CKvIcon& icon, qreal ratio) {
+    QImage picture = ImageFromIcon(icon).convertToFormat(QImage::Format_ARGB32_Premultiplied);
+    if (picture.isNull()) return {};
+    const int side = static_cast<int>(kExeTileIconSide * ratio + 0.5);
+    QSize shown = picture.size();
+    Qt::TransformationMode mode = Qt::FastTransformation;
+    if (shown.width() > side || shown.height() > side) {
+        shown.scale(side, side, Qt::KeepAspectRatio);
+        shown = shown.expandedTo(QSize(1, 1));
+        mode = Qt::SmoothTransformation;
+    } else {
+        // Whole multiples of a dense screen's ratio keep the pixels square.
+        shown *= std::clamp(static_cast<int>(ratio), 1, std::min(side / shown.width(), side / shown.height()));
+    }
+    if (shown != picture.size()) picture = picture.scaled(shown, Qt::IgnoreAspectRatio, mode);
+    picture.setDevicePixelRatio(ratio);
+    return picture;
+}
+
+// A group's tile; no formats (and no picture) when none of its images can be read.
+ExeTile MakeTile(const StoredExeIconGroup& stored, std::size_t index, const ExeDisplayChoice& choice) {
+    ExeTile tile;
+    tile.group = index;
+    tile.name = QString::fromStdString(stored.name.Display());
+    const CIconGroup group = ReadStoredGroup(stored);
+    tile.formatCount = group.FormatCount();
+    if (tile.formatCount == 0) return tile;
+    const int best = std::max(0, group.FindBestDisplayFormat(choice.sizeIndex, choice.depthIndex, choice.ratio));
+    const CKvIcon& shown = *group.FormatAt(best);
+    tile.shownSize = QSize(static_cast<int>(shown.Width()), static_cast<int>(shown.Height()));
+    tile.picture = TilePicture(shown, choice.ratio);
+    return tile;
+}
+
+// Whether the file's headers are those of a program or library the reader can take: not larger
+// than it reads, "MZ", the "PE\0\0" signature where the header says, and a PE32 or PE32+ optional
+// header. Only the headers are read here; the resources are the worker's.
+bool LooksLikeProgram(const QString& path) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) return false;
+    const qint64 size = file.size();
+    if (size < 64 || static_cast<std::uint64_t>(size) > kMaxExeFileBytes) return false;
+    const QByteArray dos = file.read(64);
+    const auto* d = reinterpret_cast<const std::uint8_t*>(dos.constData());
+    if (dos.size() < 64 || d[0] != 'M' || d[1] != 'Z') return false;
+    const qint64 pe = LoadU32(d + 0x3C);
+    constexpr qint64 kSignatureAndCoff = 4 + 20;
+    if (pe > size || size - pe < kSignatureAndCoff + 2 || !file.seek(pe)) return false;
+    const QByteArray headers = file.read(kSignatureAndCoff + 2);
+    const auto* h = reinterpret_cast<const std::uint8_t*>(headers.constData());
+    if (headers.size() < kSignatureAndCoff + 2 || LoadU32(h) != 0x00004550u) return false;
+    const qint64 optionalSize = LoadU16(h + 4 + 16);
+    if (optionalSize < 2 || optionalSize > size - pe - kSignatureAndCoff) return false;
+    const std::uint16_t magic = LoadU16(h + kSignatureAndCoff);
+    return magic == 0x10b || magic == 0x20b;
+}
+
+// Programs being read: the status bar says "Loading ..." while there is one.
+int g_loading = 0;
+
+}  // namespace
+
+QString ExeIcoFileName(const QString& programPath, const ResourceName& group) {
+    std::string name = group.Display();
+    for (char& c : name) {
+        const bool safe = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '.' ||
+                          c == '_' || c == '-';
+        if (!safe) c = '_';
+    }
+    QString safeName = QString::fromStdString(name);
+    if (safeName.isEmpty() || safeName == "." || safeName == "..") safeName.prepend('_');
+    // The stem: the file name up to its last dot, unless that dot starts the name.
+    const QString file = QFileInfo(programPath).fileName();
+    const qsizetype dot = file.lastIndexOf('.');
+    return (dot > 0 ? file.left(dot) : file) + "-" + safeName + ".ico";
+}
+
+CFileExeDocument::CFileExeDocument(QObject* parent) : CKvDocument(shell::kTemplateExe, parent) {}
+
+CFileExeDocument::~CFileExeDocument() {
+    if (worker_) worker_->cancel = true;
+    if (thread_.joinable()) thread_.join();
+}
+
+void CFileExeDocument::StartLoading(const ExeDisplayChoice& choice) {
+    state_ = State::Loading;
+    worker_ = std::make_shared<WorkerState>();
+    try {
+        thread_ = std::thread(&CFileExeDocument::Work, this, worker_, PathName().toStdString(), choice);
+    } catch (const std::system_error&) {
+        // No thread to be had: told as memory running out, once the caller is done.
+        QMetaObject::invokeMethod(this, [this] { Finish(false, true); }, Qt::QueuedConnection);
+    }
+}
+
+void CFileExeDocument::Work(CFileExeDocument* document, std::shared_ptr<WorkerState> state, std::string path,
+                            ExeDisplayChoice choice) {
+    const auto finish = [document](bool ok, bool outOfMemory) {
+        QMetaObject::invokeMethod(document, [document, ok, outOfMemory] { document->Finish(ok, outOfMemory); },
+                                  Qt::QueuedConnection);
+    };
+    auto listing = std::make_shared<Listing>();
+    try {
+        auto bytes = std::make_shared<std::vector<std::uint8_t>>();
+        std::string error;
+        if (!ReadFileBytes(path, *bytes, kMaxExeFileBytes, error)) return finish(false, false);
+        auto groups = ListExeIconGroups(*bytes);
+        if (!groups) return finish(false, false);
+        listing->bytes = std::move(bytes);
+        listing->groups = std::move(*groups);
+    } catch (const std::bad_alloc&) {
+        return finish(false, true);
+    }
+    QMetaObject::invokeMethod(document, [document, listing] { document->TakeListing(listing); }, Qt::QueuedConnection);
+
+    // Rounds of a few groups, read on a few threads; the tiles go over in group order.
+    const std::vector<StoredExeIconGroup>& groups = listing->groups;
+    const unsigned threads = std::clamp(std::thread::hardware_concurrency(), 1u, 4u);
+    auto batch = std::make_shared<std::vector<ExeTile>>();
+    auto lastHandOver = std::chrono::steady_clock::now() - kHandOverInterval;
+    for (std::size_t start = 0; start < groups.size(); start += kGroupsPerRound) {
+        if (state->cancel) return;
+        const std::size_t end = std::min(groups.size(), start + kGroupsPerRound);
+        std::vector<ExeTile> made(end - start);
+        std::atomic<std::size_t> next{start};
+        std::atomic<bool> outOfMemory{false};
+        const auto work = [&] {
+            for (std::size_t g = next++; g < end && !state->cancel && !outOfMemory; g = next++) {
+                try {
+                    made[g - start] = MakeTile(groups[g], g, choice);
+                } catch (const std::bad_alloc&) {
+                    outOfMemory = true;
+                }
+            }
+        };
+        RunOnThreads(static_cast<unsigned>(std::min<std::size_t>(threads, end - start)), work);
+        if (outOfMemory) return finish(false, true);
+        for (ExeTile& tile : made)
+            if (tile.formatCount > 0) batch->push_back(std::move(tile));
+        const auto now = std::chrono::steady_clock::now();
+        if (!batch->empty() && (end == groups.size() || now - lastHandOver >= kHandOverInterval)) {
+            QMetaObject::invokeMethod(document, [document, batch] { document->TakeTiles(batch); }, Qt::QueuedConnection);
+            batch = std::make_shared<std::vector<ExeTile>>();
+            lastHandOver = now;
+        }
+    }
+    if (state->cancel) return;
+    finish(true, false);
+}
+
+void CFileExeDocument::TakeListing(std::shared_ptr<Listing> listing) { listing_ = std::move(listing); }
+
+void CFileExeDocument::TakeTiles(std::shared_ptr<std::vector<ExeTile>> tiles) {
+    const int first = static_cast<int>(tiles_.size());
+    for (ExeTile& tile : *tiles) {
+        if (!tile.picture.isNull()) {
+            const QSizeF shown = tile.picture.deviceIndependentSize();
+            largestSide_ = std::max(largestSide_, static_cast<int>(std::ceil(std::max(shown.width(), shown.height()))));
+        }
+        tiles_.push_back(std::move(tile));
+    }
+    emit tilesAdded(first, static_cast<int>(tiles_.size()) - first);
+}
+
+void CFileExeDocument::Finish(bool ok, bool outOfMemory) {
+    if (thread_.joinable()) thread_.join();  // it has nothing left to do but return
+    state_ = ok ? State::Ready : State::Failed;
+    outOfMemory_ = outOfMemory;
+    if (ok) emit loaded();
+    else emit loadFailed();
+}
+
+CIconGroup CFileExeDocument::ReadGroup(int tile) const {
+    if (listing_ == nullptr || tile < 0 || static_cast<std::size_t>(tile) >= tiles_.size()) return {};
+    return ReadStoredGroup(listing_->groups[tiles_[static_cast<std::size_t>(tile)].group]);
+}
+
+CIconDoc CFileExeDocument::ReadIconDoc(int tile) const {
+    CIconGroup group = ReadGroup(tile);
+    CIconDoc doc;
+    doc.name = group.name;
+    if (!doc.TakeFormats(group)) throw std::bad_alloc();
+    return doc;
+}
+
+QString CFileExeDocument::IcoFileName(int tile) const {
+    if (listing_ == nullptr || tile < 0 || static_cast<std::size_t>(tile) >= tiles_.size()) return {};
+    return ExeIcoFileName(PathName(), listing_->groups[tiles_[static_cast<std::size_t>(tile)].group].name);
+}
+
 CKvDocument* OpenProgramFile(CKvApp& app, const QString& path) {
-    app.Prompts().ShowMessage(app.MainFrame(), QMessageBox::Information, text::kAppTitle,
-                              QString(text::kCannotOpenYet).arg(QFileInfo(path).fileName(), "exe"));
-    return nullptr;
+    if (!LooksLikeProgram(path)) {
+        app.ShowError(text::kIconReadError);
+        return nullptr;
+    }
+    CMainFrame* main = app.MainFrame();
+    auto* document = new CFileExeDocument();
+    document->SetPathName(path);
+    auto* frame = new CFileExeMDI(app, *document);
+    main->AddDocumentWindow(document, frame);
+
+    // "Loading ..." while any program is read; the status bar's usual text after the last.
+    ++g_loading;
+    main->statusBar()->showMessage(text::kExeLoading);
+    auto ended = std::make_shared<bool>(false);
+    const auto loadEnded = [bar = QPointer<QStatusBar>(main->statusBar()), ended] {
+        if (*ended) return;
+        *ended = true;
+        if (--g_loading == 0 && bar != nullptr && bar->currentMessage() == text::kExeLoading)
+            bar->showMessage(text::kReady);
+    };
+    QObject::connect(document, &CFileExeDocument::loaded, main, loadEnded);
+    QObject::connect(document, &CFileExeDocument::loadFailed, main, loadEnded);
+    QObject::connect(document, &QObject::destroyed, main, loadEnded);
+
+    // Resources that cannot be read after all: the window goes, and the file leaves the recent
+    // lists that opening it put it on.
+    QObject::connect(document, &CFileExeDocument::loadFailed, main, [&app, document] {
+        const std::string file = document->PathName().toStdString();
+        const bool outOfMemory = document->FailedForMemory();
+        app.recentFiles.Remove(file);
+        app.ownRecentFiles.Remove(file);
+        app.MainFrame()->updateRecentMenus();
+        if (CKvMdiChild* child = app.MainFrame()->ChildOf(document)) child->close();
+        if (outOfMemory) app.ShowError(text::kOutOfMemory, text::kOutOfMemoryTitle);
+        else app.ShowError(text::kIconReadError);
+    });
+
+    ExeDisplayChoice choice;
+    choice.sizeIndex = std::clamp(app.prefs.ExeDisplaySize, 0, 4);
+    choice.depthIndex = std::clamp(app.prefs.ExeDisplayColor, 0, 3);
+    choice.ratio = std::max<qreal>(1.0, frame->devicePixelRatioF());
+    document->StartLoading(choice);
+    return document;
 }
 
 }  // namespace tellurine::app

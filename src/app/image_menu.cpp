@@ -159,6 +159,9 @@ void CMainFrame::OnGaussianBlur() {
         else view->EndPreview();
     };
     connect(&dialog, &CDialIconGaussianBlur::previewRequested, view, preview);
+    // Beside the picture rather than over it, so that the preview can be seen.
+    dialog.adjustSize();
+    dialog.move(view->mapToGlobal(QPoint(std::max(0, view->width() - dialog.width() - 12), 12)));
     if (previewOn) preview(dialog.Radius(), true);
     const int result = app_.Prompts().Exec(dialog);
     view->EndPreview();

@@ -1,9 +1,13 @@
 // tellurine: the desktop program.
 //   tellurine [FILE...] [/librarian:ARG] [/delpatch:PATH] [--quit-after-first-paint]
+//             [--quit-after-icons-shown]
 // --quit-after-first-paint (or TELLURINE_QUIT_AFTER_FIRST_PAINT=1) ends the program right after
 // the first paint of an icon's view: the start-up benchmark measures up to there.
+// --quit-after-icons-shown (or TELLURINE_QUIT_AFTER_ICONS_SHOWN=1) ends it once a program's
+// window has read every icon group and painted its tiles: the benchmark of opening programs.
 #include <QApplication>
 
+#include "app/exe_frame.h"
 #include "app/icon_view.h"
 #include "app/kv_app.h"
 
@@ -19,6 +23,13 @@ int main(int argc, char* argv[]) {
     static bool painted = false;
     if (quitAfterFirstPaint)
         tellurine::app::CIconView::firstPaintHook = [] {
+            painted = true;
+            QCoreApplication::exit(0);
+        };
+    const bool quitAfterIconsShown = arguments.removeAll("--quit-after-icons-shown") > 0 ||
+                                     qEnvironmentVariable("TELLURINE_QUIT_AFTER_ICONS_SHOWN") == "1";
+    if (quitAfterIconsShown)
+        tellurine::app::CFileExeView::allTilesPaintedHook = [] {
             painted = true;
             QCoreApplication::exit(0);
         };

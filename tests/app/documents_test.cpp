@@ -226,8 +226,9 @@ void DocumentsTest::openFailuresSayWhyAndOpenNothing() {
          "Error while reading the specified image file. The file has an invalid format or is corrupted."},
         {"damaged.svg", QMessageBox::Critical,
          "Error while reading the specified image file. The file has an invalid format or is corrupted."},
-        {"tool.exe", QMessageBox::Information,
-         "tool.exe is a file of the kind \"EXE File\", which this version of Tellurine cannot open yet."},
+        {"tool.exe", QMessageBox::Critical,
+         "Error while reading the specified icon file. The file does not contains icons, has an invalid format or is "
+         "corrupted."},
         {"library.icl", QMessageBox::Information,
          "library.icl is a file of the kind \"Icon Library\", which this version of Tellurine cannot open yet."},
     };

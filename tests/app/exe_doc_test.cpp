@@ -1,0 +1,366 @@
+// The program window as a person uses it: the icon groups of a program as tiles (the same groups,
+// in the same order, as the command-line tool lists), read while the window is already up, opened
+// as projects, copied, saved one by one or all at once; and the files that are not programs.
+#include <QClipboard>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QStatusBar>
+#include <algorithm>
+#include <map>
+#include <tuple>
+
+#include "app/clipboard.h"
+#include "app/documents.h"
+#include "app/exe_frame.h"
+#include "app/main_frame.h"
+#include "app/texts.h"
+#include "app_test_support.h"
+#include "formats/ico_file.h"
+#include "formats/pe_test_writer.h"
+#include "image/archive.h"
+#include "image/bytes.h"
+
+using namespace tellurine;
+using namespace tellurine::app;
+using namespace tellurine::app::test;
+
+namespace {
+
+// The icons of the test program: number, then size and depth (0: bytes that are no image).
+struct IconSpec {
+    std::uint16_t id;
+    int size;
+    int bits;
+    bool png = false;
+};
+const IconSpec kIcons[] = {{1, 16, 8}, {2, 32, 32}, {3, 256, 32, true}, {4, 48, 4}, {5, 0, 0}};
+
+// Its groups: a number, a name that a file name cannot hold as it is, a group of nothing readable
+// (left out), a missing icon (skipped), and one number in two languages.
+struct GroupSpec {
+    pe_test::Name name;
+    std::uint16_t language;
+    std::vector<std::uint16_t> icons;
+};
+const std::vector<GroupSpec> kGroups = {{std::uint16_t{1}, 0, {1, 2, 3}},
+                                        {std::u16string(u"MAIN ICON"), 0, {4, 99}},
+                                        {std::uint16_t{7}, 0, {5}},
+                                        {std::uint16_t{2}, 1033, {2}},
+                                        {std::uint16_t{2}, 1031, {1, 4}}};
+// The file names Save All gives them (the program is "tool.dll").
+const QStringList kSavedNames = {"tool-1.ico", "tool-MAIN_ICON.ico", "tool-2.ico", "tool-2 (2).ico"};
+
+std::vector<std::uint8_t> StoredImage(const IconSpec& icon) {
+    if (icon.size == 0) return {1, 2, 3, 4, 5, 6, 7, 8, 9, 10};
+    const CKvIcon format = MakeFormat(icon.size, icon.bits);
+    Archive ar = Archive::ForStoring();
+    std::uint32_t written = 0;
+    if (icon.png ? format.WritePngImage(ar, written) == 0 : format.WriteImage(ar, written) == 0)
+        qFatal("cannot write a test image");
+    return ar.TakeBytes();
+}
+
+std::vector<std::uint8_t> TestProgram(bool pe64, pe_test::Layout* layout = nullptr) {
+    std::vector<pe_test::Resource> resources;
+    for (const IconSpec& icon : kIcons) resources.push_back({std::uint16_t{3}, icon.id, 0, StoredImage(icon)});
+    for (const GroupSpec& group : kGroups) {
+        std::vector<pe_test::GroupEntry> entries;
+        for (const std::uint16_t id : group.icons) entries.push_back({id});
+        resources.push_back({std::uint16_t{14}, group.name, group.language, pe_test::GroupData(entries)});
+    }
+    return pe_test::WritePe(resources, pe64, layout);
+}
+
+void WriteBytes(const QString& path, const std::vector<std::uint8_t>& bytes) {
+    WriteAll(path, QByteArray(reinterpret_cast<const char*>(bytes.data()), static_cast<qsizetype>(bytes.size())));
+}
+
+// A format as compared: size, depth and its pixels as a 32-bit picture.
+using FormatKey = std::tuple<int, int, int, QByteArray>;
+FormatKey KeyOf(const CKvIcon& icon) {
+    const Block dib = icon.To32BitDib();
+    return {static_cast<int>(icon.Width()), static_cast<int>(icon.Height()), icon.BitsPerPixel(),
+            QByteArray(reinterpret_cast<const char*>(dib.data()), static_cast<qsizetype>(dib.size()))};
+}
+// The formats a group of the test program must hold, in stored order.
+std::vector<FormatKey> ExpectedFormats(const GroupSpec& group) {
+    std::vector<FormatKey> keys;
+    for (const std::uint16_t id : group.icons)
+        for (const IconSpec& icon : kIcons)
+            if (icon.id == id && icon.size != 0) keys.push_back(KeyOf(MakeFormat(icon.size, icon.bits)));
+    return keys;
+}
+std::vector<FormatKey> FormatsOf(const CIconDoc& doc) {
+    std::vector<FormatKey> keys;
+    for (int i = 0; i < doc.GetFormatCount(); ++i) keys.push_back(KeyOf(doc.GetFormat(i)->Icon()));
+    return keys;
+}
+
+// What `tellurine-cli info --json` lists for a program: each group's name and its formats as
+// "WxH/bpp".
+std::vector<std::pair<QString, QStringList>> CliGroups(const QString& path) {
+    QProcess cli;
+    cli.start(TELLURINE_CLI, {"info", "--json", path});
+    if (!cli.waitForFinished(30000) || cli.exitCode() != 0) return {};
+    const QJsonArray files = QJsonDocument::fromJson(cli.readAllStandardOutput()).object()["files"].toArray();
+    std::vector<std::pair<QString, QStringList>> groups;
+    for (const QJsonValue group : files.at(0).toObject()["groups"].toArray()) {
+        const QJsonValue name = group.toObject()["name"];
+        QStringList formats;
+        for (const QJsonValue f : group.toObject()["formats"].toArray())
+            formats << QString("%1x%2/%3").arg(f["width"].toInt()).arg(f["height"].toInt()).arg(f["bpp"].toInt());
+        groups.emplace_back(name.isDouble() ? QString::number(name.toInt()) : name.toString(), formats);
+    }
+    return groups;
+}
+
+QStringList FormatTexts(const CIconDoc& doc) {
+    QStringList texts;
+    for (int i = 0; i < doc.GetFormatCount(); ++i)
+        texts << QString("%1x%2/%3").arg(doc.GetFormat(i)->Width()).arg(doc.GetFormat(i)->Height()).arg(doc.GetFormat(i)->BitCount());
+    return texts;
+}
+
+CFileExeMDI* FrameOf(StartedApp& s, CKvDocument* document) {
+    CKvMdiChild* child = s.app->MainFrame()->ChildOf(document);
+    return child != nullptr ? qobject_cast<CFileExeMDI*>(child->widget()) : nullptr;
+}
+
+// Opens a program and waits until every tile is made.
+CFileExeMDI* OpenLoaded(StartedApp& s, const QString& path) {
+    auto* document = qobject_cast<CFileExeDocument*>(s.app->OpenDocumentFile(path));
+    if (document == nullptr) return nullptr;
+    if (!QTest::qWaitFor([&] { return !document->IsLoading(); }, 20000)) return nullptr;
+    return FrameOf(s, document);
+}
+
+void Select(CFileExeMDI& frame, int row) {
+    frame.view->selectionModel()->select(frame.view->Model()->index(row), QItemSelectionModel::ClearAndSelect);
+}
+
+QString Status(StartedApp& s) { return s.app->MainFrame()->statusBar()->currentMessage(); }
+
+}  // namespace
+
+class ExeDocTest : public QObject {
+    Q_OBJECT
+private slots:
+    void listsTheGroupsTheCommandLineToolLists();
+    void readsWhileTheWindowIsUp();
+    void opensAndCopiesAGroup();
+    void savesGroupsAsIcoFiles();
+    void filesThatAreNotProgramsSayOnce();
+};
+
+void ExeDocTest::listsTheGroupsTheCommandLineToolLists() {
+    for (const bool pe64 : {false, true}) {
+        StartedApp s;
+        const QString path = s.Path("tool.dll");
+        WriteBytes(path, TestProgram(pe64));
+        const auto cli = CliGroups(path);
+        QCOMPARE(cli.size(), std::size_t{4});  // the unreadable group left out
+
+        CFileExeMDI* frame = OpenLoaded(s, path);
+        QVERIFY(frame != nullptr);
+        const CExeTileModel& model = *frame->view->Model();
+        QCOMPARE(model.rowCount(), static_cast<int>(cli.size()));
+        for (int row = 0; row < model.rowCount(); ++row) {
+            const QModelIndex index = model.index(row);
+            QCOMPARE(index.data(Qt::DisplayRole).toString(), cli[static_cast<std::size_t>(row)].first);
+            const auto count = cli[static_cast<std::size_t>(row)].second.size();
+            QCOMPARE(index.data(CExeTileModel::kInfoRole).toString(),
+                     count == 1 ? QString("1 format") : QString("%1 formats").arg(count));
+        }
+        // ExeDisplaySize 3 and ExeDisplayColor 3 show the 256-pixel format, scaled to the tile.
+        const ExeTile& first = *model.Tile(0);
+        QCOMPARE(first.shownSize, QSize(256, 256));
+        QCOMPARE(first.picture.deviceIndependentSize(), QSizeF(kExeTileIconSide, kExeTileIconSide));
+        QCOMPARE(model.Tile(3)->shownSize, QSize(48, 48));  // the largest of 16 and 48
+        QVERIFY(frame->view->Message().isEmpty());
+        QVERIFY(s.prompts->messages.empty());
+    }
+}
+
+void ExeDocTest::readsWhileTheWindowIsUp() {
+    StartedApp s;
+    // A library of many groups, so that reading takes a while.
+    std::vector<pe_test::Resource> resources;
+    for (std::uint16_t i = 1; i <= 150; ++i) {
+        resources.push_back({std::uint16_t{3}, i, 0, StoredImage({i, 256, 32, true})});
+        resources.push_back({std::uint16_t{14}, i, 0, pe_test::GroupData({{i}})});
+    }
+    const QString big = s.Path("big.dll");
+    WriteBytes(big, pe_test::WritePe(resources, true));
+
+    // The window is up at once, with "Loading ..." and no commands on the whole file yet.
+    auto* document = qobject_cast<CFileExeDocument*>(s.app->OpenDocumentFile(big));
+    QVERIFY(document != nullptr);
+    CFileExeMDI* frame = FrameOf(s, document);
+    QVERIFY(frame != nullptr && frame->isVisible());
+    QVERIFY(document->IsLoading());
+    QCOMPARE(Status(s), QString("Loading ..."));
+    QVERIFY(!frame->actSaveAll->isEnabled());
+    QTRY_VERIFY_WITH_TIMEOUT(!document->IsLoading(), 20000);
+    QCOMPARE(Status(s), QString("Ready"));
+    QCOMPARE(frame->view->Model()->rowCount(), 150);
+    QVERIFY(frame->actSaveAll->isEnabled());
+    QVERIFY(!frame->actOpen->isEnabled() && !frame->actCopy->isEnabled());
+
+    // Closed while it reads: the reading stops, nothing is said, the status bar comes back.
+    s.app->MainFrame()->ActiveChild()->close();
+    QTRY_VERIFY(s.app->MainFrame()->Children().empty());
+    auto* again = qobject_cast<CFileExeDocument*>(s.app->OpenDocumentFile(big));
+    QVERIFY(again != nullptr && again->IsLoading());
+    s.app->MainFrame()->ActiveChild()->close();
+    QTRY_VERIFY(s.app->MainFrame()->Children().empty());
+    QTRY_COMPARE(Status(s), QString("Ready"));
+    QVERIFY(s.prompts->messages.empty());
+
+    // A program without icons says so in its window.
+    const QString bare = s.Path("bare.exe");
+    WriteBytes(bare, pe_test::WritePe({}, false, nullptr, false));
+    CFileExeMDI* empty = OpenLoaded(s, bare);
+    QVERIFY(empty != nullptr);
+    QCOMPARE(empty->view->Model()->rowCount(), 0);
+    QCOMPARE(empty->view->Message(), QString("This file contains no icons."));
+    QVERIFY(!empty->actSaveAll->isEnabled());
+    QVERIFY(s.prompts->messages.empty());
+}
+
+void ExeDocTest::opensAndCopiesAGroup() {
+    StartedApp s;
+    const QString path = s.Path("tool.dll");
+    WriteBytes(path, TestProgram(false));
+    const auto cli = CliGroups(path);
+    CFileExeMDI* frame = OpenLoaded(s, path);
+    QVERIFY(frame != nullptr);
+
+    // Each group opens as a new project holding the formats the command-line tool lists for it,
+    // and the pixels stored in the program.
+    const int groupOfSpec[] = {0, 1, 3, 4};  // the tiles' groups (group 2 is left out)
+    for (int row = 0; row < frame->view->Model()->rowCount(); ++row) {
+        Select(*frame, row);
+        QVERIFY(frame->actOpen->isEnabled());
+        frame->actOpen->trigger();
+        auto* project = qobject_cast<CIconProject*>(s.app->MainFrame()->ActiveDocument());
+        QVERIFY(project != nullptr);
+        QCOMPARE(project->Title(), "tool.dll: " + cli[static_cast<std::size_t>(row)].first);
+        QCOMPARE(FormatTexts(project->Doc()), cli[static_cast<std::size_t>(row)].second);
+        QCOMPARE(FormatsOf(project->Doc()), ExpectedFormats(kGroups[static_cast<std::size_t>(groupOfSpec[row])]));
+        QVERIFY(!project->IsModified());
+    }
+
+    // Every group chosen: all open; copying and saving need exactly one.
+    const int before = static_cast<int>(s.app->MainFrame()->Children().size());
+    frame->view->selectAll();
+    QVERIFY(frame->actOpen->isEnabled() && !frame->actCopy->isEnabled() && !frame->actSaveIco->isEnabled());
+    frame->actOpen->trigger();
+    QCOMPARE(static_cast<int>(s.app->MainFrame()->Children().size()), before + 4);
+
+    // Copy puts the whole group on the clipboard as formats, and its largest as a picture.
+    Select(*frame, 0);
+    QVERIFY(frame->actCopy->isEnabled());
+    frame->actCopy->trigger();
+    const QMimeData* copied = QGuiApplication::clipboard()->mimeData();
+    QVERIFY(copied != nullptr);
+    const std::vector<CKvIcon> formats = FormatsFromMimeData(*copied);
+    std::vector<FormatKey> keys;
+    for (const CKvIcon& f : formats) keys.push_back(KeyOf(f));
+    QCOMPARE(keys, ExpectedFormats(kGroups[0]));
+    DeviceBitmap color, alpha;
+    QVERIFY(PictureFromMimeData(*copied, color, alpha));
+    QCOMPARE(color.Width(), 256);
+}
+
+void ExeDocTest::savesGroupsAsIcoFiles() {
+    StartedApp s;
+    const QString path = s.Path("tool.dll");
+    WriteBytes(path, TestProgram(true));
+    CFileExeMDI* frame = OpenLoaded(s, path);
+    QVERIFY(frame != nullptr);
+    const QString out = s.Path("out");
+    QVERIFY(QDir().mkpath(out));
+
+    // Save All: one .ico per group, named as the command-line tool names what it extracts, each
+    // reading back as the group's formats.
+    s.prompts->folderNames = {out};
+    frame->actSaveAll->trigger();
+    QVERIFY(s.prompts->messages.empty());
+    QStringList written = QDir(out).entryList(QDir::Files);
+    QStringList expected = kSavedNames;
+    written.sort();
+    expected.sort();
+    QCOMPARE(written, expected);
+    const int groupOfName[] = {0, 1, 3, 4};
+    for (int i = 0; i < kSavedNames.size(); ++i) {
+        const QByteArray bytes = ReadAll(QDir(out).filePath(kSavedNames[i]));
+        CIconDoc doc;
+        QVERIFY(ReadIconFile(std::span(reinterpret_cast<const std::uint8_t*>(bytes.constData()), bytes.size()), doc));
+        std::vector<FormatKey> got = FormatsOf(doc), want = ExpectedFormats(kGroups[static_cast<std::size_t>(groupOfName[i])]);
+        std::sort(got.begin(), got.end());  // the writer stores them in its save order
+        std::sort(want.begin(), want.end());
+        QCOMPARE(got, want);
+    }
+
+    // Again into the same folder: one question for the files there; "no" leaves them alone.
+    const QString one = QDir(out).filePath("tool-1.ico");
+    QFile::resize(one, 10);
+    s.prompts->folderNames = {out};
+    frame->actSaveAll->trigger();
+    QCOMPARE(s.prompts->questions.size(), std::size_t{1});
+    QVERIFY(s.prompts->questions[0].startsWith("4 of the files already exist in"));
+    QCOMPARE(QFileInfo(one).size(), 10);
+
+    // Save as .ico: the chosen group under the proposed name, beside the program; a name
+    // without the extension gets it; replacing asks first.
+    Select(*frame, 1);
+    s.prompts->saveNames = {s.Path("single")};
+    frame->actSaveIco->trigger();
+    QVERIFY(s.prompts->lastSuggested.endsWith("/tool-MAIN_ICON.ico"));
+    QVERIFY(QFileInfo(s.Path("single.ico")).size() > 0);
+    s.prompts->saveNames = {one};
+    s.prompts->yesNoAnswers = {true};
+    frame->actSaveIco->trigger();
+    QCOMPARE(s.prompts->questions.size(), std::size_t{2});
+    QCOMPARE(ReadAll(one), ReadAll(s.Path("single.ico")));
+
+    // A folder that is not there: one message naming what failed, nothing left behind.
+    QVERIFY(QDir(out).removeRecursively());
+    s.prompts->folderNames = {out};
+    frame->actSaveAll->trigger();
+    QCOMPARE(s.prompts->messages.size(), std::size_t{1});
+    QVERIFY(s.prompts->messages[0].text.contains("tool-MAIN_ICON.ico"));
+    QVERIFY(!QFileInfo::exists(out));
+}
+
+void ExeDocTest::filesThatAreNotProgramsSayOnce() {
+    StartedApp s;
+    pe_test::Layout layout;
+    std::vector<std::uint8_t> lost = TestProgram(false, &layout);
+    StoreU32(lost.data() + layout.resourceDirectory, 0x90000);  // the resources lie in no section
+
+    const struct {
+        const char* name;
+        std::vector<std::uint8_t> bytes;
+    } cases[] = {
+        {"tool.exe", {'M', 'Z', ' ', 'a', 'n', 'd', ' ', 'n', 'o', 't', 'h', 'i', 'n', 'g'}},
+        {"text.dll", std::vector<std::uint8_t>(200, 'x')},
+        {"lost.dll", lost},  // found out by the worker, after the window is up
+    };
+    for (const auto& c : cases) {
+        s.prompts->messages.clear();
+        WriteBytes(s.Path(c.name), c.bytes);
+        s.app->OpenDocumentFile(s.Path(c.name));
+        QTRY_VERIFY(s.app->MainFrame()->Children().empty());
+        QTRY_COMPARE(s.prompts->messages.size(), std::size_t{1});
+        QTest::qWait(50);
+        QCOMPARE(s.prompts->messages.size(), std::size_t{1});
+        QCOMPARE(s.prompts->messages[0].text, QString(text::kIconReadError));
+        QCOMPARE(Status(s), QString("Ready"));
+    }
+    QVERIFY(s.app->recentFiles.Entries().empty());
+}
+
+QTEST_MAIN(ExeDocTest)
+#include "exe_doc_test.moc"
