@@ -102,7 +102,7 @@ std::vector<Output> PlanProgram(const std::string& path, Job& job) {
 // stem. A file that cannot be read gives one output holding the reason.
 std::vector<Output> Plan(const std::string& path, Job& job) {
     std::string error;
-    if (!ReadFileBytes(path, job.bytes, kMaxMacFileBytes, error)) return Failure(ReadFailureLine(path, false));
+    if (!ReadFileBytes(path, job.bytes, kMaxMacFileBytes, error)) return Failure(path + ": " + error);
     if (ClassifyIconFile(path, job.bytes) == IconContainer::Pe) return PlanProgram(path, job);
     bool outOfMemory = false;
     IconFileContents& contents = job.contents;

@@ -8,10 +8,12 @@
 namespace tellurine::cli {
 
 bool ReadIconInput(const std::string& path, IconFileContents& contents, std::string* message) {
-    // The reason is not shown: the message is the same for every failure but lack of memory.
+    // A file that cannot be read says why ("cannot open: No such file or directory"); one that
+    // holds nothing readable gets the program's one message for damaged files.
     std::string error;
-    if (LoadIconContainer(path, contents, error)) return true;
-    const std::string line = ReadFailureLine(path, error == kOutOfMemoryText);
+    bool fileUnreadable = false;
+    if (LoadIconContainer(path, contents, error, &fileUnreadable)) return true;
+    const std::string line = fileUnreadable ? path + ": " + error : ReadFailureLine(path, error == kOutOfMemoryText);
     if (message != nullptr)
         *message = line;
     else

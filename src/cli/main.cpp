@@ -31,6 +31,14 @@ int main(int argc, char** argv) {
     commands["rotate"] = AddRotateCommand(app);
     commands["flip"] = AddFlipCommand(app);
 
+    // A word that names no command is told as such, with the commands there are.
+    if (argc > 1 && argv[1][0] != '-' && !commands.contains(argv[1])) {
+        std::string names;
+        for (const auto& [name, runner] : commands) names += (names.empty() ? "" : ", ") + name;
+        PrintError(std::string("unknown command \"") + argv[1] + "\"; the commands are " + names +
+                   " (see --help)");
+        return kExitUsage;
+    }
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {

@@ -147,10 +147,13 @@ bool ReadIconContainer(const std::string& path, std::span<const std::uint8_t> by
     return true;
 }
 
-bool LoadIconContainer(const std::string& path, IconFileContents& contents, std::string& error) {
+bool LoadIconContainer(const std::string& path, IconFileContents& contents, std::string& error,
+                       bool* fileUnreadable) {
     contents = {};
     std::vector<std::uint8_t> bytes;
-    if (!ReadFileBytes(path, bytes, kMaxMacFileBytes, error)) return false;
+    const bool read = ReadFileBytes(path, bytes, kMaxMacFileBytes, error);
+    if (fileUnreadable != nullptr) *fileUnreadable = !read;
+    if (!read) return false;
     bool outOfMemory = false;
     if (!ReadIconContainer(path, bytes, contents, &outOfMemory)) {
         error = outOfMemory ? kOutOfMemoryText : "not an icon file that can be read: " + path;

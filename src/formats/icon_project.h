@@ -63,8 +63,11 @@ bool ReadIconContainer(const std::string& path, std::span<const std::uint8_t> by
 inline constexpr const char* kOutOfMemoryText = "Out of memory to perform operation.";
 inline constexpr const char* kOutOfMemoryTitle = "Fatal error";
 // The same from the file at `path`; `error` says why it could not be read from disk, or is
-// kOutOfMemoryText when memory ran out.
-bool LoadIconContainer(const std::string& path, IconFileContents& contents, std::string& error);
+// kOutOfMemoryText when memory ran out. `fileUnreadable`, when given, is set when the file itself
+// could not be read (missing, not permitted, a folder, too large), as opposed to holding no icon
+// that can be read.
+bool LoadIconContainer(const std::string& path, IconFileContents& contents, std::string& error,
+                       bool* fileUnreadable = nullptr);
 
 // Writes a project in its own file format (see above) as the bytes of a file. `leftOut` receives
 // the indices of formats a Macintosh family has no element for. False, with `out` empty, when

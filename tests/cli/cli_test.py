@@ -39,7 +39,10 @@ class Usage(unittest.TestCase):
         self.assertEqual(version.returncode, 0)
         self.assertIn("tellurine-cli", version.stdout)
         self.assertEqual(run().returncode, 2)
-        self.assertEqual(run("frobnicate").returncode, 2)
+        unknown = run("frobnicate")
+        self.assertEqual(unknown.returncode, 2)
+        self.assertEqual(unknown.stderr, 'tellurine-cli: unknown command "frobnicate"; the commands are convert, create, '
+                                         'extract, filter, flip, info, reduce, resize, rotate (see --help)\n')
         self.assertEqual(run("reduce", "only-one-arg").returncode, 2)
         self.assertEqual(run("reduce", "a.png", "b.png", "--colors", "0").returncode, 2)
         self.assertEqual(run("reduce", "a.png", "b.png", "--colors", "257").returncode, 2)

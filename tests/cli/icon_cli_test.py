@@ -194,12 +194,23 @@ class Failures(IconCase):
         self.missing = self.path("missing.ico")
 
     def assertReadErrors(self, result, *paths):
+        """One line per file: why a file could not be read, or the message for damaged files."""
+        reasons = {self.missing: "cannot open: No such file or directory", self.dir: "is a folder"}
         self.assertEqual(result.returncode, 1)
-        self.assertEqual(result.stderr.splitlines(), [f"tellurine-cli: {p}: {READ_ERROR}" for p in paths])
+        self.assertEqual(result.stderr.splitlines(),
+                         [f"tellurine-cli: {p}: {reasons.get(p, READ_ERROR)}" for p in paths])
 
     def test_bad_files_fail_and_the_others_are_still_processed(self):
         result = run("info", self.damaged, self.good, self.missing)
         self.assertReadErrors(result, self.damaged, self.missing)
+        if os.geteuid() != 0:  # root reads any file
+            unreadable = self.path("unreadable.ico")
+            with open(unreadable, "wb") as f:
+                f.write(b"\0\0\1\0")
+            os.chmod(unreadable, 0)
+            self.assertEqual(run("info", unreadable).stderr,
+                             f"tellurine-cli: {unreadable}: cannot open: Permission denied\n")
+            os.remove(unreadable)
         self.assertTrue(result.stdout.startswith(f"{self.good}: ico, 5 formats\n"))
         result = run("info", "--json", self.missing, self.good)
         self.assertReadErrors(result, self.missing)
