@@ -11,6 +11,7 @@
 
 #include "cli/commands.h"
 #include "cli/icon_support.h"
+#include "formats/icns_codec.h"
 
 namespace tellurine::cli {
 
@@ -37,6 +38,15 @@ std::string FormatLines(const CIconDoc& doc, const std::string& indent) {
     return text;
 }
 
+//   skipped "TYPE" at OFFSET: REASON      (an element of a Macintosh family that was left out)
+std::string SkippedLines(const std::vector<IcnsSkippedElement>& skipped, const std::string& indent) {
+    std::string text;
+    for (const IcnsSkippedElement& e : skipped)
+        text += indent + "skipped \"" + PrintableIcnsType(e.type) + "\" at " + std::to_string(e.offset) + ": " +
+                IcnsSkipReasonText(e.reason) + "\n";
+    return text;
+}
+
 //   INDEX: WxH, BPP bpp, hotspot X,Y, rate R
 std::string StepLines(const std::vector<CAniObject>& steps) {
     std::string text;
@@ -59,12 +69,13 @@ std::string TextBlock(const std::string& path, const IconFileContents& contents)
         return text + Plural(contents.steps.size(), "step") + "\n" + StepLines(contents.steps);
     if (!contents.Named()) {
         const CIconDoc& doc = contents.icons.front().doc;
-        return text + Plural(static_cast<std::size_t>(doc.GetFormatCount()), "format") + "\n" + FormatLines(doc, "  ");
+        return text + Plural(static_cast<std::size_t>(doc.GetFormatCount()), "format") + "\n" + FormatLines(doc, "  ") +
+               SkippedLines(contents.icons.front().skipped, "  ");
     }
     text += Plural(contents.icons.size(), "icon") + "\n";
     for (const NamedIcon& icon : contents.icons)
         text += "  icon " + icon.name + ", " + Plural(static_cast<std::size_t>(icon.doc.GetFormatCount()), "format") +
-                "\n" + FormatLines(icon.doc, "    ");
+                "\n" + FormatLines(icon.doc, "    ") + SkippedLines(icon.skipped, "    ");
     return text;
 }
 
@@ -81,6 +92,15 @@ nlohmann::ordered_json JsonFormats(const CIconDoc& doc) {
                            {"png", f.Icon().IsCompressed()}});
     }
     return formats;
+}
+
+// Present only when an element was left out: [{"type", "offset", "reason"}, ...].
+void AddJsonSkipped(nlohmann::ordered_json& object, const std::vector<IcnsSkippedElement>& skipped) {
+    if (skipped.empty()) return;
+    nlohmann::ordered_json list = nlohmann::ordered_json::array();
+    for (const IcnsSkippedElement& e : skipped)
+        list.push_back({{"type", PrintableIcnsType(e.type)}, {"offset", e.offset}, {"reason", IcnsSkipReasonText(e.reason)}});
+    object["skipped"] = std::move(list);
 }
 
 nlohmann::ordered_json JsonFile(const std::string& path, const IconFileContents& contents) {
@@ -101,11 +121,15 @@ nlohmann::ordered_json JsonFile(const std::string& path, const IconFileContents&
     }
     if (!contents.Named()) {
         file["formats"] = JsonFormats(contents.icons.front().doc);
+        AddJsonSkipped(file, contents.icons.front().skipped);
         return file;
     }
     nlohmann::ordered_json groups = nlohmann::ordered_json::array();
-    for (const NamedIcon& icon : contents.icons)
-        groups.push_back({{"name", IconNameJson(icon)}, {"formats", JsonFormats(icon.doc)}});
+    for (const NamedIcon& icon : contents.icons) {
+        nlohmann::ordered_json group = {{"name", IconNameJson(icon)}, {"formats", JsonFormats(icon.doc)}};
+        AddJsonSkipped(group, icon.skipped);
+        groups.push_back(std::move(group));
+    }
     file["groups"] = std::move(groups);
     return file;
 }

@@ -17,6 +17,22 @@ const std::array<IcnsElementRow, kIcnsRowCount> kIcnsRows = {{
     {IcnsType("ic08"), 256, 256, 24, 0},  {IcnsType("ic09"), 512, 512, 24, 0}, {IcnsType("ic10"), 1024, 1024, 24, 0},
 }};
 
+std::string PrintableIcnsType(std::uint32_t type) {
+    static constexpr char kHex[] = "0123456789ABCDEF";
+    std::string text;
+    for (int shift = 24; shift >= 0; shift -= 8) {
+        const auto c = static_cast<unsigned char>(type >> shift);
+        if (c >= 0x20 && c < 0x7F && c != '\\') {
+            text += static_cast<char>(c);
+        } else {
+            text += "\\x";
+            text += kHex[c >> 4];
+            text += kHex[c & 15];
+        }
+    }
+    return text;
+}
+
 int FindIcnsRow(std::uint32_t type) {
     for (int i = 0; i < kIcnsRowCount; ++i)
         if (kIcnsRows[i].type == type) return i;

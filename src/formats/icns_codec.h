@@ -25,6 +25,10 @@ inline std::string IcnsTypeName(std::uint32_t type) {
             static_cast<char>(type)};
 }
 
+// The four characters of an element type for a listing: bytes outside printable ASCII (and the
+// backslash) as "\xNN".
+std::string PrintableIcnsType(std::uint32_t type);
+
 // One row of the classic element table. Depth 0: no colour part; mask depth 0: no mask part.
 struct IcnsElementRow {
     std::uint32_t type;
@@ -48,8 +52,9 @@ int FindIcnsMaskRow(std::int32_t width, std::int32_t height, int maskDepth);
 // Bytes of a top-down plane of `depth` bits a pixel, rows padded to the byte.
 std::size_t IcnsBufferSize(std::int32_t width, std::int32_t height, int depth);
 
-// The later elements that hold a whole picture as a PNG or JPEG 2000 stream, or as run-length
-// packed ARGB planes: their type and nominal pixel size. -1 for other types.
+// The later elements that hold a whole picture as a PNG or JPEG 2000 stream, as run-length packed
+// ARGB planes, or (up to 128 pixels) as run-length packed RGB planes with the 8-bit mask element
+// of their size: their type and nominal pixel size. -1 for other types.
 std::int32_t ModernIcnsElementSize(std::uint32_t type);
 
 // Unpacks `planeCount` planes of `planeSize` bytes each from run-length data into `planes`

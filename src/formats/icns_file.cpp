@@ -58,6 +58,7 @@ struct Element {
     std::uint32_t type = 0;
     int row = -1;                       // classic row, or -1 for a later element
     std::span<const std::uint8_t> data;
+    std::size_t offset = 0;             // of its header, from the start of the family
 };
 
 // Walks a family's elements, calling `visit` for each one whose data lies inside the bytes.
@@ -76,7 +77,7 @@ bool WalkElements(std::span<const std::uint8_t> family, Visit&& visit) {
         const std::uint32_t type = LoadBE32(family.data() + pos);
         const std::uint32_t length = LoadBE32(family.data() + pos + 4);
         if (length == 0 || length > kMaxIcnsLength || length < kHeaderSize || length > family.size() - pos) break;
-        visit(Element{type, FindIcnsRow(type), family.subspan(pos + kHeaderSize, length - kHeaderSize)});
+        visit(Element{type, FindIcnsRow(type), family.subspan(pos + kHeaderSize, length - kHeaderSize), pos});
         pos += length;
         consumed += length;
     }
@@ -150,106 +151,189 @@ bool MakeIndexedImage(int row, std::span<const std::uint8_t> pixels, std::span<c
     return true;
 }
 
-// A 32-bit image from the three packed planes of a true-colour element and its 8-bit mask.
-bool MakeTrueColorImage(int row, std::span<const std::uint8_t> data, std::span<const std::uint8_t> mask,
-                        CKvIcon& icon) {
-    const IcnsElementRow& r = kIcnsRows[row];
-    if (row == kIt32Row) {
-        if (data.size() < 4) return false;
-        data = data.subspan(4);
-    }
-    const std::size_t n = static_cast<std::size_t>(r.width) * static_cast<std::size_t>(r.height);
-    std::vector<std::uint8_t> planes;
-    if (!UnpackIcnsPlanes(data, 3, n, planes)) return false;
+// Why an element gave no image; nothing when it gave one.
+using Outcome = std::optional<IcnsSkipReason>;
+constexpr Outcome kMade = std::nullopt;
+
+bool IsStream(std::span<const std::uint8_t> data) { return IsPngStream(data) || IsJpeg2000Stream(data); }
+bool IsArgb(std::span<const std::uint8_t> data) { return data.size() >= 4 && LoadBE32(data.data()) == kArgbPrefix; }
+
+// A 32-bit image from top-down pixels: `channel(i, c)` gives byte c (blue, green, red, alpha) of
+// pixel i.
+template <typename Channel>
+bool MakeBgraImage(std::int32_t width, std::int32_t height, CKvIcon& icon, Channel&& channel) {
+    const std::size_t n = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
     std::vector<std::uint8_t> bgra(n * 4);
-    for (std::size_t i = 0; i < n; ++i) {
-        bgra[4 * i] = planes[2 * n + i];
-        bgra[4 * i + 1] = planes[n + i];
-        bgra[4 * i + 2] = planes[i];
-        bgra[4 * i + 3] = mask[i];
-    }
-    return icon.FromBgraRows(r.width, r.height, bgra.data()) != 0;
+    for (std::size_t i = 0; i < n; ++i)
+        for (std::size_t c = 0; c < 4; ++c) bgra[4 * i + c] = channel(i, c);
+    return icon.FromBgraRows(width, height, bgra.data()) != 0;
 }
 
-// A 32-bit image from a whole-picture stream: PNG, JPEG 2000, or "ARGB" and four packed planes
-// of the element's nominal size.
-bool MakeStreamImage(std::span<const std::uint8_t> data, std::int32_t nominal, CKvIcon& icon) {
+// Three packed planes (red, green, blue) and an 8-bit mask.
+Outcome PackedRgbImage(std::span<const std::uint8_t> data, std::int32_t width, std::int32_t height,
+                       std::span<const std::uint8_t> mask, CKvIcon& icon) {
+    const std::size_t n = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
+    std::vector<std::uint8_t> planes;
+    if (!UnpackIcnsPlanes(data, 3, n, planes)) return IcnsSkipReason::Damaged;
+    const bool made = MakeBgraImage(width, height, icon, [&](std::size_t i, std::size_t c) {
+        return c == 3 ? mask[i] : planes[(2 - c) * n + i];
+    });
+    return made ? kMade : IcnsSkipReason::TooLarge;
+}
+
+// Four packed planes (alpha, red, green, blue), after the "ARGB" prefix.
+Outcome ArgbImage(std::span<const std::uint8_t> data, std::int32_t width, std::int32_t height, CKvIcon& icon) {
+    const std::size_t n = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
+    std::vector<std::uint8_t> planes;
+    if (!UnpackIcnsPlanes(data.subspan(4), 4, n, planes)) return IcnsSkipReason::Damaged;
+    const bool made = MakeBgraImage(width, height, icon, [&](std::size_t i, std::size_t c) {
+        return planes[(c == 3 ? 0 : 3 - c) * n + i];
+    });
+    return made ? kMade : IcnsSkipReason::TooLarge;
+}
+
+// Unpacked pixels of 4 bytes (a padding byte, red, green, blue); alpha from the 8-bit mask, or
+// opaque without one.
+Outcome UnpackedImage(std::span<const std::uint8_t> data, std::int32_t width, std::int32_t height,
+                      std::span<const std::uint8_t> mask, CKvIcon& icon) {
+    const bool made = MakeBgraImage(width, height, icon, [&](std::size_t i, std::size_t c) {
+        if (c == 3) return mask.empty() ? std::uint8_t{255} : mask[i];
+        return data[4 * i + 3 - c];
+    });
+    return made ? kMade : IcnsSkipReason::TooLarge;
+}
+
+// A 32-bit image of the stream's own size from a PNG or JPEG 2000 stream.
+Outcome StreamImage(std::span<const std::uint8_t> data, CKvIcon& icon) {
     std::int32_t width = 0, height = 0;
     if (IsPngStream(data)) {
-        if (!PngDimensions(data, width, height) || std::int64_t{width} * height > kMaxIcnsStreamPixels) return false;
-        return icon.ReadImage(data, static_cast<std::uint32_t>(data.size()), 32) != 0;
+        if (!PngDimensions(data, width, height)) return IcnsSkipReason::BadStream;
+        if (std::int64_t{width} * height > kMaxIcnsStreamPixels) return IcnsSkipReason::TooLarge;
+        return icon.ReadImage(data, static_cast<std::uint32_t>(data.size()), 32) != 0 ? kMade : IcnsSkipReason::BadStream;
     }
+    if (Jpeg2000Dimensions(data, width, height) && std::int64_t{width} * height > kMaxIcnsStreamPixels)
+        return IcnsSkipReason::TooLarge;
     Block bgra;
-    if (IsJpeg2000Stream(data)) {
-        if (!DecodeJpeg2000ToBgra(data, width, height, bgra, kMaxIcnsStreamPixels)) return false;
-        return icon.FromBgraRows(width, height, bgra.data()) != 0;
+    if (!DecodeJpeg2000ToBgra(data, width, height, bgra, kMaxIcnsStreamPixels)) return IcnsSkipReason::BadStream;
+    return icon.FromBgraRows(width, height, bgra.data()) != 0 ? kMade : IcnsSkipReason::TooLarge;
+}
+
+// The mask elements of a family, by row: the first good one of each row.
+struct Masks {
+    std::array<std::span<const std::uint8_t>, kIcnsRowCount> data{};
+    std::array<bool, kIcnsRowCount> present{};
+
+    // The mask of a classic colour row: its mask-only row first, then the fallback. -1 when the
+    // family has neither.
+    [[nodiscard]] int For(int row) const {
+        for (int m : MaskRowsFor(row))
+            if (m >= 0 && present[m]) return m;
+        return -1;
     }
-    if (nominal > 0 && data.size() >= 4 && LoadBE32(data.data()) == kArgbPrefix) {
-        const std::size_t n = static_cast<std::size_t>(nominal) * static_cast<std::size_t>(nominal);
-        std::vector<std::uint8_t> planes;
-        if (!UnpackIcnsPlanes(data.subspan(4), 4, n, planes)) return false;
-        std::vector<std::uint8_t> rows(n * 4);
-        for (std::size_t i = 0; i < n; ++i) {
-            rows[4 * i] = planes[3 * n + i];
-            rows[4 * i + 1] = planes[2 * n + i];
-            rows[4 * i + 2] = planes[n + i];
-            rows[4 * i + 3] = planes[i];
-        }
-        return icon.FromBgraRows(nominal, nominal, rows.data()) != 0;
+};
+
+// A classic 32-bit element ("is32", "il32", "ih32", "it32") that is not a stream: "ARGB" and four
+// packed planes, unpacked pixels, or three packed planes with the 8-bit mask.
+Outcome TrueColorImage(int row, std::span<const std::uint8_t> data, const Masks& masks, CKvIcon& icon) {
+    const IcnsElementRow& r = kIcnsRows[row];
+    if (IsArgb(data) && ArgbImage(data, r.width, r.height, icon) == kMade) return kMade;
+    const int maskRow = masks.For(row);
+    const std::span<const std::uint8_t> mask = maskRow >= 0 ? masks.data[maskRow] : std::span<const std::uint8_t>();
+    if (data.size() == IcnsBufferSize(r.width, r.height, 32)) return UnpackedImage(data, r.width, r.height, mask, icon);
+    if (maskRow < 0) return IcnsSkipReason::NoMask;
+    if (row == kIt32Row) {
+        if (data.size() < 4) return IcnsSkipReason::Damaged;
+        data = data.subspan(4);
     }
-    return false;
+    return PackedRgbImage(data, r.width, r.height, mask, icon);
+}
+
+// A later element that is not a stream: "ARGB" and four packed planes, or up to 128 pixels three
+// packed planes with the 8-bit mask of its size.
+Outcome LaterElementImage(std::uint32_t type, std::span<const std::uint8_t> data, const Masks& masks, CKvIcon& icon) {
+    const std::int32_t size = ModernIcnsElementSize(type);
+    if (size <= 0) return IcnsSkipReason::UnknownData;
+    if (IsArgb(data)) return ArgbImage(data, size, size, icon);
+    const int maskRow = FindIcnsMaskRow(size, size, 8);
+    if (maskRow < 0) return IcnsSkipReason::UnknownData;
+    if (!masks.present[maskRow]) return IcnsSkipReason::NoMask;
+    return PackedRgbImage(data, size, size, masks.data[maskRow], icon);
+}
+
+// One element that holds a picture, decoded into `icon`. Indexed and 1-bit elements have passed
+// their size check and are read as such. Otherwise a stream is read as one whatever the type;
+// should a classic 32-bit element's stream fail, its data is tried in the classic forms (packed
+// data can begin with the bytes of a stream's signature).
+Outcome ElementImage(const Element& e, const Masks& masks, CKvIcon& icon) {
+    if (e.row >= 0 && e.row < kFirstStreamRow && !IsTrueColorRow(e.row)) {
+        const int maskRow = masks.For(e.row);
+        if (maskRow < 0) return IcnsSkipReason::NoMask;
+        return MakeIndexedImage(e.row, e.data, masks.data[maskRow], icon) ? kMade : IcnsSkipReason::TooLarge;
+    }
+    Outcome streamOutcome = kMade;
+    if (IsStream(e.data)) {
+        streamOutcome = StreamImage(e.data, icon);
+        if (!streamOutcome || !IsTrueColorRow(e.row)) return streamOutcome;
+    }
+    const Outcome outcome = e.row < 0              ? LaterElementImage(e.type, e.data, masks, icon)
+                            : IsTrueColorRow(e.row) ? TrueColorImage(e.row, e.data, masks, icon)
+                                                    : Outcome(IcnsSkipReason::UnknownData);
+    return outcome && streamOutcome ? streamOutcome : outcome;
 }
 
 // Reads a family into `group`; `budget` is what may still be decoded, and shrinks by what was.
-bool ReadFamily(std::span<const std::uint8_t> family, CIconGroup& group, std::size_t& budget) {
-    std::vector<Element> colors;
-    std::array<std::span<const std::uint8_t>, kIcnsRowCount> masks{};
-    std::array<bool, kIcnsRowCount> haveMask{};
+// Elements left out go to `skipped` (when given) with offsets from `base` plus their place in
+// the family.
+bool ReadFamily(std::span<const std::uint8_t> family, CIconGroup& group, std::size_t& budget,
+                std::vector<IcnsSkippedElement>* skipped, std::size_t base) {
+    const auto skip = [&](const Element& e, IcnsSkipReason reason) {
+        if (skipped != nullptr) skipped->push_back({e.type, base + e.offset, reason});
+    };
+    // Pictures in file order, each with the reason it was skipped when that is known from the walk.
+    std::vector<std::pair<Element, Outcome>> pictures;
+    Masks masks;
     const bool walked = WalkElements(family, [&](const Element& e) {
         if (e.row < 0) {
-            if (ModernIcnsElementSize(e.type) > 0) colors.push_back(e);
+            if (ModernIcnsElementSize(e.type) > 0 || IsStream(e.data)) pictures.push_back({e, kMade});
             return;
         }
         if (e.row >= kFirstStreamRow || IsTrueColorRow(e.row)) {
-            colors.push_back(e);
+            pictures.push_back({e, kMade});
             return;
         }
         std::span<const std::uint8_t> color, mask;
-        if (!SplitClassicElement(e.row, e.data, color, mask)) return;
-        if (kIcnsRows[e.row].maskDepth > 0 && !haveMask[e.row]) {
-            masks[e.row] = mask;
-            haveMask[e.row] = true;
+        if (!SplitClassicElement(e.row, e.data, color, mask)) {
+            // A stream under the type of an indexed or mask element is a picture of its own.
+            if (IsStream(e.data)) pictures.push_back({Element{e.type, -1, e.data, e.offset}, kMade});
+            else pictures.push_back({e, IcnsSkipReason::Damaged});
+            return;
         }
-        if (IsColorRow(e.row)) colors.push_back({e.type, e.row, color});
+        if (kIcnsRows[e.row].maskDepth > 0 && !masks.present[e.row]) {
+            masks.data[e.row] = mask;
+            masks.present[e.row] = true;
+        }
+        if (IsColorRow(e.row)) pictures.push_back({Element{e.type, e.row, color, e.offset}, kMade});
     });
     if (!walked) return false;
 
     std::vector<CKvIcon> images;
     std::size_t decoded = 0;  // never more than budget
-    for (const Element& e : colors) {
-        CKvIcon icon;
-        bool made = false;
-        if (e.row < 0) {
-            made = MakeStreamImage(e.data, ModernIcnsElementSize(e.type), icon);
-        } else if (e.row >= kFirstStreamRow) {
-            made = MakeStreamImage(e.data, 0, icon);
-        } else {
-            // A colour element without its mask is not imported.
-            const std::array<int, 2> maskRows = MaskRowsFor(e.row);
-            int maskRow = -1;
-            for (int m : maskRows)
-                if (m >= 0 && haveMask[m]) {
-                    maskRow = m;
-                    break;
-                }
-            if (maskRow < 0) continue;
-            made = IsTrueColorRow(e.row) ? MakeTrueColorImage(e.row, e.data, masks[maskRow], icon)
-                                          : MakeIndexedImage(e.row, e.data, masks[maskRow], icon);
+    for (const auto& [e, walkOutcome] : pictures) {
+        if (walkOutcome) {
+            skip(e, *walkOutcome);
+            continue;
         }
-        if (!made) continue;
+        CKvIcon icon;
+        if (const Outcome outcome = ElementImage(e, masks, icon)) {
+            skip(e, *outcome);
+            continue;
+        }
         // Pictures of 256 pixels and more are PNG-compressed when saved as a Windows icon.
         icon.SetCompressed(icon.Width() >= 256 && icon.Height() >= 256);
-        if (icon.GetBlock().size() > budget - decoded) break;
+        if (icon.GetBlock().size() > budget - decoded) {
+            skip(e, IcnsSkipReason::TooLarge);
+            continue;
+        }
         decoded += icon.GetBlock().size();
         images.push_back(std::move(icon));
     }
@@ -386,15 +470,32 @@ std::vector<std::size_t> FindIcnsFamilies(std::span<const std::uint8_t> file) {
 int CountIcnsImages(std::span<const std::uint8_t> family) {
     int count = 0;
     WalkElements(family, [&count](const Element& e) {
-        if (e.row < 0 ? ModernIcnsElementSize(e.type) > 0 : IsColorRow(e.row)) ++count;
+        if (e.row < 0) {
+            if (ModernIcnsElementSize(e.type) > 0 || IsStream(e.data)) ++count;
+            return;
+        }
+        std::span<const std::uint8_t> color, mask;
+        if (IsColorRow(e.row) || (IsStream(e.data) && !SplitClassicElement(e.row, e.data, color, mask))) ++count;
     });
     return count;
 }
 
-bool ReadIcnsFamily(std::span<const std::uint8_t> family, CIconGroup& group) {
+const char* IcnsSkipReasonText(IcnsSkipReason reason) {
+    switch (reason) {
+        case IcnsSkipReason::Damaged: return "damaged data";
+        case IcnsSkipReason::NoMask: return "no mask element";
+        case IcnsSkipReason::BadStream: return "undecodable stream";
+        case IcnsSkipReason::UnknownData: return "unknown data";
+        case IcnsSkipReason::TooLarge: return "over the size limit";
+    }
+    return "";
+}
+
+bool ReadIcnsFamily(std::span<const std::uint8_t> family, CIconGroup& group, std::vector<IcnsSkippedElement>* skipped) {
     std::size_t budget = kMaxIcnsDecodedBytes;
+    if (skipped != nullptr) skipped->clear();
     try {
-        return ReadFamily(family, group, budget);
+        return ReadFamily(family, group, budget, skipped, 0);
     } catch (const std::bad_alloc&) {
         return false;
     }
@@ -496,7 +597,7 @@ std::vector<MacIconFamily> ReadMacResourceFamilies(std::span<const std::uint8_t>
         family.offset = offset;
         bool read = false;
         try {
-            read = ReadFamily(file.subspan(offset), family.group, budget);
+            read = ReadFamily(file.subspan(offset), family.group, budget, &family.skipped, offset);
         } catch (const std::bad_alloc&) {
             read = false;
         }
@@ -518,19 +619,30 @@ std::vector<MacIconFamily> ReadMacResourceFamilies(std::span<const std::uint8_t>
     return families;
 }
 
-bool ReadIcnsFile(std::span<const std::uint8_t> file, CIconDoc& doc) {
+bool ReadIcnsFile(std::span<const std::uint8_t> file, CIconDoc& doc, std::vector<IcnsSkippedElement>* skipped) {
     doc.RemoveAll();
     // The located family is read; should it give nothing (the scan can stop at a file type
     // "icns" in a MacBinary header), the scan goes on from there.
     CIconGroup group;
+    std::vector<IcnsSkippedElement> left;
     std::size_t from = 0;
     std::optional<std::size_t> start = LocateIcnsFamily(file);
     for (std::size_t tries = 0; start && tries < kMaxMacFamilies; ++tries) {
-        if (ReadIcnsFamily(file.subspan(from + *start), group)) break;
+        left.clear();
+        std::size_t budget = kMaxIcnsDecodedBytes;
+        bool read = false;
+        try {
+            read = ReadFamily(file.subspan(from + *start), group, budget, &left, from + *start);
+        } catch (const std::bad_alloc&) {
+            read = false;
+        }
+        if (read) break;
         from += *start + 1;
         start = FindNextIcns(file.subspan(from));
     }
+    if (skipped != nullptr) skipped->clear();
     if (group.FormatCount() == 0 || !doc.TakeFormats(group)) return false;
+    if (skipped != nullptr) *skipped = std::move(left);
     doc.macintosh = true;
     return true;
 }

@@ -40,15 +40,46 @@ std::optional<std::size_t> LocateIcnsFamily(std::span<const std::uint8_t> file);
 // only positions below the data length minus 3,072 count. Offsets are from the start of `file`.
 std::vector<std::size_t> FindIcnsFamilies(std::span<const std::uint8_t> file);
 
-// The number of colour images a family holds, counting elements the way the reader walks them
-// (masks are not counted).
+// The number of pictures a family holds, counting elements the way the reader walks them: the
+// classic colour elements, the later elements, and any other element whose data is a PNG or
+// JPEG 2000 stream (masks are not counted).
 int CountIcnsImages(std::span<const std::uint8_t> family);
 
-// Reads the family that starts at the first byte of `family` and appends one image per colour
-// element that has its mask (classic elements) or decodes (PNG, JPEG 2000 and ARGB elements).
-// Damaged elements are dropped one by one. True when at least one image was made; the group is
-// unchanged otherwise.
-bool ReadIcnsFamily(std::span<const std::uint8_t> family, CIconGroup& group);
+// Why an element that holds a picture gave no image.
+enum class IcnsSkipReason {
+    Damaged,      // its data has neither the size nor the form its type holds
+    NoMask,       // it needs a mask element that the family lacks (or holds damaged)
+    BadStream,    // its PNG or JPEG 2000 stream cannot be decoded
+    UnknownData,  // neither a stream nor any other form its type can hold
+    TooLarge,     // over the limits on one picture or on what a family may decode to
+};
+
+// An element left out of a family, and why. Mask elements are listed when their data is damaged.
+struct IcnsSkippedElement {
+    std::uint32_t type = 0;
+    std::size_t offset = 0;  // of the element's 8-byte header, from the start of what was read
+    IcnsSkipReason reason = IcnsSkipReason::Damaged;
+};
+
+// A few words for the reason: "damaged data", "no mask element", "undecodable stream",
+// "unknown data", "over the size limit".
+const char* IcnsSkipReasonText(IcnsSkipReason reason);
+
+// Reads the family that starts at the first byte of `family` and appends one image per element
+// that holds a picture and decodes; the elements that do not are skipped one by one and, when
+// `skipped` is given, listed there in file order (offsets from the start of `family`).
+//  - Classic colour elements need their mask, except the 32-bit ones stored unpacked: "is32",
+//    "il32", "ih32", "it32" whose data is exactly width x height x 4 bytes, a padding byte and
+//    red, green, blue for each pixel; their alpha comes from the 8-bit mask when the family holds
+//    it, else they are opaque.
+//  - Later elements: a PNG or JPEG 2000 stream, "ARGB" and four packed planes, or (up to 128
+//    pixels, "icp4" and "icp5" as some tools wrote them) three packed planes like "is32" with the
+//    8-bit mask of their size.
+//  - Any element whose data is a PNG or JPEG 2000 stream is read as that stream, whatever its
+//    type ("il32", "is32", or a type of no table at all), at the stream's own size.
+// True when at least one image was made; the group is unchanged otherwise.
+bool ReadIcnsFamily(std::span<const std::uint8_t> family, CIconGroup& group,
+                    std::vector<IcnsSkippedElement>* skipped = nullptr);
 
 // Writes the project's formats as one family. A format is written when a classic element has its
 // width, height and depth (32 bits count as 24): 1, 4 and 8 bits with a 1-bit mask element, 24
@@ -67,6 +98,7 @@ struct MacIconFamily {
     std::optional<std::int32_t> number;  // the resource number, when the name is one
     std::size_t offset = 0;
     CIconGroup group;
+    std::vector<IcnsSkippedElement> skipped;  // offsets from the start of the file
 };
 
 // The families of a resource or MacBinary file that hold at least one image, in file order (of
@@ -74,7 +106,9 @@ struct MacIconFamily {
 std::vector<MacIconFamily> ReadMacResourceFamilies(std::span<const std::uint8_t> file);
 
 // Reads a ".icns" file's family into the document's formats and sets its Macintosh flag. False
-// (document emptied) when no family is found or it holds no image.
-bool ReadIcnsFile(std::span<const std::uint8_t> file, CIconDoc& doc);
+// (document emptied) when no family is found or it holds no image. `skipped`, when given, lists
+// the elements of the family read that were left out (offsets from the start of the file); it is
+// emptied on failure.
+bool ReadIcnsFile(std::span<const std::uint8_t> file, CIconDoc& doc, std::vector<IcnsSkippedElement>* skipped = nullptr);
 
 }  // namespace tellurine

@@ -95,14 +95,14 @@ bool ReadIconContainer(const std::string& path, std::span<const std::uint8_t> by
             }
             case IconContainer::Icns: {
                 NamedIcon icon;
-                if (!ReadIcnsFile(bytes, icon.doc)) return false;
+                if (!ReadIcnsFile(bytes, icon.doc, &icon.skipped)) return false;
                 contents.icons.push_back(std::move(icon));
                 break;
             }
             case IconContainer::Resource:
             case IconContainer::MacBinary:
                 for (MacIconFamily& family : ReadMacResourceFamilies(bytes)) {
-                    NamedIcon icon{family.name, family.number, {}};
+                    NamedIcon icon{family.name, family.number, {}, std::move(family.skipped)};
                     icon.doc.macintosh = true;
                     icon.doc.name = family.name;
                     if (!icon.doc.TakeFormats(family.group)) throw std::bad_alloc();

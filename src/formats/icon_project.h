@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "formats/ani_file.h"
+#include "formats/icns_file.h"
 #include "icon/format_maker.h"
 #include "icon/icon_doc.h"
 #include "image/file_io.h"
@@ -35,6 +36,9 @@ struct NamedIcon {
     std::string name;
     std::optional<std::int32_t> number;  // set when the name is a resource number
     CIconDoc doc;
+    // The elements of a Macintosh family that hold a picture but were left out (offsets from
+    // the start of the file).
+    std::vector<IcnsSkippedElement> skipped{};
 };
 
 struct IconFileContents {

@@ -1,8 +1,15 @@
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <functional>
+#include <iterator>
+#include <optional>
 #include <random>
 #include <string>
 #include <vector>
@@ -12,6 +19,7 @@
 #include "formats/icon_project.h"
 #include "image/bytes.h"
 #include "image/dib_block.h"
+#include "imaging/codecs.h"
 
 namespace tellurine {
 namespace {
@@ -312,6 +320,169 @@ TEST(IcnsFamily, LaterElementsAreRead) {
     EXPECT_EQ(Pixels(*group.FormatAt(0))[17], (Rgba{10, 20, 30, 200}));
     EXPECT_EQ(group.FormatAt(1)->Width(), 1024u);  // the stream's own size, not the nominal 128
     EXPECT_TRUE(group.FormatAt(1)->IsCompressed());
+}
+
+// ---- Elements beyond the classic forms ----
+
+// The picture the new forms are built from: every channel varies, the alpha through five levels
+// from 15 to 255.
+Rgba Picture(int x, int y) {
+    return {std::uint8_t(x * 16 + 3), std::uint8_t(y * 8), std::uint8_t((x ^ y) * 4), std::uint8_t((x * 7 + y * 3) % 5 * 60 + 15)};
+}
+
+// Pixels of a size-by-size picture in the element forms, rows top-down.
+Bytes Unpacked(int size, std::uint8_t padding) {  // padding byte, red, green, blue
+    Bytes out;
+    for (int y = 0; y < size; ++y)
+        for (int x = 0; x < size; ++x) {
+            const Rgba p = Picture(x, y);
+            out.insert(out.end(), {padding, p.r, p.g, p.b});
+        }
+    return out;
+}
+Bytes Channel(int size, std::uint8_t Rgba::*channel) {
+    Bytes out;
+    for (int y = 0; y < size; ++y)
+        for (int x = 0; x < size; ++x) out.push_back(Picture(x, y).*channel);
+    return out;
+}
+Bytes PackedRgb(int size) {
+    Bytes out;
+    for (auto channel : {&Rgba::r, &Rgba::g, &Rgba::b}) PackIcnsPlane(Channel(size, channel), out);
+    return out;
+}
+Bytes PngOf(int size) {
+    Bytes out;
+    EXPECT_TRUE(EncodePng(MakeIcon32(size, size, Picture).To32BitDib(), out));
+    return out;
+}
+
+// What libicns decodes from a family (its picture of the given size), or nothing when icns2png is
+// not installed or does not read the family.
+std::optional<std::vector<Rgba>> Icns2Png(const Bytes& family, int size) {
+    static const bool installed = std::system("command -v icns2png >/dev/null 2>&1") == 0;
+    if (!installed) return std::nullopt;
+    const std::filesystem::path dir = std::filesystem::temp_directory_path() / ("tellurine-icns2png-" + std::to_string(::getpid()));
+    std::filesystem::remove_all(dir);
+    std::filesystem::create_directories(dir);
+    std::ofstream(dir / "judge.icns", std::ios::binary).write(reinterpret_cast<const char*>(family.data()),
+                                                               static_cast<std::streamsize>(family.size()));
+    const std::string command = "cd '" + dir.string() + "' && icns2png -x judge.icns >/dev/null 2>&1";
+    [[maybe_unused]] const int status = std::system(command.c_str());
+    std::ifstream in(dir / ("judge_" + std::to_string(size) + "x" + std::to_string(size) + "x32.png"), std::ios::binary);
+    const Bytes png((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    std::filesystem::remove_all(dir);
+    CKvIcon icon;
+    if (png.empty() || icon.ReadImage(png, static_cast<std::uint32_t>(png.size()), 32) == 0) return std::nullopt;
+    return Pixels(icon);
+}
+
+struct Skip {
+    std::string type;
+    IcnsSkipReason reason;
+    bool operator==(const Skip&) const = default;
+};
+
+TEST(IcnsFamily, ElementsBeyondTheClassicFormsAndSkippedOnes) {
+    const Bytes s8mk = Channel(16, &Rgba::a), l8mk = Channel(32, &Rgba::a);
+    Bytes it32Unpacked = Unpacked(128, 0);
+    Bytes brokenPng = PngOf(32);
+    brokenPng.resize(brokenPng.size() / 2);
+    struct Case {
+        const char* name;
+        Bytes family;
+        std::vector<std::uint32_t> widths;  // of the images made, in element order
+        std::vector<Skip> skipped;
+        int pictureSize = 0;  // when not 0, the first image is Picture at this size, its alpha...
+        bool opaque = false;  // ...or 255 when the element has no mask
+        Bytes judge{};        // a family libicns reads to the first image (empty: none)
+    };
+    const std::vector<Case> cases = {
+        {"unpacked il32 with its mask", Family({{"il32", Unpacked(32, 0)}, {"l8mk", l8mk}}), {32}, {}, 32, false,
+         Family({{"il32", Unpacked(32, 0)}, {"l8mk", l8mk}})},
+        {"unpacked il32 alone is opaque, its padding ignored", Family({{"il32", Unpacked(32, 0x7F)}}), {32}, {}, 32, true,
+         Family({{"il32", Unpacked(32, 0x7F)}, {"l8mk", Bytes(32 * 32, 255)}})},
+        {"unpacked it32 has no prefix", Family({{"it32", it32Unpacked}}), {128}, {}, 0},
+        {"packed icp4 with its mask reads like is32", Family({{"icp4", PackedRgb(16)}, {"s8mk", s8mk}}), {16}, {}, 16,
+         false, Family({{"is32", PackedRgb(16)}, {"s8mk", s8mk}})},
+        {"PNG streams under a classic type, a mask type and no known type",
+         Family({{"il32", PngOf(32)}, {"h8mk", PngOf(20)}, {"icsb", PngOf(18)}}), {32, 20, 18}, {}, 32},
+        {"undecodable elements are skipped and the rest opens",
+         Family({{"is32", Bytes{0x80, 1}}, {"s8mk", s8mk}, {"icp5", PackedRgb(32)}, {"ICN#", Bytes(256, 0xFF)},
+                 {"l8mk", Bytes(1000, 255)}, {"ic08", Bytes(64, 7)}, {"ic07", brokenPng}, {"TOC ", Bytes(8, 0)}}),
+         {32},
+         {{"is32", IcnsSkipReason::Damaged},
+          {"icp5", IcnsSkipReason::NoMask},  // its "l8mk" is damaged
+          {"l8mk", IcnsSkipReason::Damaged},
+          {"ic08", IcnsSkipReason::UnknownData},
+          {"ic07", IcnsSkipReason::BadStream}}},
+        {"nothing showable is refused", Family({{"il32", PackedRgb(32)}, {"ic09", brokenPng}}), {},
+         {{"il32", IcnsSkipReason::NoMask}, {"ic09", IcnsSkipReason::BadStream}}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        CIconGroup group;
+        std::vector<IcnsSkippedElement> skipped;
+        EXPECT_EQ(ReadIcnsFamily(c.family, group, &skipped), !c.widths.empty());
+        std::vector<std::uint32_t> widths;
+        for (int i = 0; i < group.FormatCount(); ++i) widths.push_back(group.FormatAt(i)->Width());
+        EXPECT_EQ(widths, c.widths);
+        std::vector<Skip> reasons;
+        for (const IcnsSkippedElement& s : skipped) {
+            reasons.push_back({IcnsTypeName(s.type), s.reason});
+            ASSERT_LT(s.offset + 8, c.family.size());
+            EXPECT_EQ(LoadBE32(c.family.data() + s.offset), s.type);  // the offset is the element's header
+        }
+        EXPECT_TRUE(reasons == c.skipped);
+        if (c.pictureSize == 0 || group.FormatCount() == 0) continue;
+        const std::vector<Rgba> read = Pixels(*group.FormatAt(0));
+        std::vector<Rgba> expected = Pixels(MakeIcon32(c.pictureSize, c.pictureSize, Picture));
+        if (c.opaque)
+            for (Rgba& p : expected) p.a = 255;
+        EXPECT_TRUE(read == expected);
+        if (const auto judged = c.judge.empty() ? std::nullopt : Icns2Png(c.judge, c.pictureSize)) {
+            EXPECT_TRUE(read == *judged) << "libicns reads it otherwise";
+        }
+    }
+
+    // Streams count as pictures whatever their type.
+    EXPECT_EQ(CountIcnsImages(Family({{"s8mk", s8mk}, {"h8mk", PngOf(20)}, {"icsb", PngOf(18)}, {"icsb", Bytes(9, 0)}})), 2);
+
+    // In a file the offsets count from the file's start.
+    Bytes wrapped(128, 0);
+    const Bytes family = Family({{"ICN#", Bytes(256, 0xFF)}, {"is32", Bytes{0x80, 1}}});
+    wrapped.insert(wrapped.end(), family.begin(), family.end());
+    CIconDoc doc;
+    std::vector<IcnsSkippedElement> skipped;
+    ASSERT_TRUE(ReadIcnsFile(wrapped, doc, &skipped));
+    ASSERT_EQ(skipped.size(), 1u);
+    EXPECT_EQ(skipped[0].offset, 128u + 8 + 8 + 256);
+}
+
+// Real files that other readers refuse or read only in part open with all their sizes.
+TEST(IcnsFiles, CorpusFamiliesOpenWithAllTheirSizes) {
+#ifdef TELLURINE_CORPUS_DIR
+    const std::filesystem::path corpus = TELLURINE_CORPUS_DIR;
+#else
+    const std::filesystem::path corpus = std::filesystem::path(__FILE__).parent_path() / "../../../shared/corpus-dev";
+#endif
+    if (!std::filesystem::is_directory(corpus / "icns")) GTEST_SKIP() << "no development corpus beside the checkout";
+    const std::pair<const char*, std::vector<std::uint32_t>> files[] = {
+        {"quicksilver__Quicksilver_Resources_Images_AlertCautionIcon.icns", {16, 32, 128, 256, 512}},  // packed icp4, icp5
+        {"twelvemonkeys__imageio-icns_src_test_resources_icns_XMLExport.icns", {128, 48, 32, 16}},    // unpacked, no masks
+    };
+    for (const auto& [name, sizes] : files) {
+        SCOPED_TRACE(name);
+        std::ifstream in(corpus / "icns" / name, std::ios::binary);
+        const Bytes bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+        CIconDoc doc;
+        std::vector<IcnsSkippedElement> skipped;
+        ASSERT_TRUE(ReadIcnsFile(bytes, doc, &skipped));
+        std::vector<std::uint32_t> widths;
+        for (int i = 0; i < doc.GetFormatCount(); ++i) widths.push_back(doc.GetFormat(i)->Icon().Width());
+        EXPECT_EQ(widths, sizes);
+        EXPECT_TRUE(skipped.empty());
+    }
 }
 
 TEST(IcnsFiles, LocatingAndScanningFamilies) {
