@@ -25,7 +25,8 @@ enum class IconFileType { Icon = 1, Cursor = 2 };
 // directory entry in file order, each image read at the entry's offset with the entry's byte
 // count and bit count (CKvIcon::ReadImage; in a cursor the bit count field holds the hotspot's y
 // and is used all the same). The directory's sizes and colour counts are not used; the images'
-// own headers decide. A successful read clears the Macintosh flag. The file fails as a whole:
+// own headers decide, and a PNG image keeps the entry's depth only when its pixels fit it without
+// loss (any other PNG, and any depth other than 1, 4, 8 or 24, gives 32 bits with alpha). A successful read clears the Macintosh flag. The file fails as a whole:
 // a type other than 1 or 2, a count of 0, a directory or image offset outside the data, or any
 // image that cannot be read. On failure `doc` is left empty. `type` receives the header's type.
 // A cursor sets the document's cursor flag and gives each format's image the hotspot of its

@@ -24,6 +24,12 @@ namespace {
 
 constexpr std::uint32_t kWhite = 0x00FFFFFF;
 
+// Sizes of the longer bitmap information headers an icon image may begin with.
+constexpr std::size_t kV4HeaderSize = 108;
+constexpr std::size_t kV5HeaderSize = 124;
+// The compression with four colour masks (kBitFields has three).
+constexpr std::uint32_t kAlphaBitFields = 6;
+
 bool IsConvertibleDepth(int bits) {
     return bits == 1 || bits == 4 || bits == 8 || bits == 24 || bits == 32;
 }
@@ -346,8 +352,12 @@ int CKvIcon::ReadImage(Archive& ar, std::uint32_t byteCount, std::uint32_t bitCo
     std::uint8_t raw[kInfoHeaderSize];
     if (!ar.Read(raw, sizeof raw)) return 0;
     ar.Seek(start);
-    const BitmapInfoHeader header = BitmapInfoHeader::Load(raw);
-    if (header.size != kInfoHeaderSize) return 0;
+    BitmapInfoHeader header = BitmapInfoHeader::Load(raw);
+    // The 108- and 124-byte headers begin with the 40 bytes of the plain one; what they add
+    // (colour masks, colour space, a colour profile after the pixels) is not used. The colour
+    // table follows the header whatever its size.
+    const std::size_t headerSize = header.size;
+    if (headerSize != kInfoHeaderSize && headerSize != kV4HeaderSize && headerSize != kV5HeaderSize) return 0;
 
     const std::int32_t width = header.width;
     const std::int32_t height = header.height / 2;
@@ -359,13 +369,30 @@ int CKvIcon::ReadImage(Archive& ar, std::uint32_t byteCount, std::uint32_t bitCo
     // and the colour pixels must all be there. The AND mask may stop short at the end of the
     // data, as it does in icons whose last image has unpadded or no mask rows; the block is
     // zero-filled, so the missing mask bits read as opaque.
+    const std::size_t extra = headerSize - kInfoHeaderSize;
     IconImageLayout l;
-    if (!ComputeLayout(width, height, colors, alpha, l) || l.maskOffset > ar.Remaining()) return 0;
+    if (!ComputeLayout(width, height, colors, alpha, l) || l.maskOffset > ar.Remaining() ||
+        extra > ar.Remaining() - l.maskOffset)
+        return 0;
     Block block = Block::Allocate(l.blockSize);
     if (!block) return 0;
-    if (!ar.Read(block.data(), std::min(block.size(), ar.Remaining()))) {
-        ar.Seek(start);
-        return 0;
+    if (extra == 0) {
+        if (!ar.Read(block.data(), std::min(block.size(), ar.Remaining()))) {
+            ar.Seek(start);
+            return 0;
+        }
+    } else {
+        // Kept with the plain header: its size field says 40, and pixels described by colour
+        // masks are taken as the plain layout they are read as.
+        header.size = kInfoHeaderSize;
+        if (header.compression == kBitFields || header.compression == kAlphaBitFields) header.compression = 0;
+        header.Store(block.data());
+        const std::size_t rest = block.size() - kInfoHeaderSize;
+        if (!ar.Seek(start + headerSize) ||
+            !ar.Read(block.data() + kInfoHeaderSize, std::min(rest, ar.Remaining()))) {
+            ar.Seek(start);
+            return 0;
+        }
     }
 
     AdoptFormat(std::move(block), width, height, colors, alpha);
@@ -404,50 +431,114 @@ std::uint64_t CKvIcon::HashBlock(const Block& block) {
 }
 
 int CKvIcon::ReadPngImage(std::span<const std::uint8_t> png, std::uint32_t bitCount) {
-    const int depth = bitCount == 0 ? 32 : static_cast<int>(std::min<std::uint32_t>(bitCount, 0xFFFF));
-    if (depth != 1 && depth != 4 && depth != 8 && depth != 24 && depth != 32) return 0;
-    const std::uint32_t colors = depth <= 8 ? std::uint32_t{1} << depth : 0;
-    const bool alpha = depth == 32;
-
+    // The stream is decoded at 32 bits with alpha, straight into a new icon block, bottom-up.
     std::int32_t width = 0, height = 0;
-    if (alpha) {
-        // At 32 bits the decoded rows go straight into a new icon block, bottom-up.
-        Block block;
-        IconImageLayout l;
-        const bool decoded = DecodePngToBgra(png, [&](std::int32_t w, std::int32_t h) -> BgraRows {
-            width = w;
-            height = h;
-            block = ComputeLayout(w, h, 0, true, l) ? NewImageBlock(w, h, 0, l) : Block();
-            if (!block) return {};
-            return {block.data() + l.pixelOffset + l.colorStride * static_cast<std::size_t>(h - 1),
-                    -static_cast<std::ptrdiff_t>(l.colorStride)};
-        });
-        if (!decoded || !block) return 0;
-        MaskTransparentPixels(block, width, height, l);
-        AdoptFormat(std::move(block), width, height, 0, true);
-    } else {
-        // Other depths go through a packed bitmap of that depth, whose table and rows are copied over.
-        const Block dib = DecodePng(png, depth);
-        const std::optional<DibLayout> from = GetDibLayout(dib);
-        if (!from || from->bitCount != depth || from->coreHeader) return 0;
-        width = from->width;
-        height = from->height;
-        IconImageLayout l;
-        if (!ComputeLayout(width, height, colors, alpha, l) || l.colorStride != from->stride || from->colors > colors)
-            return 0;
-        Block block = NewImageBlock(width, height, colors, l);
-        if (!block) return 0;
-        if (from->colors != 0)
-            std::memcpy(block.data() + l.tableOffset, dib.data() + from->tableOffset, std::size_t{from->colors} * 4);
-        std::memcpy(block.data() + l.pixelOffset, dib.data() + from->pixelOffset, l.colorImageSize);
-        AdoptFormat(std::move(block), width, height, colors, alpha);
+    Block block;
+    IconImageLayout l;
+    const bool decoded = DecodePngToBgra(png, [&](std::int32_t w, std::int32_t h) -> BgraRows {
+        width = w;
+        height = h;
+        block = ComputeLayout(w, h, 0, true, l) ? NewImageBlock(w, h, 0, l) : Block();
+        if (!block) return {};
+        return {block.data() + l.pixelOffset + l.colorStride * static_cast<std::size_t>(h - 1),
+                -static_cast<std::ptrdiff_t>(l.colorStride)};
+    });
+    if (!decoded || !block) return 0;
+    MaskTransparentPixels(block, width, height, l);
+
+    // The directory's depth is kept when the picture fits it without loss; any other depth
+    // (0, or one no icon image has) means 32 bits.
+    const int depth = static_cast<int>(std::min<std::uint32_t>(bitCount, 32));
+    if (depth == 1 || depth == 4 || depth == 8 || depth == 24) {
+        Block reduced = ReduceDecodedPng(block, width, height, depth);
+        if (reduced) {
+            AdoptFormat(std::move(reduced), width, height, depth == 24 ? 0 : std::uint32_t{1} << depth, false);
+            compressed_ = true;
+            return 1;
+        }
     }
+    AdoptFormat(std::move(block), width, height, 0, true);
     compressed_ = true;
-    if (alpha && IsPlainRgbaPng(png, width_, height_)) {
+    if (IsPlainRgbaPng(png, width_, height_)) {
         storedPng_.assign(png.begin(), png.end());
         decodedHash_ = HashBlock(block_);
     }
     return 1;
+}
+
+Block CKvIcon::ReduceDecodedPng(const Block& decoded, std::int32_t width, std::int32_t height, int depth) {
+    IconImageLayout from;
+    if (!ComputeLayout(width, height, 0, true, from)) return {};
+    const std::uint8_t* pixels = decoded.data() + from.pixelOffset;
+    const std::size_t count = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
+
+    // Every alpha must be 0 or 255, and the opaque pixels must have few enough colours. Grey
+    // pixels at 8 bits get the grey ramp, entry i being level i, so that no level moves; other
+    // tables list the colours in the order the rows (bottom-up) first show them.
+    const std::uint32_t limit = depth <= 8 ? std::uint32_t{1} << depth : 0;
+    std::vector<std::uint32_t> table;       // 0x00RRGGBB
+    std::array<std::int32_t, 1024> slots;   // open addressing over `table`: index + 1, 0 when free
+    slots.fill(0);
+    auto find = [&](std::uint32_t colour) -> std::int32_t& {
+        std::uint32_t slot = (colour * 2654435761u) >> 22;
+        while (slots[slot] != 0 && table[static_cast<std::size_t>(slots[slot] - 1)] != colour) slot = (slot + 1) & 1023;
+        return slots[slot];
+    };
+    bool grey = true;
+    for (std::size_t i = 0; i < count; ++i) {
+        const std::uint8_t* p = pixels + 4 * i;
+        if (p[3] == 0) continue;
+        if (p[3] != 255) return {};
+        if (limit == 0) continue;
+        const std::uint32_t colour = LoadU32(p) & 0x00FFFFFF;
+        grey = grey && p[0] == p[1] && p[1] == p[2];
+        std::int32_t& slot = find(colour);
+        if (slot != 0) continue;
+        if (table.size() == limit) return {};
+        table.push_back(colour);
+        slot = static_cast<std::int32_t>(table.size());
+    }
+    const bool greyRamp = grey && depth == 8;
+    if (greyRamp) {
+        table.resize(256);
+        for (std::uint32_t i = 0; i < 256; ++i) table[i] = i * 0x010101u;
+    }
+
+    // Transparent pixels show black where the AND bit is set, so that the bitmap form shows
+    // them transparent too: black's entry, added when the table has room, else entry 0.
+    std::uint8_t clear = 0;
+    if (limit != 0 && !greyRamp) {
+        if (const std::int32_t black = find(0); black != 0) {
+            clear = static_cast<std::uint8_t>(black - 1);
+        } else if (table.size() < limit) {
+            table.push_back(0);
+            clear = static_cast<std::uint8_t>(table.size() - 1);
+        }
+    }
+
+    IconImageLayout l;
+    if (!ComputeLayout(width, height, limit, false, l)) return {};
+    Block block = NewImageBlock(width, height, limit, l);
+    if (!block) return {};
+    std::uint8_t* base = block.data();
+    for (std::size_t i = 0; i < table.size(); ++i) StoreU32(base + l.tableOffset + 4 * i, table[i]);
+    std::memcpy(base + l.maskOffset, decoded.data() + from.maskOffset, l.maskImageSize);
+    for (std::int32_t row = 0; row < height; ++row) {
+        const std::uint8_t* s = pixels + from.colorStride * static_cast<std::size_t>(row);
+        std::uint8_t* d = base + l.pixelOffset + l.colorStride * static_cast<std::size_t>(row);
+        for (std::int32_t x = 0; x < width; ++x, s += 4) {
+            const bool transparent = s[3] == 0;
+            if (depth == 24) {
+                if (!transparent) std::memcpy(d + 3 * x, s, 3);
+            } else if (greyRamp) {
+                WriteIndex(d, x, depth, transparent ? clear : s[0]);
+            } else {
+                WriteIndex(d, x, depth,
+                           transparent ? clear : static_cast<std::uint8_t>(find(LoadU32(s) & 0x00FFFFFF) - 1));
+            }
+        }
+    }
+    return block;
 }
 
 Block CKvIcon::NewImageBlock(std::int32_t width, std::int32_t height, std::uint32_t colors,

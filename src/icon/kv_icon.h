@@ -99,11 +99,17 @@ public:
     // Reads one image from the archive's current position, in either stored form.
     //  - Bitmap form: the header decides the format, and the whole block is read in one piece of
     //    the format's size; `byteCount` and `bitCount` are not used.
+    //    The header may also be of 108 or 124 bytes: its first 40 bytes are read as the plain
+    //    header and the rest is skipped; the image is kept with a 40-byte header (colour-mask
+    //    compressions become none).
     //  - PNG form (the first four bytes are kPngSignature): the next `byteCount` bytes are the
-    //    stream, decoded at `bitCount` bits per pixel (0 means 32). The image gets a full icon
-    //    block of the decoded size and depth (colour count 2^depth up to 8 bits, else 0; alpha
-    //    for 32 bits; at 32 bits the AND bit is set where the alpha is 0, otherwise the mask is
-    //    clear) and its compressed flag. A byte count of 0 or beyond the data fails.
+    //    stream. It keeps the depth `bitCount` names (1, 4, 8 or 24) when its pixels fit that
+    //    depth without loss: every alpha 0 or 255 and, up to 8 bits, at most 2^depth colours
+    //    among the opaque pixels. The table then lists those colours (grey pixels at 8 bits get
+    //    the grey ramp, entry i being level i); alpha 0 sets the AND bit over a black pixel.
+    //    Otherwise, and for any other bit count, the image is 32 bits with alpha, the AND bit
+    //    set where the alpha is 0. The image gets a full icon block and its compressed flag. A
+    //    byte count of 0 or beyond the data fails.
     // On success the archive is left after the image. Returns 1, or 0 when the data is not an
     // image, is short or cannot be decoded; the image and the archive position are then unchanged.
     int ReadImage(Archive& ar, std::uint32_t byteCount, std::uint32_t bitCount);
@@ -190,6 +196,9 @@ private:
     void AdoptFormat(Block&& block, std::int32_t width, std::int32_t height, std::uint32_t colors, bool alpha);
     // Decodes a PNG stream into this image (see ReadImage); 0 and unchanged on failure.
     int ReadPngImage(std::span<const std::uint8_t> png, std::uint32_t bitCount);
+    // A block of 1, 4, 8 or 24 bits holding exactly the pixels of a decoded 32-bit block, or
+    // empty when they do not fit that depth (see ReadImage).
+    static Block ReduceDecodedPng(const Block& decoded, std::int32_t width, std::int32_t height, int depth);
 
     Block block_;
     Block secondBlock_;

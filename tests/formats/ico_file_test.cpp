@@ -2,11 +2,14 @@
 #include "formats/icon_project.h"
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -240,10 +243,11 @@ TEST(IcoRead, CursorLoadsAndSavesAsAnIcon) {
     cursor.cursor = false;
     EXPECT_EQ(Write(cursor), Write(doc));  // as an icon: type 1, planes 1, the real bit counts
 
-    // The hotspot's y goes to the decoder as the depth, whatever it means in a cursor.
+    // The hotspot's y is taken for the depth, whatever it means in a cursor, but a picture with
+    // alpha between 0 and 255 keeps its 32 bits at any depth.
     StoreU16(file.data() + 22 + 6, 24);
     ASSERT_TRUE(ReadIconFile(file, cursor));
-    EXPECT_EQ(cursor.GetFormat(1)->BitCount(), 24);
+    EXPECT_EQ(cursor.GetFormat(1)->BitCount(), 32);
 }
 
 TEST(IcoRead, BitmapImagesTakeTheirSizeFromTheirOwnHeader) {
@@ -262,6 +266,288 @@ TEST(IcoRead, BitmapImagesTakeTheirSizeFromTheirOwnHeader) {
         EXPECT_EQ(doc.GetFormat(0)->BitCount(), 4);
     }
 }
+
+// --- PNG images under a directory depth -----------------------------------------------------
+
+using Rgba = std::array<std::uint8_t, 4>;
+using Picture = std::vector<Rgba>;  // top row first
+
+// What a viewer shows of a pixel: a clear pixel's colour is not seen.
+Rgba Shown(Rgba p) { return p[3] == 0 ? Rgba{} : p; }
+
+std::uint32_t Crc32(const std::uint8_t* p, std::size_t n) {
+    std::uint32_t c = 0xFFFFFFFF;
+    for (std::size_t i = 0; i < n; ++i) {
+        c ^= p[i];
+        for (int k = 0; k < 8; ++k) c = (c >> 1) ^ (0xEDB88320u & (0u - (c & 1)));
+    }
+    return ~c;
+}
+
+void PutBE32(std::vector<std::uint8_t>& out, std::uint32_t v) {
+    for (int shift = 24; shift >= 0; shift -= 8) out.push_back(static_cast<std::uint8_t>(v >> shift));
+}
+
+void PutChunk(std::vector<std::uint8_t>& out, const char* type, const std::vector<std::uint8_t>& data) {
+    PutBE32(out, static_cast<std::uint32_t>(data.size()));
+    const std::size_t start = out.size();
+    out.insert(out.end(), type, type + 4);
+    out.insert(out.end(), data.begin(), data.end());
+    PutBE32(out, Crc32(out.data() + start, out.size() - start));
+}
+
+// An 8-bit PNG stream of a w x h picture in one colour type: 0 grey and 4 grey with alpha (the
+// red sample), 2 RGB, 3 palette (with a tRNS chunk of the alphas), 6 RGBA. The zlib data is made
+// of stored blocks.
+std::vector<std::uint8_t> PngOf(int w, int h, int type, const Picture& picture) {
+    std::vector<Rgba> palette;
+    std::vector<std::uint8_t> raw;
+    for (int y = 0; y < h; ++y) {
+        raw.push_back(0);  // no filter
+        for (int x = 0; x < w; ++x) {
+            const Rgba& p = picture[static_cast<std::size_t>(y * w + x)];
+            switch (type) {
+                case 0: raw.push_back(p[0]); break;
+                case 2: raw.insert(raw.end(), p.begin(), p.begin() + 3); break;
+                case 3: {
+                    auto at = std::find(palette.begin(), palette.end(), p);
+                    if (at == palette.end()) at = palette.insert(palette.end(), p);
+                    raw.push_back(static_cast<std::uint8_t>(at - palette.begin()));
+                    break;
+                }
+                case 4: raw.insert(raw.end(), {p[0], p[3]}); break;
+                default: raw.insert(raw.end(), p.begin(), p.end()); break;
+            }
+        }
+    }
+    std::vector<std::uint8_t> z{0x78, 0x01};
+    for (std::size_t at = 0; at < raw.size(); at += 65535) {
+        const std::size_t n = std::min<std::size_t>(65535, raw.size() - at);
+        z.insert(z.end(), {static_cast<std::uint8_t>(at + n == raw.size()), static_cast<std::uint8_t>(n),
+                           static_cast<std::uint8_t>(n >> 8), static_cast<std::uint8_t>(~n),
+                           static_cast<std::uint8_t>(~n >> 8)});
+        z.insert(z.end(), raw.begin() + static_cast<std::ptrdiff_t>(at), raw.begin() + static_cast<std::ptrdiff_t>(at + n));
+    }
+    std::uint32_t a = 1, b = 0;
+    for (const std::uint8_t v : raw) {
+        a = (a + v) % 65521;
+        b = (b + a) % 65521;
+    }
+    PutBE32(z, b << 16 | a);
+
+    std::vector<std::uint8_t> png{0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
+    std::vector<std::uint8_t> header;
+    PutBE32(header, static_cast<std::uint32_t>(w));
+    PutBE32(header, static_cast<std::uint32_t>(h));
+    header.insert(header.end(), {8, static_cast<std::uint8_t>(type), 0, 0, 0});
+    PutChunk(png, "IHDR", header);
+    if (type == 3) {
+        std::vector<std::uint8_t> plte, trns;
+        for (const Rgba& p : palette) {
+            plte.insert(plte.end(), p.begin(), p.begin() + 3);
+            trns.push_back(p[3]);
+        }
+        PutChunk(png, "PLTE", plte);
+        PutChunk(png, "tRNS", trns);
+    }
+    PutChunk(png, "IDAT", z);
+    PutChunk(png, "IEND", {});
+    return png;
+}
+
+// An icon file of one image whose directory entry holds `bitCount`.
+std::vector<std::uint8_t> OneImageFile(const std::vector<std::uint8_t>& image, std::uint16_t bitCount) {
+    std::vector<std::uint8_t> file(22 + image.size());
+    std::copy(image.begin(), image.end(), file.begin() + 22);
+    StoreU16(file.data() + 2, 1);
+    StoreU16(file.data() + 4, 1);
+    StoreU16(file.data() + 6 + 4, 1);
+    StoreU16(file.data() + 6 + 6, bitCount);
+    StoreU32(file.data() + 6 + 8, static_cast<std::uint32_t>(image.size()));
+    StoreU32(file.data() + 6 + 12, 22);
+    return file;
+}
+
+// The picture an icon image shows, top row first, as RGBA.
+Picture PictureOf(const CKvIcon& icon) {
+    const Block dib = icon.To32BitDib();
+    const auto l = GetDibLayout(dib);
+    Picture out;
+    if (!l) return out;
+    for (int y = l->height - 1; y >= 0; --y)
+        for (int x = 0; x < l->width; ++x) {
+            const std::uint8_t* p = dib.data() + l->RowOffset(y) + 4 * static_cast<std::size_t>(x);
+            out.push_back({p[2], p[1], p[0], p[3]});
+        }
+    return out;
+}
+
+struct PngUnderDepth {
+    const char* name;
+    int size;
+    int type;                 // PNG colour type
+    std::uint16_t entryBits;  // the directory's bit count
+    int bits;                 // the depth the image opens at
+    Rgba (*pixel)(int x, int y);
+};
+
+// Two colours over a clear background whose colour differs from both.
+Rgba TwoColours(int x, int y) {
+    if ((x / 16 + y / 16) % 3 == 0) return {7, 7, 7, 0};
+    return x < y ? Rgba{200, 30, 10, 255} : Rgba{10, 40, 250, 255};
+}
+Rgba SeventeenColours(int x, int y) { return {static_cast<std::uint8_t>((x + y) % 17 * 15), 99, 1, 255}; }
+Rgba HalfClear(int x, int y) { return x == 3 && y == 5 ? Rgba{1, 2, 3, 128} : TwoColours(x, y); }
+Rgba Levels(int x, int y) {
+    const auto v = static_cast<std::uint8_t>(x + y * 16);
+    return {v, v, v, 255};
+}
+Rgba ClearLevels(int x, int y) {
+    const Rgba p = Levels(x, y);
+    return {p[0], p[1], p[2], static_cast<std::uint8_t>(y % 5 == 0 ? 0 : 255)};
+}
+Rgba ManyColours(int x, int y) {
+    return {static_cast<std::uint8_t>(x), static_cast<std::uint8_t>(y), static_cast<std::uint8_t>(x ^ y), 255};
+}
+Rgba ManyColoursClear(int x, int y) {
+    const Rgba p = ManyColours(x, y);
+    return {p[0], p[1], p[2], static_cast<std::uint8_t>((x + y) % 7 == 0 ? 0 : 255)};
+}
+
+const PngUnderDepth kPngsUnderDepths[] = {
+    {"rgba_256px_two_colours_under_8", 256, 6, 8, 8, TwoColours},
+    {"rgba_two_colours_under_4", 32, 6, 4, 4, TwoColours},
+    {"rgba_two_colours_under_1_clear_takes_entry_0", 32, 6, 1, 1, TwoColours},
+    {"rgba_17_colours_under_4", 32, 6, 4, 32, SeventeenColours},
+    {"rgba_one_half_clear_pixel_under_8", 32, 6, 8, 32, HalfClear},
+    {"grey_256_levels_under_8", 16, 0, 8, 8, Levels},
+    {"grey_alpha_clear_rows_under_8", 16, 4, 8, 8, ClearLevels},
+    {"grey_256_levels_under_4", 16, 0, 4, 32, Levels},
+    {"palette_with_transparency_under_4", 32, 3, 4, 4, TwoColours},
+    {"rgb_under_24", 64, 2, 24, 24, ManyColours},
+    {"rgba_clear_or_opaque_under_24", 64, 6, 24, 24, ManyColoursClear},
+    {"rgba_many_colours_under_8", 64, 6, 8, 32, ManyColours},
+    {"depth_500", 32, 6, 500, 32, TwoColours},
+    {"depth_16", 32, 6, 16, 32, TwoColours},
+    {"depth_2", 32, 6, 2, 32, TwoColours},
+    {"depth_0", 32, 6, 0, 32, TwoColours},
+};
+
+class IcoPngUnderDepth : public ::testing::TestWithParam<PngUnderDepth> {};
+
+// A PNG keeps its entry's depth when its pixels fit it (alpha 0 or 255, few enough colours),
+// else opens at 32 bits; either way it shows what the stream holds, and still does after a save.
+TEST_P(IcoPngUnderDepth, KeepsTheDepthOnlyWhenThePixelsFit) {
+    const PngUnderDepth& c = GetParam();
+    Picture picture;
+    for (int y = 0; y < c.size; ++y)
+        for (int x = 0; x < c.size; ++x) picture.push_back(c.pixel(x, y));
+    const std::vector<std::uint8_t> file = OneImageFile(PngOf(c.size, c.size, c.type, picture), c.entryBits);
+
+    CIconDoc doc;
+    ASSERT_TRUE(ReadIconFile(file, doc));
+    for (int pass = 0; pass < 2; ++pass) {
+        SCOPED_TRACE(pass == 0 ? "read" : "saved and read again");
+        ASSERT_EQ(doc.GetFormatCount(), 1);
+        const CKvIcon& icon = doc.GetFormat(0)->Icon();
+        EXPECT_EQ(doc.GetFormat(0)->BitCount(), c.bits);
+        EXPECT_EQ(icon.HasAlpha(), c.bits == 32);
+        EXPECT_TRUE(icon.IsCompressed());
+        const Picture shown = PictureOf(icon);
+        ASSERT_EQ(shown.size(), picture.size());
+        for (std::size_t i = 0; i < picture.size(); ++i)
+            ASSERT_EQ(Shown(shown[i]), Shown(picture[i])) << "pixel " << i % c.size << "," << i / c.size;
+        if (c.bits == 8 && (c.type == 0 || c.type == 4)) {  // grey: the grey ramp, levels as indices
+            IconImageLayout l;
+            ASSERT_TRUE(icon.GetLayout(l));
+            const std::uint8_t* base = icon.GetBlock().data();
+            for (std::uint32_t i = 0; i < 256; ++i) ASSERT_EQ(LoadU32(base + l.tableOffset + 4 * i), i * 0x010101u) << i;
+            for (int y = 0; y < c.size; ++y) {
+                for (int x = 0; x < c.size; ++x) {
+                    const Rgba p = c.pixel(x, y);
+                    if (p[3] != 0) {
+                        ASSERT_EQ(base[l.pixelOffset + l.colorStride * static_cast<std::size_t>(c.size - 1 - y) + x], p[0]);
+                    }
+                }
+            }
+        }
+        if (pass == 0) {
+            const std::vector<std::uint8_t> saved = Write(doc);
+            EXPECT_EQ(LoadU16(Entry(saved, 0) + 6), c.bits);
+            EXPECT_EQ(LoadU32(saved.data() + 22), kPngSignature);
+            ASSERT_TRUE(ReadIconFile(saved, doc));
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Pictures, IcoPngUnderDepth, ::testing::ValuesIn(kPngsUnderDepths),
+                         [](const auto& p) { return std::string(p.param.name); });
+
+// --- Longer bitmap headers ---------------------------------------------------------------------
+
+struct LongHeader {
+    const char* name;
+    std::uint32_t headerSize;
+    std::uint32_t colors;
+    bool alpha;
+    std::uint32_t compression;  // 3: colour masks in the header
+    std::uint32_t profileBytes; // a colour profile after the mask
+    std::size_t cut;            // bytes taken off the end of the file
+    bool reads;
+};
+
+const LongHeader kLongHeaders[] = {
+    {"v4_4bit", 108, 16, false, 0, 0, 0, true},
+    {"v4_32bit_colour_masks", 108, 0, true, 3, 0, 0, true},
+    {"v5_8bit", 124, 256, false, 0, 0, 0, true},
+    {"v5_1bit_with_profile", 124, 2, false, 0, 3000, 0, true},
+    {"v5_32bit_colour_masks_with_profile", 124, 0, true, 3, 600, 0, true},
+    {"v5_24bit_mask_cut_short", 124, 0, false, 0, 0, 8, true},
+    {"v5_pixels_cut_short", 124, 0, true, 0, 0, 24 * 4 + 1, false},
+    {"header_of_56_bytes", 56, 16, false, 0, 0, 0, false},
+    {"header_of_64_bytes", 64, 16, false, 0, 0, 0, false},
+};
+
+class IcoLongHeader : public ::testing::TestWithParam<LongHeader> {};
+
+// A 108- or 124-byte header reads as the 40-byte one it begins with, and the image is written
+// back with a 40-byte header.
+TEST_P(IcoLongHeader, ReadsLikeThePlainHeaderAndSavesWithIt) {
+    const LongHeader& c = GetParam();
+    const CKvIcon plain = MakeIcon(24, 24, c.colors, c.alpha, 21);
+    const std::vector<std::uint8_t> block = BlockBytes(plain);
+    std::vector<std::uint8_t> image(c.headerSize, 0xEE);  // fields not read
+    std::copy_n(block.begin(), kInfoHeaderSize, image.begin());
+    StoreU32(image.data(), c.headerSize);
+    StoreU32(image.data() + 16, c.compression);
+    if (c.compression == 3) {  // red, green, blue and alpha masks, right after the first 40 bytes
+        StoreU32(image.data() + 40, 0x00FF0000);
+        StoreU32(image.data() + 44, 0x0000FF00);
+        StoreU32(image.data() + 48, 0x000000FF);
+        StoreU32(image.data() + 52, 0xFF000000);
+    }
+    image.insert(image.end(), block.begin() + kInfoHeaderSize, block.end());
+    if (c.profileBytes != 0) {
+        StoreU32(image.data() + 112, static_cast<std::uint32_t>(image.size()));  // profile data, from the header
+        StoreU32(image.data() + 116, c.profileBytes);
+        image.resize(image.size() + c.profileBytes, 0x5A);
+    }
+    std::vector<std::uint8_t> file = OneImageFile(image, 0);
+    file.resize(file.size() - c.cut);
+
+    CIconDoc doc;
+    ASSERT_EQ(ReadIconFile(file, doc), c.reads);
+    if (!c.reads) return;
+    std::vector<std::uint8_t> want = block;
+    if (c.cut != 0) std::fill(want.end() - static_cast<std::ptrdiff_t>(c.cut), want.end(), 0);  // missing mask rows are opaque
+    EXPECT_EQ(BlockBytes(doc.GetFormat(0)->Icon()), want);
+    const std::vector<std::uint8_t> saved = Write(doc);
+    EXPECT_EQ(LoadU32(saved.data() + 22), kInfoHeaderSize);
+    EXPECT_EQ(std::vector<std::uint8_t>(saved.begin() + 22, saved.end()), want);
+}
+
+INSTANTIATE_TEST_SUITE_P(Headers, IcoLongHeader, ::testing::ValuesIn(kLongHeaders),
+                         [](const auto& p) { return std::string(p.param.name); });
 
 // --- Hostile input ---------------------------------------------------------------------------
 
@@ -285,7 +571,6 @@ const Damage kDamages[] = {
     {"PNG byte count huge", [](auto& f) { StoreU32(f.data() + 22 + 8, 0xFFFFFFFF); }},
     {"PNG cut short", [](auto& f) { StoreU32(f.data() + 22 + 8, LoadU32(f.data() + 22 + 8) - 12); }},
     {"PNG data damaged", [](auto& f) { f[f.size() - 40] ^= 0x5A; }},
-    {"PNG depth 5", [](auto& f) { StoreU16(f.data() + 22 + 6, 5); }},
     {"core header", [](auto& f) { StoreU32(f.data() + 38, 12); }},
     {"absurd width", [](auto& f) { StoreU32(f.data() + 38 + 4, 0x7FFFFFFF); }},
     {"absurd height", [](auto& f) { StoreU32(f.data() + 38 + 8, 0x40000000); }},
@@ -391,6 +676,99 @@ TEST_F(IcoFiles, FailuresLeaveFilesAndDocumentsClean) {
     doc.AddFormat(MakeIcon(16, 16, 2, false, 1));
     EXPECT_FALSE(LoadIconFile((dir_ / "missing.ico").string(), doc, error));
     EXPECT_EQ(doc.GetFormatCount(), 0);
+}
+
+// --- Real files --------------------------------------------------------------------------------
+
+// The development corpus beside the checkout, or where TELLURINE_CORPUS_DIR points.
+std::filesystem::path CorpusDir() {
+    if (const char* dir = std::getenv("TELLURINE_CORPUS_DIR")) return dir;
+    return std::filesystem::path(__FILE__).parent_path().parent_path().parent_path().parent_path() / "shared" /
+           "corpus-dev";
+}
+
+// Pillow's picture of every image of an icon file, in directory order; false when Pillow is not
+// installed. Pillow sorts the directory, so the entries are handed to it again in file order.
+constexpr const char* kPillowDump = R"(import io, struct, sys
+try:
+    from PIL import IcoImagePlugin
+except ImportError:
+    sys.exit(3)
+data = open(sys.argv[1], "rb").read()
+ico = IcoImagePlugin.IcoFile(io.BytesIO(data))
+names = ("width", "height", "nb_color", "reserved", "planes", "bpp", "size", "offset")
+ico.entry = [dict(zip(names, struct.unpack_from("<BBBBHHII", data, 6 + 16 * i))) for i in range(len(ico.entry))]
+for i in range(len(ico.entry)):
+    im = ico.frame(i).convert("RGBA")
+    print(im.width, im.height, im.tobytes().hex())
+)";
+
+bool PillowPictures(const std::filesystem::path& file, const std::filesystem::path& work, std::vector<Picture>& out) {
+    const std::filesystem::path script = work / "dump.py";
+    std::ofstream(script) << kPillowDump;
+    const std::string python = std::filesystem::exists("/usr/bin/python3") ? "/usr/bin/python3" : "python3";
+    FILE* pipe = popen((python + " '" + script.string() + "' '" + file.string() + "' 2>/dev/null").c_str(), "r");
+    if (pipe == nullptr) return false;
+    std::string text;
+    char buffer[65536];
+    for (std::size_t got = 0; (got = fread(buffer, 1, sizeof buffer, pipe)) > 0;) text.append(buffer, got);
+    if (const int status = pclose(pipe); !WIFEXITED(status) || WEXITSTATUS(status) != 0) return false;
+    std::istringstream lines(text);
+    int w = 0, h = 0;
+    std::string hex;
+    while (lines >> w >> h >> hex) {
+        Picture& picture = out.emplace_back(static_cast<std::size_t>(w) * static_cast<std::size_t>(h));
+        for (std::size_t i = 0; i < picture.size() * 4 && 2 * i + 1 < hex.size(); ++i)
+            picture[i / 4][i % 4] = static_cast<std::uint8_t>(std::stoi(hex.substr(2 * i, 2), nullptr, 16));
+    }
+    return true;
+}
+
+// Pixels that look different (a clear pixel's colour is not seen); all of them for another size.
+std::size_t ShownDifferences(const Picture& a, const Picture& b) {
+    if (a.size() != b.size()) return std::max(a.size(), b.size());
+    std::size_t n = 0;
+    for (std::size_t i = 0; i < a.size(); ++i) n += Shown(a[i]) != Shown(b[i]);
+    return n;
+}
+
+// Icons holding a PNG under a low directory depth: a full RGBA picture under 8 bits, one that
+// fits 8 bits and one that fits 1 bit at 256 pixels, and a grey PNG. Each shows what Pillow shows,
+// and keeps every pixel through a save.
+TEST_F(IcoFiles, PngsUnderLowDepthsShowWhatPillowShowsAndSurviveASave) {
+    const std::filesystem::path dir = CorpusDir() / "ico";
+    if (!std::filesystem::is_directory(dir)) GTEST_SKIP() << "no corpus at " << dir;
+    bool judged = true;
+    for (const char* name : {"electron-builder__coverage_favicon@c02d0b03.ico", "gdk-pixbuf__test-images_reftests_bug785447.ico",
+                             "runtime-assets__src_System.Drawing.Common.TestData_bitmaps_256x256_one_entry_32bit.ico",
+                             "image__images_ico_images_png_l8.ico"}) {
+        SCOPED_TRACE(name);
+        CIconDoc doc;
+        std::string error;
+        ASSERT_TRUE(LoadIconFile((dir / name).string(), doc, error)) << error;
+        std::vector<Picture> read;
+        for (int i = 0; i < doc.GetFormatCount(); ++i) read.push_back(PictureOf(doc.GetFormat(i)->Icon()));
+
+        std::vector<Picture> pillow;
+        if (PillowPictures(dir / name, dir_, pillow)) {
+            ASSERT_EQ(pillow.size(), read.size());
+            for (std::size_t i = 0; i < read.size(); ++i) EXPECT_EQ(ShownDifferences(read[i], pillow[i]), 0u) << "image " << i;
+        } else {
+            judged = false;
+        }
+
+        // Saving sorts the formats in place, so the document's order is the saved file's.
+        const std::vector<std::uint8_t> saved = Write(doc);
+        CIconDoc back;
+        ASSERT_TRUE(ReadIconFile(saved, back));
+        ASSERT_EQ(back.GetFormatCount(), doc.GetFormatCount());
+        for (int i = 0; i < doc.GetFormatCount(); ++i) {
+            EXPECT_EQ(back.GetFormat(i)->BitCount(), doc.GetFormat(i)->BitCount()) << "format " << i;
+            EXPECT_EQ(ShownDifferences(PictureOf(back.GetFormat(i)->Icon()), PictureOf(doc.GetFormat(i)->Icon())), 0u)
+                << "format " << i;
+        }
+    }
+    if (!judged) GTEST_SKIP() << "Pillow (python3-pil) is not installed: read and saved, not compared with it";
 }
 
 }  // namespace
