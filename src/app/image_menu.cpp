@@ -190,8 +190,10 @@ void CMainFrame::OnNewIconFromImage() {
     IconProjectRequest base;
     base.threads = static_cast<unsigned>(std::max(1, QThread::idealThreadCount()));
     base.filterLevel = app_.prefs.ApplyFilterToCreateIconFromImageValue;
-    if (app_.prefs.UseTransparentColorToCreateIconFromImage != 0 && !document->image.isNull()) {
-        const QRgb corner = document->image.pixel(0, 0);
+    // The top-left pixel's colour becomes transparent in a picture without transparency there; a
+    // drawing, or a picture whose corner is already clear, needs no key.
+    const QRgb corner = document->image.isNull() ? 0 : document->image.pixel(0, 0);
+    if (app_.prefs.UseTransparentColorToCreateIconFromImage != 0 && source.drawingPath.isEmpty() && qAlpha(corner) == 255) {
         base.transparentColor = RGB(static_cast<std::uint8_t>(qRed(corner)), static_cast<std::uint8_t>(qGreen(corner)),
                                     static_cast<std::uint8_t>(qBlue(corner)));
     }

@@ -222,11 +222,19 @@ void ImageCommandsTest::iconsAreMadeFromPicturesAndDrawings() {
              "<svg xmlns='http://www.w3.org/2000/svg' viewBox='0 0 16 16' width='16' height='16'>"
              "<rect x='0' y='0' width='8' height='16' fill='#0000ff'/></svg>");
 
-    for (const QString name : {"square.png", "half.svg"}) {
+    // An opaque picture whose green ground becomes transparent through the corner's colour.
+    QImage opaque(64, 64, QImage::Format_RGB32);
+    opaque.fill(qRgb(0, 200, 0));
+    for (int y = 16; y < 48; ++y)
+        for (int x = 16; x < 48; ++x) opaque.setPixel(x, y, qRgb(255, 0, 0));
+    QVERIFY(opaque.save(s.Path("opaque.bmp")));
+
+    for (const QString name : {"square.png", "opaque.bmp", "half.svg"}) {
         QVERIFY(s.app->OpenDocumentFile(s.Path(name)) != nullptr);
         QVERIFY(main->actNewIconFromImage->isEnabled());
-        s.prompts->dialogActions.push_back(Accept<CDialIconFromImage>([](CDialIconFromImage& d) {
+        s.prompts->dialogActions.push_back(Accept<CDialIconFromImage>([&](CDialIconFromImage& d) {
             ChooseFormats(d, {{16, 32}, {48, 8}, {256, 32}});
+            d.transparentCheck->setChecked(name == "opaque.bmp");
         }));
         main->actNewIconFromImage->trigger();
         auto* project = qobject_cast<CIconProject*>(main->ActiveDocument());
@@ -244,7 +252,7 @@ void ImageCommandsTest::iconsAreMadeFromPicturesAndDrawings() {
         for (int i = 0; i < doc.GetFormatCount(); ++i) {
             const QImage image = ImageFromIcon(doc.GetFormat(i)->Icon());
             const int size = image.width();
-            if (name == "square.png") {
+            if (name != "half.svg") {
                 QCOMPARE(qAlpha(image.pixel(0, 0)), 0);
                 QVERIFY(qRed(image.pixel(size / 2, size / 2)) > 240);
                 QCOMPARE(qAlpha(image.pixel(size / 2, size / 2)), 255);
