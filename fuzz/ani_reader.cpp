@@ -6,10 +6,12 @@
 #include <vector>
 
 #include "formats/ani_file.h"
+#include "input_caps.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace tellurine;
     const std::span<const std::uint8_t> bytes(data, size);
+    if (fuzz::DeclaresLargePicture(bytes)) return 0;
     const std::uint32_t frames = CountAniFrames(bytes);
     if (frames > kMaxAniFrames) __builtin_trap();
 

@@ -7,10 +7,12 @@
 #include "image/archive.h"
 #include "image/dib.h"
 #include "image/mask.h"
+#include "input_caps.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace tellurine;
     const std::span<const std::uint8_t> bytes(data, size);
+    if (fuzz::DeclaresLargePicture(bytes)) return 0;
     {
         Archive ar = Archive::ForLoading(bytes);
         CDIB dib;

@@ -5,14 +5,48 @@
 #include <span>
 #include <vector>
 
+#include "formats/icns_codec.h"
 #include "formats/icns_file.h"
 #include "formats/icon_project.h"
+#include "input_caps.h"
+
+namespace {
+
+using namespace tellurine;
+
+// True when an element larger than the caps holds "ARGB" planes: a few bytes of runs unpack to
+// megabytes at 256 pixels and above.
+bool HasLargeArgbElement(std::span<const std::uint8_t> bytes) {
+    static constexpr std::uint32_t kLargeTypes[] = {IcnsType("ic08"), IcnsType("ic09"), IcnsType("ic10"),
+                                                    IcnsType("ic13"), IcnsType("ic14")};
+    // Whole words rather than memcmp, which the fuzzer would watch and learn "ARGB" from.
+    const auto word = [&](std::size_t at) {
+        return static_cast<std::uint32_t>(bytes[at]) << 24 | bytes[at + 1] << 16 | bytes[at + 2] << 8 | bytes[at + 3];
+    };
+    for (std::size_t i = 8; i + 4 <= bytes.size(); ++i) {
+        if (bytes[i] != 'A' || word(i) != IcnsType("ARGB")) continue;
+        for (const std::uint32_t large : kLargeTypes)
+            if (word(i - 8) == large) return true;
+    }
+    return false;
+}
+
+bool HasLargeFormat(const CIconDoc& doc) {
+    for (int i = 0; i < doc.GetFormatCount(); ++i) {
+        const CIconObject* format = doc.GetFormat(i);
+        if (format != nullptr && (format->Width() > fuzz::kMaxWrittenSide || format->Height() > fuzz::kMaxWrittenSide))
+            return true;
+    }
+    return false;
+}
+
+}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    using namespace tellurine;
     const std::span<const std::uint8_t> bytes(data, size);
+    if (fuzz::DeclaresLargePicture(bytes) || HasLargeArgbElement(bytes)) return 0;
     CIconDoc doc;
-    if (ReadIcnsFile(bytes, doc)) {
+    if (ReadIcnsFile(bytes, doc) && !HasLargeFormat(doc)) {
         std::vector<std::uint8_t> out;
         std::vector<int> leftOut;
         if (WriteIcnsFamily(doc, out, &leftOut)) {

@@ -6,12 +6,14 @@
 #include <vector>
 
 #include "formats/ico_file.h"
+#include "input_caps.h"
 #include "icon/kv_icon.h"
 #include "image/archive.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace tellurine;
     const std::span<const std::uint8_t> bytes(data, size);
+    if (fuzz::DeclaresLargePicture(bytes)) return 0;
     {
         CIconDoc doc;
         if (ReadIconFile(bytes, doc)) {

@@ -6,6 +6,7 @@
 
 #include "formats/pe_resources.h"
 #include "image/archive.h"
+#include "input_caps.h"
 
 namespace {
 
@@ -18,6 +19,7 @@ void Check(bool condition) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace tellurine;
     const std::span<const std::uint8_t> bytes(data, size);
+    if (fuzz::DeclaresLargePicture(bytes)) return 0;
     const auto icons = ListResources(bytes, 3);
     const auto groups = ListResources(bytes, 14);
     const auto read = ReadExeIcons(bytes);

@@ -6,10 +6,12 @@
 #include <cstring>
 
 #include "imaging/codecs.h"
+#include "input_caps.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace tellurine;
     const std::span<const std::uint8_t> bytes(data, size);
+    if (fuzz::DeclaresLargePicture(bytes)) return 0;
     const Block automatic = DecodePng(bytes, 32, PngDecoder::Automatic);
     const Block reference = DecodePng(bytes, 32, PngDecoder::Libpng);
     if (!automatic.empty()) {

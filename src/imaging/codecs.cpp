@@ -112,6 +112,26 @@ void ReadFromSpan(png_structp png, png_bytep out, png_size_t size) {
     src->pos += size;
 }
 
+// Whether every chunk but the image data fits in the stream. The library allocates a chunk's
+// declared length before reading it, so a damaged length field (a text chunk claiming 1.7 GB)
+// would cost that allocation before the stream turns out short. Image data is read piece by
+// piece, so a last IDAT cut short is left for the decoder to judge.
+bool ChunksFit(std::span<const std::uint8_t> png) {
+    constexpr std::size_t kHeader = 8;
+    std::size_t pos = 8;  // after the signature
+    while (png.size() - pos >= kHeader) {
+        const std::uint8_t* h = png.data() + pos;
+        const std::uint32_t length = (std::uint32_t{h[0]} << 24) | (std::uint32_t{h[1]} << 16) |
+                                     (std::uint32_t{h[2]} << 8) | h[3];
+        const bool imageData = std::memcmp(h + 4, "IDAT", 4) == 0;
+        const std::size_t left = png.size() - pos - kHeader;
+        if (length > left) return imageData;
+        if (std::memcmp(h + 4, "IEND", 4) == 0) break;
+        pos += kHeader + length + std::min<std::size_t>(4, left - length);  // the CRC
+    }
+    return true;
+}
+
 // Errors end the decode or encode through longjmp, silently: the caller reports the failure.
 [[noreturn]] void SilentError(png_structp png, png_const_charp) { png_longjmp(png, 1); }
 void SilentWarning(png_structp, png_const_charp) {}
@@ -119,6 +139,7 @@ void SilentWarning(png_structp, png_const_charp) {}
 // Decodes into BGRA rows where `place` says. Kept free of objects with destructors between setjmp
 // and the calls that may jump, as longjmp requires.
 bool DecodeWithLibpng(std::span<const std::uint8_t> png, const BgraRowsFor& place) {
+    if (png.size() < 8 || !ChunksFit(png)) return false;
     png_structp read = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, SilentError, SilentWarning);
     if (read == nullptr) return false;
     png_infop info = png_create_info_struct(read);
