@@ -43,8 +43,15 @@ void CIconProject::AddFormat(CKvIcon&& icon) {
 }
 
 bool CIconProject::DeleteFormat(int index) {
-    if (const CIconObject* format = doc_.GetFormat(index)) edits_.erase(format);
-    if (!doc_.DeleteFormat(index)) return false;
+    const CIconObject* format = doc_.GetFormat(index);
+    if (format == nullptr) return false;
+    // The deleted format's pixels stay alive until every view has been told and has let go of them:
+    // the modified-flag signal reaches the windows first, and they may still read the old state.
+    auto pixels = edits_.extract(format);
+    if (!doc_.DeleteFormat(index)) {
+        if (!pixels.empty()) edits_.insert(std::move(pixels));
+        return false;
+    }
     NotifyFormatsChanged(true);
     return true;
 }
