@@ -9,6 +9,7 @@
 
 #include "cli/commands.h"
 #include "cli/icon_support.h"
+#include "image/block.h"
 
 namespace tellurine::cli {
 
@@ -22,6 +23,7 @@ struct ConvertOptions {
 };
 
 int RunConvert(const ConvertOptions& o) {
+    KeepFreedMemoryForReuse();
     const std::string ext = LowerExtension(o.output);
     if (ext != ".ico" && ext != ".icns") {
         PrintError("convert: the output must end in .ico or .icns: " + o.output);

@@ -21,6 +21,7 @@
 #include "formats/icon_project.h"
 #include "formats/image_file.h"
 #include "icon/format_maker.h"
+#include "image/block.h"
 #include "image/file_io.h"
 
 namespace tellurine::cli {
@@ -143,6 +144,7 @@ bool PlanOutputs(const CreateOptions& o, const std::string& extension, std::vect
 }
 
 int RunCreate(const CreateOptions& o) {
+    KeepFreedMemoryForReuse();  // the picture's steps free and allocate megabytes in turn
     const bool mac = o.mac || (o.images.size() == 1 && LowerExtension(o.output) == ".icns");
     IconProjectRequest request;
     request.sizes = o.sizes.empty() ? (mac ? kMacSizes : kWindowsSizes) : o.sizes;

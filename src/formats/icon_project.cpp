@@ -185,7 +185,7 @@ MakeIconFileStep MakeIconFile(const std::string& image, const IconProjectRequest
     CDIB picture;
     if (!LoadPictureFile(image, picture, error)) return MakeIconFileStep::Read;
     doc.name = std::filesystem::path(image).stem().string();
-    if (!MakeIconProject(picture, request, doc, error)) return MakeIconFileStep::Make;
+    if (!MakeIconProject(std::move(picture), request, doc, error)) return MakeIconFileStep::Make;
     picture.Clear();
     leftOut.clear();
     if (!SaveIconProject(output, doc, false, error, Durability::NoFlush, &leftOut)) return MakeIconFileStep::Write;

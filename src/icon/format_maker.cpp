@@ -235,9 +235,9 @@ bool MakeFormatFromImage(const CDIB& image, std::int32_t width, std::int32_t hei
     return !resized.empty() && FormatFromPicture(resized, bits, out);
 }
 
-bool MakeIconProject(const CDIB& image, const IconProjectRequest& request, CIconDoc& doc, std::string& error) {
-    doc.RemoveAll();
-    doc.macintosh = request.macintosh;
+namespace {
+
+bool CheckProjectRequest(const CDIB& image, const IconProjectRequest& request, std::string& error) {
     if (request.sizes.empty() || request.depths.empty()) {
         error = "no sizes or no depths to make";
         return false;
@@ -258,17 +258,60 @@ bool MakeIconProject(const CDIB& image, const IconProjectRequest& request, CIcon
         error = "the image is empty";
         return false;
     }
+    return true;
+}
+
+// The body of MakeIconProject, once the request is checked: `square` is the 32-bit square picture;
+// `own`, when not empty, is that very picture handed over (then `square` refers to it), which the
+// resampler may work in when every size is smaller.
+bool MakeFromSquare(const Block& square, Block&& own, const IconProjectRequest& request, CIconDoc& doc,
+                    std::string& error);
+
+}  // namespace
+
+bool MakeIconProject(const CDIB& image, const IconProjectRequest& request, CIconDoc& doc, std::string& error) {
+    doc.RemoveAll();
+    doc.macintosh = request.macintosh;
+    if (!CheckProjectRequest(image, request, error)) return false;
     const bool keyed = request.transparentColor.has_value();
     const bool asIs = image.BitCount() == 32 && !keyed;
-    const Block converted = asIs ? Block{} : ConvertDibTo32(image.GetBlock(), keyed, request.transparentColor.value_or(0));
+    Block converted = asIs ? Block{} : ConvertDibTo32(image.GetBlock(), keyed, request.transparentColor.value_or(0));
     const Block& picture = asIs ? image.GetBlock() : converted;
-    const Block centred = image.Width() == image.Height() ? Block{} : CentreOnSquare(picture);
-    const Block& square = image.Width() == image.Height() ? picture : centred;
+    Block centred = image.Width() == image.Height() || picture.empty() ? Block{} : CentreOnSquare(picture);
+    // A copy made here is this routine's own to work in.
+    if (!centred.empty()) return MakeFromSquare(centred, std::move(centred), request, doc, error);
+    if (image.Width() != image.Height()) {
+        error = "out of memory";
+        return false;
+    }
+    if (!asIs) {
+        if (converted.empty()) {
+            error = "out of memory";
+            return false;
+        }
+        return MakeFromSquare(converted, std::move(converted), request, doc, error);
+    }
+    return MakeFromSquare(picture, Block{}, request, doc, error);
+}
+
+bool MakeIconProject(CDIB&& image, const IconProjectRequest& request, CIconDoc& doc, std::string& error) {
+    if (image.BitCount() != 32 || request.transparentColor.has_value() || image.Width() != image.Height())
+        return MakeIconProject(static_cast<const CDIB&>(image), request, doc, error);
+    doc.RemoveAll();
+    doc.macintosh = request.macintosh;
+    if (!CheckProjectRequest(image, request, error)) return false;
+    Block picture = image.DetachBlock();
+    return MakeFromSquare(picture, std::move(picture), request, doc, error);
+}
+
+namespace {
+
+bool MakeFromSquare(const Block& square, Block&& own, const IconProjectRequest& request, CIconDoc& doc,
+                    std::string& error) {
     if (square.empty()) {
         error = "out of memory";
         return false;
     }
-
     // Each size once, in the order asked; a size asked twice is made once.
     std::vector<int> sizes;
     for (const int size : request.sizes)
@@ -282,15 +325,20 @@ bool MakeIconProject(const CDIB& image, const IconProjectRequest& request, CIcon
     for (std::size_t i = 0; i < order.size(); ++i) order[i] = i;
     std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) { return sizes[a] > sizes[b]; });
 
+    // A picture of this routine's own is bled where it lies when no size needs it as it is.
+    const bool allSmaller = std::all_of(sizes.begin(), sizes.end(), [&](int size) { return size < DibWidth(square); });
     const FormatCreationSwitch creating;
-    const PreparedResample prepared(square, request.threads);
+    const PreparedResample prepared = !own.empty() && allSmaller
+                                          ? PreparedResample(std::move(own), request.threads)
+                                          : PreparedResample(square, request.threads);
     std::vector<std::vector<CKvIcon>> made(sizes.size());
     std::atomic<bool> failed{false};
     std::atomic<std::size_t> nextSize{0};
     const auto work = [&] {
         for (std::size_t next = nextSize++; next < order.size() && !failed; next = nextSize++) {
             const std::size_t i = order[next];
-            const Block resized = ResamplePicture(square, prepared, sizes[i], sizes[i], request.filterLevel);
+            const Block resized =
+                ResamplePicture(prepared.Source(), prepared, sizes[i], sizes[i], request.filterLevel);
             for (const int bits : depths) {
                 CKvIcon icon;
                 if (resized.empty() || !FormatFromPicture(resized, bits, icon)) {
@@ -322,5 +370,7 @@ bool MakeIconProject(const CDIB& image, const IconProjectRequest& request, CIcon
     doc.SortFormats(false);
     return true;
 }
+
+}  // namespace
 
 }  // namespace tellurine

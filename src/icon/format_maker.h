@@ -101,5 +101,8 @@ struct IconProjectRequest {
 // its depths. False, with `error` set and `doc` left empty, for an empty image, a bad size or
 // depth, or lack of memory.
 bool MakeIconProject(const CDIB& image, const IconProjectRequest& request, CIconDoc& doc, std::string& error);
+// The same from an image handed over (left empty or unchanged): a square 32-bit image is then
+// worked on where it lies instead of being copied.
+bool MakeIconProject(CDIB&& image, const IconProjectRequest& request, CIconDoc& doc, std::string& error);
 
 }  // namespace tellurine

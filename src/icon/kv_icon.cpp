@@ -630,22 +630,31 @@ int CKvIcon::WritePngImage(Archive& ar, std::uint32_t& bytesWritten, int zlibLev
         bytesWritten = static_cast<std::uint32_t>(stored.size());
         return 1;
     }
-    const Block picture = To32BitDib();
     std::vector<std::uint8_t> png;
-    if (!picture || !EncodePng(picture, png, zlibLevel) || png.empty() ||
-        png.size() > std::numeric_limits<std::uint32_t>::max())
+    if (!EncodePngStream(png, zlibLevel) || png.empty() || png.size() > std::numeric_limits<std::uint32_t>::max())
         return 0;
     ar.Write(png.data(), png.size());
     bytesWritten = static_cast<std::uint32_t>(png.size());
     return 1;
 }
 
-int CKvIcon::EncodeStoredPng(int zlibLevel) {
+bool CKvIcon::EncodePngStream(std::vector<std::uint8_t>& out, int zlibLevel) const {
+    out.clear();
+    IconImageLayout l;
+    if (GetLayout(l) && l.bits == 32) {
+        // The colour rows of a 32-bit format are the 32-bit picture's rows as they are.
+        return EncodePng(BgraPicture{block_.data() + l.pixelOffset, static_cast<std::ptrdiff_t>(l.colorStride),
+                                     static_cast<std::int32_t>(width_), static_cast<std::int32_t>(height_)},
+                         out, zlibLevel);
+    }
     const Block picture = To32BitDib();
+    return picture && EncodePng(picture, out, zlibLevel);
+}
+
+int CKvIcon::EncodeStoredPng(int zlibLevel) {
     std::vector<std::uint8_t> png;
     try {
-        if (!picture || !EncodePng(picture, png, zlibLevel) || png.empty() ||
-            png.size() > std::numeric_limits<std::uint32_t>::max())
+        if (!EncodePngStream(png, zlibLevel) || png.empty() || png.size() > std::numeric_limits<std::uint32_t>::max())
             return 0;
     } catch (const std::bad_alloc&) {
         return 0;

@@ -131,6 +131,10 @@ public:
     // image is made (on a worker thread) instead of where it is saved. Returns 1, or 0 with
     // nothing kept.
     int EncodeStoredPng(int zlibLevel = 6);
+    // The PNG stream of the 32-bit picture, as WritePngImage writes it, into `out` (emptied
+    // first). A 32-bit format is encoded from its own block, with no copy of its pixels. False
+    // when there is no image or the encoding fails.
+    bool EncodePngStream(std::vector<std::uint8_t>& out, int zlibLevel = 6) const;
     // The picture as a new 32-bit packed bitmap: a 32-bit format as it is stored; lower depths
     // give their colours (through the colour table when indexed) with alpha 0 where the AND bit
     // is set and 255 elsewhere. Empty when there is no image or its depth is not 1, 4, 8, 24 or 32.

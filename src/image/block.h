@@ -1,6 +1,6 @@
 // Block: the portable stand-in for a movable, zero-filled global memory block.
 //
-// A Block owns a run of zero-filled bytes. It is move-only; an empty Block plays the part of the
+// A Block owns a run of bytes, zero-filled unless it was made by Uninitialised. It is move-only; an empty Block plays the part of the
 // null handle. Allocation never throws: a failed or over-limit allocation yields an empty Block.
 #pragma once
 
@@ -28,6 +28,11 @@ public:
     // memory runs out.
     static Block Allocate(std::size_t size);
 
+    // The same without the zero fill, for a block whose every byte the caller writes before
+    // anything reads it or it leaves the routine (a decoder's rows, a resampled picture): no
+    // pass over memory that is written whole right after.
+    static Block Uninitialised(std::size_t size);
+
     // A byte-for-byte duplicate, or an empty block when this one is empty or memory runs out.
     [[nodiscard]] Block Duplicate() const;
 
@@ -44,6 +49,13 @@ public:
         size_ = 0;
     }
 
+    // Shortens the block to `size` bytes (less than its size, not 0), keeping its first `size`
+    // bytes. The memory beyond them stays with the block until it is freed: handing back a
+    // sliver would leave a hole just too small for the next block of the first size.
+    void Shrink(std::size_t size) {
+        if (size != 0 && size < size_) size_ = size;
+    }
+
 private:
     struct Free {
         void operator()(std::uint8_t* p) const { std::free(p); }
@@ -51,6 +63,14 @@ private:
     std::unique_ptr<std::uint8_t[], Free> bytes_;
     std::size_t size_ = 0;
 };
+
+// Asks the allocator to keep the memory of freed large blocks for the next ones instead of
+// handing it back to the system at once. A short-lived program that allocates and frees pictures
+// of a few megabytes in a row (decode, resample, encode) then touches fresh pages once rather
+// than at every step: each fresh page costs a page fault and the kernel's zeroing. Blocks above
+// 32 MiB are still mapped on their own. Call it once, early, in a process that ends when its job
+// is done; a long-running program keeps the allocator's defaults.
+void KeepFreedMemoryForReuse();
 
 // Overflow-checked size arithmetic: false when the exact result does not fit.
 inline bool CheckedMul(std::size_t a, std::size_t b, std::size_t& out) {

@@ -58,16 +58,30 @@ int RoundDibDepth(int bits) {
     return 4;
 }
 
-Block CreateDibBlock(std::int32_t width, std::int32_t height, int bits) {
+namespace {
+
+Block NewDibBlock(std::int32_t width, std::int32_t height, int bits, bool zeroPixels) {
     if (width <= 0 || height <= 0 || width > kMaxDibDimension || height > kMaxDibDimension) return {};
     const int depth = RoundDibDepth(bits);
+    // Pixels of fewer than 8 bits are written into their byte bit by bit, so those rows start
+    // zero-filled in any case.
+    if (depth < 8) zeroPixels = true;
     const std::uint32_t colors = depth == 1 ? 2 : depth == 4 ? 16 : depth == 8 ? 256 : 0;
+    const std::size_t stride = DibRowStride(width, depth);
+    const std::size_t tableEnd = kInfoHeaderSize + std::size_t{colors} * 4;
     std::size_t pixels = 0, total = 0;
-    if (!CheckedMul(DibRowStride(width, depth), static_cast<std::size_t>(height), pixels) ||
-        !CheckedAdd(pixels, kInfoHeaderSize + std::size_t{colors} * 4, total))
+    if (!CheckedMul(stride, static_cast<std::size_t>(height), pixels) || !CheckedAdd(pixels, tableEnd, total))
         return {};
-    Block block = Block::Allocate(total);
+    Block block = zeroPixels ? Block::Allocate(total) : Block::Uninitialised(total);
     if (!block) return block;
+    if (!zeroPixels) {
+        std::memset(block.data(), 0, tableEnd);
+        const std::size_t used = static_cast<std::size_t>(width) * static_cast<std::size_t>(depth / 8);
+        if (used < stride) {
+            for (std::int32_t y = 0; y < height; ++y)
+                std::memset(block.data() + tableEnd + stride * static_cast<std::size_t>(y) + used, 0, stride - used);
+        }
+    }
 
     BitmapInfoHeader h;
     h.width = width;
@@ -89,6 +103,16 @@ Block CreateDibBlock(std::int32_t width, std::int32_t height, int bits) {
         }
     }
     return block;
+}
+
+}  // namespace
+
+Block CreateDibBlock(std::int32_t width, std::int32_t height, int bits) {
+    return NewDibBlock(width, height, bits, true);
+}
+
+Block CreateDibBlockForPixels(std::int32_t width, std::int32_t height, int bits) {
+    return NewDibBlock(width, height, bits, false);
 }
 
 namespace {

@@ -55,6 +55,12 @@ int RoundDibDepth(int bits);
 // pixels; empty when the size is not positive, over the limits, or memory runs out.
 Block CreateDibBlock(std::int32_t width, std::int32_t height, int bits);
 
+// The same block for a caller that writes every pixel of every row at once: the header, the
+// colour table and the padding at the end of each row are filled as CreateDibBlock fills them,
+// the pixels are left as the allocator gives them (at 1 and 4 bits, written bit by bit, they
+// are zero-filled all the same).
+Block CreateDibBlockForPixels(std::int32_t width, std::int32_t height, int bits);
+
 // Header fields of either header kind; 0 for an empty or truncated block.
 std::int32_t DibWidth(const Block& block);
 std::int32_t DibHeight(const Block& block);

@@ -39,11 +39,41 @@ constexpr std::size_t kScratchBytes = std::size_t{1} << 21;
 
 // libdeflate's compressors and decompressors cost more to make than an icon-sized picture costs to
 // pack, so each thread keeps one of each (a compressor per level) for its whole life, with the
-// buffer that small pictures are inflated into.
+// buffer that small pictures are inflated into and the two an encoding works in.
+// A buffer that keeps its memory from one use to the next and never fills it: whoever asks for
+// it writes what it reads.
+class ScratchBytes {
+public:
+    // At least `size` bytes, the old contents not kept; null when memory runs out.
+    std::uint8_t* Get(std::size_t size) {
+        if (size > capacity_) {
+            bytes_.reset();
+            capacity_ = 0;
+            bytes_.reset(new (std::nothrow) std::uint8_t[size]);
+            if (!bytes_) return nullptr;
+            capacity_ = size;
+        }
+        return bytes_.get();
+    }
+    // Gives the memory back when there is more of it than `keep` bytes: a thread that once
+    // handled a large picture does not hold its buffers for its whole life.
+    void Trim(std::size_t keep) {
+        if (capacity_ <= keep) return;
+        bytes_.reset();
+        capacity_ = 0;
+    }
+
+private:
+    std::unique_ptr<std::uint8_t[]> bytes_;
+    std::size_t capacity_ = 0;
+};
+
 struct DeflateState {
     std::array<libdeflate_compressor*, 13> compressors{};
     libdeflate_decompressor* decompressor = nullptr;
     std::vector<std::uint8_t> scratch;
+    ScratchBytes filtered;    // an encoded picture's filtered rows
+    ScratchBytes compressed;  // and their zlib stream
     DeflateState() = default;
     DeflateState(const DeflateState&) = delete;
     DeflateState& operator=(const DeflateState&) = delete;
@@ -233,6 +263,26 @@ void UnfilterPaeth(std::uint8_t* cur, const std::uint8_t* prior, std::size_t row
 #endif
 }
 
+// Undoes row filter `type` (0 to 4) of the RGBA row `cur` in place, with `prior` the row above
+// as undone (zeros above the first row) and zeros left of the first pixel.
+void UnfilterRow(std::uint8_t type, std::uint8_t* cur, const std::uint8_t* prior, std::size_t rowBytes) {
+    switch (type) {
+        case 1:
+            for (std::size_t i = 4; i < rowBytes; ++i) cur[i] = static_cast<std::uint8_t>(cur[i] + cur[i - 4]);
+            break;
+        case 2:
+            for (std::size_t i = 0; i < rowBytes; ++i) cur[i] = static_cast<std::uint8_t>(cur[i] + prior[i]);
+            break;
+        case 3:
+            for (std::size_t i = 0; i < 4; ++i) cur[i] = static_cast<std::uint8_t>(cur[i] + (prior[i] >> 1));
+            for (std::size_t i = 4; i < rowBytes; ++i)
+                cur[i] = static_cast<std::uint8_t>(cur[i] + ((cur[i - 4] + prior[i]) >> 1));
+            break;
+        case 4: UnfilterPaeth(cur, prior, rowBytes); break;
+        default: break;
+    }
+}
+
 class PlainRgbaDecoder {
 public:
     bool Decode(std::span<const std::uint8_t> png, const BgraRowsFor& place) {
@@ -241,6 +291,15 @@ public:
         if (target.top == nullptr) return false;
         Unfilter(target);
         return true;
+    }
+
+    // Decodes into a new 32-bit packed bitmap (what DecodePng gives at 32 bits) in which the
+    // filtered rows are inflated too, so that a large picture costs its own memory only once.
+    // Empty when Decode would fail.
+    Block DecodeToDib(std::span<const std::uint8_t> png) {
+        inDib_ = true;
+        if (!Check(png)) return {};
+        return FinishInPlace();
     }
 
     // Everything Decode does short of placing rows: true exactly when Decode would decode the
@@ -286,7 +345,7 @@ private:
         if (ihdr[8] != 8 || ihdr[9] != 6 || ihdr[10] != 0 || ihdr[11] != 0 || ihdr[12] != 0) return false;
         const std::uint64_t rawSize = (std::uint64_t{w} * 4 + 1) * h;
         if (std::uint64_t{w} * h * 4 > kMaxBlockBytes || rawSize > streamSize * kMaxInflateRatio) return false;
-        raw_ = ScratchBuffer(static_cast<std::size_t>(rawSize));
+        raw_ = inDib_ ? DibRoom(static_cast<std::size_t>(rawSize)) : ScratchBuffer(static_cast<std::size_t>(rawSize));
         if (raw_.empty()) return false;
         started_ = true;
         width_ = static_cast<std::int32_t>(w);
@@ -308,6 +367,15 @@ private:
             return {};
         }
         return {scratch.data(), size};
+    }
+
+    // Room for the filtered rows in the block that becomes the picture: from the header's last
+    // byte on (the header is written once the rows have moved down).
+    std::span<std::uint8_t> DibRoom(std::size_t size) {
+        std::size_t total = 0;
+        if (!CheckedAdd(size, kInfoHeaderSize - 1, total)) return {};
+        large_ = Block::Uninitialised(total);
+        return large_ ? std::span<std::uint8_t>(large_.data() + kInfoHeaderSize - 1, size) : std::span<std::uint8_t>();
     }
 
     // The compressed data of consecutive IDAT chunks is one zlib stream: a single chunk is read
@@ -349,26 +417,49 @@ private:
         for (std::int32_t y = 0; y < height_; ++y) {
             std::uint8_t* row = data + static_cast<std::size_t>(y) * (rowBytes + 1);
             std::uint8_t* cur = row + 1;
-            switch (row[0]) {
-                case 1:
-                    for (std::size_t i = 4; i < rowBytes; ++i) cur[i] = static_cast<std::uint8_t>(cur[i] + cur[i - 4]);
-                    break;
-                case 2:
-                    for (std::size_t i = 0; i < rowBytes; ++i) cur[i] = static_cast<std::uint8_t>(cur[i] + prior[i]);
-                    break;
-                case 3:
-                    for (std::size_t i = 0; i < 4; ++i) cur[i] = static_cast<std::uint8_t>(cur[i] + (prior[i] >> 1));
-                    for (std::size_t i = 4; i < rowBytes; ++i)
-                        cur[i] = static_cast<std::uint8_t>(cur[i] + ((cur[i - 4] + prior[i]) >> 1));
-                    break;
-                case 4: UnfilterPaeth(cur, prior, rowBytes); break;
-                default: break;
-            }
+            UnfilterRow(row[0], cur, prior, rowBytes);
             SwapRedBlue(cur, target.top + static_cast<std::ptrdiff_t>(y) * target.stride, static_cast<std::size_t>(width_));
             prior = cur;
         }
     }
 
+    // The picture made where its filtered rows were inflated: the rows lie one byte apart at
+    // first (each led by its filter type) from the last byte of the header's room on, so that,
+    // undone top row first, each row is moved down to its packed place without overwriting a row
+    // still to be read; the top-down rows are then turned bottom-up, and the block shortened.
+    Block FinishInPlace() {
+        const std::size_t rowBytes = static_cast<std::size_t>(width_) * 4;
+        const auto h = static_cast<std::size_t>(height_);
+        // The row above, as undone (zeros above the first), and the row being moved.
+        zeros_.assign(2 * rowBytes, 0);
+        std::uint8_t* prior = zeros_.data();
+        std::uint8_t* spare = zeros_.data() + rowBytes;
+        std::uint8_t* pixels = large_.data() + kInfoHeaderSize;
+        for (std::size_t y = 0; y < h; ++y) {
+            std::uint8_t* row = raw_.data() + y * (rowBytes + 1);
+            UnfilterRow(row[0], row + 1, prior, rowBytes);
+            std::memcpy(prior, row + 1, rowBytes);
+            // Row y goes to y * rowBytes, below the rows not yet read (they start at y * rowBytes +
+            // rowBytes + y), over bytes already read.
+            SwapRedBlue(prior, pixels + y * rowBytes, static_cast<std::size_t>(width_));
+        }
+        for (std::size_t y = 0; y < h / 2; ++y) {
+            std::uint8_t* low = pixels + y * rowBytes;
+            std::uint8_t* high = pixels + (h - 1 - y) * rowBytes;
+            std::memcpy(spare, low, rowBytes);
+            std::memcpy(low, high, rowBytes);
+            std::memcpy(high, spare, rowBytes);
+        }
+        BitmapInfoHeader header;
+        header.width = width_;
+        header.height = height_;
+        header.bitCount = 32;
+        header.Store(large_.data());
+        large_.Shrink(kInfoHeaderSize + rowBytes * h);
+        return std::move(large_);
+    }
+
+    bool inDib_ = false;  // the rows are inflated into the picture's own block
     bool started_ = false;
     int idats_ = 0;
     std::span<const std::uint8_t> first_;
@@ -440,19 +531,19 @@ std::uint64_t FilterCost(const std::uint8_t* row, std::size_t n) {
     return sum;
 }
 
-// The PNG form of a 32-bit bitmap's rows before compression: top row first, each turned from BGRA
+// The PNG form of a 32-bit picture's rows before compression: top row first, each turned from BGRA
 // into RGBA and led by its filter type. Icon-sized pictures use the "up" filter alone, which packs
 // within about 2% of trying every filter in a fraction of the time; larger ones take, row by row,
 // the filter whose output has the smallest cost.
-void FilterRows(const Block& dib32, const DibLayout& layout, std::uint8_t* out) {
-    const std::size_t n = static_cast<std::size_t>(layout.width) * 4;
-    const bool adaptive = std::int64_t{layout.width} * layout.height > 128 * 128;
+void FilterRows(const BgraPicture& picture, std::uint8_t* out) {
+    const std::size_t n = static_cast<std::size_t>(picture.width) * 4;
+    const bool adaptive = std::int64_t{picture.width} * picture.height > 128 * 128;
     std::vector<std::uint8_t> rows(2 * n, 0), trial(adaptive ? 4 * n : 0);
     std::uint8_t* prior = rows.data();
     std::uint8_t* cur = rows.data() + n;
     // Rows are stored bottom-up; PNG wants the top row first.
-    for (std::int32_t y = layout.height - 1; y >= 0; --y, out += n + 1) {
-        const std::uint8_t* src = dib32.data() + layout.RowOffset(y);
+    for (std::int32_t y = picture.height - 1; y >= 0; --y, out += n + 1) {
+        const std::uint8_t* src = picture.bottom + static_cast<std::ptrdiff_t>(y) * picture.stride;
         for (std::size_t i = 0; i < n; i += 4) {
             cur[i] = src[i + 2];
             cur[i + 1] = src[i + 1];
@@ -484,7 +575,7 @@ void FilterRows(const Block& dib32, const DibLayout& layout, std::uint8_t* out) 
 
 // Packs top-down BGRA pixels into a new bottom-up packed bitmap of 24 or 32 bits.
 Block PackTrueColor(const Block& bgra, std::int32_t w, std::int32_t h, int depth) {
-    Block dib = CreateDibBlock(w, h, depth);
+    Block dib = CreateDibBlockForPixels(w, h, depth);
     const auto layout = GetDibLayout(dib);
     if (!layout) return {};
     for (std::int32_t y = 0; y < h; ++y) {
@@ -558,7 +649,7 @@ bool DecodePngToBgra(std::span<const std::uint8_t> png, const BgraRowsFor& place
 
 bool DecodePngToBgra(std::span<const std::uint8_t> png, std::int32_t& width, std::int32_t& height, Block& pixels) {
     const bool decoded = DecodePngToBgra(png, [&](std::int32_t w, std::int32_t h) -> BgraRows {
-        pixels = Block::Allocate(static_cast<std::size_t>(w) * static_cast<std::size_t>(h) * 4);
+        pixels = Block::Uninitialised(static_cast<std::size_t>(w) * static_cast<std::size_t>(h) * 4);
         width = w;
         height = h;
         return {pixels.data(), static_cast<std::ptrdiff_t>(w) * 4};
@@ -571,17 +662,25 @@ Block DecodePng(std::span<const std::uint8_t> png, int depth, PngDecoder decoder
     if (depth == 0) depth = 32;
     if (depth != 1 && depth != 4 && depth != 8 && depth != 24 && depth != 32) return {};
     if (!IsPngStream(png)) return {};
-    // 32 bits: the rows go straight into the bitmap, bottom-up; other depths are made from BGRA.
+    // A large plain RGBA picture at 32 bits is inflated and undone in its own block; smaller ones
+    // are inflated into this thread's buffer.
     std::int32_t w = 0, h = 0;
+    if (depth == 32 && decoder == PngDecoder::Automatic && PngDimensions(png, w, h) &&
+        IsPlainRgbaPng(png, static_cast<std::uint32_t>(w), static_cast<std::uint32_t>(h)) &&
+        (std::uint64_t{static_cast<std::uint32_t>(w)} * 4 + 1) * static_cast<std::uint32_t>(h) > kScratchBytes) {
+        if (Block dib = PlainRgbaDecoder().DecodeToDib(png)) return dib;
+        decoder = PngDecoder::Libpng;
+    }
+    // 32 bits: the rows go straight into the bitmap, bottom-up; other depths are made from BGRA.
     Block decoded;
     auto place = [&](std::int32_t width, std::int32_t height) -> BgraRows {
         w = width;
         h = height;
         if (depth != 32) {
-            decoded = Block::Allocate(static_cast<std::size_t>(w) * static_cast<std::size_t>(h) * 4);
+            decoded = Block::Uninitialised(static_cast<std::size_t>(w) * static_cast<std::size_t>(h) * 4);
             return {decoded.data(), static_cast<std::ptrdiff_t>(w) * 4};
         }
-        decoded = CreateDibBlock(w, h, 32);
+        decoded = CreateDibBlockForPixels(w, h, 32);
         const auto layout = GetDibLayout(decoded);
         if (!layout) return {};
         return {decoded.data() + layout->RowOffset(h - 1), -static_cast<std::ptrdiff_t>(layout->stride)};
@@ -595,19 +694,33 @@ Block DecodePng(std::span<const std::uint8_t> png, int depth, PngDecoder decoder
 bool EncodePng(const Block& dib32, std::vector<std::uint8_t>& out, int level) {
     const auto layout = GetDibLayout(dib32);
     if (!layout || layout->bitCount != 32 || layout->coreHeader) return false;
+    return EncodePng(BgraPicture{dib32.data() + layout->pixelOffset, static_cast<std::ptrdiff_t>(layout->stride),
+                                 layout->width, layout->height},
+                     out, level);
+}
+
+bool EncodePng(const BgraPicture& picture, std::vector<std::uint8_t>& out, int level) {
     out.clear();
-    const std::int32_t w = layout->width, h = layout->height;
+    const std::int32_t w = picture.width, h = picture.height;
+    if (picture.bottom == nullptr || w <= 0 || h <= 0 || w > kMaxDibDimension || h > kMaxDibDimension) return false;
     const std::size_t rowBytes = static_cast<std::size_t>(w) * 4;
     const std::size_t filteredSize = (rowBytes + 1) * static_cast<std::size_t>(h);
     libdeflate_compressor* compressor = Compressor(std::clamp(level, 1, 12));
     if (compressor == nullptr) return false;
     try {
-        // Filtered rows, top row first, then the zlib stream made of them.
-        std::vector<std::uint8_t> filtered(filteredSize);
-        FilterRows(dib32, *layout, filtered.data());
+        // Filtered rows, top row first, then the zlib stream made of them, both in this thread's
+        // buffers; only the finished stream is copied out, at its own size.
+        DeflateState& state = ThreadDeflateState();
+        std::uint8_t* const filtered = state.filtered.Get(filteredSize);
+        if (filtered == nullptr) return false;
+        FilterRows(picture, filtered);
         const std::size_t bound = libdeflate_zlib_compress_bound(compressor, filteredSize);
-        const std::size_t chunks = std::max<std::size_t>(1, (bound + kIdatChunkBytes - 1) / kIdatChunkBytes);
-        out.resize(sizeof kSignature + 25 + bound + 12 * chunks + 12);
+        std::uint8_t* const stream = state.compressed.Get(bound);
+        if (stream == nullptr) return false;
+        const std::size_t packed = libdeflate_zlib_compress(compressor, filtered, filteredSize, stream, bound);
+        if (packed == 0) return false;
+        const std::size_t chunks = (packed + kIdatChunkBytes - 1) / kIdatChunkBytes;
+        out.resize(sizeof kSignature + 25 + packed + 12 * chunks + 12);
         std::uint8_t* p = out.data();
         std::memcpy(p, kSignature, sizeof kSignature);
         p += sizeof kSignature;
@@ -617,26 +730,14 @@ bool EncodePng(const Block& dib32, std::vector<std::uint8_t>& out, int level) {
         header[8] = 8;  // bits per channel
         header[9] = 6;  // RGBA; compression, filter method and interlacing all 0
         p = PutChunk(p, "IHDR", header, sizeof header);
-        // The zlib stream is made in place after the room for the first chunk's length and type,
-        // then split into chunks from the back so that no byte is overwritten before it moves.
-        std::uint8_t* const stream = p + 8;
-        const std::size_t packed = libdeflate_zlib_compress(compressor, filtered.data(), filteredSize, stream, bound);
-        if (packed == 0) return false;
-        const std::size_t used = std::max<std::size_t>(1, (packed + kIdatChunkBytes - 1) / kIdatChunkBytes);
-        for (std::size_t i = used; i-- > 1;) {
-            const std::size_t begin = i * kIdatChunkBytes, length = std::min(kIdatChunkBytes, packed - begin);
-            std::memmove(stream + begin + 12 * i, stream + begin, length);
+        for (std::size_t begin = 0; begin < packed; begin += kIdatChunkBytes) {
+            const std::size_t length = std::min(kIdatChunkBytes, packed - begin);
+            p = PutChunk(p, "IDAT", stream + begin, static_cast<std::uint32_t>(length));
         }
-        for (std::size_t i = 0; i < used; ++i) {
-            const std::size_t begin = i * kIdatChunkBytes, length = std::min(kIdatChunkBytes, packed - begin);
-            std::uint8_t* chunk = p + begin + 12 * i;
-            StoreBE32(chunk, static_cast<std::uint32_t>(length));
-            std::memcpy(chunk + 4, "IDAT", 4);
-            StoreBE32(chunk + 8 + length, ChunkCrc(chunk + 4, length + 4));
-        }
-        p += packed + 12 * used;
         p = PutChunk(p, "IEND", nullptr, 0);
         out.resize(static_cast<std::size_t>(p - out.data()));
+        state.filtered.Trim(kScratchBytes);
+        state.compressed.Trim(kScratchBytes);
     } catch (const std::bad_alloc&) {
         out.clear();
         return false;

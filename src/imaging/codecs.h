@@ -72,4 +72,16 @@ Block DecodePng(std::span<const std::uint8_t> png, int depth, PngDecoder decoder
 // false on failure. `level` is the compression effort, 1 (fastest) to 12 (smallest).
 bool EncodePng(const Block& dib32, std::vector<std::uint8_t>& out, int level = 6);
 
+// 32-bit blue-green-red-alpha rows that lie in someone else's memory: the bottom row first,
+// `stride` bytes from one row's start to the next one's above it.
+struct BgraPicture {
+    const std::uint8_t* bottom = nullptr;
+    std::ptrdiff_t stride = 0;
+    std::int32_t width = 0;
+    std::int32_t height = 0;
+};
+// The same from such rows, with no copy of them: gives what EncodePng gives for a packed bitmap
+// holding those rows.
+bool EncodePng(const BgraPicture& picture, std::vector<std::uint8_t>& out, int level = 6);
+
 }  // namespace tellurine

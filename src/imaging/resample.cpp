@@ -78,7 +78,7 @@ bool LoadWorkImage(const Block& dib, const DibLayout& layout, WorkImage& work) {
 
 // A new packed bitmap of the working image's size at `bits` (24 or 32) per pixel.
 Block StoreWorkImage(const WorkImage& work, int bits) {
-    Block dib = CreateDibBlock(work.width, work.height, bits);
+    Block dib = CreateDibBlockForPixels(work.width, work.height, bits);
     const auto layout = GetDibLayout(dib);
     if (!layout) return {};
     const std::size_t bytesPerPixel = bits == 32 ? 4 : 3;
@@ -378,6 +378,8 @@ std::int32_t Padding(std::int32_t newSize, std::int32_t sourceSize) {
 struct PreparedResample::Work {
     std::optional<DibLayout> layout;
     unsigned threads = 1;
+    Block owned;               // the picture when it was handed over: bled where it lies
+    bool shrinksOnly = false;  // so only shrinks on both axes can be made
     std::once_flag loadOnce, bleedOnce;
     WorkImage plain;   // the source at 32 bits, for interpolation
     WorkImage bled;    // the same after colour bleeding, for area averages of 32-bit sources
@@ -385,9 +387,17 @@ struct PreparedResample::Work {
 };
 
 PreparedResample::PreparedResample(const Block& dib, unsigned threads)
-    : dib_(dib), work_(std::make_unique<Work>()) {
+    : dib_(&dib), work_(std::make_unique<Work>()) {
     work_->layout = GetDibLayout(dib);
     work_->threads = threads;
+}
+
+PreparedResample::PreparedResample(Block&& dib, unsigned threads) : work_(std::make_unique<Work>()) {
+    work_->owned = std::move(dib);
+    work_->shrinksOnly = true;
+    work_->layout = GetDibLayout(work_->owned);
+    work_->threads = threads;
+    dib_ = &work_->owned;
 }
 
 PreparedResample::~PreparedResample() = default;
@@ -399,6 +409,7 @@ Block PreparedResample::Resample(std::int32_t newWidth, std::int32_t newHeight) 
     if (!layout || (layout->bitCount != 24 && layout->bitCount != 32)) return {};
     const std::int32_t srcWidth = layout->width;
     const std::int32_t srcHeight = layout->height;
+    const Block& dib = *dib_;
 
     // An enlargement by a whole factor k is computed k - 1 pixels larger and then loses that many
     // rows at the top and columns at the right, where the samples would clamp on the source's
@@ -410,28 +421,64 @@ Block PreparedResample::Resample(std::int32_t newWidth, std::int32_t newHeight) 
     if (workWidth64 > kMaxDibDimension || workHeight64 > kMaxDibDimension) return {};
     const auto workWidth = static_cast<std::int32_t>(workWidth64);
     const auto workHeight = static_cast<std::int32_t>(workHeight64);
-    if (workWidth == srcWidth && workHeight == srcHeight) return dib_.Duplicate();
+    const bool average = srcWidth > workWidth && srcHeight > workHeight;
+    // A picture handed over is bled where it lies: it is no longer the picture for anything else.
+    if (work_->shrinksOnly && !average) return {};
+    if (workWidth == srcWidth && workHeight == srcHeight) return dib.Duplicate();
 
     const double sx = static_cast<double>(srcWidth) / workWidth;
     const double sy = static_cast<double>(srcHeight) / workHeight;
 
-    // The source's 32-bit copy and its bled copy are each made once, by the first call that needs
-    // it; a 24-bit source is averaged without bleeding.
+    // The source's bled copy is made once, by the first call that needs it, and a 24-bit source's
+    // 32-bit copy likewise; a 32-bit source is read where it lies, and bled where it lies when it
+    // was handed over. A 24-bit source is averaged without bleeding.
     Work& w = *work_;
-    const bool average = srcWidth > workWidth && srcHeight > workHeight;
     const bool bleed = average && layout->bitCount == 32;
     const WorkImage* source = nullptr;
     if (bleed) {
         std::call_once(w.bleedOnce, [&] {
-            w.bleedOk = LoadWorkImage(dib_, *layout, w.bled) && BleedColours(w.bled, w.threads);
+            if (w.shrinksOnly) {
+                w.bled.View(srcWidth, srcHeight, w.owned.data() + layout->pixelOffset);
+                w.bleedOk = true;
+            } else {
+                w.bleedOk = LoadWorkImage(dib, *layout, w.bled);
+            }
+            w.bleedOk = w.bleedOk && BleedColours(w.bled, w.threads);
         });
         if (!w.bleedOk) return {};
         source = &w.bled;
     } else {
-        std::call_once(w.loadOnce, [&] { w.loaded = LoadWorkImage(dib_, *layout, w.plain); });
+        std::call_once(w.loadOnce, [&] {
+            if (layout->bitCount == 32) {
+                // Only read from here on; the view is of a block this object never changes.
+                w.plain.View(srcWidth, srcHeight, const_cast<std::uint8_t*>(dib.data()) + layout->pixelOffset);
+                w.loaded = true;
+            } else {
+                w.loaded = LoadWorkImage(dib, *layout, w.plain);
+            }
+        });
         if (!w.loaded) return {};
         source = &w.plain;
     }
+
+    // A 32-bit result at its final size is computed in its packed bitmap's own rows. The average
+    // may leave pixels unwritten at its far edges, so its rows start zero-filled as a working
+    // image's do; the interpolation writes every pixel.
+    if (layout->bitCount == 32 && padX == 0 && padY == 0) {
+        Block out = average ? CreateDibBlock(workWidth, workHeight, 32)
+                            : CreateDibBlockForPixels(workWidth, workHeight, 32);
+        const auto outLayout = GetDibLayout(out);
+        if (!outLayout) return {};
+        WorkImage result;
+        result.View(workWidth, workHeight, out.data() + outLayout->pixelOffset);
+        if (average) {
+            if (!resample_detail::AreaAverage(*source, result, sx, sy)) return {};
+        } else {
+            resample_detail::Interpolate(*source, result, sx, sy, true);
+        }
+        return out;
+    }
+
     WorkImage result;
     if (!result.Allocate(workWidth, workHeight)) return {};
     if (average) {
@@ -465,7 +512,7 @@ Block CropDib(const Block& dib, std::int32_t left, std::int32_t top, std::int32_
     const std::int32_t width = right - left + 1;
     const std::int32_t height = bottom - top + 1;
 
-    Block out = CreateDibBlock(width, height, bits);
+    Block out = CreateDibBlockForPixels(width, height, bits);
     const auto outLayout = GetDibLayout(out);
     if (!outLayout) return {};
 

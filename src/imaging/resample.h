@@ -18,21 +18,26 @@ namespace tellurine {
 Block ResampleDib(const Block& dib, std::int32_t newWidth, std::int32_t newHeight);
 
 // One picture resampled to several sizes: each result equals ResampleDib's, while the picture's
-// 32-bit copy and its colour bleeding are made once for all of them. Resample may be called from
+// colour bleeding (and a 24-bit picture's 32-bit copy) is made once for all of them. Resample may be called from
 // several threads at once. The block must outlive this object and stay unchanged. `threads` is
 // how many threads the bleeding may use.
 class PreparedResample {
 public:
     explicit PreparedResample(const Block& dib, unsigned threads = 1);
+    // The same for a picture handed over, which is then the bled copy itself: no copy of it is
+    // made, and only sizes smaller on both axes can be had (others are empty).
+    PreparedResample(Block&& dib, unsigned threads);
     ~PreparedResample();
     PreparedResample(const PreparedResample&) = delete;
     PreparedResample& operator=(const PreparedResample&) = delete;
 
     [[nodiscard]] Block Resample(std::int32_t newWidth, std::int32_t newHeight) const;
+    // The picture: the block given, or the one handed over (bled once a shrink was made).
+    [[nodiscard]] const Block& Source() const { return *dib_; }
 
 private:
     struct Work;
-    const Block& dib_;
+    const Block* dib_ = nullptr;
     std::unique_ptr<Work> work_;
 };
 

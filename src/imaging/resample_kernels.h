@@ -9,11 +9,13 @@
 namespace tellurine::resample_detail {
 
 // A 32-bit, bottom-up working image: four bytes per pixel in the order blue, green, red, alpha,
-// with no row padding.
+// with no row padding. Its pixels are its own block, or the pixel rows of a 32-bit packed bitmap
+// (the same layout), seen where they lie.
 struct WorkImage {
     std::int32_t width = 0;
     std::int32_t height = 0;
     Block pixels;
+    std::uint8_t* seen = nullptr;  // the bottom row of the bitmap seen, or null for `pixels`
 
     // Zero-filled; false when the size overflows, is over the block limit or memory runs out.
     bool Allocate(std::int32_t w, std::int32_t h) {
@@ -24,14 +26,22 @@ struct WorkImage {
         width = w;
         height = h;
         pixels = Block::Allocate(bytes);
+        seen = nullptr;
         return !pixels.empty();
+    }
+    // Rows that lie elsewhere, `w` x `h` pixels from `bottom` on, which must outlive the image.
+    void View(std::int32_t w, std::int32_t h, std::uint8_t* bottom) {
+        pixels.Reset();
+        width = w;
+        height = h;
+        seen = bottom;
     }
     // Stored row y (0 is the bottom row of the picture).
     std::uint8_t* Row(std::int32_t y) {
-        return pixels.data() + static_cast<std::size_t>(y) * static_cast<std::size_t>(width) * 4;
+        return (seen != nullptr ? seen : pixels.data()) + static_cast<std::size_t>(y) * static_cast<std::size_t>(width) * 4;
     }
     const std::uint8_t* Row(std::int32_t y) const {
-        return pixels.data() + static_cast<std::size_t>(y) * static_cast<std::size_t>(width) * 4;
+        return (seen != nullptr ? seen : pixels.data()) + static_cast<std::size_t>(y) * static_cast<std::size_t>(width) * 4;
     }
     std::uint8_t* At(std::int32_t x, std::int32_t y) { return Row(y) + static_cast<std::size_t>(x) * 4; }
     const std::uint8_t* At(std::int32_t x, std::int32_t y) const {
