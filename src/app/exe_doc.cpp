@@ -23,7 +23,7 @@ namespace tellurine::app {
 
 struct CFileExeDocument::Listing {
     std::shared_ptr<const std::vector<std::uint8_t>> bytes;  // what the groups' images point into
-    std::vector<StoredExeIconGroup> groups;
+    std::vector<ExeIconGroupListing> groups;                 // only groups with a readable image
 };
 
 struct CFileExeDocument::WorkerState {
@@ -38,16 +38,31 @@ constexpr std::size_t kGroupsPerRound = 8;
 constexpr std::chrono::milliseconds kHandOverInterval{50};
 
 // A group's images as the core's reader of programs reads them: each with its own header (a PNG
-// stream at its full depth), the unreadable ones left out, in stored order.
-CIconGroup ReadStoredGroup(const StoredExeIconGroup& stored) {
+// stream at its full depth), in stored order. The listing holds only images that can be read.
+CIconGroup ReadListedGroup(const ExeIconGroupListing& listed) {
     CIconGroup group;
-    group.name = stored.name.Display();
-    for (const std::span<const std::uint8_t> data : stored.images) {
+    group.name = listed.name.Display();
+    for (const std::span<const std::uint8_t> data : listed.images) {
         CKvIcon icon;
         if (icon.ReadImage(data, static_cast<std::uint32_t>(data.size()), 0) != 0 && !icon.IsEmpty())
             if (group.AppendFormat(std::move(icon)) == 0) throw std::bad_alloc();
     }
     return group;
+}
+
+// The image of a group its tile shows, chosen from the listed formats as the group of the read
+// images would choose it (CIconGroup::FindBestDisplayFormat). The choice depends only on each
+// format's size, colour count and alpha, so it is made among blank formats of those: no image is
+// decoded for it.
+std::size_t ShownImage(const ExeIconGroupListing& listed, const ExeDisplayChoice& choice) {
+    CIconGroup formats;
+    for (const StoredImageFormat& f : listed.formats) {
+        CKvIcon blank;
+        if (blank.SetFormat(f.width, f.height, f.colors, f.alpha) == 0 || formats.AppendFormat(std::move(blank)) == 0)
+            throw std::bad_alloc();
+    }
+    return static_cast<std::size_t>(
+        std::max(0, formats.FindBestDisplayFormat(choice.sizeIndex, choice.depthIndex, choice.ratio)));
 }
 
 // The picture of a tile (see ExeTile::picture).
@@ -70,18 +85,19 @@ QImage TilePicture(const CKvIcon& icon, qreal ratio) {
     return picture;
 }
 
-// A group's tile; no formats (and no picture) when none of its images can be read.
-ExeTile MakeTile(const StoredExeIconGroup& stored, std::size_t index, const ExeDisplayChoice& choice) {
+// A listed group's tile: only the image it shows is read (the tile goes without a picture when
+// memory runs out for it).
+ExeTile MakeTile(const ExeIconGroupListing& listed, std::size_t index, const ExeDisplayChoice& choice) {
     ExeTile tile;
     tile.group = index;
-    tile.name = QString::fromStdString(stored.name.Display());
-    const CIconGroup group = ReadStoredGroup(stored);
-    tile.formatCount = group.FormatCount();
-    if (tile.formatCount == 0) return tile;
-    const int best = std::max(0, group.FindBestDisplayFormat(choice.sizeIndex, choice.depthIndex, choice.ratio));
-    const CKvIcon& shown = *group.FormatAt(best);
-    tile.shownSize = QSize(static_cast<int>(shown.Width()), static_cast<int>(shown.Height()));
-    tile.picture = TilePicture(shown, choice.ratio);
+    tile.name = QString::fromStdString(listed.name.Display());
+    tile.formatCount = static_cast<int>(listed.images.size());
+    const std::size_t best = ShownImage(listed, choice);
+    tile.shownSize = QSize(listed.formats[best].width, listed.formats[best].height);
+    const std::span<const std::uint8_t> data = listed.images[best];
+    CKvIcon shown;
+    if (shown.ReadImage(data, static_cast<std::uint32_t>(data.size()), 0) != 0)
+        tile.picture = TilePicture(shown, choice.ratio);
     return tile;
 }
 
@@ -157,7 +173,7 @@ void CFileExeDocument::Work(CFileExeDocument* document, std::shared_ptr<WorkerSt
         auto bytes = std::make_shared<std::vector<std::uint8_t>>();
         std::string error;
         if (!ReadFileBytes(path, *bytes, kMaxExeFileBytes, error)) return finish(false, false);
-        auto groups = ListExeIconGroups(*bytes);
+        auto groups = DescribeExeIcons(*bytes);
         if (!groups) return finish(false, false);
         listing->bytes = std::move(bytes);
         listing->groups = std::move(*groups);
@@ -167,7 +183,7 @@ void CFileExeDocument::Work(CFileExeDocument* document, std::shared_ptr<WorkerSt
     QMetaObject::invokeMethod(document, [document, listing] { document->TakeListing(listing); }, Qt::QueuedConnection);
 
     // Rounds of a few groups, read on a few threads; the tiles go over in group order.
-    const std::vector<StoredExeIconGroup>& groups = listing->groups;
+    const std::vector<ExeIconGroupListing>& groups = listing->groups;
     const unsigned threads = std::clamp(std::thread::hardware_concurrency(), 1u, 4u);
     auto batch = std::make_shared<std::vector<ExeTile>>();
     auto lastHandOver = std::chrono::steady_clock::now() - kHandOverInterval;
@@ -188,8 +204,7 @@ void CFileExeDocument::Work(CFileExeDocument* document, std::shared_ptr<WorkerSt
         };
         RunOnThreads(static_cast<unsigned>(std::min<std::size_t>(threads, end - start)), work);
         if (outOfMemory) return finish(false, true);
-        for (ExeTile& tile : made)
-            if (tile.formatCount > 0) batch->push_back(std::move(tile));
+        for (ExeTile& tile : made) batch->push_back(std::move(tile));
         const auto now = std::chrono::steady_clock::now();
         if (!batch->empty() && (end == groups.size() || now - lastHandOver >= kHandOverInterval)) {
             QMetaObject::invokeMethod(document, [document, batch] { document->TakeTiles(batch); }, Qt::QueuedConnection);
@@ -225,7 +240,7 @@ void CFileExeDocument::Finish(bool ok, bool outOfMemory) {
 
 CIconGroup CFileExeDocument::ReadGroup(int tile) const {
     if (listing_ == nullptr || tile < 0 || static_cast<std::size_t>(tile) >= tiles_.size()) return {};
-    return ReadStoredGroup(listing_->groups[tiles_[static_cast<std::size_t>(tile)].group]);
+    return ReadListedGroup(listing_->groups[tiles_[static_cast<std::size_t>(tile)].group]);
 }
 
 CIconDoc CFileExeDocument::ReadIconDoc(int tile) const {

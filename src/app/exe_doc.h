@@ -1,11 +1,11 @@
 // The program document: the icon groups of a Windows program or library, shown as tiles.
 //
-// The file is read on a worker thread of the document's own. The worker reads the bytes, lists
-// the icon groups as stored, then reads each group's images and makes its tile (the picture of
-// the format chosen for display, already scaled for the screen), handing the tiles over in group
-// order as they are ready. Groups none of whose images can be read get no tile, as the
-// command-line tool leaves them out. The images themselves are not kept: a command on a group
-// reads them again from the kept bytes.
+// The file is read on a worker thread of the document's own. The worker reads the bytes and lists
+// the icon groups with their images' formats, told from the images' headers as the command-line
+// tool lists them (groups none of whose images can be read are left out, as it leaves them out);
+// then for each group it reads the one image its tile shows (the format chosen for display,
+// already scaled for the screen), handing the tiles over in group order as they are ready. The
+// images themselves are not kept: a command on a group reads them again from the kept bytes.
 #pragma once
 
 #include <QImage>
@@ -26,7 +26,7 @@ class CKvApp;
 
 // One icon group as its tile shows it.
 struct ExeTile {
-    std::size_t group = 0;  // the group's place among the stored groups
+    std::size_t group = 0;  // the group's place among the listed groups
     QString name;           // its name, or its number in decimal
     int formatCount = 0;    // the images that could be read
     QSize shownSize;        // the size of the format shown

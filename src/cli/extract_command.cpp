@@ -18,7 +18,9 @@
 
 #include "cli/commands.h"
 #include "cli/icon_support.h"
+#include "formats/mapped_file.h"
 #include "formats/pe_resources.h"
+#include "image/block.h"
 #include "image/file_io.h"
 #include "imaging/codecs.h"
 
@@ -28,6 +30,8 @@ namespace {
 
 // Icon pictures are small: level 1 packs them within a few percent of level 6, in half the time.
 constexpr int kPngLevel = 1;
+// Files of this size and more are mapped rather than read.
+constexpr std::uintmax_t kMapFileBytes = std::uintmax_t{1} << 20;
 // Files read ahead of the one being written, at most.
 constexpr std::size_t kReadAhead = 8;
 
@@ -58,7 +62,9 @@ struct Output {
 
 // One file of the command line, from its reading to the writing of its last PNG.
 struct Job {
-    std::vector<std::uint8_t> bytes;  // kept for programs, whose outputs point into it
+    MappedFile mapped;                    // the file's bytes, mapped
+    std::vector<std::uint8_t> read;       // or read, when it cannot be mapped
+    std::span<const std::uint8_t> bytes;  // kept for programs, whose outputs point into it
     IconFileContents contents;
     bool program = false;
     std::vector<Output> outputs;  // fixed once planned
@@ -102,12 +108,23 @@ std::vector<Output> PlanProgram(const std::string& path, Job& job) {
 // stem. A file that cannot be read gives one output holding the reason.
 std::vector<Output> Plan(const std::string& path, Job& job) {
     std::string error;
-    if (!ReadFileBytes(path, job.bytes, kMaxMacFileBytes, error)) return Failure(path + ": " + error);
+    // A large file is mapped rather than read: a program of many megabytes then costs neither a
+    // copy nor a fresh page for each of its pages. Small ones are read into memory that the
+    // files before them freed.
+    std::error_code ec;
+    if (std::filesystem::file_size(path, ec) >= kMapFileBytes && !ec && job.mapped.Open(path, kMaxMacFileBytes)) {
+        job.bytes = job.mapped.Bytes();
+    } else {
+        if (!ReadFileBytes(path, job.read, kMaxMacFileBytes, error)) return Failure(path + ": " + error);
+        job.bytes = job.read;
+    }
     if (ClassifyIconFile(path, job.bytes) == IconContainer::Pe) return PlanProgram(path, job);
     bool outOfMemory = false;
     IconFileContents& contents = job.contents;
     const bool read = ReadIconContainer(path, job.bytes, contents, &outOfMemory);
-    std::vector<std::uint8_t>().swap(job.bytes);
+    job.bytes = {};
+    job.mapped = MappedFile();
+    std::vector<std::uint8_t>().swap(job.read);
     if (!read) return Failure(ReadFailureLine(path, outOfMemory));
 
     std::vector<Output> outputs;
@@ -144,10 +161,7 @@ std::vector<Output> Plan(const std::string& path, Job& job) {
 void EncodeFormat(const CIconObject& format, Output& out) {
     const auto stored = format.Icon().UnchangedPng();
     out.bytes.assign(stored.begin(), stored.end());
-    if (out.bytes.empty()) {
-        const Block bgra = format.Icon().To32BitDib();
-        out.failed = !bgra || !EncodePng(bgra, out.bytes, kPngLevel);
-    }
+    if (out.bytes.empty()) out.failed = !format.Icon().EncodePngStream(out.bytes, kPngLevel);
 }
 
 // A program's image: a plain RGBA PNG in perfect order is copied as it is, having been checked
@@ -313,6 +327,7 @@ bool Extract(const std::vector<std::string>& files, const std::filesystem::path&
 }
 
 int RunExtract(const ExtractOptions& o) {
+    KeepFreedMemoryForReuse();
     const std::filesystem::path directory(o.directory);
     std::error_code ec;
     std::filesystem::create_directories(directory, ec);

@@ -4,14 +4,18 @@
 
 #include <nlohmann/json.hpp>
 
+#include <cstdint>
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "cli/commands.h"
 #include "cli/icon_support.h"
 #include "formats/icns_codec.h"
+#include "formats/mapped_file.h"
+#include "formats/pe_resources.h"
 
 namespace tellurine::cli {
 
@@ -26,14 +30,41 @@ std::string Plural(std::size_t n, const char* word) {
     return std::to_string(n) + " " + word + (n == 1 ? "" : "s");
 }
 
-//   INDEX: WxH, BPP bpp, COLORS colors, alpha|no alpha, png|bitmap
-std::string FormatLines(const CIconDoc& doc, const std::string& indent) {
-    std::string text;
+// One line of a listing: a format as it reads.
+struct FormatRow {
+    int width = 0;
+    int height = 0;
+    int bpp = 0;
+    std::uint32_t colors = 0;
+    bool alpha = false;
+    bool png = false;
+};
+
+std::vector<FormatRow> FormatRows(const CIconDoc& doc) {
+    std::vector<FormatRow> rows;
     for (int i = 0; i < doc.GetFormatCount(); ++i) {
         const CIconObject& f = *doc.GetFormat(i);
-        text += indent + std::to_string(i) + ": " + std::to_string(f.Width()) + "x" + std::to_string(f.Height()) +
-                ", " + std::to_string(f.BitCount()) + " bpp, " + std::to_string(f.ColorCount()) + " colors, " +
-                (f.HasAlpha() ? "alpha, " : "no alpha, ") + (f.Icon().IsCompressed() ? "png\n" : "bitmap\n");
+        rows.push_back({f.Width(), f.Height(), f.BitCount(), f.ColorCount(), f.HasAlpha(), f.Icon().IsCompressed()});
+    }
+    return rows;
+}
+
+// A program's images as their headers tell them: what reading them would give the formats.
+std::vector<FormatRow> FormatRows(const std::vector<StoredImageFormat>& formats) {
+    std::vector<FormatRow> rows;
+    for (const StoredImageFormat& f : formats)
+        rows.push_back({f.width, f.height, f.Bits(), f.colors, f.alpha, f.png});
+    return rows;
+}
+
+//   INDEX: WxH, BPP bpp, COLORS colors, alpha|no alpha, png|bitmap
+std::string FormatLines(const std::vector<FormatRow>& rows, const std::string& indent) {
+    std::string text;
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        const FormatRow& f = rows[i];
+        text += indent + std::to_string(i) + ": " + std::to_string(f.width) + "x" + std::to_string(f.height) + ", " +
+                std::to_string(f.bpp) + " bpp, " + std::to_string(f.colors) + " colors, " +
+                (f.alpha ? "alpha, " : "no alpha, ") + (f.png ? "png\n" : "bitmap\n");
     }
     return text;
 }
@@ -69,27 +100,37 @@ std::string TextBlock(const std::string& path, const IconFileContents& contents)
         return text + Plural(contents.steps.size(), "step") + "\n" + StepLines(contents.steps);
     if (!contents.Named()) {
         const CIconDoc& doc = contents.icons.front().doc;
-        return text + Plural(static_cast<std::size_t>(doc.GetFormatCount()), "format") + "\n" + FormatLines(doc, "  ") +
+        return text + Plural(static_cast<std::size_t>(doc.GetFormatCount()), "format") + "\n" +
+               FormatLines(FormatRows(doc), "  ") +
                SkippedLines(contents.icons.front().skipped, "  ");
     }
     text += Plural(contents.icons.size(), "icon") + "\n";
     for (const NamedIcon& icon : contents.icons)
         text += "  icon " + icon.name + ", " + Plural(static_cast<std::size_t>(icon.doc.GetFormatCount()), "format") +
-                "\n" + FormatLines(icon.doc, "    ") + SkippedLines(icon.skipped, "    ");
+                "\n" + FormatLines(FormatRows(icon.doc), "    ") + SkippedLines(icon.skipped, "    ");
     return text;
 }
 
-nlohmann::ordered_json JsonFormats(const CIconDoc& doc) {
+// The same for a program listed from its images' headers (see ReadProgramListing).
+std::string ProgramTextBlock(const std::string& path, const std::vector<ExeIconGroupListing>& groups) {
+    std::string text = path + ": " + IconContainerName(IconContainer::Pe) + ", " + Plural(groups.size(), "icon") + "\n";
+    for (const ExeIconGroupListing& group : groups)
+        text += "  icon " + group.name.Display() + ", " + Plural(group.formats.size(), "format") + "\n" +
+                FormatLines(FormatRows(group.formats), "    ");
+    return text;
+}
+
+nlohmann::ordered_json JsonFormats(const std::vector<FormatRow>& rows) {
     nlohmann::ordered_json formats = nlohmann::ordered_json::array();
-    for (int i = 0; i < doc.GetFormatCount(); ++i) {
-        const CIconObject& f = *doc.GetFormat(i);
-        formats.push_back({{"index", i},
-                           {"width", f.Width()},
-                           {"height", f.Height()},
-                           {"bpp", f.BitCount()},
-                           {"colors", f.ColorCount()},
-                           {"alpha", f.HasAlpha()},
-                           {"png", f.Icon().IsCompressed()}});
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        const FormatRow& f = rows[i];
+        formats.push_back({{"index", static_cast<int>(i)},
+                           {"width", f.width},
+                           {"height", f.height},
+                           {"bpp", f.bpp},
+                           {"colors", f.colors},
+                           {"alpha", f.alpha},
+                           {"png", f.png}});
     }
     return formats;
 }
@@ -120,13 +161,13 @@ nlohmann::ordered_json JsonFile(const std::string& path, const IconFileContents&
         return file;
     }
     if (!contents.Named()) {
-        file["formats"] = JsonFormats(contents.icons.front().doc);
+        file["formats"] = JsonFormats(FormatRows(contents.icons.front().doc));
         AddJsonSkipped(file, contents.icons.front().skipped);
         return file;
     }
     nlohmann::ordered_json groups = nlohmann::ordered_json::array();
     for (const NamedIcon& icon : contents.icons) {
-        nlohmann::ordered_json group = {{"name", IconNameJson(icon)}, {"formats", JsonFormats(icon.doc)}};
+        nlohmann::ordered_json group = {{"name", IconNameJson(icon)}, {"formats", JsonFormats(FormatRows(icon.doc))}};
         AddJsonSkipped(group, icon.skipped);
         groups.push_back(std::move(group));
     }
@@ -134,11 +175,45 @@ nlohmann::ordered_json JsonFile(const std::string& path, const IconFileContents&
     return file;
 }
 
+nlohmann::ordered_json ProgramJson(const std::string& path, const std::vector<ExeIconGroupListing>& groups) {
+    nlohmann::ordered_json list = nlohmann::ordered_json::array();
+    for (const ExeIconGroupListing& group : groups) {
+        nlohmann::ordered_json name = group.name.id ? nlohmann::ordered_json(*group.name.id)
+                                                    : nlohmann::ordered_json(group.name.text);
+        list.push_back({{"name", std::move(name)}, {"formats", JsonFormats(FormatRows(group.formats))}});
+    }
+    return {{"path", path}, {"kind", IconContainerName(IconContainer::Pe)}, {"groups", std::move(list)}};
+}
+
+// A program's icon groups told from the images' headers, without making any picture, when `path`
+// is a program with at least one group that can be listed (the groups' images point into `file`);
+// false for anything else, which is then read as every file is (and says why it cannot be, when
+// it cannot).
+bool ReadProgramListing(const std::string& path, MappedFile& file, std::vector<ExeIconGroupListing>& groups) {
+    if (!file.Open(path, kMaxMacFileBytes) || ClassifyIconFile(path, file.Bytes()) != IconContainer::Pe) return false;
+    std::optional<std::vector<ExeIconGroupListing>> listed = DescribeExeIcons(file.Bytes());
+    if (!listed || listed->empty()) return false;
+    groups = std::move(*listed);
+    return true;
+}
+
 int RunInfo(const InfoOptions& o) {
     int exitCode = kExitOk;
     nlohmann::ordered_json files = nlohmann::ordered_json::array();
     bool first = true;
     for (const std::string& path : o.files) {
+        MappedFile file;
+        std::vector<ExeIconGroupListing> program;
+        if (ReadProgramListing(path, file, program)) {
+            if (o.json) {
+                files.push_back(ProgramJson(path, program));
+            } else {
+                const std::string text = (first ? "" : "\n") + ProgramTextBlock(path, program);
+                std::fwrite(text.data(), 1, text.size(), stdout);
+                first = false;
+            }
+            continue;
+        }
         IconFileContents contents;
         if (!ReadIconInput(path, contents)) {
             exitCode = kExitFailure;

@@ -273,9 +273,18 @@ std::size_t ExpectedImageBytes(std::span<const std::uint8_t> data) {
 // The images of one group, in its directory's order: each entry's icon in the group's language,
 // else the first icon of that number. Stops, returning false, when the file's image reads or
 // expected image bytes would pass their limits.
+// Where each numbered icon's records are, so that a group entry is found in one look-up however
+// many languages repeat its number.
+struct IconIndex {
+    static std::uint32_t Key(std::uint16_t id, std::uint16_t language) {
+        return std::uint32_t{id} << 16 | language;
+    }
+    std::unordered_map<std::uint16_t, std::size_t> byId;
+    std::unordered_map<std::uint32_t, std::size_t> byIdAndLanguage;
+};
+
 bool PlanGroup(std::size_t groupIndex, std::span<const std::uint8_t> data, std::uint16_t language,
-               const std::vector<ResourceRecord>& icons,
-               const std::unordered_map<std::uint16_t, std::vector<std::size_t>>& byId, std::vector<ImageTask>& tasks,
+               const std::vector<ResourceRecord>& icons, const IconIndex& index, std::vector<ImageTask>& tasks,
                std::size_t& expectedBytes) {
     if (data.size() < kGroupHeaderSize) return true;
     const std::size_t count =
@@ -283,15 +292,10 @@ bool PlanGroup(std::size_t groupIndex, std::span<const std::uint8_t> data, std::
     for (std::size_t i = 0; i < count; ++i) {
         const std::uint16_t id =
             LoadU16(data.data() + kGroupHeaderSize + i * kGroupEntrySize + kGroupEntryIdOffset);
-        const auto found = byId.find(id);
-        if (found == byId.end()) continue;
-        std::size_t pick = found->second.front();
-        for (const std::size_t index : found->second) {
-            if (icons[index].language == language) {
-                pick = index;
-                break;
-            }
-        }
+        const auto sameLanguage = index.byIdAndLanguage.find(IconIndex::Key(id, language));
+        const auto anyLanguage = index.byId.find(id);
+        if (anyLanguage == index.byId.end()) continue;
+        const std::size_t pick = sameLanguage != index.byIdAndLanguage.end() ? sameLanguage->second : anyLanguage->second;
         if (tasks.size() >= kMaxExeImageReads) return false;
         expectedBytes += ExpectedImageBytes(icons[pick].data);
         if (expectedBytes > kMaxExeDecodedBytes) return false;
@@ -325,6 +329,30 @@ void ReadImages(const std::vector<ImageTask>& tasks, std::vector<CKvIcon>& image
     if (outOfMemory) throw std::bad_alloc();
 }
 
+// Tells every image's format from its header (see DescribeStoredImage), on several threads when
+// there are many. Images that cannot be read are left without one.
+void DescribeImages(const std::vector<ImageTask>& tasks, std::vector<std::optional<StoredImageFormat>>& formats) {
+    formats.assign(tasks.size(), std::nullopt);
+    std::atomic<std::size_t> next{0};
+    std::atomic<bool> outOfMemory{false};
+    const auto work = [&] {
+        for (std::size_t i = next++; i < tasks.size(); i = next++) {
+            try {
+                formats[i] = DescribeStoredImage(tasks[i].data);
+            } catch (const std::bad_alloc&) {
+                outOfMemory = true;
+                return;
+            }
+        }
+    };
+    // Most images are told from their headers alone; PNG streams are inflated to be checked.
+    constexpr std::size_t kImagesPerThread = 256;
+    const auto threads = static_cast<unsigned>(std::min<std::size_t>(
+        {std::max(1u, std::thread::hardware_concurrency()), 8, 1 + tasks.size() / kImagesPerThread}));
+    RunOnThreads(threads, work);
+    if (outOfMemory) throw std::bad_alloc();
+}
+
 std::vector<StoredExeIconGroup> StoredGroups(std::span<const std::uint8_t> bytes, bool& readable) {
     readable = false;
     const auto groups = List(bytes, 14);
@@ -334,17 +362,22 @@ std::vector<StoredExeIconGroup> StoredGroups(std::span<const std::uint8_t> bytes
     readable = true;
     if (groups->empty()) return {};
 
-    // The records of each numbered icon, in enumeration order (icons are found by number only).
-    std::unordered_map<std::uint16_t, std::vector<std::size_t>> byId;
-    for (std::size_t i = 0; i < icons->size(); ++i)
-        if ((*icons)[i].name.id) byId[*(*icons)[i].name.id].push_back(i);
+    // Icons are found by number only: the first record of that number in the group's language,
+    // else the first of that number in any language.
+    IconIndex index;
+    for (std::size_t i = 0; i < icons->size(); ++i) {
+        if (!(*icons)[i].name.id) continue;
+        const std::uint16_t id = *(*icons)[i].name.id;
+        index.byId.emplace(id, i);
+        index.byIdAndLanguage.emplace(IconIndex::Key(id, (*icons)[i].language), i);
+    }
 
     std::vector<ImageTask> tasks;
     std::size_t expectedBytes = 0;
     std::size_t planned = 0;
     for (; planned < groups->size(); ++planned) {
         const ResourceRecord& record = (*groups)[planned];
-        if (!PlanGroup(planned, record.data, record.language, *icons, byId, tasks, expectedBytes)) {
+        if (!PlanGroup(planned, record.data, record.language, *icons, index, tasks, expectedBytes)) {
             ++planned;  // this group keeps the images planned before the limit
             break;
         }
@@ -385,7 +418,43 @@ std::optional<std::vector<ExeIconGroup>> ReadIcons(std::span<const std::uint8_t>
     return out;
 }
 
+std::optional<std::vector<ExeIconGroupListing>> DescribeIcons(std::span<const std::uint8_t> bytes) {
+    bool readable = false;
+    const std::vector<StoredExeIconGroup> stored = StoredGroups(bytes, readable);
+    if (!readable) return std::nullopt;
+
+    std::vector<ImageTask> tasks;
+    for (std::size_t g = 0; g < stored.size(); ++g)
+        for (const std::span<const std::uint8_t> image : stored[g].images) tasks.push_back({g, image});
+    std::vector<std::optional<StoredImageFormat>> formats;
+    DescribeImages(tasks, formats);
+
+    std::vector<ExeIconGroupListing> out;
+    std::size_t task = 0;
+    for (std::size_t g = 0; g < stored.size(); ++g) {
+        ExeIconGroupListing entry;
+        for (; task < tasks.size() && tasks[task].group == g; ++task) {
+            if (!formats[task]) continue;
+            entry.images.push_back(tasks[task].data);
+            entry.formats.push_back(*formats[task]);
+        }
+        if (entry.images.empty()) continue;
+        entry.name = stored[g].name;
+        entry.language = stored[g].language;
+        out.push_back(std::move(entry));
+    }
+    return out;
+}
+
 }  // namespace
+
+std::optional<std::vector<ExeIconGroupListing>> DescribeExeIcons(std::span<const std::uint8_t> bytes) {
+    try {
+        return DescribeIcons(bytes);
+    } catch (const std::bad_alloc&) {
+        return std::nullopt;
+    }
+}
 
 std::optional<std::vector<ResourceRecord>> ListResources(std::span<const std::uint8_t> bytes,
                                                          std::uint16_t type) {

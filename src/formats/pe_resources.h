@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "formats/image_header.h"
 #include "icon/icon_group.h"
 
 namespace tellurine {
@@ -96,6 +97,21 @@ struct StoredExeIconGroup {
 // empty list for a file with icon resources but no group; nothing when ReadExeIcons gives nothing
 // or memory runs out.
 std::optional<std::vector<StoredExeIconGroup>> ListExeIconGroups(std::span<const std::uint8_t> bytes);
+
+// One icon group of a program as listed: its name and language, and the images ReadExeIcons would
+// read for it that it can read, each with the format it reads as, in the same order.
+struct ExeIconGroupListing {
+    ResourceName name;
+    std::uint16_t language = 0;
+    std::vector<std::span<const std::uint8_t>> images;  // within the file's bytes
+    std::vector<StoredImageFormat> formats;             // one per image
+};
+
+// What ReadExeIcons gives, told from the images' headers (DescribeStoredImage) rather than by
+// making their pixels: the same groups in the same order (those without any readable image left
+// out), each image with the width, height, colour count, alpha and PNG flag ReadExeIcons's image
+// has. Nothing when ReadExeIcons gives nothing or memory runs out.
+std::optional<std::vector<ExeIconGroupListing>> DescribeExeIcons(std::span<const std::uint8_t> bytes);
 
 // The executable document's model: the icon groups of one program file, for its view.
 class CFileExeDoc {

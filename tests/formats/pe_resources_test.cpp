@@ -266,6 +266,49 @@ TEST(PeResources, BoundsImageReadsPerFile) {
     EXPECT_EQ((*groups)[1].group.FormatCount(), static_cast<int>(kMaxExeImageReads) - 40000);
 }
 
+// What DescribeExeIcons lists against what ReadExeIcons reads: the same groups, names, languages
+// and formats, the images that cannot be read (a PNG stream whose data is damaged behind a right
+// CRC, a bitmap cut inside its pixels, data that is no image) left out of both.
+TEST(PeResources, DescribesWhatReadingGives) {
+    std::vector<std::uint8_t> badPng = Image(32, 0, true);
+    badPng.resize(badPng.size() - 12);  // no IEND
+    std::vector<std::uint8_t> cutBitmap = Image(32, 16);
+    cutBitmap.resize(40 + 64 + 100);
+    std::vector<Resource> resources = Program();
+    resources.push_back({kIcon, std::uint16_t{20}, 0, badPng});
+    resources.push_back({kIcon, std::uint16_t{21}, 0, cutBitmap});
+    resources.push_back({kGroup, std::uint16_t{300}, 0, GroupData({{20}, {3}, {21}, {1}})});
+    resources.push_back({kGroup, std::uint16_t{301}, 0, GroupData({{20}, {21}})});
+    for (const bool pe64 : {false, true}) {
+        SCOPED_TRACE(pe64 ? "PE32+" : "PE32");
+        const std::vector<std::uint8_t> file = pe_test::WritePe(resources, pe64);
+        const auto read = ReadExeIcons(file);
+        const auto listed = DescribeExeIcons(file);
+        ASSERT_TRUE(read && listed);
+        ASSERT_EQ(listed->size(), 5u);
+        ASSERT_EQ(listed->size(), read->size());
+        for (std::size_t g = 0; g < read->size(); ++g) {
+            const ExeIconGroup& r = (*read)[g];
+            const ExeIconGroupListing& l = (*listed)[g];
+            EXPECT_EQ(l.name.Display(), r.name.Display());
+            EXPECT_EQ(l.name.id, r.name.id);
+            EXPECT_EQ(l.language, r.language);
+            ASSERT_EQ(l.formats.size(), static_cast<std::size_t>(r.group.FormatCount()));
+            ASSERT_EQ(l.images.size(), l.formats.size());
+            for (std::size_t i = 0; i < l.formats.size(); ++i) {
+                const CKvIcon& image = *r.group.FormatAt(static_cast<int>(i));
+                EXPECT_EQ(l.formats[i].width, static_cast<std::int32_t>(image.Width()));
+                EXPECT_EQ(l.formats[i].height, static_cast<std::int32_t>(image.Height()));
+                EXPECT_EQ(l.formats[i].colors, image.ColorCount());
+                EXPECT_EQ(l.formats[i].alpha, image.HasAlpha());
+                EXPECT_EQ(l.formats[i].png, image.IsCompressed());
+            }
+        }
+        EXPECT_EQ(Sizes((*read)[4].group), "48 16 ");
+    }
+    EXPECT_FALSE(DescribeExeIcons(Image(16, 16)));
+}
+
 // Programs from the wine packages, when installed, against icoutils' wrestool: the same group
 // and icon records (names, languages, sizes, in order), and for each group the image sizes of
 // the icon file wrestool extracts from it.

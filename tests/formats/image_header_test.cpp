@@ -1,0 +1,196 @@
+#include "formats/image_header.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "icon/kv_icon.h"
+#include "image/archive.h"
+#include "image/bytes.h"
+#include "imaging/codecs.h"
+
+namespace tellurine {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+// An image in bitmap form as an icon resource holds it, with a patterned body.
+Bytes Bitmap(int width, int height, std::uint32_t colors, bool alpha) {
+    CKvIcon icon;
+    EXPECT_EQ(icon.SetFormat(width, height, colors, alpha), 1);
+    for (std::size_t i = 40; i < icon.GetBlock().size(); ++i)
+        icon.GetBlock().data()[i] = static_cast<std::uint8_t>(i * 13);
+    Archive ar = Archive::ForStoring();
+    EXPECT_EQ(icon.WriteImage(ar), 1);
+    return ar.Bytes();
+}
+
+// A plain 8-bit RGBA PNG stream of a w x h picture.
+Bytes RgbaPng(int width, int height) {
+    CKvIcon icon;
+    EXPECT_EQ(icon.SetFormat(width, height, 0, true), 1);
+    for (std::size_t i = 40; i < icon.GetBlock().size(); ++i)
+        icon.GetBlock().data()[i] = static_cast<std::uint8_t>(i * 5 + i / 97);
+    Bytes png;
+    EXPECT_TRUE(EncodePng(icon.To32BitDib(), png));
+    return png;
+}
+
+std::uint32_t Crc(const std::uint8_t* p, std::size_t n) {
+    std::uint32_t c = 0xFFFFFFFFu;
+    for (std::size_t i = 0; i < n; ++i) {
+        c ^= p[i];
+        for (int k = 0; k < 8; ++k) c = (c >> 1) ^ (0xEDB88320u & (0u - (c & 1u)));
+    }
+    return ~c;
+}
+
+void PutBE32(Bytes& out, std::uint32_t v) {
+    for (int s = 24; s >= 0; s -= 8) out.push_back(static_cast<std::uint8_t>(v >> s));
+}
+
+void PutChunk(Bytes& out, const char* type, const Bytes& data) {
+    PutBE32(out, static_cast<std::uint32_t>(data.size()));
+    const std::size_t start = out.size();
+    out.insert(out.end(), type, type + 4);
+    out.insert(out.end(), data.begin(), data.end());
+    PutBE32(out, Crc(out.data() + start, out.size() - start));
+}
+
+// A PNG stream of a 1 x 1 grey, RGB or palette picture (colour type 0, 2 or 3, 8 bits), possibly
+// marked interlaced (one pixel is the same data either way), whose zlib data is one stored block.
+Bytes SmallPng(std::uint8_t type, std::uint8_t interlace) {
+    const Bytes raw = type == 2 ? Bytes{0, 10, 20, 30} : Bytes{0, 0};
+    const auto n = static_cast<std::uint8_t>(raw.size());
+    Bytes z{0x78, 0x01, 1, n, 0, static_cast<std::uint8_t>(~n), 0xFF};
+    z.insert(z.end(), raw.begin(), raw.end());
+    std::uint32_t a = 1, b = 0;
+    for (const std::uint8_t v : raw) {
+        a = (a + v) % 65521;
+        b = (b + a) % 65521;
+    }
+    PutBE32(z, b << 16 | a);
+    Bytes png{0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
+    Bytes header;
+    PutBE32(header, 1);
+    PutBE32(header, 1);
+    header.insert(header.end(), {8, type, 0, 0, interlace});
+    PutChunk(png, "IHDR", header);
+    if (type == 3) PutChunk(png, "PLTE", {200, 100, 50});
+    PutChunk(png, "IDAT", z);
+    PutChunk(png, "IEND", {});
+    return png;
+}
+
+// The first IDAT chunk's data: its offset in the stream and its length.
+std::pair<std::size_t, std::size_t> IdatOf(const Bytes& png) {
+    for (std::size_t pos = 8; pos + 12 <= png.size();) {
+        const std::size_t length = LoadBE32(png.data() + pos);
+        if (std::string(png.begin() + static_cast<std::ptrdiff_t>(pos + 4),
+                        png.begin() + static_cast<std::ptrdiff_t>(pos + 8)) == "IDAT")
+            return {pos + 8, length};
+        pos += length + 12;
+    }
+    return {0, 0};
+}
+
+// The stream with one byte of its compressed data changed, the chunk's CRC made right again (so
+// that only inflating it can tell), or left wrong.
+Bytes DamagedIdat(Bytes png, std::size_t within, bool fixCrc) {
+    const auto [at, length] = IdatOf(png);
+    png[at + within] ^= 0x5A;
+    if (fixCrc) StoreBE32(png.data() + at + length, Crc(png.data() + at - 4, length + 4));
+    return png;
+}
+
+Bytes Cut(Bytes bytes, std::size_t size) {
+    bytes.resize(size);
+    return bytes;
+}
+
+// A bitmap whose 40-byte header has one 32-bit field set to `value` (at `offset`), or whose
+// header is made `size` bytes long (zeros after the first 40) with its size field saying so.
+Bytes Patched(Bytes bitmap, std::size_t offset, std::uint32_t value) {
+    StoreU32(bitmap.data() + offset, value);
+    return bitmap;
+}
+Bytes LongerHeader(const Bytes& bitmap, std::uint32_t size) {
+    Bytes out = bitmap;
+    StoreU32(out.data(), size);
+    out.insert(out.begin() + 40, size - 40, 0);
+    return out;
+}
+
+TEST(ImageHeader, DescribesWhatReadingGives) {
+    const Bytes rgba = RgbaPng(40, 24);
+    const Bytes b4 = Bitmap(16, 16, 16, false);
+    const Bytes b32 = Bitmap(33, 17, 0, true);
+    struct Case {
+        const char* what;
+        Bytes data;
+        bool readable;
+    };
+    const Case cases[] = {
+        {"32-bit bitmap", b32, true},
+        {"1-bit bitmap", Bitmap(48, 48, 2, false), true},
+        {"4-bit bitmap", b4, true},
+        {"8-bit bitmap", Bitmap(20, 10, 256, false), true},
+        {"24-bit bitmap", Bitmap(7, 5, 0, false), true},
+        {"4-bit with 3 colours used", Patched(b4, 32, 3), true},
+        {"no colour count and 0 bits", Patched(Patched(b4, 32, 0), 12, 0x00000001), true},
+        {"colours used past the data", Patched(b4, 32, 100000), false},
+        {"33 bits (read as 24)", Patched(b32, 12, 0x00210001), true},
+        {"40 bits", Patched(b32, 12, 0x00280001), true},
+        {"16 bits", Patched(b32, 12, 0x00100001), true},
+        {"odd doubled height", Patched(b4, 8, 33), true},
+        {"height 1 (0 rows)", Patched(b4, 8, 1), false},
+        {"negative height", Patched(b4, 8, static_cast<std::uint32_t>(-32)), false},
+        {"width 0", Patched(b4, 4, 0), false},
+        {"huge width", Patched(b4, 4, 0x7FFFFFFF), false},
+        {"12-byte header", Patched(b4, 0, 12), false},
+        {"108-byte header", LongerHeader(b32, 108), true},
+        {"124-byte header", LongerHeader(b32, 124), true},
+        {"124-byte header, mask cut", Cut(LongerHeader(b32, 124), LongerHeader(b32, 124).size() - 40), true},
+        {"124-byte header, pixels cut", Cut(LongerHeader(b32, 124), 124 + 33 * 17 * 4 - 1), false},
+        {"mask cut short", Cut(b4, b4.size() - 10), true},
+        {"no mask at all", Cut(b4, 40 + 64 + 128), true},
+        {"colour pixels cut short", Cut(b4, 40 + 64 + 127), false},
+        {"header cut short", Cut(b4, 39), false},
+        {"three bytes", Cut(b4, 3), false},
+        {"nothing", {}, false},
+        {"plain RGBA PNG", rgba, true},
+        {"PNG cut short", Cut(rgba, rgba.size() - 1), false},
+        {"PNG without its IEND", Cut(rgba, rgba.size() - 12), false},
+        {"PNG signature only", Cut(rgba, 8), false},
+        {"four bytes of signature", Cut(rgba, 4), false},
+        {"PNG data damaged, CRC right", DamagedIdat(rgba, 2, true), false},
+        {"PNG data damaged late, CRC right", DamagedIdat(rgba, IdatOf(rgba).second - 3, true), false},
+        {"PNG data damaged, CRC wrong", DamagedIdat(rgba, IdatOf(rgba).second / 2, false), false},
+        {"grey PNG", SmallPng(0, 0), true},
+        {"RGB PNG", SmallPng(2, 0), true},
+        {"palette PNG", SmallPng(3, 0), true},
+        {"interlaced grey PNG", SmallPng(0, 1), true},
+        {"grey PNG with damaged data", DamagedIdat(SmallPng(0, 0), 0, true), false},
+        {"grey PNG cut short", Cut(SmallPng(0, 0), SmallPng(0, 0).size() - 20), false},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        CKvIcon icon;
+        const bool read = icon.ReadImage(c.data, static_cast<std::uint32_t>(c.data.size()), 0) != 0;
+        EXPECT_EQ(read, c.readable);
+        const std::optional<StoredImageFormat> format = DescribeStoredImage(c.data);
+        ASSERT_EQ(format.has_value(), read);
+        if (!read) continue;
+        EXPECT_EQ(format->width, static_cast<std::int32_t>(icon.Width()));
+        EXPECT_EQ(format->height, static_cast<std::int32_t>(icon.Height()));
+        EXPECT_EQ(format->colors, icon.ColorCount());
+        EXPECT_EQ(format->alpha, icon.HasAlpha());
+        EXPECT_EQ(format->png, icon.IsCompressed());
+        EXPECT_EQ(format->Bits(), icon.BitsPerPixel());
+    }
+}
+
+}  // namespace
+}  // namespace tellurine
