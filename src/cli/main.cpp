@@ -1,9 +1,10 @@
 // tellurine-cli: Tellurine's icon and image operations from the command line.
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
+#include <array>
 #include <cstdio>
-#include <iostream>
-#include <map>
+#include <cstring>
 #include <string>
 
 #include "cli/commands.h"
@@ -14,30 +15,63 @@ void PrintError(const std::string& message) { std::fprintf(stderr, "tellurine-cl
 
 }  // namespace tellurine::cli
 
+namespace {
+
+using namespace tellurine::cli;
+
+struct Command {
+    const char* name;
+    CommandRunner (*add)(CLI::App&);
+};
+
+// In the order the help lists them.
+constexpr std::array<Command, 9> kCommands{{
+    {"reduce", AddReduceCommand},
+    {"info", AddInfoCommand},
+    {"extract", AddExtractCommand},
+    {"convert", AddConvertCommand},
+    {"create", AddCreateCommand},
+    {"filter", AddFilterCommand},
+    {"resize", AddResizeCommand},
+    {"rotate", AddRotateCommand},
+    {"flip", AddFlipCommand},
+}};
+
+const Command* FindCommand(const char* name) {
+    for (const Command& command : kCommands)
+        if (std::strcmp(command.name, name) == 0) return &command;
+    return nullptr;
+}
+
+}  // namespace
+
 int main(int argc, char** argv) {
-    using namespace tellurine::cli;
+    // A word that names no command is told as such, with the commands there are.
+    if (argc > 1 && argv[1][0] != '-' && FindCommand(argv[1]) == nullptr) {
+        std::array<std::string, kCommands.size()> sorted;
+        std::transform(kCommands.begin(), kCommands.end(), sorted.begin(), [](const Command& c) { return c.name; });
+        std::sort(sorted.begin(), sorted.end());
+        std::string names;
+        for (const std::string& name : sorted) names += (names.empty() ? "" : ", ") + name;
+        PrintError(std::string("unknown command \"") + argv[1] + "\"; the commands are " + names +
+                   " (see --help)");
+        return kExitUsage;
+    }
+
     CLI::App app{"Tellurine: icons and images from the command line", "tellurine-cli"};
     app.set_version_flag("--version", "tellurine-cli " TELLURINE_VERSION);
     app.require_subcommand(1, 1);
 
-    std::map<std::string, CommandRunner> commands;
-    commands["reduce"] = AddReduceCommand(app);
-    commands["info"] = AddInfoCommand(app);
-    commands["extract"] = AddExtractCommand(app);
-    commands["convert"] = AddConvertCommand(app);
-    commands["create"] = AddCreateCommand(app);
-    commands["filter"] = AddFilterCommand(app);
-    commands["resize"] = AddResizeCommand(app);
-    commands["rotate"] = AddRotateCommand(app);
-    commands["flip"] = AddFlipCommand(app);
-
-    // A word that names no command is told as such, with the commands there are.
-    if (argc > 1 && argv[1][0] != '-' && !commands.contains(argv[1])) {
-        std::string names;
-        for (const auto& [name, runner] : commands) names += (names.empty() ? "" : ", ") + name;
-        PrintError(std::string("unknown command \"") + argv[1] + "\"; the commands are " + names +
-                   " (see --help)");
-        return kExitUsage;
+    // Setting up a command's options costs more than a small icon job's own work, so a process
+    // sets up only the command it runs when the first word names it: exactly one command runs
+    // (require_subcommand(1, 1)), and every later word is that command's. A lone --version needs
+    // none. Anything else (help, options first) gets them all.
+    std::array<CommandRunner, kCommands.size()> runners;
+    if (argc > 1 && argv[1][0] != '-') {
+        const Command* command = FindCommand(argv[1]);
+        runners[static_cast<std::size_t>(command - kCommands.data())] = command->add(app);
+    } else if (!(argc == 2 && std::strcmp(argv[1], "--version") == 0)) {
+        for (std::size_t i = 0; i < kCommands.size(); ++i) runners[i] = kCommands[i].add(app);
     }
     try {
         app.parse(argc, argv);
@@ -46,5 +80,6 @@ int main(int argc, char** argv) {
         return code == 0 ? kExitOk : kExitUsage;
     }
     // Exactly one subcommand was parsed (require_subcommand(1, 1)).
-    return commands.at(app.get_subcommands().front()->get_name())();
+    const Command* command = FindCommand(app.get_subcommands().front()->get_name().c_str());
+    return runners[static_cast<std::size_t>(command - kCommands.data())]();
 }
