@@ -435,7 +435,24 @@ int CKvIcon::ReadPngImage(std::span<const std::uint8_t> png, std::uint32_t bitCo
     std::int32_t width = 0, height = 0;
     Block block;
     IconImageLayout l;
-    const bool decoded = DecodePngToBgra(png, [&](std::int32_t w, std::int32_t h) -> BgraRows {
+    // A plain RGBA stream is inflated in the block itself, from the header's last byte into the
+    // mask (at least 4 bytes a row, where the inflated rows need one): no buffer of the picture's
+    // size is touched besides the block. The header and the mask are then made right again.
+    if (PngDimensions(png, width, height) &&
+        IsPlainRgbaPng(png, static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height)) &&
+        ComputeLayout(width, height, 0, true, l) && l.maskImageSize >= static_cast<std::size_t>(height)) {
+        block = NewImageBlock(width, height, 0, l);
+        if (block) {
+            const std::uint8_t headerByte = block.data()[l.pixelOffset - 1];
+            if (!DecodePlainRgbaPngInPlace(png, block.data() + l.pixelOffset, width, height)) {
+                block.Reset();
+            } else {
+                block.data()[l.pixelOffset - 1] = headerByte;
+                std::memset(block.data() + l.maskOffset, 0, l.maskImageSize);
+            }
+        }
+    }
+    const bool decoded = block || DecodePngToBgra(png, [&](std::int32_t w, std::int32_t h) -> BgraRows {
         width = w;
         height = h;
         block = ComputeLayout(w, h, 0, true, l) ? NewImageBlock(w, h, 0, l) : Block();

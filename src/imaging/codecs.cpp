@@ -299,7 +299,28 @@ public:
     Block DecodeToDib(std::span<const std::uint8_t> png) {
         inDib_ = true;
         if (!Check(png)) return {};
-        return FinishInPlace();
+        std::uint8_t* const pixels = large_.data() + kInfoHeaderSize;
+        RowsInPlace(pixels);
+        BitmapInfoHeader header;
+        header.width = width_;
+        header.height = height_;
+        header.bitCount = 32;
+        header.Store(large_.data());
+        large_.Shrink(kInfoHeaderSize + static_cast<std::size_t>(width_) * 4 * static_cast<std::size_t>(height_));
+        return std::move(large_);
+    }
+
+    // Decodes a width x height stream into packed bottom-up rows at `bottom`, inflating it in
+    // the same memory (see DecodePlainRgbaPngInPlace). False when Decode would fail, or the
+    // stream is of another size.
+    bool DecodeInPlace(std::span<const std::uint8_t> png, std::uint8_t* bottom, std::int32_t width,
+                       std::int32_t height) {
+        inPlace_ = bottom;
+        expectedWidth_ = width;
+        expectedHeight_ = height;
+        if (!Check(png)) return false;
+        RowsInPlace(bottom);
+        return true;
     }
 
     // Everything Decode does short of placing rows: true exactly when Decode would decode the
@@ -345,7 +366,14 @@ private:
         if (ihdr[8] != 8 || ihdr[9] != 6 || ihdr[10] != 0 || ihdr[11] != 0 || ihdr[12] != 0) return false;
         const std::uint64_t rawSize = (std::uint64_t{w} * 4 + 1) * h;
         if (std::uint64_t{w} * h * 4 > kMaxBlockBytes || rawSize > streamSize * kMaxInflateRatio) return false;
-        raw_ = inDib_ ? DibRoom(static_cast<std::size_t>(rawSize)) : ScratchBuffer(static_cast<std::size_t>(rawSize));
+        if (inPlace_ != nullptr) {
+            if (static_cast<std::int32_t>(w) != expectedWidth_ || static_cast<std::int32_t>(h) != expectedHeight_)
+                return false;
+            raw_ = {inPlace_ - 1, static_cast<std::size_t>(rawSize)};
+        } else {
+            raw_ = inDib_ ? DibRoom(static_cast<std::size_t>(rawSize))
+                          : ScratchBuffer(static_cast<std::size_t>(rawSize));
+        }
         if (raw_.empty()) return false;
         started_ = true;
         width_ = static_cast<std::int32_t>(w);
@@ -424,17 +452,16 @@ private:
     }
 
     // The picture made where its filtered rows were inflated: the rows lie one byte apart at
-    // first (each led by its filter type) from the last byte of the header's room on, so that,
-    // undone top row first, each row is moved down to its packed place without overwriting a row
-    // still to be read; the top-down rows are then turned bottom-up, and the block shortened.
-    Block FinishInPlace() {
+    // first (each led by its filter type) from the byte before `pixels` on, so that, undone top
+    // row first, each row is moved down to its packed place without overwriting a row still to be
+    // read; the top-down rows are then turned bottom-up.
+    void RowsInPlace(std::uint8_t* pixels) {
         const std::size_t rowBytes = static_cast<std::size_t>(width_) * 4;
         const auto h = static_cast<std::size_t>(height_);
         // The row above, as undone (zeros above the first), and the row being moved.
         zeros_.assign(2 * rowBytes, 0);
         std::uint8_t* prior = zeros_.data();
         std::uint8_t* spare = zeros_.data() + rowBytes;
-        std::uint8_t* pixels = large_.data() + kInfoHeaderSize;
         for (std::size_t y = 0; y < h; ++y) {
             std::uint8_t* row = raw_.data() + y * (rowBytes + 1);
             UnfilterRow(row[0], row + 1, prior, rowBytes);
@@ -450,16 +477,12 @@ private:
             std::memcpy(low, high, rowBytes);
             std::memcpy(high, spare, rowBytes);
         }
-        BitmapInfoHeader header;
-        header.width = width_;
-        header.height = height_;
-        header.bitCount = 32;
-        header.Store(large_.data());
-        large_.Shrink(kInfoHeaderSize + rowBytes * h);
-        return std::move(large_);
     }
 
     bool inDib_ = false;  // the rows are inflated into the picture's own block
+    std::uint8_t* inPlace_ = nullptr;  // or into the caller's rows, of this size
+    std::int32_t expectedWidth_ = 0;
+    std::int32_t expectedHeight_ = 0;
     bool started_ = false;
     int idats_ = 0;
     std::span<const std::uint8_t> first_;
@@ -645,6 +668,12 @@ bool IsIntactPlainRgbaPng(std::span<const std::uint8_t> png) { return PlainRgbaD
 bool DecodePngToBgra(std::span<const std::uint8_t> png, const BgraRowsFor& place) {
     if (!IsPngStream(png)) return false;
     return PlainRgbaDecoder().Decode(png, place) || DecodeWithLibpng(png, place);
+}
+
+bool DecodePlainRgbaPngInPlace(std::span<const std::uint8_t> png, std::uint8_t* bottom, std::int32_t width,
+                               std::int32_t height) {
+    return bottom != nullptr && width > 0 && height > 0 && IsPngStream(png) &&
+           PlainRgbaDecoder().DecodeInPlace(png, bottom, width, height);
 }
 
 bool DecodePngToBgra(std::span<const std::uint8_t> png, std::int32_t& width, std::int32_t& height, Block& pixels) {

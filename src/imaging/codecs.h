@@ -58,6 +58,16 @@ using BgraRowsFor = std::function<BgraRows(std::int32_t width, std::int32_t heig
 // Decodes a PNG stream into 8-bit BGRA rows (width x 4 bytes each) where `place` says, for
 // callers that place the rows themselves. False on failure; rows may then have been written.
 bool DecodePngToBgra(std::span<const std::uint8_t> png, const BgraRowsFor& place);
+
+// Decodes a plain RGBA stream (IsPlainRgbaPng) of width x height pixels into 8-bit BGRA rows
+// packed bottom-up from `bottom` (width x 4 bytes each, the bottom row first), inflating the
+// stream in that very memory, so that no buffer of the picture's size is touched besides the
+// rows. The byte before the rows and the height - 1 bytes after them are written over as well,
+// and hold nothing meaningful afterwards. False, with any of those bytes changed, for a stream
+// of another size or kind, or one the short path leaves to libpng: decode it with DecodePngToBgra
+// then.
+bool DecodePlainRgbaPngInPlace(std::span<const std::uint8_t> png, std::uint8_t* bottom, std::int32_t width,
+                               std::int32_t height);
 // The same into a new block of top-down rows with nothing between them.
 bool DecodePngToBgra(std::span<const std::uint8_t> png, std::int32_t& width, std::int32_t& height, Block& pixels);
 
