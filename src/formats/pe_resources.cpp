@@ -304,53 +304,45 @@ bool PlanGroup(std::size_t groupIndex, std::span<const std::uint8_t> data, std::
     return true;
 }
 
-// Reads every image, on several threads when there are many (a large library holds thousands).
-// Images that cannot be read stay empty.
-void ReadImages(const std::vector<ImageTask>& tasks, std::vector<CKvIcon>& images) {
-    images.resize(tasks.size());
+// Runs `each(i)` for every task index, on several threads when there are many (a large library
+// holds thousands of images): one thread for each `perThread` tasks, at most one per core and 8.
+// Lack of memory in any of them is thrown again here.
+template <typename Each>
+void ForEachTask(std::size_t count, std::size_t perThread, const Each& each) {
     std::atomic<std::size_t> next{0};
     std::atomic<bool> outOfMemory{false};
     const auto work = [&] {
-        for (std::size_t i = next++; i < tasks.size(); i = next++) {
+        for (std::size_t i = next++; i < count; i = next++) {
             try {
-                CKvIcon icon;
-                if (icon.ReadImage(tasks[i].data, static_cast<std::uint32_t>(tasks[i].data.size()), 0))
-                    images[i] = std::move(icon);
+                each(i);
             } catch (const std::bad_alloc&) {
                 outOfMemory = true;
                 return;
             }
         }
     };
-    constexpr std::size_t kImagesPerThread = 64;
-    const auto threads = static_cast<unsigned>(std::min<std::size_t>(
-        {std::max(1u, std::thread::hardware_concurrency()), 8, 1 + tasks.size() / kImagesPerThread}));
+    const auto threads = static_cast<unsigned>(
+        std::min<std::size_t>({std::max(1u, std::thread::hardware_concurrency()), 8, 1 + count / perThread}));
     RunOnThreads(threads, work);
     if (outOfMemory) throw std::bad_alloc();
 }
 
-// Tells every image's format from its header (see DescribeStoredImage), on several threads when
-// there are many. Images that cannot be read are left without one.
+// Reads every image; images that cannot be read stay empty.
+void ReadImages(const std::vector<ImageTask>& tasks, std::vector<CKvIcon>& images) {
+    images.resize(tasks.size());
+    ForEachTask(tasks.size(), 64, [&](std::size_t i) {
+        CKvIcon icon;
+        if (icon.ReadImage(tasks[i].data, static_cast<std::uint32_t>(tasks[i].data.size()), 0))
+            images[i] = std::move(icon);
+    });
+}
+
+// Tells every image's format from its header (see DescribeStoredImage). Images that cannot be
+// read are left without one. Most images are told from their headers alone (PNG streams are
+// inflated to be checked), so each thread takes more of them.
 void DescribeImages(const std::vector<ImageTask>& tasks, std::vector<std::optional<StoredImageFormat>>& formats) {
     formats.assign(tasks.size(), std::nullopt);
-    std::atomic<std::size_t> next{0};
-    std::atomic<bool> outOfMemory{false};
-    const auto work = [&] {
-        for (std::size_t i = next++; i < tasks.size(); i = next++) {
-            try {
-                formats[i] = DescribeStoredImage(tasks[i].data);
-            } catch (const std::bad_alloc&) {
-                outOfMemory = true;
-                return;
-            }
-        }
-    };
-    // Most images are told from their headers alone; PNG streams are inflated to be checked.
-    constexpr std::size_t kImagesPerThread = 256;
-    const auto threads = static_cast<unsigned>(std::min<std::size_t>(
-        {std::max(1u, std::thread::hardware_concurrency()), 8, 1 + tasks.size() / kImagesPerThread}));
-    RunOnThreads(threads, work);
-    if (outOfMemory) throw std::bad_alloc();
+    ForEachTask(tasks.size(), 256, [&](std::size_t i) { formats[i] = DescribeStoredImage(tasks[i].data); });
 }
 
 std::vector<StoredExeIconGroup> StoredGroups(std::span<const std::uint8_t> bytes, bool& readable) {
