@@ -330,11 +330,11 @@ bool ReadFamily(std::span<const std::uint8_t> family, CIconGroup& group, std::si
         }
         // Pictures of 256 pixels and more are PNG-compressed when saved as a Windows icon.
         icon.SetCompressed(icon.Width() >= 256 && icon.Height() >= 256);
-        if (icon.GetBlock().size() > budget - decoded) {
+        if (icon.BlockSize() > budget - decoded) {
             skip(e, IcnsSkipReason::TooLarge);
             continue;
         }
-        decoded += icon.GetBlock().size();
+        decoded += icon.BlockSize();
         images.push_back(std::move(icon));
     }
     if (images.empty()) return false;

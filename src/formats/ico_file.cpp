@@ -42,7 +42,7 @@ bool ReadImages(std::span<const std::uint8_t> bytes, CIconDoc& doc, IconFileType
         if (!icon.ReadImage(ar, entry.byteCount, entry.bitCount)) return false;
         if (fileType == 2) icon.SetPoint(planes, static_cast<std::int32_t>(entry.bitCount));
         // Entries may all point at one small, well-compressed image; the total is bounded too.
-        decoded += icon.GetBlock().size();
+        decoded += icon.BlockSize();
         if (decoded > kMaxIconFileDecodedBytes) return false;
         doc.AddFormat(std::move(icon));
     }
@@ -83,7 +83,7 @@ bool WriteIconFile(CIconDoc& doc, bool explorerCompatibleOrder, std::vector<std:
     try {
         Archive ar = Archive::ForStoring();
         std::size_t expected = kHeaderSize + static_cast<std::size_t>(count) * kEntrySize;
-        for (int i = 0; i < count; ++i) expected += doc.GetFormat(i)->Icon().GetBlock().size();
+        for (int i = 0; i < count; ++i) expected += doc.GetFormat(i)->Icon().BlockSize();
         ar.Reserve(expected);
         ar.WriteU16(0);
         ar.WriteU16(doc.cursor ? 2 : 1);

@@ -111,6 +111,7 @@ bool CKvIcon::GetLayout(IconImageLayout& layout) const {
 
 void CKvIcon::ClearFormat() {
     block_.Reset();
+    pending_.reset();
     std::vector<std::uint8_t>().swap(storedPng_);
     width_ = 0;
     height_ = 0;
@@ -136,6 +137,7 @@ void CKvIcon::AdoptFormat(Block&& block, std::int32_t width, std::int32_t height
                           bool alpha) {
     blockSize_ = static_cast<std::uint32_t>(block.size());
     block_ = std::move(block);
+    pending_.reset();
     std::vector<std::uint8_t>().swap(storedPng_);
     width_ = static_cast<std::uint32_t>(width);
     height_ = static_cast<std::uint32_t>(height);
@@ -146,12 +148,14 @@ void CKvIcon::AdoptFormat(Block&& block, std::int32_t width, std::int32_t height
 
 int CKvIcon::CopyFrom(const CKvIcon& other) {
     if (this == &other) return 1;
+    other.DecodePendingPixels();
     Block copy;
     if (!other.block_.empty()) {
         copy = other.block_.Duplicate();
         if (!copy) return 0;
     }
     block_ = std::move(copy);
+    pending_.reset();
     std::vector<std::uint8_t>().swap(storedPng_);  // a copy encodes its pixels when written
     secondBlock_.Reset();
     std::vector<std::uint8_t>().swap(workBuffer_);
@@ -169,6 +173,7 @@ int CKvIcon::CopyFrom(const CKvIcon& other) {
 }
 
 Palette CKvIcon::BuildDisplayPalette() {
+    DecodePendingPixels();
     if (block_.size() < kInfoHeaderSize) return {};
     // The colour-count rule of the header, bounded by the table the format reserves.
     const std::uint32_t count = std::min(DibColorCount(block_.bytes()), colors_);
@@ -190,6 +195,7 @@ Palette CKvIcon::BuildDisplayPalette() {
 }
 
 int CKvIcon::ToBitmaps(DeviceBitmap& color, DeviceBitmap& mask, const Palette* palette) const {
+    DecodePendingPixels();
     // Device bitmaps are true colour, so an indexed pixel shows its table colour exactly and no
     // palette has to be realised; the parameter keeps the shape of the callers that pass one.
     (void)palette;
@@ -239,6 +245,7 @@ int CKvIcon::ToBitmaps(DeviceBitmap& color, DeviceBitmap& mask, const Palette* p
 }
 
 int CKvIcon::FromBitmaps(const DeviceBitmap& color, const DeviceBitmap& mask, const Palette* palette) {
+    DecodePendingPixels();
     IconImageLayout l;
     if (!GetLayout(l) || !IsConvertibleDepth(l.bits)) return 0;
     const auto w = static_cast<int>(width_);
@@ -341,7 +348,7 @@ int CKvIcon::ReadImage(Archive& ar, std::uint32_t byteCount, std::uint32_t bitCo
             return 0;
         }
         if (!ar.Read(png.data(), png.size())) return 0;
-        if (!ReadPngImage(png, bitCount)) {
+        if (!ReadPngImage(png, bitCount, &png)) {
             ar.Seek(start);
             return 0;
         }
@@ -430,7 +437,37 @@ std::uint64_t CKvIcon::HashBlock(const Block& block) {
     return hash ^ block.size();
 }
 
-int CKvIcon::ReadPngImage(std::span<const std::uint8_t> png, std::uint32_t bitCount) {
+bool CKvIcon::ReadPngImageLater(std::span<const std::uint8_t> png, std::uint32_t bitCount,
+                                std::vector<std::uint8_t>* owned) {
+    // Only a picture kept at 32 bits: at a lower depth the pixels decide whether they fit it.
+    if (bitCount == 1 || bitCount == 4 || bitCount == 8 || bitCount == 24) return false;
+    std::int32_t width = 0, height = 0;
+    IconImageLayout l;
+    if (!PngDimensions(png, width, height) ||
+        !IsPlainRgbaPng(png, static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height)) ||
+        !ComputeLayout(width, height, 0, true, l) || l.maskImageSize < static_cast<std::size_t>(height) ||
+        !IsIntactPlainRgbaPng(png))
+        return false;
+    // The block is allocated now, so that a lack of memory shows here and not where the pixels
+    // are first needed; its pages stay untouched until then.
+    Block block = NewImageBlock(width, height, 0, l);
+    if (!block) return false;
+    std::vector<std::uint8_t> stream;
+    if (owned != nullptr)
+        stream = std::move(*owned);
+    else
+        stream.assign(png.begin(), png.end());
+    auto pending = std::make_unique<PendingPixels>();
+    AdoptFormat(std::move(block), width, height, 0, true);
+    compressed_ = true;
+    storedPng_ = std::move(stream);
+    pending_ = std::move(pending);
+    return true;
+}
+
+int CKvIcon::ReadPngImage(std::span<const std::uint8_t> png, std::uint32_t bitCount,
+                          std::vector<std::uint8_t>* owned) {
+    if (ReadPngImageLater(png, bitCount, owned)) return 1;
     // The stream is decoded at 32 bits with alpha, straight into a new icon block, bottom-up.
     std::int32_t width = 0, height = 0;
     Block block;
@@ -623,11 +660,48 @@ void CKvIcon::MaskTransparentPixels(Block& block, std::int32_t width, std::int32
 }
 
 std::span<const std::uint8_t> CKvIcon::UnchangedPng() const {
-    if (storedPng_.empty() || HashBlock(block_) != decodedHash_) return {};
+    if (storedPng_.empty()) return {};
+    // Pixels still pending cannot have been changed.
+    if (pending_ && !pending_->decoded.load(std::memory_order_acquire)) return storedPng_;
+    if (HashBlock(block_) != decodedHash_) return {};
     return storedPng_;
 }
 
+void CKvIcon::DecodePendingPixels() const {
+    if (!pending_ || pending_->decoded.load(std::memory_order_acquire)) return;
+    std::call_once(pending_->once, [this] {
+        // The block is this image's own memory, not a constant: a const image whose pixels are
+        // asked for gets them as they were when it was read.
+        Block& block = const_cast<Block&>(block_);
+        IconImageLayout l;
+        if (GetLayout(l)) {
+            const auto width = static_cast<std::int32_t>(width_);
+            const auto height = static_cast<std::int32_t>(height_);
+            std::uint8_t* const base = block.data();
+            const std::uint8_t headerByte = base[l.pixelOffset - 1];
+            if (DecodePlainRgbaPngInPlace(storedPng_, base + l.pixelOffset, width, height)) {
+                base[l.pixelOffset - 1] = headerByte;
+                std::memset(base + l.maskOffset, 0, l.maskImageSize);
+            } else {
+                // The stream was checked when it was read; this is for a stream that zlib takes
+                // and libdeflate does not.
+                base[l.pixelOffset - 1] = headerByte;
+                std::memset(base + l.pixelOffset, 0, l.colorImageSize + l.maskImageSize);
+                DecodePngToBgra(storedPng_, [&](std::int32_t w, std::int32_t h) -> BgraRows {
+                    if (w != width || h != height) return {};
+                    return {base + l.pixelOffset + l.colorStride * static_cast<std::size_t>(h - 1),
+                            -static_cast<std::ptrdiff_t>(l.colorStride)};
+                });
+            }
+            MaskTransparentPixels(block, width, height, l);
+        }
+        decodedHash_ = HashBlock(block_);
+        pending_->decoded.store(true, std::memory_order_release);
+    });
+}
+
 int CKvIcon::WriteImage(Archive& ar) const {
+    DecodePendingPixels();
     if (!ar.IsStoring() || block_.empty()) return 0;
     ar.Write(block_.data(), block_.size());
     return 1;
@@ -656,6 +730,7 @@ int CKvIcon::WritePngImage(Archive& ar, std::uint32_t& bytesWritten, int zlibLev
 }
 
 bool CKvIcon::EncodePngStream(std::vector<std::uint8_t>& out, int zlibLevel) const {
+    DecodePendingPixels();
     out.clear();
     IconImageLayout l;
     if (GetLayout(l) && l.bits == 32) {
@@ -682,6 +757,7 @@ int CKvIcon::EncodeStoredPng(int zlibLevel) {
 }
 
 Block CKvIcon::To32BitDib() const {
+    DecodePendingPixels();
     IconImageLayout l;
     if (!GetLayout(l) || !IsConvertibleDepth(l.bits)) return {};
     const auto w = static_cast<std::int32_t>(width_);

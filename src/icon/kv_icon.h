@@ -10,8 +10,11 @@
 // The same bytes are what an icon file holds for an image in bitmap form.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <mutex>
 #include <span>
 #include <vector>
 
@@ -150,8 +153,14 @@ public:
     [[nodiscard]] bool UsesStandardPalette() const { return standardPalette_; }
 
     [[nodiscard]] bool IsEmpty() const { return block_.empty(); }
-    [[nodiscard]] const Block& GetBlock() const { return block_; }
-    [[nodiscard]] Block& GetBlock() { return block_; }
+    [[nodiscard]] const Block& GetBlock() const {
+        DecodePendingPixels();
+        return block_;
+    }
+    [[nodiscard]] Block& GetBlock() {
+        DecodePendingPixels();
+        return block_;
+    }
     [[nodiscard]] std::uint32_t BlockSize() const { return blockSize_; }
     // The layout of the current format; false when there is none.
     bool GetLayout(IconImageLayout& layout) const;
@@ -185,8 +194,23 @@ private:
     // stream is plain 8-bit RGBA: as long as the block is unchanged, writing the PNG form writes
     // the stream as it was instead of encoding the same pixels again. Moves keep them; copies do not.
     std::vector<std::uint8_t> storedPng_;
-    std::uint64_t decodedHash_ = 0;
+    mutable std::uint64_t decodedHash_ = 0;  // set where pending pixels are decoded
     static std::uint64_t HashBlock(const Block& block);
+
+    // A plain RGBA stream that was checked whole when read but not inflated: the block holds the
+    // format's header and zeros until its pixels are first asked for (GetBlock, or any member that
+    // reads or changes them), when the stream is inflated into it, once, however many threads ask
+    // at the same time. Until then, writing the PNG form copies the stream without decoding it.
+    struct PendingPixels {
+        std::once_flag once;
+        std::atomic<bool> decoded{false};
+    };
+    std::unique_ptr<PendingPixels> pending_;
+    // Inflates pending pixels into the block; nothing when there are none.
+    void DecodePendingPixels() const;
+    // Reads a PNG image with its pixels left pending (see PendingPixels) when the stream is intact
+    // plain RGBA and the image stays at 32 bits; false, with the image unchanged, otherwise.
+    bool ReadPngImageLater(std::span<const std::uint8_t> png, std::uint32_t bitCount, std::vector<std::uint8_t>* owned);
 
     void ClearFormat();
     // A zero-filled block of the format's layout whose header describes the format; empty when
@@ -199,7 +223,9 @@ private:
     // Takes a complete image block of the given format (its size is the format's block size).
     void AdoptFormat(Block&& block, std::int32_t width, std::int32_t height, std::uint32_t colors, bool alpha);
     // Decodes a PNG stream into this image (see ReadImage); 0 and unchanged on failure.
-    int ReadPngImage(std::span<const std::uint8_t> png, std::uint32_t bitCount);
+    // `owned`, when given, holds the stream and may be taken to be kept.
+    int ReadPngImage(std::span<const std::uint8_t> png, std::uint32_t bitCount,
+                     std::vector<std::uint8_t>* owned = nullptr);
     // A block of 1, 4, 8 or 24 bits holding exactly the pixels of a decoded 32-bit block, or
     // empty when they do not fit that depth (see ReadImage).
     static Block ReduceDecodedPng(const Block& decoded, std::int32_t width, std::int32_t height, int depth);

@@ -2,6 +2,7 @@
 
 #include <libdeflate.h>
 #include <png.h>
+#include <zlib.h>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -323,6 +324,15 @@ public:
         return true;
     }
 
+    // What Check finds, without a buffer of the picture's size: the stream is inflated a few
+    // kilobytes at a time and each row's filter type checked as it passes. zlib inflates here
+    // (libdeflate cannot stop midway), so a stream the two judge differently, if any, passes
+    // here and is then decoded by libpng, which uses zlib too.
+    bool CheckStreamed(std::span<const std::uint8_t> png) {
+        streamed_ = std::make_unique<StreamCheck>();
+        return Check(png);
+    }
+
     // Everything Decode does short of placing rows: true exactly when Decode would decode the
     // stream (given somewhere to put the rows).
     bool Check(std::span<const std::uint8_t> png) {
@@ -349,7 +359,9 @@ public:
             }
             pos += std::size_t{length} + 12;
         }
-        if (!started_ || idats_ == 0 || !Inflate()) return false;
+        if (!started_ || idats_ == 0) return false;
+        if (streamed_) return streamed_->Finished();
+        if (!Inflate()) return false;
         // Every row must have a known filter.
         for (std::int32_t y = 0; y < height_; ++y)
             if (raw_[static_cast<std::size_t>(y) * (static_cast<std::size_t>(width_) * 4 + 1)] > 4) return false;
@@ -366,7 +378,9 @@ private:
         if (ihdr[8] != 8 || ihdr[9] != 6 || ihdr[10] != 0 || ihdr[11] != 0 || ihdr[12] != 0) return false;
         const std::uint64_t rawSize = (std::uint64_t{w} * 4 + 1) * h;
         if (std::uint64_t{w} * h * 4 > kMaxBlockBytes || rawSize > streamSize * kMaxInflateRatio) return false;
-        if (inPlace_ != nullptr) {
+        if (streamed_) {
+            if (!streamed_->Start(static_cast<std::size_t>(rawSize), std::size_t{w} * 4 + 1)) return false;
+        } else if (inPlace_ != nullptr) {
             if (static_cast<std::int32_t>(w) != expectedWidth_ || static_cast<std::int32_t>(h) != expectedHeight_)
                 return false;
             raw_ = {inPlace_ - 1, static_cast<std::size_t>(rawSize)};
@@ -374,7 +388,7 @@ private:
             raw_ = inDib_ ? DibRoom(static_cast<std::size_t>(rawSize))
                           : ScratchBuffer(static_cast<std::size_t>(rawSize));
         }
-        if (raw_.empty()) return false;
+        if (raw_.empty() && !streamed_) return false;
         started_ = true;
         width_ = static_cast<std::int32_t>(w);
         height_ = static_cast<std::int32_t>(h);
@@ -410,6 +424,10 @@ private:
     // where it lies, several are joined first.
     bool AddIdat(const std::uint8_t* data, std::uint32_t length) {
         if (!started_) return false;
+        if (streamed_) {
+            ++idats_;
+            return streamed_->Feed(data, length);
+        }
         if (++idats_ == 1) {
             first_ = {data, length};
             return true;
@@ -479,6 +497,63 @@ private:
         }
     }
 
+    // Inflates a zlib stream fed in pieces through a small buffer, checking that it gives exactly
+    // `rawSize` bytes of rows `rowBytes` long (each led by a filter type of 0 to 4), ends with a
+    // right Adler-32 sum and has nothing after it.
+    class StreamCheck {
+    public:
+        StreamCheck() = default;
+        StreamCheck(const StreamCheck&) = delete;
+        StreamCheck& operator=(const StreamCheck&) = delete;
+        ~StreamCheck() {
+            if (open_) inflateEnd(&zs_);
+        }
+        bool Start(std::size_t rawSize, std::size_t rowBytes) {
+            rawSize_ = rawSize;
+            rowBytes_ = rowBytes;
+            open_ = inflateInit(&zs_) == Z_OK;
+            return open_;
+        }
+        bool Feed(const std::uint8_t* data, std::uint32_t length) {
+            if (length == 0) return true;
+            if (ended_) return false;
+            zs_.next_in = const_cast<Bytef*>(data);  // zlib's input is not const, but it is only read
+            zs_.avail_in = length;
+            // Until the piece is used up and nothing more is waiting to come out of it.
+            std::uint8_t out[8192];
+            do {
+                zs_.next_out = out;
+                zs_.avail_out = sizeof out;
+                const int result = inflate(&zs_, Z_NO_FLUSH);
+                if (!Rows(out, sizeof out - zs_.avail_out)) return false;
+                if (result == Z_STREAM_END) {
+                    ended_ = true;
+                    return zs_.avail_in == 0;
+                }
+                // No progress with the piece used up: the rest of the stream is in the next one.
+                if (result == Z_BUF_ERROR && zs_.avail_in == 0) return true;
+                if (result != Z_OK) return false;
+            } while (zs_.avail_in > 0 || zs_.avail_out == 0);
+            return true;
+        }
+        [[nodiscard]] bool Finished() const { return ended_ && produced_ == rawSize_; }
+
+    private:
+        bool Rows(const std::uint8_t* out, std::size_t n) {
+            if (n > rawSize_ - produced_) return false;
+            for (; nextRow_ < produced_ + n; nextRow_ += rowBytes_)
+                if (out[nextRow_ - produced_] > 4) return false;
+            produced_ += n;
+            return true;
+        }
+
+        z_stream zs_{};
+        bool open_ = false;
+        bool ended_ = false;
+        std::size_t rawSize_ = 0, rowBytes_ = 1, produced_ = 0, nextRow_ = 0;
+    };
+
+    std::unique_ptr<StreamCheck> streamed_;  // Check inflates piece by piece, keeping nothing
     bool inDib_ = false;  // the rows are inflated into the picture's own block
     std::uint8_t* inPlace_ = nullptr;  // or into the caller's rows, of this size
     std::int32_t expectedWidth_ = 0;
@@ -663,7 +738,7 @@ bool IsPlainRgbaPng(std::span<const std::uint8_t> png, std::uint32_t width, std:
 
 Block DecodePng(std::span<const std::uint8_t> png, int depth) { return DecodePng(png, depth, PngDecoder::Automatic); }
 
-bool IsIntactPlainRgbaPng(std::span<const std::uint8_t> png) { return PlainRgbaDecoder().Check(png); }
+bool IsIntactPlainRgbaPng(std::span<const std::uint8_t> png) { return PlainRgbaDecoder().CheckStreamed(png); }
 
 bool DecodePngToBgra(std::span<const std::uint8_t> png, const BgraRowsFor& place) {
     if (!IsPngStream(png)) return false;

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <thread>
 #include <vector>
 
 #include "icon/kv_icon.h"
@@ -223,6 +224,27 @@ TEST(KvIconPng, UnchangedImagesWriteTheirStoredStream) {
     CKvIcon fromCopy;
     ASSERT_EQ(fromCopy.ReadImage(std::span<const std::uint8_t>(reencoded), static_cast<std::uint32_t>(reencoded.size()), 32), 1);
     EXPECT_EQ(0, std::memcmp(fromCopy.GetBlock().data(), icon.GetBlock().data(), icon.GetBlock().size()));
+
+    // The pixels of an image read from such a stream are made when first asked for, once, however
+    // many threads ask at the same time (the program's windows draw a read-only image from several).
+    {
+        const CKvIcon shared = [&] {
+            CKvIcon image;
+            EXPECT_EQ(image.ReadImage(std::span<const std::uint8_t>(stored), static_cast<std::uint32_t>(stored.size()), 32), 1);
+            return image;
+        }();
+        std::vector<std::thread> readers;
+        std::vector<std::uint64_t> sums(4);
+        for (std::size_t t = 0; t < sums.size(); ++t)
+            readers.emplace_back([&, t] {
+                const Block& block = shared.GetBlock();
+                for (std::size_t i = 0; i < block.size(); ++i) sums[t] = sums[t] * 31 + block.data()[i];
+            });
+        for (std::thread& reader : readers) reader.join();
+        EXPECT_EQ(0, std::memcmp(shared.GetBlock().data(), icon.GetBlock().data(), icon.GetBlock().size()));
+        for (const std::uint64_t sum : sums) EXPECT_EQ(sum, sums[0]);
+        EXPECT_EQ(written(shared), stored);
+    }
 
     IconImageLayout l;
     ASSERT_TRUE(icon.GetLayout(l));
