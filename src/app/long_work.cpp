@@ -50,11 +50,14 @@ bool RunLongWork(UserPrompts& prompts, QWidget* parent, const QString& label, st
     watcher.setFuture(QtConcurrent::run([job] { (*job)(); }));
     // Until the dialog shows, the window paints but takes no input, so that nothing can change
     // what the work was started on.
-    if (ProgressDelayMs() > 0 && !watcher.isFinished()) {
-        QTimer::singleShot(ProgressDelayMs(), &loop, &QEventLoop::quit);
-        loop.exec(QEventLoop::ExcludeUserInputEvents);
+    // With no delay the dialog shows at once, even for work that has already finished.
+    if (ProgressDelayMs() > 0) {
+        if (!watcher.isFinished()) {
+            QTimer::singleShot(ProgressDelayMs(), &loop, &QEventLoop::quit);
+            loop.exec(QEventLoop::ExcludeUserInputEvents);
+        }
+        if (watcher.isFinished()) return true;
     }
-    if (watcher.isFinished()) return true;
     bool cancelled = false;
     QProgressDialog dialog(label, QProgressDialog::tr("Cancel"), 0, 0, parent);
     dialog.setWindowModality(Qt::ApplicationModal);
