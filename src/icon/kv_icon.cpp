@@ -374,17 +374,20 @@ int CKvIcon::ReadImage(Archive& ar, std::uint32_t byteCount, std::uint32_t bitCo
 
     // The size is checked against the data before anything is allocated: the header, the table
     // and the colour pixels must all be there. The AND mask may stop short at the end of the
-    // data, as it does in icons whose last image has unpadded or no mask rows; the block is
-    // zero-filled, so the missing mask bits read as opaque.
+    // data, as it does in icons whose last image has unpadded or no mask rows; what is missing
+    // is zero-filled, so the missing mask bits read as opaque.
     const std::size_t extra = headerSize - kInfoHeaderSize;
     IconImageLayout l;
     if (!ComputeLayout(width, height, colors, alpha, l) || l.maskOffset > ar.Remaining() ||
         extra > ar.Remaining() - l.maskOffset)
         return 0;
-    Block block = Block::Allocate(l.blockSize);
+    // Written whole just below, so not zero-filled first.
+    Block block = Block::Uninitialised(l.blockSize);
     if (!block) return 0;
+    std::size_t filled = 0;
     if (extra == 0) {
-        if (!ar.Read(block.data(), std::min(block.size(), ar.Remaining()))) {
+        filled = std::min(block.size(), ar.Remaining());
+        if (!ar.Read(block.data(), filled)) {
             ar.Seek(start);
             return 0;
         }
@@ -395,12 +398,17 @@ int CKvIcon::ReadImage(Archive& ar, std::uint32_t byteCount, std::uint32_t bitCo
         if (header.compression == kBitFields || header.compression == kAlphaBitFields) header.compression = 0;
         header.Store(block.data());
         const std::size_t rest = block.size() - kInfoHeaderSize;
-        if (!ar.Seek(start + headerSize) ||
-            !ar.Read(block.data() + kInfoHeaderSize, std::min(rest, ar.Remaining()))) {
+        if (!ar.Seek(start + headerSize)) {
+            ar.Seek(start);
+            return 0;
+        }
+        filled = kInfoHeaderSize + std::min(rest, ar.Remaining());
+        if (!ar.Read(block.data() + kInfoHeaderSize, filled - kInfoHeaderSize)) {
             ar.Seek(start);
             return 0;
         }
     }
+    std::memset(block.data() + filled, 0, block.size() - filled);
 
     AdoptFormat(std::move(block), width, height, colors, alpha);
     return 1;
@@ -450,7 +458,7 @@ bool CKvIcon::ReadPngImageLater(std::span<const std::uint8_t> png, std::uint32_t
         return false;
     // The block is allocated now, so that a lack of memory shows here and not where the pixels
     // are first needed; its pages stay untouched until then.
-    Block block = NewImageBlock(width, height, 0, l);
+    Block block = NewImageBlock(width, height, 0, l, /*zeroed=*/false);
     if (!block) return false;
     std::vector<std::uint8_t> stream;
     if (owned != nullptr)
@@ -596,8 +604,8 @@ Block CKvIcon::ReduceDecodedPng(const Block& decoded, std::int32_t width, std::i
 }
 
 Block CKvIcon::NewImageBlock(std::int32_t width, std::int32_t height, std::uint32_t colors,
-                             const IconImageLayout& l) {
-    Block block = Block::Allocate(l.blockSize);
+                             const IconImageLayout& l, bool zeroed) {
+    Block block = zeroed ? Block::Allocate(l.blockSize) : Block::Uninitialised(l.blockSize);
     if (!block) return {};
     BitmapInfoHeader header;
     header.width = width;

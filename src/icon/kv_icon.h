@@ -214,9 +214,10 @@ private:
 
     void ClearFormat();
     // A zero-filled block of the format's layout whose header describes the format; empty when
-    // memory runs out.
+    // memory runs out. Unless `zeroed`, only the header is written: for a caller that writes every
+    // other byte itself, so that the block's pages stay untouched until then.
     static Block NewImageBlock(std::int32_t width, std::int32_t height, std::uint32_t colors,
-                               const IconImageLayout& layout);
+                               const IconImageLayout& layout, bool zeroed = true);
     // Sets the AND bit of every pixel of a 32-bit block whose alpha is 0.
     static void MaskTransparentPixels(Block& block, std::int32_t width, std::int32_t height,
                                       const IconImageLayout& layout);

@@ -8,8 +8,14 @@ namespace tellurine {
 
 void Archive::Write(const void* data, std::size_t size) {
     if (size == 0) return;
-    if (pos_ + size > out_.size()) out_.resize(pos_ + size);
-    std::memcpy(out_.data() + pos_, data, size);
+    if (pos_ == out_.size()) {
+        // At the end, as nearly always: appended without zero-filling the room first.
+        const auto* bytes = static_cast<const std::uint8_t*>(data);
+        out_.insert(out_.end(), bytes, bytes + size);
+    } else {
+        if (pos_ + size > out_.size()) out_.resize(pos_ + size);
+        std::memcpy(out_.data() + pos_, data, size);
+    }
     pos_ += size;
 }
 
