@@ -46,6 +46,11 @@ const Command* FindCommand(const char* name) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    // A lone --version is answered before any parser is set up: the line CLI11 would print.
+    if (argc == 2 && std::strcmp(argv[1], "--version") == 0) {
+        std::fputs("tellurine-cli " TELLURINE_VERSION "\n", stdout);
+        return kExitOk;
+    }
     // A word that names no command is told as such, with the commands there are.
     if (argc > 1 && argv[1][0] != '-' && FindCommand(argv[1]) == nullptr) {
         std::array<std::string, kCommands.size()> sorted;
@@ -64,13 +69,13 @@ int main(int argc, char** argv) {
 
     // Setting up a command's options costs more than a small icon job's own work, so a process
     // sets up only the command it runs when the first word names it: exactly one command runs
-    // (require_subcommand(1, 1)), and every later word is that command's. A lone --version needs
-    // none. Anything else (help, options first) gets them all.
+    // (require_subcommand(1, 1)), and every later word is that command's. Anything else (help,
+    // options first) gets them all.
     std::array<CommandRunner, kCommands.size()> runners;
     if (argc > 1 && argv[1][0] != '-') {
         const Command* command = FindCommand(argv[1]);
         runners[static_cast<std::size_t>(command - kCommands.data())] = command->add(app);
-    } else if (!(argc == 2 && std::strcmp(argv[1], "--version") == 0)) {
+    } else {
         for (std::size_t i = 0; i < kCommands.size(); ++i) runners[i] = kCommands[i].add(app);
     }
     try {
