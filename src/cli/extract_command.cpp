@@ -228,6 +228,16 @@ bool Finish(const std::string& source, const std::filesystem::path& directory, c
     return true;
 }
 
+// A single file of less than this is read and encoded on the calling thread before its PNGs are
+// written: its few small PNGs take less time than starting a thread, and every thread's stack,
+// compressor and memory arena are fresh pages.
+constexpr std::uintmax_t kNoWorkerFileBytes = std::uintmax_t{1} << 18;
+
+bool IsOneSmallFile(const std::vector<std::string>& files) {
+    std::error_code ec;
+    return files.size() == 1 && std::filesystem::file_size(files[0], ec) < kNoWorkerFileBytes && !ec;
+}
+
 // Worker threads read files, up to kReadAhead ahead of the one being written, and encode their
 // outputs, the earliest file's first, so that the formats of one large file are encoded on every
 // core. This thread writes each PNG as soon as it is ready, in command-line and format order (so
@@ -282,9 +292,13 @@ bool Extract(const std::vector<std::string>& files, const std::filesystem::path&
             }
         }
     };
-    const unsigned cores = std::max(1u, std::thread::hardware_concurrency());
     std::vector<std::jthread> workers;
-    for (unsigned i = 0; i < std::min(cores, 8u); ++i) workers.emplace_back(worker);
+    if (IsOneSmallFile(files)) {
+        worker();  // with one file it returns once the file is read and every output encoded
+    } else {
+        const unsigned cores = std::max(1u, std::thread::hardware_concurrency());
+        for (unsigned i = 0; i < std::min(cores, 8u); ++i) workers.emplace_back(worker);
+    }
 
     bool ok = true;
     for (std::size_t i = 0; i < files.size(); ++i) {
