@@ -2,16 +2,44 @@
 
 #include <cstring>
 
+#if defined(__linux__)
+#include <sys/mman.h>
+#endif
+
 #if defined(__GLIBC__)
 #include <malloc.h>
 #endif
 
 namespace tellurine {
 
+namespace {
+
+// A block of at least one huge page (a 1024 x 1024 picture is two) starts on a huge-page boundary,
+// and the whole huge pages it covers are offered to the kernel as transparent huge pages: its
+// fresh memory then comes 2 MiB at a fault instead of 4 KiB, 512 times fewer faults for the same
+// zeroing. Where the kernel has them turned off, or has none, small pages are mapped as before.
+// Smaller blocks come from the allocator as they are.
+constexpr std::size_t kHugePageBytes = std::size_t{2} << 20;
+
+std::uint8_t* AllocateBytes(std::size_t size, bool zeroed) {
+#if defined(__linux__) && defined(MADV_HUGEPAGE)
+    if (size >= kHugePageBytes) {
+        void* p = nullptr;
+        if (posix_memalign(&p, kHugePageBytes, size) != 0) return nullptr;
+        ::madvise(p, size / kHugePageBytes * kHugePageBytes, MADV_HUGEPAGE);
+        if (zeroed) std::memset(p, 0, size);
+        return static_cast<std::uint8_t*>(p);
+    }
+#endif
+    return static_cast<std::uint8_t*>(zeroed ? std::calloc(size, 1) : std::malloc(size));
+}
+
+}  // namespace
+
 Block Block::Allocate(std::size_t size) {
     Block block;
     if (size == 0 || size > kMaxBlockBytes) return block;
-    auto* p = static_cast<std::uint8_t*>(std::calloc(size, 1));
+    auto* p = AllocateBytes(size, true);
     if (p == nullptr) return block;
     block.bytes_.reset(p);
     block.size_ = size;
@@ -21,7 +49,7 @@ Block Block::Allocate(std::size_t size) {
 Block Block::Uninitialised(std::size_t size) {
     Block block;
     if (size == 0 || size > kMaxBlockBytes) return block;
-    auto* p = static_cast<std::uint8_t*>(std::malloc(size));
+    auto* p = AllocateBytes(size, false);
     if (p == nullptr) return block;
     block.bytes_.reset(p);
     block.size_ = size;
