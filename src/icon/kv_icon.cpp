@@ -458,7 +458,7 @@ bool CKvIcon::ReadPngImageLater(std::span<const std::uint8_t> png, std::uint32_t
         std::uint64_t{static_cast<std::uint32_t>(width)} * static_cast<std::uint32_t>(height) * 4 > kMostPixelBytesLater ||
         !IsPlainRgbaPng(png, static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height)) ||
         !ComputeLayout(width, height, 0, true, l) || l.maskImageSize < static_cast<std::size_t>(height) ||
-        !IsIntactPlainRgbaPng(png))
+        !IsIntactPlainRgbaPng(png, PngCheckMemory::SmallWindow))
         return false;
     // The block is allocated now, so that a lack of memory shows here and not where the pixels
     // are first needed; its pages stay untouched until then.

@@ -738,7 +738,9 @@ bool IsPlainRgbaPng(std::span<const std::uint8_t> png, std::uint32_t width, std:
 
 Block DecodePng(std::span<const std::uint8_t> png, int depth) { return DecodePng(png, depth, PngDecoder::Automatic); }
 
-bool IsIntactPlainRgbaPng(std::span<const std::uint8_t> png) { return PlainRgbaDecoder().CheckStreamed(png); }
+bool IsIntactPlainRgbaPng(std::span<const std::uint8_t> png, PngCheckMemory memory) {
+    return memory == PngCheckMemory::SmallWindow ? PlainRgbaDecoder().CheckStreamed(png) : PlainRgbaDecoder().Check(png);
+}
 
 bool DecodePngToBgra(std::span<const std::uint8_t> png, const BgraRowsFor& place) {
     if (!IsPngStream(png)) return false;

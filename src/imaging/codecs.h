@@ -33,8 +33,12 @@ bool IsPlainRgbaPng(std::span<const std::uint8_t> png, std::uint32_t width, std:
 // True when the stream is plain 8-bit RGBA (see IsPlainRgbaPng) and in perfect order: every chunk's
 // CRC right, the compressed data one intact zlib stream giving exactly the image's filtered rows,
 // every row filter known. Such a stream decodes, and holds exactly the picture decoding it gives;
-// checking costs a fraction of decoding (no pixel is kept).
-bool IsIntactPlainRgbaPng(std::span<const std::uint8_t> png);
+// checking costs a fraction of decoding (no pixel is kept). The stream is inflated at once into a
+// buffer of this thread's that later checks reuse (the fastest way, for many streams), or a few
+// kilobytes at a time (about three times slower, for one stream whose rows would otherwise be
+// fresh memory).
+enum class PngCheckMemory { ReusedBuffer, SmallWindow };
+bool IsIntactPlainRgbaPng(std::span<const std::uint8_t> png, PngCheckMemory memory = PngCheckMemory::ReusedBuffer);
 
 // Decodes a PNG stream into a new packed bitmap (40-byte header, bottom-up rows) of `depth` bits
 // per pixel: 32 keeps the alpha channel; 24 drops it; 1, 4 and 8 give an indexed bitmap (the

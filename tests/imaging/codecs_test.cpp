@@ -180,6 +180,12 @@ void ExpectBothDecoders(const std::vector<std::uint8_t>& png, const Block& expec
 // chunk or many, and on damaged streams, where it must step aside rather than decide. The intact
 // check agrees with it.
 TEST(Png, PlainRgbaShortPathMatchesLibpng) {
+    // Both ways of checking a stream give the same answer.
+    const auto IsIntact = [](std::span<const std::uint8_t> png) {
+        const bool whole = IsIntactPlainRgbaPng(png, PngCheckMemory::ReusedBuffer);
+        EXPECT_EQ(whole, IsIntactPlainRgbaPng(png, PngCheckMemory::SmallWindow));
+        return whole;
+    };
     Block dib = CreateDibBlock(203, 181, 32);
     for (int y = 0; y < 181; ++y)
         for (int x = 0; x < 203; ++x)
@@ -191,8 +197,8 @@ TEST(Png, PlainRgbaShortPathMatchesLibpng) {
         ExpectBothDecoders(png, dib);
         const std::vector<std::uint8_t> pieces = Rechunked(png, 997);
         ExpectBothDecoders(pieces, dib);
-        EXPECT_TRUE(IsIntactPlainRgbaPng(png));
-        EXPECT_TRUE(IsIntactPlainRgbaPng(pieces));
+        EXPECT_TRUE(IsIntact(png));
+        EXPECT_TRUE(IsIntact(pieces));
 
         // Damage the compressed data and mend the chunk's CRC: neither decoder may accept it.
         auto chunks = Chunks(png);
@@ -200,21 +206,21 @@ TEST(Png, PlainRgbaShortPathMatchesLibpng) {
             if (type == "IDAT") data[data.size() / 2] ^= 0x5A;
         const std::vector<std::uint8_t> damaged = Assemble(chunks);
         EXPECT_EQ(DecodePng(damaged, 32).empty(), DecodePng(damaged, 32, PngDecoder::Libpng).empty());
-        EXPECT_FALSE(IsIntactPlainRgbaPng(damaged));
+        EXPECT_FALSE(IsIntact(damaged));
 
         // Bytes after the end of the zlib stream: libpng decides, and the stream is not intact.
         chunks = Chunks(png);
         chunks.insert(chunks.end() - 1, {"IDAT", {0, 0, 0}});
         const std::vector<std::uint8_t> trailing = Assemble(chunks);
-        EXPECT_FALSE(IsIntactPlainRgbaPng(trailing));
+        EXPECT_FALSE(IsIntact(trailing));
         EXPECT_EQ(DecodePng(trailing, 32).empty(), DecodePng(trailing, 32, PngDecoder::Libpng).empty());
 
         std::vector<std::uint8_t> badCrc = png;
         badCrc[badCrc.size() - 20] ^= 1;  // inside the last IDAT chunk
-        EXPECT_FALSE(IsIntactPlainRgbaPng(badCrc));
+        EXPECT_FALSE(IsIntact(badCrc));
     }
-    EXPECT_FALSE(IsIntactPlainRgbaPng(kPalettePng));
-    EXPECT_FALSE(IsIntactPlainRgbaPng(kInterlacedPng));
+    EXPECT_FALSE(IsIntact(kPalettePng));
+    EXPECT_FALSE(IsIntact(kInterlacedPng));
 }
 
 // Noise does not compress: its stream outgrows one IDAT chunk and is cut into several, which
