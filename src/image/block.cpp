@@ -66,10 +66,15 @@ void KeepFreedMemoryForReuse() {
 #if defined(__GLIBC__)
     // Without these, every block of 128 KiB or more (and, once the first such block is freed,
     // every block above the size of the largest freed so far) is mapped afresh and unmapped on
-    // free, and the heap's free top is trimmed back to the system.
+    // free, and the heap's free top is trimmed back to the system. A heap also grows by its top
+    // pad at once rather than by what each allocation needs: a worker thread's heap was otherwise
+    // grown a few pages at a time, each time a call that stops the other threads' page faults
+    // (240 calls and 30 ms in extracting a library of 300 icons). Only address space is taken;
+    // its pages are touched as blocks use them.
     constexpr int kMapOwnBytes = 32 * 1024 * 1024;
     mallopt(M_MMAP_THRESHOLD, kMapOwnBytes);
     mallopt(M_TRIM_THRESHOLD, 4 * kMapOwnBytes);
+    mallopt(M_TOP_PAD, kMapOwnBytes);
 #endif
 }
 
