@@ -445,19 +445,36 @@ std::uint64_t CKvIcon::HashBlock(const Block& block) {
     return hash ^ block.size();
 }
 
-bool CKvIcon::ReadPngImageLater(std::span<const std::uint8_t> png, std::uint32_t bitCount,
-                                std::vector<std::uint8_t>* owned) {
-    // Only a picture kept at 32 bits: at a lower depth the pixels decide whether they fit it.
-    if (bitCount == 1 || bitCount == 4 || bitCount == 8 || bitCount == 24) return false;
-    std::int32_t width = 0, height = 0;
-    IconImageLayout l;
+namespace {
+
+// Where libpng puts a picture's rows in an icon block: the colour rows, bottom-up.
+BgraRows BottomUpRows(std::uint8_t* base, const IconImageLayout& l, std::int32_t height) {
+    return {base + l.pixelOffset + l.colorStride * static_cast<std::size_t>(height - 1),
+            -static_cast<std::ptrdiff_t>(l.colorStride)};
+}
+
+// A plain RGBA stream is inflated in the block itself, from the header's last byte into the mask
+// (at least 4 bytes a row, where the inflated rows need one): no buffer of the picture's size is
+// touched besides the block. The header and the mask are then made right again. False when the
+// short path steps aside (the colour rows are then undefined).
+bool InflatePlainRgbaInPlace(Block& block, std::span<const std::uint8_t> png, std::int32_t width, std::int32_t height,
+                             const IconImageLayout& l) {
+    std::uint8_t* const base = block.data();
+    const std::uint8_t headerByte = base[l.pixelOffset - 1];
+    const bool inflated = DecodePlainRgbaPngInPlace(png, base + l.pixelOffset, width, height);
+    base[l.pixelOffset - 1] = headerByte;
+    if (inflated) std::memset(base + l.maskOffset, 0, l.maskImageSize);
+    return inflated;
+}
+
+}  // namespace
+
+bool CKvIcon::ReadPngImageLater(std::span<const std::uint8_t> png, std::int32_t width, std::int32_t height,
+                                const IconImageLayout& l, std::vector<std::uint8_t>* owned) {
     // Checking a stream inflates it once, and decoding it again: where its pixels are needed that
     // is twice the work, which a large picture (10 ms for 1024 x 1024) decoded at once is spared.
     constexpr std::uint64_t kMostPixelBytesLater = std::uint64_t{1} << 20;
-    if (!PngDimensions(png, width, height) ||
-        std::uint64_t{static_cast<std::uint32_t>(width)} * static_cast<std::uint32_t>(height) * 4 > kMostPixelBytesLater ||
-        !IsPlainRgbaPng(png, static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height)) ||
-        !ComputeLayout(width, height, 0, true, l) || l.maskImageSize < static_cast<std::size_t>(height) ||
+    if (std::uint64_t{static_cast<std::uint32_t>(width)} * static_cast<std::uint32_t>(height) * 4 > kMostPixelBytesLater ||
         !IsIntactPlainRgbaPng(png, PngCheckMemory::SmallWindow))
         return false;
     // The block is allocated now, so that a lack of memory shows here and not where the pixels
@@ -479,43 +496,35 @@ bool CKvIcon::ReadPngImageLater(std::span<const std::uint8_t> png, std::uint32_t
 
 int CKvIcon::ReadPngImage(std::span<const std::uint8_t> png, std::uint32_t bitCount,
                           std::vector<std::uint8_t>* owned) {
-    if (ReadPngImageLater(png, bitCount, owned)) return 1;
-    // The stream is decoded at 32 bits with alpha, straight into a new icon block, bottom-up.
+    // The directory's depth is kept when the picture fits it without loss; any other depth
+    // (0, or one no icon image has) means 32 bits.
+    const int depth = static_cast<int>(std::min<std::uint32_t>(bitCount, 32));
+    const bool lowerDepth = depth == 1 || depth == 4 || depth == 8 || depth == 24;
     std::int32_t width = 0, height = 0;
-    Block block;
     IconImageLayout l;
-    // A plain RGBA stream is inflated in the block itself, from the header's last byte into the
-    // mask (at least 4 bytes a row, where the inflated rows need one): no buffer of the picture's
-    // size is touched besides the block. The header and the mask are then made right again.
-    if (PngDimensions(png, width, height) &&
-        IsPlainRgbaPng(png, static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height)) &&
-        ComputeLayout(width, height, 0, true, l) && l.maskImageSize >= static_cast<std::size_t>(height)) {
+    const bool plain = PngDimensions(png, width, height) &&
+                       IsPlainRgbaPng(png, static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height)) &&
+                       ComputeLayout(width, height, 0, true, l) && l.maskImageSize >= static_cast<std::size_t>(height);
+    // A picture kept at 32 bits may wait to be decoded; at a lower depth the pixels decide whether
+    // they fit it.
+    if (plain && !lowerDepth && ReadPngImageLater(png, width, height, l, owned)) return 1;
+
+    // The stream is decoded at 32 bits with alpha, straight into a new icon block, bottom-up.
+    Block block;
+    if (plain) {
         block = NewImageBlock(width, height, 0, l);
-        if (block) {
-            const std::uint8_t headerByte = block.data()[l.pixelOffset - 1];
-            if (!DecodePlainRgbaPngInPlace(png, block.data() + l.pixelOffset, width, height)) {
-                block.Reset();
-            } else {
-                block.data()[l.pixelOffset - 1] = headerByte;
-                std::memset(block.data() + l.maskOffset, 0, l.maskImageSize);
-            }
-        }
+        if (block && !InflatePlainRgbaInPlace(block, png, width, height, l)) block.Reset();
     }
     const bool decoded = block || DecodePngToBgra(png, [&](std::int32_t w, std::int32_t h) -> BgraRows {
         width = w;
         height = h;
         block = ComputeLayout(w, h, 0, true, l) ? NewImageBlock(w, h, 0, l) : Block();
         if (!block) return {};
-        return {block.data() + l.pixelOffset + l.colorStride * static_cast<std::size_t>(h - 1),
-                -static_cast<std::ptrdiff_t>(l.colorStride)};
+        return BottomUpRows(block.data(), l, h);
     });
     if (!decoded || !block) return 0;
     MaskTransparentPixels(block, width, height, l);
-
-    // The directory's depth is kept when the picture fits it without loss; any other depth
-    // (0, or one no icon image has) means 32 bits.
-    const int depth = static_cast<int>(std::min<std::uint32_t>(bitCount, 32));
-    if (depth == 1 || depth == 4 || depth == 8 || depth == 24) {
+    if (lowerDepth) {
         Block reduced = ReduceDecodedPng(block, width, height, depth);
         if (reduced) {
             AdoptFormat(std::move(reduced), width, height, depth == 24 ? 0 : std::uint32_t{1} << depth, false);
@@ -689,20 +698,14 @@ void CKvIcon::DecodePendingPixels() const {
         if (GetLayout(l)) {
             const auto width = static_cast<std::int32_t>(width_);
             const auto height = static_cast<std::int32_t>(height_);
-            std::uint8_t* const base = block.data();
-            const std::uint8_t headerByte = base[l.pixelOffset - 1];
-            if (DecodePlainRgbaPngInPlace(storedPng_, base + l.pixelOffset, width, height)) {
-                base[l.pixelOffset - 1] = headerByte;
-                std::memset(base + l.maskOffset, 0, l.maskImageSize);
-            } else {
+            if (!InflatePlainRgbaInPlace(block, storedPng_, width, height, l)) {
                 // The stream was checked when it was read; this is for a stream that zlib takes
                 // and libdeflate does not.
-                base[l.pixelOffset - 1] = headerByte;
+                std::uint8_t* const base = block.data();
                 std::memset(base + l.pixelOffset, 0, l.colorImageSize + l.maskImageSize);
                 DecodePngToBgra(storedPng_, [&](std::int32_t w, std::int32_t h) -> BgraRows {
                     if (w != width || h != height) return {};
-                    return {base + l.pixelOffset + l.colorStride * static_cast<std::size_t>(h - 1),
-                            -static_cast<std::ptrdiff_t>(l.colorStride)};
+                    return BottomUpRows(base, l, h);
                 });
             }
             MaskTransparentPixels(block, width, height, l);

@@ -208,9 +208,11 @@ private:
     std::unique_ptr<PendingPixels> pending_;
     // Inflates pending pixels into the block; nothing when there are none.
     void DecodePendingPixels() const;
-    // Reads a PNG image with its pixels left pending (see PendingPixels) when the stream is intact
-    // plain RGBA and the image stays at 32 bits; false, with the image unchanged, otherwise.
-    bool ReadPngImageLater(std::span<const std::uint8_t> png, std::uint32_t bitCount, std::vector<std::uint8_t>* owned);
+    // Reads a plain RGBA stream of that size and layout that stays at 32 bits, with its pixels left
+    // pending (see PendingPixels), when it is small enough and intact; false, with the image
+    // unchanged, otherwise.
+    bool ReadPngImageLater(std::span<const std::uint8_t> png, std::int32_t width, std::int32_t height,
+                           const IconImageLayout& layout, std::vector<std::uint8_t>* owned);
 
     void ClearFormat();
     // A zero-filled block of the format's layout whose header describes the format; empty when
