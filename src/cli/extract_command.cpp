@@ -206,7 +206,8 @@ void Encode(const std::string& path, Output& out) {
 }
 
 // Writes one output or reports why it cannot be; false on failure.
-bool Finish(const std::string& source, const std::filesystem::path& directory, const Output& out) {
+bool Finish(const std::string& source, const std::filesystem::path& directory, const Output& out,
+            FileReplacer& writer) {
     if (!out.error.empty()) {
         PrintError(out.error);
         return false;
@@ -221,7 +222,7 @@ bool Finish(const std::string& source, const std::filesystem::path& directory, c
                                            std::to_string(out.bpp) + ".png"))
                                  .string();
     std::string error;
-    if (!WriteFileAtomically(path, out.bytes, error, Durability::NoFlush)) {
+    if (!writer.Write(path, out.bytes, error)) {
         PrintError("extract: cannot write " + path + ": " + error);
         return false;
     }
@@ -300,6 +301,9 @@ bool Extract(const std::vector<std::string>& files, const std::filesystem::path&
         for (unsigned i = 0; i < std::min(cores, 8u); ++i) workers.emplace_back(worker);
     }
 
+    // Extracting again into the same folder writes each PNG into the storage of a file the last
+    // run wrote, rather than freeing it and making a new one.
+    FileReplacer writer(Durability::NoFlush);
     bool ok = true;
     for (std::size_t i = 0; i < files.size(); ++i) {
         std::size_t group = 0, numbered = 0, images = 0;
@@ -322,7 +326,7 @@ bool Extract(const std::vector<std::string>& files, const std::filesystem::path&
                 group = out.group;
                 out.index = numbered++;
             }
-            if (!Finish(files[i], directory, out)) ok = false;
+            if (!Finish(files[i], directory, out, writer)) ok = false;
         }
         // A program none of whose images can be read is a file that cannot be read.
         if (program && images == 0) {

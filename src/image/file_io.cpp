@@ -1,7 +1,9 @@
 #include "image/file_io.h"
 
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -68,8 +70,35 @@ std::string LowerExtension(const std::string& path) {
     return ext;
 }
 
-bool WriteFileAtomically(const std::string& path, std::span<const std::uint8_t> bytes, std::string& error,
-                         Durability durability) {
+namespace {
+
+// What a write needs to know of the file it replaces.
+struct Replaced {
+    mode_t mode = 0;   // the new file's permission bits: the old file's, or the usual ones less the umask
+    bool swappable = false;  // a regular file of one link, ours: its storage may serve the next file
+    dev_t device = 0;
+    off_t size = 0;
+};
+
+Replaced Inspect(const std::string& path) {
+    Replaced old;
+    old.mode = 0666 & ~CreationMask();
+    struct stat st {};
+    if (::lstat(path.c_str(), &st) != 0) return old;
+    if (S_ISLNK(st.st_mode)) {
+        // The link itself is replaced; the mode is that of the file it names.
+        if (::stat(path.c_str(), &st) == 0) old.mode = st.st_mode & 07777;
+        return old;
+    }
+    old.mode = st.st_mode & 07777;
+    old.swappable = S_ISREG(st.st_mode) && st.st_nlink == 1 && st.st_uid == ::geteuid();
+    old.device = st.st_dev;
+    old.size = st.st_size;
+    return old;
+}
+
+// A new empty file beside `path`, named in `temp`; -1 with a reason on failure.
+int CreateBeside(const std::string& path, std::string& temp, std::string& error) {
     namespace fs = std::filesystem;
     const fs::path target(path);
     fs::path dir = target.parent_path();
@@ -77,24 +106,20 @@ bool WriteFileAtomically(const std::string& path, std::span<const std::uint8_t> 
     std::string name = ".";
     name += target.filename().string();
     name += ".tmp-XXXXXX";
-    std::string temp = (dir / name).string();
+    temp = (dir / name).string();
     const int fd = ::mkstemp(temp.data());
-    if (fd < 0) {
-        error = Reason("cannot create a file beside the target");
-        return false;
-    }
-    // A replaced file keeps its mode; a new one gets the usual mode less the umask.
-    struct stat st {};
-    mode_t mode = 0;
-    if (::stat(path.c_str(), &st) == 0) {
-        mode = st.st_mode & 07777;
-    } else {
-        mode = 0666 & ~CreationMask();
-    }
+    if (fd < 0) error = Reason("cannot create a file beside the target");
+    return fd;
+}
+
+// Writes `bytes` over the start of the open file, cuts off what an older, longer content left
+// after them, sets the mode, flushes if asked and closes the file.
+bool FillAndClose(int fd, mode_t mode, std::span<const std::uint8_t> bytes, off_t oldSize, Durability durability,
+                  std::string& error) {
     bool ok = ::fchmod(fd, mode) == 0;
     std::size_t done = 0;
     while (ok && done < bytes.size()) {
-        const ssize_t n = ::write(fd, bytes.data() + done, bytes.size() - done);
+        const ssize_t n = ::pwrite(fd, bytes.data() + done, bytes.size() - done, static_cast<off_t>(done));
         if (n < 0 && errno == EINTR) continue;
         if (n <= 0) {
             ok = false;
@@ -102,6 +127,8 @@ bool WriteFileAtomically(const std::string& path, std::span<const std::uint8_t> 
         }
         done += static_cast<std::size_t>(n);
     }
+    if (ok && oldSize > static_cast<off_t>(bytes.size()) && ::ftruncate(fd, static_cast<off_t>(bytes.size())) != 0)
+        ok = false;
     if (!ok) error = Reason("cannot write");
     if (ok && durability == Durability::Flush && ::fsync(fd) != 0) {
         ok = false;
@@ -111,12 +138,98 @@ bool WriteFileAtomically(const std::string& path, std::span<const std::uint8_t> 
         ok = false;
         error = Reason("cannot write");
     }
+    return ok;
+}
+
+// True when nobody but this process can see the open file's content change: one link, this
+// user's, no extended attributes, and no other open descriptor or mapping (the kernel grants a
+// write lease only then; the lease is given back at once). Should another process open the file
+// in that moment, the lease's break is signalled with SIGURG, which is ignored unless handled,
+// not SIGIO, which would end the process.
+bool IsUnshared(int fd) {
+    struct stat st {};
+    if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode) || st.st_nlink != 1 || st.st_uid != ::geteuid()) return false;
+    const ssize_t attributes = ::flistxattr(fd, nullptr, 0);
+    if (attributes > 0 || (attributes < 0 && errno != ENOTSUP)) return false;
+    if (::fcntl(fd, F_SETSIG, SIGURG) != 0 || ::fcntl(fd, F_SETLEASE, F_WRLCK) != 0) return false;
+    ::fcntl(fd, F_SETLEASE, F_UNLCK);
+    return true;
+}
+
+constexpr off_t kBlockBytes = 4096;
+
+off_t Blocks(off_t size) { return (size + kBlockBytes - 1) / kBlockBytes; }
+
+}  // namespace
+
+bool WriteFileAtomically(const std::string& path, std::span<const std::uint8_t> bytes, std::string& error,
+                         Durability durability) {
+    const Replaced old = Inspect(path);
+    std::string temp;
+    const int fd = CreateBeside(path, temp, error);
+    if (fd < 0) return false;
+    bool ok = FillAndClose(fd, old.mode, bytes, 0, durability, error);
     if (ok && std::rename(temp.c_str(), path.c_str()) != 0) {
         ok = false;
         error = Reason("cannot replace the target");
     }
     if (!ok) ::unlink(temp.c_str());
     return ok;
+}
+
+FileReplacer::~FileReplacer() {
+    for (const Spare& spare : spares_) ::unlink(spare.path.c_str());
+}
+
+bool FileReplacer::Write(const std::string& path, std::span<const std::uint8_t> bytes, std::string& error) {
+    const Replaced old = Inspect(path);
+    std::string temp;
+    off_t tempSize = 0;
+    int fd = -1;
+    if (old.swappable && !spares_.empty()) {
+        // An old file of as many blocks as the new content is rewritten without freeing or
+        // allocating any; failing that, any old file on the same disk saves at least the inode.
+        const off_t wanted = Blocks(static_cast<off_t>(bytes.size()));
+        auto pick = spares_.end();
+        for (auto it = spares_.begin(); it != spares_.end(); ++it) {
+            if (it->device != old.device) continue;
+            pick = it;
+            if (Blocks(it->size) == wanted) break;
+        }
+        if (pick != spares_.end()) {
+            const Spare spare = std::move(*pick);
+            spares_.erase(pick);
+            fd = ::open(spare.path.c_str(), O_WRONLY | O_NOFOLLOW | O_CLOEXEC);
+            if (fd >= 0 && IsUnshared(fd)) {
+                temp = spare.path;
+                tempSize = spare.size;
+            } else {
+                if (fd >= 0) ::close(fd);
+                fd = -1;
+                ::unlink(spare.path.c_str());
+            }
+        }
+    }
+    if (fd < 0) fd = CreateBeside(path, temp, error);
+    if (fd < 0) return false;
+    if (!FillAndClose(fd, old.mode, bytes, tempSize, durability_, error)) {
+        ::unlink(temp.c_str());
+        return false;
+    }
+    // Swapped, the old file is left under the temporary name, whole, to be written over next.
+    if (old.swappable && exchangeWorks_) {
+        if (::renameat2(AT_FDCWD, temp.c_str(), AT_FDCWD, path.c_str(), RENAME_EXCHANGE) == 0) {
+            spares_.push_back({std::move(temp), old.device, old.size});
+            return true;
+        }
+        if (errno == EINVAL || errno == ENOSYS) exchangeWorks_ = false;  // not on this file system
+    }
+    if (std::rename(temp.c_str(), path.c_str()) != 0) {
+        error = Reason("cannot replace the target");
+        ::unlink(temp.c_str());
+        return false;
+    }
+    return true;
 }
 
 }  // namespace tellurine

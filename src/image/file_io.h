@@ -1,6 +1,8 @@
 // Whole-file reads with a size limit, and writes that never leave a half-written file.
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -29,5 +31,42 @@ enum class Durability {
 // from several threads.
 bool WriteFileAtomically(const std::string& path, std::span<const std::uint8_t> bytes, std::string& error,
                          Durability durability = Durability::Flush);
+
+// Writes many files one after another, each as WriteFileAtomically does, for a job that replaces
+// the files an earlier run wrote. A replaced file is swapped whole with the new one (one atomic
+// exchange of names), and its storage, inode and blocks, becomes the next new file's, written
+// over before that file is swapped in: the disk frees and allocates almost nothing. A rename over
+// each old file frees an inode and its blocks and makes new ones, which some file systems make
+// dear: ext4 starts writing the new file out at once, discards the freed blocks and waits when
+// mounted with `discard`, and without a journal looks past every inode freed in the last minutes.
+// An old file is reused only if nobody else can see its content change: a regular file of one
+// link, owned by this user, without extended attributes, and open nowhere (a write lease can be
+// taken). As with NoFlush, a power failure soon after may leave a file whose new bytes did not
+// all reach the disk; with Flush each file is on the disk before its names are swapped. The
+// files kept for reuse are removed when the writer is destroyed. One writer belongs to one
+// thread.
+class FileReplacer {
+public:
+    explicit FileReplacer(Durability durability = Durability::NoFlush) : durability_(durability) {}
+    ~FileReplacer();
+    FileReplacer(const FileReplacer&) = delete;
+    FileReplacer& operator=(const FileReplacer&) = delete;
+
+    bool Write(const std::string& path, std::span<const std::uint8_t> bytes, std::string& error);
+
+    // Old files kept for reuse, for tests.
+    [[nodiscard]] std::size_t SpareCount() const { return spares_.size(); }
+
+    struct Spare {
+        std::string path;
+        dev_t device = 0;
+        off_t size = 0;
+    };
+
+private:
+    std::vector<Spare> spares_;
+    Durability durability_;
+    bool exchangeWorks_ = true;
+};
 
 }  // namespace tellurine

@@ -1,10 +1,14 @@
 #include "image/file_io.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
+#include <functional>
+#include <map>
 
 namespace tellurine {
 namespace {
@@ -42,16 +46,105 @@ TEST_F(FileIo, AtomicWriteReplacesAndKeepsTheMode) {
 }
 
 TEST_F(FileIo, FailedWriteLeavesNothingBehind) {
-    // The target is a folder: the rename fails, the folder survives, the temporary file is gone.
+    // The target is a folder: the rename fails, the folder survives, the temporary file is gone;
+    // the same through a replacer that holds an old file for reuse.
     const fs::path folder = dir_ / "taken";
     fs::create_directories(folder / "inside");
-    std::string error;
     const std::vector<std::uint8_t> bytes = {1};
-    EXPECT_FALSE(WriteFileAtomically(folder.string(), bytes, error));
-    EXPECT_FALSE(error.empty());
-    EXPECT_TRUE(fs::is_directory(folder / "inside"));
-    EXPECT_EQ(EntriesInDir(), 1u);
-    EXPECT_FALSE(WriteFileAtomically((dir_ / "missing" / "x").string(), bytes, error));
+    std::string error;
+    FileReplacer replacer;
+    ASSERT_TRUE(replacer.Write((dir_ / "old").string(), bytes, error));
+    ASSERT_TRUE(replacer.Write((dir_ / "old").string(), bytes, error));
+    using Writer = std::function<bool(const std::string&)>;
+    for (const Writer& write : {Writer([&](const std::string& path) { return WriteFileAtomically(path, bytes, error); }),
+                                Writer([&](const std::string& path) { return replacer.Write(path, bytes, error); })}) {
+        error.clear();
+        EXPECT_FALSE(write(folder.string()));
+        EXPECT_FALSE(error.empty());
+        EXPECT_TRUE(fs::is_directory(folder / "inside"));
+        EXPECT_EQ(EntriesInDir(), 3u);  // the folder, "old" and the replacer's old "old"
+        EXPECT_FALSE(write((dir_ / "missing" / "x").string()));
+    }
+}
+
+std::vector<std::uint8_t> Content(std::size_t size, std::uint8_t seed) {
+    std::vector<std::uint8_t> bytes(size);
+    for (std::size_t i = 0; i < size; ++i) bytes[i] = static_cast<std::uint8_t>(seed + i * 7);
+    return bytes;
+}
+
+std::vector<std::uint8_t> ReadFd(int fd) {
+    std::vector<std::uint8_t> bytes(1 << 16);
+    const ssize_t n = ::pread(fd, bytes.data(), bytes.size(), 0);
+    bytes.resize(n < 0 ? 0 : static_cast<std::size_t>(n));
+    return bytes;
+}
+
+// Three runs over the same names, each file a different size from one run to the next (longer,
+// shorter, across block boundaries, empty): every file holds the last run's bytes, keeps the
+// mode it was given, the second and third runs write into the storage of the files they replace,
+// and nothing is left beside the files once the writer is gone.
+TEST_F(FileIo, ReplacerRewritesOldFilesInPlaceOfNewOnes) {
+    const std::vector<std::vector<std::size_t>> runs = {
+        {10, 5000, 0, 9000, 4096}, {9000, 10, 4097, 0, 100}, {4096, 4096, 12000, 1, 5000}};
+    std::map<ino_t, int> inodes;  // the inodes of the first run's files
+    for (std::size_t run = 0; run < runs.size(); ++run) {
+        FileReplacer writer;
+        for (std::size_t i = 0; i < runs[run].size(); ++i) {
+            const std::string path = (dir_ / std::to_string(i)).string();
+            std::string error;
+            ASSERT_TRUE(writer.Write(path, Content(runs[run][i], static_cast<std::uint8_t>(run * 31 + i)), error))
+                << error;
+            if (run == 0 && i == 1) ::chmod(path.c_str(), 0604);
+        }
+        if (run > 0) {
+            EXPECT_EQ(writer.SpareCount(), 1u);  // one old file is left over at the end
+        }
+        for (std::size_t i = 0; i < runs[run].size(); ++i) {
+            const std::string path = (dir_ / std::to_string(i)).string();
+            std::vector<std::uint8_t> read;
+            std::string error;
+            ASSERT_TRUE(ReadFileBytes(path, read, 1 << 20, error));
+            EXPECT_EQ(read, Content(runs[run][i], static_cast<std::uint8_t>(run * 31 + i))) << run << " " << i;
+            struct stat st {};
+            ::stat(path.c_str(), &st);
+            if (i == 1) {
+                EXPECT_EQ(st.st_mode & 0777, 0604u);
+            }
+            if (run == 0) inodes[st.st_ino] = 1;
+            if (run == 1) {
+                EXPECT_EQ(inodes.count(st.st_ino), i == 0 ? 0u : 1u) << i;  // storage reused
+            }
+        }
+    }
+    EXPECT_EQ(EntriesInDir(), runs[0].size());
+}
+
+// A replaced file that somebody else can still reach keeps its content: one with a second link,
+// and one held open, are swapped out but never written over.
+TEST_F(FileIo, ReplacerLeavesOldFilesOthersCanSee) {
+    std::string error;
+    const std::string linked = (dir_ / "linked").string(), open = (dir_ / "open").string();
+    ASSERT_TRUE(WriteFileAtomically(linked, Content(300, 1), error));
+    ASSERT_TRUE(WriteFileAtomically(open, Content(300, 2), error));
+    ASSERT_EQ(::link(linked.c_str(), (dir_ / "other-name").c_str()), 0);
+    const int reader = ::open(open.c_str(), O_RDONLY);
+    ASSERT_GE(reader, 0);
+    {
+        FileReplacer writer;
+        for (std::uint8_t round = 0; round < 3; ++round) {
+            ASSERT_TRUE(writer.Write(linked, Content(300, static_cast<std::uint8_t>(10 + round)), error)) << error;
+            ASSERT_TRUE(writer.Write(open, Content(300, static_cast<std::uint8_t>(20 + round)), error)) << error;
+        }
+    }
+    std::vector<std::uint8_t> read;
+    ASSERT_TRUE(ReadFileBytes((dir_ / "other-name").string(), read, 1000, error));
+    EXPECT_EQ(read, Content(300, 1));
+    EXPECT_EQ(ReadFd(reader), Content(300, 2));
+    ::close(reader);
+    ASSERT_TRUE(ReadFileBytes(open, read, 1000, error));
+    EXPECT_EQ(read, Content(300, 22));
+    EXPECT_EQ(EntriesInDir(), 3u);
 }
 
 TEST_F(FileIo, ReadsAreBounded) {
