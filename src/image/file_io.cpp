@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <utility>
 
 namespace tellurine {
 
@@ -156,10 +157,6 @@ bool IsUnshared(int fd) {
     return true;
 }
 
-constexpr off_t kBlockBytes = 4096;
-
-off_t Blocks(off_t size) { return (size + kBlockBytes - 1) / kBlockBytes; }
-
 }  // namespace
 
 bool WriteFileAtomically(const std::string& path, std::span<const std::uint8_t> bytes, std::string& error,
@@ -178,7 +175,7 @@ bool WriteFileAtomically(const std::string& path, std::span<const std::uint8_t> 
 }
 
 FileReplacer::~FileReplacer() {
-    for (const Spare& spare : spares_) ::unlink(spare.path.c_str());
+    if (!spare_.empty()) ::unlink(spare_.c_str());
 }
 
 bool FileReplacer::Write(const std::string& path, std::span<const std::uint8_t> bytes, std::string& error) {
@@ -186,28 +183,18 @@ bool FileReplacer::Write(const std::string& path, std::span<const std::uint8_t> 
     std::string temp;
     off_t tempSize = 0;
     int fd = -1;
-    if (old.swappable && !spares_.empty()) {
-        // An old file of as many blocks as the new content is rewritten without freeing or
-        // allocating any; failing that, any old file on the same disk saves at least the inode.
-        const off_t wanted = Blocks(static_cast<off_t>(bytes.size()));
-        auto pick = spares_.end();
-        for (auto it = spares_.begin(); it != spares_.end(); ++it) {
-            if (it->device != old.device) continue;
-            pick = it;
-            if (Blocks(it->size) == wanted) break;
-        }
-        if (pick != spares_.end()) {
-            const Spare spare = std::move(*pick);
-            spares_.erase(pick);
-            fd = ::open(spare.path.c_str(), O_WRONLY | O_NOFOLLOW | O_CLOEXEC);
-            if (fd >= 0 && IsUnshared(fd)) {
-                temp = spare.path;
-                tempSize = spare.size;
-            } else {
-                if (fd >= 0) ::close(fd);
-                fd = -1;
-                ::unlink(spare.path.c_str());
-            }
+    if (!spare_.empty() && old.swappable) {
+        // The old file kept from the last swap takes the new bytes if it is on the same disk
+        // and nobody else can see it; else it goes, and this swap keeps another.
+        std::string kept = std::exchange(spare_, {});
+        fd = spareDevice_ == old.device ? ::open(kept.c_str(), O_WRONLY | O_NOFOLLOW | O_CLOEXEC) : -1;
+        if (fd >= 0 && IsUnshared(fd)) {
+            temp = std::move(kept);
+            tempSize = spareSize_;
+        } else {
+            if (fd >= 0) ::close(fd);
+            fd = -1;
+            ::unlink(kept.c_str());
         }
     }
     if (fd < 0) fd = CreateBeside(path, temp, error);
@@ -219,7 +206,9 @@ bool FileReplacer::Write(const std::string& path, std::span<const std::uint8_t> 
     // Swapped, the old file is left under the temporary name, whole, to be written over next.
     if (old.swappable && exchangeWorks_) {
         if (::renameat2(AT_FDCWD, temp.c_str(), AT_FDCWD, path.c_str(), RENAME_EXCHANGE) == 0) {
-            spares_.push_back({std::move(temp), old.device, old.size});
+            spare_ = std::move(temp);
+            spareDevice_ = old.device;
+            spareSize_ = old.size;
             return true;
         }
         if (errno == EINVAL || errno == ENOSYS) exchangeWorks_ = false;  // not on this file system

@@ -42,9 +42,8 @@ bool WriteFileAtomically(const std::string& path, std::span<const std::uint8_t> 
 // An old file is reused only if nobody else can see its content change: a regular file of one
 // link, owned by this user, without extended attributes, and open nowhere (a write lease can be
 // taken). As with NoFlush, a power failure soon after may leave a file whose new bytes did not
-// all reach the disk; with Flush each file is on the disk before its names are swapped. The
-// files kept for reuse are removed when the writer is destroyed. One writer belongs to one
-// thread.
+// all reach the disk; with Flush each file is on the disk before its names are swapped. The old
+// file kept for reuse is removed when the writer is destroyed. One writer belongs to one thread.
 class FileReplacer {
 public:
     explicit FileReplacer(Durability durability = Durability::NoFlush) : durability_(durability) {}
@@ -54,17 +53,15 @@ public:
 
     bool Write(const std::string& path, std::span<const std::uint8_t> bytes, std::string& error);
 
-    // Old files kept for reuse, for tests.
-    [[nodiscard]] std::size_t SpareCount() const { return spares_.size(); }
-
-    struct Spare {
-        std::string path;
-        dev_t device = 0;
-        off_t size = 0;
-    };
+    // Whether an old file is kept for the next write, for tests.
+    [[nodiscard]] bool HoldsOldFile() const { return !spare_.empty(); }
 
 private:
-    std::vector<Spare> spares_;
+    // The old file last swapped out, under a temporary name: every swap that gives one takes the
+    // one before, so there is never more than one.
+    std::string spare_;
+    dev_t spareDevice_ = 0;
+    off_t spareSize_ = 0;
     Durability durability_;
     bool exchangeWorks_ = true;
 };
