@@ -3,7 +3,6 @@
 #include <QAction>
 #include <QElapsedTimer>
 #include <QFileInfo>
-#include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QListView>
@@ -15,10 +14,13 @@
 #include <QToolButton>
 #include <QVBoxLayout>
 #include <algorithm>
+#include <memory>
+#include <new>
 
 #include "app/icon_view.h"
 #include "app/image_convert.h"
 #include "app/kv_app.h"
+#include "app/long_work.h"
 #include "app/main_frame.h"
 #include "app/texts.h"
 #include "icon/format_maker.h"
@@ -357,16 +359,31 @@ void CImageDocMDI::OnNewIconFromStep() {
 // ---- Opening -----------------------------------------------------------------------------------
 
 CKvDocument* OpenAnimatedCursor(CKvApp& app, const QString& path) {
-    auto document = std::make_unique<CAniDocument>();
-    std::string error;
-    QGuiApplication::setOverrideCursor(Qt::WaitCursor);
-    const AniReadStatus status = LoadAniFile(path.toStdString(), document->steps, error, &document->info);
-    QGuiApplication::restoreOverrideCursor();
-    switch (status) {
+    // Read on a worker: a cursor of many large steps takes many frames.
+    struct Read {
+        std::vector<CAniObject> steps;
+        AniFileInfo info;
+        AniReadStatus status = AniReadStatus::NotReadable;
+    };
+    auto read = std::make_shared<Read>();
+    if (!RunLongWork(app.Prompts(), app.MainFrame(), QString(text::kOpeningFile).arg(QFileInfo(path).fileName()),
+                     [read, file = path.toStdString()] {
+                         std::string error;
+                         try {
+                             read->status = LoadAniFile(file, read->steps, error, &read->info);
+                         } catch (const std::bad_alloc&) {
+                             read->status = AniReadStatus::OutOfMemory;
+                         }
+                     }))
+        return nullptr;
+    switch (read->status) {
         case AniReadStatus::Ok: break;
         case AniReadStatus::OutOfMemory: app.ShowError(text::kOutOfMemory, text::kOutOfMemoryTitle); return nullptr;
         case AniReadStatus::NotReadable: app.ShowError(text::kIconReadError); return nullptr;
     }
+    auto document = std::make_unique<CAniDocument>();
+    document->steps = std::move(read->steps);
+    document->info = std::move(read->info);
     document->SetPathName(path);
     CAniDocument* result = document.get();
     app.MainFrame()->AddDocumentWindow(document.release(), new CImageDocMDI(app, *result));

@@ -12,6 +12,8 @@
 #include <QPainter>
 #include <QScreen>
 #include <cstdlib>
+#include <memory>
+#include <new>
 
 #include "app/ani_doc.h"
 #include "app/dib_frame.h"
@@ -308,13 +310,28 @@ CKvDocument* CKvApp::OpenDocumentFile(const QString& givenPath) {
             return nullptr;
         }
         case shell::DocKind::IconProject: {
-            IconFileContents contents;
-            std::string error;
-            if (!LoadIconContainer(path.toStdString(), contents, error)) {
-                if (error == kOutOfMemoryText) ShowError(text::kOutOfMemory, text::kOutOfMemoryTitle);
+            // Read on a worker: a large family (JPEG 2000, 1024-pixel PNG) takes many frames.
+            struct Read {
+                IconFileContents contents;
+                std::string error;
+                bool ok = false;
+            };
+            auto read = std::make_shared<Read>();
+            if (!RunLongWork(*prompts_, mainFrame_.get(), QString(text::kOpeningFile).arg(QFileInfo(path).fileName()),
+                             [read, file = path.toStdString()] {
+                                 try {
+                                     read->ok = LoadIconContainer(file, read->contents, read->error);
+                                 } catch (const std::bad_alloc&) {
+                                     read->error = kOutOfMemoryText;
+                                 }
+                             }))
+                return nullptr;
+            if (!read->ok) {
+                if (read->error == kOutOfMemoryText) ShowError(text::kOutOfMemory, text::kOutOfMemoryTitle);
                 else ShowError(text::kIconReadError);
                 return nullptr;
             }
+            IconFileContents& contents = read->contents;
             for (NamedIcon& icon : contents.icons) {
                 const bool mac = icon.doc.macintosh;
                 auto* project = new CIconProject(mac ? shell::kTemplateIcns : shell::kTemplateIco);
@@ -330,9 +347,17 @@ CKvDocument* CKvApp::OpenDocumentFile(const QString& givenPath) {
         }
         case shell::DocKind::Image:
         case shell::DocKind::Vector: {
-            const QImage image = resource == shell::kTemplateVector
-                                     ? RenderDrawing(path, QSize(prefs.DefaultWmfCX, prefs.DefaultWmfCY))
-                                     : ReadPicture(path);
+            // A picture is decoded on a worker (a large photograph takes many frames); a drawing is
+            // rendered here, where its fonts are.
+            auto picture = std::make_shared<QImage>();
+            if (resource == shell::kTemplateVector) {
+                *picture = RenderDrawing(path, QSize(prefs.DefaultWmfCX, prefs.DefaultWmfCY));
+            } else if (!RunLongWork(*prompts_, mainFrame_.get(),
+                                    QString(text::kOpeningFile).arg(QFileInfo(path).fileName()),
+                                    [picture, path] { *picture = ReadPicture(path); })) {
+                return nullptr;
+            }
+            const QImage image = *picture;
             if (image.isNull()) {
                 ShowError(text::kImageReadError);
                 return nullptr;

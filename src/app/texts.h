@@ -18,6 +18,8 @@ inline constexpr const char* kOutOfMemoryTitle = "Fatal error";
 inline constexpr const char* kCannotOpenYet =
     "%1 is a file of the kind \"%2\", which this version of Tellurine cannot open yet.";
 inline constexpr const char* kFileNotFound = "The file %1 cannot be opened: %2";
+// %1: the file's name, while it is read (shown only if that takes long).
+inline constexpr const char* kOpeningFile = "Opening %1...";
 
 // Saving.
 inline constexpr const char* kSaveChanges = "Save changes to %1?";

@@ -4,6 +4,7 @@
 #include <QComboBox>
 #include <QDirIterator>
 #include <QListWidget>
+#include <QProgressDialog>
 #include <QRadioButton>
 #include <QLabel>
 #include <QSpinBox>
@@ -14,6 +15,7 @@
 #include "app/documents.h"
 #include "app/icon_frame.h"
 #include "app/image_convert.h"
+#include "app/long_work.h"
 #include "app/main_frame.h"
 #include "app/shell/doc_templates.h"
 #include "app/texts.h"
@@ -250,6 +252,27 @@ void DocumentsTest::openFailuresSayWhyAndOpenNothing() {
     QVERIFY(s.app->OpenDocumentFile(good) == nullptr);
     QVERIFY(s.prompts->messages.at(0).text.startsWith("The file " + QDir::toNativeSeparators(good) + " cannot be opened"));
     QVERIFY(s.app->recentFiles.Entries().empty());
+
+    // Files are read off the interface thread: when that takes long the progress shows, named
+    // after the file, and cancelled there nothing opens and nothing is said.
+    const QString picture = s.Path("picture.png");
+    WriteProject(good, {{32, 32}});
+    QVERIFY(QImage(8, 8, QImage::Format_ARGB32).save(picture));
+    ProgressDelayMs() = 0;
+    QStringList labels;
+    s.prompts->progressAction = [&](QProgressDialog& d) {
+        labels << d.labelText();
+        emit d.canceled();
+    };
+    s.prompts->messages.clear();
+    QVERIFY(s.app->OpenDocumentFile(good) == nullptr);
+    QVERIFY(s.app->OpenDocumentFile(picture) == nullptr);
+    QCOMPARE(labels, QStringList({"Opening good.ico...", "Opening picture.png..."}));
+    QVERIFY(s.prompts->messages.empty());
+    QVERIFY(s.app->MainFrame()->Children().empty());
+    s.prompts->progressAction = {};
+    QVERIFY(s.app->OpenDocumentFile(good) != nullptr);  // left to run, it opens
+    ProgressDelayMs() = 500;
 }
 
 void DocumentsTest::saveAsAsksBeforeReplacingAFile() {
