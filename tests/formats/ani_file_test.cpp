@@ -6,6 +6,7 @@
 #include <chrono>
 #include <initializer_list>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "formats/ico_file.h"
@@ -84,9 +85,13 @@ Bytes Icon(int w) { return Chunk("icon", IconFile(w)); }
 // Frames 0, 1, 2 are 1, 2 and 3 pixels wide, so a step's width names its frame.
 Bytes ThreeFrames() { return List("fram", {Icon(1), Icon(2), Icon(3)}); }
 
-std::vector<std::uint32_t> Widths(const std::vector<CAniObject>& steps) {
-    std::vector<std::uint32_t> out;
-    for (const CAniObject& s : steps) out.push_back(s.width);
+// Each step as "width@rate".
+std::string Steps(const std::vector<CAniObject>& steps) {
+    std::string out;
+    for (const CAniObject& s : steps) {
+        if (!out.empty()) out += ' ';
+        out += std::to_string(s.width) + '@' + std::to_string(s.rate);
+    }
     return out;
 }
 
@@ -96,11 +101,6 @@ std::vector<CAniObject> Read(const Bytes& file, AniReadStatus expected = AniRead
     return steps;
 }
 
-void ExpectRefused(const Bytes& file) {
-    EXPECT_EQ(CountAniFrames(file), 0u);
-    EXPECT_TRUE(Read(file, AniReadStatus::NotReadable).empty());
-}
-
 // Blue, green, red, alpha of picture pixel (x, y), y from the top.
 std::array<std::uint8_t, 4> Pixel(const CDIB& image, int x, int y) {
     const auto l = GetDibLayout(image.GetBlock());
@@ -108,72 +108,88 @@ std::array<std::uint8_t, 4> Pixel(const CDIB& image, int x, int y) {
     return {p[0], p[1], p[2], p[3]};
 }
 
-// --- The header ----------------------------------------------------------------------------
+// --- Headers, tables and the chunk walk ---------------------------------------------------
 
-TEST(AniFile, HeaderIsValidatedAndCountsAreCapped) {
-    EXPECT_EQ(CountAniFrames(Ani({Anih(3, 3), ThreeFrames()})), 3u);
-    ExpectRefused(Ani({Anih(0, 3), ThreeFrames()}));
-    ExpectRefused(Ani({Anih(3, 3, 10, 2), ThreeFrames()}));  // frames are not icon files
-    ExpectRefused(Ani({Anih(3, 0), ThreeFrames()}));         // nothing to show
-    ExpectRefused(Ani({ThreeFrames()}));                     // no header
-    ExpectRefused(Ani({Anih(3, 3), Anih(3, 3), ThreeFrames()}));
-    Bytes notAcon = Ani({Anih(3, 3), ThreeFrames()});
+// Every file either reads to its frames and steps or is refused, by the counting pass and by
+// reading alike; a refusal comes at once, however many frames or steps the header claims.
+TEST(AniFile, EachFileGivesItsStepsOrIsRefused) {
+    const Bytes frames = ThreeFrames(), good = Ani({Anih(3, 3), frames});
+    Bytes notAcon = good;
     notAcon[11] = 'X';
-    ExpectRefused(notAcon);
-
-    // At the caps the file reads; past them (or billions of steps) it is refused at once.
-    EXPECT_EQ(Read(Ani({Anih(kMaxAniFrames, kMaxAniSteps), ThreeFrames()})).size(), 3u);
-    const auto start = std::chrono::steady_clock::now();
-    ExpectRefused(Ani({Anih(kMaxAniFrames + 1, 3), ThreeFrames()}));
-    ExpectRefused(Ani({Anih(3, kMaxAniSteps + 1), ThreeFrames()}));
-    ExpectRefused(Ani({Anih(0xFFFFFFFF, 0xFFFFFFFF), ThreeFrames()}));
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+    const Bytes seq = Table("seq ", {2, 0, 2, 9, 2, 1, 1});
+    Bytes cutFrame = Ani({Anih(1, 1), List("fram", {Icon(4)})});
+    StoreU32(cutFrame.data() + cutFrame.size() - IconFile(4).size() - 4, 0x7FFFFFFF);
+    Bytes overList = Ani({List("INFO", {Chunk("IART", Bytes(8, 'A'))}), Anih(3, 3), frames});
+    StoreU32(overList.data() + 12 + 8 + 4 + 4, 9);
+    struct Case {
+        const char* name;
+        Bytes file;
+        std::uint32_t frames;  // counted; 0 when the file is refused
+        std::string steps;     // as Steps() gives them
+    };
+    const Case cases[] = {
+        {"three frames and steps", good, 3, "1@10 2@10 3@10"},
+        {"no frames", Ani({Anih(0, 3), frames}), 0, ""},
+        {"frames that are not icon files", Ani({Anih(3, 3, 10, 2), frames}), 0, ""},
+        {"no steps: nothing to show", Ani({Anih(3, 0), frames}), 0, ""},
+        {"no header", Ani({frames}), 0, ""},
+        {"two headers", Ani({Anih(3, 3), Anih(3, 3), frames}), 0, ""},
+        {"not ACON", notAcon, 0, ""},
+        {"frames and steps at their caps", Ani({Anih(kMaxAniFrames, kMaxAniSteps), frames}), 3, "1@10 2@10 3@10"},
+        {"frames past the cap", Ani({Anih(kMaxAniFrames + 1, 3), frames}), 0, ""},
+        {"steps past the cap", Ani({Anih(3, kMaxAniSteps + 1), frames}), 0, ""},
+        {"billions of frames and steps", Ani({Anih(0xFFFFFFFF, 0xFFFFFFFF), frames}), 0, ""},
+        // Without tables step n shows frame n at the header's rate; steps past the frames are skipped.
+        {"steps past the frames", Ani({Anih(3, 5, 7), frames}), 3, "1@7 2@7 3@7"},
+        // Rates keep their low 16 bits (0x12345 gives 0x2345); a short table leaves the last
+        // steps at the header's rate.
+        {"rate table", Ani({Anih(3, 3, 7), Table("rate", {65536 + 5, 0x12345}), frames}), 3, "1@5 2@9029 3@7"},
+        // A sequence may show a frame many times, point past the frames (skipped), be longer than
+        // the steps (the rest ignored), and come before or after the frames.
+        {"sequence before the frames", Ani({Anih(3, 6), seq, frames}), 3, "3@10 1@10 3@10 3@10 2@10"},
+        {"sequence after the frames", Ani({Anih(3, 6), frames, seq}), 3, "3@10 1@10 3@10 3@10 2@10"},
+        {"short sequence: later steps on their own frames", Ani({Anih(3, 3), Table("seq ", {2}), frames}), 3,
+         "3@10 2@10 3@10"},
+        {"tables before the header are skipped",
+         Ani({Table("rate", {1, 1, 1}), Table("seq ", {2, 2, 2}), Anih(3, 3, 7), frames}), 3, "1@7 2@7 3@7"},
+        {"frames past the frame count are not read", Ani({Anih(2, 3), frames}), 2, "1@10 2@10"},
+        {"every step past the frames", Ani({Anih(3, 2), Table("seq ", {5, 6}), frames}), 0, ""},
+        // The end of the input inside a chunk header ends the file; inside chunk data it refuses it.
+        {"chunk header cut by the end", Cat({good, Bytes{'j', 'u', 'n', 'k', 9}}), 3, "1@10 2@10 3@10"},
+        {"chunk data cut by the end", Bytes(good.begin(), good.end() - 2), 0, ""},
+        {"chunk larger than the file", Cat({good, Bytes{'j', 'u', 'n', 'k', 0xFF, 0xFF, 0xFF, 0xFF}}), 0, ""},
+        {"frame running past the end", cutFrame, 0, ""},
+        {"title of 81 bytes", Ani({List("INFO", {Chunk("INAM", Bytes(81, 'T'))}), Anih(3, 3), frames}), 0, ""},
+        {"text larger than what is left of its list", overList, 0, ""},
+        // Found by the fuzzer: a list that claims more than the file holds, with a text running
+        // past the end; refused without reading past the input.
+        {"list and text past the end",
+         {'R', 'I', 'F', 'F', 0xDC, 0xFF, 0xFF, 0x00, 'A', 'C', 'O', 'N', 'L', 'I', 'S', 'T', 0x0F, 0, 0, 0, 'I', 'N',
+          'F', 'O', 'I', 'N', 'A', 'M', 4, 0, 0, 0, 0x04, 0xA5, 0xA5},
+         0, ""},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_EQ(CountAniFrames(c.file), c.frames);
+        EXPECT_EQ(Steps(Read(c.file, c.frames == 0 ? AniReadStatus::NotReadable : AniReadStatus::Ok)), c.steps);
+        if (c.frames == 0) {
+            EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+        }
+    }
 }
 
-// --- Steps, rates and the sequence ------------------------------------------------------------
-
-TEST(AniFile, StepsTakeDefaultsAndTables) {
-    // Without tables step n shows frame n at the header's rate; steps past the frames are skipped.
-    std::vector<CAniObject> steps = Read(Ani({Anih(3, 5, 7), ThreeFrames()}));
-    EXPECT_EQ(Widths(steps), (std::vector<std::uint32_t>{1, 2, 3}));
-    for (const CAniObject& s : steps) EXPECT_EQ(s.rate, 7u);
-
-    // Rates keep their low 16 bits; a short table leaves the last steps at the default.
-    steps = Read(Ani({Anih(3, 3, 7), Table("rate", {65536 + 5, 0x12345}), ThreeFrames()}));
-    ASSERT_EQ(steps.size(), 3u);
-    EXPECT_EQ(steps[0].rate, 5u);
-    EXPECT_EQ(steps[1].rate, 0x2345u);
-    EXPECT_EQ(steps[2].rate, 7u);
-
-    // A sequence may show a frame many times, point past the frames (skipped), be longer than
-    // the steps (the rest ignored), and come after the frames.
-    const Bytes seq = Table("seq ", {2, 0, 2, 9, 2, 1, 1});
-    EXPECT_EQ(Widths(Read(Ani({Anih(3, 6), seq, ThreeFrames()}))), (std::vector<std::uint32_t>{3, 1, 3, 3, 2}));
-    EXPECT_EQ(Widths(Read(Ani({Anih(3, 6), ThreeFrames(), seq}))), (std::vector<std::uint32_t>{3, 1, 3, 3, 2}));
-    // A short sequence leaves the later steps on their own frames.
-    EXPECT_EQ(Widths(Read(Ani({Anih(3, 3), Table("seq ", {2}), ThreeFrames()}))),
-              (std::vector<std::uint32_t>{3, 2, 3}));
-
-    // Every step owns its picture, even when steps share a frame.
-    steps = Read(Ani({Anih(3, 2), Table("seq ", {1, 1}), ThreeFrames()}));
+// Every step owns its picture, even when steps share a frame.
+TEST(AniFile, StepsSharingAFrameOwnTheirPictures) {
+    const std::vector<CAniObject> steps = Read(Ani({Anih(3, 2), Table("seq ", {1, 1}), ThreeFrames()}));
     ASSERT_EQ(steps.size(), 2u);
     EXPECT_NE(steps[0].image.GetBlock().data(), steps[1].image.GetBlock().data());
     EXPECT_EQ(steps[0].image.GetBlock().bytes().size(), steps[1].image.GetBlock().bytes().size());
-
-    // Tables before the header are skipped; frames past the frame count are not read; a file
-    // whose steps all point past the frames has nothing to show.
-    steps = Read(Ani({Table("rate", {1, 1, 1}), Table("seq ", {2, 2, 2}), Anih(3, 3, 7), ThreeFrames()}));
-    EXPECT_EQ(Widths(steps), (std::vector<std::uint32_t>{1, 2, 3}));
-    EXPECT_EQ(steps[0].rate, 7u);
-    EXPECT_EQ(CountAniFrames(Ani({Anih(2, 3), ThreeFrames()})), 2u);
-    ExpectRefused(Ani({Anih(3, 2), Table("seq ", {5, 6}), ThreeFrames()}));
 }
 
-// --- The chunk walk -------------------------------------------------------------------------
-
-TEST(AniFile, ChunkWalkPadsSkipsAndStopsAtTheEnd) {
-    // Odd sizes are padded at the top level, in lists and for frames; unknown chunks, lists and
-    // sub-chunks are skipped.
+// Title and author come from the INFO list, up to 80 bytes; odd sizes are padded at the top level,
+// in lists and for frames, and unknown chunks, lists and sub-chunks are skipped on the way.
+TEST(AniFile, InfoTextsAreReadAmongSkippedAndPaddedChunks) {
     Bytes oddFrame = IconFile(2);
     oddFrame.push_back(0xEE);
     AniFileInfo info;
@@ -184,70 +200,31 @@ TEST(AniFile, ChunkWalkPadsSkipsAndStopsAtTheEnd) {
                                List("fram", {Chunk("icon", oddFrame), Chunk("junk", {9}), Icon(3)})}),
                            steps, &info),
               AniReadStatus::Ok);
-    EXPECT_EQ(Widths(steps), (std::vector<std::uint32_t>{2, 3}));
+    EXPECT_EQ(Steps(steps), "2@10 3@10");
     EXPECT_EQ(info.frameCount, 2u);
     EXPECT_EQ(info.title, "abc");
-    EXPECT_EQ(info.author, "x");
+    EXPECT_EQ(info.author, "x");  // up to its first zero byte
 
-    // The end of the input inside a chunk header ends the file; inside chunk data it refuses it.
-    const Bytes good = Ani({Anih(3, 3), ThreeFrames()});
-    EXPECT_EQ(Read(Cat({good, Bytes{'j', 'u', 'n', 'k', 9}})).size(), 3u);
-    ExpectRefused(Bytes(good.begin(), good.end() - 2));
-    Bytes hugeChunk = Cat({good, Bytes{'j', 'u', 'n', 'k'}});
-    PutU32(hugeChunk, 0xFFFFFFFF);
-    ExpectRefused(hugeChunk);
-    // A frame that runs past the end is refused too.
-    Bytes cutFrame = Ani({Anih(1, 1), List("fram", {Icon(4)})});
-    StoreU32(cutFrame.data() + cutFrame.size() - IconFile(4).size() - 4, 0x7FFFFFFF);
-    ExpectRefused(cutFrame);
-}
-
-TEST(AniFile, InfoTextsAreLimitedTo80Bytes) {
-    const auto withTitle = [](std::size_t n) {
-        return Ani({List("INFO", {Chunk("INAM", Bytes(n, 'T'))}), Anih(3, 3), ThreeFrames()});
-    };
-    AniFileInfo info;
-    std::vector<CAniObject> steps;
-    EXPECT_EQ(ReadAniSteps(withTitle(80), steps, &info), AniReadStatus::Ok);
+    const Bytes longTitle = Ani({List("INFO", {Chunk("INAM", Bytes(80, 'T'))}), Anih(3, 3), ThreeFrames()});
+    ASSERT_EQ(ReadAniSteps(longTitle, steps, &info), AniReadStatus::Ok);
     EXPECT_EQ(info.title, std::string(80, 'T'));
-    ExpectRefused(withTitle(81));
-    // A text larger than what is left of its list is refused.
-    Bytes overList = Ani({List("INFO", {Chunk("IART", Bytes(8, 'A'))}), Anih(3, 3), ThreeFrames()});
-    StoreU32(overList.data() + 12 + 8 + 4 + 4, 9);
-    ExpectRefused(overList);
-    // A list that claims more than the file holds, with a text running past the end (found by the
-    // fuzzer): refused without reading past the input.
-    const Bytes cut = {'R', 'I', 'F', 'F', 0xDC, 0xFF, 0xFF, 0x00, 'A', 'C', 'O', 'N', 'L', 'I', 'S', 'T', 0x0F, 0, 0, 0,
-                       'I', 'N', 'F', 'O', 'I', 'N', 'A', 'M', 4, 0, 0, 0, 0x04, 0xA5, 0xA5};
-    ExpectRefused(cut);
-    EXPECT_EQ(CountAniFrames(cut), 0u);
 }
 
 // --- Pictures -------------------------------------------------------------------------------
 
+// The step of a one-frame file: its picture (colours, and alpha from the image or its mask),
+// depth, size and hotspot (the 16-bit fields at 4 and 6 of the frame's first directory entry,
+// which an icon file fills with planes and bit count).
 TEST(AniFile, PicturesAlphaAndHotspots) {
-    // A 32-bit frame keeps its own alpha; a PNG frame too, at its own size.
-    for (const bool png : {false, true}) {
-        const std::vector<CAniObject> steps =
-            Read(Ani({Anih(1, 1), List("fram", {Chunk("icon", IconFile(5, png))})}));
-        ASSERT_EQ(steps.size(), 1u);
-        EXPECT_EQ(steps[0].bitDepth, 32u);
-        EXPECT_EQ(steps[0].image.BitCount(), 32);
-        EXPECT_EQ(steps[0].image.Width(), 5);
-        EXPECT_EQ(steps[0].image.Height(), 5);
-        EXPECT_EQ(Pixel(steps[0].image, 0, 4)[3], 0x80);
-        EXPECT_EQ(Pixel(steps[0].image, 1, 4)[3], 0);
-    }
-
-    // A 4-bit cursor: colours through its table, alpha from its mask, hotspot from its entry.
+    // A 4-bit cursor: colour 3 is red C0; top row pixels 0 and 1 are colour 3, pixel 0 masked.
     CKvIcon icon;
     ASSERT_EQ(icon.SetFormat(4, 2, 16, false), 1);
     IconImageLayout l;
     ASSERT_TRUE(icon.GetLayout(l));
     std::uint8_t* base = icon.GetBlock().data();
-    base[l.tableOffset + 4 * 3 + 2] = 0xC0;  // colour 3 is red C0
-    base[l.pixelOffset + l.colorStride] = 0x33;  // top row, pixels 0 and 1
-    base[l.maskOffset + l.maskStride] = 0x80;    // top row, pixel 0 transparent
+    base[l.tableOffset + 4 * 3 + 2] = 0xC0;
+    base[l.pixelOffset + l.colorStride] = 0x33;
+    base[l.maskOffset + l.maskStride] = 0x80;
     CIconDoc doc;
     doc.AddFormat(std::move(icon));
     Bytes cursor;
@@ -255,24 +232,11 @@ TEST(AniFile, PicturesAlphaAndHotspots) {
     StoreU16(cursor.data() + 2, 2);
     StoreU16(cursor.data() + 6 + 4, 3);
     StoreU16(cursor.data() + 6 + 6, 1);
-    std::vector<CAniObject> steps = Read(Ani({Anih(1, 1), List("fram", {Chunk("icon", cursor)})}));
-    ASSERT_EQ(steps.size(), 1u);
-    EXPECT_EQ(steps[0].bitDepth, 4u);
-    EXPECT_EQ(steps[0].height, 2u);
-    EXPECT_EQ(steps[0].hotspotX, 3u);
-    EXPECT_EQ(steps[0].hotspotY, 1u);
-    EXPECT_EQ(Pixel(steps[0].image, 0, 0), (std::array<std::uint8_t, 4>{0, 0, 0xC0, 0}));
-    EXPECT_EQ(Pixel(steps[0].image, 1, 0), (std::array<std::uint8_t, 4>{0, 0, 0xC0, 255}));
-
-    // A 32-bit image whose planes make planes x bits 64 takes its alpha from the mask.
+    // A 32-bit image whose planes make planes x bits 64.
     Bytes planes2 = IconFile(3);
     StoreU16(planes2.data() + LoadU32(planes2.data() + 6 + 12) + 12, 2);
-    steps = Read(Ani({Anih(1, 1), List("fram", {Chunk("icon", planes2)})}));
-    ASSERT_EQ(steps.size(), 1u);
-    EXPECT_EQ(steps[0].bitDepth, 64u);
-    EXPECT_EQ(Pixel(steps[0].image, 0, 2)[3], 255);
-
-    // Only the first image of a frame is read: damage in the second does not matter.
+    // The cursor's image, then a second image whose data lies past the end: not an icon file, but
+    // only a frame's first image is read.
     CIconDoc two;
     two.AddFormat(CKvIcon(doc.GetFormat(0)->Icon()));
     CKvIcon small;
@@ -283,11 +247,38 @@ TEST(AniFile, PicturesAlphaAndHotspots) {
     StoreU32(damaged.data() + 6 + 16 + 12, 0xFFFFFF00);
     CIconDoc check;
     EXPECT_FALSE(ReadIconFile(damaged, check));
-    EXPECT_EQ(Read(Ani({Anih(1, 1), List("fram", {Chunk("icon", damaged)})})).size(), 1u);
+
+    using Px = std::array<std::uint8_t, 4>;  // blue, green, red, alpha
+    struct Case {
+        const char* name;
+        Bytes frame;
+        std::uint32_t bitDepth, width, height, hotspotX, hotspotY;
+        std::vector<std::pair<std::pair<int, int>, Px>> pixels;  // (x, y from the top): expected
+    };
+    const Case cases[] = {
+        {"32-bit image keeps its alpha", IconFile(5), 32, 5, 5, 1, 32, {{{0, 4}, {0, 0, 0, 0x80}}, {{1, 4}, {}}}},
+        {"PNG image keeps its alpha", IconFile(5, true), 32, 5, 5, 1, 32, {{{0, 4}, {0, 0, 0, 0x80}}, {{1, 4}, {}}}},
+        {"4-bit cursor", cursor, 4, 4, 2, 3, 1, {{{0, 0}, {0, 0, 0xC0, 0}}, {{1, 0}, {0, 0, 0xC0, 255}}}},
+        {"planes x bits 64 takes alpha from the mask", planes2, 64, 3, 3, 1, 32, {{{0, 2}, {0, 0, 0, 255}}}},
+        {"damage past the first image", damaged, 4, 4, 2, 1, 4,
+         {{{0, 0}, {0, 0, 0xC0, 0}}, {{1, 0}, {0, 0, 0xC0, 255}}}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        const std::vector<CAniObject> steps = Read(Ani({Anih(1, 1), List("fram", {Chunk("icon", c.frame)})}));
+        ASSERT_EQ(steps.size(), 1u);
+        const CAniObject& s = steps[0];
+        EXPECT_EQ(std::tuple(s.bitDepth, s.width, s.height, s.hotspotX, s.hotspotY),
+                  std::tuple(c.bitDepth, c.width, c.height, c.hotspotX, c.hotspotY));
+        EXPECT_EQ(std::tuple(s.image.BitCount(), s.image.Width(), s.image.Height()),
+                  std::tuple(32, static_cast<int>(c.width), static_cast<int>(c.height)));
+        for (const auto& [at, bgra] : c.pixels)
+            EXPECT_EQ(Pixel(s.image, at.first, at.second), bgra) << at.first << "," << at.second;
+    }
+
     // A frame whose first image is damaged refuses the file.
     StoreU32(damaged.data() + 6 + 12, 0xFFFFFF00);
-    EXPECT_EQ(Read(Ani({Anih(1, 1), List("fram", {Chunk("icon", damaged)})}), AniReadStatus::NotReadable).size(),
-              0u);
+    EXPECT_TRUE(Read(Ani({Anih(1, 1), List("fram", {Chunk("icon", damaged)})}), AniReadStatus::NotReadable).empty());
 }
 
 TEST(AniFile, DecodedPicturesAreBounded) {

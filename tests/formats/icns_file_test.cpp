@@ -258,50 +258,6 @@ TEST(IcnsFamily, EveryWritableElementRoundTrips) {
     }
 }
 
-TEST(IcnsFamily, ElementsNeedTheirMasksAndExactSizes) {
-    const Bytes icn(256, 0xFF);  // a black 32 x 32 image and a full mask
-    const Bytes plane(32 * 32, 0x40);
-    Bytes il32 = Packed(plane);
-    for (int i = 0; i < 2; ++i) PackIcnsPlane(plane, il32);
-
-    // "il32" without "l8mk" gives no image; "ICN#" still does.
-    CIconGroup group;
-    ASSERT_TRUE(ReadIcnsFamily(Family({{"il32", il32}, {"ICN#", icn}}), group));
-    ASSERT_EQ(group.FormatCount(), 1);
-    EXPECT_EQ(group.FormatAt(0)->BitsPerPixel(), 1);
-
-    // An "ICN#" of the wrong length is dropped, and so is "icl8", which needs its mask.
-    CIconGroup none;
-    EXPECT_FALSE(ReadIcnsFamily(Family({{"ICN#", Bytes(255, 0xFF)}, {"icl8", Bytes(1024, 5)}}), none));
-    EXPECT_EQ(none.FormatCount(), 0);
-    // "ICNm" gives "icl8" its mask even when "ICN#" is damaged.
-    CIconGroup withMask;
-    ASSERT_TRUE(ReadIcnsFamily(Family({{"ICN#", Bytes(255, 0xFF)}, {"icl8", Bytes(1024, 5)}, {"ICNm", Bytes(128, 0xFF)}}),
-                               withMask));
-    EXPECT_EQ(withMask.FormatCount(), 1);
-
-    // A length above 4,194,304 ends the walk; the elements before it stand.
-    Bytes family = Family({{"ICN#", icn}, {"ics#", Bytes(64, 0xFF)}});
-    StoreBE32(family.data() + 8 + 8 + 256 + 4, kMaxIcnsLength + 1);
-    CIconGroup cut;
-    ASSERT_TRUE(ReadIcnsFamily(family, cut));
-    EXPECT_EQ(cut.FormatCount(), 1);
-
-    // The container's own checks.
-    CIconGroup bad;
-    Bytes wrongMagic = Family({{"ICN#", icn}});
-    wrongMagic[0] = 'x';
-    EXPECT_FALSE(ReadIcnsFamily(wrongMagic, bad));
-    Bytes tooLong = Family({{"ICN#", icn}});
-    StoreBE32(tooLong.data() + 4, kMaxIcnsLength + 1);
-    EXPECT_FALSE(ReadIcnsFamily(tooLong, bad));
-    EXPECT_FALSE(ReadIcnsFamily(Bytes{'i', 'c', 'n', 's', 0, 0, 0, 8}, bad));
-    // Run-length data that ends early drops the element.
-    Bytes s8mk(256, 255);
-    EXPECT_FALSE(ReadIcnsFamily(Family({{"is32", Bytes{0x80, 1}}, {"s8mk", s8mk}}), bad));
-    EXPECT_EQ(bad.FormatCount(), 0);
-}
-
 TEST(IcnsFamily, LaterElementsAreRead) {
     // "ic04": "ARGB" and four packed planes; "ic07": a PNG stream.
     Bytes argb{'A', 'R', 'G', 'B'};
@@ -383,50 +339,89 @@ struct Skip {
     bool operator==(const Skip&) const = default;
 };
 
-TEST(IcnsFamily, ElementsBeyondTheClassicFormsAndSkippedOnes) {
+// "width x height x bits" of each image of a group, in element order.
+std::string Formats(const CIconGroup& group) {
+    std::string out;
+    for (int i = 0; i < group.FormatCount(); ++i) {
+        const CKvIcon& f = *group.FormatAt(i);
+        if (i != 0) out += ' ';
+        out += std::to_string(f.Width()) + 'x' + std::to_string(f.Height()) + 'x' + std::to_string(f.BitsPerPixel());
+    }
+    return out;
+}
+
+// Which elements of a family open, and which are skipped and why: classic elements need their
+// masks and exact lengths, the family's header and lengths are checked, the later forms open, and
+// a family with nothing showable is refused.
+TEST(IcnsFamily, ElementsOpenOrAreSkippedWithTheirReason) {
+    const Bytes icn(256, 0xFF);  // a black 32 x 32 image and a full mask
+    const Bytes plane(32 * 32, 0x40);
+    Bytes il32 = Packed(plane);
+    for (int i = 0; i < 2; ++i) PackIcnsPlane(plane, il32);
+    Bytes lengthOverLimit = Family({{"ICN#", icn}, {"ics#", Bytes(64, 0xFF)}});
+    StoreBE32(lengthOverLimit.data() + 8 + 8 + 256 + 4, kMaxIcnsLength + 1);
+    Bytes wrongMagic = Family({{"ICN#", icn}});
+    wrongMagic[0] = 'x';
+    Bytes totalOverLimit = Family({{"ICN#", icn}});
+    StoreBE32(totalOverLimit.data() + 4, kMaxIcnsLength + 1);
+
     const Bytes s8mk = Channel(16, &Rgba::a), l8mk = Channel(32, &Rgba::a);
     Bytes it32Unpacked = Unpacked(128, 0);
     Bytes brokenPng = PngOf(32);
     brokenPng.resize(brokenPng.size() / 2);
+    using enum IcnsSkipReason;
     struct Case {
         const char* name;
         Bytes family;
-        std::vector<std::uint32_t> widths;  // of the images made, in element order
+        std::string formats;  // of the images made, in element order (empty: the family is refused)
         std::vector<Skip> skipped;
         int pictureSize = 0;  // when not 0, the first image is Picture at this size, its alpha...
         bool opaque = false;  // ...or 255 when the element has no mask
         Bytes judge{};        // a family libicns reads to the first image (empty: none)
     };
     const std::vector<Case> cases = {
-        {"unpacked il32 with its mask", Family({{"il32", Unpacked(32, 0)}, {"l8mk", l8mk}}), {32}, {}, 32, false,
+        {"packed il32 without l8mk gives nothing, ICN# still does", Family({{"il32", il32}, {"ICN#", icn}}), "32x32x1",
+         {{"il32", NoMask}}},
+        {"ICN# of the wrong length is dropped, and icl8 with it for want of a mask",
+         Family({{"ICN#", Bytes(255, 0xFF)}, {"icl8", Bytes(1024, 5)}}), "", {{"ICN#", Damaged}, {"icl8", NoMask}}},
+        {"ICNm gives icl8 its mask when ICN# is damaged",
+         Family({{"ICN#", Bytes(255, 0xFF)}, {"icl8", Bytes(1024, 5)}, {"ICNm", Bytes(128, 0xFF)}}), "32x32x8",
+         {{"ICN#", Damaged}}},
+        {"an element length over the limit ends the walk, the elements before it stand", lengthOverLimit,
+         "32x32x1", {}},
+        {"not an icns header", wrongMagic, "", {}},
+        {"a family length over the limit", totalOverLimit, "", {}},
+        {"a family of no elements", Bytes{'i', 'c', 'n', 's', 0, 0, 0, 8}, "", {}},
+        {"packed data that ends early drops its element",
+         Family({{"is32", Bytes{0x80, 1}}, {"s8mk", Bytes(256, 255)}}), "", {{"is32", Damaged}}},
+        {"unpacked il32 with its mask", Family({{"il32", Unpacked(32, 0)}, {"l8mk", l8mk}}), "32x32x32", {}, 32, false,
          Family({{"il32", Unpacked(32, 0)}, {"l8mk", l8mk}})},
-        {"unpacked il32 alone is opaque, its padding ignored", Family({{"il32", Unpacked(32, 0x7F)}}), {32}, {}, 32, true,
-         Family({{"il32", Unpacked(32, 0x7F)}, {"l8mk", Bytes(32 * 32, 255)}})},
-        {"unpacked it32 has no prefix", Family({{"it32", it32Unpacked}}), {128}, {}, 0},
-        {"packed icp4 with its mask reads like is32", Family({{"icp4", PackedRgb(16)}, {"s8mk", s8mk}}), {16}, {}, 16,
-         false, Family({{"is32", PackedRgb(16)}, {"s8mk", s8mk}})},
+        {"unpacked il32 alone is opaque, its padding ignored", Family({{"il32", Unpacked(32, 0x7F)}}), "32x32x32", {},
+         32, true, Family({{"il32", Unpacked(32, 0x7F)}, {"l8mk", Bytes(32 * 32, 255)}})},
+        {"unpacked it32 has no prefix", Family({{"it32", it32Unpacked}}), "128x128x32", {}, 0},
+        {"packed icp4 with its mask reads like is32", Family({{"icp4", PackedRgb(16)}, {"s8mk", s8mk}}), "16x16x32",
+         {}, 16, false, Family({{"is32", PackedRgb(16)}, {"s8mk", s8mk}})},
         {"PNG streams under a classic type, a mask type and no known type",
-         Family({{"il32", PngOf(32)}, {"h8mk", PngOf(20)}, {"icsb", PngOf(18)}}), {32, 20, 18}, {}, 32},
+         Family({{"il32", PngOf(32)}, {"h8mk", PngOf(20)}, {"icsb", PngOf(18)}}), "32x32x32 20x20x32 18x18x32", {},
+         32},
         {"undecodable elements are skipped and the rest opens",
          Family({{"is32", Bytes{0x80, 1}}, {"s8mk", s8mk}, {"icp5", PackedRgb(32)}, {"ICN#", Bytes(256, 0xFF)},
                  {"l8mk", Bytes(1000, 255)}, {"ic08", Bytes(64, 7)}, {"ic07", brokenPng}, {"TOC ", Bytes(8, 0)}}),
-         {32},
-         {{"is32", IcnsSkipReason::Damaged},
-          {"icp5", IcnsSkipReason::NoMask},  // its "l8mk" is damaged
-          {"l8mk", IcnsSkipReason::Damaged},
-          {"ic08", IcnsSkipReason::UnknownData},
-          {"ic07", IcnsSkipReason::BadStream}}},
-        {"nothing showable is refused", Family({{"il32", PackedRgb(32)}, {"ic09", brokenPng}}), {},
-         {{"il32", IcnsSkipReason::NoMask}, {"ic09", IcnsSkipReason::BadStream}}},
+         "32x32x1",
+         {{"is32", Damaged},
+          {"icp5", NoMask},  // its "l8mk" is damaged
+          {"l8mk", Damaged},
+          {"ic08", UnknownData},
+          {"ic07", BadStream}}},
+        {"nothing showable is refused", Family({{"il32", PackedRgb(32)}, {"ic09", brokenPng}}), "",
+         {{"il32", NoMask}, {"ic09", BadStream}}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         CIconGroup group;
         std::vector<IcnsSkippedElement> skipped;
-        EXPECT_EQ(ReadIcnsFamily(c.family, group, &skipped), !c.widths.empty());
-        std::vector<std::uint32_t> widths;
-        for (int i = 0; i < group.FormatCount(); ++i) widths.push_back(group.FormatAt(i)->Width());
-        EXPECT_EQ(widths, c.widths);
+        EXPECT_EQ(ReadIcnsFamily(c.family, group, &skipped), !c.formats.empty());
+        EXPECT_EQ(Formats(group), c.formats);
         std::vector<Skip> reasons;
         for (const IcnsSkippedElement& s : skipped) {
             reasons.push_back({IcnsTypeName(s.type), s.reason});

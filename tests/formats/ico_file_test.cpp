@@ -5,14 +5,13 @@
 #include <sys/wait.h>
 
 #include <algorithm>
-#include <array>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "formats/png_test_writer.h"
 #include "image/bytes.h"
 #include "image/dib_block.h"
 
@@ -78,6 +77,9 @@ std::vector<std::uint8_t> TwoFormatFile() {
     doc.AddFormat(MakeIcon(32, 32, 0, true, 2, true));
     return Write(doc);
 }
+
+// The name of a table row's test, from the row's own name.
+constexpr auto RowName = [](const auto& p) { return std::string(p.param.name); };
 
 // --- Round trips ---------------------------------------------------------------------------
 
@@ -183,17 +185,17 @@ TEST(IcoWrite, SavingTwiceGivesTheSameBytesAndEqualFormatsKeepTheirOrder) {
     EXPECT_EQ(Write(back), once);
 }
 
+// An empty document, or one with a format that has no image, writes nothing: the output left
+// from before is cleared each time.
 TEST(IcoWrite, RefusesWhatCouldNotBeReadBack) {
-    std::vector<std::uint8_t> out{1, 2, 3};
-    CIconDoc empty;
-    EXPECT_FALSE(WriteIconFile(empty, false, out));
-    EXPECT_TRUE(out.empty());
-
-    CIconDoc doc;
-    doc.AddFormat(MakeIcon(16, 16, 16, false, 1));
-    doc.AddFormat(CKvIcon());  // a format without an image
-    EXPECT_FALSE(WriteIconFile(doc, false, out));
-    EXPECT_TRUE(out.empty());
+    CIconDoc empty, withEmptyFormat;
+    withEmptyFormat.AddFormat(MakeIcon(16, 16, 16, false, 1));
+    withEmptyFormat.AddFormat(CKvIcon());
+    for (CIconDoc* doc : {&empty, &withEmptyFormat}) {
+        std::vector<std::uint8_t> out{1, 2, 3};
+        EXPECT_FALSE(WriteIconFile(*doc, false, out)) << doc->GetFormatCount() << " formats";
+        EXPECT_TRUE(out.empty()) << doc->GetFormatCount() << " formats";
+    }
 }
 
 // --- Reading what others write -------------------------------------------------------------
@@ -269,91 +271,12 @@ TEST(IcoRead, BitmapImagesTakeTheirSizeFromTheirOwnHeader) {
 
 // --- PNG images under a directory depth -----------------------------------------------------
 
-using Rgba = std::array<std::uint8_t, 4>;
-using Picture = std::vector<Rgba>;  // top row first
+using png_test::Picture;
+using png_test::PngOf;
+using png_test::Rgba;
 
 // What a viewer shows of a pixel: a clear pixel's colour is not seen.
 Rgba Shown(Rgba p) { return p[3] == 0 ? Rgba{} : p; }
-
-std::uint32_t Crc32(const std::uint8_t* p, std::size_t n) {
-    std::uint32_t c = 0xFFFFFFFF;
-    for (std::size_t i = 0; i < n; ++i) {
-        c ^= p[i];
-        for (int k = 0; k < 8; ++k) c = (c >> 1) ^ (0xEDB88320u & (0u - (c & 1)));
-    }
-    return ~c;
-}
-
-void PutBE32(std::vector<std::uint8_t>& out, std::uint32_t v) {
-    for (int shift = 24; shift >= 0; shift -= 8) out.push_back(static_cast<std::uint8_t>(v >> shift));
-}
-
-void PutChunk(std::vector<std::uint8_t>& out, const char* type, const std::vector<std::uint8_t>& data) {
-    PutBE32(out, static_cast<std::uint32_t>(data.size()));
-    const std::size_t start = out.size();
-    out.insert(out.end(), type, type + 4);
-    out.insert(out.end(), data.begin(), data.end());
-    PutBE32(out, Crc32(out.data() + start, out.size() - start));
-}
-
-// An 8-bit PNG stream of a w x h picture in one colour type: 0 grey and 4 grey with alpha (the
-// red sample), 2 RGB, 3 palette (with a tRNS chunk of the alphas), 6 RGBA. The zlib data is made
-// of stored blocks.
-std::vector<std::uint8_t> PngOf(int w, int h, int type, const Picture& picture) {
-    std::vector<Rgba> palette;
-    std::vector<std::uint8_t> raw;
-    for (int y = 0; y < h; ++y) {
-        raw.push_back(0);  // no filter
-        for (int x = 0; x < w; ++x) {
-            const Rgba& p = picture[static_cast<std::size_t>(y * w + x)];
-            switch (type) {
-                case 0: raw.push_back(p[0]); break;
-                case 2: raw.insert(raw.end(), p.begin(), p.begin() + 3); break;
-                case 3: {
-                    auto at = std::find(palette.begin(), palette.end(), p);
-                    if (at == palette.end()) at = palette.insert(palette.end(), p);
-                    raw.push_back(static_cast<std::uint8_t>(at - palette.begin()));
-                    break;
-                }
-                case 4: raw.insert(raw.end(), {p[0], p[3]}); break;
-                default: raw.insert(raw.end(), p.begin(), p.end()); break;
-            }
-        }
-    }
-    std::vector<std::uint8_t> z{0x78, 0x01};
-    for (std::size_t at = 0; at < raw.size(); at += 65535) {
-        const std::size_t n = std::min<std::size_t>(65535, raw.size() - at);
-        z.insert(z.end(), {static_cast<std::uint8_t>(at + n == raw.size()), static_cast<std::uint8_t>(n),
-                           static_cast<std::uint8_t>(n >> 8), static_cast<std::uint8_t>(~n),
-                           static_cast<std::uint8_t>(~n >> 8)});
-        z.insert(z.end(), raw.begin() + static_cast<std::ptrdiff_t>(at), raw.begin() + static_cast<std::ptrdiff_t>(at + n));
-    }
-    std::uint32_t a = 1, b = 0;
-    for (const std::uint8_t v : raw) {
-        a = (a + v) % 65521;
-        b = (b + a) % 65521;
-    }
-    PutBE32(z, b << 16 | a);
-
-    std::vector<std::uint8_t> png{0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
-    std::vector<std::uint8_t> header;
-    PutBE32(header, static_cast<std::uint32_t>(w));
-    PutBE32(header, static_cast<std::uint32_t>(h));
-    header.insert(header.end(), {8, static_cast<std::uint8_t>(type), 0, 0, 0});
-    PutChunk(png, "IHDR", header);
-    if (type == 3) {
-        std::vector<std::uint8_t> plte, trns;
-        for (const Rgba& p : palette) {
-            plte.insert(plte.end(), p.begin(), p.begin() + 3);
-            trns.push_back(p[3]);
-        }
-        PutChunk(png, "PLTE", plte);
-        PutChunk(png, "tRNS", trns);
-    }
-    PutChunk(png, "IDAT", z);
-    PutChunk(png, "IEND", {});
-    return png;
-}
 
 // An icon file of one image whose directory entry holds `bitCount`.
 std::vector<std::uint8_t> OneImageFile(const std::vector<std::uint8_t>& image, std::uint16_t bitCount) {
@@ -480,8 +403,7 @@ TEST_P(IcoPngUnderDepth, KeepsTheDepthOnlyWhenThePixelsFit) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Pictures, IcoPngUnderDepth, ::testing::ValuesIn(kPngsUnderDepths),
-                         [](const auto& p) { return std::string(p.param.name); });
+INSTANTIATE_TEST_SUITE_P(Pictures, IcoPngUnderDepth, ::testing::ValuesIn(kPngsUnderDepths), RowName);
 
 // --- Longer bitmap headers ---------------------------------------------------------------------
 
@@ -546,8 +468,7 @@ TEST_P(IcoLongHeader, ReadsLikeThePlainHeaderAndSavesWithIt) {
     EXPECT_EQ(std::vector<std::uint8_t>(saved.begin() + 22, saved.end()), want);
 }
 
-INSTANTIATE_TEST_SUITE_P(Headers, IcoLongHeader, ::testing::ValuesIn(kLongHeaders),
-                         [](const auto& p) { return std::string(p.param.name); });
+INSTANTIATE_TEST_SUITE_P(Headers, IcoLongHeader, ::testing::ValuesIn(kLongHeaders), RowName);
 
 // --- Hostile input ---------------------------------------------------------------------------
 
@@ -558,25 +479,25 @@ struct Damage {
 
 const Damage kDamages[] = {
     {"empty", [](auto& f) { f.clear(); }},
-    {"header only", [](auto& f) { f.resize(6); }},
-    {"type 3", [](auto& f) { StoreU16(f.data() + 2, 3); }},
-    {"type 0", [](auto& f) { StoreU16(f.data() + 2, 0); }},
-    {"count 0", [](auto& f) { StoreU16(f.data() + 4, 0); }},
-    {"directory past the end", [](auto& f) { StoreU16(f.data() + 4, 0xFFFF); }},
-    {"offset at the end", [](auto& f) { StoreU32(f.data() + 6 + 12, static_cast<std::uint32_t>(f.size())); }},
-    {"offset far past the end", [](auto& f) { StoreU32(f.data() + 6 + 12, 0xFFFFFFFF); }},
-    {"offset into the directory", [](auto& f) { StoreU32(f.data() + 6 + 12, 6); }},
-    {"PNG byte count 0", [](auto& f) { StoreU32(f.data() + 22 + 8, 0); }},
-    {"PNG byte count past the end", [](auto& f) { StoreU32(f.data() + 22 + 8, LoadU32(f.data() + 22 + 8) + 1); }},
-    {"PNG byte count huge", [](auto& f) { StoreU32(f.data() + 22 + 8, 0xFFFFFFFF); }},
-    {"PNG cut short", [](auto& f) { StoreU32(f.data() + 22 + 8, LoadU32(f.data() + 22 + 8) - 12); }},
-    {"PNG data damaged", [](auto& f) { f[f.size() - 40] ^= 0x5A; }},
-    {"core header", [](auto& f) { StoreU32(f.data() + 38, 12); }},
-    {"absurd width", [](auto& f) { StoreU32(f.data() + 38 + 4, 0x7FFFFFFF); }},
-    {"absurd height", [](auto& f) { StoreU32(f.data() + 38 + 8, 0x40000000); }},
-    {"negative height", [](auto& f) { StoreU32(f.data() + 38 + 8, static_cast<std::uint32_t>(-32)); }},
-    {"large but in limits", [](auto& f) { StoreU32(f.data() + 38 + 4, 4000); }},
-    {"absurd colour count", [](auto& f) { StoreU32(f.data() + 38 + 32, 0xFFFFFFFF); }},
+    {"header_only", [](auto& f) { f.resize(6); }},
+    {"type_3", [](auto& f) { StoreU16(f.data() + 2, 3); }},
+    {"type_0", [](auto& f) { StoreU16(f.data() + 2, 0); }},
+    {"count_0", [](auto& f) { StoreU16(f.data() + 4, 0); }},
+    {"directory_past_the_end", [](auto& f) { StoreU16(f.data() + 4, 0xFFFF); }},
+    {"offset_at_the_end", [](auto& f) { StoreU32(f.data() + 6 + 12, static_cast<std::uint32_t>(f.size())); }},
+    {"offset_far_past_the_end", [](auto& f) { StoreU32(f.data() + 6 + 12, 0xFFFFFFFF); }},
+    {"offset_into_the_directory", [](auto& f) { StoreU32(f.data() + 6 + 12, 6); }},
+    {"PNG_byte_count_0", [](auto& f) { StoreU32(f.data() + 22 + 8, 0); }},
+    {"PNG_byte_count_past_the_end", [](auto& f) { StoreU32(f.data() + 22 + 8, LoadU32(f.data() + 22 + 8) + 1); }},
+    {"PNG_byte_count_huge", [](auto& f) { StoreU32(f.data() + 22 + 8, 0xFFFFFFFF); }},
+    {"PNG_cut_short", [](auto& f) { StoreU32(f.data() + 22 + 8, LoadU32(f.data() + 22 + 8) - 12); }},
+    {"PNG_data_damaged", [](auto& f) { f[f.size() - 40] ^= 0x5A; }},
+    {"core_header", [](auto& f) { StoreU32(f.data() + 38, 12); }},
+    {"absurd_width", [](auto& f) { StoreU32(f.data() + 38 + 4, 0x7FFFFFFF); }},
+    {"absurd_height", [](auto& f) { StoreU32(f.data() + 38 + 8, 0x40000000); }},
+    {"negative_height", [](auto& f) { StoreU32(f.data() + 38 + 8, static_cast<std::uint32_t>(-32)); }},
+    {"large_but_in_limits", [](auto& f) { StoreU32(f.data() + 38 + 4, 4000); }},
+    {"absurd_colour_count", [](auto& f) { StoreU32(f.data() + 38 + 32, 0xFFFFFFFF); }},
 };
 
 class IcoHostile : public ::testing::TestWithParam<Damage> {};
@@ -591,12 +512,7 @@ TEST_P(IcoHostile, FailsAndLeavesTheDocumentEmpty) {
     EXPECT_EQ(doc.GetFormatCount(), 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(Damages, IcoHostile, ::testing::ValuesIn(kDamages), [](const auto& p) {
-    std::string name = p.param.name;
-    for (char& c : name)
-        if (c == ' ') c = '_';
-    return name;
-});
+INSTANTIATE_TEST_SUITE_P(Damages, IcoHostile, ::testing::ValuesIn(kDamages), RowName);
 
 // Every cut fails, except one inside the AND mask of a last image in bitmap form: icons whose
 // last image has unpadded or no mask rows are common, and load with the missing bits opaque.
@@ -667,15 +583,15 @@ TEST_F(IcoFiles, FailuresLeaveFilesAndDocumentsClean) {
     ASSERT_TRUE(LoadIconFile(path, doc, error));
     EXPECT_EQ(doc.GetFormatCount(), 2);  // the old file is intact
 
-    const std::string junk = (dir_ / "junk.ico").string();
-    std::ofstream(junk, std::ios::binary) << "not an icon at all";
-    error.clear();
-    EXPECT_FALSE(LoadIconFile(junk, doc, error));
-    EXPECT_FALSE(error.empty());
-    EXPECT_EQ(doc.GetFormatCount(), 0);
-    doc.AddFormat(MakeIcon(16, 16, 2, false, 1));
-    EXPECT_FALSE(LoadIconFile((dir_ / "missing.ico").string(), doc, error));
-    EXPECT_EQ(doc.GetFormatCount(), 0);
+    // A file that is no icon, and one that is not there: an error, and the document emptied.
+    std::ofstream(dir_ / "junk.ico", std::ios::binary) << "not an icon at all";
+    for (const char* name : {"junk.ico", "missing.ico"}) {
+        doc.AddFormat(MakeIcon(16, 16, 2, false, 1));
+        error.clear();
+        EXPECT_FALSE(LoadIconFile((dir_ / name).string(), doc, error)) << name;
+        EXPECT_FALSE(error.empty()) << name;
+        EXPECT_EQ(doc.GetFormatCount(), 0) << name;
+    }
 }
 
 // --- Real files --------------------------------------------------------------------------------

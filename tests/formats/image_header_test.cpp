@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "formats/png_test_writer.h"
 #include "icon/kv_icon.h"
 #include "image/archive.h"
 #include "image/bytes.h"
@@ -38,52 +39,6 @@ Bytes RgbaPng(int width, int height) {
     return png;
 }
 
-std::uint32_t Crc(const std::uint8_t* p, std::size_t n) {
-    std::uint32_t c = 0xFFFFFFFFu;
-    for (std::size_t i = 0; i < n; ++i) {
-        c ^= p[i];
-        for (int k = 0; k < 8; ++k) c = (c >> 1) ^ (0xEDB88320u & (0u - (c & 1u)));
-    }
-    return ~c;
-}
-
-void PutBE32(Bytes& out, std::uint32_t v) {
-    for (int s = 24; s >= 0; s -= 8) out.push_back(static_cast<std::uint8_t>(v >> s));
-}
-
-void PutChunk(Bytes& out, const char* type, const Bytes& data) {
-    PutBE32(out, static_cast<std::uint32_t>(data.size()));
-    const std::size_t start = out.size();
-    out.insert(out.end(), type, type + 4);
-    out.insert(out.end(), data.begin(), data.end());
-    PutBE32(out, Crc(out.data() + start, out.size() - start));
-}
-
-// A PNG stream of a 1 x 1 grey, RGB or palette picture (colour type 0, 2 or 3, 8 bits), possibly
-// marked interlaced (one pixel is the same data either way), whose zlib data is one stored block.
-Bytes SmallPng(std::uint8_t type, std::uint8_t interlace) {
-    const Bytes raw = type == 2 ? Bytes{0, 10, 20, 30} : Bytes{0, 0};
-    const auto n = static_cast<std::uint8_t>(raw.size());
-    Bytes z{0x78, 0x01, 1, n, 0, static_cast<std::uint8_t>(~n), 0xFF};
-    z.insert(z.end(), raw.begin(), raw.end());
-    std::uint32_t a = 1, b = 0;
-    for (const std::uint8_t v : raw) {
-        a = (a + v) % 65521;
-        b = (b + a) % 65521;
-    }
-    PutBE32(z, b << 16 | a);
-    Bytes png{0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
-    Bytes header;
-    PutBE32(header, 1);
-    PutBE32(header, 1);
-    header.insert(header.end(), {8, type, 0, 0, interlace});
-    PutChunk(png, "IHDR", header);
-    if (type == 3) PutChunk(png, "PLTE", {200, 100, 50});
-    PutChunk(png, "IDAT", z);
-    PutChunk(png, "IEND", {});
-    return png;
-}
-
 // The first IDAT chunk's data: its offset in the stream and its length.
 std::pair<std::size_t, std::size_t> IdatOf(const Bytes& png) {
     for (std::size_t pos = 8; pos + 12 <= png.size();) {
@@ -101,7 +56,7 @@ std::pair<std::size_t, std::size_t> IdatOf(const Bytes& png) {
 Bytes DamagedIdat(Bytes png, std::size_t within, bool fixCrc) {
     const auto [at, length] = IdatOf(png);
     png[at + within] ^= 0x5A;
-    if (fixCrc) StoreBE32(png.data() + at + length, Crc(png.data() + at - 4, length + 4));
+    if (fixCrc) StoreBE32(png.data() + at + length, png_test::Crc32(png.data() + at - 4, length + 4));
     return png;
 }
 
@@ -127,6 +82,8 @@ TEST(ImageHeader, DescribesWhatReadingGives) {
     const Bytes rgba = RgbaPng(40, 24);
     const Bytes b4 = Bitmap(16, 16, 16, false);
     const Bytes b32 = Bitmap(33, 17, 0, true);
+    // 1 x 1 pictures, whose single pixel is the same data whether interlaced or not.
+    const Bytes grey = png_test::PngOf(1, 1, 0, {{0, 0, 0, 255}});
     struct Case {
         const char* what;
         Bytes data;
@@ -168,12 +125,12 @@ TEST(ImageHeader, DescribesWhatReadingGives) {
         {"PNG data damaged, CRC right", DamagedIdat(rgba, 2, true), false},
         {"PNG data damaged late, CRC right", DamagedIdat(rgba, IdatOf(rgba).second - 3, true), false},
         {"PNG data damaged, CRC wrong", DamagedIdat(rgba, IdatOf(rgba).second / 2, false), false},
-        {"grey PNG", SmallPng(0, 0), true},
-        {"RGB PNG", SmallPng(2, 0), true},
-        {"palette PNG", SmallPng(3, 0), true},
-        {"interlaced grey PNG", SmallPng(0, 1), true},
-        {"grey PNG with damaged data", DamagedIdat(SmallPng(0, 0), 0, true), false},
-        {"grey PNG cut short", Cut(SmallPng(0, 0), SmallPng(0, 0).size() - 20), false},
+        {"grey PNG", grey, true},
+        {"RGB PNG", png_test::PngOf(1, 1, 2, {{10, 20, 30, 255}}), true},
+        {"palette PNG", png_test::PngOf(1, 1, 3, {{200, 100, 50, 255}}), true},
+        {"interlaced grey PNG", png_test::PngOf(1, 1, 0, {{0, 0, 0, 255}}, 1), true},
+        {"grey PNG with damaged data", DamagedIdat(grey, 0, true), false},
+        {"grey PNG cut short", Cut(grey, grey.size() - 20), false},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);

@@ -73,59 +73,58 @@ std::string Sizes(const CIconGroup& group) {
     return out;
 }
 
-TEST(PeResources, ListsRecordsInDirectoryOrderWithEveryLanguage) {
-    for (const bool pe64 : {false, true}) {
-        SCOPED_TRACE(pe64 ? "PE32+" : "PE32");
-        const std::vector<Resource> resources = Program();
-        const std::vector<std::uint8_t> file = pe_test::WritePe(resources, pe64);
+// The tests that run on a PE32 and on a PE32+ file of the same resources.
+class PeProgram : public ::testing::TestWithParam<bool> {};
+INSTANTIATE_TEST_SUITE_P(Widths, PeProgram, ::testing::Bool(),
+                         [](const auto& p) { return std::string(p.param ? "PE32plus" : "PE32"); });
 
-        const auto groups = ListResources(file, kGroup);
-        ASSERT_TRUE(groups);
-        ASSERT_EQ(groups->size(), 6u);
-        EXPECT_EQ(Describe(*groups), kMainUtf8 + "/1033 " + kMainUtf8 + "/1031 " + kAlphaUtf8 +
-                                         "/1036 200/1033 100/1033 150/1033 ");
-        EXPECT_FALSE((*groups)[0].name.id);
-        EXPECT_EQ((*groups)[3].name.id, std::uint16_t{200});
-        // The data is the file's own bytes of that record.
-        EXPECT_TRUE(std::equal((*groups)[1].data.begin(), (*groups)[1].data.end(), resources[7].data.begin(),
-                               resources[7].data.end()));
-        EXPECT_GE((*groups)[1].data.data(), file.data());
+TEST_P(PeProgram, ListsRecordsInDirectoryOrderWithEveryLanguage) {
+    const std::vector<Resource> resources = Program();
+    const std::vector<std::uint8_t> file = pe_test::WritePe(resources, GetParam());
 
-        const auto icons = ListResources(file, kIcon);
-        ASSERT_TRUE(icons);
-        EXPECT_EQ(Describe(*icons), "1/1033 1/1031 2/0 3/1033 4/1033 ");
-        const auto none = ListResources(file, 1);
-        ASSERT_TRUE(none);
-        EXPECT_TRUE(none->empty());
-    }
+    const auto groups = ListResources(file, kGroup);
+    ASSERT_TRUE(groups);
+    ASSERT_EQ(groups->size(), 6u);
+    EXPECT_EQ(Describe(*groups), kMainUtf8 + "/1033 " + kMainUtf8 + "/1031 " + kAlphaUtf8 +
+                                     "/1036 200/1033 100/1033 150/1033 ");
+    EXPECT_FALSE((*groups)[0].name.id);
+    EXPECT_EQ((*groups)[3].name.id, std::uint16_t{200});
+    // The data is the file's own bytes of that record.
+    EXPECT_TRUE(std::equal((*groups)[1].data.begin(), (*groups)[1].data.end(), resources[7].data.begin(),
+                           resources[7].data.end()));
+    EXPECT_GE((*groups)[1].data.data(), file.data());
+
+    const auto icons = ListResources(file, kIcon);
+    ASSERT_TRUE(icons);
+    EXPECT_EQ(Describe(*icons), "1/1033 1/1031 2/0 3/1033 4/1033 ");
+    const auto none = ListResources(file, 1);
+    ASSERT_TRUE(none);
+    EXPECT_TRUE(none->empty());
 }
 
-TEST(PeResources, ReadsGroupsWithTheirLanguagesIcons) {
-    for (const bool pe64 : {false, true}) {
-        SCOPED_TRACE(pe64 ? "PE32+" : "PE32");
-        const auto groups = ReadExeIcons(pe_test::WritePe(Program(), pe64));
-        ASSERT_TRUE(groups);
-        // Group 200 (count 0) and group 150 (every icon missing) are not listed.
-        ASSERT_EQ(groups->size(), 4u);
-        const ExeIconGroup& english = (*groups)[0];
-        EXPECT_EQ(english.name.text, kMainUtf8);
-        EXPECT_EQ(english.language, 1033);
-        EXPECT_EQ(english.group.name, kMainUtf8);
-        EXPECT_EQ(Sizes(english.group), "16 24 48 ");
-        const CKvIcon* png = english.group.FormatAt(2);
-        EXPECT_TRUE(png->IsCompressed());
-        EXPECT_EQ(png->BitsPerPixel(), 32);
-        EXPECT_EQ(english.group.FormatAt(1)->ColorCount(), 256u);
-        // Icon 1 in the group's own language; in French, which icon 1 lacks, the first record.
-        EXPECT_EQ(Sizes((*groups)[1].group), "32 24 ");
-        EXPECT_EQ((*groups)[1].language, 1031);
-        // Missing (99) and unreadable (4) icons are skipped, the rest kept in entry order.
-        EXPECT_EQ((*groups)[2].name.Display(), kAlphaUtf8);
-        EXPECT_EQ(Sizes((*groups)[2].group), "16 24 ");
-        // Data shorter than its count: the entries present.
-        EXPECT_EQ((*groups)[3].name.id, std::uint16_t{100});
-        EXPECT_EQ(Sizes((*groups)[3].group), "24 48 ");
-    }
+TEST_P(PeProgram, ReadsGroupsWithTheirLanguagesIcons) {
+    const auto groups = ReadExeIcons(pe_test::WritePe(Program(), GetParam()));
+    ASSERT_TRUE(groups);
+    // Group 200 (count 0) and group 150 (every icon missing) are not listed.
+    ASSERT_EQ(groups->size(), 4u);
+    const ExeIconGroup& english = (*groups)[0];
+    EXPECT_EQ(english.name.text, kMainUtf8);
+    EXPECT_EQ(english.language, 1033);
+    EXPECT_EQ(english.group.name, kMainUtf8);
+    EXPECT_EQ(Sizes(english.group), "16 24 48 ");
+    const CKvIcon* png = english.group.FormatAt(2);
+    EXPECT_TRUE(png->IsCompressed());
+    EXPECT_EQ(png->BitsPerPixel(), 32);
+    EXPECT_EQ(english.group.FormatAt(1)->ColorCount(), 256u);
+    // Icon 1 in the group's own language; in French, which icon 1 lacks, the first record.
+    EXPECT_EQ(Sizes((*groups)[1].group), "32 24 ");
+    EXPECT_EQ((*groups)[1].language, 1031);
+    // Missing (99) and unreadable (4) icons are skipped, the rest kept in entry order.
+    EXPECT_EQ((*groups)[2].name.Display(), kAlphaUtf8);
+    EXPECT_EQ(Sizes((*groups)[2].group), "16 24 ");
+    // Data shorter than its count: the entries present.
+    EXPECT_EQ((*groups)[3].name.id, std::uint16_t{100});
+    EXPECT_EQ(Sizes((*groups)[3].group), "24 48 ");
 }
 
 TEST(PeResources, ProgramsWithoutGroups) {
@@ -269,7 +268,7 @@ TEST(PeResources, BoundsImageReadsPerFile) {
 // What DescribeExeIcons lists against what ReadExeIcons reads: the same groups, names, languages
 // and formats, the images that cannot be read (a PNG stream whose data is damaged behind a right
 // CRC, a bitmap cut inside its pixels, data that is no image) left out of both.
-TEST(PeResources, DescribesWhatReadingGives) {
+TEST_P(PeProgram, DescribesWhatReadingGives) {
     std::vector<std::uint8_t> badPng = Image(32, 0, true);
     badPng.resize(badPng.size() - 12);  // no IEND
     std::vector<std::uint8_t> cutBitmap = Image(32, 16);
@@ -279,33 +278,30 @@ TEST(PeResources, DescribesWhatReadingGives) {
     resources.push_back({kIcon, std::uint16_t{21}, 0, cutBitmap});
     resources.push_back({kGroup, std::uint16_t{300}, 0, GroupData({{20}, {3}, {21}, {1}})});
     resources.push_back({kGroup, std::uint16_t{301}, 0, GroupData({{20}, {21}})});
-    for (const bool pe64 : {false, true}) {
-        SCOPED_TRACE(pe64 ? "PE32+" : "PE32");
-        const std::vector<std::uint8_t> file = pe_test::WritePe(resources, pe64);
-        const auto read = ReadExeIcons(file);
-        const auto listed = DescribeExeIcons(file);
-        ASSERT_TRUE(read && listed);
-        ASSERT_EQ(listed->size(), 5u);
-        ASSERT_EQ(listed->size(), read->size());
-        for (std::size_t g = 0; g < read->size(); ++g) {
-            const ExeIconGroup& r = (*read)[g];
-            const ExeIconGroupListing& l = (*listed)[g];
-            EXPECT_EQ(l.name.Display(), r.name.Display());
-            EXPECT_EQ(l.name.id, r.name.id);
-            EXPECT_EQ(l.language, r.language);
-            ASSERT_EQ(l.formats.size(), static_cast<std::size_t>(r.group.FormatCount()));
-            ASSERT_EQ(l.images.size(), l.formats.size());
-            for (std::size_t i = 0; i < l.formats.size(); ++i) {
-                const CKvIcon& image = *r.group.FormatAt(static_cast<int>(i));
-                EXPECT_EQ(l.formats[i].width, static_cast<std::int32_t>(image.Width()));
-                EXPECT_EQ(l.formats[i].height, static_cast<std::int32_t>(image.Height()));
-                EXPECT_EQ(l.formats[i].colors, image.ColorCount());
-                EXPECT_EQ(l.formats[i].alpha, image.HasAlpha());
-                EXPECT_EQ(l.formats[i].png, image.IsCompressed());
-            }
+    const std::vector<std::uint8_t> file = pe_test::WritePe(resources, GetParam());
+    const auto read = ReadExeIcons(file);
+    const auto listed = DescribeExeIcons(file);
+    ASSERT_TRUE(read && listed);
+    ASSERT_EQ(listed->size(), 5u);
+    ASSERT_EQ(listed->size(), read->size());
+    for (std::size_t g = 0; g < read->size(); ++g) {
+        const ExeIconGroup& r = (*read)[g];
+        const ExeIconGroupListing& l = (*listed)[g];
+        EXPECT_EQ(l.name.Display(), r.name.Display());
+        EXPECT_EQ(l.name.id, r.name.id);
+        EXPECT_EQ(l.language, r.language);
+        ASSERT_EQ(l.formats.size(), static_cast<std::size_t>(r.group.FormatCount()));
+        ASSERT_EQ(l.images.size(), l.formats.size());
+        for (std::size_t i = 0; i < l.formats.size(); ++i) {
+            const CKvIcon& image = *r.group.FormatAt(static_cast<int>(i));
+            EXPECT_EQ(l.formats[i].width, static_cast<std::int32_t>(image.Width()));
+            EXPECT_EQ(l.formats[i].height, static_cast<std::int32_t>(image.Height()));
+            EXPECT_EQ(l.formats[i].colors, image.ColorCount());
+            EXPECT_EQ(l.formats[i].alpha, image.HasAlpha());
+            EXPECT_EQ(l.formats[i].png, image.IsCompressed());
         }
-        EXPECT_EQ(Sizes((*read)[4].group), "48 16 ");
     }
+    EXPECT_EQ(Sizes((*read)[4].group), "48 16 ");
     EXPECT_FALSE(DescribeExeIcons(Image(16, 16)));
 }
 
