@@ -5,7 +5,6 @@ resources icoutils' wrestool lists as the judge.
 Run by CTest as: python3 ani_pe_cli_test.py PATH-TO-tellurine-cli
 """
 import io
-import json
 import os
 import shutil
 import struct
@@ -14,10 +13,8 @@ import subprocess
 from PIL import Image
 
 from cli_support import ScratchCase, main, run
+from icon_cli_test import READ_ERROR
 from pe_writer import write_pe, write_program
-
-READ_ERROR = ("Error while reading the specified icon file. The file does not contains icons, "
-              "has an invalid format or is corrupted.")
 
 
 def ico(sizes, colour, bmp=False):
@@ -57,13 +54,9 @@ def animated_cursor(frames, steps, rates=None, seq=None, title=b"Spinner"):
 
 class AnimatedCursorTest(ScratchCase):
     def test_steps_are_listed_extracted_and_converted(self):
-        path = self.path("spin.ani")
-        with open(path, "wb") as f:
-            f.write(animated_cursor([cursor((255, 0, 0, 255), (3, 4)), cursor((0, 0, 255, 128), (30, 1))], 3,
-                                    rates=[10, 65536 + 5, 7], seq=[1, 0, 1]))
-        r = run("info", path, "--json")
-        self.assertEqual(r.returncode, 0, r.stderr)
-        listing = json.loads(r.stdout)["files"][0]
+        frames = [cursor((255, 0, 0, 255), (3, 4)), cursor((0, 0, 255, 128), (30, 1))]
+        path = self.write("spin.ani", animated_cursor(frames, 3, rates=[10, 65536 + 5, 7], seq=[1, 0, 1]))
+        listing = self.info(path)[0]
         self.assertEqual(listing["kind"], "ani")
         self.assertEqual([(s["index"], s["width"], s["height"], s["bpp"], s["hotspot"], s["rate"])
                           for s in listing["steps"]],
@@ -73,50 +66,29 @@ class AnimatedCursorTest(ScratchCase):
         out = self.path("out")
         self.assertEqual(run("extract", path, "-o", out).returncode, 0)
         self.assertEqual(sorted(os.listdir(out)), ["spin-0-32x32-32.png", "spin-1-32x32-32.png", "spin-2-32x32-32.png"])
-        with Image.open(os.path.join(out, "spin-1-32x32-32.png")) as im:
-            self.assertEqual(im.convert("RGBA").getpixel((5, 5)), (255, 0, 0, 255))
-        with Image.open(os.path.join(out, "spin-0-32x32-32.png")) as im:
-            self.assertEqual(im.convert("RGBA").getpixel((5, 5)), (0, 0, 255, 128))
+        for step, colour in ((1, (255, 0, 0, 255)), (0, (0, 0, 255, 128))):
+            with Image.open(os.path.join(out, f"spin-{step}-32x32-32.png")) as im:
+                self.assertEqual(im.convert("RGBA").getpixel((5, 5)), colour, step)
 
         # The two distinct frames become the formats of one icon.
         self.assertEqual(run("convert", path, self.path("spin.ico")).returncode, 0)
         with Image.open(self.path("spin.ico")) as im:
             self.assertEqual(im.info["sizes"], {(32, 32)})
-        formats = json.loads(run("info", self.path("spin.ico"), "--json").stdout)["files"][0]["formats"]
-        self.assertEqual(len(formats), 2)
+        self.assertEqual(len(self.info(self.path("spin.ico"))[0]["formats"]), 2)
 
-    def test_damaged_and_refused_cursors(self):
-        good = animated_cursor([cursor((255, 0, 0, 255), (0, 0))], 1)
-        cases = {
-            "zero-frames.ani": good.replace(struct.pack("<9I", 36, 1, 1, 0, 0, 0, 0, 6, 1),
-                                            struct.pack("<9I", 36, 0, 1, 0, 0, 0, 0, 6, 1)),
-            "no-flag.ani": good.replace(struct.pack("<9I", 36, 1, 1, 0, 0, 0, 0, 6, 1),
-                                        struct.pack("<9I", 36, 1, 1, 0, 0, 0, 0, 6, 0)),
-            "cut-in-data.ani": good[:-40],
-            "long-title.ani": animated_cursor([cursor((255, 0, 0, 255), (0, 0))], 1, title=b"x" * 81),
-        }
-        for name, data in cases.items():
-            with open(self.path(name), "wb") as f:
-                f.write(data)
-            r = run("info", self.path(name))
-            self.assertEqual(r.returncode, 1, name)
-            self.assertIn(READ_ERROR, r.stderr, name)
-        with open(self.path("title-80.ani"), "wb") as f:
-            f.write(animated_cursor([cursor((255, 0, 0, 255), (0, 0))], 1, title=b"x" * 80))
-        self.assertEqual(run("info", self.path("title-80.ani")).returncode, 0)
+
+def sample_program(path):
+    """A program of three icon groups: 101 and 7 by number, APPICON by name."""
+    write_program(path, [(101, 1033, ico([16, 32], (255, 0, 0, 255))),
+                         ("APPICON", 1033, ico([48], (0, 255, 0, 255), bmp=True)),
+                         (7, 1031, ico([16, 24, 32], (0, 0, 255, 255)))])
+    return path
 
 
 class ProgramTest(ScratchCase):
-    def make(self):
-        path = self.path("app.exe")
-        write_program(path, [(101, 1033, ico([16, 32], (255, 0, 0, 255))),
-                             ("APPICON", 1033, ico([48], (0, 255, 0, 255), bmp=True)),
-                             (7, 1031, ico([16, 24, 32], (0, 0, 255, 255)))])
-        return path
-
     def test_groups_are_listed_in_the_directory_order_that_wrestool_shows(self):
-        path = self.make()
-        listing = json.loads(run("info", path, "--json").stdout)["files"][0]
+        path = sample_program(self.path("app.exe"))
+        listing = self.info(path)[0]
         self.assertEqual(listing["kind"], "pe")
         self.assertEqual([(g["name"], [f["width"] for f in g["formats"]]) for g in listing["groups"]],
                          [("APPICON", [48]), (7, [16, 24, 32]), (101, [16, 32])])
@@ -150,15 +122,14 @@ class ProgramTest(ScratchCase):
         good = ico([16, 24, 32], (10, 200, 30, 255))
         path = self.path("app.exe")
         write_program(path, [(5, 1033, damaged(good, 1)), (6, 1033, damaged(ico([48], (1, 2, 3, 255)), 0))])
-        listing = json.loads(run("info", path, "--json").stdout)["files"][0]
+        listing = self.info(path)[0]
         self.assertEqual([(g["name"], [f["width"] for f in g["formats"]]) for g in listing["groups"]], [(5, [16, 32])])
         out = self.path("out")
         self.assertEqual(run("extract", path, "-o", out).returncode, 0)
         self.assertEqual(sorted(os.listdir(out)), ["app-5-0-16x16-32.png", "app-5-1-32x32-32.png"])
         # The stored PNG streams are written as they are, and hold Pillow's pixels of them.
         size, offset = struct.unpack_from("<II", good, 6 + 8)
-        with open(os.path.join(out, "app-5-0-16x16-32.png"), "rb") as f:
-            self.assertEqual(f.read(), good[offset:offset + size])
+        self.assertEqual(self.read(os.path.join(out, "app-5-0-16x16-32.png")), good[offset:offset + size])
         with Image.open(io.BytesIO(good)) as im, Image.open(os.path.join(out, "app-5-1-32x32-32.png")) as png:
             im.size = (32, 32)
             self.assertEqual(png.convert("RGBA").tobytes(), im.convert("RGBA").tobytes())
@@ -168,19 +139,29 @@ class ProgramTest(ScratchCase):
         self.assertEqual((r.returncode, r.stderr.strip()), (1, f"tellurine-cli: {self.path('broken.exe')}: {READ_ERROR}"))
         self.assertEqual(os.listdir(self.path("none")), [])
 
-    def test_programs_without_groups_and_damaged_ones_are_refused(self):
-        write_pe(self.path("icons-only.exe"), {3: [(1, 1033, ico([16], (1, 2, 3, 255)))]})
-        path = self.make()
-        with open(path, "rb") as f:
-            data = f.read()
-        with open(self.path("cut.exe"), "wb") as f:
-            f.write(data[:0x180])
-        with open(self.path("text.exe"), "wb") as f:
-            f.write(b"MZ this is not a program")
-        for name in ("icons-only.exe", "cut.exe", "text.exe"):
-            r = run("info", self.path(name))
-            self.assertEqual(r.returncode, 1, name)
-            self.assertIn(READ_ERROR, r.stderr, name)
+
+class DamagedFilesTest(ScratchCase):
+    def test_damaged_and_refused_cursors_and_programs(self):
+        # Each is reported in the same words, and the files after it are still read.
+        frames = [cursor((255, 0, 0, 255), (0, 0))]
+        good = animated_cursor(frames, 1)
+        header = struct.pack("<9I", 36, 1, 1, 0, 0, 0, 0, 6, 1)
+        program = self.read(sample_program(self.path("app.exe")))
+        damaged = [self.write(name, data) for name, data in (
+            ("zero-frames.ani", good.replace(header, struct.pack("<9I", 36, 0, 1, 0, 0, 0, 0, 6, 1))),
+            ("no-flag.ani", good.replace(header, struct.pack("<9I", 36, 1, 1, 0, 0, 0, 0, 6, 0))),
+            ("cut-in-data.ani", good[:-40]),
+            ("long-title.ani", animated_cursor(frames, 1, title=b"x" * 81)),
+            ("cut.exe", program[:0x180]),
+            ("text.exe", b"MZ this is not a program"))]
+        write_pe(self.path("icons-only.exe"), {3: [(1, 1033, ico([16], (1, 2, 3, 255)))]})  # icons, no groups
+        damaged.append(self.path("icons-only.exe"))
+        # A title of 80 characters is still read.
+        title80 = self.write("title-80.ani", animated_cursor(frames, 1, title=b"x" * 80))
+        r = run("info", *damaged[:3], title80, *damaged[3:])
+        self.assertEqual(r.returncode, 1)
+        self.assertEqual(r.stderr.splitlines(), [f"tellurine-cli: {p}: {READ_ERROR}" for p in damaged])
+        self.assertEqual(r.stdout.splitlines()[0], f"{title80}: ani, 1 step")
 
 
 if __name__ == "__main__":

@@ -1,4 +1,5 @@
 """What the end-to-end tests of tellurine-cli share: running the program and a scratch folder."""
+import json
 import os
 import subprocess
 import sys
@@ -25,6 +26,22 @@ class ScratchCase(unittest.TestCase):
 
     def path(self, name):
         return os.path.join(self.dir, name)
+
+    def read(self, name):
+        with open(self.path(name), "rb") as f:
+            return f.read()
+
+    def write(self, name, data):
+        """Writes a file of the folder (or at a full path); its path."""
+        with open(self.path(name), "wb") as f:
+            f.write(data)
+        return self.path(name)
+
+    def info(self, *files):
+        """The files `info --json` lists, all of which must have been read."""
+        result = run("info", "--json", *files)
+        self.assertEqual(result.returncode, 0, result.stderr)
+        return json.loads(result.stdout)["files"]
 
 
 def main():

@@ -10,7 +10,6 @@ from PIL import Image
 from cli_support import ScratchCase, main, run
 
 
-
 def photo(path, size=96, alpha=False):
     """A smooth, many-coloured test picture, optionally with a transparent corner."""
     mode = "RGBA" if alpha else "RGB"
@@ -38,14 +37,12 @@ class Usage(unittest.TestCase):
         version = run("--version")
         self.assertEqual(version.returncode, 0)
         self.assertIn("tellurine-cli", version.stdout)
-        self.assertEqual(run().returncode, 2)
-        unknown = run("frobnicate")
-        self.assertEqual(unknown.returncode, 2)
-        self.assertEqual(unknown.stderr, 'tellurine-cli: unknown command "frobnicate"; the commands are convert, create, '
-                                         'extract, filter, flip, info, reduce, resize, rotate (see --help)\n')
-        self.assertEqual(run("reduce", "only-one-arg").returncode, 2)
-        self.assertEqual(run("reduce", "a.png", "b.png", "--colors", "0").returncode, 2)
-        self.assertEqual(run("reduce", "a.png", "b.png", "--colors", "257").returncode, 2)
+        for args in ([], ["frobnicate"], ["reduce", "only-one-arg"], ["reduce", "a.png", "b.png", "--colors", "0"],
+                     ["reduce", "a.png", "b.png", "--colors", "257"]):
+            self.assertEqual(run(*args).returncode, 2, args)
+        self.assertEqual(run("frobnicate").stderr,
+                         'tellurine-cli: unknown command "frobnicate"; the commands are convert, create, '
+                         'extract, filter, flip, info, reduce, resize, rotate (see --help)\n')
 
 
 class Reduce(ScratchCase):
@@ -80,9 +77,7 @@ class Reduce(ScratchCase):
         self.assertGreaterEqual(min(img.convert("RGB").getpixel((2, 2))), 240)
 
     def test_failures_leave_no_output(self):
-        damaged = self.path("damaged.png")
-        with open(damaged, "wb") as f:
-            f.write(b"\x89PNG\r\n\x1a\n" + b"\x00" * 40)
+        damaged = self.write("damaged.png", b"\x89PNG\r\n\x1a\n" + b"\x00" * 40)
         out = self.path("out.png")
         for source in (damaged, self.path("missing.png"), self.dir):
             result = run("reduce", source, out)

@@ -155,20 +155,6 @@ def macbinary(name, data_fork=b"", resource=b"", file_type=b"icns"):
 
 
 class IcnsCase(ScratchCase):
-    def info(self, *files):
-        result = run("info", "--json", *files)
-        self.assertEqual(result.returncode, 0, result.stderr)
-        return json.loads(result.stdout)["files"]
-
-    def read(self, name):
-        with open(self.path(name), "rb") as f:
-            return f.read()
-
-    def write(self, name, data):
-        with open(self.path(name), "wb") as f:
-            f.write(data)
-        return self.path(name)
-
     def extract(self, source, group=None):
         """`extract` of one file: (width, height, bpp) -> RGBA picture, for a group of a resource
         or MacBinary file when `group` names it. Checks the file names against `info`."""
@@ -210,6 +196,27 @@ class IcnsCase(ScratchCase):
             self.assertTrue(all(abs(p - q) <= tolerance for p, q in zip(theirs[:3], ours[:3])), (what, theirs, ours))
         self.assertEqual(len({p for p, _ in pairs}), len(pairs), f"{what}: one peer colour became two")
         self.assertEqual(len({q for _, q in pairs}), len(pairs), f"{what}: two peer colours became one")
+
+    def assertSamePictures(self, mine, expected, what, four_bit_tolerance=0):
+        """The same formats, each of the same pixels (4-bit ones within the given tolerance)."""
+        self.assertEqual(set(mine), set(expected), what)
+        for key, img in mine.items():
+            self.assertSamePixels(img, expected[key], f"{what} {key}", four_bit_tolerance if key[2] == 4 else 0)
+
+    def assertElementsRead(self, family, pictures, what):
+        """`info` lists a 32-bit format with alpha for each picture in turn, and `extract` writes
+        its pixels; the formats listed."""
+        formats = self.info(family)[0]["formats"]
+        self.assertEqual([(f["width"], f["height"], f["bpp"], f["alpha"]) for f in formats],
+                         [(img.width, img.height, 32, True) for img in pictures])
+        out = self.path("x-" + os.path.basename(family))
+        result = run("extract", family, "-o", out)
+        self.assertEqual(result.returncode, 0, result.stderr)
+        stem = os.path.splitext(os.path.basename(family))[0]
+        for f, img, name in zip(formats, pictures, what):
+            with Image.open(os.path.join(out, f"{stem}-{f['index']}-{f['width']}x{f['height']}-32.png")) as mine:
+                self.assertSamePixels(mine, img, name)
+        return formats
 
     def libicns_pictures(self, family):
         """icns2png -x of every element of 1, 4, 8 and 32 bits: (width, height, bits) -> picture."""
@@ -266,9 +273,9 @@ class WriteFamily(IcnsCase):
             "ics#", "ics4", "ics8", "ICN#", "icl4", "icl8", "ich#", "ich4", "ich8", "icm#", "icm4", "icm8",
             "is32", "s8mk", "il32", "l8mk", "ih32", "h8mk", "it32", "t8mk", "ic08", "ic09", "ic10"]))
         streams = dict(family_elements(data))
-        self.assertTrue(streams["ic08"].startswith(b"\0\0\0\x0cjP  \r\n\x87\n"), "JPEG 2000 expected")
-        self.assertTrue(streams["ic09"].startswith(b"\0\0\0\x0cjP  \r\n\x87\n"), "JPEG 2000 expected")
-        self.assertTrue(streams["ic10"].startswith(b"\x89PNG\r\n\x1a\n"), "PNG expected")
+        for kind, signature in (("ic08", b"\0\0\0\x0cjP  \r\n\x87\n"), ("ic09", b"\0\0\0\x0cjP  \r\n\x87\n"),
+                                ("ic10", b"\x89PNG\r\n\x1a\n")):
+            self.assertTrue(streams[kind].startswith(signature), kind)
 
         mine = self.extract(self.family)
         indexed = {(w, h, b) for w, h in ((16, 16), (32, 32), (48, 48), (16, 12)) for b in (1, 4, 8)}
@@ -277,12 +284,9 @@ class WriteFamily(IcnsCase):
         for f in self.info(self.family)[0]["formats"]:
             self.assertEqual(f["alpha"], f["bpp"] == 32, f)
 
-        libicns = self.libicns_pictures(self.family)
-        self.assertEqual(set(libicns), indexed | true_colour)
-        for key, img in mine.items():
-            # Tellurine's 16-colour table rounds the system colours (C0C0C0 is CCCCCC, FCF305 is
-            # FFFF00, ...); the indices are what must agree.
-            self.assertSamePixels(img, libicns[key], f"libicns {key}", tolerance=32 if key[2] == 4 else 0)
+        # Tellurine's 16-colour table rounds the system colours (C0C0C0 is CCCCCC, FCF305 is
+        # FFFF00, ...); the indices are what must agree.
+        self.assertSamePictures(mine, self.libicns_pictures(self.family), "libicns", four_bit_tolerance=32)
         with open(self.family, "rb") as f:
             pillow = IcnsFile(f)
             for size in (16, 32, 48, 128, 256, 512, 1024):
@@ -294,11 +298,11 @@ class WriteFamily(IcnsCase):
         back = self.path("back.ico")
         result = run("convert", self.family, back)
         self.assertEqual((result.returncode, result.stderr), (0, ""))
-        before, after = self.extract(self.source), self.extract(back)
-        self.assertEqual(set(after), set(before) - {(w, h, b) for _, w, h, b, _ in self.left_out})
-        for key, img in after.items():
-            # 1 and 8-bit pictures use colours both tables hold; 4-bit ones go through the rounding.
-            self.assertSamePixels(img, before[key], f"round trip {key}", tolerance=32 if key[2] == 4 else 0)
+        before = self.extract(self.source)
+        for _, w, h, b, _ in self.left_out:
+            del before[w, h, b]
+        # 1 and 8-bit pictures use colours both tables hold; 4-bit ones go through the rounding.
+        self.assertSamePictures(self.extract(back), before, "round trip", four_bit_tolerance=32)
         # Written again from what was read, the family is the same bytes.
         again = self.path("again.icns")
         self.assertEqual(run("convert", back, again).returncode, 0)
@@ -312,18 +316,10 @@ class ReadPeerFamilies(IcnsCase):
         elements = [(t, s) for t, s in family_elements(self.read("pillow.icns")) if t != "TOC "]
         self.assertEqual([t for t, _ in elements], icns2png_list(self.path("pillow.icns"))[1:])
         peer = [Image.open(io.BytesIO(stream)) for _, stream in elements]
-        formats = self.info(self.path("pillow.icns"))[0]["formats"]
-        self.assertEqual([(f["width"], f["height"], f["bpp"]) for f in formats],
-                         [(img.width, img.height, 32) for img in peer])
         self.assertEqual(sorted({img.width for img in peer}), [32, 64, 128, 256, 512, 1024])
-        out = self.path("out")
-        self.assertEqual(run("extract", self.path("pillow.icns"), "-o", out).returncode, 0)
-        for f, img in zip(formats, peer):
-            self.assertTrue(f["alpha"])
-            self.assertEqual(f["png"], f["width"] >= 256, f)
-            with Image.open(os.path.join(out, f"pillow-{f['index']}-{f['width']}x{f['height']}-32.png")) as mine:
-                self.assertSamePixels(mine, img, f"Pillow element {f['index']}")
-        self.assertSamePixels(Image.open(os.path.join(out, "pillow-3-1024x1024-32.png")), big, "1024")
+        formats = self.assertElementsRead(self.path("pillow.icns"), peer, [t for t, _ in elements])
+        self.assertEqual([f["png"] for f in formats], [img.width >= 256 for img in peer])
+        self.assertSamePixels(Image.open(self.path("x-pillow.icns/pillow-3-1024x1024-32.png")), big, "1024")
 
     def test_stream_and_argb_elements_of_every_kind_read(self):
         """icp4 to icp6, ic07 and ic11 to ic14 hold PNG or JPEG 2000 streams (here Pillow's, in a
@@ -343,13 +339,7 @@ class ReadPeerFamilies(IcnsCase):
                 stream = png_bytes(img, "JPEG2000", irreversible=False, no_jp2=fmt == "j2k")
             body += kind.encode() + struct.pack(">I", 8 + len(stream)) + stream
         family = self.write("streams.icns", b"icns" + struct.pack(">I", 8 + len(body)) + body)
-        formats = self.info(family)[0]["formats"]
-        self.assertEqual([(f["width"], f["bpp"], f["alpha"]) for f in formats], [(s, 32, True) for _, s, _ in kinds])
-        out = self.path("out")
-        self.assertEqual(run("extract", family, "-o", out).returncode, 0)
-        for f, img in zip(formats, pictures):
-            with Image.open(os.path.join(out, f"streams-{f['index']}-{f['width']}x{f['width']}-32.png")) as mine:
-                self.assertSamePixels(mine, img, kinds[f["index"]][0])
+        self.assertElementsRead(family, pictures, [kind for kind, _, _ in kinds])
 
     def test_libicns_family_reads_like_libicns(self):
         big = picture(1024, soft=True)
@@ -361,11 +351,7 @@ class ReadPeerFamilies(IcnsCase):
         tool("png2icns", family, *names)
         self.assertEqual(icns2png_list(family),
                          ["is32", "s8mk", "il32", "l8mk", "ih32", "h8mk", "it32", "t8mk", "ic08", "ic09", "ic10"])
-        mine = self.extract(family)
-        peer = self.libicns_pictures(family)
-        self.assertEqual(set(mine), set(peer))
-        for key, img in mine.items():
-            self.assertSamePixels(img, peer[key], f"libicns {key}")
+        self.assertSamePictures(self.extract(family), self.libicns_pictures(family), "libicns")
 
 
 class ResourceFiles(IcnsCase):
@@ -404,10 +390,7 @@ class ResourceFiles(IcnsCase):
         with open(self.rsc, "rb") as f:
             self.assertEqual(self.info(self.write("old.rsrc", f.read()))[0]["kind"], "rsrc")
         for group, alone in (("Map Icon", "true.icns"), (128, "classic.icns")):
-            mine, expected = self.extract(self.rsc, group), self.extract(self.path(alone))
-            self.assertEqual(set(mine), set(expected))
-            for key, img in mine.items():
-                self.assertSamePixels(img, expected[key], f"{group} {key}")
+            self.assertSamePictures(self.extract(self.rsc, group), self.extract(self.path(alone)), str(group))
 
     def test_convert_takes_the_group_asked_for(self):
         for group, expected in (("Map Icon", "true.icns"), ("128", "classic.icns"), (None, "true.icns")):
@@ -429,9 +412,7 @@ class ResourceFiles(IcnsCase):
         bare = self.write("data.bin", macbinary(b"true.icns", data_fork=self.true + bytes(4000)))
         files = self.info(bare)
         self.assertEqual([(g["name"], len(g["formats"])) for g in files[0]["groups"]], [("@128", 3)])
-        mine, expected = self.extract(bare, "@128"), self.extract(self.path("true.icns"))
-        for key, img in expected.items():
-            self.assertSamePixels(mine[key], img, f"MacBinary {key}")
+        self.assertSamePictures(self.extract(bare, "@128"), self.extract(self.path("true.icns")), "MacBinary")
 
 
 class Failures(IcnsCase):

@@ -5,7 +5,10 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <functional>
+#include <ostream>
 #include <random>
+#include <utility>
 #include <vector>
 
 #include "image/dib_block.h"
@@ -16,6 +19,9 @@ namespace {
 struct Rgb {
     std::uint8_t r, g, b;
     friend bool operator==(const Rgb&, const Rgb&) = default;
+    friend void PrintTo(const Rgb& c, std::ostream* os) {
+        *os << "(" << +c.r << "," << +c.g << "," << +c.b << ")";
+    }
 };
 
 constexpr Rgb kBlack{0, 0, 0};
@@ -35,85 +41,93 @@ Block RowImage(const std::vector<Rgb>& pixels, int bits = 24) {
     return image;
 }
 
-Rgb Entry(const Block& palette, int i) {
-    const std::uint8_t* e = palette.data() + i * 4;
-    return {e[2], e[1], e[0]};
-}
-
-std::vector<Rgb> Entries(const Block& palette, int count) {
+// The first n colours of a palette block of blue, green, red and an unused byte per entry.
+std::vector<Rgb> Colours(const std::uint8_t* block, int n) {
     std::vector<Rgb> out;
-    for (int i = 0; i < count; ++i) out.push_back(Entry(palette, i));
+    for (const std::uint8_t* e = block; e < block + 4 * n; e += 4) out.push_back({e[2], e[1], e[0]});
     return out;
 }
 
 std::vector<Rgb> QuantizerPalette(const CQuantizer& q) {
     std::array<std::uint8_t, kPaletteBlockBytes> block{};
     const int n = q.WritePalette(block.data());
-    std::vector<Rgb> out;
-    for (int i = 0; i < n; ++i) out.push_back({block[i * 4 + 2], block[i * 4 + 1], block[i * 4]});
-    return out;
+    return Colours(block.data(), n);
+}
+
+// The whole palette, `head` then black up to entry 254, then `last`.
+std::vector<Rgb> Padded(std::vector<Rgb> head, Rgb last = kBlack) {
+    head.resize(255, kBlack);
+    head.push_back(last);
+    return head;
+}
+
+// The 256 entries of a built palette; the count asked for stays as it was.
+std::vector<Rgb> Built(const std::function<Block(int&)>& build, int count) {
+    const int asked = count;
+    const Block palette = build(count);
+    EXPECT_EQ(count, asked);
+    if (palette.size() == kPaletteBlockBytes) return Colours(palette.data(), 256);
+    ADD_FAILURE() << "a palette of " << palette.size() << " bytes";
+    return {};
 }
 
 // --- Palette contents -----------------------------------------------------------------------
 
-TEST(QuantizerPalette, FewerColoursThanRequestedGiveTruncatedAveragesAndBlackExtras) {
-    // The first three share one deepest leaf (top six bits equal); the fourth has its own.
-    Block image = RowImage({{0, 0, 0}, {3, 3, 3}, {3, 0, 1}, {200, 100, 50}, {1, 0, 0}});
-    int count = 8;
-    const Block palette = BuildOptimalPalette(image, count, false);
-    ASSERT_EQ(palette.size(), kPaletteBlockBytes);
-    EXPECT_EQ(count, 8);
-    // (0+3+3+1)/4, (0+3+0+0)/4, (0+3+1+0)/4 in integer division.
-    EXPECT_EQ(Entry(palette, 0), (Rgb{1, 0, 1}));
-    EXPECT_EQ(Entry(palette, 1), (Rgb{200, 100, 50}));
-    for (int i = 2; i < 256; ++i) EXPECT_EQ(Entry(palette, i), kBlack) << i;
-}
-
-TEST(QuantizerPalette, LeavesAreWrittenDepthFirstInChildOrder) {
-    // Child index at the root is red bit * 4 + green bit * 2 + blue bit.
-    Block image = RowImage({{255, 0, 0}, {0, 0, 255}, {0, 255, 0}, {0, 0, 0}});
-    int count = 4;
-    const Block palette = BuildOptimalPalette(image, count, false);
-    EXPECT_EQ(Entries(palette, 4),
-              (std::vector<Rgb>{{0, 0, 0}, {0, 0, 255}, {0, 255, 0}, {255, 0, 0}}));
+TEST(QuantizerPalette, LeavesInChildOrderThenBlackAndWhiteLast) {
+    const auto optimal = [](std::vector<Rgb> pixels, bool blackWhite) {
+        return [=](int& count) { return BuildOptimalPalette(RowImage(pixels), count, blackWhite); };
+    };
+    // The first three share one deepest leaf (top six bits equal); the fourth has its own. Their
+    // averages are truncated: (0+3+3+1)/4, (0+3+0+0)/4, (0+3+1+0)/4. Unused entries are black.
+    EXPECT_EQ(Built(optimal({{0, 0, 0}, {3, 3, 3}, {3, 0, 1}, {200, 100, 50}, {1, 0, 0}}, false), 8),
+              Padded({{1, 0, 1}, {200, 100, 50}}));
+    // Leaves are written depth first in child order; at the root that is red bit * 4 + green bit
+    // * 2 + blue bit.
+    EXPECT_EQ(Built(optimal({{255, 0, 0}, {0, 0, 255}, {0, 255, 0}, {0, 0, 0}}, false), 4),
+              Padded({{0, 0, 0}, {0, 0, 255}, {0, 255, 0}, {255, 0, 0}}));
+    // Keeping black and white adds their leaves: black (child 0), red (child 4), white (child
+    // 7). White at 2 trades places with entry 255, an unused black one.
+    EXPECT_EQ(Built(optimal({{128, 0, 0}}, true), 4), Padded({kBlack, {128, 0, 0}, kBlack, kBlack}, kWhite));
+    // Two images make one palette: leaves black, blue, red, white; white then trades with 255.
+    EXPECT_EQ(Built([](int& count) {
+                  return BuildCommonPalette(RowImage({{128, 0, 0}}), RowImage({{0, 0, 200}}, 32), count);
+              }, 4),
+              Padded({kBlack, {0, 0, 200}, {128, 0, 0}, kBlack}, kWhite));
+    // Black keeps its own leaf among many colours.
+    std::vector<Rgb> many;
+    for (int i = 0; i < 4000; ++i)
+        many.push_back({static_cast<std::uint8_t>(128 + i % 127), static_cast<std::uint8_t>(i * 31),
+                        static_cast<std::uint8_t>(i * 57)});
+    const std::vector<Rgb> full = Built(optimal(many, true), 256);
+    EXPECT_EQ(full[0], kBlack);
+    EXPECT_EQ(full[255], kWhite);
 }
 
 // --- Reduction ------------------------------------------------------------------------------
 
-TEST(QuantizerReduction, MergesTheMostRecentDeepestNodeFirst) {
-    // (0,0,0)/(4,0,0) and (128,0,0)/(132,0,0) each split at level 5. The fourth colour makes four
-    // leaves; the level-5 node created last heads its list and is merged.
-    CQuantizer q(3);
-    q.AddColor(0, 0, 0);
-    q.AddColor(4, 0, 0);
-    q.AddColor(128, 0, 0);
-    q.AddColor(132, 0, 0);
-    EXPECT_EQ(q.LeafCount(), 3);
-    EXPECT_EQ(QuantizerPalette(q), (std::vector<Rgb>{{0, 0, 0}, {4, 0, 0}, {130, 0, 0}}));
+// The leaf count and palette of a quantizer of at most `leaves` leaves given the colours in turn.
+std::pair<int, std::vector<Rgb>> Reduced(int leaves, const std::vector<Rgb>& colours) {
+    CQuantizer q(leaves);
+    for (const Rgb& c : colours) q.AddColor(c.r, c.g, c.b);
+    return {q.LeafCount(), QuantizerPalette(q)};
 }
 
-TEST(QuantizerReduction, SingleChildNodesArePoppedBeforeShallowerMerges) {
+TEST(QuantizerReduction, MergesTheMostRecentDeepestNodeFirst) {
+    using Leaves = std::pair<int, std::vector<Rgb>>;
+    // (0,0,0)/(4,0,0) and (128,0,0)/(132,0,0) each split at level 5. The fourth colour makes
+    // four leaves; the level-5 node created last heads its list and is merged.
+    EXPECT_EQ(Reduced(3, {{0, 0, 0}, {4, 0, 0}, {128, 0, 0}, {132, 0, 0}}),
+              (Leaves{3, {{0, 0, 0}, {4, 0, 0}, {130, 0, 0}}}));
     // After (128,0,0) there are four leaves. Its own level-5 node and that of (64,0,0) hold one
     // child each, so popping them leaves the count unchanged; the next level-5 node merges
     // (0,0,0) with (4,0,0) long before any shallower level is touched.
-    CQuantizer q(3);
-    q.AddColor(0, 0, 0);
-    q.AddColor(4, 0, 0);
-    q.AddColor(64, 0, 0);
-    q.AddColor(128, 0, 0);
-    EXPECT_EQ(q.LeafCount(), 3);
-    EXPECT_EQ(QuantizerPalette(q), (std::vector<Rgb>{{2, 0, 0}, {64, 0, 0}, {128, 0, 0}}));
+    EXPECT_EQ(Reduced(3, {{0, 0, 0}, {4, 0, 0}, {64, 0, 0}, {128, 0, 0}}),
+              (Leaves{3, {{2, 0, 0}, {64, 0, 0}, {128, 0, 0}}}));
     // Colours arriving at a merged node add to its sums.
-    q.AddColor(6, 0, 0);
-    EXPECT_EQ(QuantizerPalette(q)[0], (Rgb{3, 0, 0}));
-}
-
-TEST(QuantizerReduction, OneColourCollapsesToTheRoot) {
-    CQuantizer q(1);
-    q.AddColor(10, 20, 30);
-    q.AddColor(250, 240, 230);
-    EXPECT_EQ(q.LeafCount(), 1);
-    EXPECT_EQ(QuantizerPalette(q), (std::vector<Rgb>{{130, 130, 130}}));
+    EXPECT_EQ(Reduced(3, {{0, 0, 0}, {4, 0, 0}, {64, 0, 0}, {128, 0, 0}, {6, 0, 0}}),
+              (Leaves{3, {{3, 0, 0}, {64, 0, 0}, {128, 0, 0}}}));
+    // One colour collapses to the root.
+    EXPECT_EQ(Reduced(1, {{10, 20, 30}, {250, 240, 230}}), (Leaves{1, {{130, 130, 130}}}));
 }
 
 TEST(QuantizerReduction, RunsOfOneColourGiveTheSameTreeAsSinglePixels) {
@@ -137,46 +151,10 @@ TEST(QuantizerReduction, AlphaOfThirtyTwoBitPixelsIsIgnored) {
     for (int i = 0; i < 600; ++i)
         pixels.push_back({static_cast<std::uint8_t>(i * 7), static_cast<std::uint8_t>(i * 13),
                           static_cast<std::uint8_t>(i * 29)});
-    int count24 = 32, count32 = 32;
-    const Block a = BuildOptimalPalette(RowImage(pixels, 24), count24, false);
-    const Block b = BuildOptimalPalette(RowImage(pixels, 32), count32, false);
-    ASSERT_FALSE(a.empty());
-    ASSERT_FALSE(b.empty());
-    EXPECT_EQ(Entries(a, 256), Entries(b, 256));
-}
-
-// --- Black and white ------------------------------------------------------------------------
-
-TEST(QuantizerBlackAndWhite, WhiteTradesPlacesWithEntry255) {
-    // Leaves: black (child 0), red (child 4), white (child 7). White at 2 takes entry 255's
-    // colour, which is an unused black entry.
-    int count = 4;
-    const Block palette = BuildOptimalPalette(RowImage({{128, 0, 0}}), count, true);
-    EXPECT_EQ(count, 4);
-    EXPECT_EQ(Entries(palette, 4), (std::vector<Rgb>{kBlack, {128, 0, 0}, kBlack, kBlack}));
-    EXPECT_EQ(Entry(palette, 255), kWhite);
-}
-
-TEST(QuantizerBlackAndWhite, BlackKeepsItsOwnLeafAmongManyColours) {
-    std::vector<Rgb> pixels;
-    for (int i = 0; i < 4000; ++i)
-        pixels.push_back({static_cast<std::uint8_t>(128 + i % 127), static_cast<std::uint8_t>(i * 31),
-                          static_cast<std::uint8_t>(i * 57)});
-    int count = 256;
-    const Block palette = BuildOptimalPalette(RowImage(pixels), count, true);
-    EXPECT_EQ(count, 256);
-    EXPECT_EQ(Entry(palette, 0), kBlack);
-    EXPECT_EQ(Entry(palette, 255), kWhite);
-}
-
-TEST(QuantizerCommonPalette, TakesBothImagesAndAlwaysMovesWhiteLast) {
-    int count = 4;
-    const Block palette =
-        BuildCommonPalette(RowImage({{128, 0, 0}}), RowImage({{0, 0, 200}}, 32), count);
-    EXPECT_EQ(count, 4);
-    // Leaves in order: black, blue, red, white; white then trades with entry 255.
-    EXPECT_EQ(Entries(palette, 4), (std::vector<Rgb>{kBlack, {0, 0, 200}, {128, 0, 0}, kBlack}));
-    EXPECT_EQ(Entry(palette, 255), kWhite);
+    const auto build = [&](int bits) {
+        return [&, bits](int& count) { return BuildOptimalPalette(RowImage(pixels, bits), count, false); };
+    };
+    EXPECT_EQ(Built(build(24), 32), Built(build(32), 32));
 }
 
 // --- Bad input ------------------------------------------------------------------------------

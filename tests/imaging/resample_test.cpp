@@ -30,119 +30,108 @@ void ExpectShape(const Block& b, int w, int h, int bits) {
 
 std::uint8_t U8(int v) { return static_cast<std::uint8_t>(v); }
 
-// ---- Enlargement and interpolation ----
+// A pixel with a known value; y counts stored rows from the bottom.
+struct Point {
+    int x, y;
+    Px px;
+};
 
-TEST(ResampleDib, WholeFactorEnlargementIsWorkedLargerAndLosesTopRowAndRightColumn) {
-    // 16 x 16 to 32 x 32 is sampled at 33 x 33 (spacing 16/33) and cropped.
-    const Block src = MakeDib(16, 16, 32, [](int x, int y) { return Px{U8(x * 16), U8(y * 16), 0, 255}; });
-    const Block out = ResampleDib(src, 32, 32);
-    ExpectShape(out, 32, 32, 32);
-    EXPECT_EQ(At(out, 0, 0), (Px{0, 0, 0, 255}));         // bottom row kept: it samples source row 0
-    EXPECT_EQ(At(out, 1, 0), (Px{7, 0, 0, 255}));         // trunc(16 * 16/33)
-    EXPECT_EQ(At(out, 2, 0), (Px{15, 0, 0, 255}));        // trunc(16 * 32/33)
-    EXPECT_EQ(At(out, 0, 30)[1], 232);                    // 224 + 16 * (480/33 - 14), truncated
-    EXPECT_EQ(At(out, 31, 31), (Px{240, 240, 0, 255}));   // clamped on the last source row and column
+void ExpectPixels(const Block& out, int w, int h, int bits, const std::vector<Point>& points) {
+    ExpectShape(out, w, h, bits);
+    const std::size_t table = bits <= 8 ? 4u << bits : 0, row = (w * bits / 8 + 3) & ~3;
+    EXPECT_EQ(out.size(), kInfoHeaderSize + table + row * h);  // nothing else stored
+    for (const Point& p : points) EXPECT_EQ(At(out, p.x, p.y), p.px) << "at " << p.x << "," << p.y;
 }
 
-TEST(ResampleDib, ShrinkOnOneAxisAndGrowthOnTheOtherIsInterpolated) {
-    // 48 x 48 to 16 x 64: sx = 3, sy = 0.75, point samples rather than 3-pixel means.
-    const Block src = MakeDib(48, 48, 32, [](int x, int y) { return Px{U8(x * 5), U8(y * 5), 0, 255}; });
-    const Block out = ResampleDib(src, 16, 64);
-    ExpectShape(out, 16, 64, 32);
-    for (int i = 0; i < 16; ++i) EXPECT_EQ(At(out, i, 0)[0], 15 * i) << i;  // a mean would be 15i + 5
-    const int green[] = {0, 3, 7, 11, 15};
-    for (int j = 0; j < 5; ++j) EXPECT_EQ(At(out, 0, j)[1], green[j]) << j;
-}
+// ---- Interpolation, area average and bleeding ----
 
-TEST(ResampleDib, BilinearNeighbourBelowAlpha8BorrowsTheDonorColourButAlpha8KeepsItsOwn) {
-    // 2 x 1 to 4 x 1 is sampled at 5 x 1, x = 0, 0.4, 0.8, 1.2, 1.6.
-    const auto make = [](std::uint8_t alpha) {
-        return MakeDib(2, 1, 32, [alpha](int x, int) { return x == 0 ? Px{0, 0, 200, 255} : Px{100, 0, 0, alpha}; });
+TEST(ResampleDib, KnownPixelsOfEveryWayOfResampling) {
+    // 2 x 1 to 4 x 1 is sampled at 5 x 1, x = 0, 0.4, 0.8, 1.2, 1.6: opaque red, then blue of
+    // the given alpha.
+    const auto redThenBlue = [](std::uint8_t alpha) {
+        return MakeDib(2, 1, 32, [=](int x, int) { return x ? Px{100, 0, 0, alpha} : Px{0, 0, 200, 255}; });
     };
-    const Block borrowed = ResampleDib(make(7), 4, 1);
-    ExpectShape(borrowed, 4, 1, 32);
-    EXPECT_EQ(At(borrowed, 1, 0), (Px{0, 0, 200, 155}));  // colour borrowed, own alpha mixed in
-    EXPECT_EQ(At(borrowed, 2, 0), (Px{0, 0, 200, 56}));
-    EXPECT_EQ(At(borrowed, 3, 0), (Px{100, 0, 0, 7}));    // no neighbour above alpha 8: unchanged
-
-    const Block kept = ResampleDib(make(8), 4, 1);
-    EXPECT_EQ(At(kept, 1, 0), (Px{40, 0, 120, 156}));
-    EXPECT_EQ(At(kept, 2, 0), (Px{80, 0, 39, 57}));       // 200 * (1 - 0.8) truncates to 39
-}
-
-TEST(ResampleDib, BilinearDonorIsTheFirstNeighbourAboveAlpha8) {
-    // Bottom row: green of alpha 8, opaque red; top row: blue of alpha 0, opaque red. The donor
-    // is the red (x1, y0), not the green of alpha exactly 8, which keeps its own colour.
-    const Block src = MakeDib(2, 2, 32, [](int x, int y) {
-        if (x == 1) return Px{0, 0, 200, 255};
-        return y == 0 ? Px{0, 100, 0, 8} : Px{200, 0, 0, 0};
-    });
-    const Block out = ResampleDib(src, 4, 4);
-    ExpectShape(out, 4, 4, 32);
-    EXPECT_EQ(At(out, 1, 1), (Px{0, 36, 128, 104}));
-    EXPECT_EQ(At(out, 0, 1), (Px{0, 60, 80, 4}));
-    EXPECT_EQ(At(out, 0, 0), (Px{0, 100, 0, 8}));
-}
-
-// ---- Area average ----
-
-TEST(ResampleDib, ShrinkOnBothAxesAveragesWholeBlocksExactly) {
-    // Each 3 x 3 block has blue mean 13 + bx and green mean 10 * by; D = 9000.
-    const Block src = MakeDib(48, 48, 32, [](int x, int y) {
-        return Px{U8((x % 3) * 10 + (y % 3) * 3 + x / 3), U8((y / 3) * 10), U8(x % 3 == 1 ? 90 : 0), 255};
-    });
-    const Block out = ResampleDib(src, 16, 16);
-    ExpectShape(out, 16, 16, 32);
-    for (int by = 0; by < 16; ++by)
-        for (int bx = 0; bx < 16; ++bx)
-            ASSERT_EQ(At(out, bx, by), (Px{U8(13 + bx), U8(10 * by), 30, 255})) << bx << "," << by;
-}
-
-TEST(ResampleDib, NonWholeShrinkWritesTheLastColumnAndRowWithTruncatedWeights) {
-    // 14 x 13 to 6 x 7: the summed edges land just past the last source column and row, so the
-    // last column and row are written after the loops; D = 4333.
-    const Block src = MakeDib(14, 13, 32, [](int, int) { return Px{100, 100, 100, 255}; });
-    const Block out = ResampleDib(src, 6, 7);
-    ExpectShape(out, 6, 7, 32);
-    for (int y = 0; y < 7; ++y)
-        for (int x = 0; x < 6; ++x) {
-            const bool whole = y == 0 || x % 3 == 0;
-            EXPECT_EQ(At(out, x, y), whole ? (Px{100, 100, 100, 255}) : (Px{99, 99, 99, 254})) << x << "," << y;
-        }
-}
-
-TEST(ResampleDib, TransparentPixelAmongOpaqueRedComesOutRed) {
-    const Block src = MakeDib(48, 48, 32, [](int x, int y) {
-        return x == 4 && y == 4 ? Px{0, 0, 0, 0} : Px{0, 0, 255, 255};
-    });
-    const Block out = ResampleDib(src, 16, 16);
-    ExpectShape(out, 16, 16, 32);
-    EXPECT_EQ(At(out, 1, 1), (Px{0, 0, 255, 226}));  // alpha 8 * 255 / 9, colour not darkened
-    EXPECT_EQ(At(out, 0, 0), (Px{0, 0, 255, 255}));
-}
-
-TEST(ResampleDib, BleedingWithoutDonorGivesBlack) {
-    const Block src = MakeDib(48, 48, 32, [](int, int) { return Px{50, 60, 70, 7}; });
-    const Block out = ResampleDib(src, 16, 16);
-    ExpectShape(out, 16, 16, 32);
-    for (int y = 0; y < 16; ++y)
-        for (int x = 0; x < 16; ++x) ASSERT_EQ(At(out, x, y), (Px{0, 0, 0, 7})) << x << "," << y;
-}
-
-TEST(ResampleDib, BleedingWindowReachesEightBackAndSevenForward) {
-    // An opaque green column 16 among transparent black: x = 24 reaches it (x - 8), x = 8 does
-    // not (the window stops before x + 8).
-    const Block col = MakeDib(48, 48, 32, [](int x, int) { return x == 16 ? Px{0, 255, 0, 255} : Px{0, 0, 0, 0}; });
-    const Block a = ResampleDib(col, 16, 16);
-    ExpectShape(a, 16, 16, 32);
-    EXPECT_EQ(At(a, 5, 7), (Px{0, 255, 0, 85}));   // x = 15, 16, 17 all green
-    EXPECT_EQ(At(a, 2, 7), (Px{0, 0, 0, 0}));      // x = 6, 7, 8 no donor
-    EXPECT_EQ(At(a, 8, 7), (Px{0, 85, 0, 0}));     // only x = 24 green
-
-    // The last stored row (the top of the picture) never lends its colour.
-    const Block top = MakeDib(48, 48, 32, [](int, int y) { return y == 47 ? Px{0, 0, 255, 255} : Px{0, 0, 0, 0}; });
-    const Block b = ResampleDib(top, 16, 16);
-    EXPECT_EQ(At(b, 3, 15), (Px{0, 0, 85, 85}));
+    const auto square48 = [](int bits, const std::function<Px(int, int)>& f) {
+        return MakeDib(48, 48, bits, f);
+    };
+    std::vector<Point> oneAxis;  // a mean over 3 columns would give 15i + 5
+    for (int i = 0; i < 16; ++i) oneAxis.push_back({i, 0, Px{U8(15 * i), 0, 0, 255}});
+    for (const auto& [j, green] : {std::pair{1, 3}, {2, 7}, {3, 11}, {4, 15}})
+        oneAxis.push_back({0, j, Px{0, U8(green), 0, 255}});
+    struct Case {
+        const char* name;
+        Block src;
+        int w, h;
+        std::vector<Point> points;
+        std::function<Px(int, int)> everywhere = nullptr;  // when set, the value of every pixel
+    };
+    const Case cases[] = {
+        // 16 x 16 to 32 x 32 is sampled at 33 x 33 (spacing 16/33) and cropped: the bottom row
+        // samples source row 0; the last row and column are clamped on the source's.
+        {"whole-factor enlargement is worked larger and loses the top row and right column",
+         MakeDib(16, 16, 32, [](int x, int y) { return Px{U8(x * 16), U8(y * 16), 0, 255}; }), 32, 32,
+         {{0, 0, {0, 0, 0, 255}}, {1, 0, {7, 0, 0, 255}} /* trunc(16 * 16/33) */,
+          {2, 0, {15, 0, 0, 255}} /* trunc(16 * 32/33) */,
+          {0, 30, {0, 232, 0, 255}} /* 224 + 16 * (480/33 - 14) */, {31, 31, {240, 240, 0, 255}}}},
+        // 48 x 48 to 16 x 64: sx = 3, sy = 0.75.
+        {"shrink on one axis and growth on the other is point-sampled and interpolated",
+         square48(32, [](int x, int y) { return Px{U8(x * 5), U8(y * 5), 0, 255}; }), 16, 64, oneAxis},
+        {"a bilinear neighbour below alpha 8 borrows the donor's colour and mixes in its own alpha",
+         redThenBlue(7), 4, 1,
+         {{1, 0, {0, 0, 200, 155}}, {2, 0, {0, 0, 200, 56}}, {3, 0, {100, 0, 0, 7}} /* no donor */}},
+        {"a bilinear neighbour of alpha 8 keeps its own colour", redThenBlue(8), 4, 1,
+         {{1, 0, {40, 0, 120, 156}}, {2, 0, {80, 0, 39, 57}} /* 200 * (1 - 0.8) truncated */}},
+        // Bottom row: green of alpha 8, opaque red; top row: blue of alpha 0, opaque red. The
+        // donor is the red (x1, y0), not the green of alpha exactly 8, which keeps its own colour.
+        {"the bilinear donor is the first neighbour above alpha 8",
+         MakeDib(2, 2, 32, [](int x, int y) {
+             return x == 1 ? Px{0, 0, 200, 255} : y == 0 ? Px{0, 100, 0, 8} : Px{200, 0, 0, 0};
+         }),
+         4, 4, {{1, 1, {0, 36, 128, 104}}, {0, 1, {0, 60, 80, 4}}, {0, 0, {0, 100, 0, 8}}}},
+        // Each 3 x 3 block has blue mean 13 + bx and green mean 10 * by; D = 9000.
+        {"shrink on both axes averages whole blocks exactly",
+         square48(32, [](int x, int y) {
+             const int blue = (x % 3) * 10 + (y % 3) * 3 + x / 3;
+             return Px{U8(blue), U8((y / 3) * 10), U8(x % 3 == 1 ? 90 : 0), 255};
+         }),
+         16, 16, {}, [](int x, int y) { return Px{U8(13 + x), U8(10 * y), 30, 255}; }},
+        // 14 x 13 to 6 x 7: the summed edges land just past the last source column and row, so
+        // the last column and row are written after the loops; D = 4333.
+        {"non-whole shrink writes the last column and row with truncated weights",
+         MakeDib(14, 13, 32, [](int, int) { return Px{100, 100, 100, 255}; }), 6, 7, {},
+         [](int x, int y) { return y == 0 || x % 3 == 0 ? Px{100, 100, 100, 255} : Px{99, 99, 99, 254}; }},
+        {"a transparent pixel among opaque red comes out red, not darkened",
+         square48(32, [](int x, int y) { return x == 4 && y == 4 ? Px{0, 0, 0, 0} : Px{0, 0, 255, 255}; }),
+         16, 16,
+         {{1, 1, {0, 0, 255, 226}} /* alpha 8 * 255 / 9 */, {0, 0, {0, 0, 255, 255}}}},
+        {"bleeding without a donor gives black", square48(32, [](int, int) { return Px{50, 60, 70, 7}; }),
+         16, 16, {}, [](int, int) { return Px{0, 0, 0, 7}; }},
+        // An opaque green column 16 among transparent black: x = 24 reaches it (x - 8), x = 8
+        // does not (the window stops before x + 8).
+        {"the bleeding window reaches eight back and seven forward",
+         square48(32, [](int x, int) { return x == 16 ? Px{0, 255, 0, 255} : Px{0, 0, 0, 0}; }), 16, 16,
+         {{5, 7, {0, 255, 0, 85}} /* x = 15, 16, 17 all green */,
+          {2, 7, {0, 0, 0, 0}} /* x = 6, 7, 8 no donor */, {8, 7, {0, 85, 0, 0}} /* only x = 24 green */}},
+        {"the last stored row, the top of the picture, never lends its colour",
+         square48(32, [](int, int y) { return y == 47 ? Px{0, 0, 255, 255} : Px{0, 0, 0, 0}; }), 16, 16,
+         {{3, 15, {0, 0, 85, 85}}}},
+        {"a 24-bit source shrinks to 24 bits",
+         square48(24, [](int x, int y) { return Px{U8(x / 3), U8(y / 3), 77, 0}; }), 16, 16,
+         {{7, 11, {7, 11, 77, 255}}}},
+        {"a 24-bit source grows to 24 bits",
+         square48(24, [](int x, int y) { return Px{U8(x / 3), U8(y / 3), 77, 0}; }), 96, 50,
+         {{0, 0, {0, 0, 77, 255}}}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        const Block out = ResampleDib(c.src, c.w, c.h);
+        ExpectPixels(out, c.w, c.h, DibBitCount(c.src), c.points);
+        const auto expectEverywhere = [&] {  // stops at the first wrong pixel
+            for (int y = 0; y < c.h; ++y)
+                for (int x = 0; x < c.w; ++x) ASSERT_EQ(At(out, x, y), c.everywhere(x, y)) << x << "," << y;
+        };
+        if (c.everywhere) expectEverywhere();
+    }
 }
 
 TEST(ResampleDib, BleedingMatchesTheNeighbourhoodCountedPixelByPixel) {
@@ -203,29 +192,14 @@ TEST(ResampleDib, SameSizeReturnsAnIdenticalCopy) {
     EXPECT_EQ(std::memcmp(out.data(), src.data(), src.size()), 0);
 }
 
-TEST(ResampleDib, TwentyFourBitSourcesStayTwentyFourBit) {
-    const Block src = MakeDib(48, 48, 24, [](int x, int y) { return Px{U8(x / 3), U8(y / 3), 77, 0}; });
-    const Block small = ResampleDib(src, 16, 16);
-    ExpectShape(small, 16, 16, 24);
-    EXPECT_EQ(small.size(), 40u + 48u * 16u);
-    EXPECT_EQ(At(small, 7, 11), (Px{7, 11, 77, 255}));
-
-    const Block large = ResampleDib(src, 96, 50);
-    ExpectShape(large, 96, 50, 24);
-    EXPECT_EQ(At(large, 0, 0), (Px{0, 0, 77, 255}));
-}
-
 TEST(ResampleDib, RefusesOtherDepthsBadSizesAndDamagedBlocks) {
     const Block src = MakeDib(4, 4, 32, [](int, int) { return Px{1, 2, 3, 4}; });
     EXPECT_TRUE(ResampleDib(MakeDib(4, 4, 8, [](int, int) { return Px{}; }), 8, 8).empty());
     EXPECT_TRUE(ResampleDib(CreateDibBlock(4, 4, 16), 8, 8).empty());
     EXPECT_TRUE(ResampleDib(Block{}, 8, 8).empty());
-    EXPECT_TRUE(ResampleDib(src, 0, 8).empty());
-    EXPECT_TRUE(ResampleDib(src, 8, 0).empty());
-    EXPECT_TRUE(ResampleDib(src, -8, 8).empty());
-    EXPECT_TRUE(ResampleDib(src, 8, INT32_MIN).empty());
-    EXPECT_TRUE(ResampleDib(src, kMaxDibDimension + 1, 8).empty());
-    EXPECT_TRUE(ResampleDib(src, 8, INT32_MAX).empty());
+    for (const auto& [w, h] :
+         {std::pair{0, 8}, {8, 0}, {-8, 8}, {8, INT32_MIN}, {kMaxDibDimension + 1, 8}, {8, INT32_MAX}})
+        EXPECT_TRUE(ResampleDib(src, w, h).empty()) << w << " x " << h;
     // The padded work width 1 + 32767 would exceed the largest bitmap.
     EXPECT_TRUE(ResampleDib(MakeDib(1, 1, 32, [](int, int) { return Px{}; }), kMaxDibDimension, 1).empty());
 
