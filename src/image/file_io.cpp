@@ -78,7 +78,6 @@ struct Replaced {
     mode_t mode = 0;   // the new file's permission bits: the old file's, or the usual ones less the umask
     bool swappable = false;  // a regular file of one link, ours: its storage may serve the next file
     dev_t device = 0;
-    off_t size = 0;
 };
 
 Replaced Inspect(const std::string& path) {
@@ -94,7 +93,6 @@ Replaced Inspect(const std::string& path) {
     old.mode = st.st_mode & 07777;
     old.swappable = S_ISREG(st.st_mode) && st.st_nlink == 1 && st.st_uid == ::geteuid();
     old.device = st.st_dev;
-    old.size = st.st_size;
     return old;
 }
 
@@ -113,9 +111,9 @@ int CreateBeside(const std::string& path, std::string& temp, std::string& error)
     return fd;
 }
 
-// Writes `bytes` over the start of the open file, cuts off what an older, longer content left
-// after them, sets the mode, flushes if asked and closes the file.
-bool FillAndClose(int fd, mode_t mode, std::span<const std::uint8_t> bytes, off_t oldSize, Durability durability,
+// Writes `bytes` over the start of the open file, cuts a file that held other content to their
+// length, sets the mode, flushes if asked and closes the file.
+bool FillAndClose(int fd, mode_t mode, std::span<const std::uint8_t> bytes, bool heldContent, Durability durability,
                   std::string& error) {
     bool ok = ::fchmod(fd, mode) == 0;
     std::size_t done = 0;
@@ -128,8 +126,7 @@ bool FillAndClose(int fd, mode_t mode, std::span<const std::uint8_t> bytes, off_
         }
         done += static_cast<std::size_t>(n);
     }
-    if (ok && oldSize > static_cast<off_t>(bytes.size()) && ::ftruncate(fd, static_cast<off_t>(bytes.size())) != 0)
-        ok = false;
+    if (ok && heldContent && ::ftruncate(fd, static_cast<off_t>(bytes.size())) != 0) ok = false;
     if (!ok) error = Reason("cannot write");
     if (ok && durability == Durability::Flush && ::fsync(fd) != 0) {
         ok = false;
@@ -165,7 +162,7 @@ bool WriteFileAtomically(const std::string& path, std::span<const std::uint8_t> 
     std::string temp;
     const int fd = CreateBeside(path, temp, error);
     if (fd < 0) return false;
-    bool ok = FillAndClose(fd, old.mode, bytes, 0, durability, error);
+    bool ok = FillAndClose(fd, old.mode, bytes, false, durability, error);
     if (ok && std::rename(temp.c_str(), path.c_str()) != 0) {
         ok = false;
         error = Reason("cannot replace the target");
@@ -181,8 +178,8 @@ FileReplacer::~FileReplacer() {
 bool FileReplacer::Write(const std::string& path, std::span<const std::uint8_t> bytes, std::string& error) {
     const Replaced old = Inspect(path);
     std::string temp;
-    off_t tempSize = 0;
     int fd = -1;
+    bool reused = false;
     if (!spare_.empty() && old.swappable) {
         // The old file kept from the last swap takes the new bytes if it is on the same disk
         // and nobody else can see it; else it goes, and this swap keeps another.
@@ -190,7 +187,7 @@ bool FileReplacer::Write(const std::string& path, std::span<const std::uint8_t> 
         fd = spareDevice_ == old.device ? ::open(kept.c_str(), O_WRONLY | O_NOFOLLOW | O_CLOEXEC) : -1;
         if (fd >= 0 && IsUnshared(fd)) {
             temp = std::move(kept);
-            tempSize = spareSize_;
+            reused = true;
         } else {
             if (fd >= 0) ::close(fd);
             fd = -1;
@@ -199,7 +196,7 @@ bool FileReplacer::Write(const std::string& path, std::span<const std::uint8_t> 
     }
     if (fd < 0) fd = CreateBeside(path, temp, error);
     if (fd < 0) return false;
-    if (!FillAndClose(fd, old.mode, bytes, tempSize, durability_, error)) {
+    if (!FillAndClose(fd, old.mode, bytes, reused, durability_, error)) {
         ::unlink(temp.c_str());
         return false;
     }
@@ -208,7 +205,6 @@ bool FileReplacer::Write(const std::string& path, std::span<const std::uint8_t> 
         if (::renameat2(AT_FDCWD, temp.c_str(), AT_FDCWD, path.c_str(), RENAME_EXCHANGE) == 0) {
             spare_ = std::move(temp);
             spareDevice_ = old.device;
-            spareSize_ = old.size;
             return true;
         }
         if (errno == EINVAL || errno == ENOSYS) exchangeWorks_ = false;  // not on this file system

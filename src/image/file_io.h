@@ -61,7 +61,6 @@ private:
     // one before, so there is never more than one.
     std::string spare_;
     dev_t spareDevice_ = 0;
-    off_t spareSize_ = 0;
     Durability durability_;
     bool exchangeWorks_ = true;
 };
