@@ -213,7 +213,6 @@ TEST(CanvasPaint, TheBackdropStaysFixedToTheImageAndOnlyTheUpdateIsPainted) {
 TEST(CanvasPaint, GridStepsStrongerLinesAndDots) {
     for (int zoom = 1; zoom <= 6; ++zoom) {
         Fixture f;
-        f.resources.settings.gridStyle = 0;
         f.resources = CanvasResources::Build({1, A, B, 0, 0x808080, true, 8});
         f.color = DeviceBitmap::Create(16, 16, 0x00FF00);
         f.view = {zoom, true};
@@ -276,13 +275,8 @@ TEST(ColourValues, ReadingRuleAndDrawingColourByDepth) {
     EXPECT_EQ(KindOf(0xF1000000), ColourKind::Transparent);
     EXPECT_EQ(KindOf(0xF7000000), ColourKind::Inverted);
 
-    ColourSelection c;
-    c.foreground = 0x112233;
-    c.foregroundIndex8 = 7;
-    c.foregroundIndex1 = 200;
-    EXPECT_EQ(DrawingColour(c, 32, true), 0x112233u);
-    EXPECT_EQ(DrawingColour(c, 24, true), 0x112233u);
-    EXPECT_EQ(DrawingColour(c, 4, true), 0x112233u);
+    ColourSelection c{.foreground = 0x112233, .foregroundIndex8 = 7, .foregroundIndex1 = 200};
+    for (const int bits : {32, 24, 4}) EXPECT_EQ(DrawingColour(c, bits, true), 0x112233u) << bits;
     EXPECT_EQ(DrawingColour(c, 8, true), 0x01000007u);
     EXPECT_EQ(DrawingColour(c, 1, true), 0xC8C8C8u);
     EXPECT_EQ(DrawingColour(c, 8, false), kTransparentColour);  // 65535

@@ -66,23 +66,23 @@ TEST(Drawing, LineWalkLeavesOutTheEndAndSegmentsStampIt) {
 }
 
 TEST(Drawing, ColoursOnFormatsWithoutAlpha) {
+    // Pixel x gets the colour value of row x, stored as a colour and a mask bit, and reads back.
     FormatState f = Format(4, 1, false);
-    Coverage c(4, 1);
-    c.Set(0, 0);
-    ApplyColour(f, c, 0x123456, 255);
-    EXPECT_EQ(f.color.GetPixel(0, 0), 0x123456u);
-    EXPECT_EQ(f.mask.GetPixel(0, 0), 0u);
-    Coverage t(4, 1);
-    t.Set(1, 0);
-    ApplyColour(f, t, kTransparentColour, 255);  // black with mask bit 1: shows the backdrop
-    EXPECT_EQ(f.color.GetPixel(1, 0), 0u);
-    EXPECT_EQ(f.mask.GetPixel(1, 0), 0xFFFFFFu);
-    EXPECT_EQ(ReadPixel(f, 1, 0), kTransparentColour);
-    Coverage i(4, 1);
-    i.Set(2, 0);
-    ApplyColour(f, i, kInvertedColour, 255);  // white with mask bit 1: the backdrop inverted
-    EXPECT_EQ(f.color.GetPixel(2, 0), 0xFFFFFFu);
-    EXPECT_EQ(ReadPixel(f, 2, 0), kInvertedColour);
+    const struct {
+        COLORREF value, colour, mask;
+    } cases[] = {
+        {0x123456, 0x123456, 0},
+        {kTransparentColour, 0, 0xFFFFFF},       // black with mask bit 1: shows the backdrop
+        {kInvertedColour, 0xFFFFFF, 0xFFFFFF},  // white with mask bit 1: the backdrop inverted
+    };
+    for (int x = 0; x < 3; ++x) {
+        Coverage c(4, 1);
+        c.Set(x, 0);
+        ApplyColour(f, c, cases[x].value, 255);
+        EXPECT_EQ(f.color.GetPixel(x, 0), cases[x].colour) << "row " << x;
+        EXPECT_EQ(f.mask.GetPixel(x, 0), cases[x].mask) << "row " << x;
+        EXPECT_EQ(ReadPixel(f, x, 0), cases[x].value) << "row " << x;
+    }
     EXPECT_EQ(f.color.GetPixel(3, 0), 0x00FF00u);  // not covered
 
     // Palette entries, and the rounding of a 15- or 16-bit screen.

@@ -22,9 +22,19 @@ int Changed(const FormatState& a, const FormatState& b) {
     return n;
 }
 
+// Presses at the first point, moves through the points between and lets go at the last; returns
+// the union of the rectangles the tool reported changed.
+CanvasRect Drag(CDrawTool& tool, FormatState& f, ColourSelection& colours,
+                std::initializer_list<std::pair<int, int>> points, bool right = false) {
+    const std::pair<int, int>* p = points.begin();
+    CanvasRect changed = tool.ButtonDown(f, colours, p->first, p->second, right).changed;
+    for (++p; p + 1 < points.end(); ++p)
+        changed = Union(changed, tool.PointerMove(f, colours, p->first, p->second).changed);
+    return Union(changed, tool.ButtonUp(f, colours, p->first, p->second).changed);
+}
+
 TEST(Tools, StrokesOfEveryToolChangeWhatTheyCover) {
-    ColourSelection colours;
-    colours.foreground = 0x0000FF;
+    ColourSelection colours{.foreground = 0x0000FF};
     struct Case {
         ToolKind kind;
         int x0, y0, x1, y1;
@@ -44,10 +54,8 @@ TEST(Tools, StrokesOfEveryToolChangeWhatTheyCover) {
         std::unique_ptr<CDrawTool> tool = MakeTool(c.kind);
         FormatState f = Format(10, false);
         const FormatState before = f;
-        CanvasRect changed = tool->ButtonDown(f, colours, c.x0, c.y0, false).changed;
-        changed = Union(changed, tool->PointerMove(f, colours, (c.x0 + c.x1) / 2, (c.y0 + c.y1) / 2).changed);
-        changed = Union(changed, tool->PointerMove(f, colours, c.x1, c.y1).changed);
-        changed = Union(changed, tool->ButtonUp(f, colours, c.x1, c.y1).changed);
+        const CanvasRect changed = Drag(*tool, f, colours, {{c.x0, c.y0}, {(c.x0 + c.x1) / 2, (c.y0 + c.y1) / 2},
+                                                            {c.x1, c.y1}, {c.x1, c.y1}});
         if (c.changed >= 0) {
             EXPECT_EQ(Changed(before, f), c.changed) << static_cast<int>(c.kind);
         }
@@ -64,16 +72,10 @@ TEST(Tools, StrokesOfEveryToolChangeWhatTheyCover) {
 }
 
 TEST(Tools, TheThreeDimensionalFrameTakesBothColours) {
-    ColourSelection colours;
-    colours.foreground = 0xEEEEEE;
-    colours.background = 0x333333;
+    ColourSelection colours{.foreground = 0xEEEEEE, .background = 0x333333};
     for (const bool right : {false, true}) {
-        std::unique_ptr<CDrawTool> frame = MakeTool(ToolKind::Frame3D);
         FormatState f = Format(10, false);
-        frame->ButtonDown(f, colours, 7, 6, right);
-        frame->PointerMove(f, colours, 1, 1);
-        frame->PointerMove(f, colours, 2, 2);
-        frame->ButtonUp(f, colours, 2, 2);
+        Drag(*MakeTool(ToolKind::Frame3D), f, colours, {{7, 6}, {1, 1}, {2, 2}, {2, 2}}, right);
         const COLORREF light = right ? 0x333333 : 0xEEEEEE, dark = right ? 0xEEEEEE : 0x333333;
         EXPECT_EQ(f.color.GetPixel(2, 2), light);
         EXPECT_EQ(f.color.GetPixel(7, 2), light);  // the top side's last pixel
@@ -86,16 +88,13 @@ TEST(Tools, TheThreeDimensionalFrameTakesBothColours) {
 }
 
 TEST(Tools, GradientsAndSmoothEdgesOnFormatsWithAlpha) {
-    ColourSelection colours;
-    colours.foreground = 0x0000FF;  // red
-    colours.background = 0xFF0000;  // blue
+    ColourSelection colours{.foreground = 0x0000FF, .background = 0xFF0000};  // red, blue
     // A horizontal gradient across a filled rectangle: red at the left, blue at the right.
     for (const int mode : {int{kHorizontalGradient}, kHorizontalGradient + kReflectedGradient}) {
         std::unique_ptr<CDrawTool> rect = MakeTool(ToolKind::FilledRectangle);
         rect->settings.gradient = mode;
         FormatState f = Format(9, true);
-        rect->ButtonDown(f, colours, 0, 0, false);
-        rect->ButtonUp(f, colours, 8, 8);
+        Drag(*rect, f, colours, {{0, 0}, {8, 8}});
         const bool reflected = mode >= kReflectedGradient;
         EXPECT_EQ(f.color.GetPixel(0, 4), 0x0000FFu) << mode;
         EXPECT_EQ(f.color.GetPixel(8, 4), reflected ? 0x0000FFu : 0xFF0000u) << mode;
@@ -107,8 +106,7 @@ TEST(Tools, GradientsAndSmoothEdgesOnFormatsWithAlpha) {
     std::unique_ptr<CDrawTool> rect = MakeTool(ToolKind::FilledRectangle);
     rect->settings.gradient = kVerticalGradient;
     FormatState plain = Format(5, false);
-    rect->ButtonDown(plain, colours, 0, 0, false);
-    rect->ButtonUp(plain, colours, 4, 4);
+    Drag(*rect, plain, colours, {{0, 0}, {4, 4}});
     EXPECT_EQ(plain.color.GetPixel(2, 4), 0x0000FFu);
 
     // Smooth edges: a filled ellipse gets partly covered pixels around it; without, none.
@@ -116,8 +114,7 @@ TEST(Tools, GradientsAndSmoothEdgesOnFormatsWithAlpha) {
         std::unique_ptr<CDrawTool> ellipse = MakeTool(ToolKind::FilledEllipse);
         ellipse->settings.smoothEdges = smooth;
         FormatState f = Format(12, true);
-        ellipse->ButtonDown(f, colours, 2, 2, false);
-        ellipse->ButtonUp(f, colours, 9, 9);
+        Drag(*ellipse, f, colours, {{2, 2}, {9, 9}});
         int partial = 0;
         for (int y = 0; y < 12; ++y)
             for (int x = 0; x < 12; ++x) {
@@ -130,13 +127,11 @@ TEST(Tools, GradientsAndSmoothEdgesOnFormatsWithAlpha) {
 }
 
 TEST(Tools, ShapesDrawnAtZoomCoverTheSamePixels) {
-    ColourSelection colours;
-    colours.foreground = 0x0000FF;
+    ColourSelection colours{.foreground = 0x0000FF};
     for (const ToolKind kind : {ToolKind::Line, ToolKind::Ellipse, ToolKind::Rectangle}) {
         std::unique_ptr<CDrawTool> a = MakeTool(kind), b = MakeTool(kind);
         FormatState f = Format(12, false), g = Format(12, false);
-        a->ButtonDown(f, colours, 1, 2, false);
-        a->ButtonUp(f, colours, 10, 8);
+        Drag(*a, f, colours, {{1, 2}, {10, 8}});
         b->ButtonDown(g, colours, 1, 2, false);
         b->PointerMove(g, colours, 10, 8);
         // The stroke drawn again at zoom 5 (as the screen shows it) over the format as it was.
@@ -149,43 +144,30 @@ TEST(Tools, ShapesDrawnAtZoomCoverTheSamePixels) {
 }
 
 TEST(Tools, ShapesFollowThePointerWithoutTrails) {
-    ColourSelection colours;
-    colours.foreground = 0x0000FF;
-    std::unique_ptr<CDrawTool> line = MakeTool(ToolKind::Line);
+    ColourSelection colours{.foreground = 0x0000FF};
     FormatState f = Format(10, false);
     const FormatState before = f;
-    line->ButtonDown(f, colours, 0, 0, false);
-    line->PointerMove(f, colours, 9, 9);  // a diagonal, then taken back
-    line->PointerMove(f, colours, 9, 0);
-    line->ButtonUp(f, colours, 9, 0);
+    Drag(*MakeTool(ToolKind::Line), f, colours, {{0, 0}, {9, 9}, {9, 0}, {9, 0}});  // diagonal, taken back
     EXPECT_EQ(Changed(before, f), 10);
     EXPECT_EQ(f.color.GetPixel(5, 5), 0xFFFFFFu);
 }
 
 TEST(Tools, RightButtonPickerAndAlphaStrokes) {
-    ColourSelection colours;
-    colours.foreground = 0x0000FF;
-    colours.background = 0x00FF00;
-    colours.foregroundOpacity = 128;
+    ColourSelection colours{.foreground = 0x0000FF, .background = 0x00FF00, .foregroundOpacity = 128};
     std::unique_ptr<CDrawTool> pen = MakeTool(ToolKind::Pen);
     FormatState f = Format(4, true);
     // A right-button stroke paints the background colour at its opacity (255) over clear pixels.
-    pen->ButtonDown(f, colours, 1, 1, true);
-    pen->ButtonUp(f, colours, 1, 1);
+    Drag(*pen, f, colours, {{1, 1}, {1, 1}}, true);
     EXPECT_EQ(f.color.GetPixel(1, 1), 0x00FF00u);
     EXPECT_EQ(GetRValue(f.mask.GetPixel(1, 1)), 255);
     // A left stroke at opacity 128 over it: composited once even where the stroke passes twice.
-    pen->ButtonDown(f, colours, 0, 1, false);
-    pen->PointerMove(f, colours, 2, 1);
-    pen->PointerMove(f, colours, 0, 1);
-    pen->ButtonUp(f, colours, 0, 1);
+    Drag(*pen, f, colours, {{0, 1}, {2, 1}, {0, 1}, {0, 1}});
     const AlphaPixel once = CompositePixel(0x0000FF, 255, 0x00FF00, 255, 128, false);
     EXPECT_EQ(f.color.GetPixel(1, 1), once.colour);
     EXPECT_EQ(GetRValue(f.mask.GetPixel(1, 1)), once.alpha);
     // Opacity 0 erases.
     colours.foregroundOpacity = 0;
-    pen->ButtonDown(f, colours, 1, 1, false);
-    pen->ButtonUp(f, colours, 1, 1);
+    Drag(*pen, f, colours, {{1, 1}, {1, 1}});
     EXPECT_EQ(GetRValue(f.mask.GetPixel(1, 1)), 0);
 
     // The picker reads into the foreground with the left button, the background with the right.
@@ -203,12 +185,9 @@ TEST(Tools, RightButtonPickerAndAlphaStrokes) {
     // The replacer swaps the background colour for the foreground colour where the brush passes.
     colours.foreground = 0x0000FF;
     colours.background = 0xFFFFFF;
-    std::unique_ptr<CDrawTool> replacer = MakeTool(ToolKind::Replacer);
     FormatState h = Format(4, false);
     h.color.SetPixel(1, 0, 0xFEFFFF);
-    replacer->ButtonDown(h, colours, 0, 0, false);
-    replacer->PointerMove(h, colours, 3, 0);
-    replacer->ButtonUp(h, colours, 3, 0);
+    Drag(*MakeTool(ToolKind::Replacer), h, colours, {{0, 0}, {3, 0}, {3, 0}});
     EXPECT_EQ(h.color.GetPixel(0, 0), 0x0000FFu);
     EXPECT_EQ(h.color.GetPixel(1, 0), 0xFEFFFFu);
     EXPECT_EQ(h.color.GetPixel(3, 0), 0x0000FFu);

@@ -5,12 +5,14 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <tuple>
 
 #include "icon/format_edit.h"
 #include "image/dib_block.h"
 #include "image/raster.h"
 #include "imaging/filters.h"
 #include "imaging/resample.h"
+#include "test_support.h"
 
 namespace tellurine {
 namespace {
@@ -104,17 +106,10 @@ TEST(MakeIconProject, MakesEverySizeAtEveryDepthCentredAndSorted) {
 
 TEST(MakeIconProject, TakesTheTransparentColourAndTheFilterLevelAsked) {
     // A 24-bit picture: a green ground with a grey square in the middle.
-    Block picture = CreateDibBlock(64, 64, 24);
-    const auto l = GetDibLayout(picture);
-    for (int stored = 0; stored < 64; ++stored)
-        for (int x = 0; x < 64; ++x) {
-            std::uint8_t* p = picture.data() + l->RowOffset(stored) + 3 * x;
-            const bool inside = x >= 16 && x < 48 && stored >= 16 && stored < 48;
-            p[0] = inside ? 128 : 0;
-            p[1] = inside ? 128 : 200;
-            p[2] = inside ? 128 : 0;
-        }
-    const CDIB image = AsCdib(std::move(picture));
+    const CDIB image = AsCdib(test::MakeDib(64, 64, 24, [](int x, int stored) {
+        const bool inside = x >= 16 && x < 48 && stored >= 16 && stored < 48;
+        return inside ? test::Px{128, 128, 128, 255} : test::Px{0, 200, 0, 255};
+    }));
     const auto make = [&](std::optional<COLORREF> key, int level) {
         IconProjectRequest request;
         request.sizes = {64, 16};
@@ -175,15 +170,11 @@ Block Expected(const Block& source, int size, int level, bool filtered) {
     return out;
 }
 
-std::vector<std::uint8_t> PixelsOf(const CKvIcon& icon) {
-    const Block dib = icon.To32BitDib();
-    const auto l = GetDibLayout(dib);
-    return {dib.data() + l->pixelOffset, dib.data() + dib.size()};
-}
 std::vector<std::uint8_t> PixelsOf(const Block& dib) {
     const auto l = GetDibLayout(dib);
     return {dib.data() + l->pixelOffset, dib.data() + dib.size()};
 }
+std::vector<std::uint8_t> PixelsOf(const CKvIcon& icon) { return PixelsOf(icon.To32BitDib()); }
 
 TEST(MakeFormat, ResizeFilterRunsOnlyWhileCreatingAndOnlyWhenTheSizeChanges) {
     const Block source = Disc(48, 48);
@@ -204,12 +195,12 @@ TEST(MakeFormat, ResizeFilterRunsOnlyWhileCreatingAndOnlyWhenTheSizeChanges) {
         // From a format: only with the preference on and a level other than 10.
         CKvIcon format;
         ASSERT_TRUE(MakeFormatFromImage(image, 48, 48, 32, format));
-        ASSERT_TRUE(MakeFormatFromFormat(format, 24, 24, 32, {true, 10}, made));
-        EXPECT_EQ(PixelsOf(made), PixelsOf(Expected(source, 24, 10, false)));
-        ASSERT_TRUE(MakeFormatFromFormat(format, 24, 24, 32, {false, 15}, made));
-        EXPECT_EQ(PixelsOf(made), PixelsOf(Expected(source, 24, 15, false)));
-        ASSERT_TRUE(MakeFormatFromFormat(format, 24, 24, 32, {true, 15}, made));
-        EXPECT_EQ(PixelsOf(made), PixelsOf(Expected(source, 24, 15, true)));
+        for (const auto& [on, level, filtered] :
+             {std::tuple{true, 10, false}, {false, 15, false}, {true, 15, true}}) {
+            ASSERT_TRUE(MakeFormatFromFormat(format, 24, 24, 32, {on, level}, made));
+            EXPECT_EQ(PixelsOf(made), PixelsOf(Expected(source, 24, level, filtered)))
+                << "preference " << on << ", level " << level;
+        }
     }
     EXPECT_FALSE(FormatCreationSwitch::IsOn());
     CKvIcon untouched = made;
@@ -273,31 +264,29 @@ TEST(FormatEdit, FiltersKeepIndexedFormatsOnTheirOwnTable) {
     const CDIB image = AsCdib(Disc(24, 24));
     CKvIcon icon;
     ASSERT_TRUE(MakeFormatFromImage(image, 24, 24, 4, icon));
-    IconImageLayout l;
-    ASSERT_TRUE(icon.GetLayout(l));
-    const std::vector<std::uint8_t> table(icon.GetBlock().data() + l.tableOffset,
-                                          icon.GetBlock().data() + l.tableOffset + 64);
-    const std::vector<std::uint8_t> mask(icon.GetBlock().data() + l.maskOffset,
-                                         icon.GetBlock().data() + l.maskOffset + l.maskImageSize);
+    // The 16-entry table and the AND mask; nothing when the block no longer fits its format.
+    const auto tableAndMask = [&] {
+        IconImageLayout l;
+        if (!icon.GetLayout(l)) return std::pair<std::vector<std::uint8_t>, std::vector<std::uint8_t>>{};
+        const std::uint8_t* b = icon.GetBlock().data();
+        return std::pair{std::vector<std::uint8_t>(b + l.tableOffset, b + l.tableOffset + 64),
+                         std::vector<std::uint8_t>(b + l.maskOffset, b + l.maskOffset + l.maskImageSize)};
+    };
+    const auto before = tableAndMask();
+    ASSERT_FALSE(before.first.empty());
     ASSERT_TRUE(FilterFormat(icon, 3));
     ASSERT_TRUE(InvertFormat(icon));
-    ASSERT_TRUE(icon.GetLayout(l));
     EXPECT_EQ(icon.BitsPerPixel(), 4);
-    EXPECT_EQ(std::vector<std::uint8_t>(icon.GetBlock().data() + l.tableOffset,
-                                        icon.GetBlock().data() + l.tableOffset + 64),
-              table);
-    EXPECT_EQ(std::vector<std::uint8_t>(icon.GetBlock().data() + l.maskOffset,
-                                        icon.GetBlock().data() + l.maskOffset + l.maskImageSize),
-              mask);
+    EXPECT_EQ(tableAndMask(), before);
 
     // An alpha format's alpha is blurred with its colours: the rim gets softer.
     CKvIcon alpha;
     ASSERT_TRUE(MakeFormatFromImage(image, 24, 24, 32, alpha));
-    const auto before = PixelsOf(alpha);
+    const auto sharp = PixelsOf(alpha);
     ASSERT_TRUE(BlurFormat(alpha, 2));
-    const auto after = PixelsOf(alpha);
+    const auto blurred = PixelsOf(alpha);
     int softer = 0;
-    for (std::size_t i = 3; i < before.size(); i += 4) softer += before[i] == 0 && after[i] > 0;
+    for (std::size_t i = 3; i < sharp.size(); i += 4) softer += sharp[i] == 0 && blurred[i] > 0;
     EXPECT_GT(softer, 0);
 }
 

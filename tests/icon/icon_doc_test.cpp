@@ -58,20 +58,11 @@ TEST(IconDocFormats, IndexOutsideTheArrayGivesNothing) {
 // The document sorts exactly as the icon group does, in both orders, and keeps equal formats in
 // their order. Tags tell equal formats apart.
 TEST(IconDocSort, MatchesTheGroupOrderAndIsStable) {
-    const std::vector<CKvIcon> formats = [] {
-        std::vector<CKvIcon> v;
-        v.push_back(Format(32, 32, 256, false, 1));
-        v.push_back(Format(16, 16, 0, true, 2));
-        v.push_back(Format(48, 48, 16, false, 3));
-        v.push_back(Format(32, 32, 256, false, 4));
-        v.push_back(Format(32, 16, 256, false, 5));
-        v.push_back(Format(256, 256, 0, true, 6));
-        v.push_back(Format(16, 16, 2, false, 7));
-        v.push_back(Format(48, 48, 0, false, 8));
-        v.push_back(Format(32, 48, 256, false, 9));
-        v.push_back(Format(16, 16, 0, true, 10));
-        return v;
-    }();
+    const std::vector<CKvIcon> formats = {
+        Format(32, 32, 256, false, 1), Format(16, 16, 0, true, 2),   Format(48, 48, 16, false, 3),
+        Format(32, 32, 256, false, 4), Format(32, 16, 256, false, 5), Format(256, 256, 0, true, 6),
+        Format(16, 16, 2, false, 7),   Format(48, 48, 0, false, 8),   Format(32, 48, 256, false, 9),
+        Format(16, 16, 0, true, 10)};
     for (const bool explorer : {false, true}) {
         CIconDoc doc;
         CIconGroup group;

@@ -14,65 +14,65 @@ namespace {
 
 using test::Format;
 
-// Each format as "width x height : bits".
+// Each format as "width x height : bits", with "#tag" when it has a tag.
 std::vector<std::string> Describe(const CIconGroup& group) {
     std::vector<std::string> out;
     for (int i = 0; i < group.FormatCount(); ++i) {
         const CKvIcon* f = group.FormatAt(i);
-        out.push_back(std::to_string(f->Width()) + "x" + std::to_string(f->Height()) + ":" +
-                      std::to_string(CIconGroup::SortBits(*f)));
+        std::string text = std::to_string(f->Width()) + "x" + std::to_string(f->Height()) + ":" +
+                           std::to_string(CIconGroup::SortBits(*f));
+        if (f->Attribute1() != 0) {
+            text += '#';
+            text += std::to_string(f->Attribute1());
+        }
+        out.push_back(text);
     }
     return out;
 }
 
 using Names = std::vector<std::string>;
 
-TEST(IconGroupSort, DefaultOrderIsByBitsThenLargestFirst) {
+// A group given copies of the formats one at a time, as a document adds them.
+CIconGroup GroupOf(const std::vector<CKvIcon>& formats, bool explorerOrder = false) {
     CIconGroup group;
-    group.AddFormatCopy(Format(32, 32, 256));
-    group.AddFormatCopy(Format(16, 16, 0, true));
-    group.AddFormatCopy(Format(48, 48, 16));
-    EXPECT_EQ(Describe(group), (Names{"48x48:4", "32x32:8", "16x16:32"}));
-    group.AddFormatCopy(Format(32, 16, 256));
-    group.AddFormatCopy(Format(32, 48, 256));
-    EXPECT_EQ(Describe(group), (Names{"48x48:4", "32x48:8", "32x32:8", "32x16:8", "16x16:32"}));
+    group.explorerCompatibleOrder = explorerOrder;
+    for (const CKvIcon& f : formats) group.AddFormatCopy(f);
+    return group;
 }
 
-TEST(IconGroupSort, ExplorerOrderPutsAlphaLastAndIgnoresHeight) {
-    CIconGroup group;
-    group.AddFormatCopy(Format(32, 32, 256));
-    group.AddFormatCopy(Format(16, 16, 0, true));
-    group.AddFormatCopy(Format(48, 48, 16));
-    group.SortFormats(true);
-    EXPECT_EQ(Describe(group), (Names{"32x32:8", "48x48:4", "16x16:32"}));
-
-    // Through the preference: equal widths keep their order whatever their heights.
-    CIconGroup pref;
-    pref.explorerCompatibleOrder = true;
-    pref.AddFormatCopy(Format(32, 16, 0, true));
-    pref.AddFormatCopy(Format(32, 48, 0, true));
-    pref.AddFormatCopy(Format(16, 16, 0, false));
-    EXPECT_EQ(Describe(pref), (Names{"16x16:24", "32x16:32", "32x48:32"}));
-}
-
-TEST(IconGroupSort, TwoColoursBeforeSixteenInBothOrders) {
-    for (bool explorer : {false, true}) {
-        CIconGroup group;
-        group.explorerCompatibleOrder = explorer;
-        group.AddFormatCopy(Format(16, 16, 16));
-        group.AddFormatCopy(Format(16, 16, 2));
-        EXPECT_EQ(Describe(group), (Names{"16x16:1", "16x16:4"})) << explorer;
+// Every addition sorts the group in the preference's order; the explorer order can also be asked
+// for afterwards. Equal formats keep the order they were added in (the tags show it).
+TEST(IconGroupSort, DefaultAndExplorerOrdersAreStable) {
+    struct Case {
+        const char* name;
+        bool explorerPreference, sortForExplorerAfter;
+        std::vector<CKvIcon> formats;
+        Names expected;
+    };
+    const std::vector<CKvIcon> three = {Format(32, 32, 256), Format(16, 16, 0, true), Format(48, 48, 16)};
+    const std::vector<CKvIcon> twoAndSixteen = {Format(16, 16, 16), Format(16, 16, 2)};
+    const Case cases[] = {
+        {"default: by bits, then largest first", false, false, three, {"48x48:4", "32x32:8", "16x16:32"}},
+        {"default: taller first among equal widths", false, false,
+         {Format(32, 32, 256), Format(16, 16, 0, true), Format(48, 48, 16), Format(32, 16, 256),
+          Format(32, 48, 256)},
+         {"48x48:4", "32x48:8", "32x32:8", "32x16:8", "16x16:32"}},
+        {"explorer afterwards: alpha last", false, true, three, {"32x32:8", "48x48:4", "16x16:32"}},
+        {"explorer preference: heights are ignored", true, false,
+         {Format(32, 16, 0, true), Format(32, 48, 0, true), Format(16, 16, 0, false)},
+         {"16x16:24", "32x16:32", "32x48:32"}},
+        {"default: two colours first", false, false, twoAndSixteen, {"16x16:1", "16x16:4"}},
+        {"explorer preference: two colours first", true, false, twoAndSixteen, {"16x16:1", "16x16:4"}},
+        {"explorer afterwards: equal formats keep their order", false, true,
+         {Format(16, 16, 16, false, 1), Format(16, 16, 16, false, 2), Format(16, 16, 16, false, 3),
+          Format(16, 16, 2)},
+         {"16x16:1", "16x16:4#1", "16x16:4#2", "16x16:4#3"}},
+    };
+    for (const Case& c : cases) {
+        CIconGroup group = GroupOf(c.formats, c.explorerPreference);
+        if (c.sortForExplorerAfter) group.SortFormats(true);
+        EXPECT_EQ(Describe(group), c.expected) << c.name;
     }
-}
-
-TEST(IconGroupSort, EqualFormatsKeepTheirOrder) {
-    CIconGroup group;
-    for (std::uint32_t tag = 1; tag <= 3; ++tag) group.AddFormatCopy(Format(16, 16, 16, false, tag));
-    group.AddFormatCopy(Format(16, 16, 2));
-    group.SortFormats(true);
-    EXPECT_EQ(group.FormatAt(1)->Attribute1(), 1u);
-    EXPECT_EQ(group.FormatAt(2)->Attribute1(), 2u);
-    EXPECT_EQ(group.FormatAt(3)->Attribute1(), 3u);
 }
 
 TEST(IconGroupFormats, AddCopiesAndIndexChecks) {
@@ -100,22 +100,16 @@ TEST(IconGroupFormats, AddCopiesAndIndexChecks) {
 }
 
 TEST(IconGroupFormats, DisplayOrderIsDeepestAndLargestFirst) {
-    CIconGroup group;
-    group.AddFormatCopy(Format(16, 16, 16));
-    group.AddFormatCopy(Format(32, 32, 16));
-    group.AddFormatCopy(Format(32, 48, 16));
-    group.AddFormatCopy(Format(16, 16, 0, true));
-    group.AddFormatCopy(Format(48, 48, 2));
+    CIconGroup group = GroupOf(
+        {Format(16, 16, 16), Format(32, 32, 16), Format(32, 48, 16), Format(16, 16, 0, true), Format(48, 48, 2)});
     ASSERT_EQ(Describe(group), (Names{"48x48:1", "32x48:4", "32x32:4", "16x16:4", "16x16:32"}));
     group.BuildDisplayOrder();
     EXPECT_EQ(group.DisplayOrder(), (std::vector<std::int32_t>{4, 1, 2, 3, 0}));
 }
 
 TEST(IconGroupMatch, BestFormatTiesGoToTheEarliest) {
-    CIconGroup group;
-    EXPECT_EQ(group.FindBestFormat(16, 48), -1);
-    group.AddFormatCopy(Format(16, 16, 0));
-    group.AddFormatCopy(Format(32, 32, 0));
+    EXPECT_EQ(CIconGroup().FindBestFormat(16, 48), -1);
+    CIconGroup group = GroupOf({Format(16, 16, 0), Format(32, 32, 0)});
     EXPECT_EQ(group.FindBestFormat(24, 48), 0);  // equal distances; 32x32 is stored first
     EXPECT_EQ(group.FormatAt(0)->Width(), 32u);
     group.SortFormats(true);
@@ -125,10 +119,7 @@ TEST(IconGroupMatch, BestFormatTiesGoToTheEarliest) {
 }
 
 TEST(IconGroupMatch, DepthWeighsTwiceAsMuchAsSize) {
-    CIconGroup group;
-    group.AddFormatCopy(Format(32, 32, 2));
-    group.AddFormatCopy(Format(32, 32, 16));
-    group.AddFormatCopy(Format(16, 16, 0, true));
+    CIconGroup group = GroupOf({Format(32, 32, 2), Format(32, 32, 16), Format(16, 16, 0, true)});
     // 32 bits wanted at 32: 16x16 alpha is 32, the 16-colour 32x32 is 96 away.
     EXPECT_EQ(group.FindBestFormat(32, 64), 2);
     EXPECT_EQ(group.FindBestDisplayFormat(1, 0, 1.0), 0);  // rank 1 is nearest the 2-colour format
@@ -139,9 +130,7 @@ TEST(IconGroupMatch, DepthWeighsTwiceAsMuchAsSize) {
 }
 
 TEST(IconGroupMatch, ScaledDisplaySizeLagsOneCall) {
-    CIconGroup group;
-    group.AddFormatCopy(Format(48, 48, 0));
-    group.AddFormatCopy(Format(96, 96, 0));
+    CIconGroup group = GroupOf({Format(48, 48, 0), Format(96, 96, 0)});
     const int big = group.FormatAt(0)->Width() == 96 ? 0 : 1;
     (void)group.FindBestDisplayFormat(4, 2, 1.0);  // settles the entry at 48
     EXPECT_EQ(group.FindBestDisplayFormat(4, 2, 2.0), 1 - big);  // still 48
@@ -158,9 +147,7 @@ std::vector<std::uint8_t> Archived(CIconGroup& group) {
 }
 
 TEST(IconGroupArchive, RoundTripsEveryFormat) {
-    CIconGroup group;
-    group.AddFormatCopy(Format(16, 16, 16));
-    group.AddFormatCopy(Format(48, 48, 0, true));
+    CIconGroup group = GroupOf({Format(16, 16, 16), Format(48, 48, 0, true)});
     const std::vector<std::uint8_t> bytes = Archived(group);
     ASSERT_EQ(bytes.size(), 2 + 4 + 296 + 4 + 9640u);
     EXPECT_EQ(bytes[2] | (bytes[3] << 8), 296);
@@ -173,10 +160,7 @@ TEST(IconGroupArchive, RoundTripsEveryFormat) {
 }
 
 TEST(IconGroupArchive, EmptyEntryReadsBackOneShorter) {
-    CIconGroup group;
-    group.AddFormatCopy(Format(16, 16, 16));
-    group.AddFormatCopy(CKvIcon());
-    group.AddFormatCopy(Format(32, 32, 2));
+    CIconGroup group = GroupOf({Format(16, 16, 16), CKvIcon(), Format(32, 32, 2)});
     std::vector<std::uint8_t> bytes = Archived(group);
     EXPECT_EQ(bytes[0], 3);
     bytes[2] = 1;  // the stored size does not bound the read
@@ -187,16 +171,13 @@ TEST(IconGroupArchive, EmptyEntryReadsBackOneShorter) {
 }
 
 TEST(IconGroupArchive, ShortOrBadDataFailsAndChangesNothing) {
-    CIconGroup group;
-    group.AddFormatCopy(Format(16, 16, 16));
-    group.AddFormatCopy(Format(32, 32, 16));
+    CIconGroup group = GroupOf({Format(16, 16, 16), Format(32, 32, 16)});
     const std::vector<std::uint8_t> bytes = Archived(group);
     // Cuts in headers or colour pixels (the last 32 x 32 image's mask is its last 128 bytes).
     for (std::size_t cut : {std::size_t{1}, std::size_t{5}, std::size_t{100}, bytes.size() - 129}) {
         const std::vector<std::uint8_t> part(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(cut));
         Archive in = Archive::ForLoading(part);
-        CIconGroup loaded;
-        loaded.AddFormatCopy(Format(8, 8, 2));
+        CIconGroup loaded = GroupOf({Format(8, 8, 2)});
         EXPECT_FALSE(loaded.Serialize(in)) << cut;
         EXPECT_EQ(loaded.FormatCount(), 1) << cut;
     }

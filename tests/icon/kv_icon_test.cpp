@@ -291,10 +291,12 @@ TEST(KvIconReadImage, HostileInputFailsAndLeavesTheImageAsItWas) {
         const std::vector<std::uint8_t> before = Store(icon);
         Archive in = Archive::ForLoading(inputs[i]);
         EXPECT_EQ(icon.ReadImage(in, 0, 0), 0) << "input " << i;
+        EXPECT_EQ(in.Position(), 0u) << "input " << i;
         EXPECT_EQ(Store(icon), before) << "input " << i;
         EXPECT_EQ(icon.ColorCount(), 256u);
     }
-    Archive png = Archive::ForLoading(inputs[6]);
+    // The PNG signature alone, given its length: read, fails to decode, and the position goes back.
+    Archive png = Archive::ForLoading(inputs[7]);
     CKvIcon icon;
     EXPECT_EQ(icon.ReadImage(png, 8, 32), 0);
     EXPECT_EQ(png.Position(), 0u);

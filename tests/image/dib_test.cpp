@@ -19,10 +19,17 @@ using test::SetBgra;
 using test::SetIndex;
 using test::SetTableEntry;
 
-CDIB MakeDib(int w, int h, int bits) {
+CDIB Attached(Block block) {
     CDIB dib;
-    dib.Attach(CreateDibBlock(w, h, bits));
+    dib.Attach(std::move(block));
     return dib;
+}
+CDIB MakeDib(int w, int h, int bits) { return Attached(CreateDibBlock(w, h, bits)); }
+
+// Pixel (x, y) of a 24- or 32-bit bitmap, y from the top.
+Bgra PixelOf(const CDIB& dib, int x, int y) {
+    Block b = dib.GetBlock().Duplicate();
+    return GetBgra(b, x, y);
 }
 
 // A 4 x 2 8-bit picture over a table whose entry i is (i, 2i, 3i).
@@ -31,9 +38,7 @@ CDIB MakeIndexed() {
     for (int i = 0; i < 256; ++i)
         SetTableEntry(b, i, static_cast<std::uint8_t>(i), static_cast<std::uint8_t>(2 * i), static_cast<std::uint8_t>(3 * i));
     for (int i = 0; i < 8; ++i) SetIndex(b, i % 4, i / 4, 10 + i);
-    CDIB dib;
-    dib.Attach(std::move(b));
-    return dib;
+    return Attached(std::move(b));
 }
 
 TEST(CDib, CopyResetsResolutionButAssignmentKeepsIt) {
@@ -104,8 +109,7 @@ TEST(CDib, ColourTableAndIndexQueries) {
 
     Block small = CreateDibBlock(2, 2, 8);
     StoreU32(small.data() + 32, 16);  // only 16 colours in the table
-    CDIB sixteen;
-    sixteen.Attach(std::move(small));
+    CDIB sixteen = Attached(std::move(small));
     EXPECT_EQ(sixteen.SaveColorTable(4), 1);
     EXPECT_EQ(sixteen.SaveColorTable(5), 0);
     EXPECT_EQ(MakeDib(2, 2, 24).SaveColorTable(1), 0);
@@ -119,27 +123,24 @@ TEST(CDib, TransparentIndexBecomesAlpha) {
     dib.transparentIndex = 12;
     dib.ApplyTransparentIndex();
     ASSERT_EQ(dib.BitCount(), 32);
-    Block b = dib.GetBlock().Duplicate();
-    EXPECT_EQ(GetBgra(b, 2, 0), (Bgra{36, 24, 12, 0}));
-    EXPECT_EQ(GetBgra(b, 3, 0), (Bgra{39, 26, 13, 255}));
-    EXPECT_EQ(GetBgra(b, 0, 1), (Bgra{42, 28, 14, 255}));
+    EXPECT_EQ(PixelOf(dib, 2, 0), (Bgra{36, 24, 12, 0}));
+    EXPECT_EQ(PixelOf(dib, 3, 0), (Bgra{39, 26, 13, 255}));
+    EXPECT_EQ(PixelOf(dib, 0, 1), (Bgra{42, 28, 14, 255}));
     EXPECT_TRUE(dib.GetPalette().empty());
 }
 
 TEST(CDib, FlattenAndConvertRespectTheirDepths) {
-    CDIB dib = MakeDib(2, 1, 32);
-    Block b = dib.GetBlock().Duplicate();
+    Block b = CreateDibBlock(2, 1, 32);
     SetBgra(b, 0, 0, 0, 100, 200, 128);
     SetBgra(b, 1, 0, 10, 20, 30, 255);
-    dib.Attach(std::move(b));
+    const CDIB dib = Attached(std::move(b));
 
     CDIB flat = dib;
     flat.Flatten(RGB(255, 255, 255));
     ASSERT_EQ(flat.BitCount(), 24);
-    Block f = flat.GetBlock().Duplicate();
     // (c * a + 255 * (255 - a)) / 255
-    EXPECT_EQ(GetBgra(f, 0, 0), (Bgra{127, 177, 227, 255}));
-    EXPECT_EQ(GetBgra(f, 1, 0), (Bgra{10, 20, 30, 255}));
+    EXPECT_EQ(PixelOf(flat, 0, 0), (Bgra{127, 177, 227, 255}));
+    EXPECT_EQ(PixelOf(flat, 1, 0), (Bgra{10, 20, 30, 255}));
 
     CDIB indexed = MakeIndexed();
     indexed.Flatten(0);
@@ -151,13 +152,11 @@ TEST(CDib, FlattenAndConvertRespectTheirDepths) {
     CDIB keyed = MakeIndexed();
     keyed.ConvertTo32(true, RGB(11, 22, 33));
     ASSERT_EQ(keyed.BitCount(), 32);
-    Block k = keyed.GetBlock().Duplicate();
-    EXPECT_EQ(GetBgra(k, 1, 0).a, 0);
-    EXPECT_EQ(GetBgra(k, 0, 0).a, 255);
+    EXPECT_EQ(PixelOf(keyed, 1, 0).a, 0);
+    EXPECT_EQ(PixelOf(keyed, 0, 0).a, 255);
     CDIB plain = dib;
     plain.ConvertTo32(false, 0);
-    Block p = plain.GetBlock().Duplicate();
-    EXPECT_EQ(GetBgra(p, 0, 0).a, 128);  // 32-bit alpha is kept without a key
+    EXPECT_EQ(PixelOf(plain, 0, 0).a, 128);  // 32-bit alpha is kept without a key
 
     CDIB sixteen = MakeDib(2, 2, 16);
     sixteen.ConvertTo32(false, 0);
@@ -165,23 +164,19 @@ TEST(CDib, FlattenAndConvertRespectTheirDepths) {
 }
 
 TEST(CDib, KeyedCopyMarksLowAlphaMagenta) {
-    CDIB dib = MakeDib(3, 1, 32);
-    Block b = dib.GetBlock().Duplicate();
+    Block b = CreateDibBlock(3, 1, 32);
     SetBgra(b, 0, 0, 0, 0, 0, 63);
     SetBgra(b, 1, 0, 0, 0, 255, 64);
     SetBgra(b, 2, 0, 1, 2, 3, 255);
-    dib.Attach(std::move(b));
-    CDIB keyed = dib.MakeKeyedCopy();
+    const CDIB dib = Attached(std::move(b));
+    const CDIB keyed = dib.MakeKeyedCopy();
     ASSERT_EQ(keyed.BitCount(), 24);
     EXPECT_EQ(dib.BitCount(), 32);  // the source is untouched
-    Block k = keyed.GetBlock().Duplicate();
-    EXPECT_EQ(GetBgra(k, 0, 0), (Bgra{255, 0, 255, 255}));
-    EXPECT_EQ(GetBgra(k, 1, 0), (Bgra{0xA8, 0xA8, 0xE8, 255}));  // over E1E1E1 at alpha 64
-    EXPECT_EQ(GetBgra(k, 2, 0), (Bgra{1, 2, 3, 255}));
+    EXPECT_EQ(PixelOf(keyed, 0, 0), (Bgra{255, 0, 255, 255}));
+    EXPECT_EQ(PixelOf(keyed, 1, 0), (Bgra{0xA8, 0xA8, 0xE8, 255}));  // over E1E1E1 at alpha 64
+    EXPECT_EQ(PixelOf(keyed, 2, 0), (Bgra{1, 2, 3, 255}));
     // A picture without alpha is fully opaque: nothing becomes magenta.
-    CDIB opaque = MakeIndexed().MakeKeyedCopy();
-    Block o = opaque.GetBlock().Duplicate();
-    EXPECT_EQ(GetBgra(o, 0, 0), (Bgra{30, 20, 10, 255}));
+    EXPECT_EQ(PixelOf(MakeIndexed().MakeKeyedCopy(), 0, 0), (Bgra{30, 20, 10, 255}));
 }
 
 TEST(CDib, ArchiveFormIsFlagSizeAndBlock) {
@@ -229,11 +224,10 @@ TEST(CDib, LibraryImageRoundTripConvertsTheResolution) {
     EXPECT_FALSE(CDIB::DpiFromDotsPerMeter(std::nan(""), dpi));
 
     for (int bits : {1, 4, 8, 24, 32}) {
-        CDIB dib = MakeDib(5, 3, bits);
-        Block b = dib.GetBlock().Duplicate();
+        Block b = CreateDibBlock(5, 3, bits);
         for (std::size_t i = GetDibLayout(b)->pixelOffset; i < b.size(); ++i) b.data()[i] = static_cast<std::uint8_t>(i * 7);
         if (bits <= 8) SetTableEntry(b, 1, 9, 8, 7);
-        dib.Attach(std::move(b));
+        CDIB dib = Attached(std::move(b));
         dib.resolution = 72;
         ASSERT_TRUE(dib.SyncToLibraryImage()) << bits;
         EXPECT_EQ(GetFreeImage()->GetDotsPerMeterX(dib.LibraryImage().Get()), 2835u);
