@@ -346,6 +346,7 @@ bool Extract(const std::vector<std::string>& files, const std::filesystem::path&
 
 int RunExtract(const ExtractOptions& o) {
     KeepFreedMemoryForReuse();
+    RemoveKeptFilesOnInterrupt();  // Ctrl+C leaves no old file beside the PNGs
     const std::filesystem::path directory(o.directory);
     std::error_code ec;
     std::filesystem::create_directories(directory, ec);

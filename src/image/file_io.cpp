@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cctype>
 #include <cerrno>
 #include <cstdio>
@@ -171,8 +172,61 @@ bool WriteFileAtomically(const std::string& path, std::span<const std::uint8_t> 
     return ok;
 }
 
+namespace {
+
+// The names of the files FileReplacers keep or are writing, where a signal handler can read them:
+// each writer claims a slot, whose pointer names one of two buffers, always a whole name; a new
+// name is copied into the other buffer before the pointer moves to it.
+constexpr int kKeptSlots = 8;
+constexpr std::size_t kKeptNameBytes = 4096;
+std::atomic<bool> keptSlotTaken[kKeptSlots];
+std::atomic<const char*> keptName[kKeptSlots];
+char keptNameBuffer[kKeptSlots][2][kKeptNameBytes];
+
+void Publish(int slot, const std::string& path) {
+    if (slot < 0) return;
+    if (path.empty() || path.size() >= kKeptNameBytes) {
+        keptName[slot].store(nullptr);
+        return;
+    }
+    char* next = keptName[slot].load() == keptNameBuffer[slot][0] ? keptNameBuffer[slot][1] : keptNameBuffer[slot][0];
+    std::memcpy(next, path.c_str(), path.size() + 1);
+    keptName[slot].store(next);
+}
+
+extern "C" void RemoveKeptFilesAndEnd(int number) {
+    for (auto& name : keptName)
+        if (const char* path = name.load()) ::unlink(path);
+    // The handler was reset on entry (SA_RESETHAND): once it returns, the signal raised again
+    // ends the process as it would have.
+    ::raise(number);
+}
+
+}  // namespace
+
+void RemoveKeptFilesOnInterrupt() {
+    struct sigaction action {};
+    action.sa_handler = RemoveKeptFilesAndEnd;
+    action.sa_flags = SA_RESETHAND;
+    sigemptyset(&action.sa_mask);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        struct sigaction old {};
+        // A signal ignored by whoever started the process stays ignored.
+        if (::sigaction(signal, nullptr, &old) == 0 && old.sa_handler != SIG_IGN) ::sigaction(signal, &action, nullptr);
+    }
+}
+
+FileReplacer::FileReplacer(Durability durability) : durability_(durability) {
+    for (int i = 0; i < kKeptSlots && signalSlot_ < 0; ++i) {
+        bool taken = false;
+        if (keptSlotTaken[i].compare_exchange_strong(taken, true)) signalSlot_ = i;
+    }
+}
+
 FileReplacer::~FileReplacer() {
     if (!spare_.empty()) ::unlink(spare_.c_str());
+    Publish(signalSlot_, {});
+    if (signalSlot_ >= 0) keptSlotTaken[signalSlot_].store(false);
 }
 
 bool FileReplacer::Write(const std::string& path, std::span<const std::uint8_t> bytes, std::string& error) {
@@ -195,13 +249,14 @@ bool FileReplacer::Write(const std::string& path, std::span<const std::uint8_t> 
         }
     }
     if (fd < 0) fd = CreateBeside(path, temp, error);
-    if (fd < 0) return false;
-    if (!FillAndClose(fd, old.mode, bytes, reused, durability_, error)) {
-        ::unlink(temp.c_str());
+    if (fd < 0) {
+        Publish(signalSlot_, {});
         return false;
     }
+    Publish(signalSlot_, temp);  // from here until it is renamed, a signal removes the file
+    bool ok = FillAndClose(fd, old.mode, bytes, reused, durability_, error);
     // Swapped, the old file is left under the temporary name, whole, to be written over next.
-    if (old.swappable && exchangeWorks_) {
+    if (ok && old.swappable && exchangeWorks_) {
         if (::renameat2(AT_FDCWD, temp.c_str(), AT_FDCWD, path.c_str(), RENAME_EXCHANGE) == 0) {
             spare_ = std::move(temp);
             spareDevice_ = old.device;
@@ -209,12 +264,13 @@ bool FileReplacer::Write(const std::string& path, std::span<const std::uint8_t> 
         }
         if (errno == EINVAL || errno == ENOSYS) exchangeWorks_ = false;  // not on this file system
     }
-    if (std::rename(temp.c_str(), path.c_str()) != 0) {
+    if (ok && std::rename(temp.c_str(), path.c_str()) != 0) {
+        ok = false;
         error = Reason("cannot replace the target");
-        ::unlink(temp.c_str());
-        return false;
     }
-    return true;
+    if (!ok) ::unlink(temp.c_str());
+    Publish(signalSlot_, {});
+    return ok;
 }
 
 }  // namespace tellurine

@@ -46,7 +46,7 @@ bool WriteFileAtomically(const std::string& path, std::span<const std::uint8_t> 
 // file kept for reuse is removed when the writer is destroyed. One writer belongs to one thread.
 class FileReplacer {
 public:
-    explicit FileReplacer(Durability durability = Durability::NoFlush) : durability_(durability) {}
+    explicit FileReplacer(Durability durability = Durability::NoFlush);
     ~FileReplacer();
     FileReplacer(const FileReplacer&) = delete;
     FileReplacer& operator=(const FileReplacer&) = delete;
@@ -63,6 +63,12 @@ private:
     dev_t spareDevice_ = 0;
     Durability durability_;
     bool exchangeWorks_ = true;
+    int signalSlot_ = -1;  // where the name of the file kept or being written is left for a signal
 };
+
+// Makes SIGINT, SIGTERM and SIGHUP remove the old files the FileReplacers of the process keep,
+// and then end the process as the signal would have. For the command-line tool, whose jobs have
+// no handlers of their own; call it before the first FileReplacer is made.
+void RemoveKeptFilesOnInterrupt();
 
 }  // namespace tellurine

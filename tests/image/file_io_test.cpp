@@ -3,8 +3,11 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -172,6 +175,31 @@ TEST_F(FileIo, ReplacerWritesAcrossDisks) {
         EXPECT_EQ(std::distance(fs::directory_iterator(folder), fs::directory_iterator()), 2);
     }
     fs::remove_all(memory);
+}
+
+// Interrupted (Ctrl+C) while it replaces files, a job leaves the files and nothing beside them,
+// and ends as the signal ends a process.
+TEST_F(FileIo, ReplacerLeavesNothingBehindWhenInterrupted) {
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        RemoveKeptFilesOnInterrupt();
+        FileReplacer writer;
+        std::string error;
+        for (unsigned n = 0; n < 2000000; ++n)
+            writer.Write((dir_ / std::to_string(n % 4)).string(), Content(5000 + n % 7, static_cast<std::uint8_t>(n)), error);
+        ::_exit(0);
+    }
+    for (int wait = 0; wait < 500 && !fs::exists(dir_ / "3"); ++wait) ::usleep(10000);
+    ::usleep(50000);  // well into rewriting the four files, an old one kept throughout
+    ASSERT_EQ(::kill(child, SIGINT), 0);
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGINT) << status;
+    std::vector<std::string> names;
+    for (const auto& entry : fs::directory_iterator(dir_)) names.push_back(entry.path().filename().string());
+    std::sort(names.begin(), names.end());
+    EXPECT_EQ(names, (std::vector<std::string>{"0", "1", "2", "3"}));
 }
 
 TEST_F(FileIo, ReadsAreBounded) {
