@@ -366,15 +366,14 @@ CKvDocument* OpenAnimatedCursor(CKvApp& app, const QString& path) {
         AniReadStatus status = AniReadStatus::NotReadable;
     };
     auto read = std::make_shared<Read>();
-    if (!RunLongWork(app.Prompts(), app.MainFrame(), QString(text::kOpeningFile).arg(QFileInfo(path).fileName()),
-                     [read, file = path.toStdString()] {
-                         std::string error;
-                         try {
-                             read->status = LoadAniFile(file, read->steps, error, &read->info);
-                         } catch (const std::bad_alloc&) {
-                             read->status = AniReadStatus::OutOfMemory;
-                         }
-                     }))
+    if (!RunFileRead(app.Prompts(), app.MainFrame(), path, [read, file = path.toStdString()] {
+            std::string error;
+            try {
+                read->status = LoadAniFile(file, read->steps, error, &read->info);
+            } catch (const std::bad_alloc&) {
+                read->status = AniReadStatus::OutOfMemory;
+            }
+        }))
         return nullptr;
     switch (read->status) {
         case AniReadStatus::Ok: break;

@@ -317,14 +317,13 @@ CKvDocument* CKvApp::OpenDocumentFile(const QString& givenPath) {
                 bool ok = false;
             };
             auto read = std::make_shared<Read>();
-            if (!RunLongWork(*prompts_, mainFrame_.get(), QString(text::kOpeningFile).arg(QFileInfo(path).fileName()),
-                             [read, file = path.toStdString()] {
-                                 try {
-                                     read->ok = LoadIconContainer(file, read->contents, read->error);
-                                 } catch (const std::bad_alloc&) {
-                                     read->error = kOutOfMemoryText;
-                                 }
-                             }))
+            if (!RunFileRead(*prompts_, mainFrame_.get(), path, [read, file = path.toStdString()] {
+                    try {
+                        read->ok = LoadIconContainer(file, read->contents, read->error);
+                    } catch (const std::bad_alloc&) {
+                        read->error = kOutOfMemoryText;
+                    }
+                }))
                 return nullptr;
             if (!read->ok) {
                 if (read->error == kOutOfMemoryText) ShowError(text::kOutOfMemory, text::kOutOfMemoryTitle);
@@ -352,9 +351,7 @@ CKvDocument* CKvApp::OpenDocumentFile(const QString& givenPath) {
             auto picture = std::make_shared<QImage>();
             if (resource == shell::kTemplateVector) {
                 *picture = RenderDrawing(path, QSize(prefs.DefaultWmfCX, prefs.DefaultWmfCY));
-            } else if (!RunLongWork(*prompts_, mainFrame_.get(),
-                                    QString(text::kOpeningFile).arg(QFileInfo(path).fileName()),
-                                    [picture, path] { *picture = ReadPicture(path); })) {
+            } else if (!RunFileRead(*prompts_, mainFrame_.get(), path, [picture, path] { *picture = ReadPicture(path); })) {
                 return nullptr;
             }
             const QImage image = *picture;

@@ -2,13 +2,16 @@
 
 #include <QApplication>
 #include <QEventLoop>
+#include <QFileInfo>
 #include <QFutureWatcher>
 #include <QProgressDialog>
 #include <QTimer>
 #include <QtConcurrent/QtConcurrentRun>
 #include <memory>
+#include <utility>
 
 #include "app/prompts.h"
+#include "app/texts.h"
 #include "image/busy.h"
 
 namespace tellurine::app {
@@ -70,6 +73,10 @@ bool RunLongWork(UserPrompts& prompts, QWidget* parent, const QString& label, st
     cancelled = cancelled || dialog.wasCanceled();
     if (!cancelled && !watcher.isFinished()) loop.exec();
     return !cancelled;
+}
+
+bool RunFileRead(UserPrompts& prompts, QWidget* parent, const QString& path, std::function<void()> read) {
+    return RunLongWork(prompts, parent, QString(text::kOpeningFile).arg(QFileInfo(path).fileName()), std::move(read));
 }
 
 void InstallBusyCursor() { SetBusyHook(ShowBusy); }

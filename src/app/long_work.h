@@ -20,6 +20,9 @@ int& ProgressDelayMs();
 // True when it finished, false when the user cancelled (nothing of the work may then be used).
 bool RunLongWork(UserPrompts& prompts, QWidget* parent, const QString& label, std::function<void()> work);
 
+// RunLongWork for reading the file at `path` to open it, its progress labelled with the file's name.
+bool RunFileRead(UserPrompts& prompts, QWidget* parent, const QString& path, std::function<void()> read);
+
 // Makes the core's busy hook show the wait cursor, from whichever thread the work runs on.
 void InstallBusyCursor();
 
