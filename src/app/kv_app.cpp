@@ -393,10 +393,9 @@ CIconProject* CKvApp::NewIconProject(const NewIconChoice& choice) {
     CIconDoc doc;
     doc.macintosh = choice.macintosh;
     for (const shell::NewFormat& format : choice.formats) {
-        // A new format is fully transparent: an empty 32-bit picture made into the format's depth.
-        const Block picture = CreateDibBlock(format.size, format.size, 32);
+        // A new format is fully transparent, an indexed one with its depth's standard palette.
         CKvIcon icon;
-        if (picture.empty() || !FormatFromPicture(picture, format.bits, icon)) {
+        if (!MakeBlankFormat(format.size, format.size, format.bits, icon)) {
             ShowError(text::kOutOfMemory, text::kOutOfMemoryTitle);
             return nullptr;
         }
@@ -537,31 +536,24 @@ bool CKvApp::SaveDocumentAs(CKvDocument* document) {
         const QString added = star >= 0 ? selected.mid(star + 1).section(' ', 0, 0).remove(')') : QString(".ico");
         path += added;
     }
-    prefs.ActualDir = QFileInfo(path).absolutePath().toStdString();
     return DoSave(*project, path);
 }
 
 bool CKvApp::DoSave(CIconProject& project, const QString& path) {
-    CIconDoc& doc = project.Doc();
+    // The document is not touched until the file is written: the kind, the order of the formats
+    // and the chosen format stay as they are whatever the save does.
+    const CIconDoc& doc = project.Doc();
     const std::string ext = LowerExtension(path.toStdString());
-    const bool wasMac = doc.macintosh, wasCursor = doc.cursor;
-    doc.macintosh = ext == ".icns";
-    doc.cursor = ext == ".cur";
+    const IconContainer kind = ext == ".icns" ? IconContainer::Icns : ext == ".cur" ? IconContainer::Cur : IconContainer::Ico;
 
     std::vector<std::uint8_t> bytes;
     std::vector<int> leftOut;
-    if (!WriteIconProject(doc, prefs.WinExplorerCompatibleOrder != 0, bytes, &leftOut)) {
-        doc.macintosh = wasMac;
-        doc.cursor = wasCursor;
-        project.NotifyFormatsChanged(false);
+    if (!WriteIconProjectAs(doc, kind, prefs.WinExplorerCompatibleOrder != 0, bytes, &leftOut)) {
         ShowError(QString(text::kSaveFailed)
-                      .arg(QDir::toNativeSeparators(path),
-                           doc.macintosh ? "no format of the icon has a Macintosh element"
-                                         : "a format could not be written"));
+                      .arg(QDir::toNativeSeparators(path), kind == IconContainer::Icns ? text::kNoMacElement
+                                                                                      : text::kFormatNotWritten));
         return false;
     }
-    // Writing sorted the formats.
-    project.NotifyFormatsChanged(false);
 
     const QFileInfo target(path);
     if (target.exists() && target != QFileInfo(project.PathName())) {
@@ -577,24 +569,29 @@ bool CKvApp::DoSave(CIconProject& project, const QString& path) {
         facts.projectSize = static_cast<qint64>(bytes.size());
         facts.projectDate = project.LastChange();
         if (const CIconObject* best = doc.LargestFormat()) facts.projectPicture = ImageFromIcon(best->Icon());
-        facts.macintosh = doc.macintosh;
+        facts.macintosh = kind == IconContainer::Icns;
         std::unique_ptr<CDialAskOverwriteIconProject> dialog =
-            doc.macintosh ? std::make_unique<CDialAskOverwriteIconProjectMac>(facts, mainFrame_.get())
-                          : std::make_unique<CDialAskOverwriteIconProject>(facts, mainFrame_.get());
-        if (prompts_->Exec(*dialog) != QDialog::Accepted) {
-            doc.macintosh = wasMac;
-            doc.cursor = wasCursor;
-            return false;
-        }
+            facts.macintosh ? std::make_unique<CDialAskOverwriteIconProjectMac>(facts, mainFrame_.get())
+                            : std::make_unique<CDialAskOverwriteIconProject>(facts, mainFrame_.get());
+        if (prompts_->Exec(*dialog) != QDialog::Accepted) return false;
     }
 
     std::string error;
     if (!WriteFileAtomically(path.toStdString(), bytes, error, Durability::Flush)) {
-        doc.macintosh = wasMac;
-        doc.cursor = wasCursor;
         ShowError(QString(text::kSaveFailed).arg(QDir::toNativeSeparators(path), Native(error)));
         return false;
     }
+    // The file is written: from here on the document is that file's, under its kind.
+    CIconDoc& saved = project.Doc();
+    saved.macintosh = kind == IconContainer::Icns;
+    saved.cursor = kind == IconContainer::Cur;
+    project.container = kind;
+    project.SetPathName(target.absoluteFilePath());
+    prefs.ActualDir = target.absolutePath().toStdString();
+    // A family may hold less than the document (formats without an element, colours of a fixed
+    // palette): the document then stays modified, so that closing it still asks.
+    const bool whole = leftOut.empty() && (kind != IconContainer::Icns || FileHoldsDocument(doc, bytes));
+    project.SetModifiedFlag(!whole);
     if (!leftOut.empty()) {
         QStringList lines;
         for (const int i : leftOut)
@@ -603,10 +600,7 @@ bool CKvApp::DoSave(CIconProject& project, const QString& path) {
         prompts_->ShowMessage(mainFrame_.get(), QMessageBox::Warning, text::kAppTitle,
                               QString(text::kLeftOutFormats).arg(target.fileName(), lines.join('\n')));
     }
-    project.container = doc.macintosh ? IconContainer::Icns : doc.cursor ? IconContainer::Cur : IconContainer::Ico;
-    project.SetPathName(target.absoluteFilePath());
-    project.SetModifiedFlag(false);
-    if (recovery_) recovery_->Forget(&project);
+    if (whole && recovery_) recovery_->Forget(&project);
     AddToRecentFileList(target.absoluteFilePath());
     mainFrame_->updateActions();
     return true;

@@ -24,6 +24,8 @@ inline constexpr const char* kOpeningFile = "Opening %1...";
 // Saving.
 inline constexpr const char* kSaveChanges = "Save changes to %1?";
 inline constexpr const char* kSaveFailed = "The file %1 could not be saved: %2";
+inline constexpr const char* kNoMacElement = "no format of the icon has a Macintosh element";
+inline constexpr const char* kFormatNotWritten = "a format could not be written";
 inline constexpr const char* kLeftOutFormats =
     "A Macintosh icon family has no element for these formats, which were not saved in %1:\n%2";
 

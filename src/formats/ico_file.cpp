@@ -74,30 +74,32 @@ bool ReadIconFile(std::span<const std::uint8_t> bytes, CIconDoc& doc, IconFileTy
     return ok;
 }
 
-bool WriteIconFile(CIconDoc& doc, bool explorerCompatibleOrder, std::vector<std::uint8_t>& out) {
+bool WriteIconFile(const CIconDoc& doc, bool explorerCompatibleOrder, std::vector<std::uint8_t>& out,
+                   std::optional<bool> asCursor) {
     out.clear();
+    const bool cursor = asCursor.value_or(doc.cursor);
     const int count = doc.GetFormatCount();
     if (count < 1 || count > 0xFFFF) return false;
-    doc.SortFormats(explorerCompatibleOrder);
+    const std::vector<const CIconObject*> order = doc.SaveOrder(explorerCompatibleOrder);
 
     try {
         Archive ar = Archive::ForStoring();
         std::size_t expected = kHeaderSize + static_cast<std::size_t>(count) * kEntrySize;
-        for (int i = 0; i < count; ++i) expected += doc.GetFormat(i)->Icon().BlockSize();
+        for (int i = 0; i < count; ++i) expected += order[static_cast<std::size_t>(i)]->Icon().BlockSize();
         ar.Reserve(expected);
         ar.WriteU16(0);
-        ar.WriteU16(doc.cursor ? 2 : 1);
+        ar.WriteU16(cursor ? 2 : 1);
         ar.WriteU16(static_cast<std::uint16_t>(count));
         const std::size_t directory = ar.Position();
         ar.WriteZeros(static_cast<std::size_t>(count) * kEntrySize);
 
         std::vector<std::uint8_t> entries(static_cast<std::size_t>(count) * kEntrySize);
         for (int i = 0; i < count; ++i) {
-            const CKvIcon& icon = doc.GetFormat(i)->Icon();
+            const CKvIcon& icon = order[static_cast<std::size_t>(i)]->Icon();
             const std::size_t offset = ar.Position();
             std::uint32_t written = 0;
             if (icon.IsEmpty() || offset > std::numeric_limits<std::uint32_t>::max()) return false;
-            if (doc.cursor) {
+            if (cursor) {
                 if (!icon.WriteImage(ar)) return false;
                 written = static_cast<std::uint32_t>(ar.Position() - offset);
             } else if (!icon.WriteImage(ar, written)) {
@@ -109,7 +111,7 @@ bool WriteIconFile(CIconDoc& doc, bool explorerCompatibleOrder, std::vector<std:
             e[1] = DirectoryByte(icon.Height());
             e[2] = DirectoryByte(icon.ColorCount());
             e[3] = 0;
-            if (doc.cursor) {
+            if (cursor) {
                 StoreU16(e + 4, HotspotField(icon.PointX(), icon.Width()));
                 StoreU16(e + 6, HotspotField(icon.PointY(), icon.Height()));
             } else {

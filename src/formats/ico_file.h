@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <span>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -33,7 +34,7 @@ enum class IconFileType { Icon = 1, Cursor = 2 };
 // entry (planes field x, bit count field y) as its point.
 bool ReadIconFile(std::span<const std::uint8_t> bytes, CIconDoc& doc, IconFileType* type = nullptr);
 
-// Sorts the formats (see CIconDoc::SortFormats) and writes them as an icon file (type 1): header,
+// Writes the formats in their save order (CIconDoc::SaveOrder; the document keeps its own) as an icon file (type 1): header,
 // directory, then each image, in bitmap form or, when its compressed flag is set, as PNG.
 // Directory entries: width, height and colour count in their low 8 bits (256 is written as 0),
 // reserved 0, planes 1, the format's bits (32 whenever it has alpha), the bytes written and the
@@ -43,7 +44,9 @@ bool ReadIconFile(std::span<const std::uint8_t> bytes, CIconDoc& doc, IconFileTy
 // hotspot in the planes and bit count fields (a point outside the image counts as 0), and every
 // image is written in bitmap form, since a reader decodes a PNG image at the depth the hotspot's y
 // would name.
-bool WriteIconFile(CIconDoc& doc, bool explorerCompatibleOrder, std::vector<std::uint8_t>& out);
+// `asCursor`, when given, decides the file's kind instead of the document's cursor flag.
+bool WriteIconFile(const CIconDoc& doc, bool explorerCompatibleOrder, std::vector<std::uint8_t>& out,
+                   std::optional<bool> asCursor = std::nullopt);
 
 // The same on a file (saving goes through SaveIconProject in icon_project.h).
 bool LoadIconFile(const std::string& path, CIconDoc& doc, std::string& error, IconFileType* type = nullptr);

@@ -162,14 +162,64 @@ bool LoadIconContainer(const std::string& path, IconFileContents& contents, std:
     return true;
 }
 
-bool WriteIconProject(CIconDoc& doc, bool explorerCompatibleOrder, std::vector<std::uint8_t>& out,
+bool WriteIconProject(const CIconDoc& doc, bool explorerCompatibleOrder, std::vector<std::uint8_t>& out,
                       std::vector<int>* leftOut) {
-    if (leftOut != nullptr) leftOut->clear();
-    if (doc.macintosh) return WriteIcnsFamily(doc, out, leftOut);
-    return WriteIconFile(doc, explorerCompatibleOrder, out);
+    return WriteIconProjectAs(doc, doc.macintosh ? IconContainer::Icns : doc.cursor ? IconContainer::Cur : IconContainer::Ico,
+                              explorerCompatibleOrder, out, leftOut);
 }
 
-bool SaveIconProject(const std::string& path, CIconDoc& doc, bool explorerCompatibleOrder, std::string& error,
+bool WriteIconProjectAs(const CIconDoc& doc, IconContainer as, bool explorerCompatibleOrder,
+                        std::vector<std::uint8_t>& out, std::vector<int>* leftOut) {
+    if (leftOut != nullptr) leftOut->clear();
+    if (as == IconContainer::Icns) return WriteIcnsFamily(doc, out, leftOut);
+    return WriteIconFile(doc, explorerCompatibleOrder, out, as == IconContainer::Cur);
+}
+
+namespace {
+
+// A format's pixels as they show: a pixel nobody can see (alpha 0, or a transparent AND/XOR
+// pixel) counts by what it is, not by the colour it happens to keep.
+bool ShownPixels(const CKvIcon& icon, DeviceBitmap& color, DeviceBitmap& mask) {
+    if (!icon.ToBitmaps(color, mask, nullptr)) return false;
+    const bool alpha = icon.HasAlpha();
+    for (int y = 0; y < color.Height(); ++y) {
+        std::uint32_t* c = color.Row(y);
+        const std::uint32_t* m = mask.Row(y);
+        for (int x = 0; x < color.Width(); ++x) {
+            if (alpha ? (m[x] & 0xFF) == 0 : (m[x] & 0xFFFFFF) == 0xFFFFFF)
+                c[x] = !alpha && (c[x] & 0xFFFFFF) == 0xFFFFFF ? 0xFFFFFF : 0;
+        }
+    }
+    return true;
+}
+
+}  // namespace
+
+bool FileHoldsDocument(const CIconDoc& doc, std::span<const std::uint8_t> bytes) {
+    IconFileContents contents;
+    if (!ReadIconContainer({}, bytes, contents) || contents.icons.size() != 1) return false;
+    const CIconDoc& read = contents.icons.front().doc;
+    // Each read format answers for one format of the document; the order may differ.
+    std::vector<bool> used(static_cast<std::size_t>(read.GetFormatCount()), false);
+    for (int i = 0; i < doc.GetFormatCount(); ++i) {
+        const CKvIcon& mine = doc.GetFormat(i)->Icon();
+        DeviceBitmap color, mask;
+        if (!ShownPixels(mine, color, mask)) return false;
+        bool found = false;
+        for (int j = 0; j < read.GetFormatCount() && !found; ++j) {
+            const CKvIcon& theirs = read.GetFormat(j)->Icon();
+            if (used[static_cast<std::size_t>(j)] || theirs.Width() != mine.Width() ||
+                theirs.Height() != mine.Height() || theirs.BitsPerPixel() != mine.BitsPerPixel())
+                continue;
+            DeviceBitmap c, m;
+            if (ShownPixels(theirs, c, m) && c == color && m == mask) found = used[static_cast<std::size_t>(j)] = true;
+        }
+        if (!found) return false;
+    }
+    return true;
+}
+
+bool SaveIconProject(const std::string& path, const CIconDoc& doc, bool explorerCompatibleOrder, std::string& error,
                      Durability durability, std::vector<int>* leftOut) {
     std::vector<std::uint8_t> bytes;
     if (!WriteIconProject(doc, explorerCompatibleOrder, bytes, leftOut)) {

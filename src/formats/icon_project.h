@@ -76,10 +76,18 @@ bool LoadIconContainer(const std::string& path, IconFileContents& contents, std:
 // Writes a project in its own file format (see above) as the bytes of a file. `leftOut` receives
 // the indices of formats a Macintosh family has no element for. False, with `out` empty, when
 // nothing could be written.
-bool WriteIconProject(CIconDoc& doc, bool explorerCompatibleOrder, std::vector<std::uint8_t>& out,
+bool WriteIconProject(const CIconDoc& doc, bool explorerCompatibleOrder, std::vector<std::uint8_t>& out,
                       std::vector<int>* leftOut = nullptr);
+// The same as a file of the kind `as` (Ico, Cur or Icns), whatever the document's own flags say:
+// a save under another name writes the new kind without touching the document first.
+bool WriteIconProjectAs(const CIconDoc& doc, IconContainer as, bool explorerCompatibleOrder,
+                        std::vector<std::uint8_t>& out, std::vector<int>* leftOut = nullptr);
+// True when the file `bytes` reads back with every format of the document at its size and depth,
+// pixel for pixel (colours, mask and alpha): a save that holds less must not mark the document as
+// saved. False for a file that cannot be read.
+bool FileHoldsDocument(const CIconDoc& doc, std::span<const std::uint8_t> bytes);
 // The same to a file, written beside the target and renamed over it only when complete.
-bool SaveIconProject(const std::string& path, CIconDoc& doc, bool explorerCompatibleOrder, std::string& error,
+bool SaveIconProject(const std::string& path, const CIconDoc& doc, bool explorerCompatibleOrder, std::string& error,
                      Durability durability = Durability::Flush, std::vector<int>* leftOut = nullptr);
 
 // Where making an icon file from a picture stopped.

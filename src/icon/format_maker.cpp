@@ -1,6 +1,7 @@
 #include "icon/format_maker.h"
 
 #include <algorithm>
+#include <iterator>
 #include <atomic>
 #include <cstring>
 #include <new>
@@ -13,6 +14,7 @@
 #include "imaging/palette_map.h"
 #include "imaging/quantizer.h"
 #include "imaging/resample.h"
+#include "icon/standard_palette.h"
 
 namespace tellurine {
 namespace {
@@ -201,6 +203,30 @@ bool IsMakeableDepth(int bits) { return bits == 1 || bits == 4 || bits == 8 || b
 std::uint32_t ColorsForDepth(int bits) {
     const int index = IndexBits(bits);
     return index == 0 ? 0u : 1u << index;
+}
+
+Palette StandardPaletteForDepth(int bits) {
+    Palette palette;
+    switch (bits) {
+        case 1: palette.entries = {PaletteEntry{0, 0, 0, 0}, PaletteEntry{255, 255, 255, 0}}; break;
+        case 4: palette.entries.assign(std::begin(kStandardColors16), std::end(kStandardColors16)); break;
+        case 8: palette.entries.assign(StandardColors256().begin(), StandardColors256().end()); break;
+        default: break;
+    }
+    return palette;
+}
+
+bool MakeBlankFormat(std::int32_t width, std::int32_t height, int bits, CKvIcon& out) {
+    if (!IsMakeableDepth(bits)) return false;
+    CKvIcon icon;
+    if (!icon.SetFormat(width, height, ColorsForDepth(bits), bits == 32)) return false;
+    const DeviceBitmap color = DeviceBitmap::Create(width, height, 0);
+    const DeviceBitmap mask = DeviceBitmap::Create(width, height, bits == 32 ? 0 : 0xFFFFFF);  // white: the AND bit
+    if (color.IsNull() || mask.IsNull()) return false;
+    const Palette palette = StandardPaletteForDepth(bits);
+    if (!icon.FromBitmaps(color, mask, palette.empty() ? nullptr : &palette)) return false;
+    out = std::move(icon);
+    return true;
 }
 
 bool FormatFromPicture(const Block& picture32, int bits, CKvIcon& out) {

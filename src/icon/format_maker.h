@@ -68,6 +68,16 @@ std::uint32_t ColorsForDepth(int bits);
 // memory.
 bool FormatFromPicture(const Block& picture32, int bits, CKvIcon& out);
 
+// The palette a new format of an indexed depth starts with: black and white for 1 bit, the 16
+// standard colours for 4 bits, the standard 256-colour palette for 8 bits; empty otherwise.
+Palette StandardPaletteForDepth(int bits);
+
+// Makes `out` a new, fully transparent format of the given size and depth: every AND bit set over
+// black (alpha 0 at 32 bits), and an indexed depth's table the standard palette of its depth, so
+// that whatever is drawn on it later finds the colours it was drawn with. False, with `out`
+// unchanged, for a depth that cannot be made, a refused size or lack of memory.
+bool MakeBlankFormat(std::int32_t width, std::int32_t height, int bits, CKvIcon& out);
+
 // A format of the given size and depth made from the picture of an existing format: resampled,
 // then, while the creation switch is on and the size changed, filtered at the preference's level
 // when it is enabled and not 10. False (nothing made, source untouched) for a size of 0 or over

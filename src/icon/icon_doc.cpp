@@ -78,6 +78,16 @@ void CIconDoc::SortFormats(bool explorerCompatibleOrder) {
     });
 }
 
+std::vector<const CIconObject*> CIconDoc::SaveOrder(bool explorerCompatibleOrder) const {
+    std::vector<const CIconObject*> order;
+    order.reserve(formats_.size());
+    for (const auto& f : formats_) order.push_back(f.get());
+    ExchangeSort(order, [explorerCompatibleOrder](const CIconObject* a, const CIconObject* b) {
+        return CIconGroup::Precedes(a->Icon(), b->Icon(), explorerCompatibleOrder);
+    });
+    return order;
+}
+
 CIconGroup CIconDoc::BuildIconGroup(bool* ok) const {
     CIconGroup group;
     group.name = name;

@@ -72,6 +72,9 @@ public:
     // every format that is not 32-bit first by ascending width then bits, then the 32-bit
     // formats by width.
     void SortFormats(bool explorerCompatibleOrder);
+    // The formats in the order SortFormats would give them, leaving the document as it is: what a
+    // file is written in, so that saving never reorders what the user sees.
+    [[nodiscard]] std::vector<const CIconObject*> SaveOrder(bool explorerCompatibleOrder) const;
 
     // A group whose images are copies of the formats' images, in array order, named after the
     // document. `ok` (when given) is false when memory ran out and the group is short.

@@ -326,7 +326,7 @@ int CKvIcon::FromBitmaps(const DeviceBitmap& color, const DeviceBitmap& mask, co
     header.compression = 0;
     header.sizeImage = static_cast<std::uint32_t>(l.colorImageSize);
     header.clrUsed = colors_;
-    header.clrImportant = colors_;
+    header.clrImportant = 0;  // every colour is important; readers warn about any other value
     header.Store(base);
     return 1;
 }
@@ -626,7 +626,7 @@ Block CKvIcon::NewImageBlock(std::int32_t width, std::int32_t height, std::uint3
     header.planes = 1;
     header.bitCount = static_cast<std::uint16_t>(l.bits);
     header.clrUsed = colors;
-    header.clrImportant = colors;
+    header.clrImportant = 0;  // every colour is important; readers warn about any other value
     header.Store(block.data());
     return block;
 }

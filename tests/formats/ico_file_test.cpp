@@ -151,11 +151,16 @@ TEST(IcoWrite, ImagesFollowEachOtherInSortedOrder) {
     const std::vector<std::uint8_t> file = Write(doc);
     ASSERT_EQ(LoadU16(file.data() + 4), 4);
     const int bits[] = {1, 8, 24, 32};
+    // The file is in the save order; the document keeps the order the user sees.
+    const int documentIndex[] = {1, 2, 3, 0};
+    const int documentBits[] = {32, 1, 8, 24};
+    for (int i = 0; i < 4; ++i) EXPECT_EQ(doc.GetFormat(i)->BitCount(), documentBits[i]);
     std::uint32_t offset = 6 + 4 * 16;
     for (int i = 0; i < 4; ++i) {
         EXPECT_EQ(LoadU16(Entry(file, i) + 6), bits[i]);
         EXPECT_EQ(LoadU32(Entry(file, i) + 12), offset);
-        EXPECT_EQ(LoadU32(Entry(file, i) + 8), i < 3 ? doc.GetFormat(i)->Icon().BlockSize() : file.size() - offset);
+        EXPECT_EQ(LoadU32(Entry(file, i) + 8),
+                  i < 3 ? doc.GetFormat(documentIndex[i])->Icon().BlockSize() : file.size() - offset);
         offset += LoadU32(Entry(file, i) + 8);
     }
     EXPECT_EQ(offset, file.size());
@@ -565,9 +570,10 @@ TEST_F(IcoFiles, SaveThenLoad) {
     ASSERT_TRUE(LoadIconFile(path, back, error)) << error;
     EXPECT_FALSE(back.macintosh);
     ASSERT_EQ(back.GetFormatCount(), 2);
-    EXPECT_EQ(back.GetFormat(0)->Width(), 256);  // saving sorted the project: largest first
+    EXPECT_EQ(back.GetFormat(0)->Width(), 256);  // the file is in the save order: largest first
+    EXPECT_EQ(doc.GetFormat(0)->Width(), 48);    // the project keeps its own
     EXPECT_TRUE(back.GetFormat(0)->Icon().IsCompressed());
-    for (int i = 0; i < 2; ++i) EXPECT_EQ(BlockBytes(back.GetFormat(i)->Icon()), BlockBytes(doc.GetFormat(i)->Icon()));
+    for (int i = 0; i < 2; ++i) EXPECT_EQ(BlockBytes(back.GetFormat(i)->Icon()), BlockBytes(doc.GetFormat(1 - i)->Icon()));
 }
 
 TEST_F(IcoFiles, FailuresLeaveFilesAndDocumentsClean) {
