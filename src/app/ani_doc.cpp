@@ -133,8 +133,8 @@ QPixmap CAniStepListModel::Thumbnail(int row) const {
 namespace {
 
 // The canvas's backdrop tile as an image, to tile a brush with.
-QImage BackdropTile() {
-    const DeviceBitmap& tile = SharedCanvas().resources.backdrop;
+QImage BackdropTile(const editor::CanvasResources& resources) {
+    const DeviceBitmap& tile = resources.backdrop;
     if (tile.IsNull()) return {};
     // Rows hold 0x00RRGGBB, which is QImage's RGB32.
     return QImage(reinterpret_cast<const uchar*>(tile.Row(0)), tile.Width(), tile.Height(),
@@ -144,7 +144,8 @@ QImage BackdropTile() {
 
 }  // namespace
 
-CAniPlayerView::CAniPlayerView(QWidget* parent) : QWidget(parent) {
+CAniPlayerView::CAniPlayerView(const editor::CanvasResources& resources, QWidget* parent)
+    : QWidget(parent), resources_(resources) {
     setObjectName("CAniPlayerView");
     setAttribute(Qt::WA_OpaquePaintEvent);
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
@@ -174,7 +175,7 @@ void CAniPlayerView::paintEvent(QPaintEvent* event) {
     if (picture_.isNull()) return;
     const QRect target = PictureRect();
     // The backdrop's blocks are fixed to the picture, as on the canvas.
-    QBrush backdrop(BackdropTile());
+    QBrush backdrop(BackdropTile(resources_));
     backdrop.setTransform(QTransform::fromTranslate(target.left(), target.top()));
     painter.fillRect(target, backdrop);
     painter.drawImage(target, picture_);
@@ -232,7 +233,7 @@ CImageDocMDI::CImageDocMDI(CKvApp& app, CAniDocument& document, QWidget* parent)
         ShowStep();
     });
 
-    playerView = new CAniPlayerView(this);
+    playerView = new CAniPlayerView(app.canvas.resources, this);
     infoLabel = new QLabel(document_.InfoText(), this);
     infoLabel->setTextInteractionFlags(Qt::TextSelectableByMouse);
     infoLabel->setVisible(!infoLabel->text().isEmpty());

@@ -13,6 +13,7 @@
 
 #include "app/documents.h"
 #include "editor/ani_player.h"
+#include "editor/canvas_resources.h"
 #include "formats/ani_file.h"
 
 class QAction;
@@ -67,7 +68,7 @@ private:
 class CAniPlayerView : public QWidget {
     Q_OBJECT
 public:
-    explicit CAniPlayerView(QWidget* parent = nullptr);
+    explicit CAniPlayerView(const editor::CanvasResources& resources, QWidget* parent = nullptr);
     void SetPicture(const QImage& picture, QPoint hotspot);
     [[nodiscard]] const QImage& Picture() const { return picture_; }
     [[nodiscard]] QPoint Hotspot() const { return hotspot_; }
@@ -80,6 +81,7 @@ protected:
     void paintEvent(QPaintEvent* event) override;
 
 private:
+    const editor::CanvasResources& resources_;
     QImage picture_;
     QPoint hotspot_;
 };

@@ -33,7 +33,8 @@ QImage PatternImage(const DeviceBitmap& pattern) {
 
 }  // namespace
 
-CColorBar::CColorBar(editor::ColourSelection& colours, QWidget* parent) : QWidget(parent), colours_(colours) {
+CColorBar::CColorBar(editor::ColourSelection& colours, const editor::CanvasResources& resources, QWidget* parent)
+    : QWidget(parent), colours_(colours), resources_(resources) {
     setObjectName("CColorBar");
     foregroundOpacity = new QSlider(Qt::Horizontal, this);
     backgroundOpacity = new QSlider(Qt::Horizontal, this);
@@ -104,7 +105,7 @@ void CColorBar::resizeEvent(QResizeEvent* event) {
 }
 
 void CColorBar::DrawSample(QPainter& painter, const QRect& rect, editor::ColourValue value) const {
-    const editor::CanvasResources& res = SharedCanvas().resources;
+    const editor::CanvasResources& res = resources_;
     switch (editor::KindOf(value)) {
         case editor::ColourKind::Transparent: painter.fillRect(rect, QBrush(PatternImage(res.transparentSwatch))); break;
         case editor::ColourKind::Inverted: painter.fillRect(rect, QBrush(PatternImage(res.invertedSwatch))); break;

@@ -6,6 +6,7 @@
 
 #include <QWidget>
 
+#include "editor/canvas_resources.h"
 #include "editor/colour_value.h"
 #include "image/palette.h"
 
@@ -16,7 +17,7 @@ namespace tellurine::app {
 class CColorBar : public QWidget {
     Q_OBJECT
 public:
-    CColorBar(editor::ColourSelection& colours, QWidget* parent = nullptr);
+    CColorBar(editor::ColourSelection& colours, const editor::CanvasResources& resources, QWidget* parent = nullptr);
 
     // The edited format's depth (0 when none) and, for 8 bits, its palette.
     void SetFormat(int bits, const Palette& palette);
@@ -47,6 +48,7 @@ private:
     void DrawSample(QPainter& painter, const QRect& rect, editor::ColourValue value) const;
     void LayOutSliders();
     editor::ColourSelection& colours_;
+    const editor::CanvasResources& resources_;
     int bits_ = 0;
     Palette palette_;
     std::vector<editor::ColourValue> cells_;

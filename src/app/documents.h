@@ -10,7 +10,7 @@
 #include <map>
 
 #include "app/shell/doc_templates.h"
-#include "editor/undo_history.h"
+#include "editor/edit_session.h"
 #include "formats/icon_project.h"
 #include "icon/icon_doc.h"
 
@@ -65,18 +65,15 @@ public:
     // Tells the views that the formats changed (in number, order or content).
     void NotifyFormatsChanged(bool modified);
 
-    // The editable state of format `index` (its colour image, mask, palette and depth), made from
-    // the format's image on first use; null outside the list.
-    editor::FormatState* EditState(int index);
-    // Records the format's state in its undo history before an edit.
-    void RecordUndo(int index);
-    // Writes the edited state back into the format's image, marks the project modified and tells
-    // the views which format changed.
-    void CommitEdit(int index);
-    [[nodiscard]] bool CanUndo(int index) const;
-    [[nodiscard]] bool CanRedo(int index) const;
-    bool Undo(int index);
-    bool Redo(int index);
+    // The edit session: every format's editable state and undo history, strokes and the
+    // write-back of each edit into the icon. It tells the project after each edit.
+    [[nodiscard]] editor::EditSession& Session() { return session_; }
+    // The editable state of format `index`, made on first use; null outside the list.
+    editor::FormatState* EditState(int index) { return session_.State(index); }
+    [[nodiscard]] bool CanUndo(int index) const { return session_.CanUndo(index); }
+    [[nodiscard]] bool CanRedo(int index) const { return session_.CanRedo(index); }
+    bool Undo(int index) { return session_.Undo(index); }
+    bool Redo(int index) { return session_.Redo(index); }
 
 signals:
     void formatsChanged();
@@ -84,15 +81,8 @@ signals:
     void formatEdited(int index);
 
 private:
-    struct FormatEdit {
-        editor::FormatState state;
-        editor::UndoHistory history;
-    };
-    const FormatEdit* FindEdit(int index) const;
-    // Undo or redo on a format's history, then the restored state back into the format.
-    bool Step(int index, bool (editor::UndoHistory::*step)(editor::FormatState&));
     CIconDoc doc_;
-    std::map<const CIconObject*, FormatEdit> edits_;
+    editor::EditSession session_{doc_};
     QDateTime lastChange_ = QDateTime::currentDateTime();
 };
 

@@ -163,7 +163,8 @@ void CFormatBar::SetCurrentFormat(int index) {
 
 // ---- Preview -----------------------------------------------------------------------------------
 
-CIconPreview::CIconPreview(CIconProject& project, QWidget* parent) : QWidget(parent), project_(project) {
+CIconPreview::CIconPreview(CIconProject& project, const CanvasContext& context, QWidget* parent)
+    : QWidget(parent), project_(project), context_(context) {
     setObjectName("CIconPreview");
     setAttribute(Qt::WA_OpaquePaintEvent);
     connect(&project_, &CIconProject::formatsChanged, this, &CIconPreview::Refresh);
@@ -187,7 +188,7 @@ void CIconPreview::Refresh() {
 
 void CIconPreview::paintEvent(QPaintEvent* event) {
     QPainter painter(this);
-    const COLORREF c = SharedCanvas().previewColor;
+    const COLORREF c = context_.previewColor;
     painter.fillRect(event->rect(), QColor(GetRValue(c), GetGValue(c), GetBValue(c)));
     if (!picture_.isNull())
         painter.drawImage(QPoint((width() - picture_.width()) / 2, (height() - picture_.height()) / 2), picture_);
@@ -195,11 +196,12 @@ void CIconPreview::paintEvent(QPaintEvent* event) {
 
 // ---- Frame -------------------------------------------------------------------------------------
 
-CIconDocMDI::CIconDocMDI(CIconProject& project, QWidget* parent) : QWidget(parent), project_(project) {
+CIconDocMDI::CIconDocMDI(CIconProject& project, const CanvasContext& context, QWidget* parent)
+    : QWidget(parent), project_(project) {
     setObjectName("CIconDocMDI");
     formatBar = new CFormatBar(project, this);
-    preview = new CIconPreview(project, this);
-    view = new CIconView(project, this);
+    preview = new CIconPreview(project, context, this);
+    view = new CIconView(project, context, this);
     auto* side = new QSplitter(Qt::Vertical, this);
     side->addWidget(formatBar);
     side->addWidget(preview);

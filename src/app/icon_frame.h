@@ -66,7 +66,7 @@ signals:
 class CIconPreview : public QWidget {
     Q_OBJECT
 public:
-    CIconPreview(CIconProject& project, QWidget* parent = nullptr);
+    CIconPreview(CIconProject& project, const CanvasContext& context, QWidget* parent = nullptr);
     [[nodiscard]] int Format() const { return format_; }
     [[nodiscard]] QSize sizeHint() const override;
 
@@ -79,6 +79,7 @@ protected:
 private:
     void Refresh();
     CIconProject& project_;
+    const CanvasContext& context_;
     int format_ = -1;
     QImage picture_;
 };
@@ -87,7 +88,7 @@ private:
 class CIconDocMDI : public QWidget {
     Q_OBJECT
 public:
-    CIconDocMDI(CIconProject& project, QWidget* parent = nullptr);
+    CIconDocMDI(CIconProject& project, const CanvasContext& context, QWidget* parent = nullptr);
     [[nodiscard]] CIconProject& Project() { return project_; }
     [[nodiscard]] int CurrentFormat() const { return formatBar->CurrentFormat(); }
     CFormatBar* formatBar = nullptr;

@@ -11,11 +11,6 @@
 
 namespace tellurine::app {
 
-CanvasContext& SharedCanvas() {
-    static CanvasContext context;
-    return context;
-}
-
 std::function<void()> CIconView::firstPaintHook;
 
 namespace {
@@ -35,14 +30,16 @@ QString ColourCountText(const CIconObject& format) {
 
 }  // namespace
 
-CIconView::CIconView(CIconProject& project, QWidget* parent) : QAbstractScrollArea(parent), project_(project) {
+CIconView::CIconView(CIconProject& project, const CanvasContext& context, QWidget* parent)
+    : QAbstractScrollArea(parent), project_(project), context_(context) {
     setObjectName("CIconView");
     setMinimumSize(200, 200);
     viewport()->setMouseTracking(true);
     viewport()->setAttribute(Qt::WA_OpaquePaintEvent);
     setFocusPolicy(Qt::StrongFocus);
-    gridShown_ = SharedCanvas().showGrid;
-    autoZoom_ = SharedCanvas().autoZoom;
+    gridShown_ = context_.showGrid;
+    project_.Session().preserveTransparency = context_.transparentCopy;
+    autoZoom_ = context_.autoZoom;
     connect(&project_, &CIconProject::formatsChanged, this, &CIconView::Reload);
     connect(&project_, &CIconProject::formatEdited, this, [this](int index) {
         if (index != format_) return;
@@ -152,7 +149,7 @@ void CIconView::paintEvent(QPaintEvent* event) {
         const editor::CanvasView view{zoom_, gridShown_};
         const editor::CanvasRect rect{update.left() + sx, update.top() + sy, update.right() + 1 + sx, update.bottom() + 1 + sy};
         editor::PaintedArea painted;
-        if (renderer_.Paint(image, SharedCanvas().resources, view, Placement(), rect, painted) && !painted.source.IsEmpty()) {
+        if (renderer_.Paint(image, context_.resources, view, Placement(), rect, painted) && !painted.source.IsEmpty()) {
             const DeviceBitmap& work = renderer_.Work();
             // The work bitmap's rows are 0x00RRGGBB, which is what QImage's RGB32 holds.
             const QImage shown(reinterpret_cast<const uchar*>(work.Row(0)), work.Width(), work.Height(),
@@ -199,29 +196,27 @@ void CIconView::ToolResult(const editor::ToolResult& result) {
 }
 
 void CIconView::mousePressEvent(QMouseEvent* event) {
-    CanvasContext& canvas = SharedCanvas();
     const bool right = event->button() == Qt::RightButton;
-    if (canvas.tool == nullptr || canvas.colours == nullptr || stroking_ || (!right && event->button() != Qt::LeftButton))
+    editor::EditSession& session = project_.Session();
+    if (context_.tool == nullptr || context_.colours == nullptr || session.Stroking() ||
+        (!right && event->button() != Qt::LeftButton))
         return QAbstractScrollArea::mousePressEvent(event);
     const editor::PixelHit hit = PixelAt(event->position().toPoint());
     if (!hit.inside || state_ == nullptr) return;
-    // Every change to a format is recorded first.
-    if (canvas.tool->Edits()) project_.RecordUndo(format_);
-    canvas.tool->Attach(*state_);
-    floatingAtPress_ = state_->floatingColor.has_value();
     stroking_ = true;
-    canvas.tool->settings.copyOnMove = (event->modifiers() & (Qt::ControlModifier | Qt::AltModifier)) != 0;
-    ToolResult(canvas.tool->ButtonDown(*state_, *canvas.colours, hit.x, hit.y, right));
+    const bool copy = (event->modifiers() & (Qt::ControlModifier | Qt::AltModifier)) != 0;
+    ToolResult(session.Press(format_, *context_.tool, *context_.colours, hit.x, hit.y, right, copy));
 }
+
+void CIconView::mouseDoubleClickEvent(QMouseEvent* event) { mousePressEvent(event); }
 
 void CIconView::mouseMoveEvent(QMouseEvent* event) {
     const editor::PixelHit hit = PixelAt(event->position().toPoint());
     emit pointerMoved(hit.x, hit.y, hit.inside);
-    CanvasContext& canvas = SharedCanvas();
     // The tool's pointer over the image.
     Qt::CursorShape shape = Qt::ArrowCursor;
-    if (canvas.tool != nullptr && state_ != nullptr && hit.inside) {
-        switch (canvas.tool->QueryCursor(*state_, hit.x, hit.y)) {
+    if (context_.tool != nullptr && state_ != nullptr && hit.inside) {
+        switch (context_.tool->QueryCursor(*state_, hit.x, hit.y)) {
             case editor::ToolCursor::Cross: shape = Qt::CrossCursor; break;
             case editor::ToolCursor::Picker: shape = Qt::PointingHandCursor; break;
             case editor::ToolCursor::Fill: shape = Qt::CrossCursor; break;
@@ -230,47 +225,35 @@ void CIconView::mouseMoveEvent(QMouseEvent* event) {
         }
     }
     if (viewport()->cursor().shape() != shape) viewport()->setCursor(shape);
-    if (stroking_ && canvas.tool != nullptr && state_ != nullptr) {
+    if (stroking_) {
         const QPoint pixel = RawPixel(event->position().toPoint());
-        ToolResult(canvas.tool->PointerMove(*state_, *canvas.colours, pixel.x(), pixel.y()));
+        ToolResult(project_.Session().Move(pixel.x(), pixel.y()));
     }
     QAbstractScrollArea::mouseMoveEvent(event);
 }
 
 void CIconView::mouseReleaseEvent(QMouseEvent* event) {
-    CanvasContext& canvas = SharedCanvas();
-    if (!stroking_ || canvas.tool == nullptr || state_ == nullptr) return QAbstractScrollArea::mouseReleaseEvent(event);
+    if (!stroking_) return QAbstractScrollArea::mouseReleaseEvent(event);
     stroking_ = false;
     const QPoint pixel = RawPixel(event->position().toPoint());
-    ToolResult(canvas.tool->ButtonUp(*state_, *canvas.colours, pixel.x(), pixel.y()));
-    // Drawing a selection rectangle changes no pixel: the file and its modified state stay.
-    const bool onlySelected =
-        canvas.tool->Kind() == editor::ToolKind::Select && !floatingAtPress_ && !state_->floatingColor;
-    if (canvas.tool->Edits() && !onlySelected) project_.CommitEdit(format_);
+    ToolResult(project_.Session().Release(pixel.x(), pixel.y()));
     EmitSelection();
 }
 
 void CIconView::EditFormat(const std::function<void(editor::FormatState&)>& change) {
     if (state_ == nullptr) return;
-    project_.RecordUndo(format_);
-    change(*state_);
-    project_.CommitEdit(format_);
+    project_.Session().Edit(format_, change);
     RefreshCanvas();
 }
 
 void CIconView::ShowPreview(const std::function<bool(editor::FormatState&)>& command) {
     if (state_ == nullptr) return;
-    if (!previewBase_) previewBase_ = *state_;
-    editor::FormatState shown = *previewBase_;
-    if (!command(shown)) shown = *previewBase_;
-    *state_ = std::move(shown);
+    project_.Session().ShowPreview(format_, command);
     viewport()->update();
 }
 
 void CIconView::EndPreview() {
-    if (!previewBase_ || state_ == nullptr) return;
-    *state_ = std::move(*previewBase_);
-    previewBase_.reset();
+    project_.Session().EndPreview();
     viewport()->update();
 }
 

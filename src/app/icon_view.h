@@ -14,8 +14,9 @@
 
 namespace tellurine::app {
 
-// What every canvas shares: the patterns built from the display preferences, and what a new view
-// starts with. The application fills it from the preferences and rebuilds it when they change.
+// What every canvas shares: the patterns built from the display preferences, what a new view
+// starts with, and the current tool and colours. The application owns it, fills it from the
+// preferences and rebuilds it when they change; each window is handed it when it is made.
 struct CanvasContext {
     editor::CanvasResources resources = editor::CanvasResources::Build({});
     bool showGrid = true;   // ShowGrid
@@ -25,12 +26,11 @@ struct CanvasContext {
     editor::ColourSelection* colours = nullptr;  // the colour bar's colours
     bool transparentCopy = true;  // TransparentCopy: a format's "preserve transparency" at first
 };
-CanvasContext& SharedCanvas();
 
 class CIconView : public QAbstractScrollArea {
     Q_OBJECT
 public:
-    explicit CIconView(CIconProject& project, QWidget* parent = nullptr);
+    CIconView(CIconProject& project, const CanvasContext& context, QWidget* parent = nullptr);
 
     [[nodiscard]] int Format() const { return format_; }
     [[nodiscard]] int Zoom() const { return zoom_; }
@@ -61,8 +61,8 @@ public:
     // The edited format's state (null without one) and its project.
     [[nodiscard]] editor::FormatState* State() const { return state_; }
     [[nodiscard]] CIconProject& Project() const { return project_; }
-    // Changes the edited format as one undoable step: records it, lets `change` edit its state,
-    // writes it back into the format and repaints. The caller checks first that there is a state.
+    // Changes the edited format as one undoable step of the project's edit session (`change` edits
+    // its state) and repaints. The caller checks first that there is a state.
     void EditFormat(const std::function<void(editor::FormatState&)>& change);
     // Shows what `command` would make of the format, without changing it, until EndPreview (the
     // blur dialog's preview). Each call starts again from the format as it was.
@@ -85,6 +85,8 @@ protected:
     void mouseMoveEvent(QMouseEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
+    // A quick second click is a press like any other for the drawing tools.
+    void mouseDoubleClickEvent(QMouseEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
     void EmitSelection();
     void scrollContentsBy(int dx, int dy) override;
@@ -109,11 +111,10 @@ private:
     bool autoZoom_ = true;
     bool gridShown_ = true;
     std::vector<ViewRecord> records_;
+    const CanvasContext& context_;
     editor::FormatState* state_ = nullptr;  // the edited format's pixels, kept by the project
-    bool stroking_ = false;
-    bool floatingAtPress_ = false;  // a floating selection lay there when the stroke began
+    bool stroking_ = false;  // this view's stroke is in progress in the session
     editor::CanvasRenderer renderer_;
-    std::optional<editor::FormatState> previewBase_;  // the format as it was, while a preview shows
 };
 
 }  // namespace tellurine::app

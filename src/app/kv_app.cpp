@@ -72,8 +72,6 @@ CKvApp::CKvApp(StartOptions options) : options_(std::move(options)), prompts_(st
 CKvApp::~CKvApp() {
     mainFrame_.reset();
     recovery_.reset();
-    SharedCanvas().tool = nullptr;
-    SharedCanvas().colours = nullptr;
     if (translator_) QCoreApplication::removeTranslator(translator_.get());
 }
 
@@ -187,7 +185,7 @@ bool CKvApp::InitInstance(const QStringList& arguments) {
           editor::ToolKind::Fill, editor::ToolKind::Rectangle, editor::ToolKind::FilledRectangle,
           editor::ToolKind::Ellipse, editor::ToolKind::FilledEllipse, editor::ToolKind::Line, editor::ToolKind::Frame3D})
         tools.push_back(editor::MakeTool(kind));
-    SharedCanvas().colours = &colours;
+    canvas.colours = &colours;
     // Palette colours are drawn as the screen shows them (rounded on 15- and 16-bit screens).
     const int screenBits = QGuiApplication::primaryScreen() != nullptr ? QGuiApplication::primaryScreen()->depth() : 32;
     for (const auto& tool : tools) {
@@ -338,7 +336,7 @@ CKvDocument* CKvApp::OpenDocumentFile(const QString& givenPath) {
                 project->container = contents.container;
                 project->SetPathName(path);
                 if (contents.Named()) project->SetTitle(QFileInfo(path).fileName() + ": " + Native(icon.name));
-                auto* frame = new CIconDocMDI(*project);
+                auto* frame = new CIconDocMDI(*project, canvas);
                 mainFrame_->AddDocumentWindow(project, frame);
                 if (first == nullptr) first = project;
             }
@@ -413,7 +411,7 @@ CIconProject* CKvApp::OpenNewProject(CIconDoc&& doc, const QString& title) {
                                             QString::number(++untitledCount_)
                                       : title);
     CIconProject* result = project.get();
-    mainFrame_->AddDocumentWindow(project.release(), new CIconDocMDI(*result));
+    mainFrame_->AddDocumentWindow(project.release(), new CIconDocMDI(*result, canvas));
     return result;
 }
 
@@ -475,8 +473,7 @@ void CKvApp::ApplyCanvasPreferences() {
     s.gridColor = shell::ProfileColour(prefs.GridColor, 0xA0A0A0) & 0xFFFFFF;
     s.gridStrongerLine = prefs.GridStrongerLine != 0;
     s.gridStrongerPixelCount = prefs.GridStrongerPixelCount;
-    CanvasContext& canvas = SharedCanvas();
-    canvas.resources = editor::CanvasResources::Build(s);
+        canvas.resources = editor::CanvasResources::Build(s);
     canvas.showGrid = prefs.ShowGrid != 0;
     canvas.autoZoom = prefs.DefaultZoomAuto != 0;
     canvas.previewColor = shell::ProfileColour(prefs.PreviewColor, 0xE1E1E1) & 0xFFFFFF;
@@ -678,7 +675,7 @@ void CKvApp::RestoreRecoveryFiles() {
                 project->SetTitle(e.title);
             }
             project->SetModifiedFlag(true);
-            mainFrame_->AddDocumentWindow(project, new CIconDocMDI(*project));
+            mainFrame_->AddDocumentWindow(project, new CIconDocMDI(*project, canvas));
         }
     }
     recovery_->Discard(found);
@@ -690,6 +687,6 @@ editor::CDrawTool* CKvApp::Tool(editor::ToolKind kind) const {
     return nullptr;
 }
 
-void CKvApp::SetCurrentTool(editor::ToolKind kind) { SharedCanvas().tool = Tool(kind); }
+void CKvApp::SetCurrentTool(editor::ToolKind kind) { canvas.tool = Tool(kind); }
 
 }  // namespace tellurine::app

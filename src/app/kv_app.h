@@ -10,6 +10,7 @@
 #include <memory>
 
 #include "app/dialogs.h"
+#include "app/icon_view.h"
 #include "app/prompts.h"
 #include "app/shell/app_support.h"
 #include "app/shell/preferences.h"
@@ -58,6 +59,8 @@ public:
     shell::RecentFileList ownRecentFiles{shell::kOwnRecentFileSection, shell::kOwnRecentFileCount};
     Palette palette;
     editor::ColourSelection colours;  // the colour bar's, kept in section "colors"
+    // What every canvas shares: display patterns, the current tool and colours.
+    CanvasContext canvas;
     // One object of each drawing tool, made at start-up and kept for the whole run.
     std::vector<std::unique_ptr<editor::CDrawTool>> tools;
     editor::CDrawTool* Tool(editor::ToolKind kind) const;

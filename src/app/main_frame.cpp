@@ -126,7 +126,7 @@ CMainFrame::CMainFrame(CKvApp& app) : app_(app) {
     mdiArea->setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
     setCentralWidget(mdiArea);
     CreateActions();
-    colorBar = new CColorBar(app_.colours, this);
+    colorBar = new CColorBar(app_.colours, app_.canvas.resources, this);
     auto* colorDock = new QDockWidget(text::kColorBarTitle, this);
     colorDock->setObjectName("colorBar");
     colorDock->setWidget(colorBar);

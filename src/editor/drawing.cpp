@@ -116,7 +116,12 @@ ColourValue ReadPixel(const FormatState& format, int x, int y) {
     const COLORREF colour = format.color.GetPixel(x, y);
     if (format.alpha) return colour;
     const ColourValue value = ReadColourValue(colour, format.mask.GetPixel(x, y));
-    // On an 8-bit format an ordinary colour is the palette entry that holds it.
+    // On an 8-bit format an ordinary colour is the palette entry the pixel holds, or else the
+    // first that holds its colour.
+    const std::size_t at = static_cast<std::size_t>(y) * static_cast<std::size_t>(format.Width()) + static_cast<std::size_t>(x);
+    if (format.depth == 8 && KindOf(value) == ColourKind::Ordinary && at < format.indices.size() &&
+        SampleColour(kPaletteColourBase + format.indices[at], format.palette) == value)
+        return kPaletteColourBase + format.indices[at];
     if (format.depth == 8 && KindOf(value) == ColourKind::Ordinary)
         for (std::size_t i = 0; i < format.palette.size() && i < 256; ++i)
             if (SampleColour(kPaletteColourBase + static_cast<ColourValue>(i), format.palette) == value)

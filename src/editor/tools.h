@@ -65,6 +65,11 @@ public:
 
     ToolSettings settings;
 
+    // The colours of the stroke in progress (the button's and the other one), as a depth of the
+    // format takes them: on an indexed format a palette entry, transparent or inverted.
+    [[nodiscard]] ColourValue StrokeColour() const { return colour_; }
+    [[nodiscard]] ColourValue OtherStrokeColour() const { return otherColour_; }
+
 protected:
     // The colour and opacity of the stroke begun with the given button, for the format's depth.
     void BeginStroke(const FormatState& format, const ColourSelection& colours, int x, int y, bool right);
@@ -72,6 +77,7 @@ protected:
     // covered yet, so that no pixel is painted twice by one stroke.
     CanvasRect PaintNew(FormatState& format, const Coverage& coverage);
 
+    static ColourValue OnPalette(const FormatState& format, ColourValue value);
     // Smooths the coverage's edges when the tool draws curves and the format has alpha.
     void Smooth(const FormatState& format, Coverage& coverage) const;
     ColourValue colour_ = 0;

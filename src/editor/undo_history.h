@@ -1,6 +1,6 @@
-// Each format's undo history: a table of 32 whole states of the format, a count of recorded
-// states and a position. Recording after an undo discards the redo branch; at most 31 steps can
-// be undone; a state is restored as copies, so the same state can be restored any number of times.
+// Each format's undo history: at most 31 steps, and a position among them. Recording after an
+// undo discards the redo branch; the oldest step makes room for a new one; a step can be undone
+// and redone any number of times.
 #pragma once
 
 #include <array>
@@ -32,6 +32,10 @@ struct FormatState {
     bool preserveTransparency = true;
     std::vector<std::uint8_t> colorTable;  // the colour table's bytes, 4 per entry
     Palette palette;
+    // Indexed formats (1, 4 and 8 bits): the palette index of every pixel, rows top-down, which is
+    // what the file holds; `color` shows palette[index] (black or white under the mask). Empty
+    // for the other depths.
+    std::vector<std::uint8_t> indices;
     int depth = 32;  // 1, 4, 8, 24 or 32
     // Derived from the depth when a state is restored.
     std::uint32_t colorCount = 0;
@@ -48,25 +52,46 @@ struct FormatState {
     [[nodiscard]] int Height() const { return color.Height(); }
 };
 
+// One undoable step. A step of a stroke keeps only the rectangle the stroke changed (its colour,
+// mask and palette indices there, and the selection); a step that changes more (a depth, a size, a
+// floating selection, the palette) keeps the whole format. Undo and redo exchange what a step
+// keeps with the format, so the same step serves both ways and nothing is copied twice.
+struct UndoStep {
+    std::optional<FormatState> whole;
+    CanvasRect rect;
+    DeviceBitmap color;
+    DeviceBitmap mask;
+    std::vector<std::uint8_t> indices;  // for indexed formats, rows of rect.Width()
+    PixelSelection selection;
+    bool selectionActive = false;
+    // The memory the step holds, for the record's budget.
+    [[nodiscard]] std::size_t Bytes() const;
+};
+
 class UndoHistory {
 public:
     static constexpr int kEntries = 32;
     static constexpr int kMaxSteps = kEntries - 1;
 
-    // Stores the state before an edit. With `keepPosition` the count and position stay (undo uses
-    // it to keep the current state for redo).
-    void Record(const FormatState& state, bool keepPosition = false);
+    // Stores the whole state before an edit.
+    void Record(const FormatState& before);
+    // Stores the state before a stroke that changed only `rect`, taken from `before` (the format as
+    // it was, of the same size, depth and palette as the edited one). Nothing for an empty rect.
+    void RecordRegion(const FormatState& before, const CanvasRect& rect);
     [[nodiscard]] bool CanUndo() const { return position_ > 0; }
-    [[nodiscard]] bool CanRedo() const { return position_ < count_; }
+    [[nodiscard]] bool CanRedo() const { return position_ < static_cast<int>(steps_.size()); }
     // Steps back: the state before the last edit replaces `state`. False when there is none.
-    bool Undo(FormatState& state);
+    // `changed` (when given) receives the rectangle that changed, the whole format for whole steps.
+    bool Undo(FormatState& state, CanvasRect* changed = nullptr);
     // Steps forward again. False when there is nothing to redo.
-    bool Redo(FormatState& state);
+    bool Redo(FormatState& state, CanvasRect* changed = nullptr);
+    // The memory the recorded steps hold.
+    [[nodiscard]] std::size_t Bytes() const;
 
 private:
-    void Restore(int index, FormatState& state) const;
-    std::array<std::optional<FormatState>, kEntries> entries_;
-    int count_ = 0;
+    void Push(UndoStep&& step);
+    static void Exchange(UndoStep& step, FormatState& state, CanvasRect* changed);
+    std::vector<UndoStep> steps_;
     int position_ = 0;
 };
 

@@ -306,21 +306,30 @@ int CKvIcon::FromBitmaps(const DeviceBitmap& color, const DeviceBitmap& mask, co
         }
     }
 
-    if (l.bits <= 8) {
-        std::uint8_t* e = base + l.tableOffset;
-        for (std::uint32_t i = 0; i < colors_; ++i, e += 4) {
-            const PaletteEntry c = i < target.size() ? target.entries[i] : PaletteEntry{};
-            e[0] = c.blue;
-            e[1] = c.green;
-            e[2] = c.red;
-            e[3] = 0;
-        }
-    }
+    if (l.bits <= 8) WriteColorTable(target);
+    WriteBitmapHeader(l);
+    return 1;
+}
 
+void CKvIcon::WriteColorTable(const Palette& palette) {
+    IconImageLayout l;
+    if (!GetLayout(l) || l.bits > 8) return;
+    std::uint8_t* e = block_.data() + l.tableOffset;
+    for (std::uint32_t i = 0; i < colors_; ++i, e += 4) {
+        const PaletteEntry c = i < palette.size() ? palette.entries[i] : PaletteEntry{};
+        e[0] = c.blue;
+        e[1] = c.green;
+        e[2] = c.red;
+        e[3] = 0;
+    }
+}
+
+void CKvIcon::WriteBitmapHeader(const IconImageLayout& l) {
+    std::uint8_t* base = block_.data();
     BitmapInfoHeader header = BitmapInfoHeader::Load(base);
     header.size = kInfoHeaderSize;
-    header.width = w;
-    header.height = 2 * h;
+    header.width = static_cast<std::int32_t>(width_);
+    header.height = 2 * static_cast<std::int32_t>(height_);
     header.planes = 1;
     header.bitCount = static_cast<std::uint16_t>(l.bits);
     header.compression = 0;
@@ -328,6 +337,51 @@ int CKvIcon::FromBitmaps(const DeviceBitmap& color, const DeviceBitmap& mask, co
     header.clrUsed = colors_;
     header.clrImportant = 0;  // every colour is important; readers warn about any other value
     header.Store(base);
+}
+
+int CKvIcon::ToIndices(std::vector<std::uint8_t>& indices) const {
+    DecodePendingPixels();
+    IconImageLayout l;
+    if (!GetLayout(l) || (l.bits != 1 && l.bits != 4 && l.bits != 8)) return 0;
+    const auto w = static_cast<std::size_t>(width_);
+    const auto h = static_cast<std::size_t>(height_);
+    std::vector<std::uint8_t> out(w * h);
+    for (std::size_t stored = 0; stored < h; ++stored) {
+        const std::uint8_t* s = block_.data() + l.pixelOffset + l.colorStride * stored;
+        std::uint8_t* d = out.data() + (h - 1 - stored) * w;
+        for (std::size_t x = 0; x < w; ++x) d[x] = ReadIndex(s, static_cast<std::int32_t>(x), l.bits);
+    }
+    indices = std::move(out);
+    return 1;
+}
+
+int CKvIcon::FromIndices(const std::vector<std::uint8_t>& indices, const DeviceBitmap& mask, const Palette& palette) {
+    DecodePendingPixels();
+    IconImageLayout l;
+    if (!GetLayout(l) || (l.bits != 1 && l.bits != 4 && l.bits != 8)) return 0;
+    const auto w = static_cast<int>(width_);
+    const auto h = static_cast<int>(height_);
+    if (indices.size() != static_cast<std::size_t>(w) * static_cast<std::size_t>(h) || mask.Width() != w ||
+        mask.Height() != h)
+        return 0;
+    const int limit = 1 << l.bits;
+    if (std::any_of(indices.begin(), indices.end(), [limit](std::uint8_t i) { return i >= limit; })) return 0;
+    std::uint8_t* base = block_.data();
+    for (int stored = 0; stored < h; ++stored) {
+        const int y = h - 1 - stored;
+        std::uint8_t* d = base + l.pixelOffset + l.colorStride * static_cast<std::size_t>(stored);
+        std::uint8_t* andRow = base + l.maskOffset + l.maskStride * static_cast<std::size_t>(stored);
+        const std::uint8_t* si = indices.data() + static_cast<std::size_t>(y) * static_cast<std::size_t>(w);
+        const std::uint32_t* sm = mask.Row(y);
+        std::memset(d, 0, l.colorStride);
+        std::memset(andRow, 0, l.maskStride);
+        for (int x = 0; x < w; ++x) {
+            WriteIndex(d, x, l.bits, si[x]);
+            if ((sm[x] & kWhite) == kWhite) WriteIndex(andRow, x, 1, 1);
+        }
+    }
+    WriteColorTable(palette);
+    WriteBitmapHeader(l);
     return 1;
 }
 

@@ -99,6 +99,15 @@ public:
     // format. Returns 1, or 0 (image untouched) when the bitmaps do not match the format.
     int FromBitmaps(const DeviceBitmap& color, const DeviceBitmap& mask, const Palette* palette);
 
+    // The palette index of every pixel of an indexed format (1, 4 or 8 bits), rows top-down.
+    // Returns 1, or 0 (output untouched) for another depth or when there is no image.
+    int ToIndices(std::vector<std::uint8_t>& indices) const;
+    // Writes an indexed format from its pixels' palette indices as they are (nothing is mapped):
+    // the AND bit set exactly where the mask is white, the colour table rewritten from `palette`
+    // (black past its end). Returns 1, or 0 (image untouched) for another depth, sizes that do not
+    // match the format or an index the depth cannot hold.
+    int FromIndices(const std::vector<std::uint8_t>& indices, const DeviceBitmap& mask, const Palette& palette);
+
     // Reads one image from the archive's current position, in either stored form.
     //  - Bitmap form: the header decides the format, and the whole block is read in one piece of
     //    the format's size; `byteCount` and `bitCount` are not used.
@@ -190,6 +199,11 @@ public:
     CDIB bitmap;
 
 private:
+    // The colour table from a palette (black past its end), and the header of the bitmap form as
+    // the format describes it; both on a block of the format's layout.
+    void WriteColorTable(const Palette& palette);
+    void WriteBitmapHeader(const IconImageLayout& layout);
+
     // The PNG stream this image was read from and a digest of its block as decoded, kept while the
     // stream is plain 8-bit RGBA: as long as the block is unchanged, writing the PNG form writes
     // the stream as it was instead of encoding the same pixels again. Moves keep them; copies do not.

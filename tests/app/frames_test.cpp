@@ -76,7 +76,8 @@ void FramesTest::canvasShowsTheFormatMagnifiedAndZooms() {
     CIconProject project(101);
     project.Doc().AddFormat(MakeFormat(32, 32));
     project.Doc().AddFormat(MakeFormat(16, 8));
-    CIconDocMDI frame(project);
+    const CanvasContext context;
+    CIconDocMDI frame(project, context);
     frame.resize(700, 500);
     frame.show();
     QVERIFY(QTest::qWaitForWindowExposed(&frame));
@@ -270,8 +271,8 @@ void FramesTest::displayPreferencesRepaintEveryWindowAndAreSaved() {
     s.app->MainFrame()->actPreferences->trigger();
     QCOMPARE(s.app->prefs.TransparencyStyle, 0);
     QCOMPARE(s.app->prefs.TransparencyColorSheme, 4);
-    QCOMPARE(SharedCanvas().resources.settings.gridStrongerPixelCount, 4);
-    QVERIFY(!SharedCanvas().showGrid);
+    QCOMPARE(s.app->canvas.resources.settings.gridStrongerPixelCount, 4);
+    QVERIFY(!s.app->canvas.showGrid);
     QCOMPARE(corner(), QColor(0x30, 0x30, 0x30));
     QSettings ini(s.ProfilePath(), QSettings::IniFormat);
     QCOMPARE(ini.value("prefs/TransparentColor1").toString(), QString::number(0x303030));
@@ -283,8 +284,6 @@ void FramesTest::displayPreferencesRepaintEveryWindowAndAreSaved() {
     s.prompts->dialogActions.push_back([](QDialog&) { return int(QDialog::Rejected); });
     s.app->MainFrame()->actPreferences->trigger();
     QCOMPARE(s.app->prefs.TransparencyColorSheme, 4);
-    // The shared patterns go back to the defaults for the tests that follow.
-    SharedCanvas() = CanvasContext{};
 }
 
 void FramesTest::printingFitsTheFormatToThePage() {

@@ -21,9 +21,7 @@ int main(int argc, char* argv[]) {
     if (!app.InitInstance({argv[3]})) return 1;
     auto* project = qobject_cast<tellurine::app::CIconProject*>(app.OpenDocumentFile(argv[3]));
     if (project == nullptr) return 1;
-    project->RecordUndo(0);
-    project->EditState(0)->color.SetPixel(1, 1, 0x0000FF);
-    project->CommitEdit(0);
+    project->Session().Edit(0, [](tellurine::editor::FormatState& s) { s.color.SetPixel(1, 1, 0x0000FF); });
     QTimer poll;
     QObject::connect(&poll, &QTimer::timeout, [&] {
         if (QFileInfo::exists(app.Recovery()->FileOf(project) + ".txt")) {
