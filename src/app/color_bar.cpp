@@ -67,6 +67,10 @@ void CColorBar::SetFormat(int bits, const Palette& palette) {
             cells_.push_back(editor::kPaletteColourBase + static_cast<editor::ColourValue>(i));
     } else if (bits == 1) {
         cells_ = {0x000000, 0xFFFFFF};
+    } else if (bits == 4) {
+        // A 16-colour format offers its own colours, the only ones it can hold.
+        for (std::size_t i = 0; i < std::min<std::size_t>(16, palette.size()); ++i)
+            cells_.push_back(editor::SampleColour(editor::kPaletteColourBase + static_cast<editor::ColourValue>(i), palette));
     } else if (bits != 0) {
         cells_.assign(std::begin(kTrueColourCells), std::end(kTrueColourCells));
     }
@@ -118,8 +122,9 @@ void CColorBar::DrawSample(QPainter& painter, const QRect& rect, editor::ColourV
 void CColorBar::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     if (bits_ == 0) return;
-    DrawSample(painter, BackgroundRect(), editor::DrawingColour(colours_, bits_, false));
-    DrawSample(painter, ForegroundRect(), editor::DrawingColour(colours_, bits_, true));
+    // The colours as the edited format paints them.
+    DrawSample(painter, BackgroundRect(), editor::OnPalette(bits_, palette_, editor::DrawingColour(colours_, bits_, false)));
+    DrawSample(painter, ForegroundRect(), editor::OnPalette(bits_, palette_, editor::DrawingColour(colours_, bits_, true)));
     DrawSample(painter, TransparentRect(), editor::kTransparentColour);
     DrawSample(painter, InvertedRect(), editor::kInvertedColour);
     for (std::size_t i = 0; i < cells_.size(); ++i) DrawSample(painter, CellRect(i), cells_[i]);
@@ -146,7 +151,7 @@ void CColorBar::mouseDoubleClickEvent(QMouseEvent* event) {
     // Any colour, for the depths that hold any colour.
     const QPoint at = event->position().toPoint();
     const bool foreground = ForegroundRect().contains(at);
-    if (bits_ == 0 || bits_ == 8 || bits_ == 1 || (!foreground && !BackgroundRect().contains(at))) return;
+    if (bits_ == 0 || bits_ <= 8 || (!foreground && !BackgroundRect().contains(at))) return;
     const COLORREF now = editor::SampleColour(editor::DrawingColour(colours_, bits_, foreground), palette_, 0);
     const QColor chosen = QColorDialog::getColor(ToQColor(now), this, text::kChooseColour);
     if (chosen.isValid()) Pick(foreground, RGB(static_cast<std::uint8_t>(chosen.red()), static_cast<std::uint8_t>(chosen.green()),

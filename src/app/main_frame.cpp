@@ -464,9 +464,8 @@ void CMainFrame::updateActions() {
     }
     formatPane->setText(status);
     // The colour bar offers what the edited format's depth can hold.
-    CIconObject* edited = project != nullptr && canvas != nullptr ? project->Doc().GetFormat(canvas->Format()) : nullptr;
-    colorBar->SetFormat(edited != nullptr ? edited->BitCount() : 0,
-                        edited != nullptr && edited->BitCount() == 8 ? edited->Icon().BuildDisplayPalette() : Palette{});
+    const editor::FormatState* edited = project != nullptr && canvas != nullptr ? project->EditState(canvas->Format()) : nullptr;
+    colorBar->SetFormat(edited != nullptr ? edited->depth : 0, edited != nullptr ? edited->palette : Palette{});
 }
 
 void CMainFrame::updateRecentMenus() {
@@ -649,7 +648,8 @@ void CMainFrame::OnEditSelectAll() {
 
 void CMainFrame::OnPreserveTransparency(bool on) {
     if (CIconView* view = ActiveCanvas()) {
-        view->State()->preserveTransparency = on;
+        auto* project = qobject_cast<CIconProject*>(ActiveDocument());
+        if (project != nullptr) project->Session().SetPreserveTransparency(view->Format(), on);
         view->RefreshCanvas();
     }
 }

@@ -47,6 +47,10 @@ private:
 
 bool Masked(COLORREF mask) { return (mask & 0xFFFFFF) == 0xFFFFFF; }
 
+// Under the mask a light colour inverts the screen and a dark one leaves it: the inverted colour
+// is white, the transparent one black, and a palette may hold only something near either.
+bool Light(COLORREF c) { return GetRValue(c) + GetGValue(c) + GetBValue(c) > 3 * 127; }
+
 CanvasRect Whole(const FormatState& s) { return {0, 0, s.Width(), s.Height()}; }
 
 void CopyRect(const FormatState& from, FormatState& to, const CanvasRect& r) {
@@ -96,10 +100,13 @@ void ConformToPalette(FormatState& s, const CanvasRect& rect, std::span<const in
         for (int x = r.left; x < r.right; ++x) {
             const COLORREF c = DeviceBitmap::FromNative(colour[x]);
             if (Masked(DeviceBitmap::FromNative(mask[x]))) {
-                // Transparent (black) or inverted (white): the index holding that colour.
-                const COLORREF shown = c == 0xFFFFFF ? 0xFFFFFF : 0;
-                colour[x] = DeviceBitmap::ToNative(shown);
-                if (index[x] >= limit || matcher.Colour(index[x]) != shown) index[x] = matcher.Match(shown);
+                // Transparent (black) or inverted (white): the entry nearest to that colour, whose
+                // colour is what the screen is XORed with (a palette without white cannot invert
+                // exactly, and the canvas shows so).
+                if (index[x] < limit && matcher.Colour(index[x]) == c) continue;
+                const COLORREF wanted = Light(c) ? 0xFFFFFF : 0;
+                index[x] = matcher.Match(wanted);
+                colour[x] = DeviceBitmap::ToNative(matcher.Colour(index[x]));
                 continue;
             }
             if (index[x] < limit && matcher.Colour(index[x]) == c) continue;
@@ -121,8 +128,8 @@ void ConformFloating(FormatState& s) {
     for (int y = 0; y < colour.Height(); ++y)
         for (int x = 0; x < colour.Width(); ++x) {
             const COLORREF c = colour.GetPixel(x, y);
-            if (Masked(mask.GetPixel(x, y))) colour.SetPixel(x, y, c == 0xFFFFFF ? 0xFFFFFF : 0);
-            else colour.SetPixel(x, y, matcher.Colour(matcher.Match(c)));
+            const COLORREF wanted = Masked(mask.GetPixel(x, y)) ? (Light(c) ? 0xFFFFFF : 0) : c;
+            colour.SetPixel(x, y, matcher.Colour(matcher.Match(wanted)));
         }
 }
 
@@ -154,6 +161,7 @@ FormatState* EditSession::State(int index) {
     s.preserveTransparency = preserveTransparency;
     if (s.depth <= 8 && !icon.ToIndices(s.indices)) return nullptr;
     edit->committed = s;
+    edit->compressed = icon.IsCompressed();
     return &edits_.emplace(format, std::move(edit)).first->second->state;
 }
 
@@ -194,7 +202,8 @@ void EditSession::WriteBack(int index, FormatEdit& edit) {
     if (format == nullptr) return;
     const FormatState& s = edit.state;
     CKvIcon& icon = format->Icon();
-    const bool compressed = icon.IsCompressed();
+    // The user's choice of PNG storage is kept for when the format is 32 bits again (after an undo).
+    if (icon.BitsPerPixel() == 32) edit.compressed = icon.IsCompressed();
     const std::int32_t point[2] = {icon.PointX(), icon.PointY()};
     // A restored state may have another depth or size: the image takes it first.
     if (icon.BitsPerPixel() != s.depth || static_cast<int>(icon.Width()) != s.Width() ||
@@ -218,7 +227,9 @@ void EditSession::WriteBack(int index, FormatEdit& edit) {
         icon.FromIndices(written->indices, written->mask, s.palette);
     else
         icon.FromBitmaps(written->color, written->mask, s.depth <= 8 && !s.palette.empty() ? &s.palette : nullptr);
-    icon.SetCompressed(compressed);
+    // A PNG image holds alpha, not the AND/XOR pair: an edited format of fewer bits (one whose
+    // depth was reduced, or read so) is stored as a bitmap, which holds its inverted pixels too.
+    icon.SetCompressed(edit.compressed && s.depth == 32);
     icon.SetPoint(point[0], point[1]);
     format->SyncWithIcon();
 }
@@ -277,6 +288,19 @@ ToolResult EditSession::Release(int x, int y) {
     result.changed = Union(result.changed, changed);
     if (onEdited) onEdited(stroke.index, changed);
     return result;
+}
+
+bool EditSession::SetPreserveTransparency(int index, bool on) {
+    if (State(index) == nullptr) return false;
+    FormatEdit& edit = *Find(index);
+    if (edit.state.preserveTransparency == on) return true;
+    edit.state.preserveTransparency = on;
+    edit.committed.preserveTransparency = on;
+    if (edit.state.floatingColor) {
+        WriteBack(index, edit);
+        if (onEdited) onEdited(index, Whole(edit.state));
+    }
+    return true;
 }
 
 bool EditSession::CanUndo(int index) const {

@@ -36,6 +36,7 @@ public:
         FormatState state;      // what the canvas shows and edits
         FormatState committed;  // the state as the last edit left it, which undo steps are cut from
         UndoHistory history;
+        bool compressed = false;  // stored as PNG whenever the format is 32 bits
     };
 
     explicit EditSession(CIconDoc& doc) : doc_(doc) {}
@@ -66,6 +67,11 @@ public:
     ToolResult Release(int x, int y);
     [[nodiscard]] bool Stroking() const { return stroke_.tool != nullptr; }
     [[nodiscard]] int StrokeFormat() const { return stroke_.tool != nullptr ? stroke_.index : -1; }
+
+    // Sets whether format `index`'s floating selection keeps its transparent pixels transparent (the
+    // user's setting, not an undoable step); the icon takes what the canvas then shows. False
+    // when there is no state.
+    bool SetPreserveTransparency(int index, bool on);
 
     [[nodiscard]] bool CanUndo(int index) const;
     [[nodiscard]] bool CanRedo(int index) const;

@@ -55,19 +55,16 @@ ToolResult CDrawTool::ButtonUp(FormatState&, ColourSelection&, int, int) {
     return {};
 }
 
-ColourValue CDrawTool::OnPalette(const FormatState& format, ColourValue value) {
-    // A true colour on an indexed format (one chosen while another depth was edited) paints the
-    // palette entry nearest to it, so that the stroke shows what the file will hold.
-    if (format.depth > 8 || format.palette.empty() || KindOf(value) != ColourKind::Ordinary || (value >> 24) != 0)
-        return value;
-    SearchPalette search(format.palette, static_cast<int>(std::min<std::size_t>(format.palette.size(), 256)));
+ColourValue OnPalette(int bits, const Palette& palette, ColourValue value) {
+    if (bits > 8 || palette.empty() || KindOf(value) != ColourKind::Ordinary || (value >> 24) != 0) return value;
+    SearchPalette search(palette, static_cast<int>(std::min<std::size_t>(palette.size(), 256)));
     const int position = NearestPaletteIndex(GetRValue(value), GetGValue(value), GetBValue(value), search, search.size());
     return kPaletteColourBase + search[position].index;
 }
 
 void CDrawTool::BeginStroke(const FormatState& format, const ColourSelection& colours, int x, int y, bool right) {
-    colour_ = OnPalette(format, DrawingColour(colours, format.depth, !right));
-    otherColour_ = OnPalette(format, DrawingColour(colours, format.depth, right));
+    colour_ = OnPalette(format.depth, format.palette, DrawingColour(colours, format.depth, !right));
+    otherColour_ = OnPalette(format.depth, format.palette, DrawingColour(colours, format.depth, right));
     opacity_ = right ? colours.backgroundOpacity : colours.foregroundOpacity;
     otherOpacity_ = right ? colours.foregroundOpacity : colours.backgroundOpacity;
     startX_ = lastX_ = x;

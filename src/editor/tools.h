@@ -77,7 +77,6 @@ protected:
     // covered yet, so that no pixel is painted twice by one stroke.
     CanvasRect PaintNew(FormatState& format, const Coverage& coverage);
 
-    static ColourValue OnPalette(const FormatState& format, ColourValue value);
     // Smooths the coverage's edges when the tool draws curves and the format has alpha.
     void Smooth(const FormatState& format, Coverage& coverage) const;
     ColourValue colour_ = 0;
@@ -97,6 +96,11 @@ protected:
 private:
     ToolKind kind_;
 };
+
+// The colour a tool paints for `value` on a format of `bits` bits with `palette`: on an indexed
+// format a true colour (one chosen while another depth was edited) becomes the palette entry
+// nearest to it, so that a stroke shows what the file will hold; anything else is kept.
+ColourValue OnPalette(int bits, const Palette& palette, ColourValue value);
 
 // Makes the tool of a kind.
 std::unique_ptr<CDrawTool> MakeTool(ToolKind kind);

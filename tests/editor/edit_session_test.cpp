@@ -1,0 +1,154 @@
+#include "editor/edit_session.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "edit_script.h"
+#include "image/bytes.h"
+#include "image/dib_block.h"
+
+namespace tellurine::editor {
+namespace {
+
+// The icon read back from the .ico file the document saves as.
+CIconDoc SavedAndRead(const CIconDoc& doc) {
+    std::vector<std::uint8_t> bytes;
+    CIconDoc back;
+    EXPECT_TRUE(WriteIconFile(doc, false, bytes));
+    EXPECT_TRUE(ReadIconFile(bytes, back));
+    return back;
+}
+
+struct Pen {
+    std::unique_ptr<CDrawTool> tool = MakeTool(ToolKind::Pen);
+    ColourSelection colours;
+    // A click at (x, y).
+    void Click(EditSession& session, int format, int x, int y) {
+        session.Press(format, *tool, colours, x, y, false, false);
+        session.Release(x, y);
+    }
+};
+
+TEST(EditSession, IndexedFormatsHoldWhatTheCanvasShows) {
+    // A new 4-bit format has the 16 standard colours: red drawn on it is red in the file.
+    CIconDoc doc;
+    CKvIcon blank;
+    ASSERT_TRUE(MakeBlankFormat(16, 16, 4, blank));
+    EXPECT_EQ(LoadU32(blank.GetBlock().data() + 36), 0u);  // colours important: 0, as readers expect
+    doc.AddFormat(std::move(blank));
+    ASSERT_TRUE(MakeBlankFormat(16, 16, 8, blank));
+    Palette twins = blank.BuildDisplayPalette();
+    EXPECT_EQ(twins.entries[9], (PaletteEntry{255, 0, 0, 0}));  // the standard palette, not black
+    twins.entries[20] = twins.entries[10];
+    std::vector<std::uint8_t> indices;
+    DeviceBitmap c, m;
+    ASSERT_TRUE(blank.ToIndices(indices) && blank.ToBitmaps(c, m, nullptr) && blank.FromIndices(indices, m, twins));
+    doc.AddFormat(std::move(blank));
+    for (int i = 0; i < 2; ++i) {  // every pixel of a new format is transparent
+        DeviceBitmap colour, mask;
+        doc.GetFormat(i)->Icon().ToBitmaps(colour, mask, nullptr);
+        EXPECT_EQ(mask, DeviceBitmap::Create(16, 16, 0xFFFFFF)) << i;
+    }
+
+    EditSession session(doc);
+    Pen pen;
+    pen.colours.foreground = RGB(255, 0, 0);
+    pen.Click(session, 0, 1, 1);
+    // Orange is not among the 16 colours: the canvas shows the entry the file will hold.
+    pen.colours.foreground = RGB(255, 128, 64);
+    pen.Click(session, 0, 2, 1);
+    // Entry 20, a twin of entry 10, stays entry 20.
+    pen.colours.foregroundIndex8 = 20;
+    pen.Click(session, 1, 3, 3);
+
+    const CIconDoc back = SavedAndRead(doc);
+    const FormatState& four = *session.State(0);
+    DeviceBitmap colour, mask;
+    back.GetFormat(0)->Icon().ToBitmaps(colour, mask, nullptr);
+    EXPECT_EQ(colour.GetPixel(1, 1), RGB(255, 0, 0));
+    EXPECT_EQ(mask.GetPixel(1, 1), 0u);
+    EXPECT_EQ(colour.GetPixel(2, 1), four.color.GetPixel(2, 1));
+    EXPECT_NE(four.color.GetPixel(2, 1), RGB(255, 128, 64));
+    std::vector<std::uint8_t> read;
+    ASSERT_TRUE(back.GetFormat(1)->Icon().ToIndices(read));
+    EXPECT_EQ(read[3 * 16 + 3], 20);
+    EXPECT_EQ(session.State(1)->indices[3 * 16 + 3], 20);
+
+    // A 32-bit picture pasted into the 4-bit format floats in its colours, and lands in them.
+    DeviceBitmap picture, alpha;
+    script::Picture(8, 8, 7, picture, alpha);
+    ASSERT_TRUE(session.Edit(0, [&](FormatState& s) { FloatPicture(s, picture, alpha, 4, 4); }));
+    const Palette& palette = four.palette;
+    for (int y = 0; y < 8; ++y)
+        for (int x = 0; x < 8; ++x) {
+            const COLORREF p = four.floatingColor->GetPixel(x, y);
+            EXPECT_TRUE(std::any_of(palette.entries.begin(), palette.entries.end(),
+                                    [&](const PaletteEntry& e) { return RGB(e.red, e.green, e.blue) == p; }))
+                << x << "," << y;
+        }
+    DeviceBitmap shown, shownMask, saved, savedMask;
+    script::Shown(four, shown, shownMask);
+    script::Shown(SavedAndRead(doc).GetFormat(0)->Icon(), saved, savedMask);
+    EXPECT_EQ(shown, saved);
+    EXPECT_EQ(shownMask, savedMask);
+}
+
+TEST(EditSession, StrokesKeepOnlyWhatTheyChangedForUndo) {
+    CIconDoc doc;
+    CKvIcon big;
+    ASSERT_TRUE(MakeBlankFormat(1024, 1024, 32, big));
+    doc.AddFormat(std::move(big));
+    EditSession session(doc);
+    int told = 0;
+    session.onEdited = [&](int index, const CanvasRect& changed) {
+        EXPECT_EQ(index, 0);
+        EXPECT_FALSE(changed.IsEmpty());
+        ++told;
+    };
+    Pen pen;
+    pen.colours.foreground = RGB(0, 0, 255);
+    const FormatState before = *session.State(0);
+    for (int stroke = 0; stroke < 31; ++stroke) {
+        session.Press(0, *pen.tool, pen.colours, 100 + stroke, 200, false, false);
+        session.Move(109 + stroke, 200);
+        session.Release(109 + stroke, 200);
+    }
+    EXPECT_EQ(told, 31);
+    EXPECT_LT(session.UndoBytes(0), std::size_t{2} << 20);
+    EXPECT_EQ(session.State(0)->color.GetPixel(135, 200), RGB(0, 0, 255));
+    int undone = 0;
+    while (session.Undo(0)) ++undone;
+    EXPECT_EQ(undone, 31);
+    EXPECT_EQ(session.State(0)->color, before.color);
+    EXPECT_EQ(session.State(0)->mask, before.mask);
+    DeviceBitmap c, m;
+    doc.GetFormat(0)->Icon().ToBitmaps(c, m, nullptr);
+    EXPECT_EQ(m, before.mask);  // the icon follows the undo
+    while (session.Redo(0)) {
+    }
+    EXPECT_EQ(session.State(0)->color.GetPixel(135, 200), RGB(0, 0, 255));
+    // A depth change keeps the whole format, and undoes whole.
+    ASSERT_TRUE(session.Edit(0, [](FormatState& s) { ChangeImageDepth(s, 8); }));
+    EXPECT_EQ(doc.GetFormat(0)->BitCount(), 8);
+    ASSERT_TRUE(session.Undo(0));
+    EXPECT_EQ(doc.GetFormat(0)->BitCount(), 32);
+    EXPECT_EQ(session.State(0)->color.GetPixel(135, 200), RGB(0, 0, 255));
+}
+
+// Random scripts of every kind of edit on every depth: the canvas, the icon and the saved files
+// agree after every step, and undoing everything gives back what was opened.
+TEST(EditSession, WhatTheCanvasShowsIsWhatIsSaved) {
+    std::mt19937 random(20261125);
+    for (int run = 0; run < 1000; ++run) {
+        std::vector<std::uint8_t> bytes(256);
+        for (auto& b : bytes) b = static_cast<std::uint8_t>(random());
+        script::Player player;
+        script::Reader reader(bytes);
+        std::string failure;
+        ASSERT_TRUE(player.Play(reader, 12, failure)) << "run " << run << ": " << failure;
+    }
+}
+
+}  // namespace
+}  // namespace tellurine::editor
