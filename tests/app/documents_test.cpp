@@ -57,6 +57,8 @@ private slots:
     void modifiedProjectsAskToBeSavedOnCloseAndExit();
     void cursorsKeepTheirHotspots();
     void failedSaveLeavesNothingBehind();
+    void savingLeavesTheProjectAsItWas();
+    void quickClicksEachPaint();
     void realFilesOpenOrSayWhy();
 };
 
@@ -456,6 +458,69 @@ void DocumentsTest::failedSaveLeavesNothingBehind() {
     QVERIFY(s.prompts->messages[0].text.startsWith("The file " + QDir::toNativeSeparators(target) + " could not be saved: "));
     QVERIFY(!QFileInfo::exists(target));
     QVERIFY(ActiveProject(s)->PathName().isEmpty());
+}
+
+void DocumentsTest::savingLeavesTheProjectAsItWas() {
+    // Formats out of the save order, the last one chosen.
+    OpenIcon o({{16, 32}, {48, 8}, {32, 4}});
+    CKvIcon added;
+    QVERIFY(MakeBlankFormat(16, 16, 1, added));
+    o.project->AddFormat(std::move(added));  // the save order would put it first
+    o.frame->formatBar->SetCurrentFormat(2);
+    const auto order = [&] {
+        QList<int> widths;
+        for (int i = 0; i < o.project->Doc().GetFormatCount(); ++i) widths << o.project->Doc().GetFormat(i)->Width();
+        return widths;
+    };
+    const QList<int> before = order();
+    QCOMPARE(o.project->Doc().GetFormat(3)->BitCount(), 1);
+    o.project->Session().Edit(2, [](editor::FormatState& st) { editor::SelectRectangle(st, 1, 1, 5, 5); });
+    const QString other = o.s.Path("other.ico");
+    WriteProject(other, {{16, 32}});
+    // "Don't Replace", a save that succeeds, and one to a folder that cannot be written.
+    o.s.prompts->saveNames = {other};
+    QVERIFY(!o.s.app->SaveDocumentAs(o.project));
+    QVERIFY(o.s.app->SaveDocument(o.project));
+    o.s.prompts->saveNames = {"/proc/x.ico"};
+    QVERIFY(!o.s.app->SaveDocumentAs(o.project));
+    QVERIFY(o.s.prompts->messages.back().text.startsWith("The file /proc/x.ico could not be saved: "));
+    QCOMPARE(order(), before);
+    QCOMPARE(o.frame->CurrentFormat(), 2);
+    QCOMPARE(o.view->Format(), 2);
+    QVERIFY(o.project->EditState(2)->selectionActive);
+    QCOMPARE(o.project->EditState(2)->selection.right, 5);
+    // Only a folder a save went to is remembered.
+    QCOMPARE(QString::fromStdString(o.s.app->prefs.ActualDir), QFileInfo(o.path).absolutePath());
+    QCOMPARE(o.project->Doc().GetFormat(3)->BitCount(), 1);
+}
+
+void DocumentsTest::quickClicksEachPaint() {
+    OpenIcon o({{16, 32}});
+    o.s.app->SetCurrentTool(editor::ToolKind::Pen);
+    o.s.app->colours.foreground = RGB(0, 0, 255);
+    o.frame->resize(600, 500);
+    o.frame->show();
+    QVERIFY(QTest::qWaitForWindowExposed(o.frame));
+    const editor::CanvasPlacement at = o.view->Placement();
+    const int zoom = o.view->Zoom();
+    const auto point = [&](int x, int y) { return QPoint(at.originX + x * zoom + zoom / 2, at.originY + y * zoom + zoom / 2); };
+    // Quick clicks arrive as a press, then a double-click instead of the next press: every click
+    // paints, ten along a row and two dabs on one pixel.
+    const auto click = [&](QPoint p, bool quick) {
+        for (const QEvent::Type type : {quick ? QEvent::MouseButtonDblClick : QEvent::MouseButtonPress, QEvent::MouseButtonRelease}) {
+            QMouseEvent e(type, QPointF(p), o.view->viewport()->mapToGlobal(QPointF(p)), Qt::LeftButton,
+                          type == QEvent::MouseButtonRelease ? Qt::NoButton : Qt::LeftButton, Qt::NoModifier);
+            QCoreApplication::sendEvent(o.view->viewport(), &e);
+        }
+    };
+    for (int x = 0; x < 10; ++x) click(point(x, 2), x % 2 == 1);
+    o.s.app->colours.foregroundOpacity = 0;  // erases first
+    click(point(3, 9), false);
+    o.s.app->colours.foregroundOpacity = 128;
+    for (int i = 0; i < 2; ++i) click(point(3, 9), true);
+    const editor::FormatState& state = *o.project->EditState(0);
+    for (int x = 0; x < 10; ++x) QCOMPARE(state.color.GetPixel(x, 2), RGB(0, 0, 255));
+    QCOMPARE(GetRValue(state.mask.GetPixel(3, 9)), 192);  // two dabs at half opacity, not one
 }
 
 void DocumentsTest::realFilesOpenOrSayWhy() {
