@@ -12,6 +12,11 @@ namespace {
 
 bool Indexed(const FormatState& s) { return s.depth <= 8 && !s.palette.empty(); }
 
+// The palette entries an indexed format's pixels can name.
+std::size_t UsableEntries(const FormatState& s) {
+    return std::min<std::size_t>({s.palette.size(), 256, std::size_t{1} << s.depth});
+}
+
 COLORREF EntryColour(const Palette& palette, std::size_t i) {
     const PaletteEntry& e = palette.entries[i];
     return RGB(e.red, e.green, e.blue);
@@ -21,8 +26,9 @@ COLORREF EntryColour(const Palette& palette, std::size_t i) {
 // (the search colour reduction uses), remembered for the colours met again.
 class PaletteMatcher {
 public:
-    explicit PaletteMatcher(const Palette& palette)
-        : palette_(palette), count_(static_cast<int>(std::min<std::size_t>(palette.size(), 256))), search_(palette, count_) {
+    // Only the first `count` entries are used: those the depth can index.
+    PaletteMatcher(const Palette& palette, std::size_t count)
+        : palette_(palette), count_(static_cast<int>(count)), search_(palette, count_) {
         for (int i = count_ - 1; i >= 0; --i) found_[EntryColour(palette, static_cast<std::size_t>(i))] = static_cast<std::uint8_t>(i);
     }
     std::uint8_t Match(COLORREF c) {
@@ -91,8 +97,8 @@ void ConformToPalette(FormatState& s, const CanvasRect& rect, std::span<const in
         r = Whole(s);
         hints = {};
     }
-    PaletteMatcher matcher(s.palette);
-    const auto limit = std::min<std::size_t>({s.palette.size(), 256, std::size_t{1} << s.depth});
+    const std::size_t limit = UsableEntries(s);
+    PaletteMatcher matcher(s.palette, limit);
     for (int y = r.top; y < r.bottom; ++y) {
         std::uint32_t* colour = s.color.Row(y);
         const std::uint32_t* mask = s.mask.Row(y);
@@ -122,7 +128,7 @@ void ConformToPalette(FormatState& s, const CanvasRect& rect, std::span<const in
 
 void ConformFloating(FormatState& s) {
     if (!Indexed(s) || !s.floatingColor || !s.floatingMask) return;
-    PaletteMatcher matcher(s.palette);
+    PaletteMatcher matcher(s.palette, UsableEntries(s));
     DeviceBitmap& colour = *s.floatingColor;
     const DeviceBitmap& mask = *s.floatingMask;
     for (int y = 0; y < colour.Height(); ++y)
