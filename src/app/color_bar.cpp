@@ -6,6 +6,7 @@
 #include <QSlider>
 
 #include "app/icon_view.h"
+#include "editor/edit_session.h"
 #include "app/texts.h"
 
 namespace tellurine::app {
@@ -109,10 +110,9 @@ void CColorBar::resizeEvent(QResizeEvent* event) {
 }
 
 void CColorBar::DrawSample(QPainter& painter, const QRect& rect, editor::ColourValue value) const {
-    const editor::CanvasResources& res = resources_;
     switch (editor::KindOf(value)) {
-        case editor::ColourKind::Transparent: painter.fillRect(rect, QBrush(PatternImage(res.transparentSwatch))); break;
-        case editor::ColourKind::Inverted: painter.fillRect(rect, QBrush(PatternImage(res.invertedSwatch))); break;
+        case editor::ColourKind::Transparent: painter.fillRect(rect, QBrush(PatternImage(resources_.transparentSwatch))); break;
+        case editor::ColourKind::Inverted: painter.fillRect(rect, QBrush(PatternImage(resources_.invertedSwatch))); break;
         case editor::ColourKind::Ordinary: painter.fillRect(rect, ToQColor(editor::SampleColour(value, palette_))); break;
     }
     painter.setPen(palette().color(QPalette::Shadow));
@@ -151,7 +151,7 @@ void CColorBar::mouseDoubleClickEvent(QMouseEvent* event) {
     // Any colour, for the depths that hold any colour.
     const QPoint at = event->position().toPoint();
     const bool foreground = ForegroundRect().contains(at);
-    if (bits_ == 0 || bits_ <= 8 || (!foreground && !BackgroundRect().contains(at))) return;
+    if (bits_ <= 8 || (!foreground && !BackgroundRect().contains(at))) return;
     const COLORREF now = editor::SampleColour(editor::DrawingColour(colours_, bits_, foreground), palette_, 0);
     const QColor chosen = QColorDialog::getColor(ToQColor(now), this, text::kChooseColour);
     if (chosen.isValid()) Pick(foreground, RGB(static_cast<std::uint8_t>(chosen.red()), static_cast<std::uint8_t>(chosen.green()),

@@ -19,7 +19,7 @@ class CColorBar : public QWidget {
 public:
     CColorBar(editor::ColourSelection& colours, const editor::CanvasResources& resources, QWidget* parent = nullptr);
 
-    // The edited format's depth (0 when none) and, for 8 bits, its palette.
+    // The edited format's depth (0 when none) and, for indexed depths, its palette.
     void SetFormat(int bits, const Palette& palette);
     [[nodiscard]] int Bits() const { return bits_; }
     // The colour values the cells offer, left to right, top to bottom.

@@ -2,7 +2,6 @@
 
 #include <QFileInfo>
 
-
 namespace tellurine::app {
 
 CKvDocument::CKvDocument(int templateResource, QObject* parent) : QObject(parent), template_(templateResource) {}

@@ -7,8 +7,6 @@
 #include <QObject>
 #include <QString>
 
-#include <map>
-
 #include "app/shell/doc_templates.h"
 #include "editor/edit_session.h"
 #include "formats/icon_project.h"

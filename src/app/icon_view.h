@@ -4,7 +4,6 @@
 
 #include <QAbstractScrollArea>
 #include <functional>
-#include <optional>
 #include <vector>
 
 #include "app/documents.h"

@@ -648,8 +648,7 @@ void CMainFrame::OnEditSelectAll() {
 
 void CMainFrame::OnPreserveTransparency(bool on) {
     if (CIconView* view = ActiveCanvas()) {
-        auto* project = qobject_cast<CIconProject*>(ActiveDocument());
-        if (project != nullptr) project->Session().SetPreserveTransparency(view->Format(), on);
+        view->Project().Session().SetPreserveTransparency(view->Format(), on);
         view->RefreshCanvas();
     }
 }

@@ -1,6 +1,7 @@
 #include "editor/edit_session.h"
 
 #include <algorithm>
+#include <optional>
 #include <unordered_map>
 
 #include "editor/drawing.h"
@@ -13,8 +14,8 @@ namespace {
 bool Indexed(const FormatState& s) { return s.depth <= 8 && !s.palette.empty(); }
 
 // The palette entries an indexed format's pixels can name.
-std::size_t UsableEntries(const FormatState& s) {
-    return std::min<std::size_t>({s.palette.size(), 256, std::size_t{1} << s.depth});
+std::size_t UsableEntries(const Palette& palette, int bits) {
+    return std::min<std::size_t>({palette.size(), 256, std::size_t{1} << bits});
 }
 
 COLORREF EntryColour(const Palette& palette, std::size_t i) {
@@ -27,16 +28,16 @@ COLORREF EntryColour(const Palette& palette, std::size_t i) {
 class PaletteMatcher {
 public:
     // Only the first `count` entries are used: those the depth can index.
-    PaletteMatcher(const Palette& palette, std::size_t count)
-        : palette_(palette), count_(static_cast<int>(count)), search_(palette, count_) {
+    PaletteMatcher(const Palette& palette, std::size_t count) : palette_(palette), count_(static_cast<int>(count)) {
         for (int i = count_ - 1; i >= 0; --i) found_[EntryColour(palette, static_cast<std::size_t>(i))] = static_cast<std::uint8_t>(i);
     }
     std::uint8_t Match(COLORREF c) {
         c &= 0xFFFFFF;
         const auto it = found_.find(c);
         if (it != found_.end()) return it->second;
-        const int position = NearestPaletteIndex(GetRValue(c), GetGValue(c), GetBValue(c), search_, count_);
-        const std::uint8_t index = search_[position].index;
+        if (!search_) search_.emplace(palette_, count_);
+        const int position = NearestPaletteIndex(GetRValue(c), GetGValue(c), GetBValue(c), *search_, count_);
+        const std::uint8_t index = (*search_)[position].index;
         found_.emplace(c, index);
         return index;
     }
@@ -47,7 +48,7 @@ public:
 private:
     const Palette& palette_;
     int count_;
-    SearchPalette search_;
+    std::optional<SearchPalette> search_;  // its 15-bit cache is made on the first colour without an entry
     std::unordered_map<COLORREF, std::uint8_t> found_;
 };
 
@@ -58,6 +59,9 @@ bool Masked(COLORREF mask) { return (mask & 0xFFFFFF) == 0xFFFFFF; }
 bool Light(COLORREF c) { return GetRValue(c) + GetGValue(c) + GetBValue(c) > 3 * 127; }
 
 CanvasRect Whole(const FormatState& s) { return {0, 0, s.Width(), s.Height()}; }
+
+// The palette entry a colour value names, or -1 for a true, transparent or inverted colour.
+int PaletteEntryOf(ColourValue value) { return (value >> 24) == 1 ? static_cast<int>(value & 0xFF) : -1; }
 
 void CopyRect(const FormatState& from, FormatState& to, const CanvasRect& r) {
     for (int y = r.top; y < r.bottom; ++y) {
@@ -83,6 +87,12 @@ CanvasRect Clip(const CanvasRect& r, const FormatState& s) {
 
 }  // namespace
 
+ColourValue OnPalette(int bits, const Palette& palette, ColourValue value) {
+    if (bits > 8 || palette.empty() || KindOf(value) != ColourKind::Ordinary || (value >> 24) != 0) return value;
+    PaletteMatcher matcher(palette, UsableEntries(palette, bits));
+    return kPaletteColourBase + matcher.Match(value);
+}
+
 void ConformToPalette(FormatState& s, const CanvasRect& rect, std::span<const int> hints) {
     if (!Indexed(s)) {
         s.indices.clear();
@@ -97,7 +107,7 @@ void ConformToPalette(FormatState& s, const CanvasRect& rect, std::span<const in
         r = Whole(s);
         hints = {};
     }
-    const std::size_t limit = UsableEntries(s);
+    const std::size_t limit = UsableEntries(s.palette, s.depth);
     PaletteMatcher matcher(s.palette, limit);
     for (int y = r.top; y < r.bottom; ++y) {
         std::uint32_t* colour = s.color.Row(y);
@@ -128,7 +138,7 @@ void ConformToPalette(FormatState& s, const CanvasRect& rect, std::span<const in
 
 void ConformFloating(FormatState& s) {
     if (!Indexed(s) || !s.floatingColor || !s.floatingMask) return;
-    PaletteMatcher matcher(s.palette, UsableEntries(s));
+    PaletteMatcher matcher(s.palette, UsableEntries(s.palette, s.depth));
     DeviceBitmap& colour = *s.floatingColor;
     const DeviceBitmap& mask = *s.floatingMask;
     for (int y = 0; y < colour.Height(); ++y)
@@ -285,10 +295,7 @@ ToolResult EditSession::Release(int x, int y) {
         Commit(stroke.index, *stroke.edit, nullptr, {});
     } else {
         if (changed.IsEmpty()) return result;
-        const int hints[2] = {(stroke.tool->StrokeColour() >> 24) == 1 ? static_cast<int>(stroke.tool->StrokeColour() & 0xFF) : -1,
-                              (stroke.tool->OtherStrokeColour() >> 24) == 1
-                                  ? static_cast<int>(stroke.tool->OtherStrokeColour() & 0xFF)
-                                  : -1};
+        const int hints[2] = {PaletteEntryOf(stroke.tool->StrokeColour()), PaletteEntryOf(stroke.tool->OtherStrokeColour())};
         Commit(stroke.index, *stroke.edit, &changed, hints);
     }
     result.changed = Union(result.changed, changed);
@@ -319,27 +326,17 @@ bool EditSession::CanRedo(int index) const {
     return edit != nullptr && edit->history.CanRedo();
 }
 
-bool EditSession::Undo(int index) {
-    FormatEdit* edit = Find(index);
-    CanvasRect changed;
-    if (edit == nullptr || Stroking() || !edit->history.Undo(edit->state, &changed)) return false;
-    // The committed copy follows: exactly the changed part for a stroke's step.
-    if (changed.left == 0 && changed.top == 0 && changed.right == edit->state.Width() &&
-        changed.bottom == edit->state.Height())
-        edit->committed = edit->state;
-    else
-        CopyRect(edit->state, edit->committed, changed);
-    WriteBack(index, *edit);
-    if (onEdited) onEdited(index, changed);
-    return true;
-}
+bool EditSession::Undo(int index) { return Step(index, &UndoHistory::Undo); }
+bool EditSession::Redo(int index) { return Step(index, &UndoHistory::Redo); }
 
-bool EditSession::Redo(int index) {
+bool EditSession::Step(int index, bool (UndoHistory::*step)(FormatState&, CanvasRect*)) {
     FormatEdit* edit = Find(index);
     CanvasRect changed;
-    if (edit == nullptr || Stroking() || !edit->history.Redo(edit->state, &changed)) return false;
-    if (changed.left == 0 && changed.top == 0 && changed.right == edit->state.Width() &&
-        changed.bottom == edit->state.Height())
+    if (edit == nullptr || Stroking() || !(edit->history.*step)(edit->state, &changed)) return false;
+    // The committed copy follows: exactly the changed part for a stroke's step.
+    const CanvasRect whole = Whole(edit->state);
+    if (changed.left == whole.left && changed.top == whole.top && changed.right == whole.right &&
+        changed.bottom == whole.bottom)
         edit->committed = edit->state;
     else
         CopyRect(edit->state, edit->committed, changed);

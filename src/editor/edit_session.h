@@ -29,6 +29,12 @@ void ConformToPalette(FormatState& state, const CanvasRect& rect, std::span<cons
 // The same for the floating selection's pixels.
 void ConformFloating(FormatState& state);
 
+// The colour a tool paints for `value` on a format of `bits` bits with `palette`: on an indexed
+// format a true colour (one chosen while another depth was edited) becomes the palette entry of
+// exactly that colour or else the nearest, so that a stroke shows what the file will hold;
+// anything else is kept.
+ColourValue OnPalette(int bits, const Palette& palette, ColourValue value);
+
 class EditSession {
 public:
     // The formats' undo histories and states; the session keeps one per format it was asked for.
@@ -92,6 +98,8 @@ private:
     // the state into the format's image.
     void Commit(int index, FormatEdit& edit, const CanvasRect* region, std::span<const int> hints);
     void WriteBack(int index, FormatEdit& edit);
+    // Undo or redo: the step exchanged with the state, then the committed copy and the icon follow.
+    bool Step(int index, bool (UndoHistory::*step)(FormatState&, CanvasRect*));
 
     struct Stroke {
         CDrawTool* tool = nullptr;

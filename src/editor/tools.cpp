@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "imaging/palette_map.h"
+#include "editor/edit_session.h"
 
 namespace tellurine::editor {
 
@@ -53,13 +53,6 @@ CanvasRect CDrawTool::ApplyAtZoom(FormatState& format, int zoom) {
 ToolResult CDrawTool::ButtonUp(FormatState&, ColourSelection&, int, int) {
     stroke_.reset();
     return {};
-}
-
-ColourValue OnPalette(int bits, const Palette& palette, ColourValue value) {
-    if (bits > 8 || palette.empty() || KindOf(value) != ColourKind::Ordinary || (value >> 24) != 0) return value;
-    SearchPalette search(palette, static_cast<int>(std::min<std::size_t>(palette.size(), 256)));
-    const int position = NearestPaletteIndex(GetRValue(value), GetGValue(value), GetBValue(value), search, search.size());
-    return kPaletteColourBase + search[position].index;
 }
 
 void CDrawTool::BeginStroke(const FormatState& format, const ColourSelection& colours, int x, int y, bool right) {

@@ -97,11 +97,6 @@ private:
     ToolKind kind_;
 };
 
-// The colour a tool paints for `value` on a format of `bits` bits with `palette`: on an indexed
-// format a true colour (one chosen while another depth was edited) becomes the palette entry
-// nearest to it, so that a stroke shows what the file will hold; anything else is kept.
-ColourValue OnPalette(int bits, const Palette& palette, ColourValue value);
-
 // Makes the tool of a kind.
 std::unique_ptr<CDrawTool> MakeTool(ToolKind kind);
 

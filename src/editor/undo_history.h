@@ -3,7 +3,6 @@
 // and redone any number of times.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <optional>
 #include <vector>

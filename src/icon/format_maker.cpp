@@ -1,12 +1,13 @@
 #include "icon/format_maker.h"
 
 #include <algorithm>
-#include <iterator>
 #include <atomic>
 #include <cstring>
+#include <iterator>
 #include <new>
 #include <utility>
 
+#include "icon/standard_palette.h"
 #include "image/dib_block.h"
 #include "image/raster.h"
 #include "image/threads.h"
@@ -14,7 +15,6 @@
 #include "imaging/palette_map.h"
 #include "imaging/quantizer.h"
 #include "imaging/resample.h"
-#include "icon/standard_palette.h"
 
 namespace tellurine {
 namespace {

@@ -65,8 +65,8 @@ public:
     // Gives the image its format: records the size, colour count and alpha flag, and replaces the
     // block by a zero-filled one of the format's size whose header already describes the format
     // (height field twice the height, planes 1, the format's bits, colours used equal to the colour
-    // count, colours important 0, as every reader expects). Clears the compressed flag. Returns 1, or 0 when the format is
-    // refused (see ComputeLayout); the image is then left empty.
+    // count, colours important 0, as every reader expects). Clears the compressed flag. Returns 1,
+    // or 0 when the format is refused (see ComputeLayout); the image is then left empty.
     int SetFormat(std::int32_t width, std::int32_t height, std::uint32_t colors, bool alpha);
 
     // Makes the image a 32-bit format with alpha of the given size from top-down rows of 8-bit
