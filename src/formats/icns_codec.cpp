@@ -71,6 +71,46 @@ std::int32_t ModernIcnsElementSize(std::uint32_t type) {
     return -1;
 }
 
+namespace {
+
+constexpr MacPictureElement kPictureElements[] = {
+    {IcnsType("is32"), 16, 1, IcnsElementForm::Classic},    {IcnsType("ic04"), 16, 1, IcnsElementForm::Argb},
+    {IcnsType("icp4"), 16, 1, IcnsElementForm::Png},        {IcnsType("il32"), 32, 1, IcnsElementForm::Classic},
+    {IcnsType("ic11"), 32, 2, IcnsElementForm::Png},        {IcnsType("ic05"), 32, 1, IcnsElementForm::Argb},
+    {IcnsType("icp5"), 32, 1, IcnsElementForm::Png},        {IcnsType("ih32"), 48, 1, IcnsElementForm::Classic},
+    {IcnsType("ic12"), 64, 2, IcnsElementForm::Png},        {IcnsType("icp6"), 64, 1, IcnsElementForm::Png},
+    {IcnsType("it32"), 128, 1, IcnsElementForm::Classic},   {IcnsType("ic07"), 128, 1, IcnsElementForm::Png},
+    {IcnsType("ic08"), 256, 1, IcnsElementForm::LargeStream}, {IcnsType("ic13"), 256, 2, IcnsElementForm::LargeStream},
+    {IcnsType("ic09"), 512, 1, IcnsElementForm::LargeStream}, {IcnsType("ic14"), 512, 2, IcnsElementForm::LargeStream},
+    {IcnsType("ic10"), 1024, 1, IcnsElementForm::Png},
+};
+
+}  // namespace
+
+std::span<const MacPictureElement> MacPictureElements() { return kPictureElements; }
+
+const MacPictureElement* FindMacPictureElement(std::uint32_t type) {
+    for (const MacPictureElement& e : kPictureElements)
+        if (e.type == type) return &e;
+    return nullptr;
+}
+
+int MacElementScale(std::uint32_t type) {
+    const MacPictureElement* e = FindMacPictureElement(type);
+    return e != nullptr ? e->scale : 1;
+}
+
+std::vector<std::uint32_t> MacElementsFor(std::int32_t width, std::int32_t height, int bits) {
+    std::vector<std::uint32_t> types;
+    if (bits == 1 || bits == 4 || bits == 8) {
+        if (const int row = FindIcnsRow(width, height, bits); row >= 0) types.push_back(kIcnsRows[row].type);
+    } else if ((bits == 24 || bits == 32) && width == height) {
+        for (const MacPictureElement& e : kPictureElements)
+            if (e.size == width) types.push_back(e.type);
+    }
+    return types;
+}
+
 bool UnpackIcnsPlanes(std::span<const std::uint8_t> data, int planeCount, std::size_t planeSize,
                       std::vector<std::uint8_t>& planes) {
     planes.assign(static_cast<std::size_t>(planeCount) * planeSize, 0);

@@ -57,6 +57,39 @@ std::size_t IcnsBufferSize(std::int32_t width, std::int32_t height, int depth);
 // of their size: their type and nominal pixel size. -1 for other types.
 std::int32_t ModernIcnsElementSize(std::uint32_t type);
 
+// How a writer stores the picture of a true-colour element.
+enum class IcnsElementForm {
+    Classic,      // three packed planes with the 8-bit mask element of the size ("is32", "il32", ...)
+    Argb,         // "ARGB" and four packed planes ("ic04", "ic05")
+    Png,          // a PNG stream
+    LargeStream,  // a JPEG 2000 stream, or PNG when that is asked for ("ic08", "ic09", "ic13", "ic14")
+};
+
+// A true-colour element a format can be written as: its type, its pixel size, its scale (2 for
+// the "@2x" elements, whose pixels are drawn at twice the density: "ic12" holds a 32-point icon
+// in 64 pixels) and how it is stored.
+struct MacPictureElement {
+    std::uint32_t type;
+    std::int32_t size;
+    int scale;
+    IcnsElementForm form;
+};
+
+// Every true-colour element, smallest first; of one size the element a format takes by default
+// comes first ("il32" for 32 pixels, then "ic11" = 16 @2x, "ic05", "icp5").
+std::span<const MacPictureElement> MacPictureElements();
+// The entry of a true-colour element type; nullptr for any other.
+const MacPictureElement* FindMacPictureElement(std::uint32_t type);
+
+// The scale of an element type: 2 for "ic11".."ic14", 1 for every other.
+int MacElementScale(std::uint32_t type);
+
+// The elements a format of this size and depth (1, 4, 8, 24 or 32 bits) can be written as, the
+// one it takes by default first: the classic row of its size and depth for 1, 4 and 8 bits (none
+// above 48 pixels), and for 24 and 32 bits the true-colour elements of its size. Empty when a
+// family has no element for it (a 96 x 96 format, or one that is not square beyond 16 x 12).
+std::vector<std::uint32_t> MacElementsFor(std::int32_t width, std::int32_t height, int bits);
+
 // Unpacks `planeCount` planes of `planeSize` bytes each from run-length data into `planes`
 // (planeCount x planeSize bytes, plane after plane). A control byte of 0x80 or more repeats the
 // next byte (control & 0x7F) + 3 times; a smaller one copies the next (control & 0x7F) + 1 bytes.

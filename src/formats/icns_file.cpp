@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <limits>
 #include <new>
 #include <utility>
 
@@ -330,6 +331,10 @@ bool ReadFamily(std::span<const std::uint8_t> family, CIconGroup& group, std::si
         }
         // Pictures of 256 pixels and more are PNG-compressed when saved as a Windows icon.
         icon.SetCompressed(icon.Width() >= 256 && icon.Height() >= 256);
+        // The picture remembers its element, and the stream it came from, so that a family saved
+        // again gives it the same element, byte for byte while it is unchanged.
+        icon.SetMacElement({e.type, IsPngStream(e.data)});
+        if (IsStream(e.data)) icon.KeepSourceStream(e.data);
         if (icon.BlockSize() > budget - decoded) {
             skip(e, IcnsSkipReason::TooLarge);
             continue;
@@ -384,8 +389,10 @@ std::vector<std::uint8_t> OneBitElement(const TopDownPixels& src, int row) {
         out.resize(IcnsBufferSize(r.width, r.height, 1));
         for (int y = 0; y < r.height; ++y)
             for (int x = 0; x < r.width; ++x) {
+                // A pixel under the mask is written white, whatever colour it keeps: so a family
+                // read and written again is the same bytes.
                 const std::uint8_t* p = src.Pixel(x, y);
-                if ((p[0] + p[1] + p[2]) / 3 < 128) SetBit(out, 0, r.width, x, y);
+                if (p[3] != 0 && (p[0] + p[1] + p[2]) / 3 < 128) SetBit(out, 0, r.width, x, y);
             }
     }
     if (r.maskDepth == 1) AppendOneBitMask(src, r.width, r.height, out);
@@ -400,7 +407,9 @@ std::vector<std::uint8_t> IndexedElement(const TopDownPixels& src, int row, MacP
     for (int y = 0; y < r.height; ++y)
         for (int x = 0; x < r.width; ++x) {
             const std::uint8_t* p = src.Pixel(x, y);
-            WriteIndex(out.data() + stride * static_cast<std::size_t>(y), x, r.depth, search.Nearest(p[2], p[1], p[0]));
+            // Under the mask: entry 0, white, as for 1-bit elements.
+            WriteIndex(out.data() + stride * static_cast<std::size_t>(y), x, r.depth,
+                       p[3] == 0 ? 0 : search.Nearest(p[2], p[1], p[0]));
         }
     return out;
 }
@@ -427,16 +436,143 @@ std::vector<std::uint8_t> AlphaMaskElement(const TopDownPixels& src, int w, int 
     return out;
 }
 
-// The elements of one family being written, by row. A mask element made for an indexed format
-// gives way to a 1-bit format's own element of that row.
-struct PendingElement {
-    std::vector<std::uint8_t> data;
-    int source = -1;    // the format it was made from
-    bool derived = false;  // made as the mask of another row's format
-    bool present = false;
-};
+std::vector<std::uint8_t> ArgbElement(const TopDownPixels& src, int size) {
+    const std::size_t n = static_cast<std::size_t>(size) * static_cast<std::size_t>(size);
+    std::vector<std::uint8_t> out(4);
+    StoreBE32(out.data(), kArgbPrefix);
+    std::vector<std::uint8_t> plane(n);
+    for (int channel : {3, 2, 1, 0}) {  // alpha, red, green, blue
+        for (int y = 0; y < size; ++y)
+            for (int x = 0; x < size; ++x) plane[static_cast<std::size_t>(y) * size + x] = src.Pixel(x, y)[channel];
+        PackIcnsPlane(plane, out);
+    }
+    return out;
+}
+
+// The row that holds only a mask of this size and mask depth ("ICNm", "s8mk", ...), or -1.
+int MaskOnlyRow(std::int32_t width, std::int32_t height, int maskDepth) {
+    for (int i = 0; i < kIcnsRowCount; ++i)
+        if (kIcnsRows[i].width == width && kIcnsRows[i].height == height && kIcnsRows[i].depth == 0 &&
+            kIcnsRows[i].maskDepth == maskDepth)
+            return i;
+    return -1;
+}
+
+// Where an element goes in a written family: the classic rows in the table's order, then the
+// true-colour elements smallest first.
+int ElementOrder(std::uint32_t type) {
+    const int row = FindIcnsRow(type);
+    if (row >= 0 && row < kFirstStreamRow) return row;
+    const auto all = MacPictureElements();
+    for (std::size_t i = 0; i < all.size(); ++i)
+        if (all[i].type == type) return kIcnsRowCount + static_cast<int>(i);
+    return std::numeric_limits<int>::max();
+}
+
+// The data of the element `type` for one format.
+bool EncodeElement(const CKvIcon& icon, std::uint32_t type, const IcnsWriteOptions& options,
+                   std::vector<std::uint8_t>& data) {
+    const MacPictureElement* picture = FindMacPictureElement(type);
+    // A picture that is unchanged since it was read from a stream is written as that stream.
+    if (picture != nullptr && picture->form != IcnsElementForm::Classic) {
+        if (const auto stream = icon.UnchangedStream(); !stream.empty()) {
+            data.assign(stream.begin(), stream.end());
+            return true;
+        }
+    }
+    const Block dib = icon.To32BitDib();
+    const TopDownPixels src(dib);
+    if (!src.Valid()) return false;
+    if (picture == nullptr) {
+        const int row = FindIcnsRow(type);
+        if (row < 0) return false;
+        if (kIcnsRows[row].depth == 1) {
+            data = OneBitElement(src, row);
+        } else {
+            MacPaletteSearch search(kIcnsRows[row].depth == 4 ? std::span<const std::uint32_t>(kMacPalette16)
+                                                              : std::span<const std::uint32_t>(kMacPalette256));
+            data = IndexedElement(src, row, search);
+        }
+        return true;
+    }
+    switch (picture->form) {
+        case IcnsElementForm::Classic: data = PackedPlanesElement(src, FindIcnsRow(type)); return true;
+        case IcnsElementForm::Argb: data = ArgbElement(src, picture->size); return true;
+        case IcnsElementForm::Png: return EncodePng(dib, data, kPngLevel);
+        case IcnsElementForm::LargeStream:
+            if (icon.MacElement().png || options.pngStreams) return EncodePng(dib, data, kPngLevel);
+            return EncodeJpeg2000(dib, data, "Korvane");
+    }
+    return false;
+}
 
 }  // namespace
+
+std::vector<std::uint32_t> AssignMacElements(const CIconDoc& doc) {
+    const auto count = static_cast<std::size_t>(doc.GetFormatCount());
+    std::vector<std::uint32_t> assigned(count, 0);
+    std::vector<std::vector<std::uint32_t>> fits(count);
+    std::vector<std::uint32_t> taken;
+    const auto free = [&taken](std::uint32_t type) { return std::find(taken.begin(), taken.end(), type) == taken.end(); };
+    for (std::size_t i = 0; i < count; ++i) {
+        const CKvIcon& icon = doc.GetFormat(static_cast<int>(i))->Icon();
+        if (icon.IsEmpty()) continue;
+        fits[i] = MacElementsFor(static_cast<std::int32_t>(icon.Width()), static_cast<std::int32_t>(icon.Height()),
+                                 icon.BitsPerPixel());
+    }
+    // Formats keep the element they were read from (or the user chose) while it fits them, the
+    // first of them where two name the same one; the others take the first that is free.
+    for (std::size_t i = 0; i < count; ++i) {
+        const std::uint32_t own = doc.GetFormat(static_cast<int>(i))->Icon().MacElement().type;
+        if (own != 0 && std::find(fits[i].begin(), fits[i].end(), own) != fits[i].end() && free(own)) {
+            assigned[i] = own;
+            taken.push_back(own);
+        }
+    }
+    // Deeper formats choose first: a 32-bit format with alpha takes "il32" before a 24-bit one.
+    std::vector<std::size_t> order(count);
+    for (std::size_t i = 0; i < count; ++i) order[i] = i;
+    std::stable_sort(order.begin(), order.end(), [&doc](std::size_t a, std::size_t b) {
+        return doc.GetFormat(static_cast<int>(a))->Icon().BitsPerPixel() >
+               doc.GetFormat(static_cast<int>(b))->Icon().BitsPerPixel();
+    });
+    for (const std::size_t i : order) {
+        if (assigned[i] != 0) continue;
+        const auto first = std::find_if(fits[i].begin(), fits[i].end(), free);
+        if (first == fits[i].end()) continue;
+        assigned[i] = *first;
+        taken.push_back(*first);
+    }
+    return assigned;
+}
+
+int MacScaleOf(const CIconDoc& doc, int index) {
+    if (!doc.macintosh || index < 0 || index >= doc.GetFormatCount()) return 1;
+    return MacElementScale(AssignMacElements(doc)[static_cast<std::size_t>(index)]);
+}
+
+std::string MacElementText(std::uint32_t type) {
+    std::int32_t width = 0, height = 0;
+    int scale = 1;
+    if (const MacPictureElement* p = FindMacPictureElement(type)) {
+        width = height = p->size;
+        scale = p->scale;
+    } else if (const int row = FindIcnsRow(type); row >= 0) {
+        width = kIcnsRows[row].width;
+        height = kIcnsRows[row].height;
+    }
+    std::string text = PrintableIcnsType(type) + " (" + std::to_string(width / scale) + " x " + std::to_string(height / scale);
+    return text + (scale == 2 ? " @2x)" : ")");
+}
+
+std::string FormatSizeText(const CIconDoc& doc, int index) {
+    const CIconObject* format = doc.GetFormat(index);
+    if (format == nullptr) return {};
+    const int scale = MacScaleOf(doc, index);
+    std::string text = std::to_string(format->Width() / scale) + " x " + std::to_string(format->Height() / scale);
+    if (scale == 2) text += " @2x";
+    return text;
+}
 
 std::optional<std::size_t> LocateIcnsFamily(std::span<const std::uint8_t> file) {
     if (file.size() < 4) return std::nullopt;
@@ -501,83 +637,67 @@ bool ReadIcnsFamily(std::span<const std::uint8_t> family, CIconGroup& group, std
     }
 }
 
-bool WriteIcnsFamily(const CIconDoc& doc, std::vector<std::uint8_t>& out, std::vector<int>* leftOut) {
+bool WriteIcnsFamily(const CIconDoc& doc, std::vector<std::uint8_t>& out, std::vector<int>* leftOut,
+                     const IcnsWriteOptions& options) {
     out.clear();
     if (leftOut != nullptr) leftOut->clear();
     try {
-        std::array<PendingElement, kIcnsRowCount> elements;
-        std::vector<bool> written(static_cast<std::size_t>(doc.GetFormatCount()), false);
-        MacPaletteSearch search16(kMacPalette16), search256(kMacPalette256);
-        auto place = [&](int row, std::vector<std::uint8_t>&& data, int source, bool derived) {
-            PendingElement& e = elements[row];
-            // A format's own element is never replaced, and a mask made for another format only
-            // fills an empty place.
-            if (e.present && (!e.derived || derived)) return;
-            e = {std::move(data), source, derived, true};
-        };
-
+        const std::vector<std::uint32_t> assigned = AssignMacElements(doc);
+        std::vector<std::pair<std::uint32_t, std::vector<std::uint8_t>>> elements;
+        std::vector<int> notWritten;
         for (int i = 0; i < doc.GetFormatCount(); ++i) {
-            const CKvIcon& icon = doc.GetFormat(i)->Icon();
-            const int bits = icon.BitsPerPixel();
-            const int depth = bits == 32 ? 24 : bits;
-            const int w = static_cast<int>(icon.Width()), h = static_cast<int>(icon.Height());
-            const int row = FindIcnsRow(w, h, depth);
-            if (row < 0 || icon.IsEmpty()) continue;
-            PendingElement& own = elements[row];
-            if (own.present && !own.derived) {
-                // Two formats for one element: one with alpha takes it from one without.
-                const CKvIcon& holder = doc.GetFormat(own.source)->Icon();
-                if (!(icon.HasAlpha() && !holder.HasAlpha())) continue;
-                written[static_cast<std::size_t>(own.source)] = false;
-                own.present = false;
+            const std::uint32_t type = assigned[static_cast<std::size_t>(i)];
+            std::vector<std::uint8_t> data;
+            if (type == 0 || !EncodeElement(doc.GetFormat(i)->Icon(), type, options, data)) {
+                notWritten.push_back(i);
+                continue;
             }
-            const Block picture = icon.To32BitDib();
-            const TopDownPixels src(picture);
-            if (!src.Valid()) continue;
-
-            if (depth == 1) {
-                place(row, OneBitElement(src, row), i, false);
-            } else if (depth == 4 || depth == 8) {
-                place(row, IndexedElement(src, row, depth == 4 ? search16 : search256), i, false);
-                const int maskRow = FindIcnsMaskRow(w, h, 1);
-                if (maskRow >= 0) place(maskRow, OneBitElement(src, maskRow), i, true);
-            } else if (w <= 128) {
-                place(row, PackedPlanesElement(src, row), i, false);
-                const int maskRow = FindIcnsMaskRow(w, h, 8);
-                if (maskRow >= 0) {
-                    elements[maskRow] = {};
-                    place(maskRow, AlphaMaskElement(src, w, h), i, false);
-                }
-            } else {
-                std::vector<std::uint8_t> stream;
-                const bool encoded = w <= 512 ? EncodeJpeg2000(picture, stream, "Korvane")
-                                              : EncodePng(picture, stream, kPngLevel);
-                if (!encoded) continue;
-                place(row, std::move(stream), i, false);
-            }
-            written[static_cast<std::size_t>(i)] = true;
+            elements.emplace_back(type, std::move(data));
         }
+        // The masks: an 8-bit mask beside each classic true-colour element; for 4 and 8 bits the
+        // 1-bit element of the size holds the mask when a 1-bit format is written, else the first
+        // indexed format's mask goes into the mask-only element, so that no 1-bit format appears
+        // that the project does not have.
+        const auto written = [&](std::uint32_t type) {
+            return std::any_of(elements.begin(), elements.end(), [type](const auto& e) { return e.first == type; });
+        };
+        for (int i = 0; i < doc.GetFormatCount(); ++i) {
+            const std::uint32_t type = assigned[static_cast<std::size_t>(i)];
+            const int row = FindIcnsRow(type);
+            if (type == 0 || row < 0 || row >= kFirstStreamRow || !written(type)) continue;
+            const IcnsElementRow& r = kIcnsRows[row];
+            int maskRow = -1;
+            if (r.depth == 24) {
+                maskRow = MaskOnlyRow(r.width, r.height, 8);
+            } else if (r.depth == 4 || r.depth == 8) {
+                const int oneBit = FindIcnsRow(r.width, r.height, 1);
+                if (oneBit < 0 || !written(kIcnsRows[oneBit].type)) maskRow = MaskOnlyRow(r.width, r.height, 1);
+            }
+            if (maskRow < 0 || written(kIcnsRows[maskRow].type)) continue;
+            const Block dib = doc.GetFormat(i)->Icon().To32BitDib();
+            const TopDownPixels src(dib);
+            if (!src.Valid()) continue;
+            elements.emplace_back(kIcnsRows[maskRow].type, r.depth == 24 ? AlphaMaskElement(src, r.width, r.height)
+                                                                         : OneBitElement(src, maskRow));
+        }
+        std::stable_sort(elements.begin(), elements.end(),
+                         [](const auto& a, const auto& b) { return ElementOrder(a.first) < ElementOrder(b.first); });
 
         std::size_t total = kHeaderSize;
-        for (const PendingElement& e : elements)
-            if (e.present) total += kHeaderSize + e.data.size();
+        for (const auto& e : elements) total += kHeaderSize + e.second.size();
         if (total == kHeaderSize || total > 0xFFFFFFFFu) return false;
         out.reserve(total);
         out.resize(kHeaderSize);
         StoreBE32(out.data(), kIcnsMagic);
         StoreBE32(out.data() + 4, static_cast<std::uint32_t>(total));
-        for (int row = 0; row < kIcnsRowCount; ++row) {
-            const PendingElement& e = elements[row];
-            if (!e.present) continue;
+        for (const auto& [type, data] : elements) {
             const std::size_t at = out.size();
             out.resize(at + kHeaderSize);
-            StoreBE32(out.data() + at, kIcnsRows[row].type);
-            StoreBE32(out.data() + at + 4, static_cast<std::uint32_t>(kHeaderSize + e.data.size()));
-            out.insert(out.end(), e.data.begin(), e.data.end());
+            StoreBE32(out.data() + at, type);
+            StoreBE32(out.data() + at + 4, static_cast<std::uint32_t>(kHeaderSize + data.size()));
+            out.insert(out.end(), data.begin(), data.end());
         }
-        if (leftOut != nullptr)
-            for (int i = 0; i < doc.GetFormatCount(); ++i)
-                if (!written[static_cast<std::size_t>(i)]) leftOut->push_back(i);
+        if (leftOut != nullptr) *leftOut = std::move(notWritten);
         return true;
     } catch (const std::bad_alloc&) {
         out.clear();

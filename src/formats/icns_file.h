@@ -81,14 +81,42 @@ const char* IcnsSkipReasonText(IcnsSkipReason reason);
 bool ReadIcnsFamily(std::span<const std::uint8_t> family, CIconGroup& group,
                     std::vector<IcnsSkippedElement>* skipped = nullptr);
 
-// Writes the project's formats as one family. A format is written when a classic element has its
-// width, height and depth (32 bits count as 24): 1, 4 and 8 bits with a 1-bit mask element, 24
-// and 32 bits as packed planes with an 8-bit mask element up to 128 pixels, as JPEG 2000 from 129
-// to 512 and as PNG above. When two formats want the same element, the first keeps it unless the
-// second has alpha and the first has not. The indices of the formats that were left out are put
-// in `leftOut`. Elements are written in the table's order. False, with `out` empty, when no
-// format could be written or memory runs out.
-bool WriteIcnsFamily(const CIconDoc& doc, std::vector<std::uint8_t>& out, std::vector<int>* leftOut = nullptr);
+// How new large elements are stored: by default "ic08", "ic09", "ic13" and "ic14" are JPEG 2000
+// streams; current Mac tools write PNG, which `pngStreams` asks for.
+struct IcnsWriteOptions {
+    bool pngStreams = false;
+};
+
+// The element each format of the project is written as, in the project's order; 0 for a format
+// that a family cannot hold. A format keeps the element it was read from, or that the user chose,
+// while that element fits its size and depth and no earlier format keeps it; every other format
+// takes the first free element that fits it (see MacElementsFor): so the first 32 x 32 true-colour
+// format becomes "il32", a second one "ic11" (16 @2x), and a 64 x 64 one "ic12" (32 @2x).
+std::vector<std::uint32_t> AssignMacElements(const CIconDoc& doc);
+// The scale of the element a format of a Macintosh project is written as (2 for "@2x"); 1 for
+// any other format and for any format of a Windows project.
+int MacScaleOf(const CIconDoc& doc, int index);
+// An element for a choice of elements: "ic13 (128 x 128 @2x)", "il32 (32 x 32)".
+std::string MacElementText(std::uint32_t type);
+// The size a format list shows: "W x H", or for a format of a Macintosh project written as an
+// "@2x" element its size in points and "@2x" ("32 x 32 @2x" for a 64 x 64 format in "ic12").
+std::string FormatSizeText(const CIconDoc& doc, int index);
+
+// Writes the project's formats as one family, each as the element AssignMacElements gives it:
+//  - 1 bit: the 1-bit element, image and mask; 4 and 8 bits: indexed through the system palette
+//    of the depth, their 1-bit mask in the 1-bit element when the project has a 1-bit format of
+//    that size, else in the mask-only element ("ICNm", "icsm", "icmm", "ichm");
+//  - true colour up to 128 pixels in a classic element: three packed planes with the 8-bit mask
+//    element of the size ("it32" after four zero bytes);
+//  - "ic04", "ic05": "ARGB" and four packed planes; "icp4".."icp6", "ic07", "ic11", "ic12" and
+//    "ic10": PNG; "ic08", "ic09", "ic13", "ic14": JPEG 2000, or PNG when the picture was read from
+//    a PNG stream or `options` ask for it.
+// A picture unchanged since it was read from a stream is written as that stream, byte for byte.
+// Elements go in the table's order, then the true-colour elements smallest first. The indices of
+// the formats left out are put in `leftOut`. False, with `out` empty, when no format could be
+// written or memory runs out.
+bool WriteIcnsFamily(const CIconDoc& doc, std::vector<std::uint8_t>& out, std::vector<int>* leftOut = nullptr,
+                     const IcnsWriteOptions& options = {});
 
 // A family found in a resource or MacBinary file. Its name is the resource's name when it has
 // one, else its resource number; a family that no resource map accounts for is named after its

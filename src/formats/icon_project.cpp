@@ -1,18 +1,19 @@
 #include "formats/icon_project.h"
-#include "formats/image_file.h"
-
-#include <map>
 
 #include <algorithm>
 #include <cctype>
 #include <cstring>
 #include <filesystem>
+#include <map>
 #include <new>
+#include <system_error>
 
+#include "formats/icns_file.h"
 #include "formats/ico_file.h"
+#include "formats/iconset.h"
+#include "formats/image_file.h"
 #include "formats/pe_resources.h"
 #include "icon/format_maker.h"
-#include "formats/icns_file.h"
 #include "image/bytes.h"
 
 namespace tellurine {
@@ -30,6 +31,7 @@ const char* IconContainerName(IconContainer container) {
         case IconContainer::MacBinary: return "macbinary";
         case IconContainer::Ani: return "ani";
         case IconContainer::Pe: return "pe";
+        case IconContainer::Iconset: return "iconset";
         case IconContainer::Unknown: break;
     }
     return "";
@@ -136,6 +138,7 @@ bool ReadIconContainer(const std::string& path, std::span<const std::uint8_t> by
                 if (contents.icons.empty()) return false;
                 break;
             }
+            case IconContainer::Iconset:  // a folder, read by LoadIconContainer
             case IconContainer::Unknown: return false;
         }
     } catch (const std::bad_alloc&) {
@@ -150,6 +153,15 @@ bool ReadIconContainer(const std::string& path, std::span<const std::uint8_t> by
 bool LoadIconContainer(const std::string& path, IconFileContents& contents, std::string& error,
                        bool* fileUnreadable) {
     contents = {};
+    std::error_code ec;
+    if (IsIconsetPath(path) && std::filesystem::is_directory(path, ec)) {
+        NamedIcon icon;
+        if (fileUnreadable != nullptr) *fileUnreadable = false;
+        if (!ReadIconsetFolder(path, icon.doc, error)) return false;
+        contents.container = IconContainer::Iconset;
+        contents.icons.push_back(std::move(icon));
+        return true;
+    }
     std::vector<std::uint8_t> bytes;
     const bool read = ReadFileBytes(path, bytes, kMaxMacFileBytes, error);
     if (fileUnreadable != nullptr) *fileUnreadable = !read;
@@ -163,15 +175,15 @@ bool LoadIconContainer(const std::string& path, IconFileContents& contents, std:
 }
 
 bool WriteIconProject(const CIconDoc& doc, bool explorerCompatibleOrder, std::vector<std::uint8_t>& out,
-                      std::vector<int>* leftOut) {
+                      std::vector<int>* leftOut, const IcnsWriteOptions& mac) {
     return WriteIconProjectAs(doc, doc.macintosh ? IconContainer::Icns : doc.cursor ? IconContainer::Cur : IconContainer::Ico,
-                              explorerCompatibleOrder, out, leftOut);
+                              explorerCompatibleOrder, out, leftOut, mac);
 }
 
 bool WriteIconProjectAs(const CIconDoc& doc, IconContainer as, bool explorerCompatibleOrder,
-                        std::vector<std::uint8_t>& out, std::vector<int>* leftOut) {
+                        std::vector<std::uint8_t>& out, std::vector<int>* leftOut, const IcnsWriteOptions& mac) {
     if (leftOut != nullptr) leftOut->clear();
-    if (as == IconContainer::Icns) return WriteIcnsFamily(doc, out, leftOut);
+    if (as == IconContainer::Icns) return WriteIcnsFamily(doc, out, leftOut, mac);
     return WriteIconFile(doc, explorerCompatibleOrder, out, as == IconContainer::Cur);
 }
 
@@ -220,9 +232,9 @@ bool FileHoldsDocument(const CIconDoc& doc, std::span<const std::uint8_t> bytes)
 }
 
 bool SaveIconProject(const std::string& path, const CIconDoc& doc, bool explorerCompatibleOrder, std::string& error,
-                     Durability durability, std::vector<int>* leftOut) {
+                     Durability durability, std::vector<int>* leftOut, const IcnsWriteOptions& mac) {
     std::vector<std::uint8_t> bytes;
-    if (!WriteIconProject(doc, explorerCompatibleOrder, bytes, leftOut)) {
+    if (!WriteIconProject(doc, explorerCompatibleOrder, bytes, leftOut, mac)) {
         error = doc.macintosh ? "no format of the icon has a Macintosh element, or an element could not be encoded"
                               : "the icon cannot be written (an empty project, an empty format or a PNG encoding failure)";
         return false;
@@ -231,14 +243,21 @@ bool SaveIconProject(const std::string& path, const CIconDoc& doc, bool explorer
 }
 
 MakeIconFileStep MakeIconFile(const std::string& image, const IconProjectRequest& request, const std::string& output,
-                              CIconDoc& doc, std::vector<int>& leftOut, std::string& error) {
+                              CIconDoc& doc, std::vector<int>& leftOut, std::string& error, bool allowLoss,
+                              const IcnsWriteOptions& mac) {
     CDIB picture;
     if (!LoadPictureFile(image, picture, error)) return MakeIconFileStep::Read;
     doc.name = std::filesystem::path(image).stem().string();
     if (!MakeIconProject(std::move(picture), request, doc, error)) return MakeIconFileStep::Make;
     picture.Clear();
     leftOut.clear();
-    if (!SaveIconProject(output, doc, false, error, Durability::NoFlush, &leftOut)) return MakeIconFileStep::Write;
+    std::vector<std::uint8_t> bytes;
+    if (!WriteIconProject(doc, false, bytes, &leftOut, mac)) {
+        error = "no format of the icon can be written";
+        return MakeIconFileStep::Write;
+    }
+    if (!leftOut.empty() && !allowLoss) return MakeIconFileStep::LeftOut;
+    if (!WriteFileAtomically(output, bytes, error, Durability::NoFlush)) return MakeIconFileStep::Write;
     return MakeIconFileStep::Done;
 }
 

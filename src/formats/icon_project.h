@@ -17,10 +17,10 @@
 
 namespace tellurine {
 
-enum class IconContainer { Unknown, Ico, Cur, Icns, Resource, MacBinary, Ani, Pe };
+enum class IconContainer { Unknown, Ico, Cur, Icns, Resource, MacBinary, Ani, Pe, Iconset };
 
-// The container's short name: "ico", "cur", "icns", "rsrc", "macbinary", "ani", "pe" ("" when
-// unknown).
+// The container's short name: "ico", "cur", "icns", "rsrc", "macbinary", "ani", "pe", "iconset"
+// ("" when unknown).
 const char* IconContainerName(IconContainer container);
 
 // What a file holds: ".rsc"/".rsrc" name a resource file and ".bin" a MacBinary file (a resource
@@ -66,7 +66,7 @@ bool ReadIconContainer(const std::string& path, std::span<const std::uint8_t> by
 // The text and title the programs show when memory runs out while reading.
 inline constexpr const char* kOutOfMemoryText = "Out of memory to perform operation.";
 inline constexpr const char* kOutOfMemoryTitle = "Fatal error";
-// The same from the file at `path`; `error` says why it could not be read from disk, or is
+// The same from the file at `path` (or the icon set folder, see IsIconsetPath); `error` says why it could not be read from disk, or is
 // kOutOfMemoryText when memory ran out. `fileUnreadable`, when given, is set when the file itself
 // could not be read (missing, not permitted, a folder, too large), as opposed to holding no icon
 // that can be read.
@@ -77,27 +77,31 @@ bool LoadIconContainer(const std::string& path, IconFileContents& contents, std:
 // the indices of formats a Macintosh family has no element for. False, with `out` empty, when
 // nothing could be written.
 bool WriteIconProject(const CIconDoc& doc, bool explorerCompatibleOrder, std::vector<std::uint8_t>& out,
-                      std::vector<int>* leftOut = nullptr);
+                      std::vector<int>* leftOut = nullptr, const IcnsWriteOptions& mac = {});
 // The same as a file of the kind `as` (Ico, Cur or Icns), whatever the document's own flags say:
 // a save under another name writes the new kind without touching the document first.
 bool WriteIconProjectAs(const CIconDoc& doc, IconContainer as, bool explorerCompatibleOrder,
-                        std::vector<std::uint8_t>& out, std::vector<int>* leftOut = nullptr);
+                        std::vector<std::uint8_t>& out, std::vector<int>* leftOut = nullptr,
+                        const IcnsWriteOptions& mac = {});
 // True when the file `bytes` reads back with every format of the document at its size and depth,
 // pixel for pixel (colours, mask and alpha): a save that holds less must not mark the document as
 // saved. False for a file that cannot be read.
 bool FileHoldsDocument(const CIconDoc& doc, std::span<const std::uint8_t> bytes);
 // The same to a file, written beside the target and renamed over it only when complete.
 bool SaveIconProject(const std::string& path, const CIconDoc& doc, bool explorerCompatibleOrder, std::string& error,
-                     Durability durability = Durability::Flush, std::vector<int>* leftOut = nullptr);
+                     Durability durability = Durability::Flush, std::vector<int>* leftOut = nullptr,
+                     const IcnsWriteOptions& mac = {});
 
 // Where making an icon file from a picture stopped.
-enum class MakeIconFileStep { Done, Read, Make, Write };
+enum class MakeIconFileStep { Done, Read, Make, Write, LeftOut };
 // Reads a picture (LoadPictureFile), makes the project `request` asks for into `doc`, named after
 // the picture, and saves it to `output` without waiting for the disk (the picture stays on disk):
 // what tellurine-cli create and the program's batch do for each picture. `leftOut` receives the
-// formats a Macintosh family has no element for; `error` says why a step failed.
+// formats a Macintosh family has no element for; unless `allowLoss`, a family that would leave
+// formats out is not written (LeftOut). `error` says why a step failed.
 MakeIconFileStep MakeIconFile(const std::string& image, const IconProjectRequest& request, const std::string& output,
-                              CIconDoc& doc, std::vector<int>& leftOut, std::string& error);
+                              CIconDoc& doc, std::vector<int>& leftOut, std::string& error, bool allowLoss = true,
+                              const IcnsWriteOptions& mac = {});
 // The files the icons of several pictures go to in one folder: <folder>/<picture's stem><extension>,
 // a stem met again numbered "-2", "-3", ... ("icon" for a picture without a stem).
 std::vector<std::string> IconFileNames(const std::vector<std::string>& images, const std::string& folder,

@@ -169,6 +169,7 @@ int CKvIcon::CopyFrom(const CKvIcon& other) {
     attribute2_ = other.attribute2_;
     pointX_ = other.pointX_;
     pointY_ = other.pointY_;
+    macElement_ = other.macElement_;
     return 1;
 }
 
@@ -544,6 +545,7 @@ bool CKvIcon::ReadPngImageLater(std::span<const std::uint8_t> png, std::int32_t 
     AdoptFormat(std::move(block), width, height, 0, true);
     compressed_ = true;
     storedPng_ = std::move(stream);
+    storedPlainPng_ = true;
     pending_ = std::move(pending);
     return true;
 }
@@ -590,6 +592,7 @@ int CKvIcon::ReadPngImage(std::span<const std::uint8_t> png, std::uint32_t bitCo
     compressed_ = true;
     if (IsPlainRgbaPng(png, width_, height_)) {
         storedPng_.assign(png.begin(), png.end());
+        storedPlainPng_ = true;
         decodedHash_ = HashBlock(block_);
     }
     return 1;
@@ -735,6 +738,18 @@ void CKvIcon::MaskTransparentPixels(Block& block, std::int32_t width, std::int32
 }
 
 std::span<const std::uint8_t> CKvIcon::UnchangedPng() const {
+    if (!storedPlainPng_) return {};
+    return UnchangedStream();
+}
+
+void CKvIcon::KeepSourceStream(std::span<const std::uint8_t> stream) {
+    if (!storedPng_.empty() || block_.empty() || stream.empty()) return;
+    storedPng_.assign(stream.begin(), stream.end());
+    storedPlainPng_ = false;
+    decodedHash_ = HashBlock(block_);
+}
+
+std::span<const std::uint8_t> CKvIcon::UnchangedStream() const {
     if (storedPng_.empty()) return {};
     // Pixels still pending cannot have been changed.
     if (pending_ && !pending_->decoded.load(std::memory_order_acquire)) return storedPng_;
@@ -821,6 +836,7 @@ int CKvIcon::EncodeStoredPng(int zlibLevel) {
         return 0;
     }
     storedPng_ = std::move(png);
+    storedPlainPng_ = true;
     decodedHash_ = HashBlock(block_);
     return 1;
 }

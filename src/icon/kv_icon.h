@@ -194,6 +194,24 @@ public:
     // plain 8-bit RGBA at the image's size (so the stream holds exactly these pixels); empty
     // otherwise. Writing the PNG form writes it as it is.
     [[nodiscard]] std::span<const std::uint8_t> UnchangedPng() const;
+    // Keeps the stream (PNG of any kind, or JPEG 2000) that the image was just decoded from, when
+    // it keeps none yet: a Macintosh family writes an unchanged picture's element back byte for
+    // byte. The stream is dropped, like the plain one, as soon as the pixels change.
+    void KeepSourceStream(std::span<const std::uint8_t> stream);
+    // The stream kept while the image is unchanged (plain or not); empty otherwise.
+    [[nodiscard]] std::span<const std::uint8_t> UnchangedStream() const;
+
+    // The Macintosh element the image was read from, or that the user chose for it: its type as
+    // read (0 for none), and whether it held a PNG stream (an edited picture is written back in
+    // the same kind of stream). Kept through edits and copies; a family whose writer finds the
+    // element no longer fits the image's size and depth gives it another.
+    struct MacElementTag {
+        std::uint32_t type = 0;
+        bool png = false;
+        bool operator==(const MacElementTag&) const = default;
+    };
+    [[nodiscard]] MacElementTag MacElement() const { return macElement_; }
+    void SetMacElement(MacElementTag tag) { macElement_ = tag; }
 
     // The bitmap form of the image for display and editing; not carried by a copy.
     CDIB bitmap;
@@ -208,6 +226,7 @@ private:
     // stream is plain 8-bit RGBA: as long as the block is unchanged, writing the PNG form writes
     // the stream as it was instead of encoding the same pixels again. Moves keep them; copies do not.
     std::vector<std::uint8_t> storedPng_;
+    bool storedPlainPng_ = false;  // storedPng_ is a plain RGBA PNG (not another stream kept)
     mutable std::uint64_t decodedHash_ = 0;  // set where pending pixels are decoded
     static std::uint64_t HashBlock(const Block& block);
 
@@ -261,6 +280,7 @@ private:
     std::uint32_t attribute2_ = 0;
     std::int32_t pointX_ = -1;
     std::int32_t pointY_ = -1;
+    MacElementTag macElement_;
 };
 
 }  // namespace tellurine

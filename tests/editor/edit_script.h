@@ -46,7 +46,8 @@ inline void Picture(int w, int h, std::uint32_t seed, DeviceBitmap& colour, Devi
             colour.SetPixel(x, y, v >> 8 & 0xFFFFFF);
             const int dx = 2 * x - w, dy = 2 * y - h;
             const int a = dx * dx + dy * dy < w * h / 2 ? 255 : (x + y) % 3 == 0 ? 0 : static_cast<int>(v & 0xFF);
-            alpha.SetPixel(x, y, RGB(a, a, a));
+            const auto g = static_cast<std::uint8_t>(a);
+            alpha.SetPixel(x, y, RGB(g, g, g));
         }
 }
 

@@ -17,9 +17,11 @@
 #include "formats/icns_codec.h"
 #include "formats/icns_file.h"
 #include "formats/icon_project.h"
+#include "formats/iconset.h"
 #include "image/bytes.h"
 #include "image/dib_block.h"
 #include "imaging/codecs.h"
+#include "imaging/jpeg2000.h"
 
 namespace tellurine {
 namespace {
@@ -76,8 +78,10 @@ CKvIcon MakeIndexed(int w, int h, int depth, const std::function<int(int, int)>&
         for (int x = 0; x < w; ++x) {
             const std::size_t stored = static_cast<std::size_t>(h - 1 - y);
             const bool clear = transparent(x, y);
+            // Black under the mask: a transparent pixel, not one that inverts the screen.
+            const int black = depth == 1 ? 0 : (1 << depth) - 1;
             WriteIndex(base + l.pixelOffset + l.colorStride * stored, x, depth,
-                       static_cast<std::uint8_t>(clear ? 0 : index(x, y)));
+                       static_cast<std::uint8_t>(clear ? black : index(x, y)));
             if (clear) WriteIndex(base + l.maskOffset + l.maskStride * stored, x, 1, 1);
         }
     return icon;
@@ -193,69 +197,101 @@ TEST(IcnsPalettes, SystemPalettesAndNearestSearch) {
 }
 
 // Every writable element: written and read back, each format gives its own pixels.
-TEST(IcnsFamily, EveryWritableElementRoundTrips) {
+// The data of an element of a family, or nothing.
+std::optional<Bytes> ElementData(const Bytes& family, const char* type) {
+    for (std::size_t pos = 8; pos + 8 <= family.size(); pos += LoadBE32(family.data() + pos + 4))
+        if (std::memcmp(family.data() + pos, type, 4) == 0)
+            return Bytes(family.begin() + static_cast<std::ptrdiff_t>(pos + 8),
+                         family.begin() + static_cast<std::ptrdiff_t>(pos + LoadBE32(family.data() + pos + 4)));
+    return std::nullopt;
+}
+
+// Pixels as they show: an indexed image keeps black under its mask.
+std::vector<Rgba> Shown(const CKvIcon& icon) {
+    std::vector<Rgba> pixels = Pixels(icon);
+    if (!icon.HasAlpha())
+        for (Rgba& p : pixels)
+            if (p.a == 0) p = {0, 0, 0, 0};
+    return pixels;
+}
+
+TEST(IcnsFamily, EveryFormatKeepsItsElementThroughARoundTrip) {
     CIconDoc doc;
-    const auto disc = [](int size) {
-        return [size](int x, int y) {
+    const auto disc = [](int size, int seed) {
+        return [size, seed](int x, int y) {
             const int dx = 2 * x - size, dy = 2 * y - size;
             const bool inside = dx * dx + dy * dy < size * size;
-            return Rgba{std::uint8_t(x * 255 / size), std::uint8_t(y * 255 / size), std::uint8_t((x ^ y) & 0xF0),
+            return Rgba{std::uint8_t(x * 255 / size + seed), std::uint8_t(y * 255 / size), std::uint8_t((x ^ y) & 0xF0),
                         std::uint8_t(inside ? 255 : (x + y) % 3 == 0 ? 0 : 90)};
         };
     };
-    for (int size : {16, 32, 48, 128, 256, 512, 1024}) doc.AddFormat(MakeIcon32(size, size, disc(size)));
+    // One true-colour format of every size, then a second of each size that has a second element.
+    for (int size : {16, 32, 48, 64, 128, 256, 512, 1024}) doc.AddFormat(MakeIcon32(size, size, disc(size, 0)));
+    for (int size : {16, 32, 64, 128, 256, 512}) doc.AddFormat(MakeIcon32(size, size, disc(size, 9)));
     const auto edge = [](int w) { return [w](int x, int y) { return x == 0 || y == 0 || x == w - 1; }; };
     for (int depth : {1, 4, 8})
         for (auto [w, h] : {std::pair{16, 16}, {32, 32}, {16, 12}, {48, 48}})
             doc.AddFormat(MakeIndexed(w, h, depth, [depth](int x, int y) { return (x * 3 + y) % (1 << depth); }, edge(w)));
-    doc.AddFormat(MakeIcon32(64, 64, disc(64)));  // no element of that size
+    doc.AddFormat(MakeIcon32(96, 96, disc(96, 0)));  // no element of that size
+    const int kept = doc.GetFormatCount() - 1;
 
     std::vector<int> leftOut;
     Bytes family;
     ASSERT_TRUE(WriteIcnsFamily(doc, family, &leftOut));
-    EXPECT_EQ(leftOut, std::vector<int>{doc.GetFormatCount() - 1});
+    EXPECT_EQ(leftOut, std::vector<int>{kept});
     EXPECT_EQ(ElementTypes(family),
               (std::vector<std::string>{"icl4", "icl8", "il32", "ics4", "ics8", "is32", "ICN#", "l8mk", "ics#", "s8mk",
                                         "icm#", "icm4", "icm8", "ich#", "ich4", "ich8", "ih32", "h8mk", "it32", "t8mk",
-                                        "ic08", "ic09", "ic10"}));
+                                        "ic04", "ic11", "ic12", "icp6", "ic07", "ic08", "ic13", "ic09", "ic14", "ic10"}));
     EXPECT_EQ(LoadBE32(family.data() + 4), family.size());
     // "it32" starts with four zero bytes; the 256 and 512 pixel elements are JPEG 2000 with the
-    // encoder's comment, the 1024 pixel one PNG.
-    const auto find = [&](const char* type) {
-        for (std::size_t pos = 8; pos + 8 <= family.size(); pos += LoadBE32(family.data() + pos + 4))
-            if (std::memcmp(family.data() + pos, type, 4) == 0) return family.data() + pos + 8;
-        return static_cast<std::uint8_t*>(nullptr);
-    };
-    EXPECT_EQ(LoadBE32(find("it32")), 0u);
-    EXPECT_EQ(LoadBE32(find("ic08") + 4), IcnsType("jP  "));
+    // encoder's comment, the other streams PNG; "ic04" is "ARGB" and packed planes.
+    EXPECT_EQ(LoadBE32(ElementData(family, "it32")->data()), 0u);
+    for (const char* type : {"ic08", "ic09", "ic13", "ic14"}) EXPECT_EQ(LoadBE32(ElementData(family, type)->data() + 4), IcnsType("jP  ")) << type;
+    for (const char* type : {"ic11", "ic12", "icp6", "ic07", "ic10"}) EXPECT_TRUE(IsPngStream(*ElementData(family, type))) << type;
+    EXPECT_EQ(LoadBE32(ElementData(family, "ic04")->data()), IcnsType("ARGB"));
     EXPECT_NE(std::search(family.begin(), family.end(), std::begin("Korvane"), std::end("Korvane") - 1), family.end());
-    EXPECT_EQ(LoadBE32(find("ic10")), 0x89504E47u);
+    // Asked for, new large elements are PNG.
+    Bytes png;
+    ASSERT_TRUE(WriteIcnsFamily(doc, png, nullptr, IcnsWriteOptions{true}));
+    for (const char* type : {"ic08", "ic09", "ic13", "ic14"}) EXPECT_TRUE(IsPngStream(*ElementData(png, type))) << type;
 
-    // The same project gives the same bytes.
-    Bytes again;
-    ASSERT_TRUE(WriteIcnsFamily(doc, again));
-    EXPECT_EQ(again, family);
-
-    CIconGroup group;
-    ASSERT_TRUE(ReadIcnsFamily(family, group));
-    EXPECT_EQ(CountIcnsImages(family), group.FormatCount());
-    ASSERT_EQ(group.FormatCount(), doc.GetFormatCount() - 1);
-    for (int i = 0; i < doc.GetFormatCount() - 1; ++i) {
+    // The family reads back as the same formats, each with the element it was written as.
+    CIconDoc read;
+    ASSERT_TRUE(ReadIcnsFile(family, read));
+    EXPECT_EQ(CountIcnsImages(family), read.GetFormatCount());
+    ASSERT_EQ(read.GetFormatCount(), kept);
+    const std::vector<std::uint32_t> written = AssignMacElements(doc);
+    std::vector<bool> matched(static_cast<std::size_t>(kept), false);
+    for (int i = 0; i < kept; ++i) {
         const CKvIcon& source = doc.GetFormat(i)->Icon();
-        const auto match = [&](int j) {
-            const CKvIcon& read = *group.FormatAt(j);
-            return read.Width() == source.Width() && read.Height() == source.Height() &&
-                   read.BitsPerPixel() == source.BitsPerPixel();
-        };
         int j = 0;
-        while (j < group.FormatCount() && !match(j)) ++j;
-        ASSERT_LT(j, group.FormatCount()) << "format " << i;
-        std::vector<Rgba> expected = Pixels(source), actual = Pixels(*group.FormatAt(j));
-        if (!source.HasAlpha())  // an indexed image keeps black under its mask
-            for (std::size_t k = 0; k < expected.size(); ++k)
-                if (expected[k].a == 0) expected[k] = {0, 0, 0, 0};
-        EXPECT_TRUE(expected == actual) << source.Width() << "x" << source.Height() << " " << source.BitsPerPixel();
+        while (j < kept && (matched[static_cast<std::size_t>(j)] ||
+                            read.GetFormat(j)->Icon().MacElement().type != written[static_cast<std::size_t>(i)]))
+            ++j;
+        ASSERT_LT(j, kept) << "format " << i << " " << IcnsTypeName(written[static_cast<std::size_t>(i)]);
+        matched[static_cast<std::size_t>(j)] = true;
+        const CKvIcon& back = read.GetFormat(j)->Icon();
+        EXPECT_EQ(back.BitsPerPixel(), source.BitsPerPixel() == 24 ? 32 : source.BitsPerPixel());
+        // JPEG 2000 is lossy; every other element holds the pixels exactly.
+        const bool jpeg2000 = IcnsTypeName(written[static_cast<std::size_t>(i)]) == "ic08" ||
+                              IcnsTypeName(written[static_cast<std::size_t>(i)]) == "ic09" ||
+                              IcnsTypeName(written[static_cast<std::size_t>(i)]) == "ic13" ||
+                              IcnsTypeName(written[static_cast<std::size_t>(i)]) == "ic14";
+        if (!jpeg2000) EXPECT_TRUE(Shown(source) == Shown(back)) << IcnsTypeName(written[static_cast<std::size_t>(i)]);
     }
+    // Saved again unchanged, the family is the same bytes: streams are copied, not encoded again.
+    Bytes again;
+    ASSERT_TRUE(WriteIcnsFamily(read, again));
+    EXPECT_EQ(again, family);
+    // "@2x" shows in the sizes of a Macintosh project.
+    EXPECT_EQ(FormatSizeText(read, 0), "32 x 32");
+    std::vector<std::string> sizes;
+    for (int i = 0; i < read.GetFormatCount(); ++i) sizes.push_back(FormatSizeText(read, i));
+    for (const char* size : {"16 x 16 @2x", "32 x 32 @2x", "128 x 128 @2x", "256 x 256 @2x", "1024 x 1024"})
+        EXPECT_NE(std::find(sizes.begin(), sizes.end(), size), sizes.end()) << size;
+    read.macintosh = false;
+    for (int i = 0; i < read.GetFormatCount(); ++i) EXPECT_EQ(FormatSizeText(read, i).find('@'), std::string::npos);
 }
 
 TEST(IcnsFamily, LaterElementsAreRead) {
@@ -331,6 +367,92 @@ std::optional<std::vector<Rgba>> Icns2Png(const Bytes& family, int size) {
     CKvIcon icon;
     if (png.empty() || icon.ReadImage(png, static_cast<std::uint32_t>(png.size()), 32) == 0) return std::nullopt;
     return Pixels(icon);
+}
+
+// Indexed formats without a 1-bit format of their size keep their mask in the mask-only element,
+// so the family reads back with no 1-bit format nobody made; a 1-bit format's element holds it.
+TEST(IcnsFamily, IndexedMasksAddNoFormat) {
+    const auto corner = [](int x, int y) { return x < 3 && y < 2; };
+    struct Case {
+        std::vector<std::pair<int, int>> formats;  // size, depth
+        std::vector<std::string> elements;
+    };
+    const Case cases[] = {
+        {{{32, 4}, {16, 8}}, {"icl4", "ics8", "ICNm", "icsm"}},
+        {{{32, 8}, {32, 1}, {48, 4}}, {"icl8", "ICN#", "ich4", "ichm"}},
+        {{{32, 32}, {32, 4}}, {"icl4", "il32", "l8mk", "ICNm"}},
+    };
+    for (const Case& c : cases) {
+        CIconDoc doc;
+        for (auto [size, depth] : c.formats)
+            doc.AddFormat(depth == 32 ? MakeIcon32(size, size, [](int x, int) { return Rgba{std::uint8_t(x), 0, 0, 255}; })
+                                      : MakeIndexed(size, size, depth, [](int x, int) { return x % 2; }, corner));
+        Bytes family;
+        ASSERT_TRUE(WriteIcnsFamily(doc, family));
+        EXPECT_EQ(ElementTypes(family), c.elements);
+        CIconDoc read;
+        ASSERT_TRUE(ReadIcnsFile(family, read));
+        EXPECT_EQ(read.GetFormatCount(), doc.GetFormatCount());
+        EXPECT_TRUE(FileHoldsDocument(doc, family));
+    }
+}
+
+// A picture read from a stream and left alone is written back byte for byte; an edited one is
+// encoded again in the kind of stream it came from; the user's choice of element is kept.
+TEST(IcnsFamily, StreamsAreKeptAndEditsStayInTheirKind) {
+    const Bytes png256 = PngOf(256);
+    Bytes jp2;
+    ASSERT_TRUE(EncodeJpeg2000(MakeIcon32(512, 512, Picture).To32BitDib(), jp2, "peer"));
+    const Bytes source = Family({{"ic09", jp2}, {"ic08", png256}, {"ic12", PngOf(64)}});
+    CIconDoc doc;
+    ASSERT_TRUE(ReadIcnsFile(source, doc));
+    ASSERT_EQ(doc.GetFormatCount(), 3);
+    Bytes out;
+    ASSERT_TRUE(WriteIcnsFamily(doc, out));
+    EXPECT_EQ(*ElementData(out, "ic09"), jp2);
+    EXPECT_EQ(*ElementData(out, "ic08"), png256);
+
+    // Edit the 256 (one pixel): it stays PNG, and the JPEG 2000 one is still copied.
+    CKvIcon& edited = doc.GetFormat(1)->Icon();
+    ASSERT_EQ(edited.Width(), 256u);
+    IconImageLayout l;
+    ASSERT_TRUE(edited.GetLayout(l));
+    edited.GetBlock().data()[l.pixelOffset] ^= 0xFF;
+    ASSERT_TRUE(WriteIcnsFamily(doc, out));
+    EXPECT_TRUE(IsPngStream(*ElementData(out, "ic08")));
+    EXPECT_NE(*ElementData(out, "ic08"), png256);
+    EXPECT_EQ(*ElementData(out, "ic09"), jp2);
+
+    // Chosen as 128 @2x, the 256 moves to "ic13"; a second 256 then takes "ic08".
+    edited.SetMacElement({IcnsType("ic13"), true});
+    doc.AddFormat(MakeIcon32(256, 256, Picture));
+    ASSERT_TRUE(WriteIcnsFamily(doc, out));
+    EXPECT_EQ(ElementTypes(out), (std::vector<std::string>{"ic12", "ic08", "ic13", "ic09"}));
+    EXPECT_EQ(FormatSizeText(doc, 1), "128 x 128 @2x");
+}
+
+// Damaged and doubled elements: what is sound is read and written back, nothing else.
+TEST(IcnsFamily, HostileFamiliesAreWrittenBackSound) {
+    const Bytes png = PngOf(32);
+    // Two elements of one type: both open, the second written as the next free element.
+    CIconDoc doc;
+    ASSERT_TRUE(ReadIcnsFile(Family({{"ic11", png}, {"ic11", png}, {"ic11", png}, {"ic11", png}, {"ic11", png}}), doc));
+    ASSERT_EQ(doc.GetFormatCount(), 5);
+    Bytes out;
+    std::vector<int> leftOut;
+    ASSERT_TRUE(WriteIcnsFamily(doc, out, &leftOut));
+    EXPECT_EQ(ElementTypes(out), (std::vector<std::string>{"il32", "l8mk", "ic11", "ic05", "icp5"}));
+    EXPECT_EQ(leftOut, std::vector<int>{4});
+    EXPECT_EQ(*ElementData(out, "ic11"), png);
+
+    // An element whose length runs past the end, and a stream that does not decode, are not
+    // written back; the elements before them are.
+    Bytes damaged = Family({{"ic12", PngOf(64)}, {"ic07", Bytes(40, 7)}, {"ic08", PngOf(256)}});
+    damaged.resize(damaged.size() - 100);
+    ASSERT_TRUE(ReadIcnsFile(damaged, doc));
+    ASSERT_TRUE(WriteIcnsFamily(doc, out));
+    EXPECT_EQ(ElementTypes(out), std::vector<std::string>{"ic12"});
+    EXPECT_EQ(*ElementData(out, "ic12"), PngOf(64));
 }
 
 struct Skip {
@@ -572,7 +694,7 @@ TEST(IcnsFiles, ResourceFamiliesAreNamedFromTheMap) {
 TEST(IcnsFiles, ProjectsAreSavedByTheirMacintoshFlag) {
     CIconDoc doc;
     doc.AddFormat(MakeIcon32(32, 32, [](int x, int) { return Rgba{std::uint8_t(x), 0, 0, 255}; }));
-    doc.AddFormat(MakeIcon32(64, 64, [](int, int) { return Rgba{0, 0, 0, 255}; }));
+    doc.AddFormat(MakeIcon32(96, 96, [](int, int) { return Rgba{0, 0, 0, 255}; }));
     Bytes out;
     std::vector<int> leftOut;
     doc.macintosh = true;
@@ -590,6 +712,59 @@ TEST(IcnsFiles, ProjectsAreSavedByTheirMacintoshFlag) {
     odd.macintosh = true;
     EXPECT_FALSE(WriteIconProject(odd, false, out, &leftOut));
     EXPECT_TRUE(out.empty());
+}
+
+// An icon set folder holds Apple's names, one PNG each; it reads back as the same formats, each
+// with its element, and an unchanged picture is written back as the same file.
+TEST(Iconsets, FoldersRoundTripUnderApplesNames) {
+    namespace fs = std::filesystem;
+    const fs::path dir = fs::temp_directory_path() / ("tellurine-iconset-" + std::to_string(::getpid()));
+    fs::remove_all(dir);
+    fs::create_directories(dir);
+    CIconDoc doc;
+    for (int size : {16, 32, 64, 128, 256, 512, 1024, 32, 256, 48})
+        doc.AddFormat(MakeIcon32(size, size, [size](int x, int y) { return Rgba{std::uint8_t(x + size), std::uint8_t(y), 9, 200}; }));
+    const std::string folder = (dir / "App.iconset").string();
+    std::string error;
+    std::vector<int> leftOut;
+    ASSERT_TRUE(WriteIconsetFolder(folder, doc, error, &leftOut)) << error;
+    EXPECT_EQ(leftOut, std::vector<int>{9});  // 48 x 48 has no file
+    std::vector<std::string> names;
+    for (const auto& entry : fs::directory_iterator(folder)) names.push_back(entry.path().filename().string());
+    std::sort(names.begin(), names.end());
+    EXPECT_EQ(names, (std::vector<std::string>{"icon_128x128.png", "icon_128x128@2x.png", "icon_16x16.png",
+                                               "icon_16x16@2x.png", "icon_256x256.png", "icon_32x32.png",
+                                               "icon_32x32@2x.png", "icon_512x512.png", "icon_512x512@2x.png"}));
+
+    IconFileContents contents;
+    ASSERT_TRUE(LoadIconContainer(folder, contents, error)) << error;
+    EXPECT_EQ(contents.container, IconContainer::Iconset);
+    CIconDoc& read = contents.icons.front().doc;
+    EXPECT_TRUE(read.macintosh);
+    ASSERT_EQ(read.GetFormatCount(), 9);
+    EXPECT_EQ(FormatSizeText(read, 1), "16 x 16 @2x");
+    EXPECT_EQ(read.GetFormat(1)->Icon().MacElement().type, IcnsType("ic11"));
+    EXPECT_TRUE(FileHoldsDocument(read, [&] {
+        Bytes family;
+        EXPECT_TRUE(WriteIcnsFamily(read, family, nullptr, IcnsWriteOptions{true}));
+        return family;
+    }()));
+    // A file of another name is not read; an unchanged picture is written back as it was.
+    const Bytes before = [&] {
+        std::ifstream in(fs::path(folder) / "icon_32x32@2x.png", std::ios::binary);
+        return Bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    }();
+    std::ofstream(fs::path(folder) / "notes.txt") << "x";
+    ASSERT_TRUE(WriteIconsetFolder(folder, read, error)) << error;
+    std::ifstream again(fs::path(folder) / "icon_32x32@2x.png", std::ios::binary);
+    EXPECT_EQ(Bytes((std::istreambuf_iterator<char>(again)), std::istreambuf_iterator<char>()), before);
+    EXPECT_FALSE(fs::exists(fs::path(folder) / "notes.txt"));  // the folder is the project's, whole
+
+    // A file in the way is left alone.
+    std::ofstream(dir / "File.iconset") << "keep";
+    EXPECT_FALSE(WriteIconsetFolder((dir / "File.iconset").string(), doc, error));
+    EXPECT_EQ(fs::file_size(dir / "File.iconset"), 4u);
+    fs::remove_all(dir);
 }
 
 }  // namespace
