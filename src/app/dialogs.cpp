@@ -22,6 +22,7 @@
 
 #include "app/image_convert.h"
 #include "app/texts.h"
+#include "formats/icns_file.h"
 
 namespace tellurine::app {
 
@@ -153,7 +154,8 @@ int CDialNewFormat::FormatBits() const { return depthBox->currentData().toInt();
 
 // ---- Format properties -------------------------------------------------------------------------
 
-CDialFormatProperties::CDialFormatProperties(int width, int height, int bits, bool compressed, QWidget* parent)
+CDialFormatProperties::CDialFormatProperties(int width, int height, int bits, bool compressed, QWidget* parent,
+                                             const std::vector<std::uint32_t>& elements, std::uint32_t element)
     : QDialog(parent) {
     setWindowTitle(text::kPropertiesTitle);
     setObjectName("CDialFormatProperties");
@@ -167,11 +169,24 @@ CDialFormatProperties::CDialFormatProperties(int width, int height, int bits, bo
     auto* form = new QFormLayout;
     form->addRow(text::kPropertiesSize, sizeLabel);
     form->addRow(text::kPropertiesDepth, depthLabel);
+    if (elements.size() > 1) {
+        elementBox = new QComboBox(this);
+        elementBox->setObjectName("elementBox");
+        for (const std::uint32_t type : elements) {
+            elementBox->addItem(QString::fromStdString(MacElementText(type)), QVariant::fromValue(type));
+            if (type == element) elementBox->setCurrentIndex(elementBox->count() - 1);
+        }
+        form->addRow(text::kPropertiesMacElement, elementBox);
+    }
     form->addRow(compressedCheck);
     AddOkCancel(this, form);
 }
 
 bool CDialFormatProperties::Compressed() const { return compressedCheck->isChecked(); }
+
+std::uint32_t CDialFormatProperties::Element() const {
+    return elementBox != nullptr ? elementBox->currentData().value<std::uint32_t>() : 0;
+}
 
 // ---- Overwrite prompts -------------------------------------------------------------------------
 

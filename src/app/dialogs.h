@@ -5,6 +5,7 @@
 #include <QDialog>
 #include <QImage>
 #include <QSplashScreen>
+#include <cstdint>
 #include <vector>
 
 #include "app/shell/new_formats.h"
@@ -76,11 +77,17 @@ public:
 class CDialFormatProperties : public QDialog {
     Q_OBJECT
 public:
-    CDialFormatProperties(int width, int height, int bits, bool compressed, QWidget* parent = nullptr);
+    // `elements`: the Macintosh elements the format can be written as (a choice is shown when
+    // there are two or more), `element` the one it is written as now.
+    CDialFormatProperties(int width, int height, int bits, bool compressed, QWidget* parent = nullptr,
+                          const std::vector<std::uint32_t>& elements = {}, std::uint32_t element = 0);
     [[nodiscard]] bool Compressed() const;
+    // The element chosen; 0 when no choice was shown.
+    [[nodiscard]] std::uint32_t Element() const;
     QLabel* sizeLabel = nullptr;
     QLabel* depthLabel = nullptr;
     QCheckBox* compressedCheck = nullptr;
+    QComboBox* elementBox = nullptr;
 };
 
 // What the overwrite prompt shows of the file on disk and of the project about to replace it.

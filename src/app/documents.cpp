@@ -35,7 +35,8 @@ bool CIconProject::CanSaveInPlace() const {
     switch (container) {
         case IconContainer::Ico:
         case IconContainer::Cur:
-        case IconContainer::Icns: return !PathName().isEmpty();
+        case IconContainer::Icns:
+        case IconContainer::Iconset: return !PathName().isEmpty();
         default: return false;
     }
 }

@@ -8,6 +8,7 @@
 #include <algorithm>
 
 #include "app/image_convert.h"
+#include "formats/icns_file.h"
 
 namespace tellurine::app {
 
@@ -27,20 +28,21 @@ int CIconFormatListModel::rowCount(const QModelIndex& parent) const {
     return parent.isValid() ? 0 : project_.Doc().GetFormatCount();
 }
 
-QString CIconFormatListModel::FormatText(const CIconObject& format) {
-    return QString("%1 x %2\n%3 bits").arg(format.Width()).arg(format.Height()).arg(format.BitCount());
+QString CIconFormatListModel::FormatText(const CIconDoc& doc, int row) {
+    const CIconObject* format = doc.GetFormat(row);
+    if (format == nullptr) return {};
+    return QString("%1\n%2 bits").arg(QString::fromStdString(FormatSizeText(doc, row))).arg(format->BitCount());
 }
 
 QVariant CIconFormatListModel::data(const QModelIndex& index, int role) const {
     const CIconObject* format = project_.Doc().GetFormat(index.row());
     if (format == nullptr) return {};
     switch (role) {
-        case Qt::DisplayRole: return FormatText(*format);
+        case Qt::DisplayRole: return FormatText(project_.Doc(), index.row());
         case Qt::DecorationRole: return Thumbnail(index.row());
         case Qt::ToolTipRole:
-            return QString("%1 x %2, %3 bits%4")
-                .arg(format->Width())
-                .arg(format->Height())
+            return QString("%1, %2 bits%3")
+                .arg(QString::fromStdString(FormatSizeText(project_.Doc(), index.row())))
                 .arg(format->BitCount())
                 .arg(format->Icon().IsCompressed() ? ", PNG-compressed" : "");
         default: return {};

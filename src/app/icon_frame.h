@@ -27,7 +27,8 @@ public:
     static constexpr int kThumbnailSize = 48;
     void SetDevicePixelRatio(qreal ratio);
     // The text of a format's row.
-    static QString FormatText(const CIconObject& format);
+    // "32 x 32\n32 bits", or "32 x 32 @2x\n32 bits" for a family's 64-pixel "ic12".
+    static QString FormatText(const CIconDoc& doc, int row);
 
 private slots:
     void Reload();

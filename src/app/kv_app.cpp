@@ -29,6 +29,9 @@
 #include "app/recovery.h"
 #include "app/texts.h"
 #include "formats/icon_project.h"
+#include "formats/icns_codec.h"
+#include "formats/icns_file.h"
+#include "formats/iconset.h"
 #include "formats/image_file.h"
 #include "icon/format_maker.h"
 #include "image/dib.h"
@@ -287,7 +290,8 @@ CKvDocument* CKvApp::OpenDocumentFile(const QString& givenPath) {
     }
 
     std::vector<std::uint8_t> head;
-    if (!ReadHead(path, head)) {
+    const bool iconset = IsIconsetPath(path.toStdString()) && QFileInfo(path).isDir();
+    if (!iconset && !ReadHead(path, head)) {
         QFile file(path);
         file.open(QIODevice::ReadOnly);
         ShowError(QString(text::kFileNotFound).arg(QDir::toNativeSeparators(path), file.errorString()));
@@ -458,9 +462,28 @@ int CKvApp::AddFormatTo(CIconProject& project, int from, QWidget* parent, const 
 void CKvApp::EditFormatProperties(CIconProject& project, int index, QWidget* parent) {
     CIconObject* format = project.Doc().GetFormat(index);
     if (format == nullptr) return;
-    CDialFormatProperties dialog(format->Width(), format->Height(), format->BitCount(), format->Icon().IsCompressed(), parent);
-    if (prompts_->Exec(dialog) != QDialog::Accepted || dialog.Compressed() == format->Icon().IsCompressed()) return;
+    CIconDoc& doc = project.Doc();
+    std::vector<std::uint32_t> elements;
+    std::uint32_t element = 0;
+    if (doc.macintosh) {
+        elements = MacElementsFor(format->Width(), format->Height(), format->BitCount());
+        element = AssignMacElements(doc)[static_cast<std::size_t>(index)];
+    }
+    CDialFormatProperties dialog(format->Width(), format->Height(), format->BitCount(), format->Icon().IsCompressed(),
+                                 parent, elements, element);
+    if (prompts_->Exec(dialog) != QDialog::Accepted) return;
+    const std::uint32_t chosen = dialog.Element();
+    const bool newElement = chosen != 0 && chosen != element;
+    if (dialog.Compressed() == format->Icon().IsCompressed() && !newElement) return;
     format->Icon().SetCompressed(dialog.Compressed());
+    if (newElement) {
+        // The format chosen for an element takes it from whichever format held it.
+        for (int i = 0; i < doc.GetFormatCount(); ++i) {
+            CKvIcon& other = doc.GetFormat(i)->Icon();
+            if (i != index && other.MacElement().type == chosen) other.SetMacElement({});
+        }
+        format->Icon().SetMacElement({chosen, format->Icon().MacElement().png});
+    }
     project.NotifyFormatsChanged(true);
 }
 
@@ -527,7 +550,7 @@ bool CKvApp::SaveDocumentAs(CKvDocument* document) {
     QString path = prompts_->GetSaveFileName(mainFrame_.get(), suggested, filterText, &selected);
     if (path.isEmpty()) return false;
     const std::string ext = LowerExtension(path.toStdString());
-    if (ext != ".ico" && ext != ".cur" && ext != ".icns") {
+    if (ext != ".ico" && ext != ".cur" && ext != ".icns" && ext != ".iconset") {
         // No extension of ours: the chosen filter's is added.
         const qsizetype star = selected.indexOf("*.");
         const QString added = star >= 0 ? selected.mid(star + 1).section(' ', 0, 0).remove(')') : QString(".ico");
@@ -541,18 +564,40 @@ bool CKvApp::DoSave(CIconProject& project, const QString& path) {
     // and the chosen format stay as they are whatever the save does.
     const CIconDoc& doc = project.Doc();
     const std::string ext = LowerExtension(path.toStdString());
-    const IconContainer kind = ext == ".icns" ? IconContainer::Icns : ext == ".cur" ? IconContainer::Cur : IconContainer::Ico;
+    const IconContainer kind = IsIconsetPath(path.toStdString()) ? IconContainer::Iconset
+                               : ext == ".icns"                  ? IconContainer::Icns
+                               : ext == ".cur"                   ? IconContainer::Cur
+                                                                 : IconContainer::Ico;
 
     std::vector<std::uint8_t> bytes;
     std::vector<int> leftOut;
-    if (!WriteIconProjectAs(doc, kind, prefs.WinExplorerCompatibleOrder != 0, bytes, &leftOut)) {
+    if (kind == IconContainer::Iconset) {
+        const std::vector<std::string> names = AssignIconsetNames(doc);
+        for (std::size_t i = 0; i < names.size(); ++i)
+            if (names[i].empty()) leftOut.push_back(static_cast<int>(i));
+        if (leftOut.size() == names.size()) {
+            ShowError(QString(text::kSaveFailed).arg(QDir::toNativeSeparators(path), text::kNoIconsetPicture));
+            return false;
+        }
+    } else if (!WriteIconProjectAs(doc, kind, prefs.WinExplorerCompatibleOrder != 0, bytes, &leftOut,
+                                   IcnsWriteOptions{prefs.MacPngElements != 0})) {
         ShowError(QString(text::kSaveFailed)
                       .arg(QDir::toNativeSeparators(path), kind == IconContainer::Icns ? text::kNoMacElement
                                                                                       : text::kFormatNotWritten));
         return false;
     }
-
     const QFileInfo target(path);
+    // What the file cannot hold is asked about before anything is written.
+    if (!leftOut.empty()) {
+        QStringList lines;
+        for (const int i : leftOut)
+            if (const CIconObject* f = doc.GetFormat(i))
+                lines << QString("%1 x %2, %3 bits").arg(f->Width()).arg(f->Height()).arg(f->BitCount());
+        if (!prompts_->AskSaveOrCancel(mainFrame_.get(), text::kAppTitle,
+                                       QString(text::kFormatsLeftOutQuestion).arg(target.fileName(), lines.join('\n'))))
+            return false;
+    }
+
     if (target.exists() && target != QFileInfo(project.PathName())) {
         OverwriteFacts facts;
         facts.path = path;
@@ -566,7 +611,7 @@ bool CKvApp::DoSave(CIconProject& project, const QString& path) {
         facts.projectSize = static_cast<qint64>(bytes.size());
         facts.projectDate = project.LastChange();
         if (const CIconObject* best = doc.LargestFormat()) facts.projectPicture = ImageFromIcon(best->Icon());
-        facts.macintosh = kind == IconContainer::Icns;
+        facts.macintosh = kind == IconContainer::Icns || kind == IconContainer::Iconset;
         std::unique_ptr<CDialAskOverwriteIconProject> dialog =
             facts.macintosh ? std::make_unique<CDialAskOverwriteIconProjectMac>(facts, mainFrame_.get())
                             : std::make_unique<CDialAskOverwriteIconProject>(facts, mainFrame_.get());
@@ -574,29 +619,27 @@ bool CKvApp::DoSave(CIconProject& project, const QString& path) {
     }
 
     std::string error;
-    if (!WriteFileAtomically(path.toStdString(), bytes, error, Durability::Flush)) {
+    const bool written = kind == IconContainer::Iconset
+                             ? WriteIconsetFolder(path.toStdString(), doc, error)
+                             : WriteFileAtomically(path.toStdString(), bytes, error, Durability::Flush);
+    if (!written) {
         ShowError(QString(text::kSaveFailed).arg(QDir::toNativeSeparators(path), Native(error)));
         return false;
     }
+    // A file that holds less than the document (formats left out, colours of a fixed palette, an
+    // icon set's pictures all at 32 bits) leaves it modified, so that closing it still asks.
+    bool whole = leftOut.empty();
+    if (kind == IconContainer::Icns) whole = whole && FileHoldsDocument(doc, bytes);
+    if (kind == IconContainer::Iconset)
+        for (int i = 0; i < doc.GetFormatCount(); ++i) whole = whole && doc.GetFormat(i)->BitCount() == 32;
     // The file is written: from here on the document is that file's, under its kind.
     CIconDoc& saved = project.Doc();
-    saved.macintosh = kind == IconContainer::Icns;
+    saved.macintosh = kind == IconContainer::Icns || kind == IconContainer::Iconset;
     saved.cursor = kind == IconContainer::Cur;
     project.container = kind;
     project.SetPathName(target.absoluteFilePath());
     prefs.ActualDir = target.absolutePath().toStdString();
-    // A family may hold less than the document (formats without an element, colours of a fixed
-    // palette): the document then stays modified, so that closing it still asks.
-    const bool whole = leftOut.empty() && (kind != IconContainer::Icns || FileHoldsDocument(doc, bytes));
     project.SetModifiedFlag(!whole);
-    if (!leftOut.empty()) {
-        QStringList lines;
-        for (const int i : leftOut)
-            if (const CIconObject* f = doc.GetFormat(i))
-                lines << QString("%1 x %2, %3 bits").arg(f->Width()).arg(f->Height()).arg(f->BitCount());
-        prompts_->ShowMessage(mainFrame_.get(), QMessageBox::Warning, text::kAppTitle,
-                              QString(text::kLeftOutFormats).arg(target.fileName(), lines.join('\n')));
-    }
     if (whole && recovery_) recovery_->Forget(&project);
     AddToRecentFileList(target.absoluteFilePath());
     mainFrame_->updateActions();

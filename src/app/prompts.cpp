@@ -28,6 +28,11 @@ bool UserPrompts::AskYesNo(QWidget* parent, const QString& title, const QString&
            QMessageBox::Yes;
 }
 
+bool UserPrompts::AskSaveOrCancel(QWidget* parent, const QString& title, const QString& text) {
+    return QMessageBox::warning(parent, title, text, QMessageBox::Save | QMessageBox::Cancel, QMessageBox::Cancel) ==
+           QMessageBox::Save;
+}
+
 QStringList UserPrompts::GetOpenFileNames(QWidget* parent, const QString& folder, const QString& filters) {
     return QFileDialog::getOpenFileNames(parent, text::kOpenTitle, folder, filters);
 }

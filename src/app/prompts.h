@@ -19,6 +19,8 @@ public:
     enum class SaveAnswer { Save, Discard, Cancel };
     virtual SaveAnswer AskSaveChanges(QWidget* parent, const QString& documentTitle);
     virtual bool AskYesNo(QWidget* parent, const QString& title, const QString& text);
+    // A warning with Save and Cancel (Cancel the default); true for Save.
+    virtual bool AskSaveOrCancel(QWidget* parent, const QString& title, const QString& text);
     // Runs a dialog (new icon, new format, overwrite prompt, ...) and gives its result code.
     virtual int Exec(QDialog& dialog);
     // The open and save file dialogs; empty when cancelled. `selectedFilter` receives the filter

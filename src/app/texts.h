@@ -26,8 +26,11 @@ inline constexpr const char* kSaveChanges = "Save changes to %1?";
 inline constexpr const char* kSaveFailed = "The file %1 could not be saved: %2";
 inline constexpr const char* kNoMacElement = "no format of the icon has a Macintosh element";
 inline constexpr const char* kFormatNotWritten = "a format could not be written";
-inline constexpr const char* kLeftOutFormats =
-    "A Macintosh icon family has no element for these formats, which were not saved in %1:\n%2";
+// Asked before a file is written that cannot hold every format: %1 the file's name, %2 the
+// formats, one a line.
+inline constexpr const char* kFormatsLeftOutQuestion =
+    "%1 cannot hold these formats; they will be left out of the file:\n%2\n\nSave without them?";
+inline constexpr const char* kNoIconsetPicture = "no format of the icon has a picture an icon set can hold";
 
 // Overwrite prompt.
 inline constexpr const char* kOverwriteTitle = "Replace Existing File";
@@ -108,6 +111,7 @@ inline constexpr const char* kPropertiesTitle = "Format Properties";
 inline constexpr const char* kPropertiesSize = "Size:";
 inline constexpr const char* kPropertiesDepth = "Colors:";
 inline constexpr const char* kPropertiesCompressed = "&Compressed (stored as PNG)";
+inline constexpr const char* kPropertiesMacElement = "Macintosh &element:";
 
 // The colour bar.
 inline constexpr const char* kColorBar = "&Color Bar";

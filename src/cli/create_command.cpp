@@ -30,8 +30,9 @@ namespace {
 
 const std::vector<int> kWindowsSizes{16, 24, 32, 48, 64, 128, 256};
 const std::vector<int> kWindowsDepths{32, 8, 4};
-// Every size a Macintosh family has a 32-bit element for.
-const std::vector<int> kMacSizes{16, 32, 48, 128, 256, 512, 1024};
+// The sizes of a current Macintosh icon: 16 to 512 points, each also at twice the pixels (64 is
+// 32 @2x, 1024 is 512 @2x).
+const std::vector<int> kMacSizes{16, 32, 64, 128, 256, 512, 1024};
 const std::vector<int> kMacDepths{32};
 
 struct CreateOptions {
@@ -42,6 +43,7 @@ struct CreateOptions {
     bool compress256 = false;
     bool mac = false;
     unsigned jobs = 0;
+    ProjectOutput how;
 };
 
 // One image and the icon it becomes.
@@ -97,11 +99,16 @@ private:
     bool bar_;
 };
 
-bool MakeOne(const CreateJob& job, const IconProjectRequest& request, Progress& progress) {
+bool MakeOne(const CreateJob& job, const IconProjectRequest& request, const ProjectOutput& how, Progress& progress) {
     CIconDoc doc;
     std::vector<int> leftOut;
     std::string error;
-    switch (MakeIconFile(job.image, request, job.output, doc, leftOut, error)) {
+    switch (MakeIconFile(job.image, request, job.output, doc, leftOut, error, how.allowLoss,
+                         IcnsWriteOptions{how.pngElements})) {
+        case MakeIconFileStep::LeftOut:
+            progress.Note([&] { ReportLeftOutFormats("create", job.output, doc, leftOut); });
+            progress.Failed("create: " + job.output + ": nothing was written; --allow-loss writes it without those formats");
+            return false;
         case MakeIconFileStep::Read: progress.Failed("create: cannot read " + job.image + ": " + error); return false;
         case MakeIconFileStep::Make: progress.Failed("create: " + job.image + ": " + error); return false;
         case MakeIconFileStep::Write: progress.Failed("create: cannot write " + job.output + ": " + error); return false;
@@ -177,7 +184,7 @@ int RunCreate(const CreateOptions& o) {
     std::atomic<bool> allMade{true};
     auto work = [&] {
         for (std::size_t i = next++; i < jobs.size(); i = next++)
-            if (!MakeOne(jobs[i], request, progress)) allMade = false;
+            if (!MakeOne(jobs[i], request, o.how, progress)) allMade = false;
     };
     {
         std::vector<std::jthread> threads;
@@ -200,13 +207,14 @@ CommandRunner AddCreateCommand(CLI::App& app) {
         ->required();
     sub->add_option("--sizes", options->sizes,
                     "Sizes in pixels, comma-separated (default 16,24,32,48,64,128,256; with --mac "
-                    "16,32,48,128,256,512,1024)")
+                    "16,32,64,128,256,512,1024)")
         ->delimiter(',');
     sub->add_option("--depths", options->depths,
                     "Bits per pixel, comma-separated, of 1, 4, 8, 24, 32 (default 32,8,4; with --mac 32)")
         ->delimiter(',');
     sub->add_flag("--compress-256", options->compress256, "Store formats of 256 pixels and larger as PNG");
     sub->add_flag("--mac", options->mac, "Make Macintosh icon families (.icns)");
+    AddProjectOutputOptions(sub, options->how);
     sub->add_option("-j,--jobs", options->jobs, "Images made at once (default: the number of cores)")
         ->check(CLI::Range(1u, 64u));
     return [options] { return RunCreate(*options); };

@@ -35,6 +35,7 @@ struct EditTarget {
     std::string output;  // empty: the input is written back
     std::string group;
     int format = -1;     // -1: every format
+    ProjectOutput how;
 };
 
 void AddTargetOptions(CLI::App* sub, EditTarget& target) {
@@ -43,6 +44,7 @@ void AddTargetOptions(CLI::App* sub, EditTarget& target) {
     sub->add_option("--format", target.format, "Edit only the format of this index (as info lists them)")
         ->check(CLI::NonNegativeNumber);
     sub->add_option("--group", target.group, "The icon to edit in a file of several named icons (default: the first)");
+    AddProjectOutputOptions(sub, target.how);
 }
 
 // Reads the icon, runs `edit` on the formats chosen, and writes the icon. `edit` returns false
@@ -81,14 +83,9 @@ int EditIcon(const std::string& command, const EditTarget& t, const std::functio
 
     std::error_code ec;
     const bool replacesInput = t.output.empty() || (std::filesystem::equivalent(t.input, output, ec) && !ec);
-    std::vector<int> leftOut;
-    std::string error;
-    if (!SaveIconProject(output, doc, false, error, replacesInput ? Durability::Flush : Durability::NoFlush, &leftOut)) {
-        PrintError(command + ": cannot write " + output + ": " + error);
-        return kExitFailure;
-    }
-    ReportLeftOutFormats(command, output, doc, leftOut);
-    return kExitOk;
+    ProjectOutput how = t.how;
+    how.durability = replacesInput ? Durability::Flush : Durability::NoFlush;
+    return WriteProjectOutput(command, output, doc, how);
 }
 
 // --- filter -------------------------------------------------------------------------------------

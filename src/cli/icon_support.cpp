@@ -4,6 +4,8 @@
 
 #include "cli/commands.h"
 #include "formats/icns_codec.h"
+#include "formats/iconset.h"
+#include "image/file_io.h"
 
 namespace tellurine::cli {
 
@@ -43,16 +45,65 @@ std::string IconNameForFile(const NamedIcon& icon) {
 
 void ReportLeftOutFormats(const std::string& command, const std::string& output, const CIconDoc& doc,
                           const std::vector<int>& leftOut) {
+    const bool iconset = IsIconsetPath(output);
     for (const int i : leftOut) {
         const CIconObject& f = *doc.GetFormat(i);
-        const int row = FindIcnsRow(f.Width(), f.Height(), f.BitCount() == 32 ? 24 : f.BitCount());
-        const std::string reason =
-            row < 0 ? "a Macintosh icon family has no element for it"
-                    : "its element \"" + IcnsTypeName(kIcnsRows[row].type) + "\" holds another format of that size";
+        const std::vector<std::uint32_t> fits = MacElementsFor(f.Width(), f.Height(), f.BitCount());
+        std::string reason;
+        if (iconset) {
+            reason = "an icon set has no free file for it";
+        } else if (fits.empty()) {
+            reason = "a Macintosh icon family has no element for it";
+        } else if (fits.size() == 1) {
+            reason = "its element \"" + IcnsTypeName(fits.front()) + "\" holds another format of that size";
+        } else {
+            std::string names;
+            for (const std::uint32_t type : fits) names += (names.empty() ? "\"" : ", \"") + IcnsTypeName(type) + "\"";
+            reason = "its elements " + names + " hold other formats of that size";
+        }
         PrintError(command + ": " + output + ": left out format " + std::to_string(i) + " (" +
                    std::to_string(f.Width()) + "x" + std::to_string(f.Height()) + ", " + std::to_string(f.BitCount()) +
                    " bpp): " + reason);
     }
+}
+
+int WriteProjectOutput(const std::string& command, const std::string& output, const CIconDoc& doc,
+                       const ProjectOutput& how) {
+    std::vector<int> leftOut;
+    std::vector<std::uint8_t> bytes;
+    const bool iconset = IsIconsetPath(output);
+    const std::string ext = LowerExtension(output);
+    if (iconset) {
+        const std::vector<std::string> names = AssignIconsetNames(doc);
+        for (std::size_t i = 0; i < names.size(); ++i)
+            if (names[i].empty()) leftOut.push_back(static_cast<int>(i));
+    } else if (!WriteIconProjectAs(doc, ext == ".icns" ? IconContainer::Icns : ext == ".cur" ? IconContainer::Cur : IconContainer::Ico,
+                                   how.explorerOrder, bytes, &leftOut, IcnsWriteOptions{how.pngElements})) {
+        PrintError(command + ": cannot write " + output + ": " +
+                   (ext == ".icns" ? "no format of the icon has a Macintosh element, or an element could not be encoded"
+                                   : "the icon cannot be written (an empty project, an empty format or a PNG encoding failure)"));
+        return kExitFailure;
+    }
+    ReportLeftOutFormats(command, output, doc, leftOut);
+    if (!leftOut.empty() && !how.allowLoss) {
+        PrintError(command + ": " + output + ": nothing was written; --allow-loss writes it without those formats");
+        return kExitFailure;
+    }
+    std::string error;
+    const bool written = iconset ? WriteIconsetFolder(output, doc, error)
+                                 : WriteFileAtomically(output, bytes, error, how.durability);
+    if (!written) {
+        PrintError(command + ": cannot write " + output + ": " + error);
+        return kExitFailure;
+    }
+    return kExitOk;
+}
+
+void AddProjectOutputOptions(CLI::App* sub, ProjectOutput& how) {
+    sub->add_flag("--allow-loss", how.allowLoss,
+                  "Write a Macintosh family or icon set even when it cannot hold every format (those are left out)");
+    sub->add_flag("--png-elements", how.pngElements,
+                  "Store new 256 and 512 pixel family elements as PNG, as current Mac tools do, not JPEG 2000");
 }
 
 NamedIcon* ChooseIcon(const std::string& command, const std::string& path, IconFileContents& contents,

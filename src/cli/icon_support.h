@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include "formats/icon_project.h"
@@ -31,10 +32,28 @@ nlohmann::ordered_json IconNameJson(const NamedIcon& icon);
 // '-' become '_'.
 std::string IconNameForFile(const NamedIcon& icon);
 
-// Prints, for each format a Macintosh family left out of `output`, why: "COMMAND: OUTPUT: left out
-// format I (WxH, B bpp): REASON".
+// Prints, for each format a Macintosh family or an icon set leaves out of `output`, why:
+// "COMMAND: OUTPUT: left out format I (WxH, B bpp): REASON".
 void ReportLeftOutFormats(const std::string& command, const std::string& output, const CIconDoc& doc,
                           const std::vector<int>& leftOut);
+
+// How a command writes the project it made.
+struct ProjectOutput {
+    bool explorerOrder = false;    // an .ico in the explorer-compatible order
+    bool allowLoss = false;        // write even when the file cannot hold every format
+    bool pngElements = false;      // new large family elements as PNG rather than JPEG 2000
+    Durability durability = Durability::Flush;
+};
+
+// Writes the project to `output`, a file of the kind its extension names (.ico, .cur, .icns) or
+// an icon set folder (.iconset). When the file cannot hold every format they are listed (see
+// ReportLeftOutFormats) and, unless `allowLoss`, nothing is written and the command fails.
+// Returns the command's exit code.
+int WriteProjectOutput(const std::string& command, const std::string& output, const CIconDoc& doc,
+                       const ProjectOutput& how);
+
+// Adds the --allow-loss and --png-elements options of a command that writes a project.
+void AddProjectOutputOptions(CLI::App* sub, ProjectOutput& how);
 
 // The icon of a file of several named icons called `group`, or the first when `group` is empty.
 // Null, with a message printed, when no icon has that name.

@@ -64,7 +64,8 @@ std::int32_t ModernIcnsElementSize(std::uint32_t type) {
     static constexpr Modern kModern[] = {
         {IcnsType("icp4"), 16},  {IcnsType("ic04"), 16},  {IcnsType("icp5"), 32},  {IcnsType("ic11"), 32},
         {IcnsType("ic05"), 32},  {IcnsType("icp6"), 64},  {IcnsType("ic12"), 64},  {IcnsType("ic07"), 128},
-        {IcnsType("ic13"), 256}, {IcnsType("ic14"), 512},
+        {IcnsType("ic13"), 256}, {IcnsType("ic14"), 512}, {IcnsType("icsb"), 18},  {IcnsType("icsB"), 36},
+        {IcnsType("sb24"), 24},  {IcnsType("SB24"), 48},
     };
     for (const Modern& m : kModern)
         if (m.type == type) return m.size;
@@ -75,9 +76,11 @@ namespace {
 
 constexpr MacPictureElement kPictureElements[] = {
     {IcnsType("is32"), 16, 1, IcnsElementForm::Classic},    {IcnsType("ic04"), 16, 1, IcnsElementForm::Argb},
-    {IcnsType("icp4"), 16, 1, IcnsElementForm::Png},        {IcnsType("il32"), 32, 1, IcnsElementForm::Classic},
+    {IcnsType("icp4"), 16, 1, IcnsElementForm::Png},        {IcnsType("icsb"), 18, 1, IcnsElementForm::Png},
+    {IcnsType("sb24"), 24, 1, IcnsElementForm::Png},        {IcnsType("il32"), 32, 1, IcnsElementForm::Classic},
     {IcnsType("ic11"), 32, 2, IcnsElementForm::Png},        {IcnsType("ic05"), 32, 1, IcnsElementForm::Argb},
-    {IcnsType("icp5"), 32, 1, IcnsElementForm::Png},        {IcnsType("ih32"), 48, 1, IcnsElementForm::Classic},
+    {IcnsType("icp5"), 32, 1, IcnsElementForm::Png},        {IcnsType("icsB"), 36, 2, IcnsElementForm::Png},
+    {IcnsType("ih32"), 48, 1, IcnsElementForm::Classic},    {IcnsType("SB24"), 48, 2, IcnsElementForm::Png},
     {IcnsType("ic12"), 64, 2, IcnsElementForm::Png},        {IcnsType("icp6"), 64, 1, IcnsElementForm::Png},
     {IcnsType("it32"), 128, 1, IcnsElementForm::Classic},   {IcnsType("ic07"), 128, 1, IcnsElementForm::Png},
     {IcnsType("ic08"), 256, 1, IcnsElementForm::LargeStream}, {IcnsType("ic13"), 256, 2, IcnsElementForm::LargeStream},

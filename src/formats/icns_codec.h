@@ -81,7 +81,7 @@ std::span<const MacPictureElement> MacPictureElements();
 // The entry of a true-colour element type; nullptr for any other.
 const MacPictureElement* FindMacPictureElement(std::uint32_t type);
 
-// The scale of an element type: 2 for "ic11".."ic14", 1 for every other.
+// The scale of an element type: 2 for "ic11".."ic14", "icsB" and "SB24", 1 for every other.
 int MacElementScale(std::uint32_t type);
 
 // The elements a format of this size and depth (1, 4, 8, 24 or 32 bits) can be written as, the

@@ -389,10 +389,10 @@ std::vector<std::uint8_t> OneBitElement(const TopDownPixels& src, int row) {
         out.resize(IcnsBufferSize(r.width, r.height, 1));
         for (int y = 0; y < r.height; ++y)
             for (int x = 0; x < r.width; ++x) {
-                // A pixel under the mask is written white, whatever colour it keeps: so a family
-                // read and written again is the same bytes.
+                // A pixel under the mask is written black, whatever colour it keeps, as the
+                // reader makes it: so a family read and written again is the same bytes.
                 const std::uint8_t* p = src.Pixel(x, y);
-                if (p[3] != 0 && (p[0] + p[1] + p[2]) / 3 < 128) SetBit(out, 0, r.width, x, y);
+                if (p[3] == 0 || (p[0] + p[1] + p[2]) / 3 < 128) SetBit(out, 0, r.width, x, y);
             }
     }
     if (r.maskDepth == 1) AppendOneBitMask(src, r.width, r.height, out);
@@ -407,9 +407,9 @@ std::vector<std::uint8_t> IndexedElement(const TopDownPixels& src, int row, MacP
     for (int y = 0; y < r.height; ++y)
         for (int x = 0; x < r.width; ++x) {
             const std::uint8_t* p = src.Pixel(x, y);
-            // Under the mask: entry 0, white, as for 1-bit elements.
+            // Under the mask: black, as for 1-bit elements.
             WriteIndex(out.data() + stride * static_cast<std::size_t>(y), x, r.depth,
-                       p[3] == 0 ? 0 : search.Nearest(p[2], p[1], p[0]));
+                       p[3] == 0 ? search.Nearest(0, 0, 0) : search.Nearest(p[2], p[1], p[0]));
         }
     return out;
 }
@@ -473,8 +473,9 @@ int ElementOrder(std::uint32_t type) {
 bool EncodeElement(const CKvIcon& icon, std::uint32_t type, const IcnsWriteOptions& options,
                    std::vector<std::uint8_t>& data) {
     const MacPictureElement* picture = FindMacPictureElement(type);
-    // A picture that is unchanged since it was read from a stream is written as that stream.
-    if (picture != nullptr && picture->form != IcnsElementForm::Classic) {
+    // A picture that is unchanged since it was read from a family's stream is written as that
+    // stream (one read from a Windows icon's PNG is a new element, made by the rules below).
+    if (picture != nullptr && picture->form != IcnsElementForm::Classic && icon.MacElement().type != 0) {
         if (const auto stream = icon.UnchangedStream(); !stream.empty()) {
             data.assign(stream.begin(), stream.end());
             return true;

@@ -59,6 +59,9 @@ public:
         yesNoAnswers.pop_front();
         return answer;
     }
+    bool AskSaveOrCancel(QWidget* parent, const QString& title, const QString& text) override {
+        return AskYesNo(parent, title, text);
+    }
     int Exec(QDialog& dialog) override {
         dialogs.push_back(dialog.metaObject()->className());
         if (dialogActions.empty()) return QDialog::Rejected;

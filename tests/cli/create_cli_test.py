@@ -89,10 +89,18 @@ class CreateTest(ScratchCase):
         self.assertEqual(r.returncode, 0, r.stderr)
         if shutil.which("icns2png"):
             listing = subprocess.run(["icns2png", "-l", self.path("art.icns")], capture_output=True, text=True)
-            for element in ("is32", "il32", "ih32", "it32", "ic08", "ic09", "ic10"):
+            for element in ("is32", "il32", "ic12", "it32", "ic08", "ic09", "ic10"):
                 self.assertIn(element, listing.stdout)
         with Image.open(self.path("art.icns")) as im:
             self.assertIn((512, 512, 2), im.info["sizes"])  # 1024 pixels
+            self.assertIn((32, 32, 2), im.info["sizes"])  # 64 pixels
+        # Sizes a family cannot hold are refused unless the loss is allowed.
+        r = run("create", self.path("art.png"), "-o", self.path("odd.icns"), "--sizes", "32,96")
+        self.assertEqual(r.returncode, 1)
+        self.assertIn("(96x96, 32 bpp): a Macintosh icon family has no element for it", r.stderr)
+        self.assertFalse(os.path.exists(self.path("odd.icns")))
+        r = run("create", self.path("art.png"), "-o", self.path("odd.icns"), "--sizes", "32,96", "--allow-loss")
+        self.assertEqual(r.returncode, 0, r.stderr)
 
 
 class EditTest(ScratchCase):

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "formats/icon_project.h"
+#include "formats/iconset.h"
 #include "image/file_io.h"
 
 namespace tellurine::shell {
@@ -134,7 +135,7 @@ std::vector<FileFilter> SaveFileFilters(bool macintosh) {
     FileFilter ico, icns;
     TemplateFilter(*FindDocTemplate(kTemplateIco), ico);
     TemplateFilter(*FindDocTemplate(kTemplateIcns), icns);
-    if (macintosh) return {icns};
+    if (macintosh) return {icns, {"Icon Set Folder", {"*.iconset"}}};
     return {{ico.name, {"*.ico"}}, {"Cursor Files (*.CUR)", {"*.cur"}}};
 }
 
@@ -145,6 +146,7 @@ int ChooseDocTemplate(const std::string& path, std::span<const std::uint8_t> hea
     if (ext == ".exp") return kTemplateExplorer;
     if (ext == ".sea") return kTemplateSearch;
     if (ext == ".tbf") return kTemplateToolbarStrip;
+    if (IsIconsetPath(path)) return kTemplateIcns;
 
     switch (ClassifyIconFile(path, head)) {
         case IconContainer::Ico:
@@ -152,7 +154,8 @@ int ChooseDocTemplate(const std::string& path, std::span<const std::uint8_t> hea
         case IconContainer::Ani: return kTemplateImage;
         case IconContainer::Icns:
         case IconContainer::Resource:
-        case IconContainer::MacBinary: return kTemplateIcns;
+        case IconContainer::MacBinary:
+        case IconContainer::Iconset: return kTemplateIcns;
         case IconContainer::Pe: return kTemplateExe;
         case IconContainer::Unknown: break;
     }

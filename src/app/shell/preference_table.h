@@ -47,6 +47,7 @@
     PREF_INT("prefs", TypesTypeICN, 1)                                         \
     PREF_INT("prefs", WinExplorerCompatibleOrder, 0)                           \
     PREF_INT("prefs", AutoEnableVistaCompression, 1)                           \
+    PREF_INT("prefs", MacPngElements, 0)                                       \
     PREF_INT("prefs", CompressVista256x256NewIcon, 1)                          \
     PREF_STRING("prefs", TransparentColor1, "")                                \
     PREF_STRING("prefs", TransparentColor2, "")                                \
