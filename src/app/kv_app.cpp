@@ -634,12 +634,15 @@ bool CKvApp::DoSave(CIconProject& project, const QString& path) {
         for (int i = 0; i < doc.GetFormatCount(); ++i) whole = whole && doc.GetFormat(i)->BitCount() == 32;
     // The file is written: from here on the document is that file's, under its kind.
     CIconDoc& saved = project.Doc();
+    const bool wasMacintosh = saved.macintosh;
     saved.macintosh = kind == IconContainer::Icns || kind == IconContainer::Iconset;
     saved.cursor = kind == IconContainer::Cur;
     project.container = kind;
     project.SetPathName(target.absoluteFilePath());
     prefs.ActualDir = target.absolutePath().toStdString();
     project.SetModifiedFlag(!whole);
+    // Sizes show as the new kind of file holds them ("32 x 32 @2x" only in a family).
+    if (saved.macintosh != wasMacintosh) emit project.formatsChanged();
     if (whole && recovery_) recovery_->Forget(&project);
     AddToRecentFileList(target.absoluteFilePath());
     mainFrame_->updateActions();

@@ -9,6 +9,7 @@
 #include <QLabel>
 #include <QSpinBox>
 #include <QTextBrowser>
+#include <filesystem>
 #include <set>
 #include <tuple>
 
@@ -59,6 +60,7 @@ private slots:
     void failedSaveLeavesNothingBehind();
     void savingLeavesTheProjectAsItWas();
     void quickClicksEachPaint();
+    void macintoshSavesAskBeforeLeavingFormatsOut();
     void realFilesOpenOrSayWhy();
 };
 
@@ -492,6 +494,57 @@ void DocumentsTest::savingLeavesTheProjectAsItWas() {
     // Only a folder a save went to is remembered.
     QCOMPARE(QString::fromStdString(o.s.app->prefs.ActualDir), QFileInfo(o.path).absolutePath());
     QCOMPARE(o.project->Doc().GetFormat(3)->BitCount(), 1);
+}
+
+void DocumentsTest::macintoshSavesAskBeforeLeavingFormatsOut() {
+    OpenIcon o({{64, 32}, {96, 32}, {256, 32}, {256, 32}});
+    CIconFormatListModel* model = o.frame->formatBar->model;
+    const QString family = o.s.Path("icon.icns");
+    // Cancel at the question: nothing is written.
+    o.s.prompts->saveNames = {family};
+    QVERIFY(!o.s.app->SaveDocumentAs(o.project));
+    QVERIFY(!QFileInfo::exists(family));
+    QVERIFY(o.s.prompts->questions.back().contains("96 x 96, 32 bits"));
+    // Saved without it: the project stays modified, and shows its formats as the family holds them.
+    o.s.prompts->saveNames = {family};
+    o.s.prompts->yesNoAnswers = {true};
+    QVERIFY(o.s.app->SaveDocumentAs(o.project));
+    QVERIFY(o.project->IsModified());
+    const auto texts = [&] {
+        QStringList list;
+        for (int i = 0; i < model->rowCount(); ++i) list << model->data(model->index(i), Qt::DisplayRole).toString();
+        return list;
+    };
+    QStringList shown = texts();
+    QVERIFY(shown.contains("32 x 32 @2x\n32 bits"));
+    const int plain = static_cast<int>(shown.indexOf("256 x 256\n32 bits"));
+    const int twice = static_cast<int>(shown.indexOf("128 x 128 @2x\n32 bits"));
+    QVERIFY(plain >= 0 && twice >= 0);
+    // The plain 256 chosen as 128 @2x in its properties: the other becomes the plain 256.
+    o.s.prompts->dialogActions.push_back(Accept<CDialFormatProperties>([](CDialFormatProperties& d) {
+        QVERIFY(d.elementBox != nullptr);
+        d.elementBox->setCurrentIndex(d.elementBox->findText("ic13 (128 x 128 @2x)"));
+    }));
+    o.s.app->EditFormatProperties(*o.project, plain, o.frame);
+    shown = texts();
+    QCOMPARE(shown[plain], QString("128 x 128 @2x\n32 bits"));
+    QCOMPARE(shown[twice], QString("256 x 256\n32 bits"));
+    // As an icon set folder, reopened with the same pictures.
+    const QString folder = o.s.Path("Icon.iconset");
+    o.s.prompts->saveNames = {folder};
+    o.s.prompts->yesNoAnswers = {true};
+    QVERIFY(o.s.app->SaveDocumentAs(o.project));
+    QCOMPARE(QDir(folder).entryList(QDir::Files),
+             (QStringList{"icon_128x128@2x.png", "icon_256x256.png", "icon_32x32@2x.png"}));
+    auto* reopened = qobject_cast<CIconProject*>(o.s.app->OpenDocumentFile(o.s.Path("icon.icns")));
+    QVERIFY(reopened != nullptr && reopened != o.project);
+    QCOMPARE(reopened->Doc().GetFormatCount(), 3);
+    const QString copy = o.s.Path("Copy.iconset");  // the saved folder is the open project's own
+    std::filesystem::copy(folder.toStdString(), copy.toStdString());
+    auto* set = qobject_cast<CIconProject*>(o.s.app->OpenDocumentFile(copy));
+    QVERIFY(set != nullptr && set != o.project);
+    QCOMPARE(set->Doc().GetFormatCount(), 3);
+    QVERIFY(set->Doc().macintosh);
 }
 
 void DocumentsTest::quickClicksEachPaint() {

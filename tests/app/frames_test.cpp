@@ -149,8 +149,10 @@ void FramesTest::newIconDialogKeepsEachSystemsChoices() {
     QVERIFY(windowsDefaults.contains("256 x 256, 32 bits (true color with alpha)"));
     dialog.formatList->item(0)->setCheckState(Qt::Checked);  // 16 x 16 at 1 bit
     dialog.macButton->setChecked(true);
-    QCOMPARE(dialog.formatList->count(), 16);
+    QCOMPARE(dialog.formatList->count(), 17);
     QVERIFY(checked().contains("512 x 512, 32 bits (true color with alpha)"));
+    QVERIFY(checked().contains("32 x 32 @2x, 32 bits (true color with alpha)"));
+    QVERIFY(checked().contains("1024 x 1024, 32 bits (true color with alpha)"));
     dialog.windowsButton->setChecked(true);
     QCOMPARE(checked(), QStringList{"16 x 16, 1 bit (2 colors)"} + windowsDefaults);
     // Nothing chosen: the dialog stays open.

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <set>
+#include <vector>
 
 namespace tellurine::shell {
 namespace {
@@ -105,6 +106,12 @@ TEST(NewFormats, ListsHoldEverySizeAndDepthOnce) {
     for (const NewFormat& f : MacNewFormats()) EXPECT_TRUE(f.size <= 48 || f.bits == 32) << f.size;
     EXPECT_EQ(NewFormatText({48, 8, false}), "48 x 48, 8 bits (256 colors)");
     EXPECT_EQ(NewFormatText({16, 1, false}), "16 x 16, 1 bit (2 colors)");
+    EXPECT_EQ(NewFormatText({64, 32, true, 2}), "32 x 32 @2x, 32 bits (true color with alpha)");
+    // A current Mac icon at first: every size from 16 to 1024 pixels but 48, at 32 bits.
+    std::vector<int> chosen;
+    for (const NewFormat& f : MacNewFormats())
+        if (f.chosenByDefault) chosen.push_back(f.bits == 32 ? f.size : -f.size);
+    EXPECT_EQ(chosen, (std::vector<int>{16, 32, 64, 128, 256, 512, 1024}));
 }
 
 }  // namespace

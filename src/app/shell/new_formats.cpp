@@ -22,7 +22,8 @@ constexpr std::array<NewFormat, kMacNewFormatCount> MakeMacList() {
     std::size_t i = 0;
     for (const int size : {16, 32, 48})
         for (const int bits : {1, 4, 8, 32}) list[i++] = {size, bits, bits == 32 && size != 48};
-    for (const int size : {128, 256, 512, 1024}) list[i++] = {size, 32, size != 1024};
+    list[i++] = {64, 32, true, 2};
+    for (const int size : {128, 256, 512, 1024}) list[i++] = {size, 32, true};
     return list;
 }
 
@@ -35,7 +36,8 @@ std::span<const NewFormat> WindowsNewFormats() { return kWindowsList; }
 std::span<const NewFormat> MacNewFormats() { return kMacList; }
 
 std::string NewFormatText(const NewFormat& format) {
-    std::string text = std::to_string(format.size) + " x " + std::to_string(format.size) + ", " +
+    const int points = format.size / format.scale;
+    std::string text = std::to_string(points) + " x " + std::to_string(points) + (format.scale == 2 ? " @2x, " : ", ") +
                        std::to_string(format.bits) + (format.bits == 1 ? " bit" : " bits");
     switch (format.bits) {
         case 1: return text + " (2 colors)";

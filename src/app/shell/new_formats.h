@@ -13,19 +13,21 @@ struct NewFormat {
     int size = 0;  // square side in pixels
     int bits = 0;  // 1, 4, 8, 24 or 32
     bool chosenByDefault = false;
+    int scale = 1;  // 2 for a Macintosh "@2x" element: 64 pixels are 32 points
 };
 
 inline constexpr std::size_t kWindowsNewFormatCount = 35;
-inline constexpr std::size_t kMacNewFormatCount = 16;
+inline constexpr std::size_t kMacNewFormatCount = 17;
 
 // Windows: 16, 24, 32, 48, 64, 128 and 256 pixels, each at 1, 4, 8, 24 and 32 bits. Chosen at
 // first: 16, 24, 32, 48 and 256 at 32 bits and 16, 32 and 48 at 8 bits.
 std::span<const NewFormat> WindowsNewFormats();
-// Macintosh: 16, 32 and 48 pixels at 1, 4, 8 and 32 bits, and 128, 256, 512 and 1024 pixels at
-// 32 bits. Chosen at first: 16, 32, 128, 256 and 512 at 32 bits.
+// Macintosh: 16, 32 and 48 pixels at 1, 4, 8 and 32 bits, and 64 (32 @2x), 128, 256, 512 and
+// 1024 pixels at 32 bits. Chosen at first: every size but 48 at 32 bits, the set a current Mac
+// icon holds (each size from 16 to 512 points, and twice its pixels).
 std::span<const NewFormat> MacNewFormats();
 
-// The list's text for a format: "32 x 32, 8 bits (256 colors)".
+// The list's text for a format: "32 x 32, 8 bits (256 colors)", "32 x 32 @2x, 32 bits (...)".
 std::string NewFormatText(const NewFormat& format);
 
 // Each entry's default choice (1 chosen, 0 not) for one of the lists.
