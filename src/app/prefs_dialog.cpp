@@ -60,6 +60,14 @@ CPrefsPropertySheet::CPrefsPropertySheet(const shell::Preferences& prefs, QWidge
     form->addRow(autoZoom);
     pages->addTab(canvas, text::kCanvasPage);
 
+    auto* files = new QWidget(pages);
+    auto* filesForm = new QFormLayout(files);
+    macPngElements = new QCheckBox(text::kMacPngElements, files);
+    macPngElements->setObjectName("macPngElements");
+    macPngElements->setChecked(prefs.MacPngElements != 0);
+    filesForm->addRow(macPngElements);
+    pages->addTab(files, text::kFilesPage);
+
     connect(colourScheme, &QComboBox::currentIndexChanged, this, &CPrefsPropertySheet::OnSchemeChanged);
     // Choosing a colour by hand makes the scheme the user's own.
     for (QPushButton* b : {transparentColor1, transparentColor2})
@@ -115,6 +123,7 @@ const shell::Preferences& CPrefsPropertySheet::Values() {
     prefs_.PreviewColor = shell::ProfileColourText(ButtonColour(previewColor));
     prefs_.ShowGrid = showGrid->isChecked() ? 1 : 0;
     prefs_.DefaultZoomAuto = autoZoom->isChecked() ? 1 : 0;
+    prefs_.MacPngElements = macPngElements->isChecked() ? 1 : 0;
     return prefs_;
 }
 

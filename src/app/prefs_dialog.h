@@ -33,6 +33,7 @@ public:
     QPushButton* previewColor = nullptr;
     QCheckBox* showGrid = nullptr;
     QCheckBox* autoZoom = nullptr;
+    QCheckBox* macPngElements = nullptr;
 
     // The colour a colour button shows.
     static std::uint32_t ButtonColour(const QPushButton* button);

@@ -269,6 +269,7 @@ void FramesTest::displayPreferencesRepaintEveryWindowAndAreSaved() {
         QCOMPARE(CPrefsPropertySheet::ButtonColour(d.transparentColor1), 0x303030u);
         d.showGrid->setChecked(false);
         d.strongerSpacing->setValue(4);
+        d.macPngElements->setChecked(true);
     }));
     s.app->MainFrame()->actPreferences->trigger();
     QCOMPARE(s.app->prefs.TransparencyStyle, 0);
@@ -281,6 +282,7 @@ void FramesTest::displayPreferencesRepaintEveryWindowAndAreSaved() {
     QCOMPARE(ini.value("prefs/TransparencyStyle").toInt(), 0);
     QCOMPARE(ini.value("specs/ShowGrid").toInt(), 0);
     QCOMPARE(ini.value("prefs/GridStrongerPixelCount").toInt(), 4);
+    QCOMPARE(ini.value("prefs/MacPngElements").toInt(), 1);
 
     // Cancelling changes nothing.
     s.prompts->dialogActions.push_back([](QDialog&) { return int(QDialog::Rejected); });
