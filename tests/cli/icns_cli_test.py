@@ -358,8 +358,7 @@ class RoundTrips(IcnsCase):
         self.assertEqual((result.returncode, result.stderr), (0, ""))
         self.assertEqual(sorted(t for t, _ in family_elements(self.read("back.icns"))),
                          sorted(["is32", "s8mk", "il32", "l8mk", "ic12", "it32", "t8mk", "ic08", "ic09", "ic10"]))
-        self.assertEqual(self.info(folder)[0]["container"] if "container" in self.info(folder)[0] else "iconset",
-                         "iconset")
+        self.assertEqual(self.info(folder)[0]["kind"], "iconset")
 
 
 class ReadPeerFamilies(IcnsCase):
