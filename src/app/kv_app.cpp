@@ -587,12 +587,18 @@ bool CKvApp::DoSave(CIconProject& project, const QString& path) {
         return false;
     }
     const QFileInfo target(path);
-    // What the file cannot hold is asked about before anything is written.
-    if (!leftOut.empty()) {
+    // What the file cannot hold is asked about before anything is written: formats left out, and
+    // formats a family stores otherwise (colours of its fixed palettes, one mask for a size).
+    std::vector<int> changed;
+    if (kind == IconContainer::Icns)
+        for (const int i : FormatsNotHeld(doc, bytes))
+            if (std::find(leftOut.begin(), leftOut.end(), i) == leftOut.end()) changed.push_back(i);
+    if (!leftOut.empty() || !changed.empty()) {
         QStringList lines;
-        for (const int i : leftOut)
-            if (const CIconObject* f = doc.GetFormat(i))
-                lines << QString("%1 x %2, %3 bits").arg(f->Width()).arg(f->Height()).arg(f->BitCount());
+        for (const auto& [list, what] : {std::pair{&leftOut, text::kLeftOut}, std::pair{&changed, text::kSavedChanged}})
+            for (const int i : *list)
+                if (const CIconObject* f = doc.GetFormat(i))
+                    lines << QString("%1 x %2, %3 bits: %4").arg(f->Width()).arg(f->Height()).arg(f->BitCount()).arg(what);
         if (!prompts_->AskSaveOrCancel(mainFrame_.get(), text::kAppTitle,
                                        QString(text::kFormatsLeftOutQuestion).arg(target.fileName(), lines.join('\n'))))
             return false;
@@ -628,8 +634,7 @@ bool CKvApp::DoSave(CIconProject& project, const QString& path) {
     }
     // A file that holds less than the document (formats left out, colours of a fixed palette, an
     // icon set's pictures all at 32 bits) leaves it modified, so that closing it still asks.
-    bool whole = leftOut.empty();
-    if (kind == IconContainer::Icns) whole = whole && FileHoldsDocument(doc, bytes);
+    bool whole = leftOut.empty() && changed.empty();
     if (kind == IconContainer::Iconset)
         for (int i = 0; i < doc.GetFormatCount(); ++i) whole = whole && doc.GetFormat(i)->BitCount() == 32;
     // The file is written: from here on the document is that file's, under its kind.

@@ -26,10 +26,12 @@ inline constexpr const char* kSaveChanges = "Save changes to %1?";
 inline constexpr const char* kSaveFailed = "The file %1 could not be saved: %2";
 inline constexpr const char* kNoMacElement = "no format of the icon has a Macintosh element";
 inline constexpr const char* kFormatNotWritten = "a format could not be written";
-// Asked before a file is written that cannot hold every format: %1 the file's name, %2 the
-// formats, one a line.
+// Asked before a file is written that cannot hold the whole project: %1 the file's name, %2 the
+// formats, one a line, each followed by kLeftOut or kSavedChanged.
 inline constexpr const char* kFormatsLeftOutQuestion =
-    "%1 cannot hold these formats; they will be left out of the file:\n%2\n\nSave without them?";
+    "%1 cannot hold all of the project; these formats will be left out or changed:\n%2\n\nSave anyway?";
+inline constexpr const char* kLeftOut = "left out";
+inline constexpr const char* kSavedChanged = "saved with other colors or transparency";
 inline constexpr const char* kNoIconsetPicture = "no format of the icon has a picture an icon set can hold";
 
 // Overwrite prompt.

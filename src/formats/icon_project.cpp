@@ -15,6 +15,7 @@
 #include "formats/pe_resources.h"
 #include "icon/format_maker.h"
 #include "image/bytes.h"
+#include "image/dib_block.h"
 
 namespace tellurine {
 
@@ -205,30 +206,59 @@ bool ShownPixels(const CKvIcon& icon, DeviceBitmap& color, DeviceBitmap& mask) {
     return true;
 }
 
+// A 24-bit format and a 32-bit one show the same: the same colours where either is visible, and
+// the 24-bit format's mask where the other's alpha is 0 (its other alpha all 255).
+bool SameTrueColourPixels(const CKvIcon& mine, const CKvIcon& theirs) {
+    const Block a = mine.To32BitDib(), b = theirs.To32BitDib();
+    const auto la = GetDibLayout(a), lb = GetDibLayout(b);
+    if (!la || !lb || la->width != lb->width || la->height != lb->height) return false;
+    for (int y = 0; y < la->height; ++y) {
+        const std::uint8_t* p = a.data() + la->RowOffset(y);
+        const std::uint8_t* q = b.data() + lb->RowOffset(y);
+        for (int x = 0; x < la->width; ++x, p += 4, q += 4) {
+            if (p[3] != q[3]) return false;
+            if (p[3] != 0 && (p[0] != q[0] || p[1] != q[1] || p[2] != q[2])) return false;
+        }
+    }
+    return true;
+}
+
 }  // namespace
 
-bool FileHoldsDocument(const CIconDoc& doc, std::span<const std::uint8_t> bytes) {
+std::vector<int> FormatsNotHeld(const CIconDoc& doc, std::span<const std::uint8_t> bytes) {
+    std::vector<int> notHeld;
     IconFileContents contents;
-    if (!ReadIconContainer({}, bytes, contents) || contents.icons.size() != 1) return false;
+    if (!ReadIconContainer({}, bytes, contents) || contents.icons.size() != 1) {
+        for (int i = 0; i < doc.GetFormatCount(); ++i) notHeld.push_back(i);
+        return notHeld;
+    }
     const CIconDoc& read = contents.icons.front().doc;
     // Each read format answers for one format of the document; the order may differ.
     std::vector<bool> used(static_cast<std::size_t>(read.GetFormatCount()), false);
     for (int i = 0; i < doc.GetFormatCount(); ++i) {
         const CKvIcon& mine = doc.GetFormat(i)->Icon();
         DeviceBitmap color, mask;
-        if (!ShownPixels(mine, color, mask)) return false;
         bool found = false;
-        for (int j = 0; j < read.GetFormatCount() && !found; ++j) {
-            const CKvIcon& theirs = read.GetFormat(j)->Icon();
-            if (used[static_cast<std::size_t>(j)] || theirs.Width() != mine.Width() ||
-                theirs.Height() != mine.Height() || theirs.BitsPerPixel() != mine.BitsPerPixel())
-                continue;
-            DeviceBitmap c, m;
-            if (ShownPixels(theirs, c, m) && c == color && m == mask) found = used[static_cast<std::size_t>(j)] = true;
+        if (ShownPixels(mine, color, mask)) {
+            for (int j = 0; j < read.GetFormatCount() && !found; ++j) {
+                const CKvIcon& theirs = read.GetFormat(j)->Icon();
+                if (used[static_cast<std::size_t>(j)] || theirs.Width() != mine.Width() || theirs.Height() != mine.Height())
+                    continue;
+                DeviceBitmap c, m;
+                if (theirs.BitsPerPixel() == mine.BitsPerPixel())
+                    found = ShownPixels(theirs, c, m) && c == color && m == mask;
+                else if (mine.BitsPerPixel() == 24 && theirs.BitsPerPixel() == 32)
+                    found = SameTrueColourPixels(mine, theirs);
+                if (found) used[static_cast<std::size_t>(j)] = true;
+            }
         }
-        if (!found) return false;
+        if (!found) notHeld.push_back(i);
     }
-    return true;
+    return notHeld;
+}
+
+bool FileHoldsDocument(const CIconDoc& doc, std::span<const std::uint8_t> bytes) {
+    return FormatsNotHeld(doc, bytes).empty();
 }
 
 bool SaveIconProject(const std::string& path, const CIconDoc& doc, bool explorerCompatibleOrder, std::string& error,

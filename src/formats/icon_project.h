@@ -83,9 +83,13 @@ bool WriteIconProject(const CIconDoc& doc, bool explorerCompatibleOrder, std::ve
 bool WriteIconProjectAs(const CIconDoc& doc, IconContainer as, bool explorerCompatibleOrder,
                         std::vector<std::uint8_t>& out, std::vector<int>* leftOut = nullptr,
                         const IcnsWriteOptions& mac = {});
-// True when the file `bytes` reads back with every format of the document at its size and depth,
-// pixel for pixel (colours, mask and alpha): a save that holds less must not mark the document as
-// saved. False for a file that cannot be read.
+// The formats of the document that the file `bytes` does not read back at their size and depth,
+// pixel for pixel (colours, mask and alpha; a 24-bit format may come back as 32 bits with the same
+// pixels, as a family's true-colour elements do), in the document's order; every format when the
+// file cannot be read. What a save would change, to be asked about before it is written.
+std::vector<int> FormatsNotHeld(const CIconDoc& doc, std::span<const std::uint8_t> bytes);
+// True when the file holds every format (see FormatsNotHeld): a save that holds less must not
+// mark the document as saved.
 bool FileHoldsDocument(const CIconDoc& doc, std::span<const std::uint8_t> bytes);
 // The same to a file, written beside the target and renamed over it only when complete.
 bool SaveIconProject(const std::string& path, const CIconDoc& doc, bool explorerCompatibleOrder, std::string& error,

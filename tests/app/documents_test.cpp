@@ -497,14 +497,17 @@ void DocumentsTest::savingLeavesTheProjectAsItWas() {
 }
 
 void DocumentsTest::macintoshSavesAskBeforeLeavingFormatsOut() {
-    OpenIcon o({{64, 32}, {96, 32}, {256, 32}, {256, 32}});
+    OpenIcon o({{64, 32}, {96, 32}, {256, 32}, {256, 32}, {32, 4}});
     CIconFormatListModel* model = o.frame->formatBar->model;
     const QString family = o.s.Path("icon.icns");
     // Cancel at the question: nothing is written.
     o.s.prompts->saveNames = {family};
     QVERIFY(!o.s.app->SaveDocumentAs(o.project));
     QVERIFY(!QFileInfo::exists(family));
-    QVERIFY(o.s.prompts->questions.back().contains("96 x 96, 32 bits"));
+    QVERIFY(o.s.prompts->questions.back().contains("96 x 96, 32 bits: left out"));
+    // The Windows colours of the 4-bit format become the Macintosh palette's.
+    QVERIFY(o.s.prompts->questions.back().contains("32 x 32, 4 bits: saved with other colors or transparency"));
+    QVERIFY(!o.s.prompts->questions.back().contains("256 x 256"));
     // Saved without it: the project stays modified, and shows its formats as the family holds them.
     o.s.prompts->saveNames = {family};
     o.s.prompts->yesNoAnswers = {true};
@@ -535,15 +538,15 @@ void DocumentsTest::macintoshSavesAskBeforeLeavingFormatsOut() {
     o.s.prompts->yesNoAnswers = {true};
     QVERIFY(o.s.app->SaveDocumentAs(o.project));
     QCOMPARE(QDir(folder).entryList(QDir::Files),
-             (QStringList{"icon_128x128@2x.png", "icon_256x256.png", "icon_32x32@2x.png"}));
+             (QStringList{"icon_128x128@2x.png", "icon_256x256.png", "icon_32x32.png", "icon_32x32@2x.png"}));
     auto* reopened = qobject_cast<CIconProject*>(o.s.app->OpenDocumentFile(o.s.Path("icon.icns")));
     QVERIFY(reopened != nullptr && reopened != o.project);
-    QCOMPARE(reopened->Doc().GetFormatCount(), 3);
+    QCOMPARE(reopened->Doc().GetFormatCount(), 4);
     const QString copy = o.s.Path("Copy.iconset");  // the saved folder is the open project's own
     std::filesystem::copy(folder.toStdString(), copy.toStdString());
     auto* set = qobject_cast<CIconProject*>(o.s.app->OpenDocumentFile(copy));
     QVERIFY(set != nullptr && set != o.project);
-    QCOMPARE(set->Doc().GetFormatCount(), 3);
+    QCOMPARE(set->Doc().GetFormatCount(), 4);
     QVERIFY(set->Doc().macintosh);
 }
 
