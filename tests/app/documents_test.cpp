@@ -4,6 +4,7 @@
 #include <QComboBox>
 #include <QDirIterator>
 #include <QListWidget>
+#include <QProcess>
 #include <QProgressDialog>
 #include <QRadioButton>
 #include <QLabel>
@@ -21,6 +22,7 @@
 #include "app/shell/doc_templates.h"
 #include "app/texts.h"
 #include "app_test_support.h"
+#include "formats/icns_file.h"
 #include "formats/ico_file.h"
 #include "image/bytes.h"
 
@@ -61,6 +63,7 @@ private slots:
     void savingLeavesTheProjectAsItWas();
     void quickClicksEachPaint();
     void macintoshSavesAskBeforeLeavingFormatsOut();
+    void editedFamilyKeepsEveryElement();
     void realFilesOpenOrSayWhy();
 };
 
@@ -548,6 +551,53 @@ void DocumentsTest::macintoshSavesAskBeforeLeavingFormatsOut() {
     QVERIFY(set != nullptr && set != o.project);
     QCOMPARE(set->Doc().GetFormatCount(), 4);
     QVERIFY(set->Doc().macintosh);
+}
+
+namespace {
+
+// Runs a Python script with Pillow on a file and gives its standard output.
+QString Pillow(const QString& script, const QString& path) {
+    QProcess python;
+    python.start("/usr/bin/python3", {"-c", script, path});
+    if (!python.waitForFinished(60000)) return "python did not run";
+    return QString::fromUtf8(python.readAllStandardOutput()).trimmed();
+}
+
+}  // namespace
+
+void DocumentsTest::editedFamilyKeepsEveryElement() {
+    // A family as current Mac tools make it: Pillow's, from one 1024-pixel picture, @2x elements too.
+    StartedApp s;
+    const QString path = s.Path("app.icns");
+    QCOMPARE(Pillow("import sys\nfrom PIL import Image\nImage.new('RGBA', (1024, 1024), (200, 120, 40, 255)).save(sys.argv[1])",
+                    path),
+             QString());
+    const QString elements =
+        "import sys, struct\nd = open(sys.argv[1], 'rb').read()\nat, out = 8, []\n"
+        "while at < len(d):\n    out.append(d[at:at + 4].decode()); at += struct.unpack('>I', d[at + 4:at + 8])[0]\n"
+        "print(' '.join(sorted(t for t in out if t != 'TOC ')))";
+    const QString before = Pillow(elements, path);
+    QCOMPARE(before, QString("ic07 ic08 ic09 ic10 ic11 ic12 ic13 ic14"));
+    auto* project = qobject_cast<CIconProject*>(s.app->OpenDocumentFile(path));
+    QVERIFY(project != nullptr);
+    QCOMPARE(project->Doc().GetFormatCount(), 8);
+    // Paint one pixel of the 64 x 64 format ("32 x 32 @2x") and save in place.
+    int row = -1;
+    for (int i = 0; i < project->Doc().GetFormatCount(); ++i)
+        if (FormatSizeText(project->Doc(), i) == "32 x 32 @2x") row = i;
+    QVERIFY(row >= 0);
+    project->Session().Edit(row, [](editor::FormatState& st) { st.color.SetPixel(5, 6, RGB(0, 0, 255)); });
+    QVERIFY(project->IsModified());
+    QVERIFY(s.app->SaveDocument(project));
+    QVERIFY(s.prompts->questions.empty());  // the family holds everything
+    QVERIFY(!project->IsModified());
+    QCOMPARE(Pillow(elements, path), before);
+    // Pillow reads the edit from the element ("ic12", 32 x 32 at scale 2).
+    QCOMPARE(Pillow("import sys\nfrom PIL.IcnsImagePlugin import IcnsFile\n"
+                    "g = IcnsFile(open(sys.argv[1], 'rb')).getimage((32, 32, 2)).convert('RGBA')\n"
+                    "print(g.size, g.getpixel((5, 6)), g.getpixel((6, 6)))",
+                    path),
+             QString("(64, 64) (0, 0, 255, 255) (200, 120, 40, 255)"));
 }
 
 void DocumentsTest::quickClicksEachPaint() {
