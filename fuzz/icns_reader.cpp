@@ -1,5 +1,6 @@
 // Feeds arbitrary bytes to the Macintosh icon family reader, both as a family and as a resource
-// or MacBinary file to scan; a family that reads is written back and must read again.
+// or MacBinary file to scan; a family that reads is written back, must read again, and must then
+// be written as the same bytes.
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -50,9 +51,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         std::vector<std::uint8_t> out;
         std::vector<int> leftOut;
         if (WriteIcnsFamily(doc, out, &leftOut)) {
-            CIconGroup again;
-            if (!ReadIcnsFamily(out, again) ||
-                again.FormatCount() != doc.GetFormatCount() - static_cast<int>(leftOut.size()))
+            // What was written reads back with every format written, and written again from what
+            // was read, it is the same bytes.
+            CIconDoc again;
+            std::vector<std::uint8_t> twice;
+            if (!ReadIcnsFile(out, again) || again.GetFormatCount() != doc.GetFormatCount() - static_cast<int>(leftOut.size()) ||
+                !WriteIcnsFamily(again, twice) || twice != out)
                 __builtin_trap();
         }
     }
