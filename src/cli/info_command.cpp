@@ -38,13 +38,16 @@ struct FormatRow {
     std::uint32_t colors = 0;
     bool alpha = false;
     bool png = false;
+    std::uint32_t element = 0;  // a Macintosh family's element for the format (0: not a family)
 };
 
 std::vector<FormatRow> FormatRows(const CIconDoc& doc) {
     std::vector<FormatRow> rows;
+    const std::vector<std::uint32_t> elements = doc.macintosh ? AssignMacElements(doc) : std::vector<std::uint32_t>();
     for (int i = 0; i < doc.GetFormatCount(); ++i) {
         const CIconObject& f = *doc.GetFormat(i);
-        rows.push_back({f.Width(), f.Height(), f.BitCount(), f.ColorCount(), f.HasAlpha(), f.Icon().IsCompressed()});
+        rows.push_back({f.Width(), f.Height(), f.BitCount(), f.ColorCount(), f.HasAlpha(), f.Icon().IsCompressed(),
+                        elements.empty() ? 0 : elements[static_cast<std::size_t>(i)]});
     }
     return rows;
 }
@@ -131,6 +134,11 @@ nlohmann::ordered_json JsonFormats(const std::vector<FormatRow>& rows) {
                            {"colors", f.colors},
                            {"alpha", f.alpha},
                            {"png", f.png}});
+        // A family's formats say the element they are saved in, and its scale (2 for "@2x").
+        if (f.element != 0) {
+            formats.back()["element"] = PrintableIcnsType(f.element);
+            formats.back()["scale"] = MacElementScale(f.element);
+        }
     }
     return formats;
 }
