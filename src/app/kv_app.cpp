@@ -563,39 +563,22 @@ bool CKvApp::DoSave(CIconProject& project, const QString& path) {
     // The document is not touched until the file is written: the kind, the order of the formats
     // and the chosen format stay as they are whatever the save does.
     const CIconDoc& doc = project.Doc();
-    const std::string ext = LowerExtension(path.toStdString());
-    const IconContainer kind = IsIconsetPath(path.toStdString()) ? IconContainer::Iconset
-                               : ext == ".icns"                  ? IconContainer::Icns
-                               : ext == ".cur"                   ? IconContainer::Cur
-                                                                 : IconContainer::Ico;
-
-    std::vector<std::uint8_t> bytes;
-    std::vector<int> leftOut;
-    if (kind == IconContainer::Iconset) {
-        const std::vector<std::string> names = AssignIconsetNames(doc);
-        for (std::size_t i = 0; i < names.size(); ++i)
-            if (names[i].empty()) leftOut.push_back(static_cast<int>(i));
-        if (leftOut.size() == names.size()) {
-            ShowError(QString(text::kSaveFailed).arg(QDir::toNativeSeparators(path), text::kNoIconsetPicture));
-            return false;
-        }
-    } else if (!WriteIconProjectAs(doc, kind, prefs.WinExplorerCompatibleOrder != 0, bytes, &leftOut,
-                                   IcnsWriteOptions{prefs.MacPngElements != 0})) {
-        ShowError(QString(text::kSaveFailed)
-                      .arg(QDir::toNativeSeparators(path), kind == IconContainer::Icns ? text::kNoMacElement
-                                                                                      : text::kFormatNotWritten));
+    const IconContainer kind = SaveKindOf(path.toStdString());
+    IconSavePlan plan;
+    if (!PlanIconSave(doc, kind, prefs.WinExplorerCompatibleOrder != 0, IcnsWriteOptions{prefs.MacPngElements != 0},
+                      /*findChanges=*/true, plan)) {
+        const char* why = kind == IconContainer::Icns      ? text::kNoMacElement
+                          : kind == IconContainer::Iconset ? text::kNoIconsetPicture
+                                                           : text::kFormatNotWritten;
+        ShowError(QString(text::kSaveFailed).arg(QDir::toNativeSeparators(path), why));
         return false;
     }
     const QFileInfo target(path);
     // What the file cannot hold is asked about before anything is written: formats left out, and
     // formats a family stores otherwise (colours of its fixed palettes, one mask for a size).
-    std::vector<int> changed;
-    if (kind == IconContainer::Icns)
-        for (const int i : FormatsNotHeld(doc, bytes))
-            if (std::find(leftOut.begin(), leftOut.end(), i) == leftOut.end()) changed.push_back(i);
-    if (!leftOut.empty() || !changed.empty()) {
+    if (!plan.leftOut.empty() || !plan.changed.empty()) {
         QStringList lines;
-        for (const auto& [list, what] : {std::pair{&leftOut, text::kLeftOut}, std::pair{&changed, text::kSavedChanged}})
+        for (const auto& [list, what] : {std::pair{&plan.leftOut, text::kLeftOut}, std::pair{&plan.changed, text::kSavedChanged}})
             for (const int i : *list)
                 if (const CIconObject* f = doc.GetFormat(i))
                     lines << QString("%1 x %2, %3 bits: %4").arg(f->Width()).arg(f->Height()).arg(f->BitCount()).arg(what);
@@ -614,7 +597,7 @@ bool CKvApp::DoSave(CIconProject& project, const QString& path) {
         if (LoadIconContainer(path.toStdString(), existing, error) && !existing.icons.empty())
             if (const CIconObject* best = existing.icons.front().doc.LargestFormat())
                 facts.existingPicture = ImageFromIcon(best->Icon());
-        facts.projectSize = static_cast<qint64>(bytes.size());
+        facts.projectSize = static_cast<qint64>(plan.bytes.size());
         facts.projectDate = project.LastChange();
         if (const CIconObject* best = doc.LargestFormat()) facts.projectPicture = ImageFromIcon(best->Icon());
         facts.macintosh = kind == IconContainer::Icns || kind == IconContainer::Iconset;
@@ -625,18 +608,13 @@ bool CKvApp::DoSave(CIconProject& project, const QString& path) {
     }
 
     std::string error;
-    const bool written = kind == IconContainer::Iconset
-                             ? WriteIconsetFolder(path.toStdString(), doc, error)
-                             : WriteFileAtomically(path.toStdString(), bytes, error, Durability::Flush);
-    if (!written) {
+    if (!WritePlannedSave(path.toStdString(), doc, plan, Durability::Flush, error)) {
         ShowError(QString(text::kSaveFailed).arg(QDir::toNativeSeparators(path), Native(error)));
         return false;
     }
     // A file that holds less than the document (formats left out, colours of a fixed palette, an
     // icon set's pictures all at 32 bits) leaves it modified, so that closing it still asks.
-    bool whole = leftOut.empty() && changed.empty();
-    if (kind == IconContainer::Iconset)
-        for (int i = 0; i < doc.GetFormatCount(); ++i) whole = whole && doc.GetFormat(i)->BitCount() == 32;
+    const bool whole = plan.Whole(doc);
     // The file is written: from here on the document is that file's, under its kind.
     CIconDoc& saved = project.Doc();
     const bool wasMacintosh = saved.macintosh;

@@ -69,30 +69,22 @@ void ReportLeftOutFormats(const std::string& command, const std::string& output,
 
 int WriteProjectOutput(const std::string& command, const std::string& output, const CIconDoc& doc,
                        const ProjectOutput& how) {
-    std::vector<int> leftOut;
-    std::vector<std::uint8_t> bytes;
-    const bool iconset = IsIconsetPath(output);
-    const std::string ext = LowerExtension(output);
-    if (iconset) {
-        const std::vector<std::string> names = AssignIconsetNames(doc);
-        for (std::size_t i = 0; i < names.size(); ++i)
-            if (names[i].empty()) leftOut.push_back(static_cast<int>(i));
-    } else if (!WriteIconProjectAs(doc, ext == ".icns" ? IconContainer::Icns : ext == ".cur" ? IconContainer::Cur : IconContainer::Ico,
-                                   how.explorerOrder, bytes, &leftOut, IcnsWriteOptions{how.pngElements})) {
+    IconSavePlan plan;
+    const IconContainer kind = SaveKindOf(output);
+    if (!PlanIconSave(doc, kind, how.explorerOrder, IcnsWriteOptions{how.pngElements}, /*findChanges=*/false, plan)) {
         PrintError(command + ": cannot write " + output + ": " +
-                   (ext == ".icns" ? "no format of the icon has a Macintosh element, or an element could not be encoded"
-                                   : "the icon cannot be written (an empty project, an empty format or a PNG encoding failure)"));
+                   (kind == IconContainer::Icns      ? "no format of the icon has a Macintosh element, or an element could not be encoded"
+                    : kind == IconContainer::Iconset ? "no format of the icon has a picture an icon set can hold"
+                                                     : "the icon cannot be written (an empty project, an empty format or a PNG encoding failure)"));
         return kExitFailure;
     }
-    ReportLeftOutFormats(command, output, doc, leftOut);
-    if (!leftOut.empty() && !how.allowLoss) {
+    ReportLeftOutFormats(command, output, doc, plan.leftOut);
+    if (!plan.leftOut.empty() && !how.allowLoss) {
         PrintError(command + ": " + output + ": nothing was written; --allow-loss writes it without those formats");
         return kExitFailure;
     }
     std::string error;
-    const bool written = iconset ? WriteIconsetFolder(output, doc, error)
-                                 : WriteFileAtomically(output, bytes, error, how.durability);
-    if (!written) {
+    if (!WritePlannedSave(output, doc, plan, how.durability, error)) {
         PrintError(command + ": cannot write " + output + ": " + error);
         return kExitFailure;
     }

@@ -261,6 +261,43 @@ bool FileHoldsDocument(const CIconDoc& doc, std::span<const std::uint8_t> bytes)
     return FormatsNotHeld(doc, bytes).empty();
 }
 
+IconContainer SaveKindOf(const std::string& path) {
+    if (IsIconsetPath(path)) return IconContainer::Iconset;
+    const std::string ext = LowerExtension(path);
+    return ext == ".icns" ? IconContainer::Icns : ext == ".cur" ? IconContainer::Cur : IconContainer::Ico;
+}
+
+bool IconSavePlan::Whole(const CIconDoc& doc) const {
+    if (!leftOut.empty() || !changed.empty()) return false;
+    if (kind == IconContainer::Iconset)
+        for (int i = 0; i < doc.GetFormatCount(); ++i)
+            if (doc.GetFormat(i)->BitCount() != 32) return false;
+    return true;
+}
+
+bool PlanIconSave(const CIconDoc& doc, IconContainer as, bool explorerCompatibleOrder, const IcnsWriteOptions& mac,
+                  bool findChanges, IconSavePlan& plan) {
+    plan = {};
+    plan.kind = as;
+    if (as == IconContainer::Iconset) {
+        const std::vector<std::string> names = AssignIconsetNames(doc);
+        for (std::size_t i = 0; i < names.size(); ++i)
+            if (names[i].empty()) plan.leftOut.push_back(static_cast<int>(i));
+        return plan.leftOut.size() < names.size();
+    }
+    if (!WriteIconProjectAs(doc, as, explorerCompatibleOrder, plan.bytes, &plan.leftOut, mac)) return false;
+    if (as == IconContainer::Icns && findChanges)
+        for (const int i : FormatsNotHeld(doc, plan.bytes))
+            if (std::find(plan.leftOut.begin(), plan.leftOut.end(), i) == plan.leftOut.end()) plan.changed.push_back(i);
+    return true;
+}
+
+bool WritePlannedSave(const std::string& path, const CIconDoc& doc, const IconSavePlan& plan, Durability durability,
+                      std::string& error) {
+    if (plan.kind == IconContainer::Iconset) return WriteIconsetFolder(path, doc, error);
+    return WriteFileAtomically(path, plan.bytes, error, durability);
+}
+
 bool SaveIconProject(const std::string& path, const CIconDoc& doc, bool explorerCompatibleOrder, std::string& error,
                      Durability durability, std::vector<int>* leftOut, const IcnsWriteOptions& mac) {
     std::vector<std::uint8_t> bytes;

@@ -91,6 +91,31 @@ std::vector<int> FormatsNotHeld(const CIconDoc& doc, std::span<const std::uint8_
 // True when the file holds every format (see FormatsNotHeld): a save that holds less must not
 // mark the document as saved.
 bool FileHoldsDocument(const CIconDoc& doc, std::span<const std::uint8_t> bytes);
+// The kind of file a save to `path` writes: an icon set folder for ".iconset", a family for
+// ".icns", a cursor for ".cur", an icon otherwise.
+IconContainer SaveKindOf(const std::string& path);
+
+// A save worked out before anything is written, so that what the file cannot hold can be asked
+// about first.
+struct IconSavePlan {
+    IconContainer kind = IconContainer::Ico;
+    std::vector<std::uint8_t> bytes;  // the file; empty for an icon set, written from the project
+    std::vector<int> leftOut;         // formats the file has no place for
+    std::vector<int> changed;         // formats a family would hold otherwise (its palettes, a shared mask)
+    // True when reopening the file gives the project back: nothing left out or changed, and for an
+    // icon set (whose pictures are all 32-bit PNG) every format at 32 bits.
+    [[nodiscard]] bool Whole(const CIconDoc& doc) const;
+};
+// Works out saving the project as a file of kind `as` (Ico, Cur, Icns or Iconset); `changed` is
+// found only when `findChanges` (it reads the family back). False when nothing can be written:
+// no format has a place in the file, or an encoding failed.
+bool PlanIconSave(const CIconDoc& doc, IconContainer as, bool explorerCompatibleOrder, const IcnsWriteOptions& mac,
+                  bool findChanges, IconSavePlan& plan);
+// Writes a planned save to `path`: the file beside it and renamed over it, or the icon set folder
+// made whole beside it and put in its place. False, with `error` set, when that fails.
+bool WritePlannedSave(const std::string& path, const CIconDoc& doc, const IconSavePlan& plan, Durability durability,
+                      std::string& error);
+
 // The same to a file, written beside the target and renamed over it only when complete.
 bool SaveIconProject(const std::string& path, const CIconDoc& doc, bool explorerCompatibleOrder, std::string& error,
                      Durability durability = Durability::Flush, std::vector<int>* leftOut = nullptr,

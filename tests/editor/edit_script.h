@@ -259,12 +259,14 @@ private:
         for (const bool cursor : {false, true}) {
             std::vector<std::uint8_t> bytes;
             if (!WriteIconFile(doc_, false, bytes, cursor)) return Fail(failure, "the icon could not be written");
-            if (!FileHoldsDocument(doc_, bytes)) {
+            const std::vector<int> notHeld = FormatsNotHeld(doc_, bytes);
+            if (!notHeld.empty()) {
                 std::string formats;
-                for (int i = 0; i < doc_.GetFormatCount(); ++i)
-                    formats += " " + std::to_string(doc_.GetFormat(i)->BitCount()) +
-                               (doc_.GetFormat(i)->Icon().IsCompressed() ? "png" : "");
-                return Fail(failure, std::string("the ") + (cursor ? ".cur" : ".ico") + " file reads back with other pixels;" + formats);
+                for (const int i : notHeld) {
+                    formats.append(" ").append(std::to_string(doc_.GetFormat(i)->BitCount()));
+                    if (doc_.GetFormat(i)->Icon().IsCompressed()) formats.append("png");
+                }
+                return Fail(failure, std::string("the ") + (cursor ? ".cur" : ".ico") + " file reads back with other pixels:" + formats);
             }
         }
         return true;
