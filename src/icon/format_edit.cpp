@@ -171,6 +171,7 @@ bool ResizeFormat(CKvIcon& icon, std::int32_t width, std::int32_t height) {
     };
     resized.SetPoint(scale(icon.PointX(), width, icon.Width()), scale(icon.PointY(), height, icon.Height()));
     resized.SetCompressed(icon.IsCompressed());
+    resized.SetMacElement(icon.MacElement());  // kept where it still fits, and its kind of stream
     icon = std::move(resized);
     return true;
 }

@@ -247,7 +247,9 @@ TEST(FormatEdit, TurnsAndFlipsRoundTripAndResizeKeepsTheFormatsKind) {
         EXPECT_TRUE(icon.IsCompressed());
 
         icon.SetPoint(10, 4);
+        icon.SetMacElement({0x69633133, true});  // "ic13", read from a PNG stream
         ASSERT_TRUE(ResizeFormat(icon, 40, 30));
+        EXPECT_EQ(icon.MacElement(), (CKvIcon::MacElementTag{0x69633133, true}));
         EXPECT_EQ(icon.Width(), 40u);
         EXPECT_EQ(icon.Height(), 30u);
         EXPECT_EQ(icon.BitsPerPixel(), bits);
