@@ -207,7 +207,8 @@ bool ShownPixels(const CKvIcon& icon, DeviceBitmap& color, DeviceBitmap& mask) {
 }
 
 // A 24-bit format and a 32-bit one show the same: the same colours where either is visible, and
-// the 24-bit format's mask where the other's alpha is 0 (its other alpha all 255).
+// the 24-bit format's mask where the other's alpha is 0 (its other alpha all 255), over black
+// only (a colour under the mask changes the screen, which alpha cannot do).
 bool SameTrueColourPixels(const CKvIcon& mine, const CKvIcon& theirs) {
     const Block a = mine.To32BitDib(), b = theirs.To32BitDib();
     const auto la = GetDibLayout(a), lb = GetDibLayout(b);
@@ -217,7 +218,7 @@ bool SameTrueColourPixels(const CKvIcon& mine, const CKvIcon& theirs) {
         const std::uint8_t* q = b.data() + lb->RowOffset(y);
         for (int x = 0; x < la->width; ++x, p += 4, q += 4) {
             if (p[3] != q[3]) return false;
-            if (p[3] != 0 && (p[0] != q[0] || p[1] != q[1] || p[2] != q[2])) return false;
+            if (p[3] == 0 ? (p[0] | p[1] | p[2]) != 0 : p[0] != q[0] || p[1] != q[1] || p[2] != q[2]) return false;
         }
     }
     return true;

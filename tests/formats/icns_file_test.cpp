@@ -393,6 +393,39 @@ TEST(IcnsFamily, IndexedMasksAddNoFormat) {
     }
 }
 
+// What a family holds of a project: a 24-bit format comes back at 32 bits with the same pixels
+// (held), unless a colour under its mask changes the screen; Windows colours in 4 bits do not.
+TEST(IcnsFamily, FormatsNotHeldAreNamed) {
+    const auto truecolour = [](std::uint8_t underMask) {
+        CKvIcon icon;
+        EXPECT_EQ(icon.SetFormat(32, 32, 0, false), 1);
+        IconImageLayout l;
+        icon.GetLayout(l);
+        std::uint8_t* base = icon.GetBlock().data();
+        for (int y = 0; y < 32; ++y)
+            for (int x = 0; x < 32; ++x) {
+                std::uint8_t* p = base + l.pixelOffset + l.colorStride * static_cast<std::size_t>(y) + 3 * x;
+                const bool masked = x < 4 && y < 4;
+                p[0] = masked ? underMask : 10, p[1] = masked ? underMask : 20, p[2] = masked ? underMask : 30;
+                if (masked) WriteIndex(base + l.maskOffset + l.maskStride * static_cast<std::size_t>(y), x, 1, 1);
+            }
+        return icon;
+    };
+    CIconDoc doc;
+    doc.AddFormat(truecolour(0));
+    doc.AddFormat(truecolour(255));  // a second 32 x 32: "ic11"
+    CKvIcon windows;  // 4 bits whose table is not the Macintosh one
+    ASSERT_EQ(windows.SetFormat(16, 16, 16, false), 1);
+    IconImageLayout l;
+    ASSERT_TRUE(windows.GetLayout(l));
+    windows.GetBlock().data()[l.tableOffset + 2] = 0x80;  // every pixel the Windows dark red
+    doc.AddFormat(std::move(windows));
+    Bytes family;
+    ASSERT_TRUE(WriteIcnsFamily(doc, family));
+    EXPECT_EQ(FormatsNotHeld(doc, family), (std::vector<int>{1, 2}));
+    EXPECT_EQ(FormatsNotHeld(doc, Bytes(20, 0)), (std::vector<int>{0, 1, 2}));
+}
+
 // A picture read from a stream and left alone is written back byte for byte; an edited one is
 // encoded again in the kind of stream it came from; the user's choice of element is kept.
 TEST(IcnsFamily, StreamsAreKeptAndEditsStayInTheirKind) {
