@@ -130,14 +130,7 @@ int g_loading = 0;
 }  // namespace
 
 QString ExeIcoFileName(const QString& programPath, const ResourceName& group) {
-    std::string name = group.Display();
-    for (char& c : name) {
-        const bool safe = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '.' ||
-                          c == '_' || c == '-';
-        if (!safe) c = '_';
-    }
-    QString safeName = QString::fromStdString(name);
-    if (safeName.isEmpty() || safeName == "." || safeName == "..") safeName.prepend('_');
+    const QString safeName = QString::fromStdString(SafeFileNamePart(group.Display()));
     // The stem: the file name up to its last dot, unless that dot starts the name.
     const QString file = QFileInfo(programPath).fileName();
     const qsizetype dot = file.lastIndexOf('.');

@@ -279,14 +279,7 @@ void CFileExeMDI::OnCopy() {
         if (group.FormatCount() == 0) return;
         // Other programs get the largest, deepest format as a picture; this one the whole group,
         // as the formats a project pastes.
-        const CKvIcon* largest = group.FormatAt(0);
-        for (int i = 1; i < group.FormatCount(); ++i) {
-            const CKvIcon* f = group.FormatAt(i);
-            const auto area = [](const CKvIcon* icon) { return std::uint64_t{icon->Width()} * icon->Height(); };
-            if (area(f) > area(largest) || (area(f) == area(largest) && f->BitsPerPixel() > largest->BitsPerPixel()))
-                largest = f;
-        }
-        const Block dib = largest->To32BitDib();
+        const Block dib = group.LargestFormat()->To32BitDib();
         std::unique_ptr<QMimeData> copied = PictureMimeData(DibToDeviceBitmap(dib), DibAlphaToDeviceBitmap(dib));
         Archive ar = Archive::ForStoring();
         if (group.Serialize(ar)) {

@@ -32,16 +32,7 @@ nlohmann::ordered_json IconNameJson(const NamedIcon& icon) {
     return icon.name;
 }
 
-std::string IconNameForFile(const NamedIcon& icon) {
-    std::string name = icon.name;
-    for (char& c : name) {
-        const bool safe = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '.' ||
-                          c == '_' || c == '-';
-        if (!safe) c = '_';
-    }
-    if (name.empty() || name == "." || name == "..") name = "_" + name;
-    return name;
-}
+std::string IconNameForFile(const NamedIcon& icon) { return SafeFileNamePart(icon.name); }
 
 void ReportLeftOutFormats(const std::string& command, const std::string& output, const CIconDoc& doc,
                           const std::vector<int>& leftOut) {

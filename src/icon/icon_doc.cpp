@@ -26,10 +26,8 @@ void CIconObject::SyncWithIcon() {
 
 const CIconObject* CIconDoc::LargestFormat() const {
     const CIconObject* best = nullptr;
-    const auto area = [](const CIconObject* o) { return std::int64_t{o->Width()} * o->Height(); };
     for (const auto& f : formats_)
-        if (best == nullptr || area(f.get()) > area(best) || (area(f.get()) == area(best) && f->BitCount() > best->BitCount()))
-            best = f.get();
+        if (best == nullptr || CIconGroup::Outranks(f->Icon(), best->Icon())) best = f.get();
     return best;
 }
 

@@ -38,6 +38,18 @@ int ScaledSize(double scaleFactor) {
 
 }  // namespace
 
+bool CIconGroup::Outranks(const CKvIcon& a, const CKvIcon& b) {
+    const std::uint64_t areaA = std::uint64_t{a.Width()} * a.Height(), areaB = std::uint64_t{b.Width()} * b.Height();
+    return areaA > areaB || (areaA == areaB && a.BitsPerPixel() > b.BitsPerPixel());
+}
+
+const CKvIcon* CIconGroup::LargestFormat() const {
+    const CKvIcon* best = nullptr;
+    for (const auto& f : formats_)
+        if (best == nullptr || Outranks(*f, *best)) best = f.get();
+    return best;
+}
+
 bool CIconGroup::Precedes(const CKvIcon& a, const CKvIcon& b, bool explorerOrder) {
     const int bitsA = SortBits(a), bitsB = SortBits(b);
     if (explorerOrder) {

@@ -37,6 +37,11 @@ public:
     // True when format a goes before format b in the save order (see SortFormats); every sort of
     // formats for storing uses this one comparison.
     static bool Precedes(const CKvIcon& a, const CKvIcon& b, bool explorerOrder);
+    // True when format a is the better picture of the icon than b: more pixels, or as many and
+    // more bits per pixel. The picture shown for an icon (the overwrite prompt, the clipboard).
+    static bool Outranks(const CKvIcon& a, const CKvIcon& b);
+    // The best picture of the group by Outranks (the first of equals); nullptr when it is empty.
+    [[nodiscard]] const CKvIcon* LargestFormat() const;
 
     // Appends a copy of the image, re-sorts the formats and empties the display order. Returns 1,
     // or 0 with the dirty flag set when memory runs out (the earlier formats are kept).

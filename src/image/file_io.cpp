@@ -72,6 +72,16 @@ std::string LowerExtension(const std::string& path) {
     return ext;
 }
 
+std::string SafeFileNamePart(std::string name) {
+    for (char& c : name) {
+        const bool safe = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '.' ||
+                          c == '_' || c == '-';
+        if (!safe) c = '_';
+    }
+    if (name.empty() || name == "." || name == "..") name.insert(0, 1, '_');
+    return name;
+}
+
 namespace {
 
 // What a write needs to know of the file it replaces.

@@ -14,6 +14,10 @@ namespace tellurine {
 // A path's extension with its dot, in lower case (".ico"); empty when it has none.
 std::string LowerExtension(const std::string& path);
 
+// A name made safe as part of a file name: every character other than ASCII letters, digits, '.',
+// '_' and '-' becomes '_', and a name that is empty, "." or ".." gets a '_' in front.
+std::string SafeFileNamePart(std::string name);
+
 // Reads the whole file. False, with a reason in `error`, when it cannot be opened or read, or
 // when it is larger than `limit` bytes.
 bool ReadFileBytes(const std::string& path, std::vector<std::uint8_t>& out, std::size_t limit,

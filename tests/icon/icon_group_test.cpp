@@ -105,6 +105,11 @@ TEST(IconGroupFormats, DisplayOrderIsDeepestAndLargestFirst) {
     ASSERT_EQ(Describe(group), (Names{"48x48:1", "32x48:4", "32x32:4", "16x16:4", "16x16:32"}));
     group.BuildDisplayOrder();
     EXPECT_EQ(group.DisplayOrder(), (std::vector<std::int32_t>{4, 1, 2, 3, 0}));
+    // The picture shown for the group: most pixels (the 48 x 48 one, even at 1 bit), then most bits;
+    // nothing for an empty group.
+    EXPECT_EQ(group.LargestFormat(), group.FormatAt(0));
+    EXPECT_EQ(GroupOf({Format(16, 16, 16), Format(16, 16, 0, true)}).LargestFormat()->BitsPerPixel(), 32);
+    EXPECT_EQ(CIconGroup().LargestFormat(), nullptr);
 }
 
 TEST(IconGroupMatch, BestFormatTiesGoToTheEarliest) {

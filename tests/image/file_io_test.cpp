@@ -215,5 +215,10 @@ TEST_F(FileIo, ReadsAreBounded) {
     EXPECT_FALSE(ReadFileBytes((dir_ / "none").string(), out, 1000, error));
 }
 
+TEST(FileNames, UnsafeCharactersBecomeUnderscores) {
+    EXPECT_EQ(SafeFileNamePart("Ic\xC3\xA9ne 1/2:x.y_z-w"), "Ic__ne_1_2_x.y_z-w");
+    for (const char* odd : {"", ".", ".."}) EXPECT_EQ(SafeFileNamePart(odd), std::string("_") + odd);
+}
+
 }  // namespace
 }  // namespace tellurine
