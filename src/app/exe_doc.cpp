@@ -1,6 +1,5 @@
 #include "app/exe_doc.h"
 
-#include <QFile>
 #include <QFileInfo>
 #include <QPointer>
 #include <QStatusBar>
@@ -15,7 +14,6 @@
 #include "app/kv_app.h"
 #include "app/main_frame.h"
 #include "app/texts.h"
-#include "image/bytes.h"
 #include "image/file_io.h"
 #include "image/threads.h"
 
@@ -99,29 +97,6 @@ ExeTile MakeTile(const ExeIconGroupListing& listed, std::size_t index, const Exe
     if (shown.ReadImage(data, static_cast<std::uint32_t>(data.size()), 0) != 0)
         tile.picture = TilePicture(shown, choice.ratio);
     return tile;
-}
-
-// Whether the file's headers are those of a program or library the reader can take: not larger
-// than it reads, "MZ", the "PE\0\0" signature where the header says, and a PE32 or PE32+ optional
-// header. Only the headers are read here; the resources are the worker's.
-bool LooksLikeProgram(const QString& path) {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) return false;
-    const qint64 size = file.size();
-    if (size < 64 || static_cast<std::uint64_t>(size) > kMaxExeFileBytes) return false;
-    const QByteArray dos = file.read(64);
-    const auto* d = reinterpret_cast<const std::uint8_t*>(dos.constData());
-    if (dos.size() < 64 || d[0] != 'M' || d[1] != 'Z') return false;
-    const qint64 pe = LoadU32(d + 0x3C);
-    constexpr qint64 kSignatureAndCoff = 4 + 20;
-    if (pe > size || size - pe < kSignatureAndCoff + 2 || !file.seek(pe)) return false;
-    const QByteArray headers = file.read(kSignatureAndCoff + 2);
-    const auto* h = reinterpret_cast<const std::uint8_t*>(headers.constData());
-    if (headers.size() < kSignatureAndCoff + 2 || LoadU32(h) != 0x00004550u) return false;
-    const qint64 optionalSize = LoadU16(h + 4 + 16);
-    if (optionalSize < 2 || optionalSize > size - pe - kSignatureAndCoff) return false;
-    const std::uint16_t magic = LoadU16(h + kSignatureAndCoff);
-    return magic == 0x10b || magic == 0x20b;
 }
 
 // Programs being read: the status bar says "Loading ..." while there is one.
@@ -250,7 +225,7 @@ QString CFileExeDocument::IcoFileName(int tile) const {
 }
 
 CKvDocument* OpenProgramFile(CKvApp& app, const QString& path) {
-    if (!LooksLikeProgram(path)) {
+    if (!LooksLikeProgramFile(path.toStdString())) {
         app.ShowError(text::kIconReadError);
         return nullptr;
     }

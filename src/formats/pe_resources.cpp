@@ -2,7 +2,11 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <new>
+#include <system_error>
 #include <thread>
 #include <unordered_map>
 #include <utility>
@@ -72,6 +76,36 @@ struct PeView {
     }
 };
 
+// Where a PE file's headers lie, once checked.
+struct PeHeaders {
+    std::size_t sectionCount = 0;
+    std::size_t optional = 0;      // offset of the optional header
+    std::size_t optionalSize = 0;
+};
+
+// Checks the headers of a file of `size` bytes: "MZ", the "PE\0\0" signature where e_lfanew
+// points, a COFF header and an optional header that fit the file, and a PE32 or PE32+ magic.
+// `read(offset, count, out)` copies `count` bytes of the file at `offset` (all of them lie
+// inside it), so that a file need not be read whole to be judged.
+template <typename Read>
+std::optional<PeHeaders> CheckPeHeaders(std::uint64_t size, Read&& read) {
+    std::uint8_t dos[64];
+    if (size < 64 || !read(0, 64, dos) || dos[0] != 'M' || dos[1] != 'Z') return std::nullopt;
+    const std::uint64_t pe = LoadU32(dos + 0x3C);
+    std::uint8_t headers[4 + kCoffHeaderSize + 2];
+    if (pe > size || sizeof headers > size - pe || !read(pe, sizeof headers, headers)) return std::nullopt;
+    if (LoadU32(headers) != 0x00004550u) return std::nullopt;  // "PE\0\0"
+    const std::uint8_t* coff = headers + 4;
+    PeHeaders h;
+    h.sectionCount = LoadU16(coff + 2);
+    h.optionalSize = LoadU16(coff + 16);
+    h.optional = static_cast<std::size_t>(pe) + 4 + kCoffHeaderSize;
+    if (h.optionalSize < 2 || h.optionalSize > size - h.optional) return std::nullopt;
+    const std::uint16_t magic = LoadU16(headers + 4 + kCoffHeaderSize);
+    if (magic != 0x10b && magic != 0x20b) return std::nullopt;  // PE32, PE32+
+    return h;
+}
+
 // Reads the headers. Nothing when the bytes are not a PE file (no "MZ", no "PE\0\0" signature
 // where e_lfanew points, headers cut short, an optional header that is neither PE32 nor PE32+)
 // or when the resource directory's root does not map to bytes of the file. A file whose optional
@@ -80,15 +114,15 @@ std::optional<PeView> OpenPe(std::span<const std::uint8_t> bytes) {
     PeView view;
     view.bytes = bytes;
     const std::size_t size = bytes.size();
-    if (size < 64 || bytes[0] != 'M' || bytes[1] != 'Z') return std::nullopt;
-    const std::size_t pe = LoadU32(bytes.data() + 0x3C);
-    if (pe > size || kCoffHeaderSize + 4 > size - pe) return std::nullopt;
-    if (LoadU32(bytes.data() + pe) != 0x00004550u) return std::nullopt;  // "PE\0\0"
-    const std::uint8_t* coff = bytes.data() + pe + 4;
-    const std::size_t sectionCount = LoadU16(coff + 2);
-    const std::size_t optionalSize = LoadU16(coff + 16);
-    const std::size_t optional = pe + 4 + kCoffHeaderSize;
-    if (optionalSize < 2 || optionalSize > size - optional) return std::nullopt;
+    const std::optional<PeHeaders> headers =
+        CheckPeHeaders(size, [bytes](std::uint64_t offset, std::size_t count, std::uint8_t* out) {
+            std::memcpy(out, bytes.data() + offset, count);
+            return true;
+        });
+    if (!headers) return std::nullopt;
+    const std::size_t sectionCount = headers->sectionCount;
+    const std::size_t optionalSize = headers->optionalSize;
+    const std::size_t optional = headers->optional;
     const std::uint8_t* opt = bytes.data() + optional;
 
     // The data directory follows the fixed fields, whose length differs between the two forms.
@@ -493,6 +527,17 @@ bool CFileExeDoc::Read(std::span<const std::uint8_t> bytes) {
     if (!groups) return false;
     groups_ = std::move(*groups);
     return true;
+}
+
+bool LooksLikeProgramFile(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    std::error_code ec;
+    const std::uintmax_t size = std::filesystem::file_size(path, ec);
+    if (!file || ec || size > kMaxExeFileBytes) return false;
+    return CheckPeHeaders(size, [&file](std::uint64_t offset, std::size_t count, std::uint8_t* out) {
+               file.seekg(static_cast<std::streamoff>(offset));
+               return static_cast<bool>(file.read(reinterpret_cast<char*>(out), static_cast<std::streamsize>(count)));
+           }).has_value();
 }
 
 }  // namespace tellurine

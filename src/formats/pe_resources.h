@@ -38,6 +38,11 @@ struct ExeIconGroup {
 // Largest program file read.
 inline constexpr std::size_t kMaxExeFileBytes = std::size_t{256} * 1024 * 1024;
 
+// Whether the file at `path` has the headers of a program or library the reader takes: no larger
+// than kMaxExeFileBytes, "MZ", the "PE\0\0" signature where the DOS header points, and a PE32
+// or PE32+ optional header that fits the file. Only the headers are read.
+bool LooksLikeProgramFile(const std::string& path);
+
 // Limits that keep a hostile resource directory from costing unbounded time or memory (real
 // files stay far below them): records listed for one type, directory entries examined while
 // listing one type, and UTF-8 bytes of names copied into the records of one listing. A listing

@@ -167,6 +167,13 @@ TEST(PeResources, RefusesWhatIsNotAProgram) {
         return !ListResources(bytes, kGroup) && !ReadExeIcons(bytes) && !doc.Read(bytes) &&
                doc.Groups().empty();
     };
+    // The program's window judges a file by its headers alone, read from the disk.
+    const std::string path = (std::filesystem::temp_directory_path() / ("pe-" + std::to_string(::getpid()))).string();
+    auto headersPass = [&path](const std::vector<std::uint8_t>& bytes) {
+        std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+        return LooksLikeProgramFile(path);
+    };
+    EXPECT_TRUE(headersPass(good));
     EXPECT_TRUE(refused({}));
     EXPECT_TRUE(refused(Image(16, 16)));
     EXPECT_TRUE(refused(std::vector<std::uint8_t>(good.begin(), good.begin() + 0x90)));  // headers cut short
@@ -193,7 +200,12 @@ TEST(PeResources, RefusesWhatIsNotAProgram) {
         if (d.at == l.rsrcSectionHeader + 16)
             StoreU32(bad.data() + d.at - 8, 0x10000);  // raw 0, memory 64 KiB
         EXPECT_TRUE(refused(bad));
+        if (d.at <= pe + 20 || d.at == l.optionalHeader) {
+            EXPECT_FALSE(headersPass(bad));
+        }
     }
+    std::filesystem::remove(path);
+    EXPECT_FALSE(LooksLikeProgramFile(path));
 }
 
 TEST(PeResources, SkipsDamagedRecordsAndSurvivesLoops) {
