@@ -8,6 +8,8 @@
 #include <algorithm>
 
 #include "app/image_convert.h"
+#include "app/shell/new_formats.h"
+#include "app/texts.h"
 #include "formats/icns_file.h"
 
 namespace tellurine::app {
@@ -31,7 +33,8 @@ int CIconFormatListModel::rowCount(const QModelIndex& parent) const {
 QString CIconFormatListModel::FormatText(const CIconDoc& doc, int row) {
     const CIconObject* format = doc.GetFormat(row);
     if (format == nullptr) return {};
-    return QString("%1\n%2 bits").arg(QString::fromStdString(FormatSizeText(doc, row))).arg(format->BitCount());
+    return QString("%1\n%2").arg(QString::fromStdString(FormatSizeText(doc, row)),
+                                  QString::fromStdString(shell::BitsText(format->BitCount())));
 }
 
 QVariant CIconFormatListModel::data(const QModelIndex& index, int role) const {
@@ -41,10 +44,9 @@ QVariant CIconFormatListModel::data(const QModelIndex& index, int role) const {
         case Qt::DisplayRole: return FormatText(project_.Doc(), index.row());
         case Qt::DecorationRole: return Thumbnail(index.row());
         case Qt::ToolTipRole:
-            return QString("%1, %2 bits%3")
-                .arg(QString::fromStdString(FormatSizeText(project_.Doc(), index.row())))
-                .arg(format->BitCount())
-                .arg(format->Icon().IsCompressed() ? ", PNG-compressed" : "");
+            return QString("%1, %2%3").arg(QString::fromStdString(FormatSizeText(project_.Doc(), index.row())),
+                                           QString::fromStdString(shell::BitsText(format->BitCount())),
+                                           format->Icon().IsCompressed() ? text::kCompressedSuffix : "");
         default: return {};
     }
 }

@@ -432,7 +432,7 @@ int CKvApp::AddFormatTo(CIconProject& project, int from, QWidget* parent, const 
         const CIconObject* f = project.Doc().GetFormat(i);
         if (f->Width() == w && f->Height() == h && f->BitCount() == bits) {
             prompts_->ShowMessage(parent, QMessageBox::Information, text::kAppTitle,
-                                  QString(text::kFormatExists).arg(w).arg(h).arg(bits));
+                                  QString(text::kFormatExists).arg(w).arg(h).arg(QString::fromStdString(shell::BitsText(bits))));
             return -1;
         }
     }
@@ -581,7 +581,10 @@ bool CKvApp::DoSave(CIconProject& project, const QString& path) {
         for (const auto& [list, what] : {std::pair{&plan.leftOut, text::kLeftOut}, std::pair{&plan.changed, text::kSavedChanged}})
             for (const int i : *list)
                 if (const CIconObject* f = doc.GetFormat(i))
-                    lines << QString("%1 x %2, %3 bits: %4").arg(f->Width()).arg(f->Height()).arg(f->BitCount()).arg(what);
+                    lines << QString("%1 x %2, %3: %4")
+                                 .arg(f->Width())
+                                 .arg(f->Height())
+                                 .arg(QString::fromStdString(shell::BitsText(f->BitCount())), what);
         if (!prompts_->AskSaveOrCancel(mainFrame_.get(), text::kAppTitle,
                                        QString(text::kFormatsLeftOutQuestion).arg(target.fileName(), lines.join('\n'))))
             return false;

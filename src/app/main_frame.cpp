@@ -459,8 +459,8 @@ void CMainFrame::updateActions() {
             status = QString(text::kFormatStatus)
                          .arg(format->Width())
                          .arg(format->Height())
-                         .arg(format->BitCount())
-                         .arg(format->Icon().IsCompressed() ? text::kCompressedSuffix : "");
+                         .arg(QString::fromStdString(shell::BitsText(format->BitCount())),
+                              format->Icon().IsCompressed() ? text::kCompressedSuffix : "");
     }
     formatPane->setText(status);
     // The colour bar offers what the edited format's depth can hold.
@@ -677,7 +677,10 @@ bool CMainFrame::ActivePrintPage(PrintPage& page) {
     if (format == nullptr) return false;
     page.picture = ImageFromIcon(format->Icon());
     page.header = project->Title();
-    page.footer = QString(text::kPrintFooter).arg(format->Width()).arg(format->Height()).arg(format->BitCount());
+    page.footer = QString(text::kPrintFooter)
+                      .arg(format->Width())
+                      .arg(format->Height())
+                      .arg(QString::fromStdString(shell::BitsText(format->BitCount())));
     page.headerAndFooter = app_.prefs.PrintHeaderFooter != 0;
     return true;
 }

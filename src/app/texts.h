@@ -61,7 +61,8 @@ inline constexpr const char* kFormatHeight = "&Height:";
 inline constexpr const char* kFormatDepth = "&Colors:";
 inline constexpr const char* kDepthNames[] = {"Monochrome (1 bit)", "16 colors (4 bits)", "256 colors (8 bits)",
                                               "True color (24 bits)", "True color with alpha (32 bits)"};
-inline constexpr const char* kFormatExists = "The icon already has a %1 x %2 format at %3 bits.";
+// %3: the depth, "1 bit" or "8 bits".
+inline constexpr const char* kFormatExists = "The icon already has a %1 x %2 format at %3.";
 
 // Menus and commands.
 inline constexpr const char* kMenuFile = "&File";
@@ -79,7 +80,7 @@ inline constexpr const char* kMoreRecentFiles = "&More Recent Files";
 inline constexpr const char* kNoRecentFile = "(none)";
 inline constexpr const char* kPrint = "&Print...";
 inline constexpr const char* kPrintPreview = "Print Pre&view...";
-inline constexpr const char* kPrintFooter = "%1 x %2, %3 bits";
+inline constexpr const char* kPrintFooter = "%1 x %2, %3";  // %3: "1 bit", "8 bits"
 inline constexpr const char* kExit = "E&xit";
 inline constexpr const char* kNewFormat = "&New Format...";
 inline constexpr const char* kDeleteFormat = "&Delete Format";
@@ -95,7 +96,7 @@ inline constexpr const char* kAboutText =
     "<b>Tellurine</b> %1<br>An editor of Windows icons and cursors, animated cursors and Macintosh icon "
     "families.";
 inline constexpr const char* kReady = "Ready";
-inline constexpr const char* kFormatStatus = "%1 x %2, %3 bits%4";
+inline constexpr const char* kFormatStatus = "%1 x %2, %3%4";  // %3: "1 bit", "8 bits"
 inline constexpr const char* kCompressedSuffix = ", PNG-compressed";
 
 // The canvas.

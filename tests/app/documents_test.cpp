@@ -479,6 +479,7 @@ void DocumentsTest::savingLeavesTheProjectAsItWas() {
     };
     const QList<int> before = order();
     QCOMPARE(o.project->Doc().GetFormat(3)->BitCount(), 1);
+    QCOMPARE(CIconFormatListModel::FormatText(o.project->Doc(), 3), QString("16 x 16\n1 bit"));
     o.project->Session().Edit(2, [](editor::FormatState& st) { editor::SelectRectangle(st, 1, 1, 5, 5); });
     const QString other = o.s.Path("other.ico");
     WriteProject(other, {{16, 32}});

@@ -35,10 +35,12 @@ constexpr auto kMacList = MakeMacList();
 std::span<const NewFormat> WindowsNewFormats() { return kWindowsList; }
 std::span<const NewFormat> MacNewFormats() { return kMacList; }
 
+std::string BitsText(int bits) { return std::to_string(bits) + (bits == 1 ? " bit" : " bits"); }
+
 std::string NewFormatText(const NewFormat& format) {
     const int points = format.size / format.scale;
     std::string text = std::to_string(points) + " x " + std::to_string(points) + (format.scale == 2 ? " @2x, " : ", ") +
-                       std::to_string(format.bits) + (format.bits == 1 ? " bit" : " bits");
+                       BitsText(format.bits);
     switch (format.bits) {
         case 1: return text + " (2 colors)";
         case 4: return text + " (16 colors)";

@@ -27,6 +27,9 @@ std::span<const NewFormat> WindowsNewFormats();
 // icon holds (each size from 16 to 512 points, and twice its pixels).
 std::span<const NewFormat> MacNewFormats();
 
+// A depth as people say it: "1 bit", "4 bits", "32 bits".
+std::string BitsText(int bits);
+
 // The list's text for a format: "32 x 32, 8 bits (256 colors)", "32 x 32 @2x, 32 bits (...)".
 std::string NewFormatText(const NewFormat& format);
 
