@@ -708,7 +708,9 @@ void CMainFrame::OnWindowCloseAll() { mdiArea->closeAllSubWindows(); }
 void CMainFrame::OnHelpWhatsNew() { app_.ShowWhatsNew(); }
 
 void CMainFrame::OnHelpAbout() {
-    QMessageBox::about(this, text::kAbout, QString(text::kAboutText).arg(TELLURINE_VERSION));
+    // The box's title is the menu item's text without its mnemonic and ellipsis: "About Tellurine".
+    const QString title = QString(text::kAbout).remove('&').remove("...");
+    app_.Prompts().ShowMessage(this, QMessageBox::Information, title, QString(text::kAboutText).arg(TELLURINE_VERSION));
 }
 
 void CMainFrame::OnRecentFile() {

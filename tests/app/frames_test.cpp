@@ -171,6 +171,8 @@ void FramesTest::mainWindowShowsTheCanvasTitlePointerAndProperties() {
     QVERIFY(project != nullptr);
     QTRY_VERIFY(main->ActiveChild()->windowTitle().startsWith("icon.ico[*] - "));
     QVERIFY(main->ActiveChild()->windowTitle().endsWith(view->CanvasTitle()));
+    main->actAbout->trigger();  // its box is titled without the menu's "&" and "..."
+    QCOMPARE(s.prompts->messages.back().title, QString("About Tellurine"));
 
     // The pointer's pixel in pane 4, with the pointer picture.
     const editor::CanvasPlacement at = view->Placement();
