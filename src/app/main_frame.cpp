@@ -105,6 +105,15 @@ void CKvMdiChild::UpdateTitle() {
         if (const QString canvas = icons->view->CanvasTitle(); !canvas.isEmpty()) title += " - " + canvas;
     setWindowTitle(title);
     setWindowModified(document_->IsModified());
+    if (CMainFrame* main = app_.MainFrame(); main != nullptr && main->ActiveChild() == this) main->UpdateWindowTitle();
+}
+
+void CKvMdiChild::changeEvent(QEvent* event) {
+    CMainFrame* main = app_.MainFrame();
+    if (event->type() == QEvent::WindowStateChange && main != nullptr && isMaximized())
+        main->setWindowTitle(text::kAppTitle);
+    QMdiSubWindow::changeEvent(event);
+    if (event->type() == QEvent::WindowStateChange && main != nullptr && !isMaximized()) main->UpdateWindowTitle();
 }
 
 void CKvMdiChild::closeEvent(QCloseEvent* event) {
@@ -413,7 +422,16 @@ CKvMdiChild* CMainFrame::ChildOf(const CKvDocument* document) const {
     return nullptr;
 }
 
+void CMainFrame::UpdateWindowTitle() {
+    // The program's name, then the active document's, whether or not its window is maximised.
+    const CKvDocument* document = ActiveDocument();
+    if (const CKvMdiChild* child = ActiveChild(); child != nullptr && child->isMaximized()) return;  // Qt's own form
+    setWindowTitle(document == nullptr ? QString(text::kAppTitle)
+                                       : QString("%1 - %2").arg(text::kAppTitle, document->Title()));
+}
+
 void CMainFrame::updateActions() {
+    UpdateWindowTitle();
     CKvDocument* document = ActiveDocument();
     auto* project = qobject_cast<CIconProject*>(document);
     CIconDocMDI* frame = ActiveIconFrame();

@@ -53,6 +53,9 @@ public:
 
 protected:
     void closeEvent(QCloseEvent* event) override;
+    // A window being maximised gives the main window its title "Tellurine - [window's title]"
+    // (Qt adds the brackets to the title it finds); restored, the main window names it again.
+    void changeEvent(QEvent* event) override;
 
 private slots:
     void UpdateTitle();
@@ -136,6 +139,8 @@ public:
     [[nodiscard]] std::vector<CKvMdiChild*> Children() const;
     // The window of a document; null when it has none.
     [[nodiscard]] CKvMdiChild* ChildOf(const CKvDocument* document) const;
+    // "Tellurine - NAME" for the active document, "Tellurine" without one.
+    void UpdateWindowTitle();
 
 public slots:
     // Enables the commands for the active document and refreshes the recent-file menus and the

@@ -171,6 +171,12 @@ void FramesTest::mainWindowShowsTheCanvasTitlePointerAndProperties() {
     QVERIFY(project != nullptr);
     QTRY_VERIFY(main->ActiveChild()->windowTitle().startsWith("icon.ico[*] - "));
     QVERIFY(main->ActiveChild()->windowTitle().endsWith(view->CanvasTitle()));
+    // The main window names the active document, maximised or not, and nothing without one.
+    QCOMPARE(main->windowTitle(), QString("Tellurine - icon.ico"));
+    main->ActiveChild()->showMaximized();
+    QVERIFY2(main->windowTitle().startsWith("Tellurine - [icon.ico[*] - "), qPrintable(main->windowTitle()));
+    main->ActiveChild()->showNormal();
+    QCOMPARE(main->windowTitle(), QString("Tellurine - icon.ico"));
     main->actAbout->trigger();  // its box is titled without the menu's "&" and "..."
     QCOMPARE(s.prompts->messages.back().title, QString("About Tellurine"));
 
