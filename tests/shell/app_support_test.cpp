@@ -2,6 +2,7 @@
 #include "app/shell/doc_templates.h"
 #include "app/shell/recent_files.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 
 namespace tellurine::shell {
@@ -127,6 +128,11 @@ TEST(DocTemplates, ElevenTemplatesKeptAsData) {
     const auto open = OpenFileFilters();
     EXPECT_EQ(open.front().name, "All Supported Files");
     EXPECT_EQ(open.back().QtFilter(), "All Files (*)");
+    // Programs and libraries have their own filter, and are among the supported files.
+    EXPECT_NE(std::find_if(open.begin(), open.end(), [](const FileFilter& f) {
+                  return f.QtFilter() == "Programs and Libraries (*.exe *.dll *.icl *.ocx *.cpl *.scr)";
+              }), open.end());
+    EXPECT_NE(std::find(open.front().patterns.begin(), open.front().patterns.end(), "*.dll"), open.front().patterns.end());
     EXPECT_EQ(SaveFileFilters(true).front().QtFilter(), "ICNS Files (*.icns)");
 }
 

@@ -118,6 +118,7 @@ std::vector<FileFilter> OpenFileFilters() {
     }
     filters.push_back({"Animated Cursors", {"*.ani"}});
     filters.push_back({"Macintosh Resource Files", {"*.rsc", "*.rsrc", "*.bin"}});
+    filters.push_back({"Programs and Libraries", {"*.exe", "*.dll", "*.icl", "*.ocx", "*.cpl", "*.scr"}});
     FileFilter images{"Images", {}};
     for (const char* e : kImageExtensions) images.patterns.push_back(std::string("*") + e);
     filters.push_back(images);
