@@ -113,15 +113,10 @@ QPixmap CAniStepListModel::Thumbnail(int row) const {
     pixmap.fill(Qt::transparent);
     const QImage picture = document_.StepPicture(row);
     if (!picture.isNull()) {
-        // Small pictures pixel for pixel, larger ones scaled down smoothly.
-        QSize shown = picture.size();
-        if (shown.width() > kThumbnailSize || shown.height() > kThumbnailSize)
-            shown.scale(kThumbnailSize, kThumbnailSize, Qt::KeepAspectRatio);
-        const QRect target((kThumbnailSize - shown.width()) / 2, (kThumbnailSize - shown.height()) / 2, shown.width(),
-                           shown.height());
+        const QRect target = ThumbnailRect(picture.size(), kThumbnailSize);
         QPainter painter(&pixmap);
         PaintCheckerboard(painter, target, 4);
-        painter.setRenderHint(QPainter::SmoothPixmapTransform, shown != picture.size());
+        painter.setRenderHint(QPainter::SmoothPixmapTransform, target.size() != picture.size());
         painter.drawImage(target, picture);
     }
     cached = pixmap;

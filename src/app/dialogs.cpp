@@ -205,10 +205,9 @@ QGroupBox* DescribeFile(const QString& heading, const QImage& picture, qint64 si
         pixmap.fill(Qt::transparent);
         QPainter painter(&pixmap);
         PaintCheckerboard(painter, pixmap.rect());
-        const QImage shown = picture.width() > 64 || picture.height() > 64
-                                 ? picture.scaled(64, 64, Qt::KeepAspectRatio, Qt::SmoothTransformation)
-                                 : picture;
-        painter.drawImage((64 - shown.width()) / 2, (64 - shown.height()) / 2, shown);
+        const QRect target = ThumbnailRect(picture.size(), 64);
+        painter.setRenderHint(QPainter::SmoothPixmapTransform, target.width() < picture.width());
+        painter.drawImage(target, picture);
         painter.end();
         pictureLabel->setPixmap(pixmap);
     }

@@ -67,18 +67,10 @@ std::size_t ShownImage(const ExeIconGroupListing& listed, const ExeDisplayChoice
 QImage TilePicture(const CKvIcon& icon, qreal ratio) {
     QImage picture = ImageFromIcon(icon).convertToFormat(QImage::Format_ARGB32_Premultiplied);
     if (picture.isNull()) return {};
-    const int side = static_cast<int>(kExeTileIconSide * ratio + 0.5);
-    QSize shown = picture.size();
-    Qt::TransformationMode mode = Qt::FastTransformation;
-    if (shown.width() > side || shown.height() > side) {
-        shown.scale(side, side, Qt::KeepAspectRatio);
-        shown = shown.expandedTo(QSize(1, 1));
-        mode = Qt::SmoothTransformation;
-    } else {
-        // Whole multiples of a dense screen's ratio keep the pixels square.
-        shown *= std::clamp(static_cast<int>(ratio), 1, std::min(side / shown.width(), side / shown.height()));
-    }
-    if (shown != picture.size()) picture = picture.scaled(shown, Qt::IgnoreAspectRatio, mode);
+    const QSize shown = ThumbnailRect(picture.size(), static_cast<int>(kExeTileIconSide * ratio + 0.5), ratio).size();
+    const bool smaller = shown.width() < picture.width();
+    if (shown != picture.size())
+        picture = picture.scaled(shown, Qt::IgnoreAspectRatio, smaller ? Qt::SmoothTransformation : Qt::FastTransformation);
     picture.setDevicePixelRatio(ratio);
     return picture;
 }

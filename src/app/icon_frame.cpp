@@ -75,19 +75,9 @@ QPixmap CIconFormatListModel::Thumbnail(int row) const {
     QPainter painter(&pixmap);
     const QImage picture = ImageFromIcon(project_.Doc().GetFormat(row)->Icon());
     if (!picture.isNull()) {
-        // Small formats are shown pixel for pixel (whole multiples of a dense screen's ratio),
-        // larger ones scaled down smoothly.
-        QSize shown = picture.size();
-        if (shown.width() > side || shown.height() > side) {
-            shown.scale(side, side, Qt::KeepAspectRatio);
-        } else {
-            const int factor = std::clamp(static_cast<int>(ratio_), 1,
-                                          std::min(side / shown.width(), side / shown.height()));
-            shown *= factor;
-        }
-        const QRect target((side - shown.width()) / 2, (side - shown.height()) / 2, shown.width(), shown.height());
+        const QRect target = ThumbnailRect(picture.size(), side, ratio_);
         PaintCheckerboard(painter, target, std::max(2, side / 12));
-        const bool smooth = shown.width() < picture.width();
+        const bool smooth = target.width() < picture.width();
         painter.setRenderHint(QPainter::SmoothPixmapTransform, smooth);
         painter.drawImage(target, picture);
     }

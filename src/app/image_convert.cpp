@@ -2,6 +2,7 @@
 
 #include <QPainter>
 #include <QSvgRenderer>
+#include <algorithm>
 #include <cstring>
 
 #include "formats/image_file.h"
@@ -65,6 +66,18 @@ void PaintCheckerboard(QPainter& painter, const QRect& rect, int cell) {
         for (int x = rect.left() + (((y - rect.top()) / cell) % 2) * cell; x <= rect.right(); x += 2 * cell)
             painter.fillRect(QRect(x, y, cell, cell), dark);
     painter.restore();
+}
+
+QRect ThumbnailRect(QSize picture, int side, qreal ratio) {
+    if (picture.isEmpty() || side <= 0) return {};
+    QSize shown = picture;
+    if (shown.width() > side || shown.height() > side) {
+        shown.scale(side, side, Qt::KeepAspectRatio);
+        shown = shown.expandedTo(QSize(1, 1));
+    } else {
+        shown *= std::clamp(static_cast<int>(ratio), 1, std::min(side / shown.width(), side / shown.height()));
+    }
+    return {(side - shown.width()) / 2, (side - shown.height()) / 2, shown.width(), shown.height()};
 }
 
 }  // namespace tellurine::app

@@ -25,6 +25,11 @@ QImage ReadPicture(const QString& path);
 QImage RenderDrawing(const QString& path, QSize size);
 // A format's picture as the icon shows it: its colours, transparent where the mask says so.
 QImage ImageFromIcon(const CKvIcon& icon);
+// Where a picture goes in a square of `side` pixels, centred: a larger one scaled down to fit,
+// keeping its shape (never below 1 x 1); a smaller one at the largest whole multiple, up to the
+// screen's `ratio`, that fits, so that its pixels stay square. Every list of pictures (formats,
+// steps, a program's icons, the overwrite prompt) shows them so.
+QRect ThumbnailRect(QSize picture, int side, qreal ratio = 1);
 // Fills a rectangle with the light checkerboard that shows transparency, in squares of `cell`.
 void PaintCheckerboard(QPainter& painter, const QRect& rect, int cell = 8);
 

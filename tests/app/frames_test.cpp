@@ -177,6 +177,10 @@ void FramesTest::mainWindowShowsTheCanvasTitlePointerAndProperties() {
     QVERIFY2(main->windowTitle().startsWith("Tellurine - [icon.ico[*] - "), qPrintable(main->windowTitle()));
     main->ActiveChild()->showNormal();
     QCOMPARE(main->windowTitle(), QString("Tellurine - icon.ico"));
+    // Every list shows a picture alike: whole multiples up to the screen's ratio, larger ones fitted.
+    QCOMPARE(ThumbnailRect(QSize(16, 16), 48, 2), QRect(8, 8, 32, 32));
+    QCOMPARE(ThumbnailRect(QSize(256, 128), 48), QRect(0, 12, 48, 24));
+    QCOMPARE(ThumbnailRect(QSize(1000, 1), 48).size(), QSize(48, 1));
     main->actAbout->trigger();  // its box is titled without the menu's "&" and "..."
     QCOMPARE(s.prompts->messages.back().title, QString("About Tellurine"));
 
