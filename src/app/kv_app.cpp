@@ -476,14 +476,7 @@ void CKvApp::EditFormatProperties(CIconProject& project, int index, QWidget* par
     const bool newElement = chosen != 0 && chosen != element;
     if (dialog.Compressed() == format->Icon().IsCompressed() && !newElement) return;
     format->Icon().SetCompressed(dialog.Compressed());
-    if (newElement) {
-        // The format chosen for an element takes it from whichever format held it.
-        for (int i = 0; i < doc.GetFormatCount(); ++i) {
-            CKvIcon& other = doc.GetFormat(i)->Icon();
-            if (i != index && other.MacElement().type == chosen) other.SetMacElement({});
-        }
-        format->Icon().SetMacElement({chosen, format->Icon().MacElement().png});
-    }
+    if (newElement) ChooseMacElement(doc, index, chosen);
     project.NotifyFormatsChanged(true);
 }
 

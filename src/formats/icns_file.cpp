@@ -552,6 +552,16 @@ int MacScaleOf(const CIconDoc& doc, int index) {
     return MacElementScale(AssignMacElements(doc)[static_cast<std::size_t>(index)]);
 }
 
+void ChooseMacElement(CIconDoc& doc, int index, std::uint32_t type) {
+    CIconObject* chosen = doc.GetFormat(index);
+    if (chosen == nullptr) return;
+    for (int i = 0; i < doc.GetFormatCount(); ++i) {
+        CKvIcon& other = doc.GetFormat(i)->Icon();
+        if (i != index && other.MacElement().type == type) other.SetMacElement({});
+    }
+    chosen->Icon().SetMacElement({type, chosen->Icon().MacElement().png});
+}
+
 std::string MacElementText(std::uint32_t type) {
     std::int32_t width = 0, height = 0;
     int scale = 1;

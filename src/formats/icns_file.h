@@ -96,6 +96,9 @@ std::vector<std::uint32_t> AssignMacElements(const CIconDoc& doc);
 // The scale of the element a format of a Macintosh project is written as (2 for "@2x"); 1 for
 // any other format and for any format of a Windows project.
 int MacScaleOf(const CIconDoc& doc, int index);
+// Gives a format of the project the element the user chose for it; a format that held that
+// element lets it go (and takes another that fits when the family is written).
+void ChooseMacElement(CIconDoc& doc, int index, std::uint32_t type);
 // An element for a choice of elements: "ic13 (128 x 128 @2x)", "il32 (32 x 32)".
 std::string MacElementText(std::uint32_t type);
 // The size a format list shows: "W x H", or for a format of a Macintosh project written as an
