@@ -4,10 +4,10 @@
 #include <QMdiArea>
 #include <QLabel>
 
-#include "app/ani_doc.h"
-#include "app/image_convert.h"
-#include "app/main_frame.h"
-#include "app/texts.h"
+#include "app/ani/ani_doc.h"
+#include "app/common/image_convert.h"
+#include "app/shell/main_frame.h"
+#include "app/common/texts.h"
 #include "app_test_support.h"
 #include "formats/ico_file.h"
 #include "image/bytes.h"

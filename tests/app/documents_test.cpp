@@ -14,13 +14,14 @@
 #include <set>
 #include <tuple>
 
-#include "app/documents.h"
-#include "app/icon_frame.h"
-#include "app/image_convert.h"
-#include "app/long_work.h"
-#include "app/main_frame.h"
-#include "app/shell/doc_templates.h"
-#include "app/texts.h"
+#include "app/picture/dib_frame.h"
+#include "app/icon/icon_project.h"
+#include "app/icon/icon_frame.h"
+#include "app/common/image_convert.h"
+#include "app/common/long_work.h"
+#include "app/shell/main_frame.h"
+#include "shell/doc_templates.h"
+#include "app/common/texts.h"
 #include "app_test_support.h"
 #include "formats/icns_file.h"
 #include "formats/ico_file.h"

@@ -10,12 +10,12 @@
 #include <QSlider>
 #include <QSpinBox>
 
-#include "app/icon_maker.h"
-#include "app/image_convert.h"
-#include "app/image_dialogs.h"
-#include "app/long_work.h"
-#include "app/shell/new_formats.h"
-#include "app/texts.h"
+#include "app/icon/icon_maker.h"
+#include "app/common/image_convert.h"
+#include "app/icon/image_dialogs.h"
+#include "app/common/long_work.h"
+#include "shell/new_formats.h"
+#include "app/common/texts.h"
 #include "app_test_support.h"
 #include "editor/selection.h"
 

@@ -7,9 +7,9 @@
 #include <QTimer>
 #include <cstdio>
 
-#include "app/documents.h"
-#include "app/kv_app.h"
-#include "app/recovery.h"
+#include "app/icon/icon_project.h"
+#include "app/shell/kv_app.h"
+#include "app/shell/recovery.h"
 
 int main(int argc, char* argv[]) {
     QApplication qapp(argc, argv);

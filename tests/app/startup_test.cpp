@@ -8,9 +8,9 @@
 
 #include <QTextBrowser>
 
-#include "app/documents.h"
-#include "app/main_frame.h"
-#include "app/shell/doc_templates.h"
+#include "app/icon/icon_project.h"
+#include "app/shell/main_frame.h"
+#include "shell/doc_templates.h"
 #include "app_test_support.h"
 
 using namespace tellurine;

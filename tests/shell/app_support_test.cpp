@@ -1,6 +1,6 @@
-#include "app/shell/app_support.h"
-#include "app/shell/doc_templates.h"
-#include "app/shell/recent_files.h"
+#include "shell/app_support.h"
+#include "shell/doc_templates.h"
+#include "shell/recent_files.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "app/shell/preferences.h"
+#include "shell/preferences.h"
 
 #include <gtest/gtest.h>
 

@@ -1,0 +1,39 @@
+// A document: what a window shows, with its path, title and modified state. Each is
+// made by a document template (see shell/doc_templates.h) and owned by its window.
+#pragma once
+
+#include <QObject>
+#include <QString>
+
+#include "shell/doc_templates.h"
+
+namespace tellurine::app {
+
+class CKvDocument : public QObject {
+    Q_OBJECT
+public:
+    explicit CKvDocument(int templateResource, QObject* parent = nullptr);
+
+    [[nodiscard]] int TemplateResource() const { return template_; }
+    [[nodiscard]] const shell::DocTemplateInfo& Template() const { return *shell::FindDocTemplate(template_); }
+    // The file the document was read from or last saved to; empty for a new document.
+    [[nodiscard]] const QString& PathName() const { return path_; }
+    // Takes the path and makes the title its file name.
+    void SetPathName(const QString& path);
+    [[nodiscard]] const QString& Title() const { return title_; }
+    void SetTitle(const QString& title);
+    [[nodiscard]] bool IsModified() const { return modified_; }
+    void SetModifiedFlag(bool modified = true);
+
+signals:
+    void titleChanged();
+    void modifiedChanged(bool modified);
+
+private:
+    int template_;
+    QString path_;
+    QString title_;
+    bool modified_ = false;
+};
+
+}  // namespace tellurine::app

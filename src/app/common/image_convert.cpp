@@ -1,0 +1,83 @@
+#include "app/common/image_convert.h"
+
+#include <QPainter>
+#include <QSvgRenderer>
+#include <algorithm>
+#include <cstring>
+
+#include "formats/image_file.h"
+#include "image/dib_block.h"
+
+namespace tellurine::app {
+
+QImage ImageFromDib32(const Block& dib32) {
+    const std::optional<DibLayout> layout = GetDibLayout(dib32);
+    if (!layout || layout->bitCount != 32 || layout->width <= 0 || layout->height <= 0) return {};
+    QImage image(layout->width, layout->height, QImage::Format_ARGB32);
+    if (image.isNull()) return {};
+    const std::size_t rowBytes = static_cast<std::size_t>(layout->width) * 4;
+    for (std::int32_t y = 0; y < layout->height; ++y) {
+        // Stored rows run bottom-up; QImage's ARGB32 is BGRA in memory on little-endian machines.
+        const std::uint8_t* src = dib32.data() + layout->RowOffset(layout->height - 1 - y);
+        std::memcpy(image.scanLine(y), src, rowBytes);
+    }
+    return image;
+}
+
+Block Dib32FromImage(const QImage& image) {
+    if (image.isNull()) return {};
+    const QImage argb = image.convertToFormat(QImage::Format_ARGB32);
+    Block dib = CreateDibBlock(argb.width(), argb.height(), 32);
+    const std::optional<DibLayout> layout = GetDibLayout(dib);
+    if (!layout) return {};
+    const std::size_t rowBytes = static_cast<std::size_t>(argb.width()) * 4;
+    for (int y = 0; y < argb.height(); ++y)
+        std::memcpy(dib.data() + layout->RowOffset(argb.height() - 1 - y), argb.constScanLine(y), rowBytes);
+    return dib;
+}
+
+QImage ReadPicture(const QString& path) {
+    CDIB dib;
+    std::string error;
+    return LoadPictureFile(path.toStdString(), dib, error) ? ImageFromDib32(dib.GetBlock()) : QImage();
+}
+
+QImage RenderDrawing(const QString& path, QSize size) {
+    QSvgRenderer renderer(path);
+    if (!renderer.isValid()) return {};
+    renderer.setAspectRatioMode(Qt::KeepAspectRatio);
+    QImage image(size.boundedTo(QSize(8192, 8192)).expandedTo(QSize(1, 1)), QImage::Format_ARGB32);
+    if (image.isNull()) return {};
+    image.fill(Qt::transparent);
+    QPainter painter(&image);
+    renderer.render(&painter);
+    painter.end();
+    return image;
+}
+
+QImage ImageFromIcon(const CKvIcon& icon) { return ImageFromDib32(icon.To32BitDib()); }
+
+void PaintCheckerboard(QPainter& painter, const QRect& rect, int cell) {
+    painter.save();
+    painter.setClipRect(rect, Qt::IntersectClip);
+    painter.fillRect(rect, QColor(255, 255, 255));
+    const QColor dark(204, 204, 204);
+    for (int y = rect.top(); y <= rect.bottom(); y += cell)
+        for (int x = rect.left() + (((y - rect.top()) / cell) % 2) * cell; x <= rect.right(); x += 2 * cell)
+            painter.fillRect(QRect(x, y, cell, cell), dark);
+    painter.restore();
+}
+
+QRect ThumbnailRect(QSize picture, int side, qreal ratio) {
+    if (picture.isEmpty() || side <= 0) return {};
+    QSize shown = picture;
+    if (shown.width() > side || shown.height() > side) {
+        shown.scale(side, side, Qt::KeepAspectRatio);
+        shown = shown.expandedTo(QSize(1, 1));
+    } else {
+        shown *= std::clamp(static_cast<int>(ratio), 1, std::min(side / shown.width(), side / shown.height()));
+    }
+    return {(side - shown.width()) / 2, (side - shown.height()) / 2, shown.width(), shown.height()};
+}
+
+}  // namespace tellurine::app

@@ -1,0 +1,53 @@
+#include "app/common/prompts.h"
+
+#include <QDialog>
+#include <QFileDialog>
+#include <QProgressDialog>
+
+#include "app/common/texts.h"
+
+namespace tellurine::app {
+
+void UserPrompts::ShowMessage(QWidget* parent, QMessageBox::Icon icon, const QString& title, const QString& text) {
+    QMessageBox box(icon, title, text, QMessageBox::Ok, parent);
+    box.exec();
+}
+
+UserPrompts::SaveAnswer UserPrompts::AskSaveChanges(QWidget* parent, const QString& documentTitle) {
+    const auto answer = QMessageBox::question(parent, text::kAppTitle, QString(text::kSaveChanges).arg(documentTitle),
+                                              QMessageBox::Save | QMessageBox::Discard | QMessageBox::Cancel,
+                                              QMessageBox::Save);
+    return answer == QMessageBox::Save ? SaveAnswer::Save : answer == QMessageBox::Discard ? SaveAnswer::Discard
+                                                                                           : SaveAnswer::Cancel;
+}
+
+int UserPrompts::Exec(QDialog& dialog) { return dialog.exec(); }
+
+bool UserPrompts::AskYesNo(QWidget* parent, const QString& title, const QString& text) {
+    return QMessageBox::question(parent, title, text, QMessageBox::Yes | QMessageBox::No, QMessageBox::Yes) ==
+           QMessageBox::Yes;
+}
+
+bool UserPrompts::AskSaveOrCancel(QWidget* parent, const QString& title, const QString& text) {
+    return QMessageBox::warning(parent, title, text, QMessageBox::Save | QMessageBox::Cancel, QMessageBox::Cancel) ==
+           QMessageBox::Save;
+}
+
+QStringList UserPrompts::GetOpenFileNames(QWidget* parent, const QString& folder, const QString& filters) {
+    return QFileDialog::getOpenFileNames(parent, text::kOpenTitle, folder, filters);
+}
+
+QString UserPrompts::GetSaveFileName(QWidget* parent, const QString& suggested, const QString& filters,
+                                     QString* selectedFilter) {
+    // The program asks its own question before replacing a file, showing both.
+    return QFileDialog::getSaveFileName(parent, text::kSaveAsTitle, suggested, filters, selectedFilter,
+                                        QFileDialog::DontConfirmOverwrite);
+}
+
+QString UserPrompts::GetExistingDirectory(QWidget* parent, const QString& title, const QString& folder) {
+    return QFileDialog::getExistingDirectory(parent, title, folder);
+}
+
+void UserPrompts::ShowProgress(QProgressDialog& dialog) { dialog.show(); }
+
+}  // namespace tellurine::app

@@ -1,0 +1,91 @@
+// Icons made from pictures: a new project from a picture open in a window, and a batch of picture
+// files made into icon files in one folder, through the same core entry points as tellurine-cli
+// create (MakeIconProject, MakeIconFile).
+#pragma once
+
+#include <QDialog>
+#include <QImage>
+#include <QString>
+#include <QStringList>
+#include <string>
+
+#include "app/icon/dialogs.h"
+#include "icon/format_maker.h"
+#include "icon/icon_doc.h"
+
+class QCheckBox;
+class QLineEdit;
+class QListWidget;
+class QSlider;
+
+namespace tellurine::app {
+
+class UserPrompts;
+
+// What a new icon is made from: a raster picture, or a drawing that is rendered at each size.
+struct PictureSource {
+    QImage raster;        // used when drawingPath is empty
+    QString drawingPath;  // an SVG drawing
+};
+
+// The request for the formats chosen in the new-icon dialog: MakeIconProject makes every size at
+// every depth, so formats are gathered into groups of sizes that share their depths.
+std::vector<IconProjectRequest> RequestsForFormats(const NewIconChoice& choice);
+
+// Makes the chosen formats from the picture into `doc`, sorted: a raster is resampled from its
+// one picture; a drawing is rendered at each size and each rendering made at that size alone, so
+// that small sizes stay sharp. `base` gives the options every request shares (transparent colour,
+// filter level, threads). False, with `error`, when nothing could be made.
+bool MakeProjectFromPicture(const PictureSource& source, const NewIconChoice& choice, const IconProjectRequest& base,
+                            CIconDoc& doc, std::string& error);
+
+// The new-icon dialog for a picture: the formats to make (the new-icon dialog's, remembered in
+// CreateFormatFromImage%02d and CreateFormatFromImageMac%02d), whether the top-left pixel's colour becomes transparent, and the filter after the
+// resize (ApplyFilterToCreateIconFromImageValue, 0 smooths, 10 leaves, 20 sharpens).
+class CDialIconFromImage : public CDialNewIcon {
+    Q_OBJECT
+public:
+    CDialIconFromImage(shell::Preferences& prefs, QWidget* parent = nullptr);
+    QCheckBox* transparentCheck = nullptr;
+    QSlider* filterSlider = nullptr;
+
+public slots:
+    void accept() override;
+};
+
+// Picture files, the folder their icons go to, and what the icons hold, as tellurine-cli create
+// takes them.
+class CDialBatch : public QDialog {
+    Q_OBJECT
+public:
+    CDialBatch(UserPrompts& prompts, const QString& folder, QWidget* parent = nullptr);
+    QListWidget* pictureList = nullptr;
+    QLineEdit* folderEdit = nullptr;
+    QLineEdit* sizesEdit = nullptr;
+    QLineEdit* depthsEdit = nullptr;
+    QCheckBox* compressCheck = nullptr;
+    QCheckBox* macCheck = nullptr;
+
+    [[nodiscard]] QStringList Pictures() const;
+    // The request the choices stand for; false when the sizes or depths do not read.
+    bool Request(IconProjectRequest& request) const;
+
+public slots:
+    void accept() override;
+
+private slots:
+    void OnAdd();
+    void OnRemove();
+    void OnBrowse();
+
+private:
+    UserPrompts& prompts_;
+};
+
+// Makes an icon file of every picture into `folder` on all cores, with a progress dialog that can
+// stop the batch (icons already written stay; none is left half written). Returns the number of
+// icons made; `failures` receives one line per picture that failed.
+int RunBatch(UserPrompts& prompts, QWidget* parent, const QStringList& pictures, const QString& folder,
+             const IconProjectRequest& request, QStringList& failures, bool& cancelled);
+
+}  // namespace tellurine::app

@@ -1,0 +1,56 @@
+// The icon project: the document of an icon window.
+#pragma once
+
+#include <QDateTime>
+
+#include "app/common/document.h"
+#include "editor/edit_session.h"
+#include "formats/icon_project.h"
+#include "icon/icon_doc.h"
+
+namespace tellurine::app {
+
+// An icon project: the formats of one icon (CIconDoc) and where they came from.
+class CIconProject : public CKvDocument {
+    Q_OBJECT
+public:
+    explicit CIconProject(int templateResource, QObject* parent = nullptr);
+
+    [[nodiscard]] CIconDoc& Doc() { return doc_; }
+    [[nodiscard]] const CIconDoc& Doc() const { return doc_; }
+    // The container the project was read from (Unknown for a new project).
+    IconContainer container = IconContainer::Unknown;
+    // True when Save can write the file it was read from (icons, cursors, families); animated
+    // cursors, resource and MacBinary files are saved under a new name.
+    [[nodiscard]] bool CanSaveInPlace() const;
+    // When the formats last changed (or the project was read or made).
+    [[nodiscard]] const QDateTime& LastChange() const { return lastChange_; }
+
+    // Appends a format, or removes one; both mark the project modified and tell the views.
+    void AddFormat(CKvIcon&& icon);
+    bool DeleteFormat(int index);
+    // Tells the views that the formats changed (in number, order or content).
+    void NotifyFormatsChanged(bool modified);
+
+    // The edit session: every format's editable state and undo history, strokes and the
+    // write-back of each edit into the icon. It tells the project after each edit.
+    [[nodiscard]] editor::EditSession& Session() { return session_; }
+    // The editable state of format `index`, made on first use; null outside the list.
+    editor::FormatState* EditState(int index) { return session_.State(index); }
+    [[nodiscard]] bool CanUndo(int index) const { return session_.CanUndo(index); }
+    [[nodiscard]] bool CanRedo(int index) const { return session_.CanRedo(index); }
+    bool Undo(int index) { return session_.Undo(index); }
+    bool Redo(int index) { return session_.Redo(index); }
+
+signals:
+    void formatsChanged();
+    // The pixels (and perhaps the depth) of one format changed.
+    void formatEdited(int index);
+
+private:
+    CIconDoc doc_;
+    editor::EditSession session_{doc_};
+    QDateTime lastChange_ = QDateTime::currentDateTime();
+};
+
+}  // namespace tellurine::app

@@ -1,0 +1,302 @@
+#include "app/icon/icon_view.h"
+
+#include <QKeyEvent>
+#include <QMouseEvent>
+#include <QPaintEvent>
+#include <QPainter>
+#include <QScrollBar>
+#include <algorithm>
+
+#include "app/common/texts.h"
+
+namespace tellurine::app {
+
+std::function<void()> CIconView::firstPaintHook;
+
+namespace {
+
+// The largest work bitmap a view makes (256 MiB): big formats cannot be zoomed as far.
+constexpr std::int64_t kMaxWorkPixels = std::int64_t{64} * 1024 * 1024;
+
+QString ColourCountText(const CIconObject& format) {
+    switch (format.BitCount()) {
+        case 1: return "2";
+        case 4: return "16";
+        case 8: return "256";
+        case 24: return text::kTrueColourCount;
+        default: return format.HasAlpha() ? text::kTrueColourAlphaCount : text::kTrueColourCount;
+    }
+}
+
+}  // namespace
+
+CIconView::CIconView(CIconProject& project, const CanvasContext& context, QWidget* parent)
+    : QAbstractScrollArea(parent), project_(project), context_(context) {
+    setObjectName("CIconView");
+    setMinimumSize(200, 200);
+    viewport()->setMouseTracking(true);
+    viewport()->setAttribute(Qt::WA_OpaquePaintEvent);
+    setFocusPolicy(Qt::StrongFocus);
+    gridShown_ = context_.showGrid;
+    project_.Session().preserveTransparency = context_.transparentCopy;
+    autoZoom_ = context_.autoZoom;
+    connect(&project_, &CIconProject::formatsChanged, this, &CIconView::Reload);
+    connect(&project_, &CIconProject::formatEdited, this, [this](int index) {
+        if (index != format_) return;
+        LoadBitmaps();
+        viewport()->update();
+        emit canvasTitleChanged();
+    });
+}
+
+editor::CanvasPlacement CIconView::Placement() const {
+    const CIconObject* format = project_.Doc().GetFormat(format_);
+    if (format == nullptr) return {zoom_, editor::kMinOrigin, editor::kMinOrigin};
+    return editor::PlaceImage(format->Width(), format->Height(), zoom_, viewport()->width(), viewport()->height());
+}
+
+editor::PixelHit CIconView::PixelAt(const QPoint& p) const {
+    const CIconObject* format = project_.Doc().GetFormat(format_);
+    if (format == nullptr) return {};
+    return editor::MouseToPixel(Placement(), format->Width(), format->Height(),
+                                p.x() + horizontalScrollBar()->value(), p.y() + verticalScrollBar()->value());
+}
+
+QString CIconView::CanvasTitle() const {
+    const CIconObject* format = project_.Doc().GetFormat(format_);
+    if (format == nullptr) return {};
+    return QString::asprintf(text::kCanvasTitle, format->Width(), format->Height(),
+                             ColourCountText(*format).toUtf8().constData(), zoom_ * 100);
+}
+
+void CIconView::LoadBitmaps() { state_ = project_.EditState(format_); }
+
+int CIconView::MaxZoom() const {
+    const CIconObject* format = project_.Doc().GetFormat(format_);
+    if (format == nullptr) return editor::kMaxZoom;
+    int zoom = editor::kMaxZoom;
+    while (zoom > 1 && (std::int64_t{format->Width()} * zoom + 10) * (std::int64_t{format->Height()} * zoom + 20) >
+                           kMaxWorkPixels)
+        --zoom;
+    return zoom;
+}
+
+void CIconView::SetFormat(int index) {
+    if (format_ >= 0 && static_cast<std::size_t>(format_) < records_.size()) records_[static_cast<std::size_t>(format_)].zoom = zoom_;
+    records_.resize(static_cast<std::size_t>(std::max(0, project_.Doc().GetFormatCount())));
+    format_ = project_.Doc().GetFormat(index) != nullptr ? index : -1;
+    LoadBitmaps();
+    if (format_ >= 0) {
+        const CIconObject* format = project_.Doc().GetFormat(format_);
+        // Auto zoom fits each format to the window; otherwise each keeps the zoom it last had.
+        const int zoom = autoZoom_ ? editor::FitZoom(format->Width(), viewport()->width(), viewport()->height())
+                                   : records_[static_cast<std::size_t>(format_)].zoom;
+        zoom_ = std::min(zoom, MaxZoom());
+    }
+    UpdateScrollArea();
+    viewport()->update();
+    emit canvasTitleChanged();
+}
+
+void CIconView::Reload() { SetFormat(format_ >= project_.Doc().GetFormatCount() ? project_.Doc().GetFormatCount() - 1 : format_); }
+
+void CIconView::SetZoom(int zoom, bool autoZoom) {
+    autoZoom_ = autoZoom;
+    zoom_ = std::clamp(zoom, editor::kMinZoom, MaxZoom());
+    UpdateScrollArea();
+    viewport()->update();
+    emit canvasTitleChanged();
+}
+
+void CIconView::ZoomIn() { SetZoom(editor::ZoomIn(zoom_), false); }
+void CIconView::ZoomOut() { SetZoom(editor::ZoomOut(zoom_), false); }
+
+void CIconView::FitToWindow() {
+    const CIconObject* format = project_.Doc().GetFormat(format_);
+    if (format == nullptr) return;
+    SetZoom(editor::FitZoom(format->Width(), viewport()->width(), viewport()->height()), true);
+}
+
+void CIconView::ToggleGrid() {
+    gridShown_ = !gridShown_;
+    viewport()->update();
+}
+
+void CIconView::UpdateScrollArea() {
+    const CIconObject* format = project_.Doc().GetFormat(format_);
+    const int w = format != nullptr ? format->Width() * zoom_ + editor::kScrollMargin : 0;
+    const int h = format != nullptr ? format->Height() * zoom_ + editor::kScrollMargin : 0;
+    horizontalScrollBar()->setRange(0, std::max(0, w - viewport()->width()));
+    verticalScrollBar()->setRange(0, std::max(0, h - viewport()->height()));
+    horizontalScrollBar()->setPageStep(viewport()->width());
+    verticalScrollBar()->setPageStep(viewport()->height());
+    horizontalScrollBar()->setSingleStep(std::max(1, zoom_));
+    verticalScrollBar()->setSingleStep(std::max(1, zoom_));
+}
+
+void CIconView::paintEvent(QPaintEvent* event) {
+    QPainter painter(viewport());
+    const QRect update = event->rect();
+    painter.fillRect(update, palette().color(QPalette::Mid));
+    if (format_ >= 0 && state_ != nullptr && !state_->color.IsNull()) {
+        const int sx = horizontalScrollBar()->value(), sy = verticalScrollBar()->value();
+        editor::FloatingSelection floating;
+        if (state_->floatingColor && state_->floatingMask)
+            floating = {&*state_->floatingColor, &*state_->floatingMask, state_->floatingX, state_->floatingY,
+                        state_->preserveTransparency, state_->floatingBehind};
+        const editor::CanvasImage image{&state_->color, &state_->mask, state_->alpha, state_->selection,
+                                        state_->selectionActive, floating.color != nullptr ? &floating : nullptr};
+        const editor::CanvasView view{zoom_, gridShown_};
+        const editor::CanvasRect rect{update.left() + sx, update.top() + sy, update.right() + 1 + sx, update.bottom() + 1 + sy};
+        editor::PaintedArea painted;
+        if (renderer_.Paint(image, context_.resources, view, Placement(), rect, painted) && !painted.source.IsEmpty()) {
+            const DeviceBitmap& work = renderer_.Work();
+            // The work bitmap's rows are 0x00RRGGBB, which is what QImage's RGB32 holds.
+            const QImage shown(reinterpret_cast<const uchar*>(work.Row(0)), work.Width(), work.Height(),
+                               static_cast<qsizetype>(work.Width()) * 4, QImage::Format_RGB32);
+            painter.drawImage(QPoint(painted.destX - sx, painted.destY - sy), shown,
+                              QRect(painted.source.left, painted.source.top, painted.source.Width(),
+                                    painted.source.Height()));
+        }
+    }
+    painter.end();
+    if (firstPaintHook) {
+        auto hook = std::move(firstPaintHook);
+        firstPaintHook = nullptr;
+        hook();
+    }
+}
+
+void CIconView::resizeEvent(QResizeEvent* event) {
+    QAbstractScrollArea::resizeEvent(event);
+    if (autoZoom_ && format_ >= 0) FitToWindow();
+    else UpdateScrollArea();
+}
+
+void CIconView::scrollContentsBy(int, int) { viewport()->update(); }
+
+QPoint CIconView::RawPixel(const QPoint& p) const {
+    const editor::CanvasPlacement at = Placement();
+    const auto floorDiv = [](int a, int b) { return a >= 0 ? a / b : -((-a + b - 1) / b); };
+    return {floorDiv(p.x() + horizontalScrollBar()->value() - at.originX, zoom_),
+            floorDiv(p.y() + verticalScrollBar()->value() - at.originY, zoom_)};
+}
+
+void CIconView::UpdatePixels(const editor::CanvasRect& r) {
+    if (r.IsEmpty()) return;
+    const editor::CanvasPlacement at = Placement();
+    const int sx = horizontalScrollBar()->value(), sy = verticalScrollBar()->value();
+    viewport()->update(QRect(at.originX + r.left * zoom_ - sx, at.originY + r.top * zoom_ - sy, r.Width() * zoom_ + 1,
+                             r.Height() * zoom_ + 1));
+}
+
+void CIconView::ToolResult(const editor::ToolResult& result) {
+    UpdatePixels(result.changed);
+    if (result.coloursChanged) emit coloursPicked();
+}
+
+void CIconView::mousePressEvent(QMouseEvent* event) {
+    const bool right = event->button() == Qt::RightButton;
+    editor::EditSession& session = project_.Session();
+    if (context_.tool == nullptr || context_.colours == nullptr || session.Stroking() ||
+        (!right && event->button() != Qt::LeftButton))
+        return QAbstractScrollArea::mousePressEvent(event);
+    const editor::PixelHit hit = PixelAt(event->position().toPoint());
+    if (!hit.inside || state_ == nullptr) return;
+    stroking_ = true;
+    const bool copy = (event->modifiers() & (Qt::ControlModifier | Qt::AltModifier)) != 0;
+    ToolResult(session.Press(format_, *context_.tool, *context_.colours, hit.x, hit.y, right, copy));
+}
+
+void CIconView::mouseDoubleClickEvent(QMouseEvent* event) { mousePressEvent(event); }
+
+void CIconView::mouseMoveEvent(QMouseEvent* event) {
+    const editor::PixelHit hit = PixelAt(event->position().toPoint());
+    emit pointerMoved(hit.x, hit.y, hit.inside);
+    // The tool's pointer over the image.
+    Qt::CursorShape shape = Qt::ArrowCursor;
+    if (context_.tool != nullptr && state_ != nullptr && hit.inside) {
+        switch (context_.tool->QueryCursor(*state_, hit.x, hit.y)) {
+            case editor::ToolCursor::Cross: shape = Qt::CrossCursor; break;
+            case editor::ToolCursor::Picker: shape = Qt::PointingHandCursor; break;
+            case editor::ToolCursor::Fill: shape = Qt::CrossCursor; break;
+            case editor::ToolCursor::Move: shape = Qt::SizeAllCursor; break;
+            case editor::ToolCursor::Arrow: break;
+        }
+    }
+    if (viewport()->cursor().shape() != shape) viewport()->setCursor(shape);
+    if (stroking_) {
+        const QPoint pixel = RawPixel(event->position().toPoint());
+        ToolResult(project_.Session().Move(pixel.x(), pixel.y()));
+    }
+    QAbstractScrollArea::mouseMoveEvent(event);
+}
+
+void CIconView::mouseReleaseEvent(QMouseEvent* event) {
+    if (!stroking_) return QAbstractScrollArea::mouseReleaseEvent(event);
+    stroking_ = false;
+    const QPoint pixel = RawPixel(event->position().toPoint());
+    ToolResult(project_.Session().Release(pixel.x(), pixel.y()));
+    EmitSelection();
+}
+
+void CIconView::EditFormat(const std::function<void(editor::FormatState&)>& change) {
+    if (state_ == nullptr) return;
+    project_.Session().Edit(format_, change);
+    RefreshCanvas();
+}
+
+void CIconView::ShowPreview(const std::function<bool(editor::FormatState&)>& command) {
+    if (state_ == nullptr) return;
+    project_.Session().ShowPreview(format_, command);
+    viewport()->update();
+}
+
+void CIconView::EndPreview() {
+    project_.Session().EndPreview();
+    viewport()->update();
+}
+
+void CIconView::RefreshCanvas() {
+    viewport()->update();
+    EmitSelection();
+}
+
+void CIconView::EmitSelection() {
+    if (state_ == nullptr || !state_->selectionActive || state_->selection.IsEmpty()) {
+        emit selectionChanged(0, 0);
+        return;
+    }
+    const editor::PixelSelection s = state_->selection.Normalized();
+    emit selectionChanged(s.right - s.left + 1, s.bottom - s.top + 1);
+}
+
+void CIconView::keyPressEvent(QKeyEvent* event) {
+    // The arrow keys move the selection by a pixel, by ten with Shift; with Ctrl or Alt a copy.
+    const int step = (event->modifiers() & Qt::ShiftModifier) ? 10 : 1;
+    int dx = 0, dy = 0;
+    switch (event->key()) {
+        case Qt::Key_Left: dx = -step; break;
+        case Qt::Key_Right: dx = step; break;
+        case Qt::Key_Up: dy = -step; break;
+        case Qt::Key_Down: dy = step; break;
+        default: break;
+    }
+    if ((dx != 0 || dy != 0) && state_ != nullptr && state_->selectionActive && !state_->selection.IsEmpty()) {
+        const bool copy = (event->modifiers() & (Qt::ControlModifier | Qt::AltModifier)) != 0;
+        return EditFormat([&](editor::FormatState& s) { editor::MoveSelection(s, dx, dy, copy); });
+    }
+    // End puts the floating selection behind the image, Home in front of it.
+    if ((event->key() == Qt::Key_End || event->key() == Qt::Key_Home) && state_ != nullptr && state_->floatingColor) {
+        const bool behind = event->key() == Qt::Key_End;
+        return EditFormat([behind](editor::FormatState& s) { s.floatingBehind = behind; });
+    }
+    switch (event->key()) {
+        case Qt::Key_Backspace: emit undoRequested(); return;
+        case Qt::Key_Return:
+        case Qt::Key_Enter: emit propertiesRequested(); return;
+        default: QAbstractScrollArea::keyPressEvent(event);
+    }
+}
+
+}  // namespace tellurine::app

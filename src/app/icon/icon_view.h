@@ -1,0 +1,119 @@
+// CIconView: the editing canvas of one format of an icon project, magnified over the
+// transparency backdrop with the pixel grid, through the editor's renderer.
+#pragma once
+
+#include <QAbstractScrollArea>
+#include <functional>
+#include <vector>
+
+#include "app/icon/icon_project.h"
+#include "editor/canvas.h"
+#include "editor/canvas_resources.h"
+#include "editor/tools.h"
+
+namespace tellurine::app {
+
+// What every canvas shares: the patterns built from the display preferences, what a new view
+// starts with, and the current tool and colours. The application owns it, fills it from the
+// preferences and rebuilds it when they change; each window is handed it when it is made.
+struct CanvasContext {
+    editor::CanvasResources resources = editor::CanvasResources::Build({});
+    bool showGrid = true;   // ShowGrid
+    bool autoZoom = true;   // DefaultZoomAuto
+    COLORREF previewColor = 0xE1E1E1;  // PreviewColor
+    editor::CDrawTool* tool = nullptr;           // the current drawing tool
+    editor::ColourSelection* colours = nullptr;  // the colour bar's colours
+    bool transparentCopy = true;  // TransparentCopy: a format's "preserve transparency" at first
+};
+
+class CIconView : public QAbstractScrollArea {
+    Q_OBJECT
+public:
+    CIconView(CIconProject& project, const CanvasContext& context, QWidget* parent = nullptr);
+
+    [[nodiscard]] int Format() const { return format_; }
+    [[nodiscard]] int Zoom() const { return zoom_; }
+    [[nodiscard]] bool AutoZoom() const { return autoZoom_; }
+    [[nodiscard]] bool GridShown() const { return gridShown_; }
+    // The image's place in the view's content (scroll offsets not applied).
+    [[nodiscard]] editor::CanvasPlacement Placement() const;
+    // The pixel under a point of the viewport.
+    [[nodiscard]] editor::PixelHit PixelAt(const QPoint& viewportPoint) const;
+    // "%d x %d - %s colors - Zoom %d %%" for the edited format; empty without one.
+    [[nodiscard]] QString CanvasTitle() const;
+    [[nodiscard]] const editor::CanvasRenderer& Renderer() const { return renderer_; }
+    // Called after the view's first paint (the start-up benchmark ends there).
+    static std::function<void()> firstPaintHook;
+
+public slots:
+    void SetFormat(int index);
+    void ZoomIn();
+    void ZoomOut();
+    void FitToWindow();
+    void ToggleGrid();
+    // Takes the edited format's pixels again (after the formats changed).
+    void Reload();
+    // Repaints the whole format (after its selection changed).
+    void RefreshCanvas();
+
+public:
+    // The edited format's state (null without one) and its project.
+    [[nodiscard]] editor::FormatState* State() const { return state_; }
+    [[nodiscard]] CIconProject& Project() const { return project_; }
+    // Changes the edited format as one undoable step of the project's edit session (`change` edits
+    // its state) and repaints. The caller checks first that there is a state.
+    void EditFormat(const std::function<void(editor::FormatState&)>& change);
+    // Shows what `command` would make of the format, without changing it, until EndPreview (the
+    // blur dialog's preview). Each call starts again from the format as it was.
+    void ShowPreview(const std::function<bool(editor::FormatState&)>& command);
+    void EndPreview();
+
+signals:
+    void canvasTitleChanged();
+    // The colour picker changed the colour bar's colours.
+    void coloursPicked();
+    void pointerMoved(int x, int y, bool inside);
+    void propertiesRequested();
+    void undoRequested();
+    // The selection's size changed (0 x 0 without one).
+    void selectionChanged(int width, int height);
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+    // A quick second click is a press like any other for the drawing tools.
+    void mouseDoubleClickEvent(QMouseEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    void EmitSelection();
+    void scrollContentsBy(int dx, int dy) override;
+
+private:
+    void LoadBitmaps();
+    // The pixel under a viewport point, not clamped (a stroke may leave the image).
+    [[nodiscard]] QPoint RawPixel(const QPoint& viewportPoint) const;
+    // Repaints the view over a rectangle of image pixels.
+    void UpdatePixels(const editor::CanvasRect& pixels);
+    void ToolResult(const editor::ToolResult& result);
+    void UpdateScrollArea();
+    void SetZoom(int zoom, bool autoZoom);
+    [[nodiscard]] int MaxZoom() const;
+
+    struct ViewRecord {
+        int zoom = editor::kNewViewZoom;
+    };
+    CIconProject& project_;
+    int format_ = -1;
+    int zoom_ = editor::kNewViewZoom;
+    bool autoZoom_ = true;
+    bool gridShown_ = true;
+    std::vector<ViewRecord> records_;
+    const CanvasContext& context_;
+    editor::FormatState* state_ = nullptr;  // the edited format's pixels, kept by the project
+    bool stroking_ = false;  // this view's stroke is in progress in the session
+    editor::CanvasRenderer renderer_;
+};
+
+}  // namespace tellurine::app

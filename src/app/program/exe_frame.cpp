@@ -1,0 +1,374 @@
+#include "app/program/exe_frame.h"
+
+#include <QAction>
+#include <QClipboard>
+#include <QDir>
+#include <QFileInfo>
+#include <QGuiApplication>
+#include <QPaintEvent>
+#include <QPainter>
+#include <QSet>
+#include <QStatusBar>
+#include <QStyle>
+#include <QToolBar>
+#include <QVBoxLayout>
+#include <algorithm>
+#include <new>
+
+#include "app/icon/clipboard.h"
+#include "app/shell/kv_app.h"
+#include "app/shell/main_frame.h"
+#include "app/common/texts.h"
+#include "image/archive.h"
+#include "image/raster.h"
+
+namespace tellurine::app {
+
+namespace {
+
+// Margins of a tile around its picture and text, and the gap between two tiles.
+constexpr int kTilePadding = 6;
+constexpr int kTileGap = 8;
+constexpr int kMinTextWidth = 80;
+// Failures listed by name in one message at most.
+constexpr int kMaxListedNames = 10;
+
+// The wait cursor for the length of a command.
+struct BusyCursor {
+    BusyCursor() { QGuiApplication::setOverrideCursor(Qt::WaitCursor); }
+    ~BusyCursor() { QGuiApplication::restoreOverrideCursor(); }
+    BusyCursor(const BusyCursor&) = delete;
+    BusyCursor& operator=(const BusyCursor&) = delete;
+};
+
+QString ListNames(const QStringList& names) {
+    QStringList shown = names.mid(0, kMaxListedNames);
+    if (names.size() > kMaxListedNames) shown << QStringLiteral("...");
+    return shown.join('\n');
+}
+
+}  // namespace
+
+// ---- Tiles ------------------------------------------------------------------------------------
+
+CExeTileModel::CExeTileModel(CFileExeDocument& document, QObject* parent)
+    : QAbstractListModel(parent), document_(document) {
+    // The document appends before it tells; the rows follow.
+    connect(&document_, &CFileExeDocument::tilesAdded, this, [this](int first, int count) {
+        if (count <= 0) return;
+        beginInsertRows({}, first, first + count - 1);
+        rows_ = first + count;
+        endInsertRows();
+    });
+}
+
+int CExeTileModel::rowCount(const QModelIndex& parent) const { return parent.isValid() ? 0 : rows_; }
+
+const ExeTile* CExeTileModel::Tile(int row) const {
+    if (row < 0 || row >= rows_ || static_cast<std::size_t>(row) >= document_.Tiles().size()) return nullptr;
+    return &document_.Tiles()[static_cast<std::size_t>(row)];
+}
+
+QVariant CExeTileModel::data(const QModelIndex& index, int role) const {
+    const ExeTile* tile = Tile(index.row());
+    if (tile == nullptr) return {};
+    switch (role) {
+        case Qt::DisplayRole: return tile->name;
+        case kInfoRole:
+            return tile->formatCount == 1 ? QString(text::kExeOneFormat)
+                                          : QString(text::kExeFormatCount).arg(tile->formatCount);
+        case Qt::ToolTipRole:
+            return QString(text::kExeTileToolTip)
+                .arg(tile->name)
+                .arg(tile->formatCount)
+                .arg(tile->shownSize.width())
+                .arg(tile->shownSize.height());
+        default: return {};
+    }
+}
+
+CExeTileDelegate::CExeTileDelegate(const CFileExeDocument& document, bool showInfo, QObject* parent)
+    : QStyledItemDelegate(parent), document_(document), showInfo_(showInfo) {}
+
+int CExeTileDelegate::IconSide() const {
+    const int largest = document_.LargestPictureSide();
+    return largest > 0 ? std::clamp(largest, 16, kExeTileIconSide) : 32;
+}
+
+QSize CExeTileDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex&) const {
+    const int lines = showInfo_ ? 2 : 1;
+    const int side = IconSide();
+    return {std::max(side, kMinTextWidth) + 2 * kTilePadding,
+            kTilePadding + side + kTilePadding + lines * option.fontMetrics.height() + kTilePadding};
+}
+
+void CExeTileDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const {
+    const auto* model = qobject_cast<const CExeTileModel*>(index.model());
+    const ExeTile* tile = model != nullptr ? model->Tile(index.row()) : nullptr;
+    if (tile == nullptr) return;
+    painter->save();
+    const QRect r = option.rect;
+    const bool selected = (option.state & QStyle::State_Selected) != 0;
+    const QPalette::ColorGroup group = (option.state & QStyle::State_Active) != 0 ? QPalette::Active : QPalette::Inactive;
+    if (selected || (option.state & QStyle::State_MouseOver) != 0) {
+        QColor fill = option.palette.color(group, QPalette::Highlight);
+        fill.setAlpha(selected ? 60 : 25);
+        painter->setRenderHint(QPainter::Antialiasing);
+        painter->setPen(selected ? option.palette.color(group, QPalette::Highlight) : Qt::transparent);
+        painter->setBrush(fill);
+        painter->drawRoundedRect(QRectF(r).adjusted(0.5, 0.5, -0.5, -0.5), 4, 4);
+        painter->setRenderHint(QPainter::Antialiasing, false);
+    }
+
+    // The picture centred in its square, on whole device-independent pixels.
+    const int side = IconSide();
+    const QRect square(r.left() + (r.width() - side) / 2, r.top() + kTilePadding, side, side);
+    if (!tile->picture.isNull()) {
+        const QSizeF shown = tile->picture.deviceIndependentSize();
+        const QPointF at(square.left() + static_cast<int>((side - shown.width()) / 2),
+                         square.top() + static_cast<int>((side - shown.height()) / 2));
+        painter->drawImage(at, tile->picture);
+    }
+
+    const QFontMetrics& fm = option.fontMetrics;
+    const QRect textArea(r.left() + 2, square.bottom() + 1 + kTilePadding, r.width() - 4, fm.height());
+    painter->setPen(option.palette.color(group, QPalette::Text));
+    painter->drawText(textArea, Qt::AlignHCenter | Qt::AlignTop,
+                      fm.elidedText(tile->name, Qt::ElideMiddle, textArea.width()));
+    if (showInfo_) {
+        painter->setPen(option.palette.color(group, QPalette::PlaceholderText));
+        painter->drawText(textArea.translated(0, fm.height()), Qt::AlignHCenter | Qt::AlignTop,
+                          fm.elidedText(index.data(CExeTileModel::kInfoRole).toString(), Qt::ElideRight,
+                                        textArea.width()));
+    }
+    painter->restore();
+}
+
+// ---- View -------------------------------------------------------------------------------------
+
+std::function<void()> CFileExeView::allTilesPaintedHook;
+
+CFileExeView::CFileExeView(CFileExeDocument& document, bool showInfo, QWidget* parent)
+    : QListView(parent), document_(document) {
+    setObjectName("CFileExeView");
+    setViewMode(QListView::IconMode);
+    setMovement(QListView::Static);
+    setResizeMode(QListView::Adjust);
+    setWrapping(true);
+    setUniformItemSizes(true);
+    setSelectionMode(QAbstractItemView::ExtendedSelection);
+    setEditTriggers(QAbstractItemView::NoEditTriggers);
+    setContextMenuPolicy(Qt::ActionsContextMenu);
+    model_ = new CExeTileModel(document_, this);
+    delegate_ = new CExeTileDelegate(document_, showInfo, this);
+    setModel(model_);
+    setItemDelegate(delegate_);
+    UpdateGrid();
+    connect(&document_, &CFileExeDocument::tilesAdded, this, &CFileExeView::UpdateGrid);
+    connect(&document_, &CFileExeDocument::loaded, viewport(), qOverload<>(&QWidget::update));
+}
+
+void CFileExeView::UpdateGrid() {
+    QStyleOptionViewItem option;
+    option.initFrom(this);
+    const QSize grid = delegate_->sizeHint(option, {}) + QSize(kTileGap, kTileGap);
+    if (grid != gridSize()) setGridSize(grid);
+}
+
+std::vector<int> CFileExeView::SelectedTiles() const {
+    std::vector<int> rows;
+    if (selectionModel() == nullptr) return rows;
+    for (const QModelIndex& index : selectionModel()->selectedIndexes()) rows.push_back(index.row());
+    std::sort(rows.begin(), rows.end());
+    return rows;
+}
+
+QString CFileExeView::Message() const {
+    if (document_.GetState() == CFileExeDocument::State::Ready && document_.Tiles().empty()) return text::kExeNoIcons;
+    return {};
+}
+
+void CFileExeView::paintEvent(QPaintEvent* event) {
+    QListView::paintEvent(event);
+    if (const QString message = Message(); !message.isEmpty()) {
+        QPainter painter(viewport());
+        painter.setPen(palette().color(QPalette::PlaceholderText));
+        painter.drawText(viewport()->rect().adjusted(16, 16, -16, -16), Qt::AlignCenter | Qt::TextWordWrap, message);
+    }
+    if (!document_.IsLoading() && allTilesPaintedHook) {
+        auto hook = std::move(allTilesPaintedHook);
+        allTilesPaintedHook = nullptr;
+        hook();
+    }
+}
+
+// ---- Frame ------------------------------------------------------------------------------------
+
+CFileExeMDI::CFileExeMDI(CKvApp& app, CFileExeDocument& document, QWidget* parent)
+    : QWidget(parent), app_(app), document_(document) {
+    setObjectName("CFileExeMDI");
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(0);
+    toolBar = new QToolBar(this);
+    toolBar->setObjectName("exeToolBar");
+    toolBar->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    view = new CFileExeView(document_, app_.prefs.ExeShowInfo != 0, this);
+    layout->addWidget(toolBar);
+    layout->addWidget(view, 1);
+    setFocusProxy(view);
+
+    const auto make = [this](const char* label, const QList<QKeySequence>& keys, void (CFileExeMDI::*slot)(),
+                             const QIcon& icon) {
+        auto* action = new QAction(icon, label, this);
+        action->setShortcuts(keys);
+        action->setShortcutContext(Qt::WidgetWithChildrenShortcut);
+        connect(action, &QAction::triggered, this, slot);
+        addAction(action);
+        toolBar->addAction(action);
+        view->addAction(action);
+        return action;
+    };
+    actOpen = make(text::kExeOpenAsProject, {QKeySequence(Qt::Key_Return), QKeySequence(Qt::Key_Enter)},
+                   &CFileExeMDI::OnOpenAsProject, style()->standardIcon(QStyle::SP_DialogOpenButton));
+    actCopy = make(text::kCopy, QKeySequence::keyBindings(QKeySequence::Copy), &CFileExeMDI::OnCopy,
+                   QIcon::fromTheme("edit-copy"));
+    actSaveIco = make(text::kExeSaveAsIco, QKeySequence::keyBindings(QKeySequence::Save), &CFileExeMDI::OnSaveAsIco,
+                      style()->standardIcon(QStyle::SP_DialogSaveButton));
+    actSaveAll = make(text::kExeSaveAll, QKeySequence::keyBindings(QKeySequence::SaveAs), &CFileExeMDI::OnSaveAll,
+                      style()->standardIcon(QStyle::SP_DirIcon));
+
+    connect(view, &QAbstractItemView::doubleClicked, this, [this](const QModelIndex& index) {
+        if (index.isValid()) OnOpenAsProject();
+    });
+    connect(view->selectionModel(), &QItemSelectionModel::selectionChanged, this, &CFileExeMDI::updateActions);
+    connect(&document_, &CFileExeDocument::tilesAdded, this, &CFileExeMDI::updateActions);
+    connect(&document_, &CFileExeDocument::loaded, this, &CFileExeMDI::updateActions);
+    updateActions();
+}
+
+void CFileExeMDI::updateActions() {
+    const std::size_t chosen = view->SelectedTiles().size();
+    actOpen->setEnabled(chosen > 0);
+    actCopy->setEnabled(chosen == 1);
+    actSaveIco->setEnabled(chosen == 1);
+    actSaveAll->setEnabled(document_.GetState() == CFileExeDocument::State::Ready && !document_.Tiles().empty());
+}
+
+void CFileExeMDI::OnOpenAsProject() {
+    const QString file = QFileInfo(document_.PathName()).fileName();
+    for (const int tile : view->SelectedTiles()) {
+        CIconDoc doc;
+        try {
+            BusyCursor busy;
+            doc = document_.ReadIconDoc(tile);
+        } catch (const std::bad_alloc&) {
+            app_.ShowError(text::kOutOfMemory, text::kOutOfMemoryTitle);
+            return;
+        }
+        if (doc.GetFormatCount() == 0) continue;
+        app_.OpenNewProject(std::move(doc), file + ": " + document_.Tiles()[static_cast<std::size_t>(tile)].name);
+    }
+}
+
+void CFileExeMDI::OnCopy() {
+    const std::vector<int> chosen = view->SelectedTiles();
+    if (chosen.size() != 1) return;
+    try {
+        CIconGroup group = document_.ReadGroup(chosen.front());
+        if (group.FormatCount() == 0) return;
+        // Other programs get the largest, deepest format as a picture; this one the whole group,
+        // as the formats a project pastes.
+        const Block dib = group.LargestFormat()->To32BitDib();
+        std::unique_ptr<QMimeData> copied = PictureMimeData(DibToDeviceBitmap(dib), DibAlphaToDeviceBitmap(dib));
+        Archive ar = Archive::ForStoring();
+        if (group.Serialize(ar)) {
+            const std::vector<std::uint8_t> bytes = ar.TakeBytes();
+            copied->setData(kIconFormatMime,
+                          QByteArray(reinterpret_cast<const char*>(bytes.data()), static_cast<qsizetype>(bytes.size())));
+        }
+        QGuiApplication::clipboard()->setMimeData(copied.release());
+    } catch (const std::bad_alloc&) {
+        app_.ShowError(text::kOutOfMemory, text::kOutOfMemoryTitle);
+    }
+}
+
+bool CFileExeMDI::SaveTile(int tile, const QString& path, QString& error) const {
+    try {
+        CIconDoc doc = document_.ReadIconDoc(tile);
+        std::string reason;
+        if (SaveIconProject(path.toStdString(), doc, app_.prefs.WinExplorerCompatibleOrder != 0, reason)) return true;
+        error = QString::fromStdString(reason);
+    } catch (const std::bad_alloc&) {
+        error = text::kOutOfMemory;
+    }
+    return false;
+}
+
+void CFileExeMDI::OnSaveAsIco() {
+    const std::vector<int> chosen = view->SelectedTiles();
+    if (chosen.size() != 1) return;
+    const int tile = chosen.front();
+    const QString suggested = QFileInfo(document_.PathName()).dir().filePath(document_.IcoFileName(tile));
+    QString filter;
+    QString path = app_.Prompts().GetSaveFileName(this, suggested, text::kExeIcoFilter, &filter);
+    if (path.isEmpty()) return;
+    if (!path.endsWith(".ico", Qt::CaseInsensitive)) path += ".ico";
+    const QString shown = QDir::toNativeSeparators(path);
+    if (QFileInfo::exists(path) &&
+        !app_.Prompts().AskYesNo(this, text::kOverwriteTitle, QString(text::kOverwriteQuestion).arg(shown)))
+        return;
+    QString error;
+    bool saved = false;
+    {
+        BusyCursor busy;
+        saved = SaveTile(tile, path, error);
+    }
+    if (!saved) app_.ShowError(QString(text::kSaveFailed).arg(shown, error));
+}
+
+void CFileExeMDI::OnSaveAll() {
+    if (document_.IsLoading() || document_.Tiles().empty()) return;
+    const QString folder =
+        app_.Prompts().GetExistingDirectory(this, text::kExeSaveAllTitle, QFileInfo(document_.PathName()).absolutePath());
+    if (folder.isEmpty()) return;
+    const QDir dir(folder);
+
+    // One file per group; a name that two groups would share (one name in two languages, or two
+    // names that differ only in characters a file name cannot hold) gets " (2)", " (3)", ...
+    QStringList names;
+    QSet<QString> taken;  // compared without case, as some file systems do
+    for (int tile = 0; tile < static_cast<int>(document_.Tiles().size()); ++tile) {
+        const QString name = document_.IcoFileName(tile);
+        QString unique = name;
+        for (int n = 2; taken.contains(unique.toLower()); ++n)
+            unique = name.chopped(4) + QString(" (%1).ico").arg(n);
+        taken.insert(unique.toLower());
+        names << unique;
+    }
+    QStringList existing;
+    for (const QString& name : names)
+        if (QFileInfo::exists(dir.filePath(name))) existing << name;
+    if (!existing.isEmpty() &&
+        !app_.Prompts().AskYesNo(this, text::kOverwriteTitle,
+                                 QString(text::kExeReplaceFiles)
+                                     .arg(existing.size())
+                                     .arg(QDir::toNativeSeparators(folder), ListNames(existing))))
+        return;
+
+    QStringList failures;
+    {
+        BusyCursor busy;
+        for (int tile = 0; tile < names.size(); ++tile) {
+            QString error;
+            if (!SaveTile(tile, dir.filePath(names[tile]), error)) failures << names[tile] + ": " + error;
+        }
+    }
+    if (!failures.isEmpty())
+        app_.ShowError(QString(text::kExeSaveAllFailed).arg(QDir::toNativeSeparators(folder), ListNames(failures)));
+    else
+        app_.MainFrame()->statusBar()->showMessage(
+            QString(text::kExeSavedAll).arg(names.size()).arg(QDir::toNativeSeparators(folder)), 5000);
+}
+
+}  // namespace tellurine::app

@@ -1,0 +1,107 @@
+// The program document's window: every icon group of the program as a tile (its picture, its
+// name and, with ExeShowInfo, how many formats it has), with the commands on the chosen groups.
+#pragma once
+
+#include <QAbstractListModel>
+#include <QListView>
+#include <QStyledItemDelegate>
+#include <QWidget>
+#include <functional>
+
+#include "app/program/exe_doc.h"
+
+class QAction;
+class QToolBar;
+
+namespace tellurine::app {
+
+class CKvApp;
+
+// The document's tiles as list rows: the name as text, "N formats" as the info line.
+class CExeTileModel : public QAbstractListModel {
+    Q_OBJECT
+public:
+    explicit CExeTileModel(CFileExeDocument& document, QObject* parent = nullptr);
+    // The row's ExeTile (its picture and shown size).
+    static constexpr int kTileRole = Qt::UserRole + 1;
+    // The line under the name ("7 formats").
+    static constexpr int kInfoRole = Qt::UserRole + 2;
+    [[nodiscard]] int rowCount(const QModelIndex& parent = {}) const override;
+    [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
+    [[nodiscard]] const ExeTile* Tile(int row) const;
+
+private:
+    CFileExeDocument& document_;
+    int rows_ = 0;
+};
+
+// Paints a tile: the picture centred in a square of the largest picture's side, the name under
+// it and the info line under that.
+class CExeTileDelegate : public QStyledItemDelegate {
+    Q_OBJECT
+public:
+    CExeTileDelegate(const CFileExeDocument& document, bool showInfo, QObject* parent = nullptr);
+    void paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override;
+    [[nodiscard]] QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override;
+    // The side of the pictures' square, in device-independent pixels.
+    [[nodiscard]] int IconSide() const;
+
+private:
+    const CFileExeDocument& document_;
+    bool showInfo_;
+};
+
+class CFileExeView : public QListView {
+    Q_OBJECT
+public:
+    CFileExeView(CFileExeDocument& document, bool showInfo, QWidget* parent = nullptr);
+    [[nodiscard]] CExeTileModel* Model() const { return model_; }
+    // The chosen tiles, in row order.
+    [[nodiscard]] std::vector<int> SelectedTiles() const;
+    // What the view says in place of tiles ("This file contains no icons."), or nothing.
+    [[nodiscard]] QString Message() const;
+    // Called after the view's first paint once the document is read: every tile's picture is made
+    // by then and the visible ones are on the screen (a benchmark of opening programs ends there).
+    static std::function<void()> allTilesPaintedHook;
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+
+private:
+    // Takes the grid from the largest picture after tiles arrive.
+    void UpdateGrid();
+    CFileExeDocument& document_;
+    CExeTileModel* model_ = nullptr;
+    CExeTileDelegate* delegate_ = nullptr;
+};
+
+class CFileExeMDI : public QWidget {
+    Q_OBJECT
+public:
+    CFileExeMDI(CKvApp& app, CFileExeDocument& document, QWidget* parent = nullptr);
+    [[nodiscard]] CFileExeDocument& Document() const { return document_; }
+
+    QToolBar* toolBar = nullptr;
+    CFileExeView* view = nullptr;
+    QAction* actOpen = nullptr;     // each chosen group as a new icon project (Enter, double click)
+    QAction* actCopy = nullptr;     // the chosen group to the clipboard
+    QAction* actSaveIco = nullptr;  // the chosen group as an .ico file
+    QAction* actSaveAll = nullptr;  // every group as .ico files in a folder
+
+public slots:
+    // Enables the commands for the chosen tiles and the document's state.
+    void updateActions();
+    void OnOpenAsProject();
+    void OnCopy();
+    void OnSaveAsIco();
+    void OnSaveAll();
+
+private:
+    // Writes a tile's group to `path` through the project writer (beside the target, then renamed
+    // over it); false with the reason in `error`.
+    bool SaveTile(int tile, const QString& path, QString& error) const;
+    CKvApp& app_;
+    CFileExeDocument& document_;
+};
+
+}  // namespace tellurine::app

@@ -1,0 +1,146 @@
+// CKvApp: the application object. It brings the program up in a fixed order of steps, owns what
+// lives for the whole run (folders, profile, preferences, recent-file lists, palette, clipboard
+// formats, the main window) and opens, makes and saves documents.
+#pragma once
+
+#include <QObject>
+#include <QStringList>
+#include <QTimer>
+#include <QTranslator>
+#include <memory>
+
+#include "app/icon/dialogs.h"
+#include "app/icon/icon_view.h"
+#include "app/common/prompts.h"
+#include "shell/app_support.h"
+#include "shell/preferences.h"
+#include "shell/recent_files.h"
+#include "editor/colour_value.h"
+#include "editor/tools.h"
+#include "icon/icon_doc.h"
+#include "image/dib.h"
+#include "image/palette.h"
+
+namespace tellurine::app {
+
+class CKvDocument;
+class CIconProject;
+class CMainFrame;
+class QSettingsProfile;
+class CRecovery;
+
+// What a run is started with besides its command line; tests point these at their own folders.
+struct StartOptions {
+    QString profileFile;    // an .ini file to keep the profile in; empty: the user's own profile
+    QString programFolder;  // empty: the folder of the running program
+    QString appDataFolder;  // the roaming application-data folder; empty: the platform's
+};
+
+class CKvApp : public QObject {
+    Q_OBJECT
+public:
+    explicit CKvApp(StartOptions options = {});
+    ~CKvApp() override;
+
+    // Start-up (see the steps in the .cpp). `arguments` excludes the program. False when start-up
+    // failed and the program must end without a window.
+    bool InitInstance(const QStringList& arguments);
+    // Writes the preferences and recent-file lists back to the profile.
+    void ExitInstance();
+
+    // What start-up did, one line per step in the order run.
+    [[nodiscard]] const QStringList& StartupLog() const { return startupLog_; }
+
+    QString programFolder;
+    QString userDataFolder;
+    shell::Preferences prefs;
+    shell::StartSwitches switches;
+    shell::RecentFileList recentFiles{shell::kRecentFileSection, shell::kRecentFileCount};
+    shell::RecentFileList ownRecentFiles{shell::kOwnRecentFileSection, shell::kOwnRecentFileCount};
+    Palette palette;
+    editor::ColourSelection colours;  // the colour bar's, kept in section "colors"
+    // What every canvas shares: display patterns, the current tool and colours.
+    CanvasContext canvas;
+    // One object of each drawing tool, made at start-up and kept for the whole run.
+    std::vector<std::unique_ptr<editor::CDrawTool>> tools;
+    editor::CDrawTool* Tool(editor::ToolKind kind) const;
+    void SetCurrentTool(editor::ToolKind kind);
+    QStringList clipboardFormats;  // the private formats' MIME types, in registration order
+    std::vector<int> templates;    // registered document templates, by resource number
+    QTimer timer;
+    unsigned timerTicks = 0;
+
+    [[nodiscard]] CMainFrame* MainFrame() const { return mainFrame_.get(); }
+    [[nodiscard]] shell::Profile& Profile();
+    [[nodiscard]] UserPrompts& Prompts() { return *prompts_; }
+    void SetPrompts(std::unique_ptr<UserPrompts> prompts) { prompts_ = std::move(prompts); }
+
+    // Opens a file through the template its extension and content choose; an icon file of
+    // several icons opens one window per icon. Returns the (first) document, or null after
+    // telling the user why not.
+    CKvDocument* OpenDocumentFile(const QString& path);
+    // The new-icon command: asks for the formats and opens the new project.
+    CIconProject* OnFileNew();
+    // Makes a new project of the chosen formats, each fully transparent, and opens it.
+    CIconProject* NewIconProject(const NewIconChoice& choice);
+    // Opens a new, untitled project holding `doc`'s formats (made from a picture, an animation
+    // step or a program's icon group). `title` names it; empty: the template's next "IconN".
+    CIconProject* OpenNewProject(CIconDoc&& doc, const QString& title = {});
+    // Save and Save As. False when the document was not saved (cancelled or failed).
+    bool SaveDocument(CKvDocument* document);
+    bool SaveDocumentAs(CKvDocument* document);
+    // Writes a project to `path` in the format its extension names (.ico, .cur or .icns), after
+    // the overwrite prompt when it would replace another file.
+    bool DoSave(CIconProject& project, const QString& path);
+    // Asks whether to save a modified document; false when the user cancels (or saving fails).
+    bool SaveModified(CKvDocument* document);
+    // Asks for a new format and adds it, made from `picture` when one is given, else from format
+    // `from` when there is one; returns its index, or -1.
+    int AddFormatTo(CIconProject& project, int from, QWidget* parent, const CDIB* picture = nullptr);
+
+    // The Properties command: shows the format's size and depth and lets the compressed flag be
+    // changed (the project is then modified).
+    void EditFormatProperties(CIconProject& project, int index, QWidget* parent);
+    // Builds the canvas's shared patterns and new-view defaults from the preferences and repaints
+    // every open window.
+    void ApplyCanvasPreferences();
+    // The preferences dialog: on OK the values are taken, applied to every window and saved.
+    bool EditPreferences(QWidget* parent);
+
+    // Writes every modified icon project's recovery file now (the timer does it every two minutes).
+    void SaveRecoveryFiles();
+    [[nodiscard]] CRecovery* Recovery() const { return recovery_.get(); }
+    QTimer recoveryTimer;
+
+    void AddToRecentFileList(const QString& path);
+    // Whether the program's own list shows a path: those that the framework's list does not.
+    [[nodiscard]] bool ShowInOwnRecentList(const std::string& path) const;
+    // The What's New pages found in the program folder at start-up ("kvwn.htm" first).
+    [[nodiscard]] const QStringList& WhatsNewPages() const { return whatsNewPages_; }
+    void ShowWhatsNew();
+    void OnTimer();
+
+private:
+    void Step(const QString& line) { startupLog_ << line; }
+    [[nodiscard]] QStringList FindWhatsNewPages() const;
+public:
+    // A critical message box over the main window, titled `title` or the program's name.
+    void ShowError(const QString& text, const QString& title = {});
+
+private:
+    // Offers what an earlier run that crashed left, and opens what the user keeps.
+    void RestoreRecoveryFiles();
+    static QIcon ApplicationIcon();
+
+    StartOptions options_;
+    std::unique_ptr<QSettingsProfile> profile_;
+    std::unique_ptr<UserPrompts> prompts_;
+    std::unique_ptr<CMainFrame> mainFrame_;
+    std::unique_ptr<QTranslator> translator_;
+    std::unique_ptr<CRecovery> recovery_;
+    QStringList startupLog_;
+    QStringList whatsNewPages_;
+    int untitledCount_ = 0;
+};
+
+}  // namespace tellurine::app

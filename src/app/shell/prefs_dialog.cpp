@@ -1,0 +1,130 @@
+#include "app/shell/prefs_dialog.h"
+
+#include <QCheckBox>
+#include <QColorDialog>
+#include <QComboBox>
+#include <QDialogButtonBox>
+#include <QFormLayout>
+#include <QPushButton>
+#include <QSpinBox>
+#include <QTabWidget>
+#include <QVBoxLayout>
+
+#include "app/icon/dialogs.h"
+#include "shell/app_support.h"
+#include "app/common/texts.h"
+#include "image/palette.h"
+
+namespace tellurine::app {
+
+CPrefsPropertySheet::CPrefsPropertySheet(const shell::Preferences& prefs, QWidget* parent)
+    : QDialog(parent), prefs_(prefs) {
+    setWindowTitle(text::kPreferencesTitle);
+    setObjectName("CPrefsPropertySheet");
+    pages = new QTabWidget(this);
+    auto* canvas = new QWidget(pages);
+    auto* form = new QFormLayout(canvas);
+
+    transparencyStyle = new QComboBox(canvas);
+    for (const char* name : text::kTransparencyStyles) transparencyStyle->addItem(name);
+    transparencyStyle->setCurrentIndex(std::clamp(prefs.TransparencyStyle, 0, 5));
+    colourScheme = new QComboBox(canvas);
+    for (const shell::TransparencyScheme& scheme : shell::TransparencySchemes()) colourScheme->addItem(scheme.name);
+    colourScheme->setCurrentIndex(std::clamp(prefs.TransparencyColorSheme, 0, colourScheme->count() - 1));
+    transparentColor1 = ColourButton(shell::ProfileColour(prefs.TransparentColor1, 0xEBEBEB));
+    transparentColor2 = ColourButton(shell::ProfileColour(prefs.TransparentColor2, 0xFFFFFF));
+    gridStyle = new QComboBox(canvas);
+    for (const char* name : text::kGridStyles) gridStyle->addItem(name);
+    gridStyle->setCurrentIndex(std::clamp(prefs.GridStyle, 0, 2));
+    gridColor = ColourButton(shell::ProfileColour(prefs.GridColor, 0xA0A0A0));
+    strongerLines = new QCheckBox(text::kStrongerLines, canvas);
+    strongerLines->setChecked(prefs.GridStrongerLine != 0);
+    strongerSpacing = new QSpinBox(canvas);
+    strongerSpacing->setRange(2, 256);
+    strongerSpacing->setValue(std::clamp(prefs.GridStrongerPixelCount, 2, 256));
+    previewColor = ColourButton(shell::ProfileColour(prefs.PreviewColor, 0xE1E1E1));
+    showGrid = new QCheckBox(text::kShowGridNewViews, canvas);
+    showGrid->setChecked(prefs.ShowGrid != 0);
+    autoZoom = new QCheckBox(text::kAutoZoomNewViews, canvas);
+    autoZoom->setChecked(prefs.DefaultZoomAuto != 0);
+
+    form->addRow(text::kTransparencyStyle, transparencyStyle);
+    form->addRow(text::kColourScheme, colourScheme);
+    form->addRow(text::kTransparentColour1, transparentColor1);
+    form->addRow(text::kTransparentColour2, transparentColor2);
+    form->addRow(text::kGridStyle, gridStyle);
+    form->addRow(text::kGridColour, gridColor);
+    form->addRow(strongerLines, strongerSpacing);
+    form->addRow(text::kPreviewColour, previewColor);
+    form->addRow(showGrid);
+    form->addRow(autoZoom);
+    pages->addTab(canvas, text::kCanvasPage);
+
+    auto* files = new QWidget(pages);
+    auto* filesForm = new QFormLayout(files);
+    macPngElements = new QCheckBox(text::kMacPngElements, files);
+    macPngElements->setObjectName("macPngElements");
+    macPngElements->setChecked(prefs.MacPngElements != 0);
+    filesForm->addRow(macPngElements);
+    pages->addTab(files, text::kFilesPage);
+
+    connect(colourScheme, &QComboBox::currentIndexChanged, this, &CPrefsPropertySheet::OnSchemeChanged);
+    // Choosing a colour by hand makes the scheme the user's own.
+    for (QPushButton* b : {transparentColor1, transparentColor2})
+        connect(b, &QPushButton::clicked, this, [this] { colourScheme->setCurrentIndex(0); });
+    connect(strongerLines, &QCheckBox::toggled, strongerSpacing, &QWidget::setEnabled);
+    strongerSpacing->setEnabled(strongerLines->isChecked());
+
+    auto* content = new QVBoxLayout;
+    content->addWidget(pages);
+    AddOkCancel(this, content);
+}
+
+QPushButton* CPrefsPropertySheet::ColourButton(std::uint32_t colour) {
+    auto* button = new QPushButton(this);
+    button->setFixedSize(60, 22);
+    SetButtonColour(button, colour);
+    connect(button, &QPushButton::clicked, this, [this, button] {
+        const std::uint32_t c = ButtonColour(button);
+        const QColor chosen = QColorDialog::getColor(QColor(GetRValue(c), GetGValue(c), GetBValue(c)), this);
+        if (chosen.isValid())
+            SetButtonColour(button, RGB(static_cast<std::uint8_t>(chosen.red()), static_cast<std::uint8_t>(chosen.green()),
+                                        static_cast<std::uint8_t>(chosen.blue())));
+    });
+    return button;
+}
+
+std::uint32_t CPrefsPropertySheet::ButtonColour(const QPushButton* button) { return button->property("colour").toUInt(); }
+
+void CPrefsPropertySheet::SetButtonColour(QPushButton* button, std::uint32_t colour) {
+    button->setProperty("colour", colour);
+    button->setStyleSheet(QString("background-color: rgb(%1, %2, %3);")
+                              .arg(GetRValue(colour))
+                              .arg(GetGValue(colour))
+                              .arg(GetBValue(colour)));
+}
+
+void CPrefsPropertySheet::OnSchemeChanged(int index) {
+    if (index <= 0) return;
+    const shell::TransparencyScheme& scheme = shell::TransparencySchemes()[static_cast<std::size_t>(index)];
+    SetButtonColour(transparentColor1, scheme.color1);
+    SetButtonColour(transparentColor2, scheme.color2);
+}
+
+const shell::Preferences& CPrefsPropertySheet::Values() {
+    prefs_.TransparencyStyle = transparencyStyle->currentIndex();
+    prefs_.TransparencyColorSheme = colourScheme->currentIndex();
+    prefs_.TransparentColor1 = shell::ProfileColourText(ButtonColour(transparentColor1));
+    prefs_.TransparentColor2 = shell::ProfileColourText(ButtonColour(transparentColor2));
+    prefs_.GridStyle = gridStyle->currentIndex();
+    prefs_.GridColor = shell::ProfileColourText(ButtonColour(gridColor));
+    prefs_.GridStrongerLine = strongerLines->isChecked() ? 1 : 0;
+    prefs_.GridStrongerPixelCount = strongerSpacing->value();
+    prefs_.PreviewColor = shell::ProfileColourText(ButtonColour(previewColor));
+    prefs_.ShowGrid = showGrid->isChecked() ? 1 : 0;
+    prefs_.DefaultZoomAuto = autoZoom->isChecked() ? 1 : 0;
+    prefs_.MacPngElements = macPngElements->isChecked() ? 1 : 0;
+    return prefs_;
+}
+
+}  // namespace tellurine::app

@@ -1,0 +1,53 @@
+#include "shell/new_formats.h"
+
+namespace tellurine::shell {
+
+namespace {
+
+constexpr std::array<NewFormat, kWindowsNewFormatCount> MakeWindowsList() {
+    constexpr int sizes[] = {16, 24, 32, 48, 64, 128, 256};
+    constexpr int depths[] = {1, 4, 8, 24, 32};
+    std::array<NewFormat, kWindowsNewFormatCount> list{};
+    std::size_t i = 0;
+    for (const int size : sizes)
+        for (const int bits : depths) {
+            const bool chosen = (bits == 32 && size != 64 && size != 128) || (bits == 8 && (size == 16 || size == 32 || size == 48));
+            list[i++] = {size, bits, chosen};
+        }
+    return list;
+}
+
+constexpr std::array<NewFormat, kMacNewFormatCount> MakeMacList() {
+    std::array<NewFormat, kMacNewFormatCount> list{};
+    std::size_t i = 0;
+    for (const int size : {16, 32, 48})
+        for (const int bits : {1, 4, 8, 32}) list[i++] = {size, bits, bits == 32 && size != 48};
+    list[i++] = {64, 32, true, 2};
+    for (const int size : {128, 256, 512, 1024}) list[i++] = {size, 32, true};
+    return list;
+}
+
+constexpr auto kWindowsList = MakeWindowsList();
+constexpr auto kMacList = MakeMacList();
+
+}  // namespace
+
+std::span<const NewFormat> WindowsNewFormats() { return kWindowsList; }
+std::span<const NewFormat> MacNewFormats() { return kMacList; }
+
+std::string BitsText(int bits) { return std::to_string(bits) + (bits == 1 ? " bit" : " bits"); }
+
+std::string NewFormatText(const NewFormat& format) {
+    const int points = format.size / format.scale;
+    std::string text = std::to_string(points) + " x " + std::to_string(points) + (format.scale == 2 ? " @2x, " : ", ") +
+                       BitsText(format.bits);
+    switch (format.bits) {
+        case 1: return text + " (2 colors)";
+        case 4: return text + " (16 colors)";
+        case 8: return text + " (256 colors)";
+        case 24: return text + " (true color)";
+        default: return text + " (true color with alpha)";
+    }
+}
+
+}  // namespace tellurine::shell

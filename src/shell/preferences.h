@@ -1,0 +1,63 @@
+// The user's preferences: one variable per profile value, read once at start-up and written back
+// at exit. Every other part of the program consults these variables; the core takes what it needs
+// as parameters.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "shell/new_formats.h"
+#include "shell/preference_table.h"
+#include "shell/profile.h"
+
+namespace tellurine::shell {
+
+// Entries of the colour dialog's custom colours, the user palette and the news list.
+inline constexpr std::size_t kCustomColorCount = 16;
+inline constexpr std::size_t kPaletteColorCount = 32;
+inline constexpr std::size_t kNewsCount = 10;
+
+struct Preferences {
+#define TELLURINE_PREF_INT_MEMBER(section, name, value) int name = value;
+#define TELLURINE_PREF_STRING_MEMBER(section, name, value) std::string name = value;
+#define TELLURINE_PREF_INT_AS_MEMBER(section, member, name, value) int member = value;
+    TELLURINE_PREFERENCE_TABLE(TELLURINE_PREF_INT_MEMBER, TELLURINE_PREF_STRING_MEMBER, TELLURINE_PREF_INT_AS_MEMBER)
+#undef TELLURINE_PREF_INT_MEMBER
+#undef TELLURINE_PREF_STRING_MEMBER
+#undef TELLURINE_PREF_INT_AS_MEMBER
+
+    // Indexed groups, stored one value per entry ("CreateFormatFromImage00", ...): which formats
+    // of the Windows and Macintosh new-format lists are chosen when an icon is made (from an
+    // image, or new), and when an icon moves between the two systems.
+    std::array<int, kWindowsNewFormatCount> CreateFormatFromImage = DefaultFormatChoice<kWindowsNewFormatCount>(false);
+    std::array<int, kMacNewFormatCount> CreateFormatFromImageMac = DefaultFormatChoice<kMacNewFormatCount>(true);
+    std::array<int, kMacNewFormatCount> WinToMacSelectedFormat = DefaultFormatChoice<kMacNewFormatCount>(true);
+    std::array<int, kWindowsNewFormatCount> MacToWinSelectedFormat = DefaultFormatChoice<kWindowsNewFormatCount>(false);
+    // Colours as the decimal text of their 0x00BBGGRR value; empty means the default colour.
+    std::array<std::string, kCustomColorCount> CustColor;
+    std::array<std::string, kPaletteColorCount> PalColor;
+    std::array<std::string, kNewsCount> News;
+};
+
+// A colour kept as the decimal text of its 0x00BBGGRR value; `fallback` for an empty text (or
+// one that is no number).
+std::uint32_t ProfileColour(const std::string& text, std::uint32_t fallback);
+std::string ProfileColourText(std::uint32_t colour);
+
+// Reads every value in table order, each with its default when the profile lacks it. No range
+// checks: a variable takes whatever the profile holds.
+void LoadPreferences(const Profile& profile, Preferences& prefs);
+// Writes every variable back under the same section and name.
+void SavePreferences(Profile& profile, const Preferences& prefs);
+
+// The value names of every preference with their sections, in table order (the indexed groups
+// last, entry by entry): what LoadPreferences reads and SavePreferences writes.
+struct PreferenceName {
+    std::string section;
+    std::string name;
+};
+std::vector<PreferenceName> AllPreferenceNames();
+
+}  // namespace tellurine::shell
