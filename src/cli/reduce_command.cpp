@@ -8,6 +8,7 @@
 #include "formats/image_file.h"
 #include "image/dib.h"
 #include "image/file_io.h"
+#include "imaging/dib_reduce.h"
 
 namespace tellurine::cli {
 
@@ -33,7 +34,7 @@ int RunReduce(const ReduceOptions& o) {
         PrintError("reduce: cannot read " + o.input + ": " + error);
         return kExitFailure;
     }
-    dib.ReduceToOptimalPalette(o.colors, !o.noDither, o.keepBlackAndWhite);
+    ReduceToOptimalPalette(dib, o.colors, !o.noDither, o.keepBlackAndWhite);
     if (dib.BitCount() != 8) {
         PrintError("reduce: out of memory to reduce " + o.input);
         return kExitFailure;

@@ -64,17 +64,6 @@ public:
     // 1, 4, 8, 24 or 32 bits: becomes 32-bit; with useKey, pixels of the key colour become fully
     // transparent and every other pixel opaque.
     void ConvertTo32(bool useKey, COLORREF keyColor);
-    // Becomes 8-bit with an optimal palette of at most `colors` entries, mapped with dithering
-    // unless `dither` is false. Images below 8 bits are first brought to 32 bits, then every depth
-    // but 8 is flattened over white; an 8-bit image is left as it is. (Defined by the imaging
-    // library, which owns the quantiser.)
-    void ReduceToOptimalPalette(int colors = 256, bool dither = true, bool keepBlackAndWhite = false);
-    // The same with the given palette of up to 256 entries instead of a computed one.
-    void ReduceToPalette(const Palette& palette, bool dither = true);
-    // Resamples a 24- or 32-bit bitmap to the new size (ResampleDib); any other depth, a size of
-    // 0 or a failure leaves it as it was. True when the bitmap now has the new size. (Defined by
-    // the imaging library, which owns the resampler.)
-    bool Resize(std::int32_t width, std::int32_t height);
     // An opaque 24-bit copy for targets without alpha: composed over light grey (E1E1E1), with
     // magenta (FF00FF) where the alpha was below 64. Empty when this bitmap cannot be converted.
     [[nodiscard]] CDIB MakeKeyedCopy() const;

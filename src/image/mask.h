@@ -46,9 +46,6 @@ public:
     int FromRedChannel(const Block& block);
     // From a 32-bit block: the mask takes the block's size and each pixel's alpha byte.
     int FromAlpha(const Block& block);
-    // Resamples through the bitmap resampler (ToBitmap, resample, FromRedChannel). Returns 1 even
-    // when there was nothing to resample. (Defined by the imaging library, which owns the resampler.)
-    int Resample(std::uint32_t width, std::uint32_t height);
     // Combines the mask into a bitmap of the same size: indexed pixels go to index 0 below 128,
     // 24-bit colours are scaled by m / 255, 32-bit alpha is scaled by m / 255 below 255.
     int ApplyToBitmap(Block& block) const;
