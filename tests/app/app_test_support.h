@@ -41,6 +41,9 @@ public:
     std::vector<QString> questions;
     std::deque<bool> yesNoAnswers;                     // answers to yes-or-no questions (default: no)
     std::deque<QStringList> openNames;
+    std::deque<QString> items;   // choices from lists (default: cancelled)
+    QString offeredItems;        // the last list offered, after its label
+    std::deque<QColor> colours;  // colours chosen (default: cancelled)
 
     void ShowMessage(QWidget*, QMessageBox::Icon icon, const QString& title, const QString& text) override {
         messages.push_back({icon, title, text});
@@ -84,6 +87,20 @@ public:
     }
     QString lastSuggested;
     std::deque<QString> folderNames;  // folders chosen in the folder dialog
+    QString GetItem(QWidget*, const QString&, const QString& label, const QStringList& offered, bool& chosen) override {
+        offeredItems = label + ": " + offered.join(", ");
+        chosen = !items.empty();
+        if (!chosen) return {};
+        QString item = items.front();
+        items.pop_front();
+        return item;
+    }
+    QColor GetColor(QWidget*, const QColor&, const QString&) override {
+        if (colours.empty()) return {};
+        QColor colour = colours.front();
+        colours.pop_front();
+        return colour;
+    }
     QString GetExistingDirectory(QWidget*, const QString&, const QString&) override {
         if (folderNames.empty()) return {};
         QString name = folderNames.front();

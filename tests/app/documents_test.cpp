@@ -201,10 +201,10 @@ void DocumentsTest::openingShowsEveryFormatOfEveryKind() {
     QCOMPARE(s.app->recentFiles.Entries().size(), std::size_t{5});
 
     // The format bar can be hidden and shown again in every icon window; the choice is kept.
-    s.app->MainFrame()->actFormatBar->trigger();
+    s.app->MainFrame()->Action("view.formatBar")->trigger();
     QCOMPARE(s.app->prefs.ShowIcoFormatBar, 0);
     QVERIFY(frame->formatBar->isHidden());
-    s.app->MainFrame()->actFormatBar->trigger();
+    s.app->MainFrame()->Action("view.formatBar")->trigger();
     QVERIFY(!frame->formatBar->isHidden());
 }
 
@@ -359,8 +359,8 @@ void DocumentsTest::modifiedProjectsAskToBeSavedOnCloseAndExit() {
     s.app->OpenDocumentFile(path);
     CIconProject* project = ActiveProject(s);
     CMainFrame* frame = s.app->MainFrame();
-    QVERIFY(!frame->actSave->isEnabled());
-    QVERIFY(frame->actDeleteFormat->isEnabled());
+    QVERIFY(!frame->Action("file.save")->isEnabled());
+    QVERIFY(frame->Action("icon.deleteFormat")->isEnabled());
 
     // Adding a format through the command marks the project modified and shows it.
     s.prompts->dialogActions.push_back(Accept<CDialNewFormat>([](CDialNewFormat& d) {
@@ -368,14 +368,14 @@ void DocumentsTest::modifiedProjectsAskToBeSavedOnCloseAndExit() {
         d.heightBox->setValue(24);
         d.depthBox->setCurrentIndex(2);  // 256 colours
     }));
-    frame->actNewFormat->trigger();
+    frame->Action("icon.newFormat")->trigger();
     QCOMPARE(project->Doc().GetFormatCount(), 3);
     const CIconObject* added = project->Doc().GetFormat(2);
     QCOMPARE(added->Width(), 24);
     QCOMPARE(added->BitCount(), 8);
     QVERIFY(project->IsModified());
     QVERIFY(frame->ActiveChild()->isWindowModified());
-    QVERIFY(frame->actSave->isEnabled());
+    QVERIFY(frame->Action("file.save")->isEnabled());
     QCOMPARE(frame->ActiveIconFrame()->CurrentFormat(), 2);
 
     // The same format twice is refused with a message.
@@ -384,21 +384,21 @@ void DocumentsTest::modifiedProjectsAskToBeSavedOnCloseAndExit() {
         d.heightBox->setValue(24);
         d.depthBox->setCurrentIndex(2);
     }));
-    frame->actNewFormat->trigger();
+    frame->Action("icon.newFormat")->trigger();
     QCOMPARE(project->Doc().GetFormatCount(), 3);
     QCOMPARE(s.prompts->messages.back().text, QString("The icon already has a 24 x 24 format at 8 bits."));
 
     // Closing asks; Cancel keeps the window, Discard closes it without writing.
     const QByteArray onDisk = ReadAll(path);
     s.prompts->saveAnswers = {UserPrompts::SaveAnswer::Cancel};
-    frame->actClose->trigger();
+    frame->Action("file.close")->trigger();
     QCoreApplication::processEvents();
     QCOMPARE(s.prompts->savePrompts, std::vector<QString>{"icon.ico"});
     QCOMPARE(frame->Children().size(), std::size_t{1});
 
     // Deleting a format also marks it; exit asks too, and Save writes the file.
     frame->ActiveIconFrame()->formatBar->SetCurrentFormat(0);
-    frame->actDeleteFormat->trigger();
+    frame->Action("icon.deleteFormat")->trigger();
     QCOMPARE(project->Doc().GetFormatCount(), 2);
     s.prompts->saveAnswers = {UserPrompts::SaveAnswer::Save};
     QVERIFY(frame->close());
@@ -415,7 +415,7 @@ void DocumentsTest::modifiedProjectsAskToBeSavedOnCloseAndExit() {
     ActiveProject(t)->DeleteFormat(0);
     t.prompts->saveAnswers = {UserPrompts::SaveAnswer::Discard};
     const QByteArray saved = ReadAll(path);
-    t.app->MainFrame()->actClose->trigger();
+    t.app->MainFrame()->Action("file.close")->trigger();
     QCoreApplication::processEvents();
     QVERIFY(t.app->MainFrame()->Children().empty());
     QCOMPARE(ReadAll(path), saved);

@@ -181,7 +181,7 @@ void FramesTest::mainWindowShowsTheCanvasTitlePointerAndProperties() {
     QCOMPARE(ThumbnailRect(QSize(16, 16), 48, 2), QRect(8, 8, 32, 32));
     QCOMPARE(ThumbnailRect(QSize(256, 128), 48), QRect(0, 12, 48, 24));
     QCOMPARE(ThumbnailRect(QSize(1000, 1), 48).size(), QSize(48, 1));
-    main->actAbout->trigger();  // its box is titled without the menu's "&" and "..."
+    main->Action("help.about")->trigger();  // its box is titled without the menu's "&" and "..."
     QCOMPARE(s.prompts->messages.back().title, QString("About Tellurine"));
 
     // The pointer's pixel in pane 4, with the pointer picture.
@@ -196,12 +196,12 @@ void FramesTest::mainWindowShowsTheCanvasTitlePointerAndProperties() {
 
     // G toggles the grid; the commands follow the zoom's limits.
     const bool grid = view->GridShown();
-    main->actDisplayGrid->trigger();
+    main->Action("view.grid")->trigger();
     QCOMPARE(view->GridShown(), !grid);
-    QCOMPARE(main->actDisplayGrid->shortcut(), QKeySequence(Qt::Key_G));
-    for (int i = 0; i < 40; ++i) main->actZoomIn->trigger();
-    QVERIFY(!main->actZoomIn->isEnabled());
-    QVERIFY(main->actZoomOut->isEnabled());
+    QCOMPARE(main->Action("view.grid")->shortcut(), QKeySequence(Qt::Key_G));
+    for (int i = 0; i < 40; ++i) main->Action("view.zoomIn")->trigger();
+    QVERIFY(!main->Action("view.zoomIn")->isEnabled());
+    QVERIFY(main->Action("view.zoomOut")->isEnabled());
     QVERIFY(main->ActiveChild()->windowTitle().endsWith("Zoom 3000 %"));
 
     // Enter asks for the format's properties; the compressed flag can be changed there.
@@ -283,7 +283,7 @@ void FramesTest::displayPreferencesRepaintEveryWindowAndAreSaved() {
         d.strongerSpacing->setValue(4);
         d.macPngElements->setChecked(true);
     }));
-    s.app->MainFrame()->actPreferences->trigger();
+    s.app->MainFrame()->Action("app.preferences")->trigger();
     QCOMPARE(s.app->prefs.TransparencyStyle, 0);
     QCOMPARE(s.app->prefs.TransparencyColorSheme, 4);
     QCOMPARE(s.app->canvas.resources.settings.gridStrongerPixelCount, 4);
@@ -298,7 +298,7 @@ void FramesTest::displayPreferencesRepaintEveryWindowAndAreSaved() {
 
     // Cancelling changes nothing.
     s.prompts->dialogActions.push_back([](QDialog&) { return int(QDialog::Rejected); });
-    s.app->MainFrame()->actPreferences->trigger();
+    s.app->MainFrame()->Action("app.preferences")->trigger();
     QCOMPARE(s.app->prefs.TransparencyColorSheme, 4);
 }
 
@@ -362,23 +362,19 @@ void FramesTest::drawingWithThePencilAndTheLineThenUndoing() {
     const QImage original = ImageFromIcon(MakeFormat(16, 32));
     const QColor red(255, 0, 0), before = pixel(5, 3);
     QVERIFY(before != red);
-    QVERIFY(!main->actUndo->isEnabled());
+    QVERIFY(!main->Action("edit.undo")->isEnabled());
 
     // The pencil, chosen by its key, drawn across a row.
-    const auto tool = [&](const char* name) {
-        for (QAction* a : main->toolActions)
-            if (a->text() == name) return a;
-        qFatal("no tool %s", name);
-    };
-    tool("Pencil (P)")->trigger();
+    QCOMPARE(main->Action("tool.pencil")->text(), QString("Pencil (P)"));
+    main->Action("tool.pencil")->trigger();
     Drag(view, {3, 3}, {9, 3});
     for (int x = 3; x <= 9; ++x) QCOMPARE(pixel(x, 3), red);
     QCOMPARE(pixel(10, 3), original.pixelColor(10, 3));
     QVERIFY(project->IsModified());
-    QVERIFY(main->actUndo->isEnabled());
+    QVERIFY(main->Action("edit.undo")->isEnabled());
 
     // The line tool: a straight line from the press to the release.
-    tool("Line (L)")->trigger();
+    main->Action("tool.line")->trigger();
     Drag(view, {2, 10}, {12, 10});
     for (int x = 2; x <= 12; ++x) QCOMPARE(pixel(x, 10), red);
     // The canvas shows it.
@@ -398,18 +394,18 @@ void FramesTest::drawingWithThePencilAndTheLineThenUndoing() {
     view->setFocus();
     QTest::keyClick(view, Qt::Key_Backspace);
     QCOMPARE(pixel(5, 3), before);
-    QVERIFY(!main->actUndo->isEnabled());
+    QVERIFY(!main->Action("edit.undo")->isEnabled());
     QTest::keyClick(view, Qt::Key_Y, Qt::ControlModifier);
     QCOMPARE(pixel(5, 3), red);
-    QVERIFY(main->actRedo->isEnabled());
+    QVERIFY(main->Action("edit.redo")->isEnabled());
 
     // The gradient commands reach every tool; the reflected effect is the mode plus 10.
-    main->gradientActions[3]->trigger();
-    QCOMPARE(main->gradientActions[3]->text(), QString("Radial gradient"));
-    main->actReflectedGradient->trigger();
+    main->Action("gradient.3")->trigger();
+    QCOMPARE(main->Action("gradient.3")->text(), QString("Radial gradient"));
+    main->Action("gradients.reflected")->trigger();
     for (const auto& t : s.app->tools) QCOMPARE(t->settings.gradient, 13);
-    QCOMPARE(main->actSmoothEdges->text(), QString("Smooth Edges (E)"));
-    main->actSmoothEdges->trigger();
+    QCOMPARE(main->Action("tools.smoothEdges")->text(), QString("Smooth Edges (E)"));
+    main->Action("tools.smoothEdges")->trigger();
     QCOMPARE(s.app->prefs.Smooth32BppDraw, 0);
     for (const auto& t : s.app->tools) QVERIFY(!t->settings.smoothEdges);
 
@@ -426,11 +422,11 @@ void FramesTest::selectingMovingCopyingAndPasting() {
     auto& [s, path, main, frame, view, project] = o;
     const QImage original = ImageFromIcon(MakeFormat(16, 32));
     const auto pixel = [&](int x, int y) { return ImageFromIcon(project->Doc().GetFormat(0)->Icon()).pixelColor(x, y); };
-    QCOMPARE(main->toolActions.front()->text(), QString("Selection (A)"));
-    QCOMPARE(main->actPreserveTransparency->text(), QString("Preserve Transparency  (T)"));
-    QCOMPARE(main->actPreserveTransparency->statusTip(),
+    QCOMPARE(main->Action("tool.select")->text(), QString("Selection (A)"));
+    QCOMPARE(main->Action("edit.preserveTransparency")->text(), QString("Preserve Transparency  (T)"));
+    QCOMPARE(main->Action("edit.preserveTransparency")->statusTip(),
              QString("Preserves Tranparency when moving or copying image selection"));
-    main->toolActions.front()->trigger();
+    main->Action("tool.select")->trigger();
 
     // A rectangle, its size in pane 5; then dragged by (5, 5).
     Drag(view, {2, 2}, {5, 5});
@@ -445,7 +441,7 @@ void FramesTest::selectingMovingCopyingAndPasting() {
     QCOMPARE(main->selectionPane->Text(), QString("@1  4x4"));
 
     // Copy: the private format and PNG for other programs.
-    main->actCopy->trigger();
+    main->Action("edit.copy")->trigger();
     const QMimeData* data = QGuiApplication::clipboard()->mimeData();
     QVERIFY(data->hasFormat("Korvane DIB32 Data"));
     const QImage png = QImage::fromData(data->data("image/png"), "PNG");
@@ -456,7 +452,7 @@ void FramesTest::selectingMovingCopyingAndPasting() {
     view->setFocus();
     QTest::keyClick(view, Qt::Key_Right);
     QCOMPARE(pixel(8, 7), original.pixelColor(2, 2));
-    main->actUndo->trigger();
+    main->Action("edit.undo")->trigger();
     QCOMPARE(pixel(7, 7), original.pixelColor(2, 2));
 
     // A picture from another program, pasted: it floats at the selection's corner.
@@ -469,18 +465,18 @@ void FramesTest::selectingMovingCopyingAndPasting() {
     red.save(&buffer, "PNG");
     outside->setData("image/png", bytes);
     QGuiApplication::clipboard()->setMimeData(outside);
-    main->actPaste->trigger();
+    main->Action("edit.paste")->trigger();
     QCOMPARE(main->selectionPane->Text(), QString("@1  3x3"));
     QCOMPARE(pixel(7, 7), QColor(255, 0, 0));
     QCOMPARE(pixel(9, 9), QColor(255, 0, 0));
     // Delete removes the floating picture; the image under it shows again.
-    main->actDelete->trigger();
+    main->Action("edit.delete")->trigger();
     QCOMPARE(pixel(7, 7), original.pixelColor(2, 2));
 
     // What was copied comes back through the private format, pixel for pixel.
-    main->actSelectAll->trigger();
+    main->Action("edit.selectAll")->trigger();
     QCOMPARE(main->selectionPane->Text(), QString("@1  16x16"));
-    main->actCopy->trigger();
+    main->Action("edit.copy")->trigger();
     DeviceBitmap color, alpha;
     QVERIFY(PictureFromMimeData(*QGuiApplication::clipboard()->mimeData(), color, alpha));
     QCOMPARE(color.Width(), 16);
@@ -494,14 +490,14 @@ void FramesTest::selectingMovingCopyingAndPasting() {
     const QString other = s.Path("other.ico");
     WriteProject(other, {{24, 8}});
     s.app->OpenDocumentFile(other);
-    main->actCopy->trigger();
+    main->Action("edit.copy")->trigger();
     QVERIFY(QGuiApplication::clipboard()->mimeData()->hasFormat("Korvane IconFormat Data"));
     Palette palette;
     QVERIFY(PaletteFromMimeData(*QGuiApplication::clipboard()->mimeData(), palette));
     QCOMPARE(palette.size(), std::size_t{256});
     const QImage copied = ImageFromIcon(qobject_cast<CIconProject*>(main->ActiveDocument())->Doc().GetFormat(0)->Icon());
     main->mdiArea->setActiveSubWindow(main->ChildOf(project));
-    main->actPasteAsFormat->trigger();
+    main->Action("edit.pasteAsFormat")->trigger();
     QCOMPARE(project->Doc().GetFormatCount(), 2);
     const CIconObject* pasted = project->Doc().GetFormat(1);
     QCOMPARE(pasted->Width(), 24);
@@ -509,7 +505,7 @@ void FramesTest::selectingMovingCopyingAndPasting() {
     QCOMPARE(ImageFromIcon(pasted->Icon()), copied);
     // A picture from elsewhere pasted as a format is a 32-bit one of its size.
     QGuiApplication::clipboard()->setImage(QImage(5, 7, QImage::Format_ARGB32));
-    main->actPasteAsFormat->trigger();
+    main->Action("edit.pasteAsFormat")->trigger();
     QCOMPARE(project->Doc().GetFormatCount(), 3);
     QCOMPARE(project->Doc().GetFormat(2)->Height(), 7);
     QCOMPARE(project->Doc().GetFormat(2)->BitCount(), 32);

@@ -113,36 +113,36 @@ void ImageCommandsTest::dialogsRememberTheirChoicesAndEnableTheirControls() {
 void ImageCommandsTest::commandsChangeTheSelectionAndUndo() {
     OpenIcon o({{32, 32}});
     const Pixels original = PixelsOf(*o.view);
-    QVERIFY(!o.main->actLastFilter->isEnabled());
+    QVERIFY(!o.main->Action("filter.last")->isEnabled());
     o.view->EditFormat([](editor::FormatState& s) { editor::SelectRectangle(s, 4, 4, 19, 11); });
     const Pixels selected = PixelsOf(*o.view);
 
     // "&Find Edges" on the selection: inside changes, outside stays; Undo brings it back.
-    o.main->filterActions[7]->trigger();
+    o.main->Action("filter.8")->trigger();
     const Pixels filtered = PixelsOf(*o.view);
     QVERIFY(filtered.color.GetPixel(10, 8) != selected.color.GetPixel(10, 8));
     QCOMPARE(filtered.color.GetPixel(25, 25), selected.color.GetPixel(25, 25));
     QVERIFY(o.project->IsModified());
-    QVERIFY(o.main->actLastFilter->isEnabled());
-    o.main->actLastFilter->trigger();
+    QVERIFY(o.main->Action("filter.last")->isEnabled());
+    o.main->Action("filter.last")->trigger();
     QVERIFY(PixelsOf(*o.view) != filtered);
-    o.main->actUndo->trigger();
+    o.main->Action("edit.undo")->trigger();
     QVERIFY(PixelsOf(*o.view) == filtered);
-    o.main->actUndo->trigger();
+    o.main->Action("edit.undo")->trigger();
     QVERIFY(PixelsOf(*o.view) == selected);
 
     // Resize through its dialog: the 16 x 8 selection floats at 8 x 4; a turn through its dialog
     // turns the floating picture; two undos give the format back.
     o.s.prompts->dialogActions.push_back(Accept<CDialIconScale>([](CDialIconScale& d) { d.widthSpin->setValue(8); }));
-    o.main->actResizeImage->trigger();
+    o.main->Action("image.resize")->trigger();
     QVERIFY(o.view->State()->floatingColor.has_value());
     QCOMPARE(o.view->State()->floatingColor->Width(), 8);
     QCOMPARE(o.view->State()->floatingColor->Height(), 4);
     o.s.prompts->dialogActions.push_back(Accept<CDialIconRotate>());
-    o.main->actRotateImage->trigger();
+    o.main->Action("image.rotate")->trigger();
     QCOMPARE(o.view->State()->floatingColor->Width(), 4);
-    o.main->actFlipVertical->trigger();
-    for (int i = 0; i < 3; ++i) o.main->actUndo->trigger();
+    o.main->Action("image.flipVertical")->trigger();
+    for (int i = 0; i < 3; ++i) o.main->Action("edit.undo")->trigger();
     QVERIFY(!o.view->State()->floatingColor.has_value());
     QVERIFY(PixelsOf(*o.view) == selected);
     QVERIFY(PixelsOf(*o.view) == original);  // selecting changes no pixel
@@ -156,18 +156,18 @@ void ImageCommandsTest::depthChangesAndUndoes() {
         return QByteArray(reinterpret_cast<const char*>(block.data()) + 40, static_cast<qsizetype>(block.size()) - 40);
     };
     const QByteArray before = pixels();
-    QVERIFY(o.main->depthActions[4]->isChecked());
-    o.main->depthActions[2]->trigger();  // 8 bits
+    QVERIFY(o.main->Action("image.depth.32")->isChecked());
+    o.main->Action("image.depth.8")->trigger();  // 8 bits
     const CIconObject& format = *o.project->Doc().GetFormat(0);
     QCOMPARE(format.BitCount(), 8);
     QCOMPARE(format.ColorCount(), 256u);
     QVERIFY(!format.HasAlpha());
-    QVERIFY(o.main->depthActions[2]->isChecked());
-    o.main->actUndo->trigger();
+    QVERIFY(o.main->Action("image.depth.8")->isChecked());
+    o.main->Action("edit.undo")->trigger();
     QCOMPARE(o.project->Doc().GetFormat(0)->BitCount(), 32);
     QVERIFY(o.project->Doc().GetFormat(0)->HasAlpha());
     QCOMPARE(pixels(), before);
-    o.main->actRedo->trigger();
+    o.main->Action("edit.redo")->trigger();
     QCOMPARE(o.project->Doc().GetFormat(0)->BitCount(), 8);
 }
 
@@ -183,7 +183,7 @@ void ImageCommandsTest::blurPreviewsAndCancelledWorkChangesNothing() {
         previewed = PixelsOf(*o.view) != original;
         return int(QDialog::Rejected);
     });
-    o.main->actGaussianBlur->trigger();
+    o.main->Action("filter.gaussianBlur")->trigger();
     QVERIFY(previewed);
     QVERIFY(PixelsOf(*o.view) == original);
     QVERIFY(!o.project->IsModified());
@@ -192,17 +192,17 @@ void ImageCommandsTest::blurPreviewsAndCancelledWorkChangesNothing() {
     ProgressDelayMs() = 0;
     o.s.prompts->progressAction = [](QProgressDialog& d) { emit d.canceled(); };
     o.s.prompts->dialogActions.push_back(Accept<CDialIconGaussianBlur>([](CDialIconGaussianBlur& d) { d.slider->setValue(12); }));
-    o.main->actGaussianBlur->trigger();
+    o.main->Action("filter.gaussianBlur")->trigger();
     QCOMPARE(o.s.prompts->progressShown, 1);
     QVERIFY(PixelsOf(*o.view) == original);
     QVERIFY(!o.project->IsModified());
-    QVERIFY(!o.main->actUndo->isEnabled());
+    QVERIFY(!o.main->Action("edit.undo")->isEnabled());
     QCOMPARE(o.s.app->prefs.iGaussianBlurRadius, 12);  // the radius is kept all the same
 
     // Left to run, the same command changes the format.
     o.s.prompts->progressAction = {};
     o.s.prompts->dialogActions.push_back(Accept<CDialIconGaussianBlur>());
-    o.main->actGaussianBlur->trigger();
+    o.main->Action("filter.gaussianBlur")->trigger();
     QVERIFY(PixelsOf(*o.view) != original);
     QVERIFY(o.project->IsModified());
     ProgressDelayMs() = 500;
@@ -231,12 +231,12 @@ void ImageCommandsTest::iconsAreMadeFromPicturesAndDrawings() {
 
     for (const QString name : {"square.png", "opaque.bmp", "half.svg"}) {
         QVERIFY(s.app->OpenDocumentFile(s.Path(name)) != nullptr);
-        QVERIFY(main->actNewIconFromImage->isEnabled());
+        QVERIFY(main->Action("file.newIconFromImage")->isEnabled());
         s.prompts->dialogActions.push_back(Accept<CDialIconFromImage>([&](CDialIconFromImage& d) {
             ChooseFormats(d, {{16, 32}, {48, 8}, {256, 32}});
             d.transparentCheck->setChecked(name == "opaque.bmp");
         }));
-        main->actNewIconFromImage->trigger();
+        main->Action("file.newIconFromImage")->trigger();
         auto* project = qobject_cast<CIconProject*>(main->ActiveDocument());
         QVERIFY(project != nullptr);
         QCOMPARE(project->Doc().GetFormatCount(), 3);
@@ -280,7 +280,7 @@ void ImageCommandsTest::iconsAreMadeFromPicturesAndDrawings() {
         d.widthBox->setValue(24);
         d.heightBox->setValue(24);
     }));
-    main->actNewFormatFromImage->trigger();
+    main->Action("icon.newFormatFromImage")->trigger();
     QCOMPARE(project->Doc().GetFormatCount(), 4);
     bool found = false;
     for (int i = 0; i < 4; ++i) found = found || project->Doc().GetFormat(i)->Width() == 24;
@@ -303,7 +303,7 @@ void ImageCommandsTest::batchMakesEveryPictureIntoTheFolder() {
         d.sizesEdit->setText("16, 32");
         d.depthsEdit->setText("32,4");
     }));
-    s.app->MainFrame()->actBatch->trigger();
+    s.app->MainFrame()->Action("file.batch")->trigger();
     QVERIFY(QFile::exists(folder + "/a.ico"));
     QVERIFY(QFile::exists(folder + "/b.ico"));
     QVERIFY(!QFile::exists(folder + "/broken.ico"));

@@ -85,7 +85,7 @@ void RecoveryTest::savingClosingAndRefusingRemoveTheFiles() {
     const QString again = s.app->Recovery()->FileOf(project);
     QVERIFY(QFileInfo::exists(again + ".icon"));
     s.prompts->saveAnswers = {UserPrompts::SaveAnswer::Discard};
-    s.app->MainFrame()->actClose->trigger();
+    s.app->MainFrame()->Action("file.close")->trigger();
     QCoreApplication::processEvents();
     QVERIFY(!QFileInfo::exists(again + ".icon"));
 

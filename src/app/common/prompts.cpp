@@ -1,6 +1,8 @@
 #include "app/common/prompts.h"
 
+#include <QColorDialog>
 #include <QDialog>
+#include <QInputDialog>
 #include <QFileDialog>
 #include <QProgressDialog>
 
@@ -46,6 +48,15 @@ QString UserPrompts::GetSaveFileName(QWidget* parent, const QString& suggested, 
 
 QString UserPrompts::GetExistingDirectory(QWidget* parent, const QString& title, const QString& folder) {
     return QFileDialog::getExistingDirectory(parent, title, folder);
+}
+
+QString UserPrompts::GetItem(QWidget* parent, const QString& title, const QString& label, const QStringList& items,
+                             bool& chosen) {
+    return QInputDialog::getItem(parent, title, label, items, 0, false, &chosen);
+}
+
+QColor UserPrompts::GetColor(QWidget* parent, const QColor& initial, const QString& title) {
+    return QColorDialog::getColor(initial, parent, title);
 }
 
 void UserPrompts::ShowProgress(QProgressDialog& dialog) { dialog.show(); }

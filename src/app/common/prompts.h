@@ -2,6 +2,7 @@
 // tests can read the texts and give the answers without boxes on the screen.
 #pragma once
 
+#include <QColor>
 #include <QMessageBox>
 #include <QString>
 #include <QStringList>
@@ -30,6 +31,11 @@ public:
                                     QString* selectedFilter);
     // The folder dialog; empty when cancelled.
     virtual QString GetExistingDirectory(QWidget* parent, const QString& title, const QString& folder);
+    // A choice from a list (the Window menu's "More Windows..."); `chosen` false when cancelled.
+    virtual QString GetItem(QWidget* parent, const QString& title, const QString& label, const QStringList& items,
+                            bool& chosen);
+    // The colour dialog; an invalid colour when cancelled.
+    virtual QColor GetColor(QWidget* parent, const QColor& initial, const QString& title);
     // Shows the progress of long work; the work's result is dropped when the dialog is cancelled.
     virtual void ShowProgress(QProgressDialog& dialog);
 };

@@ -90,6 +90,11 @@ inline constexpr const char* kFormatBar = "&Format Bar";
 inline constexpr const char* kCascade = "&Cascade";
 inline constexpr const char* kTile = "&Tile";
 inline constexpr const char* kCloseAll = "Close &All";
+inline constexpr const char* kMoreWindows = "&More Windows...";
+inline constexpr const char* kSelectWindowTitle = "Select Window";
+inline constexpr const char* kSelectWindow = "&Select a window:";
+inline constexpr const char* kToolPalette = "Tool &Palette";
+inline constexpr const char* kToolPaletteTitle = "Tools";
 inline constexpr const char* kWhatsNew = "&What's New";
 inline constexpr const char* kAbout = "&About Tellurine...";
 inline constexpr const char* kAboutText =
@@ -151,6 +156,11 @@ inline constexpr const char* kUndo = "Undo (Ctrl+Z)";
 inline constexpr const char* kRedo = "Redo (Ctrl+Y)";
 inline constexpr const char* kMenuTools = "&Tools";
 inline constexpr const char* kSelectionTool = "Selection (A)";
+// The tools in the order of editor::ToolKind.
+inline constexpr const char* kToolNames[] = {kSelectionTool,      "Color Picker (C)",     "Color Replacer",
+                                             "Pencil (P)",        "Brush (J)",            "Flood Fill (Q)",
+                                             "Line (L)",          "Rectangle (M)",        "Filled Rectangle (N)",
+                                             "Ellipse (X)",       "Filled Ellipse (Y)",   "3D Frame tool (3)"};
 inline constexpr const char* kPreserveTransparency = "Preserve Transparency  (T)";
 inline constexpr const char* kPreserveTransparencyHelp = "Preserves Tranparency when moving or copying image selection";
 inline constexpr const char* kCut = "Cu&t";

@@ -1,12 +1,12 @@
 #include "app/icon/color_bar.h"
 
-#include <QColorDialog>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QSlider>
 
 #include "app/icon/icon_view.h"
 #include "editor/edit_session.h"
+#include "app/common/prompts.h"
 #include "app/common/texts.h"
 
 namespace tellurine::app {
@@ -34,8 +34,9 @@ QImage PatternImage(const DeviceBitmap& pattern) {
 
 }  // namespace
 
-CColorBar::CColorBar(editor::ColourSelection& colours, const editor::CanvasResources& resources, QWidget* parent)
-    : QWidget(parent), colours_(colours), resources_(resources) {
+CColorBar::CColorBar(editor::ColourSelection& colours, const editor::CanvasResources& resources, UserPrompts& prompts,
+                     QWidget* parent)
+    : QWidget(parent), colours_(colours), resources_(resources), prompts_(prompts) {
     setObjectName("CColorBar");
     foregroundOpacity = new QSlider(Qt::Horizontal, this);
     backgroundOpacity = new QSlider(Qt::Horizontal, this);
@@ -153,7 +154,7 @@ void CColorBar::mouseDoubleClickEvent(QMouseEvent* event) {
     const bool foreground = ForegroundRect().contains(at);
     if (bits_ <= 8 || (!foreground && !BackgroundRect().contains(at))) return;
     const COLORREF now = editor::SampleColour(editor::DrawingColour(colours_, bits_, foreground), palette_, 0);
-    const QColor chosen = QColorDialog::getColor(ToQColor(now), this, text::kChooseColour);
+    const QColor chosen = prompts_.GetColor(this, ToQColor(now), text::kChooseColour);
     if (chosen.isValid()) Pick(foreground, RGB(static_cast<std::uint8_t>(chosen.red()), static_cast<std::uint8_t>(chosen.green()),
                                                static_cast<std::uint8_t>(chosen.blue())));
 }

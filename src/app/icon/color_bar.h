@@ -14,10 +14,13 @@ class QSlider;
 
 namespace tellurine::app {
 
+class UserPrompts;
+
 class CColorBar : public QWidget {
     Q_OBJECT
 public:
-    CColorBar(editor::ColourSelection& colours, const editor::CanvasResources& resources, QWidget* parent = nullptr);
+    CColorBar(editor::ColourSelection& colours, const editor::CanvasResources& resources, UserPrompts& prompts,
+              QWidget* parent = nullptr);
 
     // The edited format's depth (0 when none) and, for indexed depths, its palette.
     void SetFormat(int bits, const Palette& palette);
@@ -49,6 +52,7 @@ private:
     void LayOutSliders();
     editor::ColourSelection& colours_;
     const editor::CanvasResources& resources_;
+    UserPrompts& prompts_;
     int bits_ = 0;
     Palette palette_;
     std::vector<editor::ColourValue> cells_;

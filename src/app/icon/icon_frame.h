@@ -96,6 +96,21 @@ public:
     CIconPreview* preview = nullptr;
     CIconView* view = nullptr;
 
+    // The Edit menu's commands on this window's format (icon_edit.cpp). Each does nothing when
+    // the window shows no format.
+    void Undo();
+    void Redo();
+    void Copy();
+    void Cut();
+    void Paste();
+    // The clipboard's formats (or its picture, as a 32-bit format) added to the project.
+    void PasteAsFormat();
+    void DeleteSelection();
+    void SelectAll();
+    void SetPreserveTransparency(bool on);
+    void ToggleFloatingBehind();
+    void DeleteFormat();
+
 signals:
     void currentFormatChanged(int index);
 

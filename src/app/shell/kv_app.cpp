@@ -174,11 +174,10 @@ bool CKvApp::InitInstance(const QStringList& arguments) {
     mainFrame_->setWindowIcon(appIcon);
     Step("main frame");
 
-    // 15. The 50 ms timer and the random seed.
+    // 15. The 50 ms timer.
     timer.setInterval(50);
     QObject::connect(&timer, &QTimer::timeout, mainFrame_.get(), &CMainFrame::OnTimer, Qt::UniqueConnection);
     timer.start();
-    std::srand(static_cast<unsigned>(QDateTime::currentMSecsSinceEpoch()));
     Step("timer: 50 ms");
 
     // 16. The drawing tools, in their fixed order.
@@ -499,7 +498,7 @@ void CKvApp::ApplyCanvasPreferences() {
 }
 
 bool CKvApp::EditPreferences(QWidget* parent) {
-    CPrefsPropertySheet sheet(prefs, parent);
+    CPrefsPropertySheet sheet(prefs, Prompts(), parent);
     if (prompts_->Exec(sheet) != QDialog::Accepted) return false;
     prefs = sheet.Values();
     ApplyCanvasPreferences();

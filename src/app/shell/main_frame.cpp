@@ -1,42 +1,28 @@
 #include "app/shell/main_frame.h"
 
-#include <QAction>
-#include <QActionGroup>
 #include <QCloseEvent>
-#include <QClipboard>
-#include <QDir>
 #include <QDockWidget>
-#include <QFileInfo>
 #include <QGuiApplication>
-#include <QScreen>
 #include <QLabel>
 #include <QLayout>
 #include <QMdiArea>
 #include <QMenuBar>
 #include <QMimeData>
 #include <QPainter>
-#include <QPrintDialog>
-#include <QPrintPreviewDialog>
-#include <QPrinter>
+#include <QScreen>
 #include <QStatusBar>
-#include <QStyle>
 #include <QToolBar>
 #include <QUrl>
 
-#include "app/icon/clipboard.h"
-#include "app/icon/color_bar.h"
-#include "app/icon/dialogs.h"
-#include "app/icon/icon_project.h"
-#include "app/icon/icon_frame.h"
-#include "app/icon/icon_view.h"
-#include "app/common/image_convert.h"
-#include "app/shell/kv_app.h"
-#include "app/icon/print.h"
-#include "app/shell/recovery.h"
 #include "app/common/texts.h"
-#include "app/picture/dib_frame.h"
-#include "icon/format_maker.h"
-#include "image/raster.h"
+#include "app/icon/color_bar.h"
+#include "app/icon/icon_commands.h"
+#include "app/icon/icon_frame.h"
+#include "app/icon/icon_project.h"
+#include "app/icon/icon_view.h"
+#include "app/shell/file_commands.h"
+#include "app/shell/kv_app.h"
+#include "app/shell/recovery.h"
 
 namespace tellurine::app {
 
@@ -135,15 +121,29 @@ CMainFrame::CMainFrame(CKvApp& app) : app_(app) {
     mdiArea->setHorizontalScrollBarPolicy(Qt::ScrollBarAsNeeded);
     mdiArea->setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
     setCentralWidget(mdiArea);
-    CreateActions();
-    colorBar = new CColorBar(app_.colours, app_.canvas.resources, this);
+    colorBar = new CColorBar(app_.colours, app_.canvas.resources, app_.Prompts(), this);
     auto* colorDock = new QDockWidget(text::kColorBarTitle, this);
     colorDock->setObjectName("colorBar");
     colorDock->setWidget(colorBar);
     colorDock->setFeatures(QDockWidget::DockWidgetMovable | QDockWidget::DockWidgetClosable);
     addDockWidget(Qt::BottomDockWidgetArea, colorDock);
-    actColorBar = colorDock->toggleViewAction();
-    actColorBar->setText(text::kColorBar);
+    toolBar = addToolBar(text::kToolBar);
+    toolBar->setObjectName("standardToolBar");
+
+    commands = new CommandRegistry(this);
+    RegisterFileCommands(*this);
+    RegisterEditCommands(*this);
+    RegisterToolCommands(*this);
+    RegisterImageCommands(*this);
+    // What is shown of the main window: the bars are the window's own, so their commands are here.
+    const auto shown = [this](QWidget* bar, const char* id, const char* label) {
+        commands->Add({.id = id, .text = label, .execute = [bar] { bar->setVisible(bar->isHidden()); },
+                       .checked = [bar] { return !bar->isHidden(); }});
+    };
+    shown(toolBar, "view.toolBar", text::kToolBar);
+    shown(statusBar(), "view.statusBar", text::kStatusBar);
+    shown(colorDock, "view.colorBar", text::kColorBar);
+    shown(toolPalette, "view.toolPalette", text::kToolPalette);
     CreateMenus();
     statusBar()->showMessage(text::kReady);
     formatPane = new QLabel(this);
@@ -170,201 +170,74 @@ CMainFrame::~CMainFrame() {
     for (CKvMdiChild* child : Children()) delete child;
 }
 
-void CMainFrame::CreateActions() {
-    const auto make = [this](const char* label, const QKeySequence& key, void (CMainFrame::*slot)(),
-                             QStyle::StandardPixmap icon = QStyle::SP_CustomBase) {
-        auto* action = new QAction(label, this);
-        if (!key.isEmpty()) action->setShortcut(key);
-        if (icon != QStyle::SP_CustomBase) action->setIcon(style()->standardIcon(icon));
-        connect(action, &QAction::triggered, this, slot);
-        return action;
-    };
-    actNew = make(text::kNewIcon, QKeySequence::New, &CMainFrame::OnFileNew, QStyle::SP_FileIcon);
-    actOpen = make(text::kOpen, QKeySequence::Open, &CMainFrame::OnFileOpen, QStyle::SP_DialogOpenButton);
-    actClose = make(text::kClose, QKeySequence(Qt::CTRL | Qt::Key_F4), &CMainFrame::OnFileClose);
-    actSave = make(text::kSave, QKeySequence::Save, &CMainFrame::OnFileSave, QStyle::SP_DialogSaveButton);
-    actSaveAs = make(text::kSaveAs, QKeySequence::SaveAs, &CMainFrame::OnFileSaveAs);
-    actPrint = make(text::kPrint, QKeySequence::Print, &CMainFrame::OnFilePrint);
-    actPrintPreview = make(text::kPrintPreview, QKeySequence(), &CMainFrame::OnFilePrintPreview);
-    actExit = new QAction(text::kExit, this);
-    actExit->setShortcut(QKeySequence(Qt::ALT | Qt::Key_F4));
-    connect(actExit, &QAction::triggered, this, &QWidget::close);
-    actUndo = make(text::kUndo, QKeySequence::Undo, &CMainFrame::OnEditUndo);
-    actCut = make(text::kCut, QKeySequence::Cut, &CMainFrame::OnEditCut);
-    actCopy = make(text::kCopy, QKeySequence::Copy, &CMainFrame::OnEditCopy);
-    actPaste = make(text::kPaste, QKeySequence::Paste, &CMainFrame::OnEditPaste);
-    actPasteAsFormat = make(text::kPasteAsFormat, QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_V), &CMainFrame::OnEditPasteAsFormat);
-    actDelete = make(text::kDelete, QKeySequence::Delete, &CMainFrame::OnEditDelete);
-    actSelectAll = make(text::kSelectAll, QKeySequence::SelectAll, &CMainFrame::OnEditSelectAll);
-    actPreserveTransparency = new QAction(text::kPreserveTransparency, this);
-    actPreserveTransparency->setCheckable(true);
-    actPreserveTransparency->setShortcut(QKeySequence(Qt::Key_T));
-    actPreserveTransparency->setStatusTip(text::kPreserveTransparencyHelp);
-    connect(actPreserveTransparency, &QAction::toggled, this, &CMainFrame::OnPreserveTransparency);
-    actFloatingBehind = make(text::kFloatingBehind, QKeySequence(), &CMainFrame::OnFloatingBehind);
-    actRedo = make(text::kRedo, QKeySequence(Qt::CTRL | Qt::Key_Y), &CMainFrame::OnEditRedo);
-    actNewFormat = make(text::kNewFormat, QKeySequence(Qt::Key_Insert), &CMainFrame::OnNewFormat);
-    actDeleteFormat = make(text::kDeleteFormat, QKeySequence(), &CMainFrame::OnDeleteFormat);
-    actCascade = make(text::kCascade, QKeySequence(), &CMainFrame::OnWindowCascade);
-    actTile = make(text::kTile, QKeySequence(), &CMainFrame::OnWindowTile);
-    actCloseAll = make(text::kCloseAll, QKeySequence(), &CMainFrame::OnWindowCloseAll);
-    actZoomIn = make(text::kZoomIn, QKeySequence::ZoomIn, &CMainFrame::OnZoomIn);
-    actZoomOut = make(text::kZoomOut, QKeySequence::ZoomOut, &CMainFrame::OnZoomOut);
-    actFitToWindow = make(text::kFitToWindow, QKeySequence(Qt::CTRL | Qt::Key_0), &CMainFrame::OnFitToWindow);
-    actDisplayGrid = make(text::kDisplayGrid, QKeySequence(Qt::Key_G), &CMainFrame::OnDisplayGrid);
-    actDisplayGrid->setCheckable(true);
-    actProperties = make(text::kProperties, QKeySequence(Qt::ALT | Qt::Key_Return), &CMainFrame::OnProperties);
-    actPreferences = make(text::kPreferences, QKeySequence::Preferences, &CMainFrame::OnPreferences);
-    actNewIconFromImage = make(text::kNewIconFromImage, QKeySequence(), &CMainFrame::OnNewIconFromImage);
-    actNewFormatFromImage = make(text::kNewFormatFromImage, QKeySequence(), &CMainFrame::OnNewFormatFromImage);
-    actBatch = make(text::kBatchItem, QKeySequence(), &CMainFrame::OnBatch);
-    actWhatsNew = make(text::kWhatsNew, QKeySequence(), &CMainFrame::OnHelpWhatsNew);
-    actAbout = make(text::kAbout, QKeySequence(), &CMainFrame::OnHelpAbout);
-}
+QAction* CMainFrame::Action(const QString& id) const { return commands->Action(id); }
 
 void CMainFrame::CreateMenus() {
     QMenu* file = menuBar()->addMenu(text::kMenuFile);
-    file->addAction(actNew);
-    file->addAction(actOpen);
-    file->addAction(actClose);
-    file->addSeparator();
-    file->addAction(actNewIconFromImage);
-    file->addAction(actBatch);
-    file->addSeparator();
-    file->addAction(actSave);
-    file->addAction(actSaveAs);
-    file->addSeparator();
-    file->addAction(actPrint);
-    file->addAction(actPrintPreview);
-    file->addSeparator();
+    commands->AddTo(file, {"file.new", "file.open", "file.close", "-", "file.newIconFromImage", "file.batch", "-",
+                           "file.save", "file.saveAs", "-", "file.print", "file.printPreview", "-"});
     recentMenu = file->addMenu(text::kRecentFiles);
     moreRecentMenu = file->addMenu(text::kMoreRecentFiles);
     file->addSeparator();
-    file->addAction(actExit);
+    commands->AddTo(file, {"file.exit"});
 
-    QMenu* icon = menuBar()->addMenu(text::kMenuEdit);
-    icon->addAction(actUndo);
-    icon->addAction(actRedo);
-    icon->addSeparator();
-    icon->addAction(actCut);
-    icon->addAction(actCopy);
-    icon->addAction(actPaste);
-    icon->addAction(actPasteAsFormat);
-    icon->addAction(actDelete);
-    icon->addAction(actSelectAll);
-    icon->addAction(actPreserveTransparency);
-    icon->addAction(actFloatingBehind);
-    icon->addSeparator();
-    icon->addAction(actNewFormat);
-    icon->addAction(actNewFormatFromImage);
-    icon->addAction(actDeleteFormat);
-    icon->addSeparator();
-    icon->addAction(actProperties);
-    icon->addSeparator();
-    icon->addAction(actPreferences);
-
-    QToolBar* tools = addToolBar(text::kToolBar);
-    tools->setObjectName("standardToolBar");
-    tools->addAction(actNew);
-    tools->addAction(actOpen);
-    tools->addAction(actSave);
+    QMenu* edit = menuBar()->addMenu(text::kMenuEdit);
+    commands->AddTo(edit, {"edit.undo", "edit.redo", "-", "edit.cut", "edit.copy", "edit.paste", "edit.pasteAsFormat",
+                           "edit.delete", "edit.selectAll", "edit.preserveTransparency", "edit.floatingBehind", "-",
+                           "icon.newFormat", "icon.newFormatFromImage", "icon.deleteFormat", "-", "icon.properties",
+                           "-", "app.preferences"});
+    commands->AddTo(toolBar, {"file.new", "file.open", "file.save"});
 
     QMenu* view = menuBar()->addMenu(text::kMenuView);
-    actToolBar = tools->toggleViewAction();
-    actToolBar->setText(text::kToolBar);
-    view->addAction(actToolBar);
-    actStatusBar = new QAction(text::kStatusBar, this);
-    actStatusBar->setCheckable(true);
-    actStatusBar->setChecked(true);
-    connect(actStatusBar, &QAction::toggled, statusBar(), &QWidget::setVisible);
-    view->addAction(actStatusBar);
-    actFormatBar = new QAction(text::kFormatBar, this);
-    actFormatBar->setCheckable(true);
-    actFormatBar->setChecked(app_.prefs.ShowIcoFormatBar != 0);
-    connect(actFormatBar, &QAction::toggled, this, &CMainFrame::OnViewFormatBar);
-    view->addAction(actFormatBar);
-    view->addAction(actColorBar);
-    view->addSeparator();
-    view->addAction(actZoomIn);
-    view->addAction(actZoomOut);
-    view->addAction(actFitToWindow);
-    view->addAction(actDisplayGrid);
+    commands->AddTo(view, {"view.toolBar", "view.toolPalette", "view.statusBar", "view.formatBar", "view.colorBar",
+                           "-", "view.zoomIn", "view.zoomOut", "view.fit", "view.grid"});
 
-    CreateImageMenus();
+    QMenu* image = menuBar()->addMenu(text::kMenuImage);
+    commands->AddTo(image, {"image.resize", "image.rotate", "-", "image.flipHorizontal", "image.flipVertical", "-"});
+    QMenu* depths = image->addMenu(text::kColorDepthMenu);
+    for (const QString& id : commands->Ids())
+        if (id.startsWith("image.depth.")) depths->addAction(Action(id));
+    QMenu* filters = menuBar()->addMenu(text::kMenuFilters);
+    commands->AddTo(filters, {"filter.last", "-"});
+    for (const QString& id : commands->Ids())
+        if (id.startsWith("filter.") && id.mid(7).toInt() > 0) filters->addAction(Action(id));
+    commands->AddTo(filters, {"-", "filter.gaussianBlur", "filter.invert"});
 
-    // The drawing tools, one checked at a time, and the brush shapes.
-    QMenu* toolMenu = menuBar()->addMenu(text::kMenuTools);
-    auto* toolGroup = new QActionGroup(this);
-    const struct {
-        const char* text;
-        Qt::Key key;
-        editor::ToolKind kind;
-    } toolCommands[] = {
-        {text::kSelectionTool, Qt::Key_A, editor::ToolKind::Select},
-        {"Color Picker (C)", Qt::Key_C, editor::ToolKind::Pick},
-        {"Color Replacer", Qt::Key_unknown, editor::ToolKind::Replacer},
-        {"Pencil (P)", Qt::Key_P, editor::ToolKind::Pen},
-        {"Brush (J)", Qt::Key_J, editor::ToolKind::Brush},
-        {"Flood Fill (Q)", Qt::Key_Q, editor::ToolKind::Fill},
-        {"Line (L)", Qt::Key_L, editor::ToolKind::Line},
-        {"Rectangle (M)", Qt::Key_M, editor::ToolKind::Rectangle},
-        {"Filled Rectangle (N)", Qt::Key_N, editor::ToolKind::FilledRectangle},
-        {"Ellipse (X)", Qt::Key_X, editor::ToolKind::Ellipse},
-        {"Filled Ellipse (Y)", Qt::Key_Y, editor::ToolKind::FilledEllipse},
-        {"3D Frame tool (3)", Qt::Key_3, editor::ToolKind::Frame3D},
+    QMenu* tools = menuBar()->addMenu(text::kMenuTools);
+    const auto each = [this](QMenu* menu, const char* prefix) {
+        for (const QString& id : commands->Ids())
+            if (id.startsWith(prefix)) menu->addAction(Action(id));
     };
-    for (const auto& command : toolCommands) {
-        QAction* action = toolMenu->addAction(command.text);
-        action->setCheckable(true);
-        action->setActionGroup(toolGroup);
-        if (command.key != Qt::Key_unknown) action->setShortcut(QKeySequence(command.key));
-        const editor::ToolKind kind = command.kind;
-        action->setChecked(kind == editor::ToolKind::Pen);
-        connect(action, &QAction::triggered, this, [this, kind] { app_.SetCurrentTool(kind); });
-        toolActions.push_back(action);
-    }
-    toolMenu->addSeparator();
-    actSmoothEdges = toolMenu->addAction(text::kSmoothEdges);
-    actSmoothEdges->setCheckable(true);
-    actSmoothEdges->setShortcut(QKeySequence(Qt::Key_E));
-    actSmoothEdges->setChecked(app_.prefs.Smooth32BppDraw != 0);
-    connect(actSmoothEdges, &QAction::toggled, this, &CMainFrame::ApplyToolSettings);
-    QMenu* gradients = toolMenu->addMenu(text::kGradients);
-    auto* gradientGroup = new QActionGroup(this);
-    for (int mode = 0; mode < 5; ++mode) {
-        QAction* action = gradients->addAction(text::kGradientNames[mode]);
-        action->setCheckable(true);
-        action->setActionGroup(gradientGroup);
-        action->setChecked(mode == 0);
-        connect(action, &QAction::triggered, this, &CMainFrame::ApplyToolSettings);
-        gradientActions.push_back(action);
-    }
+    each(tools, "tool.");
+    tools->addSeparator();
+    commands->AddTo(tools, {"tools.smoothEdges"});
+    QMenu* gradients = tools->addMenu(text::kGradients);
+    each(gradients, "gradient.");
     gradients->addSeparator();
-    actReflectedGradient = gradients->addAction(text::kReflectedGradient);
-    actReflectedGradient->setCheckable(true);
-    connect(actReflectedGradient, &QAction::toggled, this, &CMainFrame::ApplyToolSettings);
-    QMenu* shapes = toolMenu->addMenu(text::kBrushShapes);
-    auto* shapeGroup = new QActionGroup(this);
-    for (int shape = 0; shape < editor::kBrushShapeCount; ++shape) {
-        QAction* action = shapes->addAction(text::kBrushShapeNames[shape]);
-        action->setCheckable(true);
-        action->setActionGroup(shapeGroup);
-        action->setChecked(shape == 0);
-        connect(action, &QAction::triggered, this, [this, shape] {
-            for (const auto& tool : app_.tools) tool->settings.brushShape = shape;
-        });
-        shapeActions.push_back(action);
-    }
+    commands->AddTo(gradients, {"gradients.reflected"});
+    each(tools->addMenu(text::kBrushShapes), "brush.");
 
-    QMenu* window = menuBar()->addMenu(text::kMenuWindow);
-    window->addAction(actCascade);
-    window->addAction(actTile);
-    window->addAction(actCloseAll);
+    windowMenu = menuBar()->addMenu(text::kMenuWindow);
+    connect(windowMenu, &QMenu::aboutToShow, this, &CMainFrame::FillWindowMenu);
+    FillWindowMenu();
 
     QMenu* help = menuBar()->addMenu(text::kMenuHelp);
-    help->addAction(actWhatsNew);
-    help->addSeparator();
-    help->addAction(actAbout);
+    commands->AddTo(help, {"help.whatsNew", "-", "help.about"});
+}
+
+void CMainFrame::FillWindowMenu() {
+    windowMenu->clear();
+    commands->AddTo(windowMenu, {"window.cascade", "window.tile", "window.closeAll"});
+    const std::vector<CKvMdiChild*> children = Children();
+    if (!children.empty()) windowMenu->addSeparator();
+    for (std::size_t i = 0; i < children.size() && i < 9; ++i) {
+        CKvMdiChild* child = children[i];
+        QAction* action = windowMenu->addAction(QString("&%1 %2").arg(i + 1).arg(child->Document()->Title()));
+        action->setCheckable(true);
+        action->setChecked(child == ActiveChild());
+        connect(action, &QAction::triggered, child, [this, child] { mdiArea->setActiveSubWindow(child); });
+    }
+    if (children.size() > 9) commands->AddTo(windowMenu, {"window.more"});
 }
 
 CKvMdiChild* CMainFrame::AddDocumentWindow(CKvDocument* document, QWidget* frame) {
@@ -374,10 +247,13 @@ CKvMdiChild* CMainFrame::AddDocumentWindow(CKvDocument* document, QWidget* frame
     if (auto* icons = qobject_cast<CIconDocMDI*>(frame)) {
         connect(icons, &CIconDocMDI::currentFormatChanged, this, &CMainFrame::updateActions);
         connect(icons->view, &CIconView::canvasTitleChanged, this, &CMainFrame::updateActions);
-        connect(icons->view, &CIconView::pointerMoved, this, &CMainFrame::OnPointerMoved);
-        connect(icons->view, &CIconView::propertiesRequested, this, &CMainFrame::OnProperties);
-        connect(icons->view, &CIconView::undoRequested, this, &CMainFrame::OnEditUndo);
-        connect(icons->view, &CIconView::selectionChanged, this, &CMainFrame::OnSelectionChanged);
+        connect(icons->view, &CIconView::pointerMoved, this,
+                [this](int x, int y) { pointerPane->SetText(QString::asprintf(text::kPointerPane, x, y)); });
+        connect(icons->view, &CIconView::propertiesRequested, this, [this] { commands->Execute("icon.properties"); });
+        connect(icons->view, &CIconView::undoRequested, this, [this] { commands->Execute("edit.undo"); });
+        connect(icons->view, &CIconView::selectionChanged, this, [this](int width, int height) {
+            selectionPane->SetText(width > 0 ? QString::asprintf(text::kSelectionPane, width, height) : QString());
+        });
         connect(icons->view, &CIconView::coloursPicked, colorBar, qOverload<>(&QWidget::update));
         icons->formatBar->setVisible(app_.prefs.ShowIcoFormatBar != 0);
     }
@@ -433,45 +309,12 @@ void CMainFrame::UpdateWindowTitle() {
 
 void CMainFrame::updateActions() {
     UpdateWindowTitle();
+    commands->Update();
     CKvDocument* document = ActiveDocument();
     auto* project = qobject_cast<CIconProject*>(document);
     CIconDocMDI* frame = ActiveIconFrame();
-    actClose->setEnabled(document != nullptr);
-    actSave->setEnabled(project != nullptr && (project->IsModified() || !project->CanSaveInPlace()));
-    actSaveAs->setEnabled(project != nullptr);
-    actNewFormat->setEnabled(project != nullptr);
-    actDeleteFormat->setEnabled(project != nullptr && frame != nullptr && frame->CurrentFormat() >= 0 &&
-                                project->Doc().GetFormatCount() > 1);
-    const CIconView* canvas = frame != nullptr && frame->view->Format() >= 0 ? frame->view : nullptr;
-    actZoomIn->setEnabled(canvas != nullptr && canvas->Zoom() < editor::kMaxZoom);
-    actZoomOut->setEnabled(canvas != nullptr && canvas->Zoom() > editor::kMinZoom);
-    actFitToWindow->setEnabled(canvas != nullptr);
-    actDisplayGrid->setEnabled(canvas != nullptr);
-    actDisplayGrid->setChecked(canvas != nullptr && canvas->GridShown());
-    actProperties->setEnabled(canvas != nullptr);
-    actUndo->setEnabled(canvas != nullptr && project->CanUndo(canvas->Format()));
-    actRedo->setEnabled(canvas != nullptr && project->CanRedo(canvas->Format()));
-    actPasteAsFormat->setEnabled(project != nullptr);
-    actFloatingBehind->setEnabled(canvas != nullptr);
-    for (QAction* a : {actCut, actCopy, actPaste, actDelete, actSelectAll, actPreserveTransparency})
-        a->setEnabled(canvas != nullptr);
-    if (canvas != nullptr)
-        if (const editor::FormatState* state = project->EditState(canvas->Format())) {
-            const QSignalBlocker quiet(actPreserveTransparency);
-            actPreserveTransparency->setChecked(state->preserveTransparency);
-        }
-    actPrint->setEnabled(canvas != nullptr);
-    actPrintPreview->setEnabled(canvas != nullptr);
-    UpdateImageActions(canvas);
-    actNewIconFromImage->setEnabled(qobject_cast<CDibDocument*>(document) != nullptr);
-    actNewFormatFromImage->setEnabled(project != nullptr);
+    const CIconView* canvas = ActiveCanvas();
     if (canvas == nullptr) pointerPane->SetText({});
-    const bool windows = !Children().empty();
-    actCascade->setEnabled(windows);
-    actTile->setEnabled(windows);
-    actCloseAll->setEnabled(windows);
-    actWhatsNew->setEnabled(!app_.WhatsNewPages().isEmpty());
-
     QString status;
     if (project != nullptr && frame != nullptr) {
         if (const CIconObject* format = project->Doc().GetFormat(frame->CurrentFormat()))
@@ -483,7 +326,7 @@ void CMainFrame::updateActions() {
     }
     formatPane->setText(status);
     // The colour bar offers what the edited format's depth can hold.
-    const editor::FormatState* edited = project != nullptr && canvas != nullptr ? project->EditState(canvas->Format()) : nullptr;
+    const editor::FormatState* edited = canvas != nullptr ? canvas->State() : nullptr;
     colorBar->SetFormat(edited != nullptr ? edited->depth : 0, edited != nullptr ? edited->palette : Palette{});
 }
 
@@ -493,8 +336,10 @@ void CMainFrame::updateRecentMenus() {
         int shown = 0;
         for (std::size_t i = 0; i < list.Entries().size(); ++i) {
             if (own && !app_.ShowInOwnRecentList(list.Entries()[i])) continue;
-            QAction* action = menu->addAction(QString::fromStdString(list.MenuText(i)), this, &CMainFrame::OnRecentFile);
-            action->setData(QString::fromStdString(list.Entries()[i]));
+            QAction* action = menu->addAction(QString::fromStdString(list.MenuText(i)));
+            const QString path = QString::fromStdString(list.Entries()[i]);
+            action->setData(path);
+            connect(action, &QAction::triggered, this, [this, path] { app_.OpenDocumentFile(path); });
             action->setProperty("command", firstCommand + static_cast<int>(i));
             action->setStatusTip(QString::fromStdString(list.Entries()[i]));
             ++shown;
@@ -506,238 +351,12 @@ void CMainFrame::updateRecentMenus() {
     fill(moreRecentMenu, app_.ownRecentFiles, shell::kOwnRecentFirstCommand, true);
 }
 
-void CMainFrame::OnFileNew() { app_.OnFileNew(); }
-
-void CMainFrame::OnFileOpen() {
-    QString filters;
-    for (const shell::FileFilter& f : shell::OpenFileFilters())
-        filters += (filters.isEmpty() ? "" : ";;") + QString::fromStdString(f.QtFilter());
-    const QString folder = QString::fromStdString(app_.prefs.ActualDir);
-    const QStringList files = app_.Prompts().GetOpenFileNames(this, folder, filters);
-    if (!files.isEmpty()) app_.prefs.ActualDir = QFileInfo(files.front()).absolutePath().toStdString();
-    for (const QString& path : files) app_.OpenDocumentFile(path);
-}
-
-void CMainFrame::OnFileClose() {
-    if (CKvMdiChild* child = ActiveChild()) child->close();
-}
-
-void CMainFrame::OnFileSave() {
-    if (auto* document = ActiveDocument()) app_.SaveDocument(document);
-}
-
-void CMainFrame::OnFileSaveAs() {
-    if (auto* document = ActiveDocument()) app_.SaveDocumentAs(document);
-}
-
-void CMainFrame::OnNewFormat() {
-    auto* project = qobject_cast<CIconProject*>(ActiveDocument());
-    CIconDocMDI* frame = ActiveIconFrame();
-    if (project == nullptr || frame == nullptr) return;
-    const int index = app_.AddFormatTo(*project, frame->CurrentFormat(), this);
-    if (index >= 0) frame->formatBar->SetCurrentFormat(index);
-}
-
-void CMainFrame::OnDeleteFormat() {
-    auto* project = qobject_cast<CIconProject*>(ActiveDocument());
-    CIconDocMDI* frame = ActiveIconFrame();
-    if (project == nullptr || frame == nullptr || project->Doc().GetFormatCount() < 2) return;
-    project->DeleteFormat(frame->CurrentFormat());
-}
-
-void CMainFrame::OnViewFormatBar(bool shown) {
-    app_.prefs.ShowIcoFormatBar = shown ? 1 : 0;
-    for (CKvMdiChild* child : Children())
-        if (auto* icons = qobject_cast<CIconDocMDI*>(child->widget())) icons->formatBar->setVisible(shown);
-}
-
-void CMainFrame::OnZoomIn() {
-    if (CIconDocMDI* frame = ActiveIconFrame()) frame->view->ZoomIn();
-}
-
-void CMainFrame::OnZoomOut() {
-    if (CIconDocMDI* frame = ActiveIconFrame()) frame->view->ZoomOut();
-}
-
-void CMainFrame::OnFitToWindow() {
-    if (CIconDocMDI* frame = ActiveIconFrame()) frame->view->FitToWindow();
-}
-
-void CMainFrame::OnDisplayGrid() {
-    if (CIconDocMDI* frame = ActiveIconFrame()) frame->view->ToggleGrid();
-    updateActions();
-}
-
-void CMainFrame::OnProperties() {
-    auto* project = qobject_cast<CIconProject*>(ActiveDocument());
-    CIconDocMDI* frame = ActiveIconFrame();
-    if (project != nullptr && frame != nullptr) app_.EditFormatProperties(*project, frame->CurrentFormat(), this);
-}
-
-void CMainFrame::OnPointerMoved(int x, int y, bool) { pointerPane->SetText(QString::asprintf(text::kPointerPane, x, y)); }
-
-void CMainFrame::OnPreferences() { app_.EditPreferences(this); }
-
-void CMainFrame::ApplyToolSettings() {
-    int mode = editor::kSolid;
-    for (std::size_t i = 0; i < gradientActions.size(); ++i)
-        if (gradientActions[i]->isChecked()) mode = static_cast<int>(i);
-    // The reflected effect is passed as the mode plus 10.
-    if (actReflectedGradient->isChecked()) mode += editor::kReflectedGradient;
-    app_.prefs.Smooth32BppDraw = actSmoothEdges->isChecked() ? 1 : 0;
-    for (const auto& tool : app_.tools) {
-        tool->settings.gradient = mode;
-        tool->settings.smoothEdges = actSmoothEdges->isChecked();
-    }
-}
-
-void CMainFrame::OnEditUndo() {
-    auto* project = qobject_cast<CIconProject*>(ActiveDocument());
-    CIconDocMDI* frame = ActiveIconFrame();
-    if (project != nullptr && frame != nullptr) project->Undo(frame->view->Format());
-}
+void CMainFrame::OnTimer() { app_.OnTimer(); }
 
 CIconView* CMainFrame::ActiveCanvas() const {
     CIconDocMDI* frame = ActiveIconFrame();
     return frame != nullptr && frame->view->State() != nullptr ? frame->view : nullptr;
 }
-
-void CMainFrame::OnEditCopy() {
-    CIconView* view = ActiveCanvas();
-    if (view == nullptr) return;
-    const editor::FormatState& state = *view->State();
-    DeviceBitmap color, alpha;
-    editor::SelectedPicture(state, color, alpha);
-    std::unique_ptr<QMimeData> copied = PictureMimeData(color, alpha);
-    // A whole format also goes as itself, and with its palette, for pasting as a format.
-    if (!state.floatingColor && !state.selectionActive)
-        if (CIconObject* object = view->Project().Doc().GetFormat(view->Format()))
-            AddFormatData(*copied, object->Icon(), state.depth <= 8 ? state.palette : Palette{});
-    QGuiApplication::clipboard()->setMimeData(copied.release());
-}
-
-void CMainFrame::OnEditPasteAsFormat() {
-    auto* project = qobject_cast<CIconProject*>(ActiveDocument());
-    const QMimeData* pasted = QGuiApplication::clipboard()->mimeData();
-    if (project == nullptr || pasted == nullptr) return;
-    std::vector<CKvIcon> formats = FormatsFromMimeData(*pasted);
-    if (formats.empty()) {
-        // A picture from elsewhere becomes a 32-bit format of its size.
-        DeviceBitmap color, alpha;
-        CKvIcon icon;
-        if (!PictureFromMimeData(*pasted, color, alpha) || !FormatFromPicture(DeviceBitmapsToDib32(color, alpha), 32, icon))
-            return;
-        formats.push_back(std::move(icon));
-    }
-    for (CKvIcon& icon : formats) project->AddFormat(std::move(icon));
-    if (CIconDocMDI* frame = ActiveIconFrame()) frame->formatBar->SetCurrentFormat(project->Doc().GetFormatCount() - 1);
-}
-
-void CMainFrame::OnEditCut() {
-    OnEditCopy();
-    OnEditDelete();
-}
-
-void CMainFrame::OnEditDelete() {
-    CIconView* view = ActiveCanvas();
-    if (view == nullptr || (!view->State()->selectionActive && !view->State()->floatingColor)) return;
-    view->EditFormat([](editor::FormatState& s) { editor::DeleteSelection(s); });
-}
-
-void CMainFrame::OnEditPaste() {
-    CIconView* view = ActiveCanvas();
-    const QMimeData* pasted = QGuiApplication::clipboard()->mimeData();
-    DeviceBitmap color, alpha;
-    if (view == nullptr || pasted == nullptr || !PictureFromMimeData(*pasted, color, alpha)) return;
-    // The picture floats at the selection's corner, or the format's; the selection tool moves it.
-    view->EditFormat([&](editor::FormatState& s) {
-        const editor::PixelSelection at = s.selectionActive ? s.selection.Normalized() : editor::PixelSelection{0, 0, 0, 0};
-        editor::FloatPicture(s, color, alpha, std::max(0, at.left), std::max(0, at.top));
-    });
-    toolActions.front()->trigger();
-}
-
-void CMainFrame::OnEditSelectAll() {
-    if (CIconView* view = ActiveCanvas())
-        view->EditFormat([](editor::FormatState& s) {
-            editor::ClearSelection(s, s.preserveTransparency);
-            editor::SelectRectangle(s, 0, 0, s.Width() - 1, s.Height() - 1);
-        });
-}
-
-void CMainFrame::OnPreserveTransparency(bool on) {
-    if (CIconView* view = ActiveCanvas()) {
-        view->Project().Session().SetPreserveTransparency(view->Format(), on);
-        view->RefreshCanvas();
-    }
-}
-
-void CMainFrame::OnFloatingBehind() {
-    // The menu's command puts the floating selection on the other side of the image.
-    CIconView* view = ActiveCanvas();
-    if (view != nullptr && view->State()->floatingColor)
-        view->EditFormat([](editor::FormatState& s) { s.floatingBehind = !s.floatingBehind; });
-}
-
-void CMainFrame::OnSelectionChanged(int width, int height) {
-    selectionPane->SetText(width > 0 ? QString::asprintf(text::kSelectionPane, width, height) : QString());
-}
-
-void CMainFrame::OnEditRedo() {
-    auto* project = qobject_cast<CIconProject*>(ActiveDocument());
-    CIconDocMDI* frame = ActiveIconFrame();
-    if (project != nullptr && frame != nullptr) project->Redo(frame->view->Format());
-}
-
-bool CMainFrame::ActivePrintPage(PrintPage& page) {
-    auto* project = qobject_cast<CIconProject*>(ActiveDocument());
-    CIconDocMDI* frame = ActiveIconFrame();
-    const CIconObject* format = project != nullptr && frame != nullptr ? project->Doc().GetFormat(frame->CurrentFormat()) : nullptr;
-    if (format == nullptr) return false;
-    page.picture = ImageFromIcon(format->Icon());
-    page.header = project->Title();
-    page.footer = QString(text::kPrintFooter)
-                      .arg(format->Width())
-                      .arg(format->Height())
-                      .arg(QString::fromStdString(shell::BitsText(format->BitCount())));
-    page.headerAndFooter = app_.prefs.PrintHeaderFooter != 0;
-    return true;
-}
-
-void CMainFrame::OnFilePrint() {
-    PrintPage page;
-    if (!ActivePrintPage(page)) return;
-    QPrinter printer(QPrinter::HighResolution);
-    QPrintDialog dialog(&printer, this);
-    if (dialog.exec() == QDialog::Accepted) PrintFormatPage(printer, page);
-}
-
-void CMainFrame::OnFilePrintPreview() {
-    PrintPage page;
-    if (!ActivePrintPage(page)) return;
-    QPrinter printer(QPrinter::HighResolution);
-    QPrintPreviewDialog preview(&printer, this);
-    connect(&preview, &QPrintPreviewDialog::paintRequested, this, [&page](QPrinter* p) { PrintFormatPage(*p, page); });
-    preview.exec();
-}
-
-void CMainFrame::OnWindowCascade() { mdiArea->cascadeSubWindows(); }
-void CMainFrame::OnWindowTile() { mdiArea->tileSubWindows(); }
-void CMainFrame::OnWindowCloseAll() { mdiArea->closeAllSubWindows(); }
-void CMainFrame::OnHelpWhatsNew() { app_.ShowWhatsNew(); }
-
-void CMainFrame::OnHelpAbout() {
-    // The box's title is the menu item's text without its mnemonic and ellipsis: "About Tellurine".
-    const QString title = QString(text::kAbout).remove('&').remove("...");
-    app_.Prompts().ShowMessage(this, QMessageBox::Information, title, QString(text::kAboutText).arg(TELLURINE_VERSION));
-}
-
-void CMainFrame::OnRecentFile() {
-    auto* action = qobject_cast<QAction*>(sender());
-    if (action != nullptr) app_.OpenDocumentFile(action->data().toString());
-}
-
-void CMainFrame::OnTimer() { app_.OnTimer(); }
 
 void CMainFrame::closeEvent(QCloseEvent* event) {
     for (CKvMdiChild* child : Children()) {

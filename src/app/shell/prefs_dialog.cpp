@@ -1,7 +1,6 @@
 #include "app/shell/prefs_dialog.h"
 
 #include <QCheckBox>
-#include <QColorDialog>
 #include <QComboBox>
 #include <QDialogButtonBox>
 #include <QFormLayout>
@@ -17,8 +16,8 @@
 
 namespace tellurine::app {
 
-CPrefsPropertySheet::CPrefsPropertySheet(const shell::Preferences& prefs, QWidget* parent)
-    : QDialog(parent), prefs_(prefs) {
+CPrefsPropertySheet::CPrefsPropertySheet(const shell::Preferences& prefs, UserPrompts& prompts, QWidget* parent)
+    : QDialog(parent), prefs_(prefs), prompts_(prompts) {
     setWindowTitle(text::kPreferencesTitle);
     setObjectName("CPrefsPropertySheet");
     pages = new QTabWidget(this);
@@ -86,7 +85,7 @@ QPushButton* CPrefsPropertySheet::ColourButton(std::uint32_t colour) {
     SetButtonColour(button, colour);
     connect(button, &QPushButton::clicked, this, [this, button] {
         const std::uint32_t c = ButtonColour(button);
-        const QColor chosen = QColorDialog::getColor(QColor(GetRValue(c), GetGValue(c), GetBValue(c)), this);
+        const QColor chosen = prompts_.GetColor(this, QColor(GetRValue(c), GetGValue(c), GetBValue(c)), text::kChooseColour);
         if (chosen.isValid())
             SetButtonColour(button, RGB(static_cast<std::uint8_t>(chosen.red()), static_cast<std::uint8_t>(chosen.green()),
                                         static_cast<std::uint8_t>(chosen.blue())));

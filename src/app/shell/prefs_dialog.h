@@ -4,6 +4,7 @@
 
 #include <QDialog>
 
+#include "app/common/prompts.h"
 #include "shell/preferences.h"
 
 class QCheckBox;
@@ -18,7 +19,7 @@ class CPrefsPropertySheet : public QDialog {
     Q_OBJECT
 public:
     // Edits a copy of `prefs`; Values() gives it back when the dialog is accepted.
-    CPrefsPropertySheet(const shell::Preferences& prefs, QWidget* parent = nullptr);
+    CPrefsPropertySheet(const shell::Preferences& prefs, UserPrompts& prompts, QWidget* parent = nullptr);
     [[nodiscard]] const shell::Preferences& Values();
 
     QTabWidget* pages = nullptr;
@@ -45,6 +46,7 @@ private slots:
 private:
     QPushButton* ColourButton(std::uint32_t colour);
     shell::Preferences prefs_;
+    UserPrompts& prompts_;
 };
 
 }  // namespace tellurine::app

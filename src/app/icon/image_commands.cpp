@@ -1,0 +1,248 @@
+// The Image and Filters menus' commands, and the commands that make icons from pictures.
+#include <QAction>
+#include <QActionGroup>
+#include <QDir>
+#include <QFileInfo>
+#include <QLineEdit>
+#include <QMenuBar>
+#include <QThread>
+#include <memory>
+
+#include "app/picture/dib_frame.h"
+#include "app/icon/icon_project.h"
+#include "app/icon/icon_frame.h"
+#include "app/icon/icon_maker.h"
+#include "app/icon/icon_view.h"
+#include "app/common/image_convert.h"
+#include "app/icon/image_dialogs.h"
+#include "app/shell/kv_app.h"
+#include "app/common/long_work.h"
+#include "app/shell/main_frame.h"
+#include "app/icon/icon_commands.h"
+#include "app/common/texts.h"
+#include "editor/image_commands.h"
+#include "formats/image_file.h"
+#include "imaging/filters.h"
+
+namespace tellurine::app {
+namespace {
+
+// The filter last run from the Filters menu, for "Last Filter": -1 before any.
+int lastFilter = -1;
+
+constexpr int kDepths[] = {1, 4, 8, 24, 32};
+
+// Runs an image command on a copy of the active canvas's format, off the interface thread with
+// progress past half a second, and makes the result one undoable step. False when there is no
+// canvas, the user cancelled, or the command failed (the user is told).
+bool RunImageCommand(CMainFrame& main, const std::function<bool(editor::FormatState&)>& command) {
+    CKvApp& app = main.App();
+    CIconView* view = main.ActiveCanvas();
+    if (view == nullptr) return false;
+    // The work runs on a copy: a cancel, or a failure, leaves the format as it was.
+    auto work = std::make_shared<editor::FormatState>(*view->State());
+    auto done = std::make_shared<bool>(false);
+    if (!RunLongWork(app.Prompts(), &main, text::kWorking, [work, done, command] { *done = command(*work); }))
+        return false;
+    if (!*done) {
+        app.ShowError(text::kCommandFailed);
+        return false;
+    }
+    view->EditFormat([&](editor::FormatState& s) {
+        const bool preserve = s.preserveTransparency;
+        s = std::move(*work);
+        s.preserveTransparency = preserve;
+    });
+    main.updateActions();
+    return true;
+}
+
+void OnResizeImage(CMainFrame& main) {
+    CKvApp& app = main.App();
+    CIconView* view = main.ActiveCanvas();
+    if (view == nullptr) return;
+    int width = 0, height = 0;
+    editor::SelectedImageSize(*view->State(), width, height);
+    CDialIconScale dialog(width, height, &main);
+    if (app.Prompts().Exec(dialog) != QDialog::Accepted) return;
+    const int w = dialog.NewWidth(), h = dialog.NewHeight();
+    if (w == width && h == height) return;
+    RunImageCommand(main, [w, h](editor::FormatState& s) { return editor::ResizeImage(s, w, h); });
+}
+
+void OnRotateImage(CMainFrame& main) {
+    CKvApp& app = main.App();
+    if (main.ActiveCanvas() == nullptr) return;
+    CDialIconRotate dialog(&main);
+    if (app.Prompts().Exec(dialog) != QDialog::Accepted) return;
+    const int angle = dialog.Angle();
+    RunImageCommand(main, [angle](editor::FormatState& s) { return editor::RotateSelectedImage(s, angle); });
+}
+
+void OnFlipHorizontal(CMainFrame& main) {
+    RunImageCommand(main, [](editor::FormatState& s) { return editor::FlipImage(s, false); });
+}
+
+void OnFlipVertical(CMainFrame& main) {
+    RunImageCommand(main, [](editor::FormatState& s) { return editor::FlipImage(s, true); });
+}
+
+void OnColorDepth(CMainFrame& main, int bits) {
+    CIconView* view = main.ActiveCanvas();
+    if (view == nullptr || view->State()->depth == bits) return;
+    RunImageCommand(main, [bits](editor::FormatState& s) { return editor::ChangeImageDepth(s, bits); });
+}
+
+void OnFilter(CMainFrame& main, int filterNumber) {
+    lastFilter = filterNumber;
+    RunImageCommand(main, [filterNumber](editor::FormatState& s) { return editor::FilterImage(s, filterNumber); });
+}
+
+void OnLastFilter(CMainFrame& main) {
+    // Before any filter has run there is nothing to repeat.
+    if (lastFilter >= 1 && lastFilter <= kFilterCount) OnFilter(main, lastFilter);
+}
+
+void OnGaussianBlur(CMainFrame& main) {
+    CKvApp& app = main.App();
+    CIconView* view = main.ActiveCanvas();
+    if (view == nullptr) return;
+    static bool previewOn = true;
+    CDialIconGaussianBlur dialog(app.prefs.iGaussianBlurRadius, previewOn, &main);
+    const auto preview = [view](int radius, bool on) {
+        if (on) view->ShowPreview([radius](editor::FormatState& s) { return editor::BlurImage(s, radius); });
+        else view->EndPreview();
+    };
+    QObject::connect(&dialog, &CDialIconGaussianBlur::previewRequested, view, preview);
+    // Beside the picture rather than over it, so that the preview can be seen.
+    dialog.adjustSize();
+    dialog.move(view->mapToGlobal(QPoint(std::max(0, view->width() - dialog.width() - 12), 12)));
+    if (previewOn) preview(dialog.Radius(), true);
+    const int result = app.Prompts().Exec(dialog);
+    view->EndPreview();
+    previewOn = dialog.PreviewOn();
+    if (result != QDialog::Accepted) return;
+    const int radius = dialog.Radius();
+    app.prefs.iGaussianBlurRadius = radius;
+    RunImageCommand(main, [radius](editor::FormatState& s) { return editor::BlurImage(s, radius); });
+}
+
+void OnInvertColors(CMainFrame& main) {
+    RunImageCommand(main, [](editor::FormatState& s) { return editor::InvertImage(s); });
+}
+
+// ---- Icons from pictures -----------------------------------------------------------------------
+
+void OnNewIconFromImage(CMainFrame& main) {
+    CKvApp& app = main.App();
+    auto* document = qobject_cast<CDibDocument*>(main.ActiveDocument());
+    if (document == nullptr) return;
+    CDialIconFromImage dialog(app.prefs, &main);
+    if (app.Prompts().Exec(dialog) != QDialog::Accepted) return;
+    const NewIconChoice choice = dialog.Choice();
+    PictureSource source;
+    if (document->TemplateResource() == shell::kTemplateVector) source.drawingPath = document->PathName();
+    else source.raster = document->image;
+    IconProjectRequest base;
+    base.threads = static_cast<unsigned>(std::max(1, QThread::idealThreadCount()));
+    base.filterLevel = app.prefs.ApplyFilterToCreateIconFromImageValue;
+    // The top-left pixel's colour becomes transparent in a picture without transparency there; a
+    // drawing, or a picture whose corner is already clear, needs no key.
+    const QRgb corner = document->image.isNull() ? 0 : document->image.pixel(0, 0);
+    if (app.prefs.UseTransparentColorToCreateIconFromImage != 0 && source.drawingPath.isEmpty() && qAlpha(corner) == 255) {
+        base.transparentColor = RGB(static_cast<std::uint8_t>(qRed(corner)), static_cast<std::uint8_t>(qGreen(corner)),
+                                    static_cast<std::uint8_t>(qBlue(corner)));
+    }
+    struct Result {
+        CIconDoc doc;
+        std::string error;
+        bool made = false;
+    };
+    auto result = std::make_shared<Result>();
+    if (!RunLongWork(app.Prompts(), &main, text::kMakingIcon, [source, choice, base, result] {
+            result->made = MakeProjectFromPicture(source, choice, base, result->doc, result->error);
+        }))
+        return;
+    if (!result->made) {
+        app.ShowError(QString(text::kCannotMakeIcon).arg(document->Title(), QString::fromStdString(result->error)));
+        return;
+    }
+    app.OpenNewProject(std::move(result->doc), QFileInfo(document->PathName()).completeBaseName());
+}
+
+void OnNewFormatFromImage(CMainFrame& main) {
+    CKvApp& app = main.App();
+    auto* project = qobject_cast<CIconProject*>(main.ActiveDocument());
+    CIconDocMDI* frame = main.ActiveIconFrame();
+    if (project == nullptr || frame == nullptr) return;
+    const QStringList names = app.Prompts().GetOpenFileNames(&main, {}, text::kPictureFilter);
+    if (names.isEmpty()) return;
+    CDIB picture;
+    std::string error;
+    if (!LoadPictureFile(QDir::toNativeSeparators(names.front()).toStdString(), picture, error)) {
+        app.ShowError(text::kImageReadError);
+        return;
+    }
+    const int index = app.AddFormatTo(*project, -1, &main, &picture);
+    if (index >= 0) frame->formatBar->SetCurrentFormat(index);
+}
+
+void OnBatch(CMainFrame& main) {
+    CKvApp& app = main.App();
+    const QString folder = QString::fromStdString(app.prefs.ActualDir);
+    CDialBatch dialog(app.Prompts(), folder.isEmpty() ? QDir::homePath() : folder, &main);
+    if (app.Prompts().Exec(dialog) != QDialog::Accepted) return;
+    IconProjectRequest request;
+    dialog.Request(request);
+    QStringList failures;
+    bool cancelled = false;
+    const QStringList pictures = dialog.Pictures();
+    const QString target = QDir::fromNativeSeparators(dialog.folderEdit->text().trimmed());
+    const int made = RunBatch(app.Prompts(), &main, pictures, target, request, failures, cancelled);
+    QString summary = QString(cancelled ? text::kBatchCancelled : text::kBatchDone)
+                          .arg(made)
+                          .arg(pictures.size())
+                          .arg(QDir::toNativeSeparators(target));
+    if (!failures.isEmpty()) summary += "\n\n" + failures.join('\n');
+    app.Prompts().ShowMessage(&main, failures.isEmpty() ? QMessageBox::Information : QMessageBox::Warning,
+                               text::kBatchTitle, summary);
+}
+
+}  // namespace
+
+void RegisterImageCommands(CMainFrame& main) {
+    CommandRegistry& commands = *main.commands;
+    const auto editing = [&main] { return main.ActiveCanvas() != nullptr; };
+    const auto add = [&](const QString& id, const QString& label, void (*run)(CMainFrame&), const QKeySequence& key = {}) {
+        commands.Add({.id = id, .text = label, .shortcut = key, .execute = [&main, run] { run(main); }, .enabled = editing});
+    };
+    add("image.resize", text::kResizeImageItem, OnResizeImage, QKeySequence(Qt::CTRL | Qt::Key_R));
+    add("image.rotate", text::kRotateImageItem, OnRotateImage);
+    add("image.flipHorizontal", text::kFlipHorizontal, OnFlipHorizontal);
+    add("image.flipVertical", text::kFlipVertical, OnFlipVertical);
+    for (std::size_t i = 0; i < std::size(kDepths); ++i) {
+        const int bits = kDepths[i];
+        commands.Add({.id = QString("image.depth.%1").arg(bits), .text = text::kDepthNames[i],
+                      .execute = [&main, bits] { OnColorDepth(main, bits); }, .enabled = editing,
+                      .checked = [&main, bits] { return main.ActiveCanvas() != nullptr && main.ActiveCanvas()->State()->depth == bits; },
+                      .group = "depths"});
+    }
+    commands.Add({.id = "filter.last", .text = text::kLastFilter, .shortcut = QKeySequence(Qt::CTRL | Qt::Key_F),
+                  .execute = [&main] { OnLastFilter(main); },
+                  .enabled = [editing] { return editing() && lastFilter != -1; }});
+    for (int n = 1; n <= kFilterCount; ++n)
+        commands.Add({.id = QString("filter.%1").arg(n),
+                      .text = QString::fromUtf8(FilterMenuText(n).data(), static_cast<qsizetype>(FilterMenuText(n).size())),
+                      .execute = [&main, n] { OnFilter(main, n); }, .enabled = editing});
+    add("filter.gaussianBlur", text::kGaussianBlurItem, OnGaussianBlur);
+    add("filter.invert", text::kInvertColors, OnInvertColors, QKeySequence(Qt::CTRL | Qt::Key_I));
+
+    commands.Add({.id = "file.newIconFromImage", .text = text::kNewIconFromImage, .execute = [&main] { OnNewIconFromImage(main); },
+                  .enabled = [&main] { return qobject_cast<CDibDocument*>(main.ActiveDocument()) != nullptr; }});
+    commands.Add({.id = "icon.newFormatFromImage", .text = text::kNewFormatFromImage,
+                  .execute = [&main] { OnNewFormatFromImage(main); },
+                  .enabled = [&main] { return main.ActiveIconFrame() != nullptr; }});
+    commands.Add({.id = "file.batch", .text = text::kBatchItem, .execute = [&main] { OnBatch(main); }});
+}
+
+}  // namespace tellurine::app

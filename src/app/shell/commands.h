@@ -1,0 +1,69 @@
+// The program's commands, each found by its id: menus, tool bars, shortcuts and tests all reach a
+// command through the registry, never through a window's own action or slot.
+#pragma once
+
+#include <QAction>
+#include <QKeySequence>
+#include <QObject>
+#include <QString>
+#include <QStyle>
+#include <functional>
+#include <initializer_list>
+#include <map>
+#include <vector>
+
+class QActionGroup;
+class QMenu;
+class QToolBar;
+class QWidget;
+
+namespace tellurine::app {
+
+// One command. `execute` runs it; `enabled` and `checked` are asked again after every change the
+// main window hears of (null: always enabled; not checkable). Commands that share a `group` are
+// shown as a choice of one.
+struct Command {
+    QString id{};
+    QString text{};
+    QKeySequence shortcut{};
+    std::function<void()> execute{};
+    std::function<bool()> enabled{};
+    std::function<bool()> checked{};
+    QString group{};
+    QStyle::StandardPixmap icon = QStyle::SP_CustomBase;
+    QString statusTip{};
+};
+
+class CommandRegistry : public QObject {
+    Q_OBJECT
+public:
+    // The actions are children of `owner`, whose window their shortcuts work in.
+    explicit CommandRegistry(QWidget* owner);
+
+    // Adds a command and returns its action. An id already taken is a programming error: the
+    // first command keeps it and the second gets no action (null).
+    QAction* Add(Command command);
+    [[nodiscard]] QAction* Action(const QString& id) const;
+    [[nodiscard]] const Command* Find(const QString& id) const;
+    // Runs the command when it exists and is enabled; false otherwise.
+    bool Execute(const QString& id);
+    // Asks every command again whether it is enabled and checked.
+    void Update();
+    // Every id in the order added.
+    [[nodiscard]] QStringList Ids() const;
+
+    // Adds the commands to a menu or tool bar in order; "-" is a separator.
+    void AddTo(QMenu* menu, std::initializer_list<const char*> ids) const;
+    void AddTo(QToolBar* bar, std::initializer_list<const char*> ids) const;
+
+private:
+    void Refresh(const Command& command, QAction* action) const;
+
+    QWidget* owner_;
+    std::vector<Command> commands_;
+    std::vector<QAction*> actions_;
+    std::map<QString, std::size_t> byId_;
+    std::map<QString, QActionGroup*> groups_;
+};
+
+}  // namespace tellurine::app
