@@ -4,6 +4,7 @@
 #include <QMdiArea>
 #include <QLabel>
 
+#include "app/icon/icon_files.h"
 #include "app/ani/ani_doc.h"
 #include "app/common/image_convert.h"
 #include "app/shell/main_frame.h"
@@ -206,7 +207,7 @@ void AniDocTest::newIconFromStepKeepsPictureAndHotspot() {
 
         // Saved as a cursor, the hotspot is in the file.
         const QString saved = s.Path(QString("step%1.cur").arg(c.step));
-        QVERIFY(s.app->DoSave(*project, saved));
+        QVERIFY(SaveProjectTo(*s.app, *project, saved));
         const QByteArray bytes = ReadAll(saved);
         CIconDoc back;
         QVERIFY(ReadIconFile(std::span(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()), back));
@@ -237,6 +238,10 @@ void AniDocTest::damagedFilesGiveOneMessage() {
         QCOMPARE(s.prompts->messages.size(), std::size_t{1});
         QCOMPARE(s.prompts->messages[0].text, QString(text::kIconReadError));
         QCOMPARE(s.prompts->messages[0].icon, QMessageBox::Critical);
+        // The fixed text, and under it the file and why it could not be read.
+        const QString detail = s.prompts->messages[0].detail;
+        QVERIFY2(detail.startsWith(QDir::toNativeSeparators(s.Path(c.name)) + ": ") && detail.size() > s.Path(c.name).size() + 4,
+                 qPrintable(detail));
     }
     QVERIFY(s.app->MainFrame()->Children().empty());
     QVERIFY(s.app->recentFiles.Entries().empty());

@@ -28,6 +28,7 @@ struct Message {
     QMessageBox::Icon icon;
     QString title;
     QString text;
+    QString detail;
 };
 
 class RecordingPrompts : public UserPrompts {
@@ -45,8 +46,9 @@ public:
     QString offeredItems;        // the last list offered, after its label
     std::deque<QColor> colours;  // colours chosen (default: cancelled)
 
-    void ShowMessage(QWidget*, QMessageBox::Icon icon, const QString& title, const QString& text) override {
-        messages.push_back({icon, title, text});
+    void ShowMessage(QWidget*, QMessageBox::Icon icon, const QString& title, const QString& text,
+                     const QString& detail = {}) override {
+        messages.push_back({icon, title, text, detail});
     }
     SaveAnswer AskSaveChanges(QWidget*, const QString& title) override {
         savePrompts.push_back(title);

@@ -14,6 +14,7 @@
 #include <set>
 #include <tuple>
 
+#include "app/icon/icon_files.h"
 #include "app/picture/dib_frame.h"
 #include "app/icon/icon_project.h"
 #include "app/icon/icon_frame.h"
@@ -81,7 +82,7 @@ void DocumentsTest::newIconDialogMakesTheChosenFormats() {
         }
         d.compressCheck->setChecked(true);
     }));
-    CIconProject* project = s.app->OnFileNew();
+    CIconProject* project = NewIconFromDialog(*s.app);
     QVERIFY(project != nullptr);
     QCOMPARE(s.prompts->dialogs.back(), QString("tellurine::app::CDialNewIcon"));
     const CIconDoc& doc = project->Doc();
@@ -109,7 +110,7 @@ void DocumentsTest::newIconDialogMakesTheChosenFormats() {
         QVERIFY(d.compressCheck->isChecked());
         d.compressCheck->setChecked(false);
     }));
-    project = s.app->OnFileNew();
+    project = NewIconFromDialog(*s.app);
     QCOMPARE(project->Title(), QString("ICO File2"));
     for (int i = 0; i < project->Doc().GetFormatCount(); ++i) QVERIFY(!project->Doc().GetFormat(i)->Icon().IsCompressed());
     QCOMPARE(s.app->prefs.CompressVista256x256NewIcon, 0);
@@ -123,7 +124,7 @@ void DocumentsTest::newIconDialogMakesTheChosenFormats() {
             if (d.formatList->item(i)->text().startsWith("512 x 512") || d.formatList->item(i)->text().startsWith("32 x 32, 8"))
                 d.formatList->item(i)->setCheckState(Qt::Checked);
     }));
-    project = s.app->OnFileNew();
+    project = NewIconFromDialog(*s.app);
     QVERIFY(project->Doc().macintosh);
     QCOMPARE(project->TemplateResource(), shell::kTemplateIcns);
     QCOMPARE(project->Doc().DefaultExtension(), ".icns");
@@ -132,7 +133,7 @@ void DocumentsTest::newIconDialogMakesTheChosenFormats() {
 
     // Cancelling makes nothing.
     const std::size_t windows = s.app->MainFrame()->Children().size();
-    QVERIFY(s.app->OnFileNew() == nullptr);
+    QVERIFY(NewIconFromDialog(*s.app) == nullptr);
     QCOMPARE(s.app->MainFrame()->Children().size(), windows);
 }
 
@@ -288,7 +289,7 @@ void DocumentsTest::saveAsAsksBeforeReplacingAFile() {
     const QString existing = s.Path("existing.ico");
     WriteProject(existing, {{16, 32}, {32, 32}});
     const QByteArray before = ReadAll(existing);
-    s.app->NewIconProject({false, {{48, 32, true}}, false});
+    NewIconProject(*s.app, {false, {{48, 32, true}}, false});
     CIconProject* project = ActiveProject(s);
 
     // The save dialog proposes ".ico"; declining the overwrite prompt leaves the file alone.
@@ -332,7 +333,7 @@ void DocumentsTest::saveAsAsksBeforeReplacingAFile() {
     // A Macintosh project proposes ".icns", asks with the Macintosh prompt and writes a family.
     const QString family = s.Path("family.icns");
     WriteProject(family, {{32, 32}});
-    s.app->NewIconProject({true, {{128, 32, true}, {32, 32, true}}, false});
+    NewIconProject(*s.app, {true, {{128, 32, true}, {32, 32, true}}, false});
     s.prompts->saveNames = {family};
     s.prompts->dialogActions.push_back([&](QDialog& d) {
         shown = qobject_cast<CDialAskOverwriteIconProject*>(&d)->Texts();
@@ -456,7 +457,7 @@ void DocumentsTest::cursorsKeepTheirHotspots() {
 
 void DocumentsTest::failedSaveLeavesNothingBehind() {
     StartedApp s;
-    s.app->NewIconProject({false, {{32, 32, false}}, false});
+    NewIconProject(*s.app, {false, {{32, 32, false}}, false});
     const QString target = s.Path("missing-folder/icon.ico");
     s.prompts->saveNames = {target};
     QVERIFY(!s.app->SaveDocumentAs(ActiveProject(s)));
@@ -532,7 +533,7 @@ void DocumentsTest::macintoshSavesAskBeforeLeavingFormatsOut() {
         QVERIFY(d.elementBox != nullptr);
         d.elementBox->setCurrentIndex(d.elementBox->findText("ic13 (128 x 128 @2x)"));
     }));
-    o.s.app->EditFormatProperties(*o.project, plain, o.frame);
+    EditFormatProperties(*o.s.app, *o.project, plain, o.frame);
     shown = texts();
     QCOMPARE(shown[plain], QString("128 x 128 @2x\n32 bits"));
     QCOMPARE(shown[twice], QString("256 x 256\n32 bits"));

@@ -1,3 +1,4 @@
+#include "app/icon/icon_files.h"
 #include "app/ani/ani_doc.h"
 
 #include <QAction>
@@ -19,6 +20,7 @@
 
 #include "app/icon/icon_view.h"
 #include "app/common/image_convert.h"
+#include "app/shell/document_io.h"
 #include "app/shell/kv_app.h"
 #include "app/common/long_work.h"
 #include "app/shell/main_frame.h"
@@ -349,33 +351,27 @@ void CImageDocMDI::OnNewIconFromStep() {
         return;
     }
     const QString name = QFileInfo(document_.PathName()).completeBaseName();
-    app_.OpenNewProject(std::move(doc), QString(text::kAniStepProject).arg(name).arg(step + 1));
+    OpenNewProject(app_, std::move(doc), QString(text::kAniStepProject).arg(name).arg(step + 1));
 }
 
 // ---- Opening -----------------------------------------------------------------------------------
 
-CKvDocument* OpenAnimatedCursor(CKvApp& app, const QString& path) {
+CKvDocument* OpenAnimatedCursor(CKvApp& app, const QString& path, int) {
     // Read on a worker: a cursor of many large steps takes many frames.
     struct Read {
         std::vector<CAniObject> steps;
         AniFileInfo info;
-        AniReadStatus status = AniReadStatus::NotReadable;
     };
     auto read = std::make_shared<Read>();
-    if (!RunFileRead(app.Prompts(), app.MainFrame(), path, [read, file = path.toStdString()] {
-            std::string error;
-            try {
-                read->status = LoadAniFile(file, read->steps, error, &read->info);
-            } catch (const std::bad_alloc&) {
-                read->status = AniReadStatus::OutOfMemory;
+    if (!ReadOnWorker(app, path, text::kIconReadError, [read, file = path.toStdString()](std::string& reason) {
+            switch (LoadAniFile(file, read->steps, reason, &read->info)) {
+                case AniReadStatus::Ok: return ReadResult::Read;
+                case AniReadStatus::OutOfMemory: return ReadResult::OutOfMemory;
+                case AniReadStatus::NotReadable: break;
             }
+            return ReadResult::NotReadable;
         }))
         return nullptr;
-    switch (read->status) {
-        case AniReadStatus::Ok: break;
-        case AniReadStatus::OutOfMemory: app.ShowError(text::kOutOfMemory, text::kOutOfMemoryTitle); return nullptr;
-        case AniReadStatus::NotReadable: app.ShowError(text::kIconReadError); return nullptr;
-    }
     auto document = std::make_unique<CAniDocument>();
     document->steps = std::move(read->steps);
     document->info = std::move(read->info);

@@ -130,6 +130,6 @@ private:
 };
 
 // Reads an animated cursor and opens it in a window of its own; null after telling the user why not.
-CKvDocument* OpenAnimatedCursor(CKvApp& app, const QString& path);
+CKvDocument* OpenAnimatedCursor(CKvApp& app, const QString& path, int templateResource);
 
 }  // namespace tellurine::app

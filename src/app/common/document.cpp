@@ -6,6 +6,8 @@ namespace tellurine::app {
 
 CKvDocument::CKvDocument(int templateResource, QObject* parent) : QObject(parent), template_(templateResource) {}
 
+bool CKvDocument::Save(CKvApp&, bool) { return false; }
+
 void CKvDocument::SetPathName(const QString& path) {
     path_ = path;
     SetTitle(QFileInfo(path).fileName());

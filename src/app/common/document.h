@@ -9,6 +9,8 @@
 
 namespace tellurine::app {
 
+class CKvApp;
+
 class CKvDocument : public QObject {
     Q_OBJECT
 public:
@@ -24,6 +26,10 @@ public:
     void SetTitle(const QString& title);
     [[nodiscard]] bool IsModified() const { return modified_; }
     void SetModifiedFlag(bool modified = true);
+    // Saves the document to the file it came from or, with `choose` (or when it cannot be written
+    // where it is), to a file the user names. False when it was not saved; a document that is
+    // only shown is never saved.
+    virtual bool Save(CKvApp& app, bool choose);
 
 signals:
     void titleChanged();

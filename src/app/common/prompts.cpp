@@ -10,8 +10,10 @@
 
 namespace tellurine::app {
 
-void UserPrompts::ShowMessage(QWidget* parent, QMessageBox::Icon icon, const QString& title, const QString& text) {
+void UserPrompts::ShowMessage(QWidget* parent, QMessageBox::Icon icon, const QString& title, const QString& text,
+                              const QString& detail) {
     QMessageBox box(icon, title, text, QMessageBox::Ok, parent);
+    box.setInformativeText(detail);
     box.exec();
 }
 

@@ -16,7 +16,9 @@ namespace tellurine::app {
 class UserPrompts {
 public:
     virtual ~UserPrompts() = default;
-    virtual void ShowMessage(QWidget* parent, QMessageBox::Icon icon, const QString& title, const QString& text);
+    // `detail`, when given, is shown under the text (an error's file and reason).
+    virtual void ShowMessage(QWidget* parent, QMessageBox::Icon icon, const QString& title, const QString& text,
+                             const QString& detail = {});
     enum class SaveAnswer { Save, Discard, Cancel };
     virtual SaveAnswer AskSaveChanges(QWidget* parent, const QString& documentTitle);
     virtual bool AskYesNo(QWidget* parent, const QString& title, const QString& text);

@@ -17,6 +17,8 @@ inline constexpr const char* kOutOfMemoryTitle = "Fatal error";
 // %1: the file's name; %2: the kind of document ("Icon Library", "EXE File", ...).
 inline constexpr const char* kCannotOpenYet =
     "%1 is a file of the kind \"%2\", which this version of Tellurine cannot open yet.";
+// An error's detail line: the file, then the reason.
+inline constexpr const char* kErrorDetail = "%1: %2";
 inline constexpr const char* kFileNotFound = "The file %1 cannot be opened: %2";
 // %1: the file's name, while it is read (shown only if that takes long).
 inline constexpr const char* kOpeningFile = "Opening %1...";

@@ -3,6 +3,7 @@
 #include <QPrintPreviewDialog>
 #include <QPrinter>
 
+#include "app/icon/icon_files.h"
 #include "app/common/image_convert.h"
 #include "app/common/texts.h"
 #include "app/icon/icon_commands.h"
@@ -76,7 +77,7 @@ void RegisterEditCommands(CMainFrame& main) {
 
     commands.Add({.id = "icon.newFormat", .text = text::kNewFormat, .shortcut = QKeySequence(Qt::Key_Insert),
                   .execute = [&app, &main, frame] {
-                      const int index = app.AddFormatTo(frame()->Project(), frame()->CurrentFormat(), &main);
+                      const int index = AddFormatTo(app, frame()->Project(), frame()->CurrentFormat(), &main);
                       if (index >= 0) frame()->formatBar->SetCurrentFormat(index);
                   },
                   .enabled = onFrame});
@@ -85,7 +86,7 @@ void RegisterEditCommands(CMainFrame& main) {
                       return frame() != nullptr && frame()->CurrentFormat() >= 0 && frame()->Project().Doc().GetFormatCount() > 1;
                   }});
     commands.Add({.id = "icon.properties", .text = text::kProperties, .shortcut = QKeySequence(Qt::ALT | Qt::Key_Return),
-                  .execute = [&app, &main, frame] { app.EditFormatProperties(frame()->Project(), frame()->CurrentFormat(), &main); },
+                  .execute = [&app, &main, frame] { EditFormatProperties(app, frame()->Project(), frame()->CurrentFormat(), &main); },
                   .enabled = onCanvas});
 
     // The view of the canvas.

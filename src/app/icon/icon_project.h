@@ -23,6 +23,7 @@ public:
     // True when Save can write the file it was read from (icons, cursors, families); animated
     // cursors, resource and MacBinary files are saved under a new name.
     [[nodiscard]] bool CanSaveInPlace() const;
+    bool Save(CKvApp& app, bool choose) override;
     // When the formats last changed (or the project was read or made).
     [[nodiscard]] const QDateTime& LastChange() const { return lastChange_; }
 

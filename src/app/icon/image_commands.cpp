@@ -8,6 +8,7 @@
 #include <QThread>
 #include <memory>
 
+#include "app/icon/icon_files.h"
 #include "app/picture/dib_frame.h"
 #include "app/icon/icon_project.h"
 #include "app/icon/icon_frame.h"
@@ -167,7 +168,7 @@ void OnNewIconFromImage(CMainFrame& main) {
         app.ShowError(QString(text::kCannotMakeIcon).arg(document->Title(), QString::fromStdString(result->error)));
         return;
     }
-    app.OpenNewProject(std::move(result->doc), QFileInfo(document->PathName()).completeBaseName());
+    OpenNewProject(app, std::move(result->doc), QFileInfo(document->PathName()).completeBaseName());
 }
 
 void OnNewFormatFromImage(CMainFrame& main) {
@@ -183,7 +184,7 @@ void OnNewFormatFromImage(CMainFrame& main) {
         app.ShowError(text::kImageReadError);
         return;
     }
-    const int index = app.AddFormatTo(*project, -1, &main, &picture);
+    const int index = AddFormatTo(app, *project, -1, &main, &picture);
     if (index >= 0) frame->formatBar->SetCurrentFormat(index);
 }
 

@@ -5,6 +5,10 @@
 #include <QUrl>
 
 #include "app/common/image_convert.h"
+#include "app/common/texts.h"
+#include "app/shell/document_io.h"
+#include "app/shell/kv_app.h"
+#include "app/shell/main_frame.h"
 
 namespace tellurine::app {
 
@@ -27,6 +31,36 @@ CDibDocMDI::CDibDocMDI(CDibDocument& document, const char* frameClass, QWidget* 
     setWidget(view);
     setAlignment(Qt::AlignCenter);
     setBackgroundRole(QPalette::Mid);
+}
+
+CKvDocument* OpenPictureFile(CKvApp& app, const QString& path, int templateResource) {
+    // A picture is decoded on a worker (a large photograph takes many frames); a drawing is
+    // rendered here, where its fonts are.
+    auto picture = std::make_shared<QImage>();
+    if (templateResource == shell::kTemplateVector) {
+        *picture = RenderDrawing(path, QSize(app.prefs.DefaultWmfCX, app.prefs.DefaultWmfCY));
+        if (picture->isNull()) {
+            ReportUnreadable(app, path, ReadResult::NotReadable, text::kImageReadError);
+            return nullptr;
+        }
+    } else if (!ReadOnWorker(app, path, text::kImageReadError, [picture, path](std::string&) {
+                   *picture = ReadPicture(path);
+                   return picture->isNull() ? ReadResult::NotReadable : ReadResult::Read;
+               })) {
+        return nullptr;
+    }
+    auto* document = new CDibDocument(templateResource);
+    document->image = *picture;
+    document->SetPathName(path);
+    app.MainFrame()->AddDocumentWindow(document, new CDibDocMDI(*document, document->Template().frame));
+    return document;
+}
+
+CKvDocument* OpenWebPage(CKvApp& app, const QString& path, int templateResource) {
+    auto* document = new CBrowserDocument(templateResource);
+    document->SetPathName(path);
+    app.MainFrame()->AddDocumentWindow(document, new CBrowserDocMDI(*document));
+    return document;
 }
 
 CBrowserDocMDI::CBrowserDocMDI(CBrowserDocument& document, QWidget* parent) : QTextBrowser(parent) {

@@ -10,6 +10,8 @@
 
 namespace tellurine::app {
 
+class CKvApp;
+
 // An ordinary or vector image shown as it is.
 class CDibDocument : public CKvDocument {
     Q_OBJECT
@@ -48,6 +50,10 @@ public:
     CDibDocMDI(CDibDocument& document, const char* frameClass, QWidget* parent = nullptr);
     CDibView* view = nullptr;
 };
+
+// The openers of pictures and drawings, and of web pages.
+CKvDocument* OpenPictureFile(CKvApp& app, const QString& path, int templateResource);
+CKvDocument* OpenWebPage(CKvApp& app, const QString& path, int templateResource);
 
 class CBrowserDocMDI : public QTextBrowser {
     Q_OBJECT

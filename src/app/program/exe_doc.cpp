@@ -11,6 +11,7 @@
 
 #include "app/program/exe_frame.h"
 #include "app/common/image_convert.h"
+#include "app/shell/document_io.h"
 #include "app/shell/kv_app.h"
 #include "app/shell/main_frame.h"
 #include "app/common/texts.h"
@@ -216,9 +217,9 @@ QString CFileExeDocument::IcoFileName(int tile) const {
     return ExeIcoFileName(PathName(), listing_->groups[tiles_[static_cast<std::size_t>(tile)].group].name);
 }
 
-CKvDocument* OpenProgramFile(CKvApp& app, const QString& path) {
+CKvDocument* OpenProgramFile(CKvApp& app, const QString& path, int) {
     if (!LooksLikeProgramFile(path.toStdString())) {
-        app.ShowError(text::kIconReadError);
+        ReportUnreadable(app, path, ReadResult::NotReadable, text::kIconReadError);
         return nullptr;
     }
     CMainFrame* main = app.MainFrame();
@@ -244,14 +245,10 @@ CKvDocument* OpenProgramFile(CKvApp& app, const QString& path) {
     // Resources that cannot be read after all: the window goes, and the file leaves the recent
     // lists that opening it put it on.
     QObject::connect(document, &CFileExeDocument::loadFailed, main, [&app, document] {
-        const std::string file = document->PathName().toStdString();
+        const QString file = document->PathName();
         const bool outOfMemory = document->FailedForMemory();
-        app.recentFiles.Remove(file);
-        app.ownRecentFiles.Remove(file);
-        app.MainFrame()->updateRecentMenus();
         if (CKvMdiChild* child = app.MainFrame()->ChildOf(document)) child->close();
-        if (outOfMemory) app.ShowError(text::kOutOfMemory, text::kOutOfMemoryTitle);
-        else app.ShowError(text::kIconReadError);
+        ReportUnreadable(app, file, outOfMemory ? ReadResult::OutOfMemory : ReadResult::NotReadable, text::kIconReadError);
     });
 
     ExeDisplayChoice choice;

@@ -114,6 +114,6 @@ QString ExeIcoFileName(const QString& programPath, const ResourceName& group);
 // null after telling the user why not. A file whose headers already say it is not a program is
 // refused at once; one whose resources turn out unreadable while the worker reads them closes its
 // window and says so then.
-CKvDocument* OpenProgramFile(CKvApp& app, const QString& path);
+CKvDocument* OpenProgramFile(CKvApp& app, const QString& path, int templateResource);
 
 }  // namespace tellurine::app

@@ -1,3 +1,4 @@
+#include "app/icon/icon_files.h"
 #include "app/program/exe_frame.h"
 
 #include <QAction>
@@ -267,7 +268,7 @@ void CFileExeMDI::OnOpenAsProject() {
             return;
         }
         if (doc.GetFormatCount() == 0) continue;
-        app_.OpenNewProject(std::move(doc), file + ": " + document_.Tiles()[static_cast<std::size_t>(tile)].name);
+        OpenNewProject(app_, std::move(doc), file + ": " + document_.Tiles()[static_cast<std::size_t>(tile)].name);
     }
 }
 

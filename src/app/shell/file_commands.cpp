@@ -1,3 +1,4 @@
+#include "app/icon/icon_files.h"
 #include "app/shell/file_commands.h"
 
 #include <QFileInfo>
@@ -19,7 +20,7 @@ void RegisterFileCommands(CMainFrame& main) {
     const auto hasWindows = [&main] { return !main.Children().empty(); };
 
     commands.Add({.id = "file.new", .text = text::kNewIcon, .shortcut = QKeySequence::New,
-                  .execute = [&app] { app.OnFileNew(); }, .icon = QStyle::SP_FileIcon});
+                  .execute = [&app] { NewIconFromDialog(app); }, .icon = QStyle::SP_FileIcon});
     commands.Add({.id = "file.open", .text = text::kOpen, .shortcut = QKeySequence::Open,
                   .execute = [&app, &main] {
                       QString filters;

@@ -79,28 +79,11 @@ public:
     // several icons opens one window per icon. Returns the (first) document, or null after
     // telling the user why not.
     CKvDocument* OpenDocumentFile(const QString& path);
-    // The new-icon command: asks for the formats and opens the new project.
-    CIconProject* OnFileNew();
-    // Makes a new project of the chosen formats, each fully transparent, and opens it.
-    CIconProject* NewIconProject(const NewIconChoice& choice);
-    // Opens a new, untitled project holding `doc`'s formats (made from a picture, an animation
-    // step or a program's icon group). `title` names it; empty: the template's next "IconN".
-    CIconProject* OpenNewProject(CIconDoc&& doc, const QString& title = {});
     // Save and Save As. False when the document was not saved (cancelled or failed).
     bool SaveDocument(CKvDocument* document);
     bool SaveDocumentAs(CKvDocument* document);
-    // Writes a project to `path` in the format its extension names (.ico, .cur or .icns), after
-    // the overwrite prompt when it would replace another file.
-    bool DoSave(CIconProject& project, const QString& path);
     // Asks whether to save a modified document; false when the user cancels (or saving fails).
     bool SaveModified(CKvDocument* document);
-    // Asks for a new format and adds it, made from `picture` when one is given, else from format
-    // `from` when there is one; returns its index, or -1.
-    int AddFormatTo(CIconProject& project, int from, QWidget* parent, const CDIB* picture = nullptr);
-
-    // The Properties command: shows the format's size and depth and lets the compressed flag be
-    // changed (the project is then modified).
-    void EditFormatProperties(CIconProject& project, int index, QWidget* parent);
     // Builds the canvas's shared patterns and new-view defaults from the preferences and repaints
     // every open window.
     void ApplyCanvasPreferences();
@@ -113,6 +96,10 @@ public:
     QTimer recoveryTimer;
 
     void AddToRecentFileList(const QString& path);
+    // Takes a file that could not be opened off both recent lists.
+    void ForgetRecentFile(const QString& path);
+    // The number of the last untitled project ("Icon3").
+    int untitledCount = 0;
     // Whether the program's own list shows a path: those that the framework's list does not.
     [[nodiscard]] bool ShowInOwnRecentList(const std::string& path) const;
     // The What's New pages found in the program folder at start-up ("kvwn.htm" first).
@@ -124,8 +111,9 @@ private:
     void Step(const QString& line) { startupLog_ << line; }
     [[nodiscard]] QStringList FindWhatsNewPages() const;
 public:
-    // A critical message box over the main window, titled `title` or the program's name.
-    void ShowError(const QString& text, const QString& title = {});
+    // A critical message box over the main window, titled `title` or the program's name, with
+    // `detail` (the file and the reason) under the text.
+    void ShowError(const QString& text, const QString& title = {}, const QString& detail = {});
 
 private:
     // Offers what an earlier run that crashed left, and opens what the user keeps.
@@ -140,7 +128,6 @@ private:
     std::unique_ptr<CRecovery> recovery_;
     QStringList startupLog_;
     QStringList whatsNewPages_;
-    int untitledCount_ = 0;
 };
 
 }  // namespace tellurine::app

@@ -1,0 +1,159 @@
+#include "app/icon/icon_files.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <memory>
+
+#include "app/common/image_convert.h"
+#include "app/common/texts.h"
+#include "app/icon/dialogs.h"
+#include "app/icon/icon_frame.h"
+#include "app/icon/icon_project.h"
+#include "app/shell/document_io.h"
+#include "app/shell/kv_app.h"
+#include "app/shell/main_frame.h"
+#include "app/shell/recovery.h"
+#include "formats/icon_project.h"
+#include "formats/icns_file.h"
+#include "image/file_io.h"
+
+namespace tellurine::app {
+namespace {
+
+QString Native(const std::string& s) { return QString::fromStdString(s); }
+
+}  // namespace
+
+CKvDocument* OpenIconFile(CKvApp& app, const QString& path, int) {
+    // Read on a worker: a large family (JPEG 2000, 1024-pixel PNG) takes many frames.
+    auto contents = std::make_shared<IconFileContents>();
+    if (!ReadOnWorker(app, path, text::kIconReadError, [contents, file = path.toStdString()](std::string& reason) {
+            return LoadIconContainer(file, *contents, reason) ? ReadResult::Read : ReadResult::NotReadable;
+        }))
+        return nullptr;
+    CKvDocument* first = nullptr;
+    for (NamedIcon& icon : contents->icons) {
+        const bool mac = icon.doc.macintosh;
+        auto* project = new CIconProject(mac ? shell::kTemplateIcns : shell::kTemplateIco);
+        project->Doc() = std::move(icon.doc);
+        project->container = contents->container;
+        project->SetPathName(path);
+        if (contents->Named()) project->SetTitle(QFileInfo(path).fileName() + ": " + QString::fromStdString(icon.name));
+        app.MainFrame()->AddDocumentWindow(project, new CIconDocMDI(*project, app.canvas));
+        if (first == nullptr) first = project;
+    }
+    return first;
+}
+
+bool CIconProject::Save(CKvApp& app, bool choose) {
+    if (!choose && CanSaveInPlace()) return SaveProjectTo(app, *this, PathName());
+    CIconProject* project = this;
+    const bool mac = project->Doc().macintosh;
+    // The proposed name: the document's own, with the extension of what the project is.
+    QString base = project->PathName().isEmpty() ? project->Title() : project->PathName();
+    if (!project->PathName().isEmpty()) {
+        const QFileInfo info(base);
+        base = info.absolutePath() + '/' + info.completeBaseName();
+    } else if (!app.prefs.ActualDir.empty()) {
+        base = Native(app.prefs.ActualDir) + '/' + base;
+    }
+    const QString suggested = base + project->Doc().DefaultExtension();
+
+    std::vector<shell::FileFilter> filters = shell::SaveFileFilters(mac);
+    for (const shell::FileFilter& f : shell::SaveFileFilters(!mac)) filters.push_back(f);
+    QString filterText, selected;
+    for (const shell::FileFilter& f : filters) {
+        const QString one = Native(f.QtFilter());
+        filterText += (filterText.isEmpty() ? "" : ";;") + one;
+        // The filter of what the project is now is offered first.
+        if (selected.isEmpty() && Native(f.patterns.front()).endsWith(project->Doc().DefaultExtension())) selected = one;
+    }
+    QString path = app.Prompts().GetSaveFileName(app.MainFrame(), suggested, filterText, &selected);
+    if (path.isEmpty()) return false;
+    const std::string ext = LowerExtension(path.toStdString());
+    if (ext != ".ico" && ext != ".cur" && ext != ".icns" && ext != ".iconset") {
+        // No extension of ours: the chosen filter's is added.
+        const qsizetype star = selected.indexOf("*.");
+        const QString added = star >= 0 ? selected.mid(star + 1).section(' ', 0, 0).remove(')') : QString(".ico");
+        path += added;
+    }
+    return SaveProjectTo(app, *this, path);
+}
+
+bool SaveProjectTo(CKvApp& app, CIconProject& project, const QString& path) {
+    // The document is not touched until the file is written: the kind, the order of the formats
+    // and the chosen format stay as they are whatever the save does.
+    const CIconDoc& doc = project.Doc();
+    const IconContainer kind = SaveKindOf(path.toStdString());
+    IconSavePlan plan;
+    if (!PlanIconSave(doc, kind, app.prefs.WinExplorerCompatibleOrder != 0, IcnsWriteOptions{app.prefs.MacPngElements != 0},
+                      /*findChanges=*/true, plan)) {
+        const char* why = kind == IconContainer::Icns      ? text::kNoMacElement
+                          : kind == IconContainer::Iconset ? text::kNoIconsetPicture
+                                                           : text::kFormatNotWritten;
+        app.ShowError(QString(text::kSaveFailed).arg(QDir::toNativeSeparators(path), why));
+        return false;
+    }
+    const QFileInfo target(path);
+    // What the file cannot hold is asked about before anything is written: formats left out, and
+    // formats a family stores otherwise (colours of its fixed palettes, one mask for a size).
+    if (!plan.leftOut.empty() || !plan.changed.empty()) {
+        QStringList lines;
+        for (const auto& [list, what] : {std::pair{&plan.leftOut, text::kLeftOut}, std::pair{&plan.changed, text::kSavedChanged}})
+            for (const int i : *list)
+                if (const CIconObject* f = doc.GetFormat(i))
+                    lines << QString("%1 x %2, %3: %4")
+                                 .arg(f->Width())
+                                 .arg(f->Height())
+                                 .arg(QString::fromStdString(shell::BitsText(f->BitCount())), what);
+        if (!app.Prompts().AskSaveOrCancel(app.MainFrame(), text::kAppTitle,
+                                       QString(text::kFormatsLeftOutQuestion).arg(target.fileName(), lines.join('\n'))))
+            return false;
+    }
+
+    if (target.exists() && target != QFileInfo(project.PathName())) {
+        OverwriteFacts facts;
+        facts.path = path;
+        facts.existingSize = target.size();
+        facts.existingDate = target.lastModified();
+        IconFileContents existing;
+        std::string error;
+        if (LoadIconContainer(path.toStdString(), existing, error) && !existing.icons.empty())
+            if (const CIconObject* best = existing.icons.front().doc.LargestFormat())
+                facts.existingPicture = ImageFromIcon(best->Icon());
+        facts.projectSize = static_cast<qint64>(plan.bytes.size());
+        facts.projectDate = project.LastChange();
+        if (const CIconObject* best = doc.LargestFormat()) facts.projectPicture = ImageFromIcon(best->Icon());
+        facts.macintosh = kind == IconContainer::Icns || kind == IconContainer::Iconset;
+        std::unique_ptr<CDialAskOverwriteIconProject> dialog =
+            facts.macintosh ? std::make_unique<CDialAskOverwriteIconProjectMac>(facts, app.MainFrame())
+                            : std::make_unique<CDialAskOverwriteIconProject>(facts, app.MainFrame());
+        if (app.Prompts().Exec(*dialog) != QDialog::Accepted) return false;
+    }
+
+    std::string error;
+    if (!WritePlannedSave(path.toStdString(), doc, plan, Durability::Flush, error)) {
+        app.ShowError(QString(text::kSaveFailed).arg(QDir::toNativeSeparators(path), Native(error)));
+        return false;
+    }
+    // A file that holds less than the document (formats left out, colours of a fixed palette, an
+    // icon set's pictures all at 32 bits) leaves it modified, so that closing it still asks.
+    const bool whole = plan.Whole(doc);
+    // The file is written: from here on the document is that file's, under its kind.
+    CIconDoc& saved = project.Doc();
+    const bool wasMacintosh = saved.macintosh;
+    saved.macintosh = kind == IconContainer::Icns || kind == IconContainer::Iconset;
+    saved.cursor = kind == IconContainer::Cur;
+    project.container = kind;
+    project.SetPathName(target.absoluteFilePath());
+    app.prefs.ActualDir = target.absolutePath().toStdString();
+    project.SetModifiedFlag(!whole);
+    // Sizes show as the new kind of file holds them ("32 x 32 @2x" only in a family).
+    if (saved.macintosh != wasMacintosh) emit project.formatsChanged();
+    if (whole && app.Recovery()) app.Recovery()->Forget(&project);
+    app.AddToRecentFileList(target.absoluteFilePath());
+    app.MainFrame()->updateActions();
+    return true;
+}
+
+}  // namespace tellurine::app

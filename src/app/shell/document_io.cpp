@@ -1,0 +1,131 @@
+#include "app/shell/document_io.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QMdiArea>
+#include <algorithm>
+#include <memory>
+#include <new>
+
+#include "app/ani/ani_doc.h"
+#include "app/common/long_work.h"
+#include "app/common/texts.h"
+#include "app/icon/icon_files.h"
+#include "app/picture/dib_frame.h"
+#include "app/program/exe_doc.h"
+#include "app/shell/kv_app.h"
+#include "app/shell/main_frame.h"
+#include "formats/iconset.h"
+
+namespace tellurine::app {
+namespace {
+
+struct KindOpener {
+    shell::DocKind kind;
+    DocumentOpener open;
+};
+
+// Every kind of document the program opens, and its opener. A kind without a line here is one
+// the program cannot open yet.
+constexpr KindOpener kOpeners[] = {
+    {shell::DocKind::IconProject, OpenIconFile},
+    {shell::DocKind::Image, OpenPictureFile},
+    {shell::DocKind::Vector, OpenPictureFile},
+    {shell::DocKind::Animation, OpenAnimatedCursor},
+    {shell::DocKind::Program, OpenProgramFile},
+    {shell::DocKind::WebPage, OpenWebPage},
+};
+
+// The first bytes of a file, enough for every check of the template choice.
+bool ReadHead(const QString& path, std::vector<std::uint8_t>& head) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) return false;
+    const QByteArray bytes = file.read(4096);
+    head.assign(bytes.begin(), bytes.end());
+    return true;
+}
+
+}  // namespace
+
+bool ReadOnWorker(CKvApp& app, const QString& path, const char* notReadable,
+                  const std::function<ReadResult(std::string& reason)>& read) {
+    struct Outcome {
+        ReadResult result = ReadResult::NotReadable;
+        std::string reason;
+    };
+    auto outcome = std::make_shared<Outcome>();
+    if (!RunFileRead(app.Prompts(), app.MainFrame(), path, [outcome, read] {
+            try {
+                outcome->result = read(outcome->reason);
+            } catch (const std::bad_alloc&) {
+                outcome->result = ReadResult::OutOfMemory;
+            }
+        }))
+        return false;
+    if (outcome->result == ReadResult::Read) return true;
+    ReportUnreadable(app, path, outcome->result, notReadable, outcome->reason);
+    return false;
+}
+
+void ReportUnreadable(CKvApp& app, const QString& path, ReadResult why, const char* notReadable,
+                      const std::string& reason) {
+    QString detail = QDir::toNativeSeparators(path);
+    if (!reason.empty()) detail = QString(text::kErrorDetail).arg(detail, QString::fromStdString(reason));
+    app.ForgetRecentFile(path);
+    if (why == ReadResult::OutOfMemory) app.ShowError(text::kOutOfMemory, text::kOutOfMemoryTitle, detail);
+    else app.ShowError(notReadable, {}, detail);
+}
+
+CKvDocument* CKvApp::OpenDocumentFile(const QString& givenPath) {
+    const QString path = QFileInfo(givenPath).absoluteFilePath();
+    // A file already open is brought to the front.
+    for (CKvMdiChild* child : mainFrame_->Children()) {
+        if (QFileInfo(child->Document()->PathName()) == QFileInfo(path)) {
+            mainFrame_->mdiArea->setActiveSubWindow(child);
+            return child->Document();
+        }
+    }
+
+    std::vector<std::uint8_t> head;
+    const bool iconset = IsIconsetPath(path.toStdString()) && QFileInfo(path).isDir();
+    if (!iconset && !ReadHead(path, head)) {
+        QFile file(path);
+        file.open(QIODevice::ReadOnly);
+        ShowError(QString(text::kFileNotFound).arg(QDir::toNativeSeparators(path), file.errorString()));
+        ForgetRecentFile(path);
+        return nullptr;
+    }
+    const int resource = shell::ChooseDocTemplate(path.toStdString(), head);
+    const shell::DocTemplateInfo& info = *shell::FindDocTemplate(resource);
+
+    const auto opener = std::find_if(std::begin(kOpeners), std::end(kOpeners),
+                                     [&](const KindOpener& k) { return k.kind == shell::DocKind(shell::DocKindOf(resource)); });
+    if (opener == std::end(kOpeners)) {
+        const QString kind = QString::fromStdString(shell::DocString(info, shell::kRegFileTypeName));
+        prompts_->ShowMessage(mainFrame_.get(), QMessageBox::Information, text::kAppTitle,
+                              QString(text::kCannotOpenYet).arg(QFileInfo(path).fileName(), kind));
+        return nullptr;
+    }
+    CKvDocument* first = opener->open(*this, path, resource);
+    if (first != nullptr) AddToRecentFileList(path);
+    return first;
+}
+
+// ---- Saving ------------------------------------------------------------------------------------
+
+bool CKvApp::SaveDocument(CKvDocument* document) { return document != nullptr && document->Save(*this, false); }
+
+bool CKvApp::SaveDocumentAs(CKvDocument* document) { return document != nullptr && document->Save(*this, true); }
+
+bool CKvApp::SaveModified(CKvDocument* document) {
+    if (document == nullptr || !document->IsModified()) return true;
+    switch (prompts_->AskSaveChanges(mainFrame_.get(), document->Title())) {
+        case UserPrompts::SaveAnswer::Save: return SaveDocument(document);
+        case UserPrompts::SaveAnswer::Discard: return true;
+        case UserPrompts::SaveAnswer::Cancel: return false;
+    }
+    return false;
+}
+
+}  // namespace tellurine::app
