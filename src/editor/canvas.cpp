@@ -22,6 +22,23 @@ int FitZoom(int width, int clientWidth, int clientHeight) {
     return std::clamp((std::min(clientWidth, clientHeight) - 20) / width, kMinZoom, kMaxZoom);
 }
 
+ViewScale ZoomIn(ViewScale scale) {
+    if (scale.shrink > 1) return {1, scale.shrink - 1};
+    return {ZoomIn(scale.zoom), 1};
+}
+
+ViewScale ZoomOut(ViewScale scale) {
+    if (scale.zoom > kMinZoom) return {ZoomOut(scale.zoom), 1};
+    return {kMinZoom, std::min(scale.shrink + 1, kMaxShrink)};
+}
+
+ViewScale FitScale(int width, int height, int clientWidth, int clientHeight) {
+    const int room = std::max(1, std::min(clientWidth, clientHeight) - 20);
+    const int largest = std::max(width, height);
+    if (largest <= room) return {FitZoom(width, clientWidth, clientHeight), 1};
+    return {kMinZoom, std::min((largest + room - 1) / room, kMaxShrink)};
+}
+
 PixelHit MouseToPixel(const CanvasPlacement& placement, int width, int height, int pointX, int pointY) {
     PixelHit hit;
     const int zoom = std::max(1, placement.zoom);

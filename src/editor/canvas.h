@@ -33,6 +33,22 @@ int FitZoom(int width, int clientWidth, int clientHeight);
 inline int ZoomIn(int zoom) { return zoom < kMaxZoom ? zoom + 1 : kMaxZoom; }
 inline int ZoomOut(int zoom) { return zoom > kMinZoom ? zoom - 1 : kMinZoom; }
 
+// A view's scale: `zoom` screen pixels per image pixel or, below 100 %, one screen pixel for
+// `shrink` image pixels (zoom 1, shrink 2 is 50 %), so that the largest formats can be seen whole.
+inline constexpr int kMaxShrink = 8;
+struct ViewScale {
+    int zoom = kNewViewZoom;
+    int shrink = 1;
+    [[nodiscard]] int Percent() const { return zoom * 100 / shrink; }
+    friend bool operator==(const ViewScale&, const ViewScale&) = default;
+};
+// One step in (.. 1/3, 1/2, 1, 2, 3 .. up to 30) or out (down to 1/8).
+ViewScale ZoomIn(ViewScale scale);
+ViewScale ZoomOut(ViewScale scale);
+// The scale that fits a width x height image to the window: FitZoom, or the smallest shrink that
+// makes it fit when it is larger than the window.
+ViewScale FitScale(int width, int height, int clientWidth, int clientHeight);
+
 // The pixel under a point of the view (in the view's scrolled coordinates).
 struct PixelHit {
     int x = 0;  // clamped to 0..width-1

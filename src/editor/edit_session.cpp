@@ -303,6 +303,14 @@ ToolResult EditSession::Release(int x, int y) {
     return result;
 }
 
+ToolResult EditSession::CancelStroke() {
+    if (!Stroking()) return {};
+    FormatEdit& edit = *stroke_.edit;
+    stroke_ = {};
+    edit.state = edit.committed;
+    return {CanvasRect{0, 0, edit.state.Width(), edit.state.Height()}, false};
+}
+
 bool EditSession::SetPreserveTransparency(int index, bool on) {
     if (State(index) == nullptr) return false;
     FormatEdit& edit = *Find(index);

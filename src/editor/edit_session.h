@@ -71,6 +71,9 @@ public:
     ToolResult Press(int index, CDrawTool& tool, ColourSelection& colours, int x, int y, bool right, bool copy);
     ToolResult Move(int x, int y);
     ToolResult Release(int x, int y);
+    // Ends the stroke without its effect (Esc while dragging): the format, its selection and its
+    // floating picture go back to what they were at the press. The whole format is reported changed.
+    ToolResult CancelStroke();
     [[nodiscard]] bool Stroking() const { return stroke_.tool != nullptr; }
     [[nodiscard]] int StrokeFormat() const { return stroke_.tool != nullptr ? stroke_.index : -1; }
 

@@ -39,6 +39,7 @@ private slots:
     void printingFitsTheFormatToThePage();
     void drawingWithThePencilAndTheLineThenUndoing();
     void selectingMovingCopyingAndPasting();
+    void largeFormatsShrinkTheWheelZoomsAboutThePointerAndEscCancels();
     void newIconDialogKeepsEachSystemsChoices();
 };
 
@@ -415,6 +416,64 @@ void FramesTest::drawingWithThePencilAndTheLineThenUndoing() {
     std::string error;
     QVERIFY(LoadIconContainer(path.toStdString(), contents, error));
     QCOMPARE(ImageFromIcon(contents.icons[0].doc.GetFormat(0)->Icon()).pixelColor(5, 3), red);
+}
+
+void FramesTest::largeFormatsShrinkTheWheelZoomsAboutThePointerAndEscCancels() {
+    OpenIcon o({{256, 32}});
+    auto& [s, path, main, frame, view, project] = o;
+    main->show();
+    main->ActiveChild()->resize(330, 330);
+    QCoreApplication::processEvents();
+    // Too big for the window: fitting shows it whole at 1/2, without the grid.
+    view->FitToWindow();
+    QCOMPARE(view->Zoom(), 1);
+    QCOMPARE(view->Shrink(), 2);
+    QVERIFY(view->CanvasTitle().endsWith("Zoom 50 %"));
+    QVERIFY(main->Action("view.zoomIn")->isEnabled() && main->Action("view.zoomOut")->isEnabled());
+    const QImage picture = ImageFromIcon(project->Doc().GetFormat(0)->Icon());
+    const QImage shot = view->viewport()->grab().toImage();
+    editor::CanvasPlacement at = view->Placement();
+    const auto screen = [&](int x, int y) {
+        return QPoint((at.originX + x * view->Zoom()) / view->Shrink() - view->horizontalScrollBar()->value(),
+                      (at.originY + y * view->Zoom()) / view->Shrink() - view->verticalScrollBar()->value());
+    };
+    const QColor seen = shot.pixelColor(screen(200, 60)), wanted = picture.pixelColor(200, 60);
+    QVERIFY2(std::abs(seen.red() - wanted.red()) + std::abs(seen.green() - wanted.green()) + std::abs(seen.blue() - wanted.blue()) < 12,
+             qPrintable(seen.name() + " " + wanted.name()));
+    editor::PixelHit hit = view->PixelAt(screen(200, 60));
+    QVERIFY(std::abs(hit.x - 200) <= 1 && std::abs(hit.y - 60) <= 1);
+
+    // Ctrl+wheel zooms in about the pointer: the pixel under it stays under it across (the picture
+    // is wider than the window; it is not as tall, so it stays centred down).
+    const QPoint pointer = screen(140, 120);
+    QWheelEvent wheel(pointer, view->viewport()->mapToGlobal(pointer), {}, {0, 120}, Qt::NoButton, Qt::ControlModifier,
+                      Qt::NoScrollPhase, false);
+    QCoreApplication::sendEvent(view->viewport(), &wheel);
+    QCOMPARE(view->Shrink(), 1);
+    QVERIFY(!view->AutoZoom());
+    hit = view->PixelAt(pointer);
+    QVERIFY2(std::abs(hit.x - 140) <= 1, qPrintable(QString::number(hit.x)));
+    QCOMPARE(view->Placement().originY, (view->viewport()->height() - 256) / 2);
+    // Ctrl+= zooms in too.
+    main->activateWindow();
+    QVERIFY(QTest::qWaitForWindowActive(main));
+    view->setFocus();
+    QTest::keyClick(view, Qt::Key_Equal, Qt::ControlModifier);
+    QCOMPARE(view->Zoom(), 2);
+
+    // Esc while a line is dragged drops it: nothing drawn, nothing to undo.
+    main->Action("tool.line")->trigger();
+    const QImage before = ImageFromIcon(project->Doc().GetFormat(0)->Icon());
+    view->verticalScrollBar()->setValue(0);
+    view->horizontalScrollBar()->setValue(0);
+    Mouse(view, QEvent::MouseButtonPress, 20, 20, Qt::LeftButton, Qt::LeftButton);
+    Mouse(view, QEvent::MouseMove, 60, 40, Qt::NoButton, Qt::LeftButton);
+    QTest::keyClick(view, Qt::Key_Escape);
+    Mouse(view, QEvent::MouseButtonRelease, 60, 40, Qt::LeftButton, Qt::NoButton);
+    QCOMPARE(ImageFromIcon(project->Doc().GetFormat(0)->Icon()), before);
+    QCOMPARE(project->EditState(0)->color.GetPixel(40, 30), project->Session().State(0)->color.GetPixel(40, 30));
+    QVERIFY(!project->IsModified());
+    QVERIFY(!main->Action("edit.undo")->isEnabled());
 }
 
 void FramesTest::selectingMovingCopyingAndPasting() {

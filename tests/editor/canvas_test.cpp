@@ -67,6 +67,22 @@ TEST(CanvasGeometry, PlacingFittingZoomingAndMapping) {
     EXPECT_EQ(ZoomIn(8), 9);
     EXPECT_EQ(ZoomOut(1), 1);
     EXPECT_EQ(ZoomOut(8), 7);
+    // Below 100 %: 1/2, 1/3 ... 1/8, and back up through them.
+    ViewScale scale{2, 1};
+    const int percents[] = {100, 50, 33, 25, 20, 16, 14, 12, 12};
+    for (const int percent : percents) {
+        scale = ZoomOut(scale);
+        EXPECT_EQ(scale.Percent(), percent);
+    }
+    EXPECT_EQ(ZoomIn(ViewScale{1, 3}), (ViewScale{1, 2}));
+    EXPECT_EQ(ZoomIn(ViewScale{1, 2}), (ViewScale{1, 1}));
+    EXPECT_EQ(ZoomIn(ViewScale{1, 1}), (ViewScale{2, 1}));
+    // Fitting: a format larger than the window is shrunk until it fits; a small one magnified.
+    EXPECT_EQ(FitScale(1024, 1024, 600, 500), (ViewScale{1, 3}));  // 480 pixels of room
+    EXPECT_EQ(FitScale(512, 512, 600, 532), (ViewScale{1, 1}));
+    EXPECT_EQ(FitScale(512, 512, 600, 531), (ViewScale{1, 2}));
+    EXPECT_EQ(FitScale(32, 32, 500, 300), (ViewScale{(300 - 20) / 32, 1}));
+    EXPECT_EQ(FitScale(1024, 1024, 30, 30).shrink, kMaxShrink);
 
     const CanvasPlacement p{8, 10, 20};
     struct Case {

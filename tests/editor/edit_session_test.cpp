@@ -136,6 +136,46 @@ TEST(EditSession, StrokesKeepOnlyWhatTheyChangedForUndo) {
     EXPECT_EQ(session.State(0)->color.GetPixel(135, 200), RGB(0, 0, 255));
 }
 
+// Esc during a drag: a shape, a selection and a moved selection all go back to how they were at
+// the press, with nothing to undo and nothing written into the icon.
+TEST(EditSession, CancelledStrokesLeaveNoTrace) {
+    CIconDoc doc;
+    CKvIcon icon;
+    ASSERT_TRUE(MakeBlankFormat(32, 32, 32, icon));
+    doc.AddFormat(std::move(icon));
+    EditSession session(doc);
+    int told = 0;
+    session.onEdited = [&](int, const CanvasRect&) { ++told; };
+    ColourSelection colours;
+    colours.foreground = RGB(255, 0, 0);
+    const FormatState before = *session.State(0);
+    const auto line = MakeTool(ToolKind::Line), select = MakeTool(ToolKind::Select);
+
+    session.Press(0, *line, colours, 2, 2, false, false);
+    session.Move(20, 20);
+    EXPECT_NE(session.State(0)->color, before.color);  // the shape shows while it is dragged
+    const ToolResult cancelled = session.CancelStroke();
+    EXPECT_EQ(cancelled.changed.Width(), 32);
+    EXPECT_FALSE(session.Stroking());
+    EXPECT_EQ(session.State(0)->color, before.color);
+    EXPECT_TRUE(session.Release(20, 20).changed.IsEmpty());  // the release after Esc does nothing
+    EXPECT_FALSE(session.CanUndo(0));
+
+    // A selection, then a drag of it cancelled: the selection stays where it was.
+    session.Press(0, *select, colours, 4, 4, false, false);
+    session.Move(10, 10);
+    session.Release(10, 10);
+    const PixelSelection chosen = session.State(0)->selection;
+    session.Press(0, *select, colours, 6, 6, false, false);
+    session.Move(16, 16);
+    session.CancelStroke();
+    EXPECT_EQ(session.State(0)->selection.Normalized().left, chosen.Normalized().left);
+    EXPECT_FALSE(session.State(0)->floatingColor.has_value());
+    EXPECT_EQ(session.State(0)->color, before.color);
+    EXPECT_EQ(told, 0);
+    EXPECT_EQ(session.CancelStroke().changed.Width(), 0);  // nothing to cancel
+}
+
 // Random scripts of every kind of edit on every depth: the canvas, the icon and the saved files
 // agree after every step, and undoing everything gives back what was opened.
 TEST(EditSession, WhatTheCanvasShowsIsWhatIsSaved) {

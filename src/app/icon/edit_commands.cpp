@@ -99,10 +99,11 @@ void RegisterEditCommands(CMainFrame& main) {
                   .checked = [&app] { return app.prefs.ShowIcoFormatBar != 0; }});
     commands.Add({.id = "view.zoomIn", .text = text::kZoomIn, .shortcut = QKeySequence::ZoomIn,
                   .execute = [canvas] { canvas()->ZoomIn(); },
-                  .enabled = [canvas] { return canvas() != nullptr && canvas()->Zoom() < editor::kMaxZoom; }});
+                  .enabled = [canvas] { return canvas() != nullptr && canvas()->CanZoomIn(); },
+                  .alternate = QKeySequence(Qt::CTRL | Qt::Key_Equal)});
     commands.Add({.id = "view.zoomOut", .text = text::kZoomOut, .shortcut = QKeySequence::ZoomOut,
                   .execute = [canvas] { canvas()->ZoomOut(); },
-                  .enabled = [canvas] { return canvas() != nullptr && canvas()->Zoom() > editor::kMinZoom; }});
+                  .enabled = [canvas] { return canvas() != nullptr && canvas()->CanZoomOut(); }});
     commands.Add({.id = "view.fit", .text = text::kFitToWindow, .shortcut = QKeySequence(Qt::CTRL | Qt::Key_0),
                   .execute = [canvas] { canvas()->FitToWindow(); }, .enabled = onCanvas});
     commands.Add({.id = "view.grid", .text = text::kDisplayGrid, .shortcut = QKeySequence(Qt::Key_G),

@@ -1,10 +1,12 @@
 #include "app/icon/icon_view.h"
 
+#include <QCoreApplication>
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPaintEvent>
 #include <QPainter>
 #include <QScrollBar>
+#include <QWheelEvent>
 #include <algorithm>
 
 #include "app/common/texts.h"
@@ -51,22 +53,25 @@ CIconView::CIconView(CIconProject& project, const CanvasContext& context, QWidge
 
 editor::CanvasPlacement CIconView::Placement() const {
     const CIconObject* format = project_.Doc().GetFormat(format_);
-    if (format == nullptr) return {zoom_, editor::kMinOrigin, editor::kMinOrigin};
-    return editor::PlaceImage(format->Width(), format->Height(), zoom_, viewport()->width(), viewport()->height());
+    if (format == nullptr) return {scale_.zoom, editor::kMinOrigin, editor::kMinOrigin};
+    // Below 100 % the image is placed at 100 % in a view `shrink` times the window's size.
+    return editor::PlaceImage(format->Width(), format->Height(), scale_.zoom, viewport()->width() * scale_.shrink,
+                              viewport()->height() * scale_.shrink);
 }
 
 editor::PixelHit CIconView::PixelAt(const QPoint& p) const {
     const CIconObject* format = project_.Doc().GetFormat(format_);
     if (format == nullptr) return {};
-    return editor::MouseToPixel(Placement(), format->Width(), format->Height(),
-                                p.x() + horizontalScrollBar()->value(), p.y() + verticalScrollBar()->value());
+    const int k = scale_.shrink;
+    return editor::MouseToPixel(Placement(), format->Width(), format->Height(), (p.x() + horizontalScrollBar()->value()) * k,
+                                (p.y() + verticalScrollBar()->value()) * k);
 }
 
 QString CIconView::CanvasTitle() const {
     const CIconObject* format = project_.Doc().GetFormat(format_);
     if (format == nullptr) return {};
     return QString::asprintf(text::kCanvasTitle, format->Width(), format->Height(),
-                             ColourCountText(*format).toUtf8().constData(), zoom_ * 100);
+                             ColourCountText(*format).toUtf8().constData(), scale_.Percent());
 }
 
 void CIconView::LoadBitmaps() { state_ = project_.EditState(format_); }
@@ -82,16 +87,16 @@ int CIconView::MaxZoom() const {
 }
 
 void CIconView::SetFormat(int index) {
-    if (format_ >= 0 && static_cast<std::size_t>(format_) < records_.size()) records_[static_cast<std::size_t>(format_)].zoom = zoom_;
+    if (format_ >= 0 && static_cast<std::size_t>(format_) < records_.size()) records_[static_cast<std::size_t>(format_)].scale = scale_;
     records_.resize(static_cast<std::size_t>(std::max(0, project_.Doc().GetFormatCount())));
     format_ = project_.Doc().GetFormat(index) != nullptr ? index : -1;
     LoadBitmaps();
     if (format_ >= 0) {
         const CIconObject* format = project_.Doc().GetFormat(format_);
         // Auto zoom fits each format to the window; otherwise each keeps the zoom it last had.
-        const int zoom = autoZoom_ ? editor::FitZoom(format->Width(), viewport()->width(), viewport()->height())
-                                   : records_[static_cast<std::size_t>(format_)].zoom;
-        zoom_ = std::min(zoom, MaxZoom());
+        scale_ = autoZoom_ ? editor::FitScale(format->Width(), format->Height(), viewport()->width(), viewport()->height())
+                           : records_[static_cast<std::size_t>(format_)].scale;
+        scale_.zoom = std::min(scale_.zoom, MaxZoom());
     }
     UpdateScrollArea();
     viewport()->update();
@@ -100,21 +105,22 @@ void CIconView::SetFormat(int index) {
 
 void CIconView::Reload() { SetFormat(format_ >= project_.Doc().GetFormatCount() ? project_.Doc().GetFormatCount() - 1 : format_); }
 
-void CIconView::SetZoom(int zoom, bool autoZoom) {
+void CIconView::SetScale(editor::ViewScale scale, bool autoZoom) {
     autoZoom_ = autoZoom;
-    zoom_ = std::clamp(zoom, editor::kMinZoom, MaxZoom());
+    scale_ = scale;
+    scale_.zoom = std::clamp(scale.zoom, editor::kMinZoom, MaxZoom());
     UpdateScrollArea();
     viewport()->update();
     emit canvasTitleChanged();
 }
 
-void CIconView::ZoomIn() { SetZoom(editor::ZoomIn(zoom_), false); }
-void CIconView::ZoomOut() { SetZoom(editor::ZoomOut(zoom_), false); }
+void CIconView::ZoomIn() { SetScale(editor::ZoomIn(scale_), false); }
+void CIconView::ZoomOut() { SetScale(editor::ZoomOut(scale_), false); }
 
 void CIconView::FitToWindow() {
     const CIconObject* format = project_.Doc().GetFormat(format_);
     if (format == nullptr) return;
-    SetZoom(editor::FitZoom(format->Width(), viewport()->width(), viewport()->height()), true);
+    SetScale(editor::FitScale(format->Width(), format->Height(), viewport()->width(), viewport()->height()), true);
 }
 
 void CIconView::ToggleGrid() {
@@ -124,14 +130,14 @@ void CIconView::ToggleGrid() {
 
 void CIconView::UpdateScrollArea() {
     const CIconObject* format = project_.Doc().GetFormat(format_);
-    const int w = format != nullptr ? format->Width() * zoom_ + editor::kScrollMargin : 0;
-    const int h = format != nullptr ? format->Height() * zoom_ + editor::kScrollMargin : 0;
+    const int w = format != nullptr ? format->Width() * scale_.zoom / scale_.shrink + editor::kScrollMargin : 0;
+    const int h = format != nullptr ? format->Height() * scale_.zoom / scale_.shrink + editor::kScrollMargin : 0;
     horizontalScrollBar()->setRange(0, std::max(0, w - viewport()->width()));
     verticalScrollBar()->setRange(0, std::max(0, h - viewport()->height()));
     horizontalScrollBar()->setPageStep(viewport()->width());
     verticalScrollBar()->setPageStep(viewport()->height());
-    horizontalScrollBar()->setSingleStep(std::max(1, zoom_));
-    verticalScrollBar()->setSingleStep(std::max(1, zoom_));
+    horizontalScrollBar()->setSingleStep(scale_.zoom);
+    verticalScrollBar()->setSingleStep(scale_.zoom);
 }
 
 void CIconView::paintEvent(QPaintEvent* event) {
@@ -139,21 +145,29 @@ void CIconView::paintEvent(QPaintEvent* event) {
     const QRect update = event->rect();
     painter.fillRect(update, palette().color(QPalette::Mid));
     if (format_ >= 0 && state_ != nullptr && !state_->color.IsNull()) {
-        const int sx = horizontalScrollBar()->value(), sy = verticalScrollBar()->value();
+        // Below 100 % the canvas is painted at 100 % and drawn shrunk: `k` view pixels a screen pixel.
+        const int k = scale_.shrink;
+        const int sx = horizontalScrollBar()->value() * k, sy = verticalScrollBar()->value() * k;
         editor::FloatingSelection floating;
         if (state_->floatingColor && state_->floatingMask)
             floating = {&*state_->floatingColor, &*state_->floatingMask, state_->floatingX, state_->floatingY,
                         state_->preserveTransparency, state_->floatingBehind};
         const editor::CanvasImage image{&state_->color, &state_->mask, state_->alpha, state_->selection,
                                         state_->selectionActive, floating.color != nullptr ? &floating : nullptr};
-        const editor::CanvasView view{zoom_, gridShown_};
-        const editor::CanvasRect rect{update.left() + sx, update.top() + sy, update.right() + 1 + sx, update.bottom() + 1 + sy};
+        // No grid below 100 %: it would hide the picture.
+        const editor::CanvasView view{scale_.zoom, gridShown_ && k == 1};
+        const editor::CanvasRect rect{update.left() * k + sx, update.top() * k + sy, (update.right() + 1) * k + sx,
+                                      (update.bottom() + 1) * k + sy};
         editor::PaintedArea painted;
         if (renderer_.Paint(image, context_.resources, view, Placement(), rect, painted) && !painted.source.IsEmpty()) {
             const DeviceBitmap& work = renderer_.Work();
             // The work bitmap's rows are 0x00RRGGBB, which is what QImage's RGB32 holds.
             const QImage shown(reinterpret_cast<const uchar*>(work.Row(0)), work.Width(), work.Height(),
                                static_cast<qsizetype>(work.Width()) * 4, QImage::Format_RGB32);
+            if (k > 1) {
+                painter.scale(1.0 / k, 1.0 / k);
+                painter.setRenderHint(QPainter::SmoothPixmapTransform);
+            }
             painter.drawImage(QPoint(painted.destX - sx, painted.destY - sy), shown,
                               QRect(painted.source.left, painted.source.top, painted.source.Width(),
                                     painted.source.Height()));
@@ -178,16 +192,18 @@ void CIconView::scrollContentsBy(int, int) { viewport()->update(); }
 QPoint CIconView::RawPixel(const QPoint& p) const {
     const editor::CanvasPlacement at = Placement();
     const auto floorDiv = [](int a, int b) { return a >= 0 ? a / b : -((-a + b - 1) / b); };
-    return {floorDiv(p.x() + horizontalScrollBar()->value() - at.originX, zoom_),
-            floorDiv(p.y() + verticalScrollBar()->value() - at.originY, zoom_)};
+    const int k = scale_.shrink;
+    return {floorDiv((p.x() + horizontalScrollBar()->value()) * k - at.originX, scale_.zoom),
+            floorDiv((p.y() + verticalScrollBar()->value()) * k - at.originY, scale_.zoom)};
 }
 
 void CIconView::UpdatePixels(const editor::CanvasRect& r) {
     if (r.IsEmpty()) return;
     const editor::CanvasPlacement at = Placement();
     const int sx = horizontalScrollBar()->value(), sy = verticalScrollBar()->value();
-    viewport()->update(QRect(at.originX + r.left * zoom_ - sx, at.originY + r.top * zoom_ - sy, r.Width() * zoom_ + 1,
-                             r.Height() * zoom_ + 1));
+    const int zoom = scale_.zoom, k = scale_.shrink;
+    viewport()->update(QRect((at.originX + r.left * zoom) / k - sx, (at.originY + r.top * zoom) / k - sy,
+                             r.Width() * zoom / k + 2, r.Height() * zoom / k + 2));
 }
 
 void CIconView::ToolResult(const editor::ToolResult& result) {
@@ -292,11 +308,43 @@ void CIconView::keyPressEvent(QKeyEvent* event) {
         return EditFormat([behind](editor::FormatState& s) { s.floatingBehind = behind; });
     }
     switch (event->key()) {
+        case Qt::Key_Escape:
+            // Esc drops the shape or selection being dragged.
+            if (stroking_) {
+                stroking_ = false;
+                ToolResult(project_.Session().CancelStroke());
+                EmitSelection();
+                return;
+            }
+            break;
         case Qt::Key_Backspace: emit undoRequested(); return;
         case Qt::Key_Return:
         case Qt::Key_Enter: emit propertiesRequested(); return;
-        default: QAbstractScrollArea::keyPressEvent(event);
+        default: break;
     }
+    QAbstractScrollArea::keyPressEvent(event);
+}
+
+void CIconView::wheelEvent(QWheelEvent* event) {
+    if (!(event->modifiers() & Qt::ControlModifier) || format_ < 0) return QAbstractScrollArea::wheelEvent(event);
+    event->accept();
+    // A step for each notch; a touchpad's small turns add up to one.
+    wheelDelta_ += event->angleDelta().y();
+    if (std::abs(wheelDelta_) < 120) return;
+    const bool in = wheelDelta_ > 0;
+    wheelDelta_ = 0;
+    // The image point under the pointer stays under it.
+    const QPointF p = event->position();
+    const editor::CanvasPlacement before = Placement();
+    const double u = ((p.x() + horizontalScrollBar()->value()) * scale_.shrink - before.originX) / double(scale_.zoom);
+    const double v = ((p.y() + verticalScrollBar()->value()) * scale_.shrink - before.originY) / double(scale_.zoom);
+    if (in) ZoomIn();
+    else ZoomOut();
+    // Scroll bars that come or go change the window, and so where the image lies.
+    QCoreApplication::sendPostedEvents(this, QEvent::LayoutRequest);
+    const editor::CanvasPlacement after = Placement();
+    horizontalScrollBar()->setValue(qRound((u * scale_.zoom + after.originX) / scale_.shrink - p.x()));
+    verticalScrollBar()->setValue(qRound((v * scale_.zoom + after.originY) / scale_.shrink - p.y()));
 }
 
 }  // namespace tellurine::app

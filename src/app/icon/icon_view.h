@@ -32,7 +32,11 @@ public:
     CIconView(CIconProject& project, const CanvasContext& context, QWidget* parent = nullptr);
 
     [[nodiscard]] int Format() const { return format_; }
-    [[nodiscard]] int Zoom() const { return zoom_; }
+    [[nodiscard]] int Zoom() const { return scale_.zoom; }
+    // Below 100 %: image pixels per screen pixel (1 at 100 % and above).
+    [[nodiscard]] int Shrink() const { return scale_.shrink; }
+    [[nodiscard]] bool CanZoomIn() const { return format_ >= 0 && editor::ZoomIn(scale_).zoom <= MaxZoom() && editor::ZoomIn(scale_) != scale_; }
+    [[nodiscard]] bool CanZoomOut() const { return format_ >= 0 && editor::ZoomOut(scale_) != scale_; }
     [[nodiscard]] bool AutoZoom() const { return autoZoom_; }
     [[nodiscard]] bool GridShown() const { return gridShown_; }
     // The image's place in the view's content (scroll offsets not applied).
@@ -87,6 +91,8 @@ protected:
     // A quick second click is a press like any other for the drawing tools.
     void mouseDoubleClickEvent(QMouseEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
+    // Ctrl+wheel zooms about the pointer.
+    void wheelEvent(QWheelEvent* event) override;
     void EmitSelection();
     void scrollContentsBy(int dx, int dy) override;
 
@@ -98,15 +104,16 @@ private:
     void UpdatePixels(const editor::CanvasRect& pixels);
     void ToolResult(const editor::ToolResult& result);
     void UpdateScrollArea();
-    void SetZoom(int zoom, bool autoZoom);
+    void SetScale(editor::ViewScale scale, bool autoZoom);
     [[nodiscard]] int MaxZoom() const;
 
     struct ViewRecord {
-        int zoom = editor::kNewViewZoom;
+        editor::ViewScale scale;
     };
     CIconProject& project_;
     int format_ = -1;
-    int zoom_ = editor::kNewViewZoom;
+    editor::ViewScale scale_;
+    int wheelDelta_ = 0;  // the wheel's turn not yet made a zoom step
     bool autoZoom_ = true;
     bool gridShown_ = true;
     std::vector<ViewRecord> records_;

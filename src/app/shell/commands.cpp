@@ -14,7 +14,8 @@ QAction* CommandRegistry::Add(Command command) {
     if (byId_.count(command.id) != 0) return nullptr;
     auto* action = new QAction(command.text, owner_);
     action->setObjectName(command.id);
-    if (!command.shortcut.isEmpty()) action->setShortcut(command.shortcut);
+    if (!command.alternate.isEmpty()) action->setShortcuts({command.shortcut, command.alternate});
+    else if (!command.shortcut.isEmpty()) action->setShortcut(command.shortcut);
     if (command.icon != QStyle::SP_CustomBase) action->setIcon(owner_->style()->standardIcon(command.icon));
     if (!command.statusTip.isEmpty()) action->setStatusTip(command.statusTip);
     action->setCheckable(static_cast<bool>(command.checked));

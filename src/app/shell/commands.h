@@ -32,6 +32,7 @@ struct Command {
     QString group{};
     QStyle::StandardPixmap icon = QStyle::SP_CustomBase;
     QString statusTip{};
+    QKeySequence alternate{};  // a second key (Ctrl+= beside Ctrl++)
 };
 
 class CommandRegistry : public QObject {
