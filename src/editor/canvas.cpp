@@ -72,6 +72,21 @@ PixelSelection PixelSelection::Normalized() const {
     return {std::min(left, right), std::min(top, bottom), std::max(left, right), std::max(top, bottom)};
 }
 
+int SelectionHandleAt(const PixelSelection& selection, int zoom, int zoomedX, int zoomedY, int reach) {
+    if (selection.IsEmpty()) return 0;
+    const PixelSelection s = selection.Normalized();
+    const int l = s.left * zoom, t = s.top * zoom, r = (s.right + 1) * zoom, b = (s.bottom + 1) * zoom;
+    const int cx = (l + r) / 2, cy = (t + b) / 2;
+    const struct {
+        int x, y, edges;
+    } handles[] = {{l, t, kEdgeLeft | kEdgeTop},     {cx, t, kEdgeTop},    {r, t, kEdgeRight | kEdgeTop},
+                   {l, cy, kEdgeLeft},                {r, cy, kEdgeRight},  {l, b, kEdgeLeft | kEdgeBottom},
+                   {cx, b, kEdgeBottom},              {r, b, kEdgeRight | kEdgeBottom}};
+    for (const auto& h : handles)
+        if (std::abs(zoomedX - h.x) <= reach && std::abs(zoomedY - h.y) <= reach) return h.edges;
+    return 0;
+}
+
 namespace {
 
 constexpr COLORREF kFrameDark = 0x505050;

@@ -86,6 +86,13 @@ struct PixelSelection {
     [[nodiscard]] PixelSelection Normalized() const;
 };
 
+// The handles of a selection's frame, named by the edges they move.
+enum SelectionEdge { kEdgeLeft = 1, kEdgeTop = 2, kEdgeRight = 4, kEdgeBottom = 8 };
+// The edges moved by the handle under a point (in zoomed image coordinates, relative to the
+// image's top-left), or 0. The handles are centred on the frame's corners and the middles of its
+// sides and reach `reach` zoomed pixels each way, as the frame draws them.
+int SelectionHandleAt(const PixelSelection& selection, int zoom, int zoomedX, int zoomedY, int reach = 3);
+
 // A floating selection: its own image and mask over the format at a position.
 struct FloatingSelection {
     const DeviceBitmap* color = nullptr;

@@ -259,6 +259,12 @@ public:
         attached_ = &format;
     }
     ToolResult ButtonDown(FormatState& format, ColourSelection&, int x, int y, bool) override {
+        // A handle of a selection that is not floating resizes it.
+        resizing_ = format.selectionActive && !format.floatingColor ? settings.resizeEdges : 0;
+        if (resizing_ != 0) {
+            resized_ = format.selection.Normalized();
+            return {Whole(format)};
+        }
         moving_ = SelectionContains(format, x, y);
         lastX_ = x;
         lastY_ = y;
@@ -273,6 +279,15 @@ public:
         return {Whole(format)};
     }
     ToolResult PointerMove(FormatState& format, ColourSelection&, int x, int y) override {
+        if (resizing_ != 0) {
+            PixelSelection s = resized_;
+            if (resizing_ & kEdgeLeft) s.left = x;
+            if (resizing_ & kEdgeRight) s.right = x;
+            if (resizing_ & kEdgeTop) s.top = y;
+            if (resizing_ & kEdgeBottom) s.bottom = y;
+            SelectRectangle(format, s.left, s.top, s.right, s.bottom);
+            return {Whole(format)};
+        }
         if (moving_) MoveSelection(format, x - lastX_, y - lastY_, false);
         else SelectRectangle(format, startX_, startY_, x, y);
         lastX_ = x;
@@ -283,6 +298,8 @@ public:
 private:
     static CanvasRect Whole(const FormatState& format) { return {0, 0, format.Width(), format.Height()}; }
     bool moving_ = false;
+    int resizing_ = 0;  // the edges the pressed handle moves
+    PixelSelection resized_;
     const FormatState* attached_ = nullptr;
 };
 

@@ -23,6 +23,7 @@ struct ToolSettings {
     bool copyOnMove = false;  // the selection tool moves a copy (Ctrl or Alt held)
     int gradient = kSolid;    // a gradient mode, plus kReflectedGradient for the reflected effect
     bool smoothEdges = true;  // Smooth32BppDraw: anti-aliased edges on formats with alpha
+    int resizeEdges = 0;      // the selection handle pressed (SelectionHandleAt), for the selection tool
 };
 
 // What an event did: the format's rectangle that changed (empty when nothing did), and whether

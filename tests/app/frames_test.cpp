@@ -492,6 +492,26 @@ void FramesTest::selectingMovingCopyingAndPasting() {
     QCOMPARE(main->selectionPane->Text(), QString("@1  4x4"));
     QCOMPARE(main->selectionPane->Picture(), 1);
     QVERIFY(!project->IsModified());  // selecting changes no pixel
+    // Its bottom-right handle (on the frame's corner) resizes it, and changes no pixel either.
+    const auto atHandle = [&](QEvent::Type type, int x, int y, Qt::MouseButtons held) {
+        const editor::CanvasPlacement at = view->Placement();
+        const QPointF point(at.originX + x * view->Zoom() - view->horizontalScrollBar()->value(),
+                            at.originY + y * view->Zoom() - view->verticalScrollBar()->value());
+        QMouseEvent event(type, point, view->viewport()->mapToGlobal(point),
+                          type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton, held, Qt::NoModifier);
+        QCoreApplication::sendEvent(view->viewport(), &event);
+    };
+    atHandle(QEvent::MouseMove, 6, 6, Qt::NoButton);
+    QCOMPARE(view->viewport()->cursor().shape(), Qt::SizeFDiagCursor);
+    atHandle(QEvent::MouseButtonPress, 6, 6, Qt::LeftButton);
+    Mouse(view, QEvent::MouseMove, 9, 7, Qt::NoButton, Qt::LeftButton);
+    Mouse(view, QEvent::MouseButtonRelease, 9, 7, Qt::LeftButton, Qt::NoButton);
+    QCOMPARE(main->selectionPane->Text(), QString("@1  8x6"));
+    atHandle(QEvent::MouseButtonPress, 10, 8, Qt::LeftButton);
+    Mouse(view, QEvent::MouseMove, 5, 5, Qt::NoButton, Qt::LeftButton);
+    Mouse(view, QEvent::MouseButtonRelease, 5, 5, Qt::LeftButton, Qt::NoButton);
+    QCOMPARE(main->selectionPane->Text(), QString("@1  4x4"));
+    QVERIFY(!project->IsModified());
     Drag(view, {3, 3}, {8, 8});
     QVERIFY(project->IsModified());
     QCOMPARE(pixel(7, 7), original.pixelColor(2, 2));

@@ -124,5 +124,48 @@ TEST(Selection, TheSelectionToolDragsRectanglesAndMovesThem) {
     EXPECT_EQ(f.selection.left, 0);
 }
 
+TEST(Selection, HandlesResizeTheFrameWithoutPickingItUp) {
+    // Handles at the corners and the middles of the sides, on the frame's lines at the zoom.
+    const PixelSelection s{1, 1, 2, 4};  // zoomed by 8: x 8..24, y 8..40
+    struct {
+        int x, y, edges;
+    } const hits[] = {{8, 8, kEdgeLeft | kEdgeTop},  {24, 40, kEdgeRight | kEdgeBottom}, {16, 8, kEdgeTop},
+                      {24, 24, kEdgeRight},          {11, 5, kEdgeLeft | kEdgeTop},       {12, 8, 0},
+                      {16, 24, 0},                   {8, 40, kEdgeLeft | kEdgeBottom}};
+    for (const auto& h : hits) EXPECT_EQ(SelectionHandleAt(s, 8, h.x, h.y), h.edges) << h.x << "," << h.y;
+    EXPECT_EQ(SelectionHandleAt({}, 8, 0, 0), 0);
+    EXPECT_EQ(SelectionHandleAt(s, 8, 12, 8, 4), kEdgeLeft | kEdgeTop);  // a longer reach below 100 %
+
+    // The selection tool pressed on a handle moves those edges and lifts nothing.
+    ColourSelection colours;
+    std::unique_ptr<CDrawTool> tool = MakeTool(ToolKind::Select);
+    FormatState f = Numbered(true);
+    SelectRectangle(f, 1, 1, 2, 4);
+    const DeviceBitmap before = f.color;
+    tool->settings.resizeEdges = kEdgeRight | kEdgeBottom;
+    tool->ButtonDown(f, colours, 2, 4, false);
+    tool->PointerMove(f, colours, 4, 9);  // past the image: clipped
+    tool->ButtonUp(f, colours, 4, 9);
+    EXPECT_FALSE(f.floatingColor.has_value());
+    EXPECT_EQ(f.color, before);
+    EXPECT_EQ(f.selection.left, 1);
+    EXPECT_EQ(f.selection.right, 4);
+    EXPECT_EQ(f.selection.bottom, 5);
+    tool->settings.resizeEdges = kEdgeLeft;  // dragged past the right edge, it turns over
+    tool->ButtonDown(f, colours, 1, 2, false);
+    tool->PointerMove(f, colours, 5, 2);
+    EXPECT_EQ(f.selection.Normalized().left, 4);
+    EXPECT_EQ(f.selection.Normalized().right, 5);
+    // A floating selection is not resized: the press carries it.
+    tool->settings.resizeEdges = 0;
+    tool->ButtonDown(f, colours, 4, 3, false);
+    tool->PointerMove(f, colours, 3, 3);
+    ASSERT_TRUE(f.floatingColor.has_value());
+    tool->settings.resizeEdges = kEdgeLeft;
+    tool->ButtonDown(f, colours, 3, 3, false);
+    tool->PointerMove(f, colours, 2, 3);
+    EXPECT_EQ(f.floatingX, 2);
+}
+
 }  // namespace
 }  // namespace tellurine::editor

@@ -218,10 +218,23 @@ void CIconView::mousePressEvent(QMouseEvent* event) {
         (!right && event->button() != Qt::LeftButton))
         return QAbstractScrollArea::mousePressEvent(event);
     const editor::PixelHit hit = PixelAt(event->position().toPoint());
-    if (!hit.inside || state_ == nullptr) return;
+    // A handle may lie just outside the image.
+    const int handle = HandleAt(event->position().toPoint());
+    if ((!hit.inside && handle == 0) || state_ == nullptr) return;
+    context_.tool->settings.resizeEdges = handle;
     stroking_ = true;
     const bool copy = (event->modifiers() & (Qt::ControlModifier | Qt::AltModifier)) != 0;
     ToolResult(session.Press(format_, *context_.tool, *context_.colours, hit.x, hit.y, right, copy));
+}
+
+int CIconView::HandleAt(const QPoint& p) const {
+    if (context_.tool == nullptr || context_.tool->Kind() != editor::ToolKind::Select || state_ == nullptr ||
+        !state_->selectionActive || state_->floatingColor)
+        return 0;
+    const editor::CanvasPlacement at = Placement();
+    const int k = scale_.shrink;
+    return editor::SelectionHandleAt(state_->selection, scale_.zoom, (p.x() + horizontalScrollBar()->value()) * k - at.originX,
+                                     (p.y() + verticalScrollBar()->value()) * k - at.originY, 3 * k);
 }
 
 void CIconView::mouseDoubleClickEvent(QMouseEvent* event) { mousePressEvent(event); }
@@ -231,7 +244,15 @@ void CIconView::mouseMoveEvent(QMouseEvent* event) {
     emit pointerMoved(hit.x, hit.y, hit.inside);
     // The tool's pointer over the image.
     Qt::CursorShape shape = Qt::ArrowCursor;
-    if (context_.tool != nullptr && state_ != nullptr && hit.inside) {
+    const int handle = stroking_ ? 0 : HandleAt(event->position().toPoint());
+    if (handle != 0) {
+        using namespace editor;
+        const bool diagonal = handle == (kEdgeLeft | kEdgeTop) || handle == (kEdgeRight | kEdgeBottom);
+        const bool across = handle == kEdgeLeft || handle == kEdgeRight;
+        shape = (handle & (kEdgeLeft | kEdgeRight)) != 0 && (handle & (kEdgeTop | kEdgeBottom)) != 0
+                    ? (diagonal ? Qt::SizeFDiagCursor : Qt::SizeBDiagCursor)
+                    : across ? Qt::SizeHorCursor : Qt::SizeVerCursor;
+    } else if (context_.tool != nullptr && state_ != nullptr && hit.inside) {
         switch (context_.tool->QueryCursor(*state_, hit.x, hit.y)) {
             case editor::ToolCursor::Cross: shape = Qt::CrossCursor; break;
             case editor::ToolCursor::Picker: shape = Qt::PointingHandCursor; break;

@@ -104,6 +104,9 @@ private:
     void UpdatePixels(const editor::CanvasRect& pixels);
     void ToolResult(const editor::ToolResult& result);
     void UpdateScrollArea();
+    // The edges moved by the selection handle under a viewport point (0 for none, or when the
+    // selection tool is not the current one or the selection floats).
+    [[nodiscard]] int HandleAt(const QPoint& viewportPoint) const;
     void SetScale(editor::ViewScale scale, bool autoZoom);
     [[nodiscard]] int MaxZoom() const;
 
