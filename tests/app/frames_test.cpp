@@ -5,6 +5,7 @@
 #include <QClipboard>
 #include <QComboBox>
 #include <QLabel>
+#include <QLineEdit>
 #include <QListWidget>
 #include <QMdiArea>
 #include <QPainter>
@@ -282,8 +283,19 @@ void FramesTest::displayPreferencesRepaintEveryWindowAndAreSaved() {
         QCOMPARE(CPrefsPropertySheet::ButtonColour(d.transparentColor1), 0x303030u);
         d.showGrid->setChecked(false);
         d.strongerSpacing->setValue(4);
-        d.macPngElements->setChecked(true);
+        d.template findChild<QCheckBox*>("MacPngElements")->setChecked(true);
+        // The pages of plain values, each widget named after its value.
+        QStringList titles;
+        for (int i = 0; i < d.pages->count(); ++i) titles << d.pages->tabText(i);
+        QCOMPARE(titles, QStringList({"Canvas", "Start-up", "Saving", "Colors", "Folders"}));
+        QVERIFY(!d.template findChild<QCheckBox*>("ShowSplashScreen")->isChecked());  // the test's profile
+        d.template findChild<QCheckBox*>("ShowSplashScreen")->setChecked(true);
+        d.template findChild<QCheckBox*>("Smooth32BppDraw")->setChecked(false);
+        QCOMPARE(d.template findChild<QSpinBox*>("FgOpacity")->value(), 200);  // the colour bar's, as it is now
+        d.template findChild<QSpinBox*>("FgOpacity")->setValue(99);
+        d.template findChild<QLineEdit*>("ActualDir")->setText("/somewhere/icons");
     }));
+    s.app->colours.foregroundOpacity = 200;
     s.app->MainFrame()->Action("app.preferences")->trigger();
     QCOMPARE(s.app->prefs.TransparencyStyle, 0);
     QCOMPARE(s.app->prefs.TransparencyColorSheme, 4);
@@ -296,6 +308,11 @@ void FramesTest::displayPreferencesRepaintEveryWindowAndAreSaved() {
     QCOMPARE(ini.value("specs/ShowGrid").toInt(), 0);
     QCOMPARE(ini.value("prefs/GridStrongerPixelCount").toInt(), 4);
     QCOMPARE(ini.value("prefs/MacPngElements").toInt(), 1);
+    QCOMPARE(ini.value("prefs/ShowSplashScreen").toInt(), 1);
+    QCOMPARE(ini.value("folders/ActualDir").toString(), QString("/somewhere/icons"));
+    QCOMPARE(s.app->colours.foregroundOpacity, 99);
+    for (const auto& tool : s.app->tools) QVERIFY(!tool->settings.smoothEdges);
+    QVERIFY(!s.app->MainFrame()->Action("tools.smoothEdges")->isChecked());
 
     // Cancelling changes nothing.
     s.prompts->dialogActions.push_back([](QDialog&) { return int(QDialog::Rejected); });

@@ -1,7 +1,9 @@
 #include "shell/preferences.h"
+#include "shell/preference_pages.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <set>
 #include <vector>
 
@@ -112,6 +114,40 @@ TEST(NewFormats, ListsHoldEverySizeAndDepthOnce) {
     for (const NewFormat& f : MacNewFormats())
         if (f.chosenByDefault) chosen.push_back(f.bits == 32 ? f.size : -f.size);
     EXPECT_EQ(chosen, (std::vector<int>{16, 32, 64, 128, 256, 512, 1024}));
+}
+
+// The dialog's pages reach each value by its name: a misspelt name would show nothing and lose
+// what the user set.
+TEST(PreferencePages, EveryFieldIsAValueOfItsKindOnAPage) {
+    Preferences prefs;
+    std::set<std::string> names;
+    for (const PreferenceName& n : AllPreferenceNames()) names.insert(n.name);
+    std::set<std::string> pagesUsed;
+    for (const PrefField& field : PreferenceFields()) {
+        SCOPED_TRACE(field.name);
+        EXPECT_TRUE(names.count(field.name));
+        EXPECT_TRUE(std::find(PreferencePages().begin(), PreferencePages().end(), std::string_view(field.page)) !=
+                    PreferencePages().end());
+        pagesUsed.insert(field.page);
+        if (field.control == PrefControl::Folder) {
+            EXPECT_NE(StringPreference(prefs, field.name), nullptr);
+            EXPECT_EQ(IntPreference(prefs, field.name), nullptr);
+        } else {
+            int* value = IntPreference(prefs, field.name);
+            ASSERT_NE(value, nullptr);
+            EXPECT_LE(field.minimum, *value);  // the default is in range
+            EXPECT_LE(*value, field.maximum);
+        }
+    }
+    EXPECT_EQ(pagesUsed.size(), PreferencePages().size());
+    // The accessors reach the variable itself, names with digits first included.
+    *IntPreference(prefs, "ShowSplashScreen") = 0;
+    EXPECT_EQ(prefs.ShowSplashScreen, 0);
+    *IntPreference(prefs, "8bppSavedFgIndex") = 7;
+    EXPECT_EQ(prefs.SavedFgIndex8bpp, 7);
+    *StringPreference(prefs, "ActualDir") = "/x";
+    EXPECT_EQ(prefs.ActualDir, "/x");
+    EXPECT_EQ(IntPreference(prefs, "NoSuchValue"), nullptr);
 }
 
 }  // namespace

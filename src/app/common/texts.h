@@ -122,10 +122,7 @@ inline constexpr const char* kPropertiesSize = "Size:";
 inline constexpr const char* kPropertiesDepth = "Colors:";
 inline constexpr const char* kPropertiesCompressed = "&Compressed (stored as PNG)";
 inline constexpr const char* kPropertiesMacElement = "Macintosh &element:";
-// Preferences, page of files.
-inline constexpr const char* kFilesPage = "Files";
-inline constexpr const char* kMacPngElements =
-    "Store new 256 and 512 pixel Macintosh elements as &PNG (as current Mac tools do), not JPEG 2000";
+inline constexpr const char* kBrowse = "Browse...";
 
 // The colour bar.
 inline constexpr const char* kColorBar = "&Color Bar";

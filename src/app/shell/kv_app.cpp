@@ -274,10 +274,15 @@ void CKvApp::ApplyCanvasPreferences() {
 }
 
 bool CKvApp::EditPreferences(QWidget* parent) {
+    // The colour bar's numbers are live: the dialog shows them as they are now, and gives them back.
+    for (const auto& [pref, colour] : kSavedColourNumbers) prefs.*pref = colours.*colour;
     CPrefsPropertySheet sheet(prefs, Prompts(), parent);
     if (prompts_->Exec(sheet) != QDialog::Accepted) return false;
     prefs = sheet.Values();
+    for (const auto& [pref, colour] : kSavedColourNumbers) colours.*colour = prefs.*pref;
+    for (const auto& tool : tools) tool->settings.smoothEdges = prefs.Smooth32BppDraw != 0;
     ApplyCanvasPreferences();
+    if (mainFrame_) mainFrame_->updateActions();
     shell::SavePreferences(*profile_, prefs);
     profile_->Sync();
     return true;

@@ -1,6 +1,9 @@
 #include "app/shell/prefs_dialog.h"
 
 #include <QCheckBox>
+#include <QDir>
+#include <QHBoxLayout>
+#include <QLineEdit>
 #include <QComboBox>
 #include <QDialogButtonBox>
 #include <QFormLayout>
@@ -11,6 +14,7 @@
 
 #include "app/icon/dialogs.h"
 #include "shell/app_support.h"
+#include "shell/preference_pages.h"
 #include "app/common/texts.h"
 #include "image/palette.h"
 
@@ -59,13 +63,7 @@ CPrefsPropertySheet::CPrefsPropertySheet(const shell::Preferences& prefs, UserPr
     form->addRow(autoZoom);
     pages->addTab(canvas, text::kCanvasPage);
 
-    auto* files = new QWidget(pages);
-    auto* filesForm = new QFormLayout(files);
-    macPngElements = new QCheckBox(text::kMacPngElements, files);
-    macPngElements->setObjectName("macPngElements");
-    macPngElements->setChecked(prefs.MacPngElements != 0);
-    filesForm->addRow(macPngElements);
-    pages->addTab(files, text::kFilesPage);
+    AddValuePages();
 
     connect(colourScheme, &QComboBox::currentIndexChanged, this, &CPrefsPropertySheet::OnSchemeChanged);
     // Choosing a colour by hand makes the scheme the user's own.
@@ -77,6 +75,50 @@ CPrefsPropertySheet::CPrefsPropertySheet(const shell::Preferences& prefs, UserPr
     auto* content = new QVBoxLayout;
     content->addWidget(pages);
     AddOkCancel(this, content);
+}
+
+void CPrefsPropertySheet::AddValuePages() {
+    // Each widget is named after its value, and takes and gives it by that name.
+    for (const char* page : shell::PreferencePages()) {
+        auto* widget = new QWidget(pages);
+        widget->setObjectName(page);
+        auto* form = new QFormLayout(widget);
+        for (const shell::PrefField& field : shell::PreferenceFields()) {
+            if (QString(field.page) != page) continue;
+            switch (field.control) {
+                case shell::PrefControl::Check: {
+                    auto* check = new QCheckBox(field.label, widget);
+                    check->setChecked(*shell::IntPreference(prefs_, field.name) != 0);
+                    form->addRow(check);
+                    check->setObjectName(field.name);
+                    break;
+                }
+                case shell::PrefControl::Number: {
+                    auto* number = new QSpinBox(widget);
+                    number->setRange(field.minimum, field.maximum);
+                    number->setValue(std::clamp(*shell::IntPreference(prefs_, field.name), field.minimum, field.maximum));
+                    number->setObjectName(field.name);
+                    form->addRow(field.label, number);
+                    break;
+                }
+                case shell::PrefControl::Folder: {
+                    auto* row = new QHBoxLayout;
+                    auto* edit = new QLineEdit(QString::fromStdString(*shell::StringPreference(prefs_, field.name)), widget);
+                    edit->setObjectName(field.name);
+                    auto* browse = new QPushButton(text::kBrowse, widget);
+                    connect(browse, &QPushButton::clicked, this, [this, edit, label = QString(field.label)] {
+                        const QString folder = prompts_.GetExistingDirectory(this, label, edit->text());
+                        if (!folder.isEmpty()) edit->setText(QDir::toNativeSeparators(folder));
+                    });
+                    row->addWidget(edit);
+                    row->addWidget(browse);
+                    form->addRow(field.label, row);
+                    break;
+                }
+            }
+        }
+        pages->addTab(widget, page);
+    }
 }
 
 QPushButton* CPrefsPropertySheet::ColourButton(std::uint32_t colour) {
@@ -122,7 +164,16 @@ const shell::Preferences& CPrefsPropertySheet::Values() {
     prefs_.PreviewColor = shell::ProfileColourText(ButtonColour(previewColor));
     prefs_.ShowGrid = showGrid->isChecked() ? 1 : 0;
     prefs_.DefaultZoomAuto = autoZoom->isChecked() ? 1 : 0;
-    prefs_.MacPngElements = macPngElements->isChecked() ? 1 : 0;
+    for (const shell::PrefField& field : shell::PreferenceFields()) {
+        if (field.control == shell::PrefControl::Folder) {
+            if (const auto* edit = findChild<QLineEdit*>(field.name))
+                *shell::StringPreference(prefs_, field.name) = edit->text().trimmed().toStdString();
+        } else if (const auto* check = findChild<QCheckBox*>(field.name)) {
+            *shell::IntPreference(prefs_, field.name) = check->isChecked() ? 1 : 0;
+        } else if (const auto* number = findChild<QSpinBox*>(field.name)) {
+            *shell::IntPreference(prefs_, field.name) = number->value();
+        }
+    }
     return prefs_;
 }
 

@@ -1,5 +1,5 @@
-// The preferences dialog, CPrefsPropertySheet: for now its canvas page, which edits how the
-// editing canvas shows transparency and the grid.
+// The preferences dialog, CPrefsPropertySheet: the canvas page, which edits how the editing
+// canvas shows transparency and the grid, then the pages of plain values.
 #pragma once
 
 #include <QDialog>
@@ -34,7 +34,6 @@ public:
     QPushButton* previewColor = nullptr;
     QCheckBox* showGrid = nullptr;
     QCheckBox* autoZoom = nullptr;
-    QCheckBox* macPngElements = nullptr;
 
     // The colour a colour button shows.
     static std::uint32_t ButtonColour(const QPushButton* button);
@@ -45,6 +44,8 @@ private slots:
 
 private:
     QPushButton* ColourButton(std::uint32_t colour);
+    // The pages of plain values (start-up, saving, colours, folders), built from their table.
+    void AddValuePages();
     shell::Preferences prefs_;
     UserPrompts& prompts_;
 };
