@@ -271,6 +271,24 @@ void ExeDocTest::opensAndCopiesAGroup() {
     DeviceBitmap color, alpha;
     QVERIFY(PictureFromMimeData(*copied, color, alpha));
     QCOMPARE(color.Width(), 256);
+    // A file manager gets it as an .ico file, named as Save names it.
+    QCOMPARE(copied->urls().size(), 1);
+    const QString file = copied->urls().front().toLocalFile();
+    QCOMPARE(QString::fromUtf8(copied->data(kFileListMime)), file);
+    QCOMPARE(QFileInfo(file).fileName(), frame->Document().IcoFileName(0));
+    IconFileContents written;
+    std::string error;
+    QVERIFY(LoadIconContainer(file.toStdString(), written, error));
+    QCOMPARE(written.icons.front().doc.GetFormatCount(), static_cast<int>(keys.size()));
+    // The whole icon pastes as a new project of its formats.
+    CKvApp& app = *s.app;
+    QTRY_VERIFY(app.MainFrame()->Action("edit.pasteAsNewIcon")->isEnabled());
+    const std::size_t windows = app.MainFrame()->Children().size();
+    app.MainFrame()->Action("edit.pasteAsNewIcon")->trigger();
+    QCOMPARE(app.MainFrame()->Children().size(), windows + 1);
+    auto* pasted = qobject_cast<CIconProject*>(app.MainFrame()->ActiveDocument());
+    QVERIFY(pasted != nullptr && pasted->IsModified() == false);
+    QCOMPARE(pasted->Doc().GetFormatCount(), static_cast<int>(keys.size()));
 }
 
 void ExeDocTest::savesGroupsAsIcoFiles() {

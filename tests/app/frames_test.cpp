@@ -605,6 +605,22 @@ void FramesTest::selectingMovingCopyingAndPasting() {
     QCOMPARE(project->Doc().GetFormatCount(), 3);
     QCOMPARE(project->Doc().GetFormat(2)->Height(), 7);
     QCOMPARE(project->Doc().GetFormat(2)->BitCount(), 32);
+    QVERIFY(!main->Action("edit.pasteAsNewIcon")->isEnabled());  // a picture is no whole icon
+
+    // A whole format copied carries the whole icon too: pasted as a new icon, every format comes.
+    CKvDocument* otherIcon = s.app->OpenDocumentFile(other);
+    auto* source = qobject_cast<CIconProject*>(otherIcon);
+    source->AddFormat(MakeFormat(16, 32));
+    const int formats = source->Doc().GetFormatCount();
+    main->Action("edit.copy")->trigger();
+    QVERIFY(QGuiApplication::clipboard()->mimeData()->hasFormat("Korvane IconEdit Data"));
+    QVERIFY(main->Action("edit.pasteAsNewIcon")->isEnabled());
+    main->Action("edit.pasteAsNewIcon")->trigger();
+    auto* whole = qobject_cast<CIconProject*>(main->ActiveDocument());
+    QVERIFY(whole != nullptr && whole != source);
+    QCOMPARE(whole->Doc().GetFormatCount(), formats);
+    for (int i = 0; i < formats; ++i)
+        QCOMPARE(ImageFromIcon(whole->Doc().GetFormat(i)->Icon()), ImageFromIcon(source->Doc().GetFormat(i)->Icon()));
 }
 
 QTEST_MAIN(FramesTest)

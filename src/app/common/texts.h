@@ -166,6 +166,7 @@ inline constexpr const char* kCut = "Cu&t";
 inline constexpr const char* kCopy = "&Copy";
 inline constexpr const char* kPaste = "&Paste";
 inline constexpr const char* kPasteAsFormat = "Paste as &New Format";
+inline constexpr const char* kPasteAsNewIcon = "Paste as New &Icon";
 inline constexpr const char* kDelete = "&Delete";
 inline constexpr const char* kSelectAll = "Select &All";
 inline constexpr const char* kFloatingBehind = "Set Floating Selection to Background/Foreground (End/Home)";

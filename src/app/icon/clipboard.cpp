@@ -2,6 +2,7 @@
 
 #include <QBuffer>
 #include <QImage>
+#include <QUrl>
 #include <cstring>
 
 #include "app/common/image_convert.h"
@@ -36,6 +37,18 @@ bool FromQImage(QImage image, DeviceBitmap& color, DeviceBitmap& alpha) {
     return true;
 }
 
+QByteArray GroupArchive(CIconGroup& group) {
+    Archive ar = Archive::ForStoring();
+    if (!group.Serialize(ar)) return {};
+    const std::vector<std::uint8_t> bytes = ar.TakeBytes();
+    return QByteArray(reinterpret_cast<const char*>(bytes.data()), static_cast<qsizetype>(bytes.size()));
+}
+
+bool GroupFromArchive(const QByteArray& bytes, CIconGroup& group) {
+    Archive ar = Archive::ForLoading(std::span(reinterpret_cast<const std::uint8_t*>(bytes.constData()), bytes.size()));
+    return group.Serialize(ar);
+}
+
 }  // namespace
 
 std::unique_ptr<QMimeData> PictureMimeData(const DeviceBitmap& color, const DeviceBitmap& alpha) {
@@ -54,13 +67,8 @@ std::unique_ptr<QMimeData> PictureMimeData(const DeviceBitmap& color, const Devi
 
 void AddFormatData(QMimeData& data, const CKvIcon& icon, const Palette& palette) {
     CIconGroup group;
-    if (group.AppendFormatCopy(icon) >= 0) {
-        Archive ar = Archive::ForStoring();
-        if (group.Serialize(ar)) {
-            const std::vector<std::uint8_t> bytes = ar.TakeBytes();
-            data.setData(kIconFormatMime, QByteArray(reinterpret_cast<const char*>(bytes.data()), static_cast<qsizetype>(bytes.size())));
-        }
-    }
+    if (group.AppendFormatCopy(icon) >= 0)
+        if (const QByteArray bytes = GroupArchive(group); !bytes.isEmpty()) data.setData(kIconFormatMime, bytes);
     if (!palette.empty() && palette.size() <= 256) {
         QByteArray pal;
         const auto u16 = [&pal](std::uint16_t v) {
@@ -75,13 +83,29 @@ void AddFormatData(QMimeData& data, const CKvIcon& icon, const Palette& palette)
     }
 }
 
+void AddIconData(QMimeData& data, CIconGroup& group) {
+    if (const QByteArray bytes = GroupArchive(group); !bytes.isEmpty()) data.setData(kIconEditMime, bytes);
+}
+
+bool IconFromMimeData(const QMimeData& data, CIconDoc& doc) {
+    CIconGroup group;
+    if (!data.hasFormat(kIconEditMime) || !GroupFromArchive(data.data(kIconEditMime), group) || group.FormatCount() == 0)
+        return false;
+    return doc.TakeFormats(group) && doc.GetFormatCount() > 0;
+}
+
+void AddFileList(QMimeData& data, const QStringList& paths) {
+    QList<QUrl> urls;
+    for (const QString& path : paths) urls << QUrl::fromLocalFile(path);
+    data.setUrls(urls);
+    data.setData(kFileListMime, paths.join('\n').toUtf8());
+}
+
 std::vector<CKvIcon> FormatsFromMimeData(const QMimeData& data) {
     std::vector<CKvIcon> formats;
     if (!data.hasFormat(kIconFormatMime)) return formats;
-    const QByteArray bytes = data.data(kIconFormatMime);
-    Archive ar = Archive::ForLoading(std::span(reinterpret_cast<const std::uint8_t*>(bytes.constData()), bytes.size()));
     CIconGroup group;
-    if (!group.Serialize(ar)) return formats;
+    if (!GroupFromArchive(data.data(kIconFormatMime), group)) return formats;
     for (int i = 0; i < group.FormatCount(); ++i)
         if (CKvIcon* icon = group.FormatAt(i); icon != nullptr && !icon->IsEmpty()) formats.push_back(std::move(*icon));
     return formats;

@@ -7,6 +7,8 @@
 
 #include <vector>
 
+#include "icon/icon_doc.h"
+#include "icon/icon_group.h"
 #include "icon/kv_icon.h"
 #include "image/device_bitmap.h"
 #include "image/palette.h"
@@ -17,6 +19,8 @@ namespace tellurine::app {
 inline constexpr const char* kDib32Mime = "Korvane DIB32 Data";
 inline constexpr const char* kIconFormatMime = "Korvane IconFormat Data";
 inline constexpr const char* kPaletteMime = "Korvane PAL Data";
+inline constexpr const char* kIconEditMime = "Korvane IconEdit Data";
+inline constexpr const char* kFileListMime = "Korvane MB40 File List";
 
 // The clipboard contents for a picture (colours and alpha as grey levels of the same size).
 std::unique_ptr<QMimeData> PictureMimeData(const DeviceBitmap& color, const DeviceBitmap& alpha);
@@ -25,6 +29,13 @@ std::unique_ptr<QMimeData> PictureMimeData(const DeviceBitmap& color, const Devi
 void AddFormatData(QMimeData& data, const CKvIcon& icon, const Palette& palette);
 // The formats clipboard contents carry (as a project's new formats); empty when there are none.
 std::vector<CKvIcon> FormatsFromMimeData(const QMimeData& data);
+// Adds a whole icon, its formats in the icon group's archive form, for pasting as a new project.
+void AddIconData(QMimeData& data, CIconGroup& group);
+// The whole icon clipboard contents carry; false when there is none.
+bool IconFromMimeData(const QMimeData& data, CIconDoc& doc);
+// Adds files for other programs: as URLs, and as the program's own list (one full path a line).
+void AddFileList(QMimeData& data, const QStringList& paths);
+
 // A palette from clipboard contents; false when there is none.
 bool PaletteFromMimeData(const QMimeData& data, Palette& palette);
 

@@ -4,7 +4,13 @@
 #include <QPrinter>
 
 #include "app/icon/icon_files.h"
+#include <QClipboard>
+#include <QGuiApplication>
+#include <QMimeData>
+
 #include "app/common/image_convert.h"
+#include "app/icon/clipboard.h"
+#include "app/icon/icon_files.h"
 #include "app/common/texts.h"
 #include "app/icon/icon_commands.h"
 #include "app/icon/icon_frame.h"
@@ -65,6 +71,17 @@ void RegisterEditCommands(CMainFrame& main) {
     commands.Add({.id = "edit.pasteAsFormat", .text = text::kPasteAsFormat,
                   .shortcut = QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_V),
                   .execute = [frame] { frame()->PasteAsFormat(); }, .enabled = onFrame});
+    // A whole icon on the clipboard (copied from an icon or a program's window) opens as a new one.
+    commands.Add({.id = "edit.pasteAsNewIcon", .text = text::kPasteAsNewIcon,
+                  .execute = [&app] {
+                      CIconDoc doc;
+                      const QMimeData* pasted = QGuiApplication::clipboard()->mimeData();
+                      if (pasted != nullptr && IconFromMimeData(*pasted, doc)) OpenNewProject(app, std::move(doc));
+                  },
+                  .enabled = [] {
+                      const QMimeData* pasted = QGuiApplication::clipboard()->mimeData();
+                      return pasted != nullptr && pasted->hasFormat(kIconEditMime);
+                  }});
     edit("edit.delete", text::kDelete, QKeySequence::Delete, &CIconDocMDI::DeleteSelection);
     edit("edit.selectAll", text::kSelectAll, QKeySequence::SelectAll, &CIconDocMDI::SelectAll);
     commands.Add({.id = "edit.preserveTransparency", .text = text::kPreserveTransparency,

@@ -22,10 +22,15 @@ void CIconDocMDI::Copy() {
     DeviceBitmap color, alpha;
     editor::SelectedPicture(state, color, alpha);
     std::unique_ptr<QMimeData> copied = PictureMimeData(color, alpha);
-    // A whole format also goes as itself, and with its palette, for pasting as a format.
+    // A whole format also goes as itself, and with its palette, for pasting as a format; and the
+    // whole icon with it, for pasting as a new icon.
     if (!state.floatingColor && !state.selectionActive)
-        if (CIconObject* object = project_.Doc().GetFormat(view->Format()))
+        if (CIconObject* object = project_.Doc().GetFormat(view->Format())) {
             AddFormatData(*copied, object->Icon(), state.depth <= 8 ? state.palette : Palette{});
+            bool built = false;
+            CIconGroup whole = project_.Doc().BuildIconGroup(&built);
+            if (built) AddIconData(*copied, whole);
+        }
     QGuiApplication::clipboard()->setMimeData(copied.release());
 }
 

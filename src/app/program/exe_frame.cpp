@@ -282,12 +282,13 @@ void CFileExeMDI::OnCopy() {
         // as the formats a project pastes.
         const Block dib = group.LargestFormat()->To32BitDib();
         std::unique_ptr<QMimeData> copied = PictureMimeData(DibToDeviceBitmap(dib), DibAlphaToDeviceBitmap(dib));
-        Archive ar = Archive::ForStoring();
-        if (group.Serialize(ar)) {
-            const std::vector<std::uint8_t> bytes = ar.TakeBytes();
-            copied->setData(kIconFormatMime,
-                          QByteArray(reinterpret_cast<const char*>(bytes.data()), static_cast<qsizetype>(bytes.size())));
-        }
+        AddIconData(*copied, group);
+        if (const QByteArray whole = copied->data(kIconEditMime); !whole.isEmpty()) copied->setData(kIconFormatMime, whole);
+        // A file manager takes the icon as an .ico file.
+        const QString folder = QDir(QDir::tempPath()).filePath("tellurine-copied");
+        const QString file = QDir(folder).filePath(document_.IcoFileName(chosen.front()));
+        QString error;
+        if (QDir().mkpath(folder) && SaveTile(chosen.front(), file, error)) AddFileList(*copied, {file});
         QGuiApplication::clipboard()->setMimeData(copied.release());
     } catch (const std::bad_alloc&) {
         app_.ShowError(text::kOutOfMemory, text::kOutOfMemoryTitle);

@@ -1,5 +1,6 @@
 #include "app/shell/main_frame.h"
 
+#include <QClipboard>
 #include <QCloseEvent>
 #include <QDockWidget>
 #include <QGuiApplication>
@@ -156,6 +157,8 @@ CMainFrame::CMainFrame(CKvApp& app) : app_(app) {
     statusBar()->addPermanentWidget(pointerPane);
     statusBar()->addPermanentWidget(selectionPane);
     connect(mdiArea, &QMdiArea::subWindowActivated, this, &CMainFrame::updateActions);
+    // What can be pasted follows the clipboard.
+    connect(QGuiApplication::clipboard(), &QClipboard::dataChanged, this, &CMainFrame::updateActions);
     // A new main window takes most of its screen.
     const QRect screen = QGuiApplication::primaryScreen() != nullptr ? QGuiApplication::primaryScreen()->availableGeometry()
                                                                      : QRect(0, 0, 1280, 800);
@@ -183,7 +186,7 @@ void CMainFrame::CreateMenus() {
 
     QMenu* edit = menuBar()->addMenu(text::kMenuEdit);
     commands->AddTo(edit, {"edit.undo", "edit.redo", "-", "edit.cut", "edit.copy", "edit.paste", "edit.pasteAsFormat",
-                           "edit.delete", "edit.selectAll", "edit.preserveTransparency", "edit.floatingBehind", "-",
+                           "edit.pasteAsNewIcon", "edit.delete", "edit.selectAll", "edit.preserveTransparency", "edit.floatingBehind", "-",
                            "icon.newFormat", "icon.newFormatFromImage", "icon.deleteFormat", "-", "icon.properties",
                            "-", "app.preferences"});
     commands->AddTo(toolBar, {"file.new", "file.open", "file.save"});
