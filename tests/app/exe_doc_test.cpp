@@ -289,6 +289,17 @@ void ExeDocTest::opensAndCopiesAGroup() {
     auto* pasted = qobject_cast<CIconProject*>(app.MainFrame()->ActiveDocument());
     QVERIFY(pasted != nullptr && pasted->IsModified() == false);
     QCOMPARE(pasted->Doc().GetFormatCount(), static_cast<int>(keys.size()));
+
+    // Tiles dragged out go as .ico files, one a group.
+    CExeTileModel* model = frame->view->Model();
+    QVERIFY(model->flags(model->index(0)) & Qt::ItemIsDragEnabled);
+    const std::unique_ptr<QMimeData> dragged(model->mimeData({model->index(1), model->index(0)}));
+    QVERIFY(dragged != nullptr);
+    QCOMPARE(dragged->urls().size(), 2);
+    const QStringList listed = QString::fromUtf8(dragged->data(kFileListMime)).split('\n');
+    QCOMPARE(listed, QStringList({dragged->urls()[0].toLocalFile(), dragged->urls()[1].toLocalFile()}));
+    QCOMPARE(QFileInfo(listed[1]).fileName(), frame->Document().IcoFileName(1));
+    QVERIFY(QFileInfo(listed[1]).size() > 0);
 }
 
 void ExeDocTest::savesGroupsAsIcoFiles() {

@@ -65,6 +65,19 @@ CExeTileModel::CExeTileModel(CFileExeDocument& document, QObject* parent)
 
 int CExeTileModel::rowCount(const QModelIndex& parent) const { return parent.isValid() ? 0 : rows_; }
 
+Qt::ItemFlags CExeTileModel::flags(const QModelIndex& index) const {
+    return QAbstractListModel::flags(index) | (exporter ? Qt::ItemIsDragEnabled : Qt::NoItemFlags);
+}
+
+QStringList CExeTileModel::mimeTypes() const { return {kFileListMime, "text/uri-list"}; }
+
+QMimeData* CExeTileModel::mimeData(const QModelIndexList& indexes) const {
+    std::vector<int> tiles;
+    for (const QModelIndex& index : indexes) tiles.push_back(index.row());
+    std::sort(tiles.begin(), tiles.end());
+    return exporter ? exporter(tiles) : nullptr;
+}
+
 const ExeTile* CExeTileModel::Tile(int row) const {
     if (row < 0 || row >= rows_ || static_cast<std::size_t>(row) >= document_.Tiles().size()) return nullptr;
     return &document_.Tiles()[static_cast<std::size_t>(row)];
@@ -160,6 +173,8 @@ CFileExeView::CFileExeView(CFileExeDocument& document, bool showInfo, QWidget* p
     setSelectionMode(QAbstractItemView::ExtendedSelection);
     setEditTriggers(QAbstractItemView::NoEditTriggers);
     setContextMenuPolicy(Qt::ActionsContextMenu);
+    setDragDropMode(QAbstractItemView::DragOnly);
+    setDefaultDropAction(Qt::CopyAction);
     model_ = new CExeTileModel(document_, this);
     delegate_ = new CExeTileDelegate(document_, showInfo, this);
     setModel(model_);
@@ -215,6 +230,7 @@ CFileExeMDI::CFileExeMDI(CKvApp& app, CFileExeDocument& document, QWidget* paren
     toolBar->setObjectName("exeToolBar");
     toolBar->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
     view = new CFileExeView(document_, app_.prefs.ExeShowInfo != 0, this);
+    view->Model()->exporter = [this](const std::vector<int>& tiles) { return TilesMimeData(tiles); };
     layout->addWidget(toolBar);
     layout->addWidget(view, 1);
     setFocusProxy(view);
@@ -275,23 +291,37 @@ void CFileExeMDI::OnOpenAsProject() {
 void CFileExeMDI::OnCopy() {
     const std::vector<int> chosen = view->SelectedTiles();
     if (chosen.size() != 1) return;
+    if (QMimeData* copied = TilesMimeData(chosen)) QGuiApplication::clipboard()->setMimeData(copied);
+}
+
+QMimeData* CFileExeMDI::TilesMimeData(const std::vector<int>& tiles) const {
     try {
-        CIconGroup group = document_.ReadGroup(chosen.front());
-        if (group.FormatCount() == 0) return;
-        // Other programs get the largest, deepest format as a picture; this one the whole group,
-        // as the formats a project pastes.
-        const Block dib = group.LargestFormat()->To32BitDib();
-        std::unique_ptr<QMimeData> copied = PictureMimeData(DibToDeviceBitmap(dib), DibAlphaToDeviceBitmap(dib));
-        AddIconData(*copied, group);
-        if (const QByteArray whole = copied->data(kIconEditMime); !whole.isEmpty()) copied->setData(kIconFormatMime, whole);
-        // A file manager takes the icon as an .ico file.
+        std::unique_ptr<QMimeData> data;
+        if (tiles.size() == 1) {
+            CIconGroup group = document_.ReadGroup(tiles.front());
+            if (group.FormatCount() == 0) return nullptr;
+            // Other programs get the largest, deepest format as a picture; this one the whole
+            // group, as a new icon or as the formats a project pastes.
+            const Block dib = group.LargestFormat()->To32BitDib();
+            data = PictureMimeData(DibToDeviceBitmap(dib), DibAlphaToDeviceBitmap(dib));
+            AddIconData(*data, group);
+            if (const QByteArray whole = data->data(kIconEditMime); !whole.isEmpty()) data->setData(kIconFormatMime, whole);
+        } else {
+            data = std::make_unique<QMimeData>();
+        }
+        // A file manager takes each group as an .ico file.
         const QString folder = QDir(QDir::tempPath()).filePath("tellurine-copied");
-        const QString file = QDir(folder).filePath(document_.IcoFileName(chosen.front()));
+        QStringList files;
         QString error;
-        if (QDir().mkpath(folder) && SaveTile(chosen.front(), file, error)) AddFileList(*copied, {file});
-        QGuiApplication::clipboard()->setMimeData(copied.release());
+        if (QDir().mkpath(folder))
+            for (const int tile : tiles)
+                if (const QString file = QDir(folder).filePath(document_.IcoFileName(tile)); SaveTile(tile, file, error))
+                    files << file;
+        if (!files.isEmpty()) AddFileList(*data, files);
+        return data->formats().isEmpty() ? nullptr : data.release();
     } catch (const std::bad_alloc&) {
         app_.ShowError(text::kOutOfMemory, text::kOutOfMemoryTitle);
+        return nullptr;
     }
 }
 

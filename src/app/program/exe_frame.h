@@ -29,6 +29,11 @@ public:
     [[nodiscard]] int rowCount(const QModelIndex& parent = {}) const override;
     [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
     [[nodiscard]] const ExeTile* Tile(int row) const;
+    // Tiles dragged out go as what `exporter` makes of them (the frame's files and icon).
+    std::function<QMimeData*(const std::vector<int>& tiles)> exporter;
+    [[nodiscard]] Qt::ItemFlags flags(const QModelIndex& index) const override;
+    [[nodiscard]] QStringList mimeTypes() const override;
+    [[nodiscard]] QMimeData* mimeData(const QModelIndexList& indexes) const override;
 
 private:
     CFileExeDocument& document_;
@@ -100,6 +105,9 @@ private:
     // Writes a tile's group to `path` through the project writer (beside the target, then renamed
     // over it); false with the reason in `error`.
     bool SaveTile(int tile, const QString& path, QString& error) const;
+    // What copying or dragging tiles gives other programs: each group as an .ico file in a
+    // temporary folder (the file list and URLs); one group also as the whole icon and a picture.
+    QMimeData* TilesMimeData(const std::vector<int>& tiles) const;
     CKvApp& app_;
     CFileExeDocument& document_;
 };
