@@ -255,6 +255,14 @@ void FramesTest::colourBarFollowsTheEditedDepth() {
     QCOMPARE(s.app->colours.foreground, bar->Cells()[2]);
     bar->foregroundOpacity->setValue(100);
     QCOMPARE(s.app->colours.foregroundOpacity, 100);
+    // Each opacity is named and has its number beside the slider, each following the other.
+    QCOMPARE(bar->foregroundOpacityLabel->text(), QString("Foreground:"));
+    QCOMPARE(bar->foregroundOpacityValue->value(), 100);
+    bar->backgroundOpacityValue->setValue(40);
+    QCOMPARE(bar->backgroundOpacity->value(), 40);
+    QCOMPARE(s.app->colours.backgroundOpacity, 40);
+    QVERIFY(bar->backgroundOpacityValue->isEnabled());
+    QVERIFY(bar->foregroundOpacityValue->geometry().left() > bar->foregroundOpacity->geometry().right());
 
     // The choices are kept in section "colors".
     s.app->ExitInstance();

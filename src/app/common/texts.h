@@ -129,6 +129,8 @@ inline constexpr const char* kColorBar = "&Color Bar";
 inline constexpr const char* kColorBarTitle = "Colors";
 inline constexpr const char* kForegroundOpacity = "Opacity of the foreground colour";
 inline constexpr const char* kBackgroundOpacity = "Opacity of the background colour";
+inline constexpr const char* kForegroundOpacityLabel = "Foreground:";
+inline constexpr const char* kBackgroundOpacityLabel = "Background:";
 inline constexpr const char* kChooseColour = "Choose a Color";
 
 // Preferences.

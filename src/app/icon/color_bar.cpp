@@ -2,7 +2,10 @@
 
 #include <QMouseEvent>
 #include <QPainter>
+#include <QLabel>
 #include <QSlider>
+#include <QSpinBox>
+#include <tuple>
 
 #include "app/icon/icon_view.h"
 #include "editor/edit_session.h"
@@ -38,24 +41,30 @@ CColorBar::CColorBar(editor::ColourSelection& colours, const editor::CanvasResou
                      QWidget* parent)
     : QWidget(parent), colours_(colours), resources_(resources), prompts_(prompts) {
     setObjectName("CColorBar");
-    foregroundOpacity = new QSlider(Qt::Horizontal, this);
-    backgroundOpacity = new QSlider(Qt::Horizontal, this);
-    for (QSlider* slider : {foregroundOpacity, backgroundOpacity}) {
+    // An opacity: its name, a slider and the number, each following the other.
+    const auto opacity = [this](const char* name, const char* help, int& value, QSlider*& slider, QSpinBox*& number,
+                                QLabel*& label) {
+        label = new QLabel(name, this);
+        slider = new QSlider(Qt::Horizontal, this);
+        number = new QSpinBox(this);
         slider->setRange(0, 255);
         slider->setFixedWidth(110);
-    }
-    foregroundOpacity->setToolTip(text::kForegroundOpacity);
-    backgroundOpacity->setToolTip(text::kBackgroundOpacity);
-    foregroundOpacity->setValue(colours_.foregroundOpacity);
-    backgroundOpacity->setValue(colours_.backgroundOpacity);
-    connect(foregroundOpacity, &QSlider::valueChanged, this, [this](int v) {
-        colours_.foregroundOpacity = v;
-        emit coloursChanged();
-    });
-    connect(backgroundOpacity, &QSlider::valueChanged, this, [this](int v) {
-        colours_.backgroundOpacity = v;
-        emit coloursChanged();
-    });
+        number->setRange(0, 255);
+        label->setBuddy(number);
+        for (QWidget* w : std::initializer_list<QWidget*>{label, slider, number}) w->setToolTip(help);
+        slider->setValue(value);
+        number->setValue(value);
+        connect(slider, &QSlider::valueChanged, number, &QSpinBox::setValue);
+        connect(number, &QSpinBox::valueChanged, slider, &QSlider::setValue);
+        connect(slider, &QSlider::valueChanged, this, [this, &value](int v) {
+            value = v;
+            emit coloursChanged();
+        });
+    };
+    opacity(text::kForegroundOpacityLabel, text::kForegroundOpacity, colours_.foregroundOpacity, foregroundOpacity,
+            foregroundOpacityValue, foregroundOpacityLabel);
+    opacity(text::kBackgroundOpacityLabel, text::kBackgroundOpacity, colours_.backgroundOpacity, backgroundOpacity,
+            backgroundOpacityValue, backgroundOpacityLabel);
     SetFormat(0, {});
     setMinimumSize(sizeHint());
 }
@@ -77,14 +86,19 @@ void CColorBar::SetFormat(int bits, const Palette& palette) {
         cells_.assign(std::begin(kTrueColourCells), std::end(kTrueColourCells));
     }
     // Opacity is for formats with alpha.
-    foregroundOpacity->setEnabled(bits == 32);
-    backgroundOpacity->setEnabled(bits == 32);
+    for (QWidget* w : std::initializer_list<QWidget*>{foregroundOpacity, backgroundOpacity, foregroundOpacityValue,
+                                                      backgroundOpacityValue, foregroundOpacityLabel, backgroundOpacityLabel})
+        w->setEnabled(bits == 32);
     LayOutSliders();
     updateGeometry();
     update();
 }
 
-QSize CColorBar::sizeHint() const { return {kCellsLeft + 32 * 9 + 140, 2 * kMargin + 8 * 9 + 4}; }
+QSize CColorBar::sizeHint() const {
+    const int labels = std::max(foregroundOpacityLabel->sizeHint().width(), backgroundOpacityLabel->sizeHint().width());
+    return {kCellsLeft + 32 * 9 + 16 + labels + 6 + 110 + 6 + foregroundOpacityValue->sizeHint().width() + kMargin,
+            std::max(2 * kMargin + 8 * 9 + 4, 2 * foregroundOpacityValue->sizeHint().height() + kMargin + 8)};
+}
 
 QRect CColorBar::ForegroundRect() const { return {kMargin, kMargin, kSwatch, kSwatch}; }
 QRect CColorBar::BackgroundRect() const { return {kMargin + 16, kMargin + 16, kSwatch, kSwatch}; }
@@ -100,9 +114,17 @@ QRect CColorBar::CellRect(std::size_t index) const {
 }
 
 void CColorBar::LayOutSliders() {
-    const int right = kCellsLeft + 32 * 9 + 16;
-    foregroundOpacity->move(right, kMargin);
-    backgroundOpacity->move(right, kMargin + 26);
+    const int labels = std::max(foregroundOpacityLabel->sizeHint().width(), backgroundOpacityLabel->sizeHint().width());
+    const int left = kCellsLeft + 32 * 9 + 16, rowHeight = foregroundOpacityValue->sizeHint().height() + 4;
+    int y = kMargin;
+    for (const auto& [label, slider, number] : {std::tuple{foregroundOpacityLabel, foregroundOpacity, foregroundOpacityValue},
+                                                std::tuple{backgroundOpacityLabel, backgroundOpacity, backgroundOpacityValue}}) {
+        const int h = number->sizeHint().height();
+        label->setGeometry(left, y, labels, h);
+        slider->setGeometry(left + labels + 6, y, 110, h);
+        number->setGeometry(left + labels + 6 + 110 + 6, y, number->sizeHint().width(), h);
+        y += rowHeight;
+    }
 }
 
 void CColorBar::resizeEvent(QResizeEvent* event) {

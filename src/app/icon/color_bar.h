@@ -10,7 +10,9 @@
 #include "editor/colour_value.h"
 #include "image/palette.h"
 
+class QLabel;
 class QSlider;
+class QSpinBox;
 
 namespace tellurine::app {
 
@@ -36,6 +38,11 @@ public:
 
     QSlider* foregroundOpacity = nullptr;
     QSlider* backgroundOpacity = nullptr;
+    // Each slider's value as a number field beside it, and its name before it.
+    QSpinBox* foregroundOpacityValue = nullptr;
+    QSpinBox* backgroundOpacityValue = nullptr;
+    QLabel* foregroundOpacityLabel = nullptr;
+    QLabel* backgroundOpacityLabel = nullptr;
 
 signals:
     void coloursChanged();
