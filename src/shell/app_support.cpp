@@ -123,3 +123,14 @@ std::span<const TransparencyScheme> TransparencySchemes() {
 }
 
 }  // namespace tellurine::shell
+
+namespace tellurine::shell {
+
+WindowPlace CascadedPlace(const WindowPlace* last, int step, int width, int height, int areaWidth, int areaHeight) {
+    if (last == nullptr) return {};
+    const WindowPlace next{last->x + step, last->y + step};
+    if (next.x + width > areaWidth || next.y + height > areaHeight) return {};
+    return next;
+}
+
+}  // namespace tellurine::shell

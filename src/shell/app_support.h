@@ -76,3 +76,16 @@ struct TransparencyScheme {
 std::span<const TransparencyScheme> TransparencySchemes();
 
 }  // namespace tellurine::shell
+
+namespace tellurine::shell {
+
+// Where a new document window goes in the workspace: at the corner for the first, then one
+// `step` below and right of the last one opened, back at the corner when it would leave the area.
+struct WindowPlace {
+    int x = 0;
+    int y = 0;
+    friend bool operator==(const WindowPlace&, const WindowPlace&) = default;
+};
+WindowPlace CascadedPlace(const WindowPlace* last, int step, int width, int height, int areaWidth, int areaHeight);
+
+}  // namespace tellurine::shell

@@ -175,5 +175,15 @@ TEST(DocTemplates, FilesChooseTheirTemplateByExtensionAndContent) {
     for (const int notYet : {104, 110, 111, 121}) EXPECT_EQ(DocKindOf(notYet), DocKind::NotYet) << notYet;
 }
 
+TEST(WindowPlaces, NewWindowsCascadeInsideTheWorkspace) {
+    EXPECT_EQ(CascadedPlace(nullptr, 24, 500, 400, 1000, 800), (WindowPlace{0, 0}));
+    const WindowPlace first{0, 0};
+    EXPECT_EQ(CascadedPlace(&first, 24, 500, 400, 1000, 800), (WindowPlace{24, 24}));
+    const WindowPlace low{480, 380};
+    EXPECT_EQ(CascadedPlace(&low, 24, 500, 400, 1000, 800), (WindowPlace{0, 0}));  // would leave the area at the bottom
+    const WindowPlace edge{476, 100};
+    EXPECT_EQ(CascadedPlace(&edge, 24, 500, 400, 1000, 800), (WindowPlace{500, 124}));  // just fits across
+}
+
 }  // namespace
 }  // namespace tellurine::shell

@@ -47,11 +47,19 @@ QIcon ToolIcon(ToolKind kind, const QPalette& palette) {
             p.drawEllipse(11, 3, 6, 6);
             break;
         case ToolKind::Replacer:
-            p.drawLine(4, 16, 13, 7);
-            p.drawRect(12, 3, 5, 5);
-            p.drawLine(3, 13, 7, 17);
+            // One colour becoming another.
+            p.setBrush(ink);
+            p.drawRect(3, 3, 6, 6);
+            p.setBrush(Qt::NoBrush);
+            p.drawRect(11, 11, 6, 6);
+            p.drawLine(9, 9, 12, 12);
             break;
-        case ToolKind::Pen: p.drawLine(4, 16, 16, 4); break;
+        case ToolKind::Pen:
+            // A pencil: its body and its point.
+            p.drawPolygon(QPolygonF({{14.5, 2.5}, {17.5, 5.5}, {7, 16}, {4, 13}}));
+            p.setBrush(ink);
+            p.drawPolygon(QPolygonF({{4, 13}, {7, 16}, {2.5, 17.5}}));
+            break;
         case ToolKind::Brush:
             p.setPen(QPen(ink, 4, Qt::SolidLine, Qt::RoundCap));
             p.drawLine(5, 15, 15, 5);
@@ -72,10 +80,13 @@ QIcon ToolIcon(ToolKind kind, const QPalette& palette) {
             p.drawEllipse(3, 5, 14, 10);
             break;
         case ToolKind::Frame3D:
-            p.setPen(QPen(palette.color(QPalette::Light), 2));
-            p.drawPolyline(QPolygon({{3, 16}, {3, 4}, {16, 4}}));
-            p.setPen(QPen(palette.color(QPalette::Dark), 2));
-            p.drawPolyline(QPolygon({{4, 16}, {16, 16}, {16, 5}}));
+            // A raised frame: light above and left, dark below and right, inside an outline.
+            p.setPen(QPen(ink, 1));
+            p.drawRect(2, 3, 16, 14);
+            p.setPen(QPen(QColor(255, 255, 255), 2));
+            p.drawPolyline(QPolygon({{4, 15}, {4, 5}, {16, 5}}));
+            p.setPen(QPen(QColor(96, 96, 96), 2));
+            p.drawPolyline(QPolygon({{5, 15}, {16, 15}, {16, 6}}));
             break;
     }
     return QIcon(pixmap);

@@ -12,6 +12,7 @@
 #include <QPainter>
 #include <QScreen>
 #include <QStatusBar>
+#include <QStyle>
 #include <QToolBar>
 #include <QUrl>
 
@@ -24,6 +25,7 @@
 #include "app/shell/file_commands.h"
 #include "app/shell/kv_app.h"
 #include "app/shell/recovery.h"
+#include "shell/app_support.h"
 
 namespace tellurine::app {
 
@@ -268,7 +270,16 @@ CKvMdiChild* CMainFrame::AddDocumentWindow(CKvDocument* document, QWidget* frame
     // Before the main window is first shown its layout has not placed the area yet.
     if (!mdiArea->isVisible()) layout()->activate();
     const QSize area = mdiArea->size();
-    child->resize(frame->sizeHint().expandedTo(QSize(760, 540)).expandedTo(area * 0.75).boundedTo(area * 0.95));
+    // Below and right of the last window opened, as long as it stays inside the workspace.
+    const QList<QMdiSubWindow*> earlier = mdiArea->subWindowList(QMdiArea::CreationOrder);
+    const QMdiSubWindow* last = earlier.size() > 1 ? earlier[earlier.size() - 2] : nullptr;
+    const shell::WindowPlace lastPlace{last != nullptr ? last->x() : 0, last != nullptr ? last->y() : 0};
+    // Room is left below and right for the windows opened after it.
+    child->resize(frame->sizeHint().expandedTo(QSize(760, 540)).expandedTo(area * 0.75).boundedTo(area * 0.85));
+    const shell::WindowPlace place =
+        shell::CascadedPlace(last != nullptr ? &lastPlace : nullptr, style()->pixelMetric(QStyle::PM_TitleBarHeight),
+                             child->width(), child->height(), area.width(), area.height());
+    child->move(place.x, place.y);
     child->setWindowIcon(windowIcon());
     if (app_.prefs.MaximizeOnOpen != 0) child->showMaximized();
     else child->show();
