@@ -359,14 +359,30 @@ std::size_t EditSession::UndoBytes(int index) const {
 }
 
 void EditSession::ShowPreview(int index, const std::function<bool(FormatState&)>& command) {
+    if (std::optional<FormatState> source = PreviewSource(index))
+        ShowPreviewResult(index, ComputePreview(std::move(*source), command));
+}
+
+std::optional<FormatState> EditSession::PreviewSource(int index) {
+    if (State(index) == nullptr) return std::nullopt;
+    const FormatEdit* edit = Find(index);
+    if (previewed_ == edit && previewBase_) return *previewBase_;
+    return edit->state;
+}
+
+FormatState EditSession::ComputePreview(FormatState source, const std::function<bool(FormatState&)>& command) {
+    FormatState shown = source;
+    if (!command(shown)) return source;
+    ConformToPalette(shown, Whole(shown));
+    return shown;
+}
+
+void EditSession::ShowPreviewResult(int index, FormatState shown) {
     if (State(index) == nullptr) return;
     FormatEdit* edit = Find(index);
     if (previewed_ != nullptr && previewed_ != edit) EndPreview();
     if (!previewBase_) previewBase_ = edit->state;
     previewed_ = edit;
-    FormatState shown = *previewBase_;
-    if (!command(shown)) shown = *previewBase_;
-    ConformToPalette(shown, Whole(shown));
     edit->state = std::move(shown);
 }
 

@@ -1,6 +1,8 @@
 // The Image and Filters menus on a format and its selection, their dialogs, long work that can be
 // cancelled, and icons made from pictures (one from a window, or a batch of files).
 #include <QButtonGroup>
+#include <QSignalSpy>
+#include <QThreadPool>
 #include <QCheckBox>
 #include <QGroupBox>
 #include <QLabel>
@@ -11,6 +13,7 @@
 #include <QSpinBox>
 
 #include "app/icon/icon_maker.h"
+#include "editor/image_commands.h"
 #include "app/common/image_convert.h"
 #include "app/icon/image_dialogs.h"
 #include "app/common/long_work.h"
@@ -180,13 +183,22 @@ void ImageCommandsTest::blurPreviewsAndCancelledWorkChangesNothing() {
         auto& blur = dynamic_cast<CDialIconGaussianBlur&>(dialog);
         blur.previewCheck->setChecked(true);
         blur.slider->setValue(50);
-        previewed = PixelsOf(*o.view) != original;
+        // Worked out on a worker, the preview comes a little later.
+        previewed = QTest::qWaitFor([&] { return PixelsOf(*o.view) != original; }, 10000);
         return int(QDialog::Rejected);
     });
     o.main->Action("filter.gaussianBlur")->trigger();
     QVERIFY(previewed);
     QVERIFY(PixelsOf(*o.view) == original);
     QVERIFY(!o.project->IsModified());
+    // A preview ended before its work is done never shows.
+    QSignalSpy shown(o.view, &CIconView::previewShown);
+    o.view->ShowPreview([](editor::FormatState& st) { return editor::BlurImage(st, 30); });
+    o.view->EndPreview();
+    QThreadPool::globalInstance()->waitForDone();
+    QCoreApplication::processEvents();
+    QCOMPARE(shown.count(), 0);
+    QVERIFY(PixelsOf(*o.view) == original);
 
     // Accepted, the work shows its progress; cancelled there, nothing changes.
     ProgressDelayMs() = 0;

@@ -5,7 +5,9 @@
 #include <QMouseEvent>
 #include <QPaintEvent>
 #include <QPainter>
+#include <QFutureWatcher>
 #include <QScrollBar>
+#include <QtConcurrent/QtConcurrentRun>
 #include <QWheelEvent>
 #include <algorithm>
 
@@ -285,11 +287,25 @@ void CIconView::EditFormat(const std::function<void(editor::FormatState&)>& chan
 
 void CIconView::ShowPreview(const std::function<bool(editor::FormatState&)>& command) {
     if (state_ == nullptr) return;
-    project_.Session().ShowPreview(format_, command);
-    viewport()->update();
+    std::optional<editor::FormatState> source = project_.Session().PreviewSource(format_);
+    if (!source) return;
+    // Worked out on a worker; only the newest asked for is shown, and none after EndPreview.
+    const int generation = ++previewGeneration_;
+    auto* watcher = new QFutureWatcher<editor::FormatState>(this);
+    connect(watcher, &QFutureWatcherBase::finished, this, [this, watcher, generation, format = format_] {
+        watcher->deleteLater();
+        if (generation != previewGeneration_ || format != format_) return;
+        project_.Session().ShowPreviewResult(format, watcher->result());
+        viewport()->update();
+        emit previewShown();
+    });
+    watcher->setFuture(QtConcurrent::run([source = std::move(*source), command]() mutable {
+        return editor::EditSession::ComputePreview(std::move(source), command);
+    }));
 }
 
 void CIconView::EndPreview() {
+    ++previewGeneration_;
     project_.Session().EndPreview();
     viewport()->update();
 }

@@ -81,6 +81,8 @@ signals:
     void undoRequested();
     // The selection's size changed (0 x 0 without one).
     void selectionChanged(int width, int height);
+    // A preview asked for by ShowPreview is on the canvas.
+    void previewShown();
 
 protected:
     void paintEvent(QPaintEvent* event) override;
@@ -122,7 +124,8 @@ private:
     std::vector<ViewRecord> records_;
     const CanvasContext& context_;
     editor::FormatState* state_ = nullptr;  // the edited format's pixels, kept by the project
-    bool stroking_ = false;  // this view's stroke is in progress in the session
+    bool stroking_ = false;
+    int previewGeneration_ = 0;  // the preview last asked for; older results are dropped  // this view's stroke is in progress in the session
     editor::CanvasRenderer renderer_;
 };
 

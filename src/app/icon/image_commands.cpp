@@ -5,6 +5,7 @@
 #include <QFileInfo>
 #include <QLineEdit>
 #include <QMenuBar>
+#include <QPointer>
 #include <QThread>
 #include <memory>
 
@@ -38,13 +39,15 @@ constexpr int kDepths[] = {1, 4, 8, 24, 32};
 // canvas, the user cancelled, or the command failed (the user is told).
 bool RunImageCommand(CMainFrame& main, const std::function<bool(editor::FormatState&)>& command) {
     CKvApp& app = main.App();
-    CIconView* view = main.ActiveCanvas();
+    // The window may close while the work runs (its progress is an event loop of its own).
+    const QPointer<CIconView> view = main.ActiveCanvas();
     if (view == nullptr) return false;
     // The work runs on a copy: a cancel, or a failure, leaves the format as it was.
     auto work = std::make_shared<editor::FormatState>(*view->State());
     auto done = std::make_shared<bool>(false);
     if (!RunLongWork(app.Prompts(), &main, text::kWorking, [work, done, command] { *done = command(*work); }))
         return false;
+    if (view == nullptr) return false;
     if (!*done) {
         app.ShowError(text::kCommandFailed);
         return false;
@@ -106,11 +109,13 @@ void OnLastFilter(CMainFrame& main) {
 
 void OnGaussianBlur(CMainFrame& main) {
     CKvApp& app = main.App();
-    CIconView* view = main.ActiveCanvas();
+    // Held across the dialog's event loop: the window may be gone when it ends.
+    const QPointer<CIconView> view = main.ActiveCanvas();
     if (view == nullptr) return;
     static bool previewOn = true;
     CDialIconGaussianBlur dialog(app.prefs.iGaussianBlurRadius, previewOn, &main);
     const auto preview = [view](int radius, bool on) {
+        if (view == nullptr) return;
         if (on) view->ShowPreview([radius](editor::FormatState& s) { return editor::BlurImage(s, radius); });
         else view->EndPreview();
     };
@@ -120,6 +125,7 @@ void OnGaussianBlur(CMainFrame& main) {
     dialog.move(view->mapToGlobal(QPoint(std::max(0, view->width() - dialog.width() - 12), 12)));
     if (previewOn) preview(dialog.Radius(), true);
     const int result = app.Prompts().Exec(dialog);
+    if (view == nullptr) return;
     view->EndPreview();
     previewOn = dialog.PreviewOn();
     if (result != QDialog::Accepted) return;
