@@ -416,9 +416,15 @@ void DocumentsTest::modifiedProjectsAskToBeSavedOnCloseAndExit() {
     ActiveProject(t)->DeleteFormat(0);
     t.prompts->saveAnswers = {UserPrompts::SaveAnswer::Discard};
     const QByteArray saved = ReadAll(path);
+    // The window's views go before the document they show.
+    QStringList gone;
+    QObject::connect(t.app->MainFrame()->ActiveIconFrame()->view, &QObject::destroyed, [&] { gone << "view"; });
+    QObject::connect(t.app->MainFrame()->ActiveDocument(), &QObject::destroyed, [&] { gone << "document"; });
     t.app->MainFrame()->Action("file.close")->trigger();
     QCoreApplication::processEvents();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     QVERIFY(t.app->MainFrame()->Children().empty());
+    QCOMPARE(gone, QStringList({"view", "document"}));
     QCOMPARE(ReadAll(path), saved);
 }
 

@@ -79,13 +79,17 @@ void CStatusPane::paintEvent(QPaintEvent*) {
 
 CKvMdiChild::CKvMdiChild(CKvApp& app, CKvDocument* document, QWidget* frame) : app_(app), document_(document) {
     setAttribute(Qt::WA_DeleteOnClose);
-    document_->setParent(this);
     setWidget(frame);
-    connect(document_, &CKvDocument::titleChanged, this, &CKvMdiChild::UpdateTitle);
-    connect(document_, &CKvDocument::modifiedChanged, this, &CKvMdiChild::UpdateTitle);
+    connect(document_.get(), &CKvDocument::titleChanged, this, &CKvMdiChild::UpdateTitle);
+    connect(document_.get(), &CKvDocument::modifiedChanged, this, &CKvMdiChild::UpdateTitle);
     if (auto* icons = qobject_cast<CIconDocMDI*>(frame))
         connect(icons->view, &CIconView::canvasTitleChanged, this, &CKvMdiChild::UpdateTitle);
     UpdateTitle();
+}
+
+CKvMdiChild::~CKvMdiChild() {
+    // The views hold the document: they go first.
+    delete widget();
 }
 
 void CKvMdiChild::UpdateTitle() {
@@ -107,12 +111,12 @@ void CKvMdiChild::changeEvent(QEvent* event) {
 }
 
 void CKvMdiChild::closeEvent(QCloseEvent* event) {
-    if (!app_.SaveModified(document_)) {
+    if (!app_.SaveModified(document_.get())) {
         event->ignore();
         return;
     }
     // Closed, saved or given up: its recovery file goes.
-    if (app_.Recovery() != nullptr) app_.Recovery()->Forget(qobject_cast<CIconProject*>(document_));
+    if (app_.Recovery() != nullptr) app_.Recovery()->Forget(qobject_cast<CIconProject*>(document_.get()));
     QMdiSubWindow::closeEvent(event);
 }
 

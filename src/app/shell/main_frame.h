@@ -3,6 +3,7 @@
 
 #include <QMainWindow>
 #include <QMdiSubWindow>
+#include <memory>
 #include <vector>
 
 #include "app/shell/commands.h"
@@ -44,12 +45,13 @@ private:
 };
 
 // A document's window inside the main window: it owns the document and asks to save it before
-// it closes.
+// it closes. The frame and its views go before the document they show.
 class CKvMdiChild : public QMdiSubWindow {
     Q_OBJECT
 public:
     CKvMdiChild(CKvApp& app, CKvDocument* document, QWidget* frame);
-    [[nodiscard]] CKvDocument* Document() const { return document_; }
+    ~CKvMdiChild() override;
+    [[nodiscard]] CKvDocument* Document() const { return document_.get(); }
 
 protected:
     void closeEvent(QCloseEvent* event) override;
@@ -62,7 +64,7 @@ private slots:
 
 private:
     CKvApp& app_;
-    CKvDocument* document_;
+    std::unique_ptr<CKvDocument> document_;
 };
 
 class CMainFrame : public QMainWindow {
