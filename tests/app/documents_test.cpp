@@ -6,6 +6,7 @@
 #include <QListWidget>
 #include <QProcess>
 #include <QProgressDialog>
+#include <QPushButton>
 #include <QRadioButton>
 #include <QLabel>
 #include <QSpinBox>
@@ -494,7 +495,16 @@ void DocumentsTest::savingLeavesTheProjectAsItWas() {
     // "Don't Replace", a save that succeeds, and one to a folder that cannot be written.
     o.s.prompts->saveNames = {other};
     QVERIFY(!o.s.app->SaveDocumentAs(o.project));
+    // The save runs on a worker; its progress offers no Cancel, and a cancel cannot stop it.
+    ProgressDelayMs() = 0;
+    o.s.prompts->progressAction = [](QProgressDialog& d) {
+        QVERIFY(d.findChild<QPushButton*>() == nullptr);
+        emit d.canceled();
+    };
     QVERIFY(o.s.app->SaveDocument(o.project));
+    QVERIFY(o.s.prompts->progressShown >= 2);  // encoding, then writing
+    o.s.prompts->progressAction = {};
+    ProgressDelayMs() = 500;
     o.s.prompts->saveNames = {"/proc/x.ico"};
     QVERIFY(!o.s.app->SaveDocumentAs(o.project));
     QVERIFY(o.s.prompts->messages.back().text.startsWith("The file /proc/x.ico could not be saved: "));

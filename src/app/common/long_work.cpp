@@ -44,7 +44,8 @@ int& ProgressDelayMs() {
     return delay;
 }
 
-bool RunLongWork(UserPrompts& prompts, QWidget* parent, const QString& label, std::function<void()> work) {
+bool RunLongWork(UserPrompts& prompts, QWidget* parent, const QString& label, std::function<void()> work,
+                 Cancel cancel) {
     const WaitCursor cursor;
     auto job = std::make_shared<std::function<void()>>(std::move(work));
     QFutureWatcher<void> watcher;
@@ -65,12 +66,16 @@ bool RunLongWork(UserPrompts& prompts, QWidget* parent, const QString& label, st
     QProgressDialog dialog(label, QProgressDialog::tr("Cancel"), 0, 0, parent);
     dialog.setWindowModality(Qt::ApplicationModal);
     dialog.setMinimumDuration(0);
-    QObject::connect(&dialog, &QProgressDialog::canceled, &loop, [&] {
-        cancelled = true;
-        loop.quit();
-    });
+    if (cancel == Cancel::NotAllowed) {
+        dialog.setCancelButton(nullptr);
+    } else {
+        QObject::connect(&dialog, &QProgressDialog::canceled, &loop, [&] {
+            cancelled = true;
+            loop.quit();
+        });
+    }
     prompts.ShowProgress(dialog);
-    cancelled = cancelled || dialog.wasCanceled();
+    cancelled = cancel == Cancel::Allowed && (cancelled || dialog.wasCanceled());
     if (!cancelled && !watcher.isFinished()) loop.exec();
     return !cancelled;
 }

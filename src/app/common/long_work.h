@@ -18,7 +18,11 @@ int& ProgressDelayMs();
 // Runs `work` on a worker thread and waits for it while the interface keeps painting. The work
 // must own or share everything it touches: after a cancel it still runs to its end, unseen.
 // True when it finished, false when the user cancelled (nothing of the work may then be used).
-bool RunLongWork(UserPrompts& prompts, QWidget* parent, const QString& label, std::function<void()> work);
+// Work that cannot be given up (writing a file) shows no Cancel and always runs to its end here,
+// so it may touch what the caller holds.
+enum class Cancel { Allowed, NotAllowed };
+bool RunLongWork(UserPrompts& prompts, QWidget* parent, const QString& label, std::function<void()> work,
+                 Cancel cancel = Cancel::Allowed);
 
 // RunLongWork for reading the file at `path` to open it, its progress labelled with the file's name.
 bool RunFileRead(UserPrompts& prompts, QWidget* parent, const QString& path, std::function<void()> read);

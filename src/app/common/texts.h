@@ -22,6 +22,7 @@ inline constexpr const char* kErrorDetail = "%1: %2";
 inline constexpr const char* kFileNotFound = "The file %1 cannot be opened: %2";
 // %1: the file's name, while it is read (shown only if that takes long).
 inline constexpr const char* kOpeningFile = "Opening %1...";
+inline constexpr const char* kSavingFile = "Saving %1...";
 
 // Saving.
 inline constexpr const char* kSaveChanges = "Save changes to %1?";

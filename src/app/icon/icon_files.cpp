@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "app/common/image_convert.h"
+#include "app/common/long_work.h"
 #include "app/common/texts.h"
 #include "app/icon/dialogs.h"
 #include "app/icon/icon_frame.h"
@@ -85,9 +86,16 @@ bool SaveProjectTo(CKvApp& app, CIconProject& project, const QString& path) {
     // and the chosen format stay as they are whatever the save does.
     const CIconDoc& doc = project.Doc();
     const IconContainer kind = SaveKindOf(path.toStdString());
+    // Encoding (PNG, JPEG 2000) and writing run on a worker, to their end: the window paints, and
+    // takes no input until they are done.
     IconSavePlan plan;
-    if (!PlanIconSave(doc, kind, app.prefs.WinExplorerCompatibleOrder != 0, IcnsWriteOptions{app.prefs.MacPngElements != 0},
-                      /*findChanges=*/true, plan)) {
+    bool planned = false;
+    const bool explorerOrder = app.prefs.WinExplorerCompatibleOrder != 0;
+    const IcnsWriteOptions mac{app.prefs.MacPngElements != 0};
+    RunLongWork(
+        app.Prompts(), app.MainFrame(), QString(text::kSavingFile).arg(QFileInfo(path).fileName()),
+        [&] { planned = PlanIconSave(doc, kind, explorerOrder, mac, /*findChanges=*/true, plan); }, Cancel::NotAllowed);
+    if (!planned) {
         const char* why = kind == IconContainer::Icns      ? text::kNoMacElement
                           : kind == IconContainer::Iconset ? text::kNoIconsetPicture
                                                            : text::kFormatNotWritten;
@@ -132,7 +140,11 @@ bool SaveProjectTo(CKvApp& app, CIconProject& project, const QString& path) {
     }
 
     std::string error;
-    if (!WritePlannedSave(path.toStdString(), doc, plan, Durability::Flush, error)) {
+    bool written = false;
+    RunLongWork(
+        app.Prompts(), app.MainFrame(), QString(text::kSavingFile).arg(QFileInfo(path).fileName()),
+        [&] { written = WritePlannedSave(path.toStdString(), doc, plan, Durability::Flush, error); }, Cancel::NotAllowed);
+    if (!written) {
         app.ShowError(QString(text::kSaveFailed).arg(QDir::toNativeSeparators(path), Native(error)));
         return false;
     }
