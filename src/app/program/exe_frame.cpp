@@ -16,6 +16,7 @@
 #include <algorithm>
 #include <new>
 
+#include "app/common/long_work.h"
 #include "app/icon/clipboard.h"
 #include "app/shell/kv_app.h"
 #include "app/shell/main_frame.h"
@@ -388,14 +389,17 @@ void CFileExeMDI::OnSaveAll() {
                                      .arg(QDir::toNativeSeparators(folder), ListNames(existing))))
         return;
 
+    // Written on a worker, to the end: the window paints meanwhile and takes no input.
     QStringList failures;
-    {
-        BusyCursor busy;
-        for (int tile = 0; tile < names.size(); ++tile) {
-            QString error;
-            if (!SaveTile(tile, dir.filePath(names[tile]), error)) failures << names[tile] + ": " + error;
-        }
-    }
+    RunLongWork(
+        app_.Prompts(), this, QString(text::kSavingFile).arg(QDir::toNativeSeparators(folder)),
+        [&] {
+            for (int tile = 0; tile < names.size(); ++tile) {
+                QString error;
+                if (!SaveTile(tile, dir.filePath(names[tile]), error)) failures << names[tile] + ": " + error;
+            }
+        },
+        Cancel::NotAllowed);
     if (!failures.isEmpty())
         app_.ShowError(QString(text::kExeSaveAllFailed).arg(QDir::toNativeSeparators(folder), ListNames(failures)));
     else
