@@ -131,12 +131,7 @@ namespace {
 
 // The canvas's backdrop tile as an image, to tile a brush with.
 QImage BackdropTile(const editor::CanvasResources& resources) {
-    const DeviceBitmap& tile = resources.backdrop;
-    if (tile.IsNull()) return {};
-    // Rows hold 0x00RRGGBB, which is QImage's RGB32.
-    return QImage(reinterpret_cast<const uchar*>(tile.Row(0)), tile.Width(), tile.Height(),
-                  static_cast<qsizetype>(tile.Width()) * 4, QImage::Format_RGB32)
-        .copy();
+    return ImageOfDeviceBitmap(resources.backdrop).copy();
 }
 
 }  // namespace

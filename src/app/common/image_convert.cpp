@@ -80,4 +80,10 @@ QRect ThumbnailRect(QSize picture, int side, qreal ratio) {
     return {(side - shown.width()) / 2, (side - shown.height()) / 2, shown.width(), shown.height()};
 }
 
+QImage ImageOfDeviceBitmap(const DeviceBitmap& bitmap) {
+    if (bitmap.IsNull()) return {};
+    return QImage(reinterpret_cast<const uchar*>(bitmap.Row(0)), bitmap.Width(), bitmap.Height(),
+                  static_cast<qsizetype>(bitmap.Width()) * 4, QImage::Format_RGB32);
+}
+
 }  // namespace tellurine::app

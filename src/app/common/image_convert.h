@@ -6,6 +6,7 @@
 
 #include "icon/kv_icon.h"
 #include "image/block.h"
+#include "image/device_bitmap.h"
 
 class QPainter;
 
@@ -23,6 +24,10 @@ QImage ReadPicture(const QString& path);
 // An SVG drawing rasterised at `size` (each side 1 to 8,192 pixels), its aspect ratio kept and
 // centred; null when it cannot be read.
 QImage RenderDrawing(const QString& path, QSize size);
+// A device bitmap (rows of 0x00RRGGBB, which is QImage's RGB32) as an image that shares its
+// pixels: valid while the bitmap lives and is not changed; copy() it to keep it. Null for a null
+// bitmap.
+QImage ImageOfDeviceBitmap(const DeviceBitmap& bitmap);
 // A format's picture as the icon shows it: its colours, transparent where the mask says so.
 QImage ImageFromIcon(const CKvIcon& icon);
 // Where a picture goes in a square of `side` pixels, centred: a larger one scaled down to fit,

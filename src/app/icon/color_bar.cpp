@@ -1,3 +1,4 @@
+#include "app/common/image_convert.h"
 #include "app/icon/color_bar.h"
 
 #include <QMouseEvent>
@@ -30,9 +31,7 @@ constexpr COLORREF kTrueColourCells[] = {
 QColor ToQColor(COLORREF c) { return QColor(GetRValue(c), GetGValue(c), GetBValue(c)); }
 
 QImage PatternImage(const DeviceBitmap& pattern) {
-    return QImage(reinterpret_cast<const uchar*>(pattern.Row(0)), pattern.Width(), pattern.Height(),
-                  static_cast<qsizetype>(pattern.Width()) * 4, QImage::Format_RGB32)
-        .copy();
+    return ImageOfDeviceBitmap(pattern).copy();
 }
 
 }  // namespace

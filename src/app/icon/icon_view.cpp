@@ -1,3 +1,4 @@
+#include "app/common/image_convert.h"
 #include "app/icon/icon_view.h"
 
 #include <QCoreApplication>
@@ -162,10 +163,7 @@ void CIconView::paintEvent(QPaintEvent* event) {
                                       (update.bottom() + 1) * k + sy};
         editor::PaintedArea painted;
         if (renderer_.Paint(image, context_.resources, view, Placement(), rect, painted) && !painted.source.IsEmpty()) {
-            const DeviceBitmap& work = renderer_.Work();
-            // The work bitmap's rows are 0x00RRGGBB, which is what QImage's RGB32 holds.
-            const QImage shown(reinterpret_cast<const uchar*>(work.Row(0)), work.Width(), work.Height(),
-                               static_cast<qsizetype>(work.Width()) * 4, QImage::Format_RGB32);
+            const QImage shown = ImageOfDeviceBitmap(renderer_.Work());
             if (k > 1) {
                 painter.scale(1.0 / k, 1.0 / k);
                 painter.setRenderHint(QPainter::SmoothPixmapTransform);
