@@ -111,17 +111,7 @@ QVariant CAniStepListModel::data(const QModelIndex& index, int role) const {
 QPixmap CAniStepListModel::Thumbnail(int row) const {
     QPixmap& cached = thumbnails_[static_cast<std::size_t>(row)];
     if (!cached.isNull()) return cached;
-    QPixmap pixmap(kThumbnailSize, kThumbnailSize);
-    pixmap.fill(Qt::transparent);
-    const QImage picture = document_.StepPicture(row);
-    if (!picture.isNull()) {
-        const QRect target = ThumbnailRect(picture.size(), kThumbnailSize);
-        QPainter painter(&pixmap);
-        PaintCheckerboard(painter, target, 4);
-        painter.setRenderHint(QPainter::SmoothPixmapTransform, target.size() != picture.size());
-        painter.drawImage(target, picture);
-    }
-    cached = pixmap;
+    cached = ThumbnailPixmap(document_.StepPicture(row), kThumbnailSize);
     return cached;
 }
 

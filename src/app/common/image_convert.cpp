@@ -86,4 +86,16 @@ QImage ImageOfDeviceBitmap(const DeviceBitmap& bitmap) {
                   static_cast<qsizetype>(bitmap.Width()) * 4, QImage::Format_RGB32);
 }
 
+QPixmap ThumbnailPixmap(const QImage& picture, int side, qreal ratio) {
+    QPixmap pixmap(side, side);
+    pixmap.fill(Qt::transparent);
+    if (picture.isNull()) return pixmap;
+    const QRect target = ThumbnailRect(picture.size(), side, ratio);
+    QPainter painter(&pixmap);
+    PaintCheckerboard(painter, target, std::max(2, side / 12));
+    painter.setRenderHint(QPainter::SmoothPixmapTransform, target.width() < picture.width());
+    painter.drawImage(target, picture);
+    return pixmap;
+}
+
 }  // namespace tellurine::app

@@ -35,6 +35,9 @@ QImage ImageFromIcon(const CKvIcon& icon);
 // screen's `ratio`, that fits, so that its pixels stay square. Every list of pictures (formats,
 // steps, a program's icons, the overwrite prompt) shows them so.
 QRect ThumbnailRect(QSize picture, int side, qreal ratio = 1);
+// A picture's thumbnail: a transparent square of `side` pixels with the picture where
+// ThumbnailRect puts it, over the checkerboard.
+QPixmap ThumbnailPixmap(const QImage& picture, int side, qreal ratio = 1);
 // Fills a rectangle with the light checkerboard that shows transparency, in squares of `cell`.
 void PaintCheckerboard(QPainter& painter, const QRect& rect, int cell = 8);
 

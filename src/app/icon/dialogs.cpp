@@ -200,17 +200,7 @@ QGroupBox* DescribeFile(const QString& heading, const QImage& picture, qint64 si
     pictureLabel->setObjectName("picture");
     pictureLabel->setMinimumSize(64, 64);
     pictureLabel->setAlignment(Qt::AlignCenter);
-    if (!picture.isNull()) {
-        QPixmap pixmap(64, 64);
-        pixmap.fill(Qt::transparent);
-        QPainter painter(&pixmap);
-        PaintCheckerboard(painter, pixmap.rect());
-        const QRect target = ThumbnailRect(picture.size(), 64);
-        painter.setRenderHint(QPainter::SmoothPixmapTransform, target.width() < picture.width());
-        painter.drawImage(target, picture);
-        painter.end();
-        pictureLabel->setPixmap(pixmap);
-    }
+    if (!picture.isNull()) pictureLabel->setPixmap(ThumbnailPixmap(picture, 64));
     layout->addWidget(pictureLabel);
     layout->addWidget(new QLabel(QString("%1 %2").arg(text::kSizeLine, ByteCountText(size)), box));
     layout->addWidget(new QLabel(

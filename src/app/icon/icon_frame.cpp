@@ -70,17 +70,8 @@ QPixmap CIconFormatListModel::Thumbnail(int row) const {
     if (!cached.isNull()) return cached;
 
     const int side = static_cast<int>(kThumbnailSize * ratio_ + 0.5);
-    QPixmap pixmap(side, side);
-    pixmap.fill(Qt::transparent);
+    QPixmap pixmap = ThumbnailPixmap(ImageFromIcon(project_.Doc().GetFormat(row)->Icon()), side, ratio_);
     QPainter painter(&pixmap);
-    const QImage picture = ImageFromIcon(project_.Doc().GetFormat(row)->Icon());
-    if (!picture.isNull()) {
-        const QRect target = ThumbnailRect(picture.size(), side, ratio_);
-        PaintCheckerboard(painter, target, std::max(2, side / 12));
-        const bool smooth = target.width() < picture.width();
-        painter.setRenderHint(QPainter::SmoothPixmapTransform, smooth);
-        painter.drawImage(target, picture);
-    }
     if (project_.Doc().GetFormat(row)->Icon().IsCompressed()) {
         // The badge of a PNG-compressed format: a small dark tag in the bottom right corner.
         QFont font = painter.font();
