@@ -131,9 +131,7 @@ bool CKvApp::InitInstance(const QStringList& arguments) {
     }
 
     // 12. The document templates.
-    templates.clear();
-    for (const shell::DocTemplateInfo& t : shell::DocTemplates()) templates.push_back(t.resource);
-    Step(QString("templates: %1").arg(templates.size()));
+    Step(QString("templates: %1").arg(shell::DocTemplates().size()));
 
     // 13. The update and librarian switches of the raw command line.
     std::vector<std::string> args;
@@ -152,7 +150,6 @@ bool CKvApp::InitInstance(const QStringList& arguments) {
 
     // 15. The 50 ms timer.
     timer.setInterval(50);
-    QObject::connect(&timer, &QTimer::timeout, mainFrame_.get(), &CMainFrame::OnTimer, Qt::UniqueConnection);
     timer.start();
     Step("timer: 50 ms");
 
@@ -325,7 +322,6 @@ void CKvApp::ShowWhatsNew() {
     dialog->show();
 }
 
-void CKvApp::OnTimer() { ++timerTicks; }
 
 void CKvApp::SaveRecoveryFiles() {
     if (!recovery_ || !mainFrame_) return;

@@ -66,9 +66,7 @@ public:
     editor::CDrawTool* Tool(editor::ToolKind kind) const;
     void SetCurrentTool(editor::ToolKind kind);
     QStringList clipboardFormats;  // the private formats' MIME types, in registration order
-    std::vector<int> templates;    // registered document templates, by resource number
-    QTimer timer;
-    unsigned timerTicks = 0;
+    QTimer timer;  // the 50 ms timer start-up runs; the windows that need a beat listen to it
 
     [[nodiscard]] CMainFrame* MainFrame() const { return mainFrame_.get(); }
     [[nodiscard]] shell::Profile& Profile();
@@ -105,7 +103,6 @@ public:
     // The What's New pages found in the program folder at start-up ("kvwn.htm" first).
     [[nodiscard]] const QStringList& WhatsNewPages() const { return whatsNewPages_; }
     void ShowWhatsNew();
-    void OnTimer();
 
 private:
     void Step(const QString& line) { startupLog_ << line; }

@@ -369,7 +369,6 @@ void CMainFrame::updateRecentMenus() {
     fill(moreRecentMenu, app_.ownRecentFiles, shell::kOwnRecentFirstCommand, true);
 }
 
-void CMainFrame::OnTimer() { app_.OnTimer(); }
 
 CIconView* CMainFrame::ActiveCanvas() const {
     CIconDocMDI* frame = ActiveIconFrame();

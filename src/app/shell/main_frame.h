@@ -108,7 +108,6 @@ public slots:
     void updateActions();
     // Refills the two recent-file menus from the lists (after they change).
     void updateRecentMenus();
-    void OnTimer();
 
 protected:
     void closeEvent(QCloseEvent* event) override;
