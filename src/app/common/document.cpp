@@ -1,4 +1,4 @@
-#include "app/icon/icon_project.h"
+#include "app/common/document.h"
 
 #include <QFileInfo>
 
