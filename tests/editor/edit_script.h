@@ -171,8 +171,14 @@ private:
                 tool.settings.brushShape = r.Below(12);
                 tool.settings.gradient = r.Below(5) + (r.Below(4) == 0 ? kReflectedGradient : 0);
                 tool.settings.smoothEdges = r.Below(2) == 0;
+                tool.settings.resizeEdges = r.Below(4) == 0 ? r.Below(16) : 0;  // a selection handle
                 session_.Press(format, tool, colours_, r.Below(w), r.Below(h), r.Below(3) == 0, r.Below(3) == 0);
                 for (int moves = r.Below(4); moves > 0; --moves) session_.Move(anyX(), anyY());
+                // Now and then Esc drops the stroke instead of the release.
+                if (r.Below(6) == 0) {
+                    last_ += ", cancelled";
+                    session_.CancelStroke();
+                }
                 session_.Release(anyX(), anyY());
                 return true;
             }
