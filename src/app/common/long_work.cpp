@@ -63,7 +63,7 @@ bool RunLongWork(UserPrompts& prompts, QWidget* parent, const QString& label, st
         if (watcher.isFinished()) return true;
     }
     bool cancelled = false;
-    QProgressDialog dialog(label, QProgressDialog::tr("Cancel"), 0, 0, parent);
+    QProgressDialog dialog(label, text::kCancel, 0, 0, parent);
     dialog.setWindowModality(Qt::ApplicationModal);
     dialog.setMinimumDuration(0);
     if (cancel == Cancel::NotAllowed) {

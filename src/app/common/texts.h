@@ -5,6 +5,7 @@
 namespace tellurine::app::text {
 
 inline constexpr const char* kAppTitle = "Tellurine";
+inline constexpr const char* kSplashVersion = "Icon editor %1";  // under the name on the splash
 
 // Opening.
 inline constexpr const char* kIconReadError =
@@ -23,6 +24,7 @@ inline constexpr const char* kFileNotFound = "The file %1 cannot be opened: %2";
 // %1: the file's name, while it is read (shown only if that takes long).
 inline constexpr const char* kOpeningFile = "Opening %1...";
 inline constexpr const char* kSavingFile = "Saving %1...";
+inline constexpr const char* kCancel = "Cancel";
 
 // Saving.
 inline constexpr const char* kSaveChanges = "Save changes to %1?";

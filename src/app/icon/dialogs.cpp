@@ -293,7 +293,7 @@ QPixmap SplashPicture(const QPixmap& icon) {
     painter.setFont(small);
     painter.setPen(QColor(200, 210, 230));
     painter.drawText(QRect(178, 120, 250, 24), Qt::AlignLeft | Qt::AlignVCenter,
-                     QStringLiteral("Icon editor %1").arg(TELLURINE_VERSION));
+                     QString(text::kSplashVersion).arg(TELLURINE_VERSION));
     return pixmap;
 }
 

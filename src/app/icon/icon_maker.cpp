@@ -255,7 +255,7 @@ int RunBatch(UserPrompts& prompts, QWidget* parent, const QStringList& pictures,
     for (std::size_t i = 0; i < images.size(); ++i) batch->jobs.push_back({images[i], outputs[i]});
     QDir().mkpath(folder);
 
-    QProgressDialog dialog(text::kBatchProgress, QProgressDialog::tr("Cancel"), 0, static_cast<int>(images.size()), parent);
+    QProgressDialog dialog(text::kBatchProgress, text::kCancel, 0, static_cast<int>(images.size()), parent);
     dialog.setWindowModality(Qt::ApplicationModal);
     dialog.setMinimumDuration(0);
     QFutureWatcher<void> watcher;
