@@ -393,6 +393,15 @@ void FramesTest::drawingWithThePencilAndTheLineThenUndoing() {
     // The pencil, chosen by its key, drawn across a row.
     QCOMPARE(main->Action("tool.pencil")->text(), QString("Pencil (P)"));
     main->Action("tool.pencil")->trigger();
+    // Each tool its own pointer over the image, hot where it draws.
+    Mouse(view, QEvent::MouseMove, 4, 4, Qt::NoButton, Qt::NoButton);
+    const QCursor pencil = view->viewport()->cursor();
+    QCOMPARE(pencil.shape(), Qt::BitmapCursor);
+    QCOMPARE(pencil.hotSpot(), QPoint(7, 7));
+    main->Action("tool.fill")->trigger();
+    Mouse(view, QEvent::MouseMove, 5, 4, Qt::NoButton, Qt::NoButton);
+    QVERIFY(view->viewport()->cursor().pixmap().toImage() != pencil.pixmap().toImage());
+    main->Action("tool.pencil")->trigger();
     Drag(view, {3, 3}, {9, 3});
     for (int x = 3; x <= 9; ++x) QCOMPARE(pixel(x, 3), red);
     QCOMPARE(pixel(10, 3), original.pixelColor(10, 3));

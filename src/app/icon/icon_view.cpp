@@ -13,6 +13,7 @@
 #include <algorithm>
 
 #include "app/common/texts.h"
+#include "app/icon/tool_pictures.h"
 
 namespace tellurine::app {
 
@@ -252,16 +253,18 @@ void CIconView::mouseMoveEvent(QMouseEvent* event) {
         shape = (handle & (kEdgeLeft | kEdgeRight)) != 0 && (handle & (kEdgeTop | kEdgeBottom)) != 0
                     ? (diagonal ? Qt::SizeFDiagCursor : Qt::SizeBDiagCursor)
                     : across ? Qt::SizeHorCursor : Qt::SizeVerCursor;
-    } else if (context_.tool != nullptr && state_ != nullptr && hit.inside) {
-        switch (context_.tool->QueryCursor(*state_, hit.x, hit.y)) {
-            case editor::ToolCursor::Cross: shape = Qt::CrossCursor; break;
-            case editor::ToolCursor::Picker: shape = Qt::PointingHandCursor; break;
-            case editor::ToolCursor::Fill: shape = Qt::CrossCursor; break;
-            case editor::ToolCursor::Move: shape = Qt::SizeAllCursor; break;
-            case editor::ToolCursor::Arrow: break;
-        }
     }
-    if (viewport()->cursor().shape() != shape) viewport()->setCursor(shape);
+    // Each tool its own pointer over the image; made again only when it changes.
+    int key = shape;
+    editor::ToolCursor toolCursor = editor::ToolCursor::Arrow;
+    if (handle == 0 && context_.tool != nullptr && state_ != nullptr && hit.inside) {
+        toolCursor = context_.tool->QueryCursor(*state_, hit.x, hit.y);
+        key = 1000 + static_cast<int>(context_.tool->Kind()) * 10 + static_cast<int>(toolCursor);
+    }
+    if (key != pointerKey_) {
+        pointerKey_ = key;
+        viewport()->setCursor(key >= 1000 ? ToolPointer(context_.tool->Kind(), toolCursor) : QCursor(shape));
+    }
     if (stroking_) {
         const QPoint pixel = RawPixel(event->position().toPoint());
         ToolResult(project_.Session().Move(pixel.x(), pixel.y()));

@@ -125,7 +125,8 @@ private:
     const CanvasContext& context_;
     editor::FormatState* state_ = nullptr;  // the edited format's pixels, kept by the project
     bool stroking_ = false;
-    int previewGeneration_ = 0;  // the preview last asked for; older results are dropped  // this view's stroke is in progress in the session
+    int previewGeneration_ = 0;
+    int pointerKey_ = -1;  // what the pointer shows now: a Qt shape, or 1000 + tool and its cursor  // the preview last asked for; older results are dropped  // this view's stroke is in progress in the session
     editor::CanvasRenderer renderer_;
 };
 

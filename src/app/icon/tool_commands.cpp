@@ -7,6 +7,7 @@
 
 #include "app/common/texts.h"
 #include "app/icon/icon_commands.h"
+#include "app/icon/tool_pictures.h"
 #include "app/shell/kv_app.h"
 #include "app/shell/main_frame.h"
 
@@ -27,70 +28,6 @@ constexpr ToolCommand kTools[] = {
     {"tool.line", Qt::Key_L},             {"tool.rectangle", Qt::Key_M}, {"tool.filledRectangle", Qt::Key_N},
     {"tool.ellipse", Qt::Key_X},          {"tool.filledEllipse", Qt::Key_Y}, {"tool.frame3d", Qt::Key_3},
 };
-
-// The palette's picture of a tool: a few strokes in the window's text colour.
-QIcon ToolIcon(ToolKind kind, const QPalette& palette) {
-    QPixmap pixmap(20, 20);
-    pixmap.fill(Qt::transparent);
-    QPainter p(&pixmap);
-    p.setRenderHint(QPainter::Antialiasing);
-    const QColor ink = palette.color(QPalette::WindowText);
-    p.setPen(QPen(ink, 1.5));
-    switch (kind) {
-        case ToolKind::Select:
-            p.setPen(QPen(ink, 1, Qt::DashLine));
-            p.drawRect(3, 4, 14, 12);
-            break;
-        case ToolKind::Pick:
-            p.drawLine(4, 16, 12, 8);
-            p.setBrush(ink);
-            p.drawEllipse(11, 3, 6, 6);
-            break;
-        case ToolKind::Replacer:
-            // One colour becoming another.
-            p.setBrush(ink);
-            p.drawRect(3, 3, 6, 6);
-            p.setBrush(Qt::NoBrush);
-            p.drawRect(11, 11, 6, 6);
-            p.drawLine(9, 9, 12, 12);
-            break;
-        case ToolKind::Pen:
-            // A pencil: its body and its point.
-            p.drawPolygon(QPolygonF({{14.5, 2.5}, {17.5, 5.5}, {7, 16}, {4, 13}}));
-            p.setBrush(ink);
-            p.drawPolygon(QPolygonF({{4, 13}, {7, 16}, {2.5, 17.5}}));
-            break;
-        case ToolKind::Brush:
-            p.setPen(QPen(ink, 4, Qt::SolidLine, Qt::RoundCap));
-            p.drawLine(5, 15, 15, 5);
-            break;
-        case ToolKind::Fill:
-            p.setBrush(ink);
-            p.drawPolygon(QPolygon({{3, 9}, {10, 3}, {17, 10}, {10, 17}}));
-            break;
-        case ToolKind::Line: p.drawLine(3, 17, 17, 3); break;
-        case ToolKind::Rectangle: p.drawRect(3, 5, 14, 10); break;
-        case ToolKind::FilledRectangle:
-            p.setBrush(ink);
-            p.drawRect(3, 5, 14, 10);
-            break;
-        case ToolKind::Ellipse: p.drawEllipse(3, 5, 14, 10); break;
-        case ToolKind::FilledEllipse:
-            p.setBrush(ink);
-            p.drawEllipse(3, 5, 14, 10);
-            break;
-        case ToolKind::Frame3D:
-            // A raised frame: light above and left, dark below and right, inside an outline.
-            p.setPen(QPen(ink, 1));
-            p.drawRect(2, 3, 16, 14);
-            p.setPen(QPen(QColor(255, 255, 255), 2));
-            p.drawPolyline(QPolygon({{4, 15}, {4, 5}, {16, 5}}));
-            p.setPen(QPen(QColor(96, 96, 96), 2));
-            p.drawPolyline(QPolygon({{5, 15}, {16, 15}, {16, 6}}));
-            break;
-    }
-    return QIcon(pixmap);
-}
 
 // A palette button that opens a submenu of choices and shows the chosen one's text.
 QToolButton* ChoiceButton(QToolBar* palette, QMenu* menu, const QString& name) {

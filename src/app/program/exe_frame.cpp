@@ -297,18 +297,18 @@ void CFileExeMDI::OnCopy() {
 
 QMimeData* CFileExeMDI::TilesMimeData(const std::vector<int>& tiles) const {
     try {
-        std::unique_ptr<QMimeData> data;
+        std::unique_ptr<QMimeData> mime;
         if (tiles.size() == 1) {
             CIconGroup group = document_.ReadGroup(tiles.front());
             if (group.FormatCount() == 0) return nullptr;
             // Other programs get the largest, deepest format as a picture; this one the whole
             // group, as a new icon or as the formats a project pastes.
             const Block dib = group.LargestFormat()->To32BitDib();
-            data = PictureMimeData(DibToDeviceBitmap(dib), DibAlphaToDeviceBitmap(dib));
-            AddIconData(*data, group);
-            if (const QByteArray whole = data->data(kIconEditMime); !whole.isEmpty()) data->setData(kIconFormatMime, whole);
+            mime = PictureMimeData(DibToDeviceBitmap(dib), DibAlphaToDeviceBitmap(dib));
+            AddIconData(*mime, group);
+            if (const QByteArray whole = mime->data(kIconEditMime); !whole.isEmpty()) mime->setData(kIconFormatMime, whole);
         } else {
-            data = std::make_unique<QMimeData>();
+            mime = std::make_unique<QMimeData>();
         }
         // A file manager takes each group as an .ico file.
         const QString folder = QDir(QDir::tempPath()).filePath("tellurine-copied");
@@ -318,8 +318,8 @@ QMimeData* CFileExeMDI::TilesMimeData(const std::vector<int>& tiles) const {
             for (const int tile : tiles)
                 if (const QString file = QDir(folder).filePath(document_.IcoFileName(tile)); SaveTile(tile, file, error))
                     files << file;
-        if (!files.isEmpty()) AddFileList(*data, files);
-        return data->formats().isEmpty() ? nullptr : data.release();
+        if (!files.isEmpty()) AddFileList(*mime, files);
+        return mime->formats().isEmpty() ? nullptr : mime.release();
     } catch (const std::bad_alloc&) {
         app_.ShowError(text::kOutOfMemory, text::kOutOfMemoryTitle);
         return nullptr;
