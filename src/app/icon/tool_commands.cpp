@@ -56,7 +56,7 @@ void RegisterToolCommands(CMainFrame& main) {
         QAction* action = commands.Add({.id = kTools[i].id, .text = text::kToolNames[i],
                                         .shortcut = kTools[i].key != Qt::Key_unknown ? QKeySequence(kTools[i].key) : QKeySequence(),
                                         .execute = [&app, kind] { app.SetCurrentTool(kind); },
-                                        .checked = [&app, kind] { return app.canvas.tool == app.Tool(kind); },
+                                        .checked = [&app, kind] { return app.canvas.tool != nullptr && app.canvas.tool == app.Tool(kind); },
                                         .group = "tools"});
         action->setIcon(ToolIcon(kind, main.palette()));
         palette->addAction(action);

@@ -168,6 +168,7 @@ bool CKvApp::InitInstance(const QStringList& arguments) {
         tool->settings.screenBits = screenBits;
     }
     SetCurrentTool(editor::ToolKind::Pen);
+    mainFrame_->updateActions();  // the menus and the palette show the current tool
     Step("drawing tools");
 
     // 17. Files dropped on the main window are opened.
