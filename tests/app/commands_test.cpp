@@ -133,6 +133,9 @@ void CommandsTest::toolPaletteShowsAndChoosesTheCurrentTool() {
     QVERIFY(palette->isHidden() && !main->Action("view.toolPalette")->isChecked());
     main->Action("view.toolPalette")->trigger();
     QVERIFY(!palette->isHidden());
+    // Hidden by its own means (the bars' context menu), the check mark follows.
+    palette->hide();
+    QVERIFY(!main->Action("view.toolPalette")->isChecked());
 }
 
 void CommandsTest::windowMenuListsTheOpenDocuments() {

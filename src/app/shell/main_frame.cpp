@@ -151,6 +151,9 @@ CMainFrame::CMainFrame(CKvApp& app) : app_(app) {
     shown(statusBar(), "view.statusBar", text::kStatusBar);
     shown(colorDock, "view.colorBar", text::kColorBar);
     shown(toolPalette, "view.toolPalette", text::kToolPalette);
+    // Closed by their own buttons or menus, the bars' check marks follow.
+    connect(colorDock, &QDockWidget::visibilityChanged, this, &CMainFrame::updateActions);
+    for (QToolBar* bar : {toolBar, toolPalette}) connect(bar, &QToolBar::visibilityChanged, this, &CMainFrame::updateActions);
     CreateMenus();
     statusBar()->showMessage(text::kReady);
     formatPane = new QLabel(this);
@@ -176,6 +179,9 @@ CMainFrame::CMainFrame(CKvApp& app) : app_(app) {
 CMainFrame::~CMainFrame() {
     // The document windows go first, while this is still a main frame that their signals may reach.
     disconnect(mdiArea, nullptr, this, nullptr);
+    // The bars hide as they go: nothing may reach the commands then.
+    for (QWidget* bar : findChildren<QToolBar*>()) disconnect(bar, nullptr, this, nullptr);
+    for (QWidget* dock : findChildren<QDockWidget*>()) disconnect(dock, nullptr, this, nullptr);
     for (CKvMdiChild* child : Children()) delete child;
 }
 
