@@ -197,7 +197,10 @@ public:
           valid_(shown && res.grid.Width() == 8 && res.strongGrid.Width() == 8) {
         if (!valid_ || res.settings.gridStyle == 2) return;
         for (int x = x0; x <= x1; ++x)
-            if (const DeviceBitmap* p = Pattern(x, w); p != nullptr && x * zoom < workWidth) columns_.push_back({x * zoom, p});
+            if (const DeviceBitmap* p = Pattern(x, w); p != nullptr && x * zoom < workWidth) {
+                columns_.push_back({x * zoom, p});
+                if (p == &res_.strongGrid) strongColumns_.push_back({x * zoom, p});
+            }
     }
 
     // Draws the grid over screen rows [top, bottom) of the work bitmap, within the range.
@@ -213,7 +216,11 @@ public:
         GridColumns(work, columns_, top, bottom);
         for (int sy = top; sy < bottom; ++sy)
             if (sy % zoom_ == 0)
-                if (const DeviceBitmap* p = Pattern(sy / zoom_, h_)) GridRow(work, sy, x0_ * zoom_, x1_ * zoom_ + 1, *p);
+                if (const DeviceBitmap* p = Pattern(sy / zoom_, h_)) {
+                    GridRow(work, sy, x0_ * zoom_, x1_ * zoom_ + 1, *p);
+                    // A stronger line stays whole where a regular one crosses it.
+                    if (p != &res_.strongGrid) GridColumns(work, strongColumns_, sy, sy + 1);
+                }
     }
 
 private:
@@ -225,6 +232,7 @@ private:
     int zoom_, w_, h_, x0_, x1_, step_;
     bool stronger_, valid_;
     std::vector<GridColumn> columns_;
+    std::vector<GridColumn> strongColumns_;
 };
 
 // The selection's frame: a line alternating the dark and light pens every 4 pixels, and small
