@@ -3,6 +3,8 @@
 // as projects, copied, saved one by one or all at once; and the files that are not programs.
 #include <QClipboard>
 #include <QJsonArray>
+#include <QMdiArea>
+#include <QMdiSubWindow>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QStatusBar>
@@ -135,7 +137,9 @@ CFileExeMDI* OpenLoaded(StartedApp& s, const QString& path) {
     return FrameOf(s, document);
 }
 
+// Chooses a tile in the window, made the active one (the commands act on the active window).
 void Select(CFileExeMDI& frame, int row) {
+    if (auto* child = qobject_cast<QMdiSubWindow*>(frame.parentWidget())) child->mdiArea()->setActiveSubWindow(child);
     frame.view->selectionModel()->select(frame.view->Model()->index(row), QItemSelectionModel::ClearAndSelect);
 }
 
@@ -200,12 +204,12 @@ void ExeDocTest::readsWhileTheWindowIsUp() {
     QVERIFY(frame != nullptr && frame->isVisible());
     QVERIFY(document->IsLoading());
     QCOMPARE(Status(s), QString("Loading ..."));
-    QVERIFY(!frame->actSaveAll->isEnabled());
+    QVERIFY(!s.app->MainFrame()->Action("program.saveAll")->isEnabled());
     QTRY_VERIFY_WITH_TIMEOUT(!document->IsLoading(), 20000);
     QCOMPARE(Status(s), QString("Ready"));
     QCOMPARE(frame->view->Model()->rowCount(), 150);
-    QVERIFY(frame->actSaveAll->isEnabled());
-    QVERIFY(!frame->actOpen->isEnabled() && !frame->actCopy->isEnabled());
+    QVERIFY(s.app->MainFrame()->Action("program.saveAll")->isEnabled());
+    QVERIFY(!s.app->MainFrame()->Action("program.open")->isEnabled() && !s.app->MainFrame()->Action("program.copy")->isEnabled());
 
     // Closed while it reads: the reading stops, nothing is said, the status bar comes back.
     s.app->MainFrame()->ActiveChild()->close();
@@ -224,7 +228,7 @@ void ExeDocTest::readsWhileTheWindowIsUp() {
     QVERIFY(empty != nullptr);
     QCOMPARE(empty->view->Model()->rowCount(), 0);
     QCOMPARE(empty->view->Message(), QString("This file contains no icons."));
-    QVERIFY(!empty->actSaveAll->isEnabled());
+    QVERIFY(!s.app->MainFrame()->Action("program.saveAll")->isEnabled());
     QVERIFY(s.prompts->messages.empty());
 }
 
@@ -241,8 +245,8 @@ void ExeDocTest::opensAndCopiesAGroup() {
     const int groupOfSpec[] = {0, 1, 3, 4};  // the tiles' groups (group 2 is left out)
     for (int row = 0; row < frame->view->Model()->rowCount(); ++row) {
         Select(*frame, row);
-        QVERIFY(frame->actOpen->isEnabled());
-        frame->actOpen->trigger();
+        QVERIFY(s.app->MainFrame()->Action("program.open")->isEnabled());
+        s.app->MainFrame()->Action("program.open")->trigger();
         auto* project = qobject_cast<CIconProject*>(s.app->MainFrame()->ActiveDocument());
         QVERIFY(project != nullptr);
         QCOMPARE(project->Title(), "tool.dll: " + cli[static_cast<std::size_t>(row)].first);
@@ -253,15 +257,18 @@ void ExeDocTest::opensAndCopiesAGroup() {
 
     // Every group chosen: all open; copying and saving need exactly one.
     const int before = static_cast<int>(s.app->MainFrame()->Children().size());
+    Select(*frame, 0);
     frame->view->selectAll();
-    QVERIFY(frame->actOpen->isEnabled() && !frame->actCopy->isEnabled() && !frame->actSaveIco->isEnabled());
-    frame->actOpen->trigger();
+    CMainFrame* main = s.app->MainFrame();
+    QVERIFY(main->Action("program.open")->isEnabled() && !main->Action("program.copy")->isEnabled() &&
+            !main->Action("program.saveIco")->isEnabled());
+    s.app->MainFrame()->Action("program.open")->trigger();
     QCOMPARE(static_cast<int>(s.app->MainFrame()->Children().size()), before + 4);
 
     // Copy puts the whole group on the clipboard as formats, and its largest as a picture.
     Select(*frame, 0);
-    QVERIFY(frame->actCopy->isEnabled());
-    frame->actCopy->trigger();
+    QVERIFY(s.app->MainFrame()->Action("program.copy")->isEnabled());
+    s.app->MainFrame()->Action("program.copy")->trigger();
     const QMimeData* copied = QGuiApplication::clipboard()->mimeData();
     QVERIFY(copied != nullptr);
     const std::vector<CKvIcon> formats = FormatsFromMimeData(*copied);
@@ -314,7 +321,7 @@ void ExeDocTest::savesGroupsAsIcoFiles() {
     // Save All: one .ico per group, named as the command-line tool names what it extracts, each
     // reading back as the group's formats.
     s.prompts->folderNames = {out};
-    frame->actSaveAll->trigger();
+    s.app->MainFrame()->Action("program.saveAll")->trigger();
     QVERIFY(s.prompts->messages.empty());
     QStringList written = QDir(out).entryList(QDir::Files);
     QStringList expected = kSavedNames;
@@ -336,7 +343,7 @@ void ExeDocTest::savesGroupsAsIcoFiles() {
     const QString one = QDir(out).filePath("tool-1.ico");
     QFile::resize(one, 10);
     s.prompts->folderNames = {out};
-    frame->actSaveAll->trigger();
+    s.app->MainFrame()->Action("program.saveAll")->trigger();
     QCOMPARE(s.prompts->questions.size(), std::size_t{1});
     QVERIFY(s.prompts->questions[0].startsWith("4 of the files already exist in"));
     QCOMPARE(QFileInfo(one).size(), 10);
@@ -345,19 +352,19 @@ void ExeDocTest::savesGroupsAsIcoFiles() {
     // without the extension gets it; replacing asks first.
     Select(*frame, 1);
     s.prompts->saveNames = {s.Path("single")};
-    frame->actSaveIco->trigger();
+    s.app->MainFrame()->Action("program.saveIco")->trigger();
     QVERIFY(s.prompts->lastSuggested.endsWith("/tool-MAIN_ICON.ico"));
     QVERIFY(QFileInfo(s.Path("single.ico")).size() > 0);
     s.prompts->saveNames = {one};
     s.prompts->yesNoAnswers = {true};
-    frame->actSaveIco->trigger();
+    s.app->MainFrame()->Action("program.saveIco")->trigger();
     QCOMPARE(s.prompts->questions.size(), std::size_t{2});
     QCOMPARE(ReadAll(one), ReadAll(s.Path("single.ico")));
 
     // A folder that is not there: one message naming what failed, nothing left behind.
     QVERIFY(QDir(out).removeRecursively());
     s.prompts->folderNames = {out};
-    frame->actSaveAll->trigger();
+    s.app->MainFrame()->Action("program.saveAll")->trigger();
     QCOMPARE(s.prompts->messages.size(), std::size_t{1});
     QVERIFY(s.prompts->messages[0].text.contains("tool-MAIN_ICON.ico"));
     QVERIFY(!QFileInfo::exists(out));

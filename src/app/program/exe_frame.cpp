@@ -236,25 +236,13 @@ CFileExeMDI::CFileExeMDI(CKvApp& app, CFileExeDocument& document, QWidget* paren
     layout->addWidget(view, 1);
     setFocusProxy(view);
 
-    const auto make = [this](const char* label, const QList<QKeySequence>& keys, void (CFileExeMDI::*slot)(),
-                             const QIcon& icon) {
-        auto* action = new QAction(icon, label, this);
-        action->setShortcuts(keys);
-        action->setShortcutContext(Qt::WidgetWithChildrenShortcut);
-        connect(action, &QAction::triggered, this, slot);
-        addAction(action);
-        toolBar->addAction(action);
-        view->addAction(action);
-        return action;
-    };
-    actOpen = make(text::kExeOpenAsProject, {QKeySequence(Qt::Key_Return), QKeySequence(Qt::Key_Enter)},
-                   &CFileExeMDI::OnOpenAsProject, style()->standardIcon(QStyle::SP_DialogOpenButton));
-    actCopy = make(text::kCopy, QKeySequence::keyBindings(QKeySequence::Copy), &CFileExeMDI::OnCopy,
-                   QIcon::fromTheme("edit-copy"));
-    actSaveIco = make(text::kExeSaveAsIco, QKeySequence::keyBindings(QKeySequence::Save), &CFileExeMDI::OnSaveAsIco,
-                      style()->standardIcon(QStyle::SP_DialogSaveButton));
-    actSaveAll = make(text::kExeSaveAll, QKeySequence::keyBindings(QKeySequence::SaveAs), &CFileExeMDI::OnSaveAll,
-                      style()->standardIcon(QStyle::SP_DirIcon));
+    // The window's commands, from the registry: on its tool bar and the tiles' context menu.
+    if (CMainFrame* main = app_.MainFrame())
+        for (const char* id : {"program.open", "program.copy", "program.saveIco", "program.saveAll"})
+            if (QAction* action = main->Action(id)) {
+                toolBar->addAction(action);
+                view->addAction(action);
+            }
 
     connect(view, &QAbstractItemView::doubleClicked, this, [this](const QModelIndex& index) {
         if (index.isValid()) OnOpenAsProject();
@@ -265,12 +253,14 @@ CFileExeMDI::CFileExeMDI(CKvApp& app, CFileExeDocument& document, QWidget* paren
     updateActions();
 }
 
+bool CFileExeMDI::CanOpen() const { return !view->SelectedTiles().empty(); }
+bool CFileExeMDI::CanCopy() const { return view->SelectedTiles().size() == 1; }
+bool CFileExeMDI::CanSaveAll() const {
+    return document_.GetState() == CFileExeDocument::State::Ready && !document_.Tiles().empty();
+}
+
 void CFileExeMDI::updateActions() {
-    const std::size_t chosen = view->SelectedTiles().size();
-    actOpen->setEnabled(chosen > 0);
-    actCopy->setEnabled(chosen == 1);
-    actSaveIco->setEnabled(chosen == 1);
-    actSaveAll->setEnabled(document_.GetState() == CFileExeDocument::State::Ready && !document_.Tiles().empty());
+    if (CMainFrame* main = app_.MainFrame()) main->updateActions();
 }
 
 void CFileExeMDI::OnOpenAsProject() {

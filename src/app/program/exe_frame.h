@@ -88,13 +88,14 @@ public:
 
     QToolBar* toolBar = nullptr;
     CFileExeView* view = nullptr;
-    QAction* actOpen = nullptr;     // each chosen group as a new icon project (Enter, double click)
-    QAction* actCopy = nullptr;     // the chosen group to the clipboard
-    QAction* actSaveIco = nullptr;  // the chosen group as an .ico file
-    QAction* actSaveAll = nullptr;  // every group as .ico files in a folder
+    // What the window's commands (program_commands.cpp) may do now: open the chosen groups as
+    // icon projects (Enter, double click), copy or save the one chosen group, save every group.
+    [[nodiscard]] bool CanOpen() const;
+    [[nodiscard]] bool CanCopy() const;
+    [[nodiscard]] bool CanSaveAll() const;
 
 public slots:
-    // Enables the commands for the chosen tiles and the document's state.
+    // Has the main window ask its commands again (the chosen tiles or the document's state changed).
     void updateActions();
     void OnOpenAsProject();
     void OnCopy();
