@@ -297,6 +297,18 @@ void ExeDocTest::opensAndCopiesAGroup() {
     QVERIFY(pasted != nullptr && pasted->IsModified() == false);
     QCOMPARE(pasted->Doc().GetFormatCount(), static_cast<int>(keys.size()));
 
+    // A window's own buttons follow its own tiles and act on it, even when another window is active.
+    const QString second = s.Path("second.dll");
+    WriteBytes(second, TestProgram(false));
+    CFileExeMDI* other = OpenLoaded(s, second);
+    QVERIFY(other != nullptr && app.MainFrame()->ActiveChild()->widget() == other);
+    QVERIFY(!app.MainFrame()->Action("program.copy")->isEnabled());  // nothing chosen in the active one
+    QVERIFY(frame->Button("program.copy")->isEnabled());             // one chosen in this one
+    QGuiApplication::clipboard()->clear();
+    frame->Button("program.copy")->trigger();
+    QCOMPARE(app.MainFrame()->ActiveChild()->widget(), frame);
+    QVERIFY(QGuiApplication::clipboard()->mimeData()->hasFormat(kIconEditMime));
+
     // Tiles dragged out go as .ico files, one a group.
     CExeTileModel* model = frame->view->Model();
     QVERIFY(model->flags(model->index(0)) & Qt::ItemIsDragEnabled);

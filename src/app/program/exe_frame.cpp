@@ -236,12 +236,16 @@ CFileExeMDI::CFileExeMDI(CKvApp& app, CFileExeDocument& document, QWidget* paren
     layout->addWidget(view, 1);
     setFocusProxy(view);
 
-    // The window's commands, from the registry: on its tool bar and the tiles' context menu.
+    // The window's commands, from the registry: on its tool bar and the tiles' context menu, each
+    // enabled by this window's state and acting on it.
     if (CMainFrame* main = app_.MainFrame())
-        for (const char* id : {"program.open", "program.copy", "program.saveIco", "program.saveAll"})
-            if (QAction* action = main->Action(id)) {
+        for (const auto& [id, can] : {std::pair{"program.open", &CFileExeMDI::CanOpen}, std::pair{"program.copy", &CFileExeMDI::CanCopy},
+                                      std::pair{"program.saveIco", &CFileExeMDI::CanCopy},
+                                      std::pair{"program.saveAll", &CFileExeMDI::CanSaveAll}})
+            if (QAction* action = main->commands->WindowAction(id, this)) {
                 toolBar->addAction(action);
                 view->addAction(action);
+                buttons_.push_back({action, can});
             }
 
     connect(view, &QAbstractItemView::doubleClicked, this, [this](const QModelIndex& index) {
@@ -260,7 +264,14 @@ bool CFileExeMDI::CanSaveAll() const {
 }
 
 void CFileExeMDI::updateActions() {
+    for (const auto& [action, can] : buttons_) action->setEnabled((this->*can)());
     if (CMainFrame* main = app_.MainFrame()) main->updateActions();
+}
+
+QAction* CFileExeMDI::Button(const QString& id) const {
+    for (const auto& button : buttons_)
+        if (button.first->objectName() == id) return button.first;
+    return nullptr;
 }
 
 void CFileExeMDI::OnOpenAsProject() {

@@ -93,6 +93,8 @@ public:
     [[nodiscard]] bool CanOpen() const;
     [[nodiscard]] bool CanCopy() const;
     [[nodiscard]] bool CanSaveAll() const;
+    // The window's own button for a command ("program.copy" ...); null for another id.
+    [[nodiscard]] QAction* Button(const QString& id) const;
 
 public slots:
     // Has the main window ask its commands again (the chosen tiles or the document's state changed).
@@ -111,6 +113,7 @@ private:
     QMimeData* TilesMimeData(const std::vector<int>& tiles) const;
     CKvApp& app_;
     CFileExeDocument& document_;
+    std::vector<std::pair<QAction*, bool (CFileExeMDI::*)() const>> buttons_;
 };
 
 }  // namespace tellurine::app

@@ -1,7 +1,10 @@
 #include "app/shell/commands.h"
 
 #include <QActionGroup>
+#include <QMdiArea>
+#include <QMdiSubWindow>
 #include <QMenu>
+#include <QPointer>
 #include <QSignalBlocker>
 #include <QToolBar>
 #include <QWidget>
@@ -60,8 +63,27 @@ bool CommandRegistry::Execute(const QString& id) {
     return true;
 }
 
+QAction* CommandRegistry::WindowAction(const QString& id, QWidget* window) {
+    const QAction* shared = Action(id);
+    if (shared == nullptr) return nullptr;
+    auto* action = new QAction(shared->icon(), shared->text(), window);
+    action->setObjectName(id);
+    action->setToolTip(shared->toolTip());
+    // The registry may go before the window (at exit): it is asked for only when clicked.
+    connect(action, &QAction::triggered, window, [registry = QPointer<CommandRegistry>(this), window, id] {
+        for (QWidget* w = window; w != nullptr; w = w->parentWidget())
+            if (auto* sub = qobject_cast<QMdiSubWindow*>(w)) {
+                if (sub->mdiArea() != nullptr) sub->mdiArea()->setActiveSubWindow(sub);
+                break;
+            }
+        if (registry != nullptr) registry->Execute(id);
+    });
+    return action;
+}
+
 void CommandRegistry::Refresh(const Command& command, QAction* action) const {
     action->setEnabled(!command.enabled || command.enabled());
+    if (command.decorate) command.decorate(*action);
     if (command.checked) {
         const QSignalBlocker quiet(action);
         action->setChecked(command.checked());

@@ -32,6 +32,8 @@ struct Command {
     QString group{};
     QStyle::StandardPixmap icon = QStyle::SP_CustomBase;
     QString statusTip{};
+    // Adjusts the action after each refresh (a text or icon that follows the model).
+    std::function<void(QAction&)> decorate{};
     QKeySequence alternate{};  // a second key (Ctrl+= beside Ctrl++)
 };
 
@@ -52,6 +54,11 @@ public:
     void Update();
     // Every id in the order added.
     [[nodiscard]] QStringList Ids() const;
+
+    // A document window's own button for a command (on its tool bar or context menu): it makes
+    // that window the active one, then runs the command, so it acts on the window it is in. The
+    // window enables it by its own state. Null for an unknown id.
+    QAction* WindowAction(const QString& id, QWidget* window);
 
     // Adds the commands to a menu or tool bar in order; "-" is a separator.
     void AddTo(QMenu* menu, std::initializer_list<const char*> ids) const;
