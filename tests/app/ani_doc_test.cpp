@@ -174,6 +174,11 @@ void AniDocTest::playerFollowsTheRatesAndTheSequence() {
     QCOMPARE(frame->CurrentStep(), 1);
     QCOMPARE(frame->playerView->Picture(), frame->Document().StepPicture(1));
     QCOMPARE(frame->stepLabel->text(), QString("Step 2 of 4"));
+    // The buttons are the registry's commands: run by id, they step the active animation.
+    QCOMPARE(frame->actNextStep->objectName(), QString("ani.next"));
+    QVERIFY(s.app->MainFrame()->commands->Execute("ani.next"));
+    QCOMPARE(frame->CurrentStep(), 2);
+    QVERIFY(s.app->MainFrame()->commands->Execute("ani.previous"));
 }
 
 void AniDocTest::newIconFromStepKeepsPictureAndHotspot() {

@@ -1,4 +1,3 @@
-#include "app/icon/icon_files.h"
 #include "app/ani/ani_doc.h"
 
 #include <QAction>
@@ -18,6 +17,7 @@
 #include <memory>
 #include <new>
 
+#include "app/icon/icon_files.h"
 #include "app/icon/icon_view.h"
 #include "app/common/image_convert.h"
 #include "app/shell/document_io.h"
@@ -187,17 +187,12 @@ CImageDocMDI::CImageDocMDI(CKvApp& app, CAniDocument& document, QWidget* parent)
     steady->start();
     clock = [steady] { return steady->elapsed(); };
 
-    actPlay = new QAction(text::kAniPlay, this);
-    actPreviousStep = new QAction(text::kAniPreviousStep, this);
-    actNextStep = new QAction(text::kAniNextStep, this);
-    actNewIcon = new QAction(text::kAniNewIconFromStep, this);
-    actPlay->setIcon(style()->standardIcon(QStyle::SP_MediaPlay));
-    actPreviousStep->setIcon(style()->standardIcon(QStyle::SP_MediaSeekBackward));
-    actNextStep->setIcon(style()->standardIcon(QStyle::SP_MediaSeekForward));
-    connect(actPlay, &QAction::triggered, this, &CImageDocMDI::OnPlay);
-    connect(actPreviousStep, &QAction::triggered, this, &CImageDocMDI::OnPreviousStep);
-    connect(actNextStep, &QAction::triggered, this, &CImageDocMDI::OnNextStep);
-    connect(actNewIcon, &QAction::triggered, this, &CImageDocMDI::OnNewIconFromStep);
+    // The window's commands, from the registry, each acting on this window.
+    CommandRegistry& commands = *app.MainFrame()->commands;
+    actPlay = commands.WindowAction("ani.play", this);
+    actPreviousStep = commands.WindowAction("ani.previous", this);
+    actNextStep = commands.WindowAction("ani.next", this);
+    actNewIcon = commands.WindowAction("ani.newIcon", this);
 
     stepList = new QListView(this);
     stepList->setObjectName("CAniStepList");
@@ -272,13 +267,13 @@ CImageDocMDI::CImageDocMDI(CKvApp& app, CAniDocument& document, QWidget* parent)
 }
 
 void CImageDocMDI::updateActions() {
-    const bool several = player.StepCount() > 1;
-    actPlay->setEnabled(several);
+    // This window's buttons show its own player.
+    actPlay->setEnabled(CanPlay());
     actPlay->setText(player.Playing() ? text::kAniPause : text::kAniPlay);
     actPlay->setIcon(style()->standardIcon(player.Playing() ? QStyle::SP_MediaPause : QStyle::SP_MediaPlay));
-    actPreviousStep->setEnabled(several);
-    actNextStep->setEnabled(several);
-    actNewIcon->setEnabled(player.Step() >= 0);
+    actPreviousStep->setEnabled(CanPlay());
+    actNextStep->setEnabled(CanPlay());
+    actNewIcon->setEnabled(HasStep());
     stepLabel->setText(player.Step() >= 0 ? QString(text::kAniStepOf).arg(player.Step() + 1).arg(player.StepCount())
                                           : QString());
 }
@@ -337,6 +332,27 @@ void CImageDocMDI::OnNewIconFromStep() {
     }
     const QString name = QFileInfo(document_.PathName()).completeBaseName();
     OpenNewProject(app_, std::move(doc), QString(text::kAniStepProject).arg(name).arg(step + 1));
+}
+
+// ---- Commands ----------------------------------------------------------------------------------
+
+void RegisterAnimationCommands(CMainFrame& main) {
+    CommandRegistry& commands = *main.commands;
+    const auto frame = [&main]() -> CImageDocMDI* {
+        const CKvMdiChild* child = main.ActiveChild();
+        return child != nullptr ? qobject_cast<CImageDocMDI*>(child->widget()) : nullptr;
+    };
+    const auto add = [&](const char* id, const char* label, void (CImageDocMDI::*run)(), bool (CImageDocMDI::*can)() const,
+                         QStyle::StandardPixmap icon) {
+        commands.Add({.id = id, .text = label, .execute = [frame, run] { (frame()->*run)(); },
+                      .enabled = [frame, can] { return frame() != nullptr && (frame()->*can)(); }, .icon = icon});
+    };
+    add("ani.play", text::kAniPlay, &CImageDocMDI::OnPlay, &CImageDocMDI::CanPlay, QStyle::SP_MediaPlay);
+    add("ani.previous", text::kAniPreviousStep, &CImageDocMDI::OnPreviousStep, &CImageDocMDI::CanPlay,
+        QStyle::SP_MediaSeekBackward);
+    add("ani.next", text::kAniNextStep, &CImageDocMDI::OnNextStep, &CImageDocMDI::CanPlay, QStyle::SP_MediaSeekForward);
+    add("ani.newIcon", text::kAniNewIconFromStep, &CImageDocMDI::OnNewIconFromStep, &CImageDocMDI::HasStep,
+        QStyle::SP_CustomBase);
 }
 
 // ---- Opening -----------------------------------------------------------------------------------

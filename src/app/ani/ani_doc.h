@@ -23,6 +23,7 @@ class QListView;
 namespace tellurine::app {
 
 class CKvApp;
+class CMainFrame;
 
 // An animated cursor as read: its steps in play order (a frame shown by several steps is in each
 // of them) and its title and author. Read only.
@@ -109,6 +110,10 @@ public:
 
     // The step shown (and selected in the list); -1 without steps.
     [[nodiscard]] int CurrentStep() const { return player.Step(); }
+    // What the window's commands may do now: play and step through several steps; make an icon
+    // of the shown one.
+    [[nodiscard]] bool CanPlay() const { return player.StepCount() > 1; }
+    [[nodiscard]] bool HasStep() const { return player.Step() >= 0; }
 
 public slots:
     void updateActions();
@@ -128,6 +133,10 @@ private:
     CKvApp& app_;
     CAniDocument& document_;
 };
+
+// The animation windows' commands: play or pause, the previous and next steps, a new icon of the
+// shown step.
+void RegisterAnimationCommands(CMainFrame& main);
 
 // Reads an animated cursor and opens it in a window of its own; null after telling the user why not.
 CKvDocument* OpenAnimatedCursor(CKvApp& app, const QString& path, int templateResource);

@@ -1,4 +1,3 @@
-#include "app/icon/icon_files.h"
 #include "app/program/exe_frame.h"
 
 #include <QAction>
@@ -16,6 +15,7 @@
 #include <algorithm>
 #include <new>
 
+#include "app/icon/icon_files.h"
 #include "app/common/long_work.h"
 #include "app/icon/clipboard.h"
 #include "app/shell/kv_app.h"

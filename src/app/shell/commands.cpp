@@ -83,7 +83,6 @@ QAction* CommandRegistry::WindowAction(const QString& id, QWidget* window) {
 
 void CommandRegistry::Refresh(const Command& command, QAction* action) const {
     action->setEnabled(!command.enabled || command.enabled());
-    if (command.decorate) command.decorate(*action);
     if (command.checked) {
         const QSignalBlocker quiet(action);
         action->setChecked(command.checked());

@@ -32,8 +32,6 @@ struct Command {
     QString group{};
     QStyle::StandardPixmap icon = QStyle::SP_CustomBase;
     QString statusTip{};
-    // Adjusts the action after each refresh (a text or icon that follows the model).
-    std::function<void(QAction&)> decorate{};
     QKeySequence alternate{};  // a second key (Ctrl+= beside Ctrl++)
 };
 

@@ -1,10 +1,10 @@
-#include "app/icon/icon_files.h"
 #include "app/shell/file_commands.h"
 
 #include <QFileInfo>
 #include <QInputDialog>
 #include <QMdiArea>
 
+#include "app/icon/icon_files.h"
 #include "app/common/texts.h"
 #include "app/icon/icon_project.h"
 #include "app/shell/kv_app.h"

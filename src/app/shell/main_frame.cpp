@@ -22,6 +22,7 @@
 #include "app/icon/icon_frame.h"
 #include "app/icon/icon_project.h"
 #include "app/icon/icon_view.h"
+#include "app/ani/ani_doc.h"
 #include "app/program/program_commands.h"
 #include "app/shell/file_commands.h"
 #include "app/shell/kv_app.h"
@@ -144,6 +145,7 @@ CMainFrame::CMainFrame(CKvApp& app) : app_(app) {
     RegisterToolCommands(*this);
     RegisterImageCommands(*this);
     RegisterProgramCommands(*this);
+    RegisterAnimationCommands(*this);
     // What is shown of the main window: the bars are the window's own, so their commands are here.
     const auto shown = [this](QWidget* bar, const char* id, const char* label) {
         commands->Add({.id = id, .text = label, .execute = [bar] { bar->setVisible(bar->isHidden()); },
