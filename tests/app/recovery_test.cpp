@@ -100,6 +100,23 @@ void RecoveryTest::savingClosingAndRefusingRemoveTheFiles() {
     QCOMPARE(s.prompts->questions.size(), std::size_t{1});
     QVERIFY(s.app->MainFrame()->Children().empty());
     QVERIFY(!QFileInfo::exists(left + "999999-1.icon"));
+
+    // Restored, a project is saved in place only into a kind of file a save writes: an icon set
+    // yes, an animated cursor's step no (it asks for a new name).
+    const std::pair<QString, QString> entries[] = {{"999998-1", s.Path("family.iconset")}, {"999998-2", s.Path("moving.ani")}};
+    for (const auto& [name, original] : entries) {
+        QFile::copy(icon, left + name + ".icon");
+        WriteAll(left + name + ".txt", QString("%1.icon\n%2\nx\n").arg(name, original).toUtf8());
+    }
+    s.app.reset();
+    s.answers_ = [](RecordingPrompts& p) { p.yesNoAnswers = {true}; };
+    s.Start({});
+    QCOMPARE(s.app->MainFrame()->Children().size(), std::size_t{2});
+    for (CKvMdiChild* child : s.app->MainFrame()->Children()) {
+        auto* restored = qobject_cast<CIconProject*>(child->Document());
+        QVERIFY(restored != nullptr && restored->IsModified());
+        QCOMPARE(restored->CanSaveInPlace(), restored->PathName().endsWith(".iconset"));
+    }
 }
 
 QTEST_MAIN(RecoveryTest)

@@ -44,11 +44,6 @@ QAction* CommandRegistry::Action(const QString& id) const {
     return found != byId_.end() ? actions_[found->second] : nullptr;
 }
 
-const Command* CommandRegistry::Find(const QString& id) const {
-    const auto found = byId_.find(id);
-    return found != byId_.end() ? &commands_[found->second] : nullptr;
-}
-
 bool CommandRegistry::Execute(const QString& id) {
     const auto found = byId_.find(id);
     if (found == byId_.end()) return false;

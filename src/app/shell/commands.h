@@ -45,7 +45,6 @@ public:
     // first command keeps it and the second gets no action (null).
     QAction* Add(Command command);
     [[nodiscard]] QAction* Action(const QString& id) const;
-    [[nodiscard]] const Command* Find(const QString& id) const;
     // Runs the command when it exists and is enabled; false otherwise.
     bool Execute(const QString& id);
     // Asks every command again whether it is enabled and checked.

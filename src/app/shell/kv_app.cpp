@@ -21,6 +21,7 @@
 #include "app/shell/qsettings_profile.h"
 #include "app/shell/recovery.h"
 #include "formats/icon_project.h"
+#include "formats/iconset.h"
 #include "image/file_io.h"
 
 // The program's resources live in a static library: they are registered by hand.
@@ -346,10 +347,13 @@ void CKvApp::RestoreRecoveryFiles() {
             project->Doc() = std::move(doc);
             if (!e.originalPath.isEmpty()) {
                 project->SetPathName(e.originalPath);
-                const std::string ext = LowerExtension(e.originalPath.toStdString());
-                project->container = ext == ".icns" ? IconContainer::Icns : ext == ".cur" ? IconContainer::Cur
-                                   : ext == ".ico"  ? IconContainer::Ico
-                                                    : IconContainer::Unknown;
+                // Saved in place only into the kinds of file a save writes (an icon set too); a
+                // project from an animated cursor or a resource file is saved under a new name.
+                const std::string original = e.originalPath.toStdString();
+                const std::string ext = LowerExtension(original);
+                project->container = IsIconsetPath(original) || ext == ".icns" || ext == ".cur" || ext == ".ico"
+                                         ? SaveKindOf(original)
+                                         : IconContainer::Unknown;
             } else {
                 project->SetTitle(e.title);
             }
