@@ -9,10 +9,9 @@ constexpr PrefField kFields[] = {
     {"Start-up", "ShowSplashScreen", "Show the splash screen at start-up", PrefControl::Check},
     {"Start-up", "NewIcoDocAtStartup", "Ask for a new icon at start-up", PrefControl::Check},
     {"Start-up", "MaximizeOnOpen", "Maximize new windows", PrefControl::Check},
-    {"Start-up", "ChooseInitialIconSystem", "Ask for Windows or Macintosh in the new icon dialog", PrefControl::Check},
-    {"Saving", "WinExplorerCompatibleOrder", "Order formats as Windows Explorer expects (largest first)",
-     PrefControl::Check},
-    {"Saving", "AutoEnableVistaCompression", "Store new 256 x 256 formats as PNG", PrefControl::Check},
+    {"Saving", "WinExplorerCompatibleOrder",
+     "Order formats as Windows Explorer expects (smallest first, 32-bit formats after the others)", PrefControl::Check},
+    {"Saving", "AutoEnableVistaCompression", "Store 256 x 256 formats added to an icon as PNG", PrefControl::Check},
     {"Saving", "CompressVista256x256NewIcon", "Compress 256 x 256 formats of new icons", PrefControl::Check},
     {"Saving", "MacPngElements",
      "Store new 256 and 512 pixel Macintosh elements as PNG (as current Mac tools do), not JPEG 2000",
@@ -24,11 +23,9 @@ constexpr PrefField kFields[] = {
     {"Colors", "BkOpacity", "Opacity of the background colour", PrefControl::Number, 0, 255},
     {"Colors", "UseTransparentColorToCreateIconFromImage",
      "Make the top-left pixel's colour transparent in icons made from pictures", PrefControl::Check},
-    {"Colors", "ApplyFilterToCreateIconFromImageValue", "Sharpening of icons made from pictures (10: none)",
-     PrefControl::Number, 0, 10},
-    {"Folders", "ActualDir", "Folder of files", PrefControl::Folder},
-    {"Folders", "LibrarianLocation", "Folder of icon libraries", PrefControl::Folder},
-    {"Folders", "PreviewTempDir", "Folder of temporary previews", PrefControl::Folder},
+    {"Colors", "ApplyFilterToCreateIconFromImageValue",
+     "Filter of formats made at another size (below 10 smooths, above sharpens, 10 none)", PrefControl::Number, 0, 20},
+    {"Folders", "ActualDir", "Folder the Open and Save dialogs start in", PrefControl::Folder},
 };
 
 }  // namespace
