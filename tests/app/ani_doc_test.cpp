@@ -4,11 +4,11 @@
 #include <QMdiArea>
 #include <QLabel>
 
-#include "app/icon/icon_files.h"
 #include "app/ani/ani_doc.h"
 #include "app/common/image_convert.h"
-#include "app/shell/main_frame.h"
 #include "app/common/texts.h"
+#include "app/icon/icon_files.h"
+#include "app/shell/main_frame.h"
 #include "app_test_support.h"
 #include "formats/ico_file.h"
 #include "image/bytes.h"

@@ -11,12 +11,12 @@
 #include <functional>
 #include <memory>
 
-#include "app/icon/icon_project.h"
+#include "app/common/prompts.h"
 #include "app/icon/icon_frame.h"
+#include "app/icon/icon_project.h"
 #include "app/icon/icon_view.h"
 #include "app/shell/kv_app.h"
 #include "app/shell/main_frame.h"
-#include "app/common/prompts.h"
 #include "formats/icon_project.h"
 #include "icon/format_maker.h"
 #include "image/dib_block.h"

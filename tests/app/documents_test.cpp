@@ -15,19 +15,19 @@
 #include <set>
 #include <tuple>
 
-#include "app/icon/icon_files.h"
-#include "app/picture/dib_frame.h"
-#include "app/icon/icon_project.h"
-#include "app/icon/icon_frame.h"
 #include "app/common/image_convert.h"
 #include "app/common/long_work.h"
-#include "app/shell/main_frame.h"
-#include "shell/doc_templates.h"
 #include "app/common/texts.h"
+#include "app/icon/icon_files.h"
+#include "app/icon/icon_frame.h"
+#include "app/icon/icon_project.h"
+#include "app/picture/dib_frame.h"
+#include "app/shell/main_frame.h"
 #include "app_test_support.h"
 #include "formats/icns_file.h"
 #include "formats/ico_file.h"
 #include "image/bytes.h"
+#include "shell/doc_templates.h"
 
 using namespace tellurine;
 using namespace tellurine::app;

@@ -12,11 +12,11 @@
 #include <map>
 #include <tuple>
 
+#include "app/common/texts.h"
 #include "app/icon/clipboard.h"
 #include "app/icon/icon_project.h"
 #include "app/program/exe_frame.h"
 #include "app/shell/main_frame.h"
-#include "app/common/texts.h"
 #include "app_test_support.h"
 #include "formats/ico_file.h"
 #include "formats/pe_test_writer.h"

@@ -15,14 +15,14 @@
 #include <QSlider>
 #include <QSpinBox>
 
+#include "app/common/image_convert.h"
 #include "app/icon/clipboard.h"
 #include "app/icon/color_bar.h"
-#include "app/icon/icon_project.h"
 #include "app/icon/icon_frame.h"
-#include "app/common/image_convert.h"
+#include "app/icon/icon_project.h"
+#include "app/icon/print.h"
 #include "app/shell/main_frame.h"
 #include "app/shell/prefs_dialog.h"
-#include "app/icon/print.h"
 #include "app_test_support.h"
 
 using namespace tellurine;

@@ -12,15 +12,15 @@
 #include <QSlider>
 #include <QSpinBox>
 
-#include "app/icon/icon_maker.h"
-#include "editor/image_commands.h"
 #include "app/common/image_convert.h"
-#include "app/icon/image_dialogs.h"
 #include "app/common/long_work.h"
-#include "shell/new_formats.h"
 #include "app/common/texts.h"
+#include "app/icon/icon_maker.h"
+#include "app/icon/image_dialogs.h"
 #include "app_test_support.h"
+#include "editor/image_commands.h"
 #include "editor/selection.h"
+#include "shell/new_formats.h"
 
 using namespace tellurine;
 using namespace tellurine::app;

@@ -2,8 +2,8 @@
 // the next start offers to restore it; saving or closing removes it.
 #include <QProcess>
 
-#include "app/icon/icon_project.h"
 #include "app/common/image_convert.h"
+#include "app/icon/icon_project.h"
 #include "app/shell/main_frame.h"
 #include "app/shell/recovery.h"
 #include "app_test_support.h"

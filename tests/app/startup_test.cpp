@@ -10,8 +10,8 @@
 
 #include "app/icon/icon_project.h"
 #include "app/shell/main_frame.h"
-#include "shell/doc_templates.h"
 #include "app_test_support.h"
+#include "shell/doc_templates.h"
 
 using namespace tellurine;
 using namespace tellurine::app;

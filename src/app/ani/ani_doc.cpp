@@ -17,14 +17,14 @@
 #include <memory>
 #include <new>
 
+#include "app/common/image_convert.h"
+#include "app/common/long_work.h"
+#include "app/common/texts.h"
 #include "app/icon/icon_files.h"
 #include "app/icon/icon_view.h"
-#include "app/common/image_convert.h"
 #include "app/shell/document_io.h"
 #include "app/shell/kv_app.h"
-#include "app/common/long_work.h"
 #include "app/shell/main_frame.h"
-#include "app/common/texts.h"
 #include "icon/format_maker.h"
 
 namespace tellurine::app {
@@ -338,10 +338,7 @@ void CImageDocMDI::OnNewIconFromStep() {
 
 void RegisterAnimationCommands(CMainFrame& main) {
     CommandRegistry& commands = *main.commands;
-    const auto frame = [&main]() -> CImageDocMDI* {
-        const CKvMdiChild* child = main.ActiveChild();
-        return child != nullptr ? qobject_cast<CImageDocMDI*>(child->widget()) : nullptr;
-    };
+    const auto frame = [&main] { return main.ActiveFrame<CImageDocMDI>(); };
     const auto add = [&](const char* id, const char* label, void (CImageDocMDI::*run)(), bool (CImageDocMDI::*can)() const,
                          QStyle::StandardPixmap icon) {
         commands.Add({.id = id, .text = label, .execute = [frame, run] { (frame()->*run)(); },

@@ -1,4 +1,3 @@
-#include "app/common/image_convert.h"
 #include "app/icon/color_bar.h"
 
 #include <QMouseEvent>
@@ -8,10 +7,11 @@
 #include <QSpinBox>
 #include <tuple>
 
-#include "app/icon/icon_view.h"
-#include "editor/edit_session.h"
+#include "app/common/image_convert.h"
 #include "app/common/prompts.h"
 #include "app/common/texts.h"
+#include "app/icon/icon_view.h"
+#include "editor/edit_session.h"
 
 namespace tellurine::app {
 

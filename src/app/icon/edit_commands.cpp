@@ -9,10 +9,10 @@
 #include <QMimeData>
 
 #include "app/common/image_convert.h"
-#include "app/icon/clipboard.h"
-#include "app/icon/icon_files.h"
 #include "app/common/texts.h"
+#include "app/icon/clipboard.h"
 #include "app/icon/icon_commands.h"
+#include "app/icon/icon_files.h"
 #include "app/icon/icon_frame.h"
 #include "app/icon/icon_project.h"
 #include "app/icon/icon_view.h"

@@ -14,17 +14,11 @@
 #include "app/shell/kv_app.h"
 #include "app/shell/main_frame.h"
 #include "app/shell/recovery.h"
-#include "formats/icon_project.h"
 #include "formats/icns_file.h"
+#include "formats/icon_project.h"
 #include "image/file_io.h"
 
 namespace tellurine::app {
-namespace {
-
-QString Native(const std::string& s) { return QString::fromStdString(s); }
-
-}  // namespace
-
 CKvDocument* OpenIconFile(CKvApp& app, const QString& path, int) {
     // Read on a worker: a large family (JPEG 2000, 1024-pixel PNG) takes many frames.
     auto contents = std::make_shared<IconFileContents>();
@@ -48,26 +42,25 @@ CKvDocument* OpenIconFile(CKvApp& app, const QString& path, int) {
 
 bool CIconProject::Save(CKvApp& app, bool choose) {
     if (!choose && CanSaveInPlace()) return SaveProjectTo(app, *this, PathName());
-    CIconProject* project = this;
-    const bool mac = project->Doc().macintosh;
+    const bool mac = Doc().macintosh;
     // The proposed name: the document's own, with the extension of what the project is.
-    QString base = project->PathName().isEmpty() ? project->Title() : project->PathName();
-    if (!project->PathName().isEmpty()) {
+    QString base = PathName().isEmpty() ? Title() : PathName();
+    if (!PathName().isEmpty()) {
         const QFileInfo info(base);
         base = info.absolutePath() + '/' + info.completeBaseName();
     } else if (!app.prefs.ActualDir.empty()) {
-        base = Native(app.prefs.ActualDir) + '/' + base;
+        base = QString::fromStdString(app.prefs.ActualDir) + '/' + base;
     }
-    const QString suggested = base + project->Doc().DefaultExtension();
+    const QString suggested = base + Doc().DefaultExtension();
 
     std::vector<shell::FileFilter> filters = shell::SaveFileFilters(mac);
     for (const shell::FileFilter& f : shell::SaveFileFilters(!mac)) filters.push_back(f);
     QString filterText, selected;
     for (const shell::FileFilter& f : filters) {
-        const QString one = Native(f.QtFilter());
+        const QString one = QString::fromStdString(f.QtFilter());
         filterText += (filterText.isEmpty() ? "" : ";;") + one;
         // The filter of what the project is now is offered first.
-        if (selected.isEmpty() && Native(f.patterns.front()).endsWith(project->Doc().DefaultExtension())) selected = one;
+        if (selected.isEmpty() && QString::fromStdString(f.patterns.front()).endsWith(Doc().DefaultExtension())) selected = one;
     }
     QString path = app.Prompts().GetSaveFileName(app.MainFrame(), suggested, filterText, &selected);
     if (path.isEmpty()) return false;
@@ -145,7 +138,7 @@ bool SaveProjectTo(CKvApp& app, CIconProject& project, const QString& path) {
         app.Prompts(), app.MainFrame(), QString(text::kSavingFile).arg(QFileInfo(path).fileName()),
         [&] { written = WritePlannedSave(path.toStdString(), doc, plan, Durability::Flush, error); }, Cancel::NotAllowed);
     if (!written) {
-        app.ShowError(QString(text::kSaveFailed).arg(QDir::toNativeSeparators(path), Native(error)));
+        app.ShowError(QString(text::kSaveFailed).arg(QDir::toNativeSeparators(path), QString::fromStdString(error)));
         return false;
     }
     // A file that holds less than the document (formats left out, colours of a fixed palette, an

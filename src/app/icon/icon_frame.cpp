@@ -8,9 +8,9 @@
 #include <algorithm>
 
 #include "app/common/image_convert.h"
-#include "shell/new_formats.h"
 #include "app/common/texts.h"
 #include "formats/icns_file.h"
+#include "shell/new_formats.h"
 
 namespace tellurine::app {
 

@@ -1,4 +1,3 @@
-#include "app/common/image_convert.h"
 #include "app/icon/icon_view.h"
 
 #include <QCoreApplication>
@@ -12,6 +11,7 @@
 #include <QWheelEvent>
 #include <algorithm>
 
+#include "app/common/image_convert.h"
 #include "app/common/texts.h"
 #include "app/icon/tool_pictures.h"
 

@@ -1,27 +1,24 @@
 // The Image and Filters menus' commands, and the commands that make icons from pictures.
-#include <QAction>
-#include <QActionGroup>
 #include <QDir>
 #include <QFileInfo>
 #include <QLineEdit>
-#include <QMenuBar>
 #include <QPointer>
 #include <QThread>
 #include <memory>
 
+#include "app/common/image_convert.h"
+#include "app/common/long_work.h"
+#include "app/common/texts.h"
+#include "app/icon/icon_commands.h"
 #include "app/icon/icon_files.h"
-#include "app/picture/dib_frame.h"
-#include "app/icon/icon_project.h"
 #include "app/icon/icon_frame.h"
 #include "app/icon/icon_maker.h"
+#include "app/icon/icon_project.h"
 #include "app/icon/icon_view.h"
-#include "app/common/image_convert.h"
 #include "app/icon/image_dialogs.h"
+#include "app/picture/dib_frame.h"
 #include "app/shell/kv_app.h"
-#include "app/common/long_work.h"
 #include "app/shell/main_frame.h"
-#include "app/icon/icon_commands.h"
-#include "app/common/texts.h"
 #include "editor/image_commands.h"
 #include "formats/image_file.h"
 #include "imaging/filters.h"

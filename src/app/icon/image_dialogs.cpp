@@ -14,8 +14,8 @@
 #include <QVBoxLayout>
 #include <cmath>
 
-#include "app/icon/dialogs.h"
 #include "app/common/texts.h"
+#include "app/icon/dialogs.h"
 #include "icon/format_edit.h"
 #include "imaging/filters.h"
 #include "imaging/rotate.h"

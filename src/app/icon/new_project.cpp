@@ -15,12 +15,6 @@
 #include "image/dib_block.h"
 
 namespace tellurine::app {
-namespace {
-
-QString Native(const std::string& s) { return QString::fromStdString(s); }
-
-}  // namespace
-
 CIconProject* NewIconFromDialog(CKvApp& app) {
     CDialNewIcon dialog(app.prefs, app.MainFrame());
     if (app.Prompts().Exec(dialog) != QDialog::Accepted) return nullptr;
@@ -48,7 +42,7 @@ CIconProject* OpenNewProject(CKvApp& app, CIconDoc&& doc, const QString& title) 
     const int resource = doc.macintosh ? shell::kTemplateIcns : shell::kTemplateIco;
     auto project = std::make_unique<CIconProject>(resource);
     project->Doc() = std::move(doc);
-    project->SetTitle(title.isEmpty() ? Native(shell::DocString(project->Template(), shell::kDocName)) +
+    project->SetTitle(title.isEmpty() ? QString::fromStdString(shell::DocString(project->Template(), shell::kDocName)) +
                                             QString::number(++app.untitledCount)
                                       : title);
     CIconProject* result = project.get();

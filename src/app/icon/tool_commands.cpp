@@ -1,7 +1,6 @@
 // The drawing tools, their settings, and the tool palette that shows them.
 #include <QMainWindow>
 #include <QMenu>
-#include <QPainter>
 #include <QToolBar>
 #include <QToolButton>
 
@@ -78,7 +77,6 @@ void RegisterToolCommands(CMainFrame& main) {
                       apply([&app](editor::ToolSettings& s) { s.smoothEdges = app.prefs.Smooth32BppDraw != 0; });
                   },
                   .checked = [&app] { return app.prefs.Smooth32BppDraw != 0; }});
-    apply([&app](editor::ToolSettings& s) { s.smoothEdges = app.prefs.Smooth32BppDraw != 0; });
 
     // The gradient: a mode, plus the reflected effect added as 10.
     auto* gradients = new QMenu(text::kGradients, &main);
@@ -108,7 +106,10 @@ void RegisterToolCommands(CMainFrame& main) {
                                         .checked = [settings, shape] { return settings().brushShape == shape; },
                                         .group = "brushes"}));
 
-    // The palette shows the current shape and gradient on buttons that open their lists.
+    // The palette shows the current shape and gradient on buttons that open their lists (the
+    // Tools menu's own), whichever way they were chosen.
+    main.gradientMenu = gradients;
+    main.brushShapeMenu = shapes;
     palette->addAction(commands.Action("tools.smoothEdges"));
     QToolButton* shapeButton = ChoiceButton(palette, shapes, "brushShapeButton");
     QToolButton* gradientButton = ChoiceButton(palette, gradients, "gradientButton");
@@ -116,8 +117,7 @@ void RegisterToolCommands(CMainFrame& main) {
         shapeButton->setText(text::kBrushShapeNames[settings().brushShape]);
         gradientButton->setText(text::kGradientNames[settings().gradient % editor::kReflectedGradient]);
     };
-    QObject::connect(shapes, &QMenu::triggered, palette, show);
-    QObject::connect(gradients, &QMenu::triggered, palette, show);
+    QObject::connect(&commands, &CommandRegistry::refreshed, palette, show);
     show();
 }
 

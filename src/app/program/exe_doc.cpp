@@ -9,12 +9,12 @@
 #include <new>
 #include <system_error>
 
-#include "app/program/exe_frame.h"
 #include "app/common/image_convert.h"
+#include "app/common/texts.h"
+#include "app/program/exe_frame.h"
 #include "app/shell/document_io.h"
 #include "app/shell/kv_app.h"
 #include "app/shell/main_frame.h"
-#include "app/common/texts.h"
 #include "image/file_io.h"
 #include "image/threads.h"
 

@@ -15,12 +15,12 @@
 #include <algorithm>
 #include <new>
 
-#include "app/icon/icon_files.h"
 #include "app/common/long_work.h"
+#include "app/common/texts.h"
 #include "app/icon/clipboard.h"
+#include "app/icon/icon_files.h"
 #include "app/shell/kv_app.h"
 #include "app/shell/main_frame.h"
-#include "app/common/texts.h"
 #include "image/archive.h"
 #include "image/raster.h"
 
@@ -265,7 +265,8 @@ bool CFileExeMDI::CanSaveAll() const {
 
 void CFileExeMDI::updateActions() {
     for (const auto& [action, can] : buttons_) action->setEnabled((this->*can)());
-    if (CMainFrame* main = app_.MainFrame()) main->updateActions();
+    // Tiles arrive many times while a file is read: only the commands are asked again.
+    if (CMainFrame* main = app_.MainFrame()) main->commands->Update();
 }
 
 QAction* CFileExeMDI::Button(const QString& id) const {

@@ -8,10 +8,7 @@ namespace tellurine::app {
 
 void RegisterProgramCommands(CMainFrame& main) {
     CommandRegistry& commands = *main.commands;
-    const auto frame = [&main]() -> CFileExeMDI* {
-        const CKvMdiChild* child = main.ActiveChild();
-        return child != nullptr ? qobject_cast<CFileExeMDI*>(child->widget()) : nullptr;
-    };
+    const auto frame = [&main] { return main.ActiveFrame<CFileExeMDI>(); };
     // A command on the active program window, while `can` says it may run. Their keys are the
     // Edit and File menus' own; those are off while a program window is active.
     const auto add = [&](const char* id, const char* label, const QKeySequence& key, void (CFileExeMDI::*run)(),

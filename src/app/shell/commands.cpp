@@ -86,6 +86,7 @@ void CommandRegistry::Refresh(const Command& command, QAction* action) const {
 
 void CommandRegistry::Update() {
     for (std::size_t i = 0; i < commands_.size(); ++i) Refresh(commands_[i], actions_[i]);
+    emit refreshed();
 }
 
 QStringList CommandRegistry::Ids() const {

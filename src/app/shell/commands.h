@@ -47,7 +47,7 @@ public:
     [[nodiscard]] QAction* Action(const QString& id) const;
     // Runs the command when it exists and is enabled; false otherwise.
     bool Execute(const QString& id);
-    // Asks every command again whether it is enabled and checked.
+    // Asks every command again whether it is enabled and checked, then says so (refreshed).
     void Update();
     // Every id in the order added.
     [[nodiscard]] QStringList Ids() const;
@@ -60,6 +60,9 @@ public:
     // Adds the commands to a menu or tool bar in order; "-" is a separator.
     void AddTo(QMenu* menu, std::initializer_list<const char*> ids) const;
     void AddTo(QToolBar* bar, std::initializer_list<const char*> ids) const;
+
+signals:
+    void refreshed();
 
 private:
     void Refresh(const Command& command, QAction* action) const;

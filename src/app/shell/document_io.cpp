@@ -99,12 +99,13 @@ CKvDocument* CKvApp::OpenDocumentFile(const QString& givenPath) {
     const int resource = shell::ChooseDocTemplate(path.toStdString(), head);
     const shell::DocTemplateInfo& info = *shell::FindDocTemplate(resource);
 
-    const auto opener = std::find_if(std::begin(kOpeners), std::end(kOpeners),
-                                     [&](const KindOpener& k) { return k.kind == shell::DocKind(shell::DocKindOf(resource)); });
+    const shell::DocKind kind = shell::DocKindOf(resource);
+    const auto opener =
+        std::find_if(std::begin(kOpeners), std::end(kOpeners), [kind](const KindOpener& k) { return k.kind == kind; });
     if (opener == std::end(kOpeners)) {
-        const QString kind = QString::fromStdString(shell::DocString(info, shell::kRegFileTypeName));
+        const QString typeName = QString::fromStdString(shell::DocString(info, shell::kRegFileTypeName));
         prompts_->ShowMessage(mainFrame_.get(), QMessageBox::Information, text::kAppTitle,
-                              QString(text::kCannotOpenYet).arg(QFileInfo(path).fileName(), kind));
+                              QString(text::kCannotOpenYet).arg(QFileInfo(path).fileName(), typeName));
         return nullptr;
     }
     CKvDocument* first = opener->open(*this, path, resource);

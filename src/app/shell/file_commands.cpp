@@ -4,8 +4,8 @@
 #include <QInputDialog>
 #include <QMdiArea>
 
-#include "app/icon/icon_files.h"
 #include "app/common/texts.h"
+#include "app/icon/icon_files.h"
 #include "app/icon/icon_project.h"
 #include "app/shell/kv_app.h"
 #include "app/shell/main_frame.h"

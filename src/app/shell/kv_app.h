@@ -9,17 +9,17 @@
 #include <QTranslator>
 #include <memory>
 
+#include "app/common/prompts.h"
 #include "app/icon/dialogs.h"
 #include "app/icon/icon_view.h"
-#include "app/common/prompts.h"
-#include "shell/app_support.h"
-#include "shell/preferences.h"
-#include "shell/recent_files.h"
 #include "editor/colour_value.h"
 #include "editor/tools.h"
 #include "icon/icon_doc.h"
 #include "image/dib.h"
 #include "image/palette.h"
+#include "shell/app_support.h"
+#include "shell/preferences.h"
+#include "shell/recent_files.h"
 
 namespace tellurine::app {
 

@@ -7,8 +7,8 @@
 // window has read every icon group and painted its tiles: the benchmark of opening programs.
 #include <QApplication>
 
-#include "app/program/exe_frame.h"
 #include "app/icon/icon_view.h"
+#include "app/program/exe_frame.h"
 #include "app/shell/kv_app.h"
 
 int main(int argc, char* argv[]) {

@@ -16,13 +16,13 @@
 #include <QToolBar>
 #include <QUrl>
 
+#include "app/ani/ani_doc.h"
 #include "app/common/texts.h"
 #include "app/icon/color_bar.h"
 #include "app/icon/icon_commands.h"
 #include "app/icon/icon_frame.h"
 #include "app/icon/icon_project.h"
 #include "app/icon/icon_view.h"
-#include "app/ani/ani_doc.h"
 #include "app/program/program_commands.h"
 #include "app/shell/file_commands.h"
 #include "app/shell/kv_app.h"
@@ -211,11 +211,14 @@ void CMainFrame::CreateMenus() {
     commands->AddTo(view, {"view.toolBar", "view.toolPalette", "view.statusBar", "view.formatBar", "view.colorBar",
                            "-", "view.zoomIn", "view.zoomOut", "view.fit", "view.grid"});
 
+    // The commands whose ids begin so, in the order they were made.
+    const auto each = [this](QMenu* menu, const char* prefix) {
+        for (const QString& id : commands->Ids())
+            if (id.startsWith(prefix)) menu->addAction(Action(id));
+    };
     QMenu* image = menuBar()->addMenu(text::kMenuImage);
     commands->AddTo(image, {"image.resize", "image.rotate", "-", "image.flipHorizontal", "image.flipVertical", "-"});
-    QMenu* depths = image->addMenu(text::kColorDepthMenu);
-    for (const QString& id : commands->Ids())
-        if (id.startsWith("image.depth.")) depths->addAction(Action(id));
+    each(image->addMenu(text::kColorDepthMenu), "image.depth.");
     QMenu* filters = menuBar()->addMenu(text::kMenuFilters);
     commands->AddTo(filters, {"filter.last", "-"});
     for (const QString& id : commands->Ids())
@@ -223,18 +226,11 @@ void CMainFrame::CreateMenus() {
     commands->AddTo(filters, {"-", "filter.gaussianBlur", "filter.invert"});
 
     QMenu* tools = menuBar()->addMenu(text::kMenuTools);
-    const auto each = [this](QMenu* menu, const char* prefix) {
-        for (const QString& id : commands->Ids())
-            if (id.startsWith(prefix)) menu->addAction(Action(id));
-    };
     each(tools, "tool.");
     tools->addSeparator();
     commands->AddTo(tools, {"tools.smoothEdges"});
-    QMenu* gradients = tools->addMenu(text::kGradients);
-    each(gradients, "gradient.");
-    gradients->addSeparator();
-    commands->AddTo(gradients, {"gradients.reflected"});
-    each(tools->addMenu(text::kBrushShapes), "brush.");
+    tools->addMenu(gradientMenu);
+    tools->addMenu(brushShapeMenu);
 
     windowMenu = menuBar()->addMenu(text::kMenuWindow);
     connect(windowMenu, &QMenu::aboutToShow, this, &CMainFrame::FillWindowMenu);
@@ -309,10 +305,7 @@ CKvDocument* CMainFrame::ActiveDocument() const {
     return child != nullptr ? child->Document() : nullptr;
 }
 
-CIconDocMDI* CMainFrame::ActiveIconFrame() const {
-    CKvMdiChild* child = ActiveChild();
-    return child != nullptr ? qobject_cast<CIconDocMDI*>(child->widget()) : nullptr;
-}
+CIconDocMDI* CMainFrame::ActiveIconFrame() const { return ActiveFrame<CIconDocMDI>(); }
 
 std::vector<CKvMdiChild*> CMainFrame::Children() const {
     std::vector<CKvMdiChild*> children;

@@ -83,6 +83,8 @@ public:
     QMenu* recentMenu = nullptr;
     QMenu* moreRecentMenu = nullptr;
     QMenu* windowMenu = nullptr;
+    QMenu* gradientMenu = nullptr;    // the Tools menu's lists, also opened from the tool palette
+    QMenu* brushShapeMenu = nullptr;
     QToolBar* toolBar = nullptr;
     QToolBar* toolPalette = nullptr;
     QLabel* formatPane = nullptr;
@@ -95,6 +97,12 @@ public:
     [[nodiscard]] CKvMdiChild* ActiveChild() const;
     [[nodiscard]] CKvDocument* ActiveDocument() const;
     [[nodiscard]] CIconDocMDI* ActiveIconFrame() const;
+    // The active window's frame when it is a `Frame` (CIconDocMDI, CFileExeMDI ...); null otherwise.
+    template <class Frame>
+    [[nodiscard]] Frame* ActiveFrame() const {
+        const CKvMdiChild* child = ActiveChild();
+        return child != nullptr ? qobject_cast<Frame*>(child->widget()) : nullptr;
+    }
     // The active window's canvas, when it edits a format.
     [[nodiscard]] CIconView* ActiveCanvas() const;
     [[nodiscard]] std::vector<CKvMdiChild*> Children() const;

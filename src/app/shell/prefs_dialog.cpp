@@ -12,11 +12,11 @@
 #include <QTabWidget>
 #include <QVBoxLayout>
 
+#include "app/common/texts.h"
 #include "app/icon/dialogs.h"
+#include "image/palette.h"
 #include "shell/app_support.h"
 #include "shell/preference_pages.h"
-#include "app/common/texts.h"
-#include "image/palette.h"
 
 namespace tellurine::app {
 
