@@ -21,11 +21,6 @@ using CommandRunner = std::function<int()>;
 // Prints "tellurine-cli: <message>" on stderr.
 void PrintError(const std::string& message);
 
-// What every icon command prints, after the file's path, for a file it cannot read.
-inline constexpr const char* kIconReadError =
-    "Error while reading the specified icon file. The file does not contains icons, has an invalid format or is "
-    "corrupted.";
-
 CommandRunner AddReduceCommand(CLI::App& app);
 CommandRunner AddInfoCommand(CLI::App& app);
 CommandRunner AddExtractCommand(CLI::App& app);

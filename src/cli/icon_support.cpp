@@ -6,6 +6,7 @@
 #include "formats/icns_codec.h"
 #include "formats/iconset.h"
 #include "image/file_io.h"
+#include "shell/texts.h"
 
 namespace tellurine::cli {
 
@@ -24,7 +25,7 @@ bool ReadIconInput(const std::string& path, IconFileContents& contents, std::str
 }
 
 std::string ReadFailureLine(const std::string& path, bool outOfMemory) {
-    return path + ": " + (outOfMemory ? kOutOfMemoryText : kIconReadError);
+    return path + ": " + (outOfMemory ? kOutOfMemoryText : text::kIconReadError);
 }
 
 nlohmann::ordered_json IconNameJson(const NamedIcon& icon) {

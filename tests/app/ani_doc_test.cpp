@@ -6,7 +6,7 @@
 
 #include "app/ani/ani_doc.h"
 #include "app/common/image_convert.h"
-#include "app/common/texts.h"
+#include "shell/texts.h"
 #include "app/icon/icon_files.h"
 #include "app/shell/main_frame.h"
 #include "app_test_support.h"

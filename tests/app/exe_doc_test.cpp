@@ -12,7 +12,7 @@
 #include <map>
 #include <tuple>
 
-#include "app/common/texts.h"
+#include "shell/texts.h"
 #include "app/icon/clipboard.h"
 #include "app/icon/icon_project.h"
 #include "app/program/exe_frame.h"

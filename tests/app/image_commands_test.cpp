@@ -14,7 +14,7 @@
 
 #include "app/common/image_convert.h"
 #include "app/common/long_work.h"
-#include "app/common/texts.h"
+#include "shell/texts.h"
 #include "app/icon/icon_maker.h"
 #include "app/icon/image_dialogs.h"
 #include "app_test_support.h"

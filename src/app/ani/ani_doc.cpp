@@ -19,7 +19,7 @@
 
 #include "app/common/image_convert.h"
 #include "app/common/long_work.h"
-#include "app/common/texts.h"
+#include "shell/texts.h"
 #include "app/icon/icon_files.h"
 #include "app/icon/icon_view.h"
 #include "app/shell/document_io.h"

@@ -11,7 +11,7 @@
 #include <utility>
 
 #include "app/common/prompts.h"
-#include "app/common/texts.h"
+#include "shell/texts.h"
 #include "image/busy.h"
 
 namespace tellurine::app {

@@ -6,7 +6,7 @@
 #include <QFileDialog>
 #include <QProgressDialog>
 
-#include "app/common/texts.h"
+#include "shell/texts.h"
 
 namespace tellurine::app {
 

@@ -9,7 +9,7 @@
 
 #include "app/common/image_convert.h"
 #include "app/common/prompts.h"
-#include "app/common/texts.h"
+#include "shell/texts.h"
 #include "app/icon/icon_view.h"
 #include "editor/edit_session.h"
 

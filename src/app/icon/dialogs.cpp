@@ -21,7 +21,7 @@
 #include <QVBoxLayout>
 
 #include "app/common/image_convert.h"
-#include "app/common/texts.h"
+#include "shell/texts.h"
 #include "formats/icns_file.h"
 
 namespace tellurine::app {

@@ -9,7 +9,7 @@
 #include <QMimeData>
 
 #include "app/common/image_convert.h"
-#include "app/common/texts.h"
+#include "shell/texts.h"
 #include "app/icon/clipboard.h"
 #include "app/icon/icon_commands.h"
 #include "app/icon/icon_files.h"

@@ -6,7 +6,7 @@
 
 #include "app/common/image_convert.h"
 #include "app/common/long_work.h"
-#include "app/common/texts.h"
+#include "shell/texts.h"
 #include "app/icon/dialogs.h"
 #include "app/icon/icon_frame.h"
 #include "app/icon/icon_project.h"

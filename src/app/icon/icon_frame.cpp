@@ -8,7 +8,7 @@
 #include <algorithm>
 
 #include "app/common/image_convert.h"
-#include "app/common/texts.h"
+#include "shell/texts.h"
 #include "formats/icns_file.h"
 #include "shell/new_formats.h"
 

@@ -26,7 +26,7 @@
 
 #include "app/common/image_convert.h"
 #include "app/common/prompts.h"
-#include "app/common/texts.h"
+#include "shell/texts.h"
 #include "formats/icon_project.h"
 
 namespace tellurine::app {

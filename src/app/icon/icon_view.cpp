@@ -12,7 +12,7 @@
 #include <algorithm>
 
 #include "app/common/image_convert.h"
-#include "app/common/texts.h"
+#include "shell/texts.h"
 #include "app/icon/tool_pictures.h"
 
 namespace tellurine::app {

@@ -8,7 +8,7 @@
 
 #include "app/common/image_convert.h"
 #include "app/common/long_work.h"
-#include "app/common/texts.h"
+#include "shell/texts.h"
 #include "app/icon/icon_commands.h"
 #include "app/icon/icon_files.h"
 #include "app/icon/icon_frame.h"

@@ -14,7 +14,7 @@
 #include <QVBoxLayout>
 #include <cmath>
 
-#include "app/common/texts.h"
+#include "shell/texts.h"
 #include "app/icon/dialogs.h"
 #include "icon/format_edit.h"
 #include "imaging/filters.h"

@@ -1,7 +1,7 @@
 // New icon projects and new formats.
 #include <QMessageBox>
 
-#include "app/common/texts.h"
+#include "shell/texts.h"
 #include "app/icon/dialogs.h"
 #include "app/icon/icon_files.h"
 #include "app/icon/icon_frame.h"

@@ -4,7 +4,7 @@
 #include <QToolBar>
 #include <QToolButton>
 
-#include "app/common/texts.h"
+#include "shell/texts.h"
 #include "app/icon/icon_commands.h"
 #include "app/icon/tool_pictures.h"
 #include "app/shell/kv_app.h"

@@ -5,7 +5,7 @@
 #include <QUrl>
 
 #include "app/common/image_convert.h"
-#include "app/common/texts.h"
+#include "shell/texts.h"
 #include "app/shell/document_io.h"
 #include "app/shell/kv_app.h"
 #include "app/shell/main_frame.h"

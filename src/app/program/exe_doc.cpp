@@ -10,7 +10,7 @@
 #include <system_error>
 
 #include "app/common/image_convert.h"
-#include "app/common/texts.h"
+#include "shell/texts.h"
 #include "app/program/exe_frame.h"
 #include "app/shell/document_io.h"
 #include "app/shell/kv_app.h"

@@ -16,7 +16,7 @@
 #include <new>
 
 #include "app/common/long_work.h"
-#include "app/common/texts.h"
+#include "shell/texts.h"
 #include "app/icon/clipboard.h"
 #include "app/icon/icon_files.h"
 #include "app/shell/kv_app.h"

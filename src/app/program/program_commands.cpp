@@ -1,6 +1,6 @@
 #include "app/program/program_commands.h"
 
-#include "app/common/texts.h"
+#include "shell/texts.h"
 #include "app/program/exe_frame.h"
 #include "app/shell/main_frame.h"
 

@@ -10,7 +10,7 @@
 
 #include "app/ani/ani_doc.h"
 #include "app/common/long_work.h"
-#include "app/common/texts.h"
+#include "shell/texts.h"
 #include "app/icon/icon_files.h"
 #include "app/picture/dib_frame.h"
 #include "app/program/exe_doc.h"

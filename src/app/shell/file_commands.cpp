@@ -4,7 +4,7 @@
 #include <QInputDialog>
 #include <QMdiArea>
 
-#include "app/common/texts.h"
+#include "shell/texts.h"
 #include "app/icon/icon_files.h"
 #include "app/icon/icon_project.h"
 #include "app/shell/kv_app.h"

@@ -17,7 +17,7 @@
 #include <QUrl>
 
 #include "app/ani/ani_doc.h"
-#include "app/common/texts.h"
+#include "shell/texts.h"
 #include "app/icon/color_bar.h"
 #include "app/icon/icon_commands.h"
 #include "app/icon/icon_frame.h"

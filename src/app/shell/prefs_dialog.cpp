@@ -12,7 +12,7 @@
 #include <QTabWidget>
 #include <QVBoxLayout>
 
-#include "app/common/texts.h"
+#include "shell/texts.h"
 #include "app/icon/dialogs.h"
 #include "image/palette.h"
 #include "shell/app_support.h"

@@ -1,8 +1,9 @@
-// Every text the program shows, in one place. The messages whose wording users and other tools
-// know are kept exactly as they have always read, spelling included.
+// Every text the program and tellurine-cli show, in one place. The messages whose wording users
+// and other tools know are kept exactly as they have always read, spelling included. Plain
+// strings with Qt's %1 place markers, so the command-line tool shares them without Qt.
 #pragma once
 
-namespace tellurine::app::text {
+namespace tellurine::text {
 
 inline constexpr const char* kAppTitle = "Tellurine";
 inline constexpr const char* kSplashVersion = "Icon editor %1";  // under the name on the splash
@@ -311,4 +312,4 @@ inline constexpr const char* kRotateNote =
     "rotation angle in degrees. Choose 90\u00B0, 180\u00B0 or 270\u00B0 to rotate in quarter-circle increments or a "
     "free angle. Valid values are in range 1-359\u00B0";
 
-}  // namespace tellurine::app::text
+}  // namespace tellurine::text
