@@ -133,4 +133,16 @@ WindowPlace CascadedPlace(const WindowPlace* last, int step, int width, int heig
     return next;
 }
 
+PictureSize ThumbnailSize(int width, int height, int side, double ratio) {
+    if (width <= 0 || height <= 0 || side <= 0) return {};
+    if (width > side || height > side) {
+        // Scaled to fit, keeping its shape, with the sides rounded down.
+        const long long fitWidth = static_cast<long long>(side) * width / height;
+        if (fitWidth <= side) return {std::max(1, static_cast<int>(fitWidth)), side};
+        return {side, std::max(1, static_cast<int>(static_cast<long long>(side) * height / width))};
+    }
+    const int times = std::clamp(static_cast<int>(ratio), 1, std::min(side / width, side / height));
+    return {width * times, height * times};
+}
+
 }  // namespace tellurine::shell

@@ -88,4 +88,13 @@ struct WindowPlace {
 };
 WindowPlace CascadedPlace(const WindowPlace* last, int step, int width, int height, int areaWidth, int areaHeight);
 
+// Where a picture goes in a square of `side` pixels: a larger one scaled down to fit, keeping its
+// shape (never below 1 x 1); a smaller one at the largest whole multiple, up to the screen's
+// `ratio`, that fits, so that its pixels stay square. Zero for an empty picture or square.
+struct PictureSize {
+    int width = 0;
+    int height = 0;
+};
+PictureSize ThumbnailSize(int width, int height, int side, double ratio = 1);
+
 }  // namespace tellurine::shell

@@ -179,7 +179,7 @@ void ExeDocTest::listsTheGroupsTheCommandLineToolLists() {
         // ExeDisplaySize 3 and ExeDisplayColor 3 show the 256-pixel format, scaled to the tile.
         const ExeTile& first = *model.Tile(0);
         QCOMPARE(first.shownSize, QSize(256, 256));
-        QCOMPARE(first.picture.deviceIndependentSize(), QSizeF(kExeTileIconSide, kExeTileIconSide));
+        QCOMPARE(first.picture.deviceIndependentSize(), QSizeF(shell::kProgramTileSide, shell::kProgramTileSide));
         QCOMPARE(model.Tile(3)->shownSize, QSize(48, 48));  // the largest of 16 and 48
         QVERIFY(frame->view->Message().isEmpty());
         QVERIFY(s.prompts->messages.empty());

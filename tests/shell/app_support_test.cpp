@@ -1,4 +1,5 @@
 #include "shell/app_support.h"
+#include "shell/program_tiles.h"
 #include "shell/doc_templates.h"
 #include "shell/recent_files.h"
 
@@ -183,6 +184,14 @@ TEST(WindowPlaces, NewWindowsCascadeInsideTheWorkspace) {
     EXPECT_EQ(CascadedPlace(&low, 24, 500, 400, 1000, 800), (WindowPlace{0, 0}));  // would leave the area at the bottom
     const WindowPlace edge{476, 100};
     EXPECT_EQ(CascadedPlace(&edge, 24, 500, 400, 1000, 800), (WindowPlace{500, 124}));  // just fits across
+}
+
+TEST(FileNames, GroupsSavedToOneFolderGetNamesOfTheirOwn) {
+    // Compared without case, as some file systems compare them; the number goes before the extension.
+    EXPECT_EQ(UniqueFileNames({"a.ico", "A.ico", "a.ico", "b", "b"}),
+              (std::vector<std::string>{"a.ico", "A (2).ico", "a (3).ico", "b", "b (2)"}));
+    EXPECT_EQ(ProgramIcoFileName("/x/tool.v2.exe", ResourceName{7, {}}), "tool.v2-7.ico");
+    EXPECT_EQ(ProgramIcoFileName("C:\\x\\.hidden", ResourceName{{}, "a b"}), ".hidden-a_b.ico");
 }
 
 }  // namespace

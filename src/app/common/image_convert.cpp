@@ -7,6 +7,7 @@
 
 #include "formats/image_file.h"
 #include "image/dib_block.h"
+#include "shell/app_support.h"
 
 namespace tellurine::app {
 
@@ -69,15 +70,9 @@ void PaintCheckerboard(QPainter& painter, const QRect& rect, int cell) {
 }
 
 QRect ThumbnailRect(QSize picture, int side, qreal ratio) {
-    if (picture.isEmpty() || side <= 0) return {};
-    QSize shown = picture;
-    if (shown.width() > side || shown.height() > side) {
-        shown.scale(side, side, Qt::KeepAspectRatio);
-        shown = shown.expandedTo(QSize(1, 1));
-    } else {
-        shown *= std::clamp(static_cast<int>(ratio), 1, std::min(side / shown.width(), side / shown.height()));
-    }
-    return {(side - shown.width()) / 2, (side - shown.height()) / 2, shown.width(), shown.height()};
+    const shell::PictureSize shown = shell::ThumbnailSize(picture.width(), picture.height(), side, ratio);
+    if (shown.width == 0) return {};
+    return {(side - shown.width) / 2, (side - shown.height) / 2, shown.width, shown.height};
 }
 
 QImage ImageOfDeviceBitmap(const DeviceBitmap& bitmap) {

@@ -4,7 +4,6 @@
 #include <QPointer>
 #include <QStatusBar>
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <new>
 #include <system_error>
@@ -15,193 +14,82 @@
 #include "app/shell/document_io.h"
 #include "app/shell/kv_app.h"
 #include "app/shell/main_frame.h"
-#include "image/file_io.h"
-#include "image/threads.h"
 
 namespace tellurine::app {
 
-struct CFileExeDocument::Listing {
-    std::shared_ptr<const std::vector<std::uint8_t>> bytes;  // what the groups' images point into
-    std::vector<ExeIconGroupListing> groups;                 // only groups with a readable image
-};
-
-struct CFileExeDocument::WorkerState {
-    std::atomic<bool> cancel{false};
-};
-
 namespace {
-
-// Groups read and made into tiles at a time, and the least time between two hand-overs of tiles
-// (the first ones go at once), so that a large library is laid out a few times, not per group.
-constexpr std::size_t kGroupsPerRound = 8;
-constexpr std::chrono::milliseconds kHandOverInterval{50};
-
-// A group's images as the core's reader of programs reads them: each with its own header (a PNG
-// stream at its full depth), in stored order. The listing holds only images that can be read.
-CIconGroup ReadListedGroup(const ExeIconGroupListing& listed) {
-    CIconGroup group;
-    group.name = listed.name.Display();
-    for (const std::span<const std::uint8_t> data : listed.images) {
-        CKvIcon icon;
-        if (icon.ReadImage(data, static_cast<std::uint32_t>(data.size()), 0) != 0 && !icon.IsEmpty())
-            if (group.AppendFormat(std::move(icon)) == 0) throw std::bad_alloc();
-    }
-    return group;
-}
-
-// The image of a group its tile shows, chosen from the listed formats as the group of the read
-// images would choose it (CIconGroup::FindBestDisplayFormat). The choice depends only on each
-// format's size, colour count and alpha, so it is made among blank formats of those: no image is
-// decoded for it.
-std::size_t ShownImage(const ExeIconGroupListing& listed, const ExeDisplayChoice& choice) {
-    CIconGroup formats;
-    for (const StoredImageFormat& f : listed.formats) {
-        CKvIcon blank;
-        if (blank.SetFormat(f.width, f.height, f.colors, f.alpha) == 0 || formats.AppendFormat(std::move(blank)) == 0)
-            throw std::bad_alloc();
-    }
-    return static_cast<std::size_t>(
-        std::max(0, formats.FindBestDisplayFormat(choice.sizeIndex, choice.depthIndex, choice.ratio)));
-}
-
-// The picture of a tile (see ExeTile::picture).
-QImage TilePicture(const CKvIcon& icon, qreal ratio) {
-    QImage picture = ImageFromIcon(icon).convertToFormat(QImage::Format_ARGB32_Premultiplied);
-    if (picture.isNull()) return {};
-    const QSize shown = ThumbnailRect(picture.size(), static_cast<int>(kExeTileIconSide * ratio + 0.5), ratio).size();
-    const bool smaller = shown.width() < picture.width();
-    if (shown != picture.size())
-        picture = picture.scaled(shown, Qt::IgnoreAspectRatio, smaller ? Qt::SmoothTransformation : Qt::FastTransformation);
-    picture.setDevicePixelRatio(ratio);
-    return picture;
-}
-
-// A listed group's tile: only the image it shows is read (the tile goes without a picture when
-// memory runs out for it).
-ExeTile MakeTile(const ExeIconGroupListing& listed, std::size_t index, const ExeDisplayChoice& choice) {
-    ExeTile tile;
-    tile.group = index;
-    tile.name = QString::fromStdString(listed.name.Display());
-    tile.formatCount = static_cast<int>(listed.images.size());
-    const std::size_t best = ShownImage(listed, choice);
-    tile.shownSize = QSize(listed.formats[best].width, listed.formats[best].height);
-    const std::span<const std::uint8_t> data = listed.images[best];
-    CKvIcon shown;
-    if (shown.ReadImage(data, static_cast<std::uint32_t>(data.size()), 0) != 0)
-        tile.picture = TilePicture(shown, choice.ratio);
-    return tile;
-}
 
 // Programs being read: the status bar says "Loading ..." while there is one.
 int g_loading = 0;
 
 }  // namespace
 
-QString ExeIcoFileName(const QString& programPath, const ResourceName& group) {
-    const QString safeName = QString::fromStdString(SafeFileNamePart(group.Display()));
-    // The stem: the file name up to its last dot, unless that dot starts the name.
-    const QString file = QFileInfo(programPath).fileName();
-    const qsizetype dot = file.lastIndexOf('.');
-    return (dot > 0 ? file.left(dot) : file) + "-" + safeName + ".ico";
-}
-
 CFileExeDocument::CFileExeDocument(QObject* parent) : CKvDocument(shell::kTemplateExe, parent) {}
 
 CFileExeDocument::~CFileExeDocument() {
-    if (worker_) worker_->cancel = true;
+    if (cancel_) *cancel_ = true;
     if (thread_.joinable()) thread_.join();
 }
 
 void CFileExeDocument::StartLoading(const ExeDisplayChoice& choice) {
     state_ = State::Loading;
-    worker_ = std::make_shared<WorkerState>();
+    devicePixelRatio_ = choice.ratio;
+    cancel_ = std::make_shared<std::atomic<bool>>(false);
+    // The worker touches nothing of the document: it hands its results over to the document's
+    // thread, where they are taken in the order they were sent.
+    const auto work = [this, cancel = cancel_, path = PathName().toStdString(), choice] {
+        const shell::ProgramReadEnd end = shell::ReadProgramTiles(
+            path, choice, *cancel,
+            [this](std::shared_ptr<const shell::ProgramListing> listing) {
+                QMetaObject::invokeMethod(this, [this, listing] { listing_ = listing; }, Qt::QueuedConnection);
+            },
+            [this](std::vector<shell::ProgramTile> tiles) {
+                QMetaObject::invokeMethod(this, [this, made = std::make_shared<decltype(tiles)>(std::move(tiles))] {
+                    TakeTiles(*made);
+                }, Qt::QueuedConnection);
+            });
+        if (end != shell::ProgramReadEnd::Cancelled)
+            QMetaObject::invokeMethod(this, [this, end] { Finish(end); }, Qt::QueuedConnection);
+    };
     try {
-        thread_ = std::thread(&CFileExeDocument::Work, this, worker_, PathName().toStdString(), choice);
+        thread_ = std::thread(work);
     } catch (const std::system_error&) {
         // No thread to be had: told as memory running out, once the caller is done.
-        QMetaObject::invokeMethod(this, [this] { Finish(false, true); }, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(this, [this] { Finish(shell::ProgramReadEnd::OutOfMemory); }, Qt::QueuedConnection);
     }
 }
 
-void CFileExeDocument::Work(CFileExeDocument* document, std::shared_ptr<WorkerState> state, std::string path,
-                            ExeDisplayChoice choice) {
-    const auto finish = [document](bool ok, bool outOfMemory) {
-        QMetaObject::invokeMethod(document, [document, ok, outOfMemory] { document->Finish(ok, outOfMemory); },
-                                  Qt::QueuedConnection);
-    };
-    auto listing = std::make_shared<Listing>();
-    try {
-        auto bytes = std::make_shared<std::vector<std::uint8_t>>();
-        std::string error;
-        if (!ReadFileBytes(path, *bytes, kMaxExeFileBytes, error)) return finish(false, false);
-        auto groups = DescribeExeIcons(*bytes);
-        if (!groups) return finish(false, false);
-        listing->bytes = std::move(bytes);
-        listing->groups = std::move(*groups);
-    } catch (const std::bad_alloc&) {
-        return finish(false, true);
-    }
-    QMetaObject::invokeMethod(document, [document, listing] { document->TakeListing(listing); }, Qt::QueuedConnection);
-
-    // Rounds of a few groups, read on a few threads; the tiles go over in group order.
-    const std::vector<ExeIconGroupListing>& groups = listing->groups;
-    const unsigned threads = std::clamp(std::thread::hardware_concurrency(), 1u, 4u);
-    auto batch = std::make_shared<std::vector<ExeTile>>();
-    auto lastHandOver = std::chrono::steady_clock::now() - kHandOverInterval;
-    for (std::size_t start = 0; start < groups.size(); start += kGroupsPerRound) {
-        if (state->cancel) return;
-        const std::size_t end = std::min(groups.size(), start + kGroupsPerRound);
-        std::vector<ExeTile> made(end - start);
-        std::atomic<std::size_t> next{start};
-        std::atomic<bool> outOfMemory{false};
-        const auto work = [&] {
-            for (std::size_t g = next++; g < end && !state->cancel && !outOfMemory; g = next++) {
-                try {
-                    made[g - start] = MakeTile(groups[g], g, choice);
-                } catch (const std::bad_alloc&) {
-                    outOfMemory = true;
-                }
-            }
-        };
-        RunOnThreads(static_cast<unsigned>(std::min<std::size_t>(threads, end - start)), work);
-        if (outOfMemory) return finish(false, true);
-        for (ExeTile& tile : made) batch->push_back(std::move(tile));
-        const auto now = std::chrono::steady_clock::now();
-        if (!batch->empty() && (end == groups.size() || now - lastHandOver >= kHandOverInterval)) {
-            QMetaObject::invokeMethod(document, [document, batch] { document->TakeTiles(batch); }, Qt::QueuedConnection);
-            batch = std::make_shared<std::vector<ExeTile>>();
-            lastHandOver = now;
-        }
-    }
-    if (state->cancel) return;
-    finish(true, false);
-}
-
-void CFileExeDocument::TakeListing(std::shared_ptr<Listing> listing) { listing_ = std::move(listing); }
-
-void CFileExeDocument::TakeTiles(std::shared_ptr<std::vector<ExeTile>> tiles) {
+void CFileExeDocument::TakeTiles(std::vector<shell::ProgramTile>& tiles) {
     const int first = static_cast<int>(tiles_.size());
-    for (ExeTile& tile : *tiles) {
-        if (!tile.picture.isNull()) {
-            const QSizeF shown = tile.picture.deviceIndependentSize();
-            largestSide_ = std::max(largestSide_, static_cast<int>(std::ceil(std::max(shown.width(), shown.height()))));
+    for (shell::ProgramTile& made : tiles) {
+        ExeTile tile{made.group, QString::fromStdString(made.name), made.formatCount,
+                     QSize(made.shownWidth, made.shownHeight), {}};
+        QImage picture = ImageFromDib32(made.picture).convertToFormat(QImage::Format_ARGB32_Premultiplied);
+        if (!picture.isNull()) {
+            // A small picture grows by whole multiples, its pixels kept square.
+            const QSize shown(made.pictureWidth, made.pictureHeight);
+            if (picture.size() != shown) picture = picture.scaled(shown, Qt::IgnoreAspectRatio, Qt::FastTransformation);
+            picture.setDevicePixelRatio(std::max(1.0, devicePixelRatio_));
+            const QSizeF side = picture.deviceIndependentSize();
+            largestSide_ = std::max(largestSide_, static_cast<int>(std::ceil(std::max(side.width(), side.height()))));
+            tile.picture = std::move(picture);
         }
         tiles_.push_back(std::move(tile));
     }
     emit tilesAdded(first, static_cast<int>(tiles_.size()) - first);
 }
 
-void CFileExeDocument::Finish(bool ok, bool outOfMemory) {
+void CFileExeDocument::Finish(shell::ProgramReadEnd end) {
     if (thread_.joinable()) thread_.join();  // it has nothing left to do but return
-    state_ = ok ? State::Ready : State::Failed;
-    outOfMemory_ = outOfMemory;
-    if (ok) emit loaded();
+    state_ = end == shell::ProgramReadEnd::Done ? State::Ready : State::Failed;
+    outOfMemory_ = end == shell::ProgramReadEnd::OutOfMemory;
+    if (state_ == State::Ready) emit loaded();
     else emit loadFailed();
 }
 
 CIconGroup CFileExeDocument::ReadGroup(int tile) const {
     if (listing_ == nullptr || tile < 0 || static_cast<std::size_t>(tile) >= tiles_.size()) return {};
-    return ReadListedGroup(listing_->groups[tiles_[static_cast<std::size_t>(tile)].group]);
+    return listing_->ReadGroup(tiles_[static_cast<std::size_t>(tile)].group);
 }
 
 CIconDoc CFileExeDocument::ReadIconDoc(int tile) const {
@@ -214,7 +102,8 @@ CIconDoc CFileExeDocument::ReadIconDoc(int tile) const {
 
 QString CFileExeDocument::IcoFileName(int tile) const {
     if (listing_ == nullptr || tile < 0 || static_cast<std::size_t>(tile) >= tiles_.size()) return {};
-    return ExeIcoFileName(PathName(), listing_->groups[tiles_[static_cast<std::size_t>(tile)].group].name);
+    const ResourceName& group = listing_->groups[tiles_[static_cast<std::size_t>(tile)].group].name;
+    return QString::fromStdString(shell::ProgramIcoFileName(PathName().toStdString(), group));
 }
 
 CKvDocument* OpenProgramFile(CKvApp& app, const QString& path, int) {

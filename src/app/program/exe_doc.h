@@ -1,11 +1,5 @@
-// The program document: the icon groups of a Windows program or library, shown as tiles.
-//
-// The file is read on a worker thread of the document's own. The worker reads the bytes and lists
-// the icon groups with their images' formats, told from the images' headers as the command-line
-// tool lists them (groups none of whose images can be read are left out, as it leaves them out);
-// then for each group it reads the one image its tile shows (the format chosen for display,
-// already scaled for the screen), handing the tiles over in group order as they are ready. The
-// images themselves are not kept: a command on a group reads them again from the kept bytes.
+// The program document: the icon groups of a Windows program or library, shown as tiles, read
+// on a worker thread of the document's own by shell::ReadProgramTiles.
 #pragma once
 
 #include <QImage>
@@ -18,7 +12,7 @@
 #include <vector>
 
 #include "app/icon/icon_project.h"
-#include "formats/pe_resources.h"
+#include "shell/program_tiles.h"
 
 namespace tellurine::app {
 
@@ -31,19 +25,11 @@ struct ExeTile {
     int formatCount = 0;    // the images that could be read
     QSize shownSize;        // the size of the format shown
     // The shown format for the screen: small formats pixel for pixel, large ones scaled down to
-    // kExeTileIconSide device-independent pixels; its device pixel ratio is set.
+    // shell::kProgramTileSide device-independent pixels; its device pixel ratio is set.
     QImage picture;
 };
 
-// The largest side of a tile's picture, in device-independent pixels.
-inline constexpr int kExeTileIconSide = 96;
-
-// What the document remembers of the display preferences when it starts reading.
-struct ExeDisplayChoice {
-    int sizeIndex = 3;   // ExeDisplaySize: 16, 32, 48, 256 or the screen-scaled 48
-    int depthIndex = 3;  // ExeDisplayColor: 2, 16, 256 colours or true colour with alpha
-    qreal ratio = 1.0;   // the screen's device pixel ratio
-};
+using ExeDisplayChoice = shell::ProgramDisplayChoice;
 
 class CFileExeDocument : public CKvDocument {
     Q_OBJECT
@@ -84,31 +70,19 @@ signals:
     void loadFailed();
 
 private:
-    struct Listing;
-    struct WorkerState;
-    // The worker's whole run; it touches nothing of the document but hands its results over to
-    // the document's thread.
-    static void Work(CFileExeDocument* document, std::shared_ptr<WorkerState> state, std::string path,
-                     ExeDisplayChoice choice);
     // The worker's results, taken on the document's thread.
-    void TakeListing(std::shared_ptr<Listing> listing);
-    void TakeTiles(std::shared_ptr<std::vector<ExeTile>> tiles);
-    void Finish(bool ok, bool outOfMemory);
+    void TakeTiles(std::vector<shell::ProgramTile>& tiles);
+    void Finish(shell::ProgramReadEnd end);
 
     State state_ = State::Loading;
     bool outOfMemory_ = false;
-    std::shared_ptr<Listing> listing_;
+    std::shared_ptr<const shell::ProgramListing> listing_;
     std::vector<ExeTile> tiles_;
     int largestSide_ = 0;
-    std::shared_ptr<WorkerState> worker_;
+    qreal devicePixelRatio_ = 1;  // of the screen the tiles are made for
+    std::shared_ptr<std::atomic<bool>> cancel_;
     std::thread thread_;
 };
-
-// The name a group of the program at `programPath` is saved under, as the command-line tool
-// names what it extracts from a program: the program's file name without its extension, "-",
-// and the group's name with every character other than a letter, a digit, '.', '_' and '-' made
-// '_' (an empty, "." or ".." name gets a leading '_'), then ".ico".
-QString ExeIcoFileName(const QString& programPath, const ResourceName& group);
 
 // Opens a program or library file in a window of its own (its icons are read on a worker thread);
 // null after telling the user why not. A file whose headers already say it is not a program is

@@ -7,7 +7,6 @@
 #include <QGuiApplication>
 #include <QPaintEvent>
 #include <QPainter>
-#include <QSet>
 #include <QStatusBar>
 #include <QStyle>
 #include <QToolBar>
@@ -107,7 +106,7 @@ CExeTileDelegate::CExeTileDelegate(const CFileExeDocument& document, bool showIn
 
 int CExeTileDelegate::IconSide() const {
     const int largest = document_.LargestPictureSide();
-    return largest > 0 ? std::clamp(largest, 16, kExeTileIconSide) : 32;
+    return largest > 0 ? std::clamp(largest, 16, shell::kProgramTileSide) : 32;
 }
 
 QSize CExeTileDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex&) const {
@@ -371,16 +370,11 @@ void CFileExeMDI::OnSaveAll() {
 
     // One file per group; a name that two groups would share (one name in two languages, or two
     // names that differ only in characters a file name cannot hold) gets " (2)", " (3)", ...
+    std::vector<std::string> wanted;
+    for (int tile = 0; tile < static_cast<int>(document_.Tiles().size()); ++tile)
+        wanted.push_back(document_.IcoFileName(tile).toStdString());
     QStringList names;
-    QSet<QString> taken;  // compared without case, as some file systems do
-    for (int tile = 0; tile < static_cast<int>(document_.Tiles().size()); ++tile) {
-        const QString name = document_.IcoFileName(tile);
-        QString unique = name;
-        for (int n = 2; taken.contains(unique.toLower()); ++n)
-            unique = name.chopped(4) + QString(" (%1).ico").arg(n);
-        taken.insert(unique.toLower());
-        names << unique;
-    }
+    for (const std::string& name : shell::UniqueFileNames(wanted)) names << QString::fromStdString(name);
     QStringList existing;
     for (const QString& name : names)
         if (QFileInfo::exists(dir.filePath(name))) existing << name;
