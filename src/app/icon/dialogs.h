@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "shell/icon_making.h"
 #include "shell/new_formats.h"
 #include "shell/preferences.h"
 
@@ -23,12 +24,7 @@ class QTextBrowser;
 
 namespace tellurine::app {
 
-// What the new-icon dialog asks for.
-struct NewIconChoice {
-    bool macintosh = false;
-    std::vector<shell::NewFormat> formats;
-    bool compressLarge = false;
-};
+using shell::NewIconChoice;
 
 // Windows or Macintosh, the formats to make, and whether 256-pixel formats are compressed. The
 // choices start from the preferences and are remembered there when the dialog is accepted.

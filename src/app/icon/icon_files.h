@@ -11,12 +11,15 @@ namespace tellurine {
 class CDIB;
 }
 
+namespace tellurine::shell {
+struct NewIconChoice;
+}
+
 namespace tellurine::app {
 
 class CKvApp;
 class CKvDocument;
 class CIconProject;
-struct NewIconChoice;
 
 // The opener of icons, cursors and families: one window per icon of the file.
 CKvDocument* OpenIconFile(CKvApp& app, const QString& path, int templateResource);
@@ -29,7 +32,7 @@ bool SaveProjectTo(CKvApp& app, CIconProject& project, const QString& path);
 // The New Icon command: asks for the formats and opens the new project; null when cancelled.
 CIconProject* NewIconFromDialog(CKvApp& app);
 // Makes a new project of the chosen formats, each fully transparent, and opens it.
-CIconProject* NewIconProject(CKvApp& app, const NewIconChoice& choice);
+CIconProject* NewIconProject(CKvApp& app, const shell::NewIconChoice& choice);
 // Opens a new, untitled project holding `doc`'s formats (made from a picture, an animation step
 // or a program's icon group). `title` names it; empty: the template's next "IconN".
 CIconProject* OpenNewProject(CKvApp& app, CIconDoc&& doc, const QString& title = {});

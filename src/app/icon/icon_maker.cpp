@@ -13,100 +13,28 @@
 #include <QMessageBox>
 #include <QProgressDialog>
 #include <QPushButton>
+#include <QPointer>
 #include <QSlider>
-#include <QThread>
 #include <QVBoxLayout>
-#include <QtConcurrent/QtConcurrentMap>
 #include <QFutureWatcher>
+#include <QtConcurrent/QtConcurrentRun>
 #include <algorithm>
 #include <atomic>
-#include <map>
 #include <memory>
-#include <mutex>
 
 #include "app/common/image_convert.h"
 #include "app/common/prompts.h"
 #include "shell/texts.h"
-#include "formats/icon_project.h"
 
 namespace tellurine::app {
-namespace {
 
-CDIB DibOf(const QImage& image) {
-    CDIB dib;
-    dib.Attach(Dib32FromImage(image));
-    return dib;
-}
-
-// Appends every format of `from` to `to`.
-void TakeFormats(CIconDoc& from, CIconDoc& to) {
-    for (int i = 0; i < from.GetFormatCount(); ++i) to.AddFormat(std::move(from.GetFormat(i)->Icon()));
-}
-
-// "16,32, 48" as numbers; false for anything else.
-bool ReadNumbers(const QString& text, std::vector<int>& numbers) {
-    numbers.clear();
-    for (const QString& part : text.split(',', Qt::SkipEmptyParts)) {
-        bool ok = false;
-        const int n = part.trimmed().toInt(&ok);
-        if (!ok) return false;
-        numbers.push_back(n);
-    }
-    return !numbers.empty();
-}
-
-}  // namespace
-
-std::vector<IconProjectRequest> RequestsForFormats(const NewIconChoice& choice) {
-    std::map<int, std::vector<int>> depthsOfSize;
-    for (const shell::NewFormat& f : choice.formats) depthsOfSize[f.size].push_back(f.bits);
-    std::map<std::vector<int>, std::vector<int>> sizesOfDepths;
-    for (auto& [size, depths] : depthsOfSize) {
-        std::sort(depths.begin(), depths.end());
-        sizesOfDepths[depths].push_back(size);
-    }
-    std::vector<IconProjectRequest> requests;
-    for (const auto& [depths, sizes] : sizesOfDepths) {
-        IconProjectRequest r;
-        r.sizes = sizes;
-        r.depths = depths;
-        r.macintosh = choice.macintosh;
-        r.compressLarge = choice.compressLarge || choice.macintosh;
-        requests.push_back(std::move(r));
-    }
-    return requests;
-}
-
-bool MakeProjectFromPicture(const PictureSource& source, const NewIconChoice& choice, const IconProjectRequest& base,
-                            CIconDoc& doc, std::string& error) {
-    doc.RemoveAll();
-    doc.macintosh = choice.macintosh;
-    const CDIB raster = source.drawingPath.isEmpty() ? DibOf(source.raster) : CDIB{};
-    for (IconProjectRequest request : RequestsForFormats(choice)) {
-        request.threads = base.threads;
-        request.filterLevel = base.filterLevel;
-        request.transparentColor = base.transparentColor;
-        std::vector<std::vector<int>> batches;
-        if (source.drawingPath.isEmpty()) batches.push_back(request.sizes);
-        else
-            for (const int size : request.sizes) batches.push_back({size});
-        for (const std::vector<int>& sizes : batches) {
-            request.sizes = sizes;
-            // A drawing is rendered at the size itself, so nothing is resampled.
-            const CDIB drawn = source.drawingPath.isEmpty()
-                                   ? CDIB{}
-                                   : DibOf(RenderDrawing(source.drawingPath, QSize(sizes.front(), sizes.front())));
-            const CDIB& picture = source.drawingPath.isEmpty() ? raster : drawn;
-            CIconDoc made;
-            if (!MakeIconProject(picture, request, made, error)) {
-                doc.RemoveAll();
-                return false;
-            }
-            TakeFormats(made, doc);
-        }
-    }
-    doc.SortFormats(false);
-    return doc.GetFormatCount() > 0;
+bool MakeProjectFromPicture(const QImage& raster, const QString& drawingPath, const NewIconChoice& choice,
+                            const IconProjectRequest& base, CIconDoc& doc, std::string& error) {
+    CDIB picture;
+    shell::DrawingRenderer drawing;
+    if (drawingPath.isEmpty()) picture.Attach(Dib32FromImage(raster));
+    else drawing = [drawingPath](int size) { return Dib32FromImage(RenderDrawing(drawingPath, QSize(size, size))); };
+    return shell::MakeProjectFromPicture(picture, drawing, choice, base, doc, error);
 }
 
 // ---- New icon from an image --------------------------------------------------------------------
@@ -151,8 +79,8 @@ CDialBatch::CDialBatch(UserPrompts& prompts, const QString& folder, QWidget* par
     auto* remove = new QPushButton(text::kBatchRemove, this);
     folderEdit = new QLineEdit(QDir::toNativeSeparators(folder), this);
     auto* browse = new QPushButton(text::kBatchBrowse, this);
-    sizesEdit = new QLineEdit("16,24,32,48,64,128,256", this);
-    depthsEdit = new QLineEdit("32,8,4", this);
+    sizesEdit = new QLineEdit(shell::DefaultBatchLists(false).sizes, this);
+    depthsEdit = new QLineEdit(shell::DefaultBatchLists(false).depths, this);
     compressCheck = new QCheckBox(text::kCompressVista256, this);
     compressCheck->setChecked(true);
     macCheck = new QCheckBox(text::kBatchMac, this);
@@ -182,8 +110,8 @@ CDialBatch::CDialBatch(UserPrompts& prompts, const QString& folder, QWidget* par
     connect(browse, &QPushButton::clicked, this, &CDialBatch::OnBrowse);
     connect(macCheck, &QCheckBox::toggled, this, [this](bool mac) {
         compressCheck->setEnabled(!mac);
-        sizesEdit->setText(mac ? "16,32,48,128,256,512,1024" : "16,24,32,48,64,128,256");
-        depthsEdit->setText(mac ? "32" : "32,8,4");
+        sizesEdit->setText(shell::DefaultBatchLists(mac).sizes);
+        depthsEdit->setText(shell::DefaultBatchLists(mac).depths);
     });
 }
 
@@ -194,15 +122,8 @@ QStringList CDialBatch::Pictures() const {
 }
 
 bool CDialBatch::Request(IconProjectRequest& request) const {
-    request = {};
-    if (!ReadNumbers(sizesEdit->text(), request.sizes) || !ReadNumbers(depthsEdit->text(), request.depths)) return false;
-    for (const int size : request.sizes)
-        if (size < 1 || size > kMaxMadeFormatSize) return false;
-    for (const int bits : request.depths)
-        if (!IsMakeableDepth(bits)) return false;
-    request.macintosh = macCheck->isChecked();
-    request.compressLarge = request.macintosh || compressCheck->isChecked();
-    return true;
+    return shell::ReadBatchRequest(sizesEdit->text().toStdString(), depthsEdit->text().toStdString(),
+                                   macCheck->isChecked(), compressCheck->isChecked(), request);
 }
 
 void CDialBatch::OnAdd() {
@@ -235,58 +156,29 @@ int RunBatch(UserPrompts& prompts, QWidget* parent, const QStringList& pictures,
              const IconProjectRequest& request, QStringList& failures, bool& cancelled) {
     std::vector<std::string> images;
     for (const QString& p : pictures) images.push_back(QDir::toNativeSeparators(p).toStdString());
-    struct Job {
-        std::string image;
-        std::string output;
-    };
-    struct Batch {
-        std::vector<Job> jobs;
-        IconProjectRequest request;
-        std::atomic<bool> stop{false};
-        std::atomic<int> made{0};
-        std::mutex mutex;
-        QStringList failures;
-    };
-    auto batch = std::make_shared<Batch>();
-    batch->request = request;
-    batch->request.threads = 1;  // one picture per core
-    const std::vector<std::string> outputs =
-        IconFileNames(images, QDir::toNativeSeparators(folder).toStdString(), request.macintosh ? ".icns" : ".ico");
-    for (std::size_t i = 0; i < images.size(); ++i) batch->jobs.push_back({images[i], outputs[i]});
-    QDir().mkpath(folder);
-
     QProgressDialog dialog(text::kBatchProgress, text::kCancel, 0, static_cast<int>(images.size()), parent);
     dialog.setWindowModality(Qt::ApplicationModal);
     dialog.setMinimumDuration(0);
-    QFutureWatcher<void> watcher;
-    QObject::connect(&watcher, &QFutureWatcherBase::progressValueChanged, &dialog, &QProgressDialog::setValue);
+    // The batch runs on its own threads; each picture that ends moves the bar on.
+    auto stop = std::make_shared<std::atomic<bool>>(false);
+    QObject::connect(&dialog, &QProgressDialog::canceled, &dialog, [stop] { *stop = true; });
+    QFutureWatcher<shell::BatchResult> watcher;
     QEventLoop loop;
     QObject::connect(&watcher, &QFutureWatcherBase::finished, &loop, &QEventLoop::quit);
-    // Cancel hands out no more pictures; those being made finish (each is written whole or not
-    // at all) before the batch returns.
-    QObject::connect(&dialog, &QProgressDialog::canceled, &loop, [&] { batch->stop = true; });
-    std::vector<std::size_t> indices(batch->jobs.size());
-    for (std::size_t i = 0; i < indices.size(); ++i) indices[i] = i;
-    watcher.setFuture(QtConcurrent::map(indices, [batch](std::size_t i) {
-        if (batch->stop) return;
-        const Job& job = batch->jobs[i];
-        CIconDoc doc;
-        std::vector<int> leftOut;
-        std::string error;
-        if (MakeIconFile(job.image, batch->request, job.output, doc, leftOut, error) == MakeIconFileStep::Done) {
-            ++batch->made;
-        } else {
-            const std::lock_guard lock(batch->mutex);
-            batch->failures << QString(text::kCannotMakeIcon).arg(QString::fromStdString(job.image), QString::fromStdString(error));
-        }
+    QPointer<QProgressDialog> bar(&dialog);
+    watcher.setFuture(QtConcurrent::run([images, target = QDir::toNativeSeparators(folder).toStdString(), request, stop, bar] {
+        return shell::MakeIconFiles(images, target, request, *stop, [bar] {
+            QMetaObject::invokeMethod(bar, [bar] { if (bar) bar->setValue(bar->value() + 1); }, Qt::QueuedConnection);
+        });
     }));
     prompts.ShowProgress(dialog);
     if (!watcher.isFinished()) loop.exec();
-    watcher.waitForFinished();
-    cancelled = batch->stop;
-    const std::lock_guard lock(batch->mutex);
-    failures = batch->failures;
-    return batch->made;
+    const shell::BatchResult result = watcher.result();
+    cancelled = *stop;
+    failures.clear();
+    for (const auto& [image, error] : result.failures)
+        failures << QString(text::kCannotMakeIcon).arg(QString::fromStdString(image), QString::fromStdString(error));
+    return result.made;
 }
 
 }  // namespace tellurine::app

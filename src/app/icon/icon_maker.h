@@ -10,8 +10,8 @@
 #include <string>
 
 #include "app/icon/dialogs.h"
-#include "icon/format_maker.h"
 #include "icon/icon_doc.h"
+#include "shell/icon_making.h"
 
 class QCheckBox;
 class QLineEdit;
@@ -22,22 +22,10 @@ namespace tellurine::app {
 
 class UserPrompts;
 
-// What a new icon is made from: a raster picture, or a drawing that is rendered at each size.
-struct PictureSource {
-    QImage raster;        // used when drawingPath is empty
-    QString drawingPath;  // an SVG drawing
-};
-
-// The request for the formats chosen in the new-icon dialog: MakeIconProject makes every size at
-// every depth, so formats are gathered into groups of sizes that share their depths.
-std::vector<IconProjectRequest> RequestsForFormats(const NewIconChoice& choice);
-
-// Makes the chosen formats from the picture into `doc`, sorted: a raster is resampled from its
-// one picture; a drawing is rendered at each size and each rendering made at that size alone, so
-// that small sizes stay sharp. `base` gives the options every request shares (transparent colour,
-// filter level, threads). False, with `error`, when nothing could be made.
-bool MakeProjectFromPicture(const PictureSource& source, const NewIconChoice& choice, const IconProjectRequest& base,
-                            CIconDoc& doc, std::string& error);
+// Makes the chosen formats from a picture (see shell::MakeProjectFromPicture): a raster, or the
+// SVG drawing at `drawingPath`, rendered at each size.
+bool MakeProjectFromPicture(const QImage& raster, const QString& drawingPath, const NewIconChoice& choice,
+                            const IconProjectRequest& base, CIconDoc& doc, std::string& error);
 
 // The new-icon dialog for a picture: the formats to make (the new-icon dialog's, remembered in
 // CreateFormatFromImage%02d and CreateFormatFromImageMac%02d), whether the top-left pixel's colour becomes transparent, and the filter after the
@@ -67,7 +55,7 @@ public:
     QCheckBox* macCheck = nullptr;
 
     [[nodiscard]] QStringList Pictures() const;
-    // The request the choices stand for; false when the sizes or depths do not read.
+    // The request the choices stand for (see shell::ReadBatchRequest).
     bool Request(IconProjectRequest& request) const;
 
 public slots:
@@ -82,9 +70,9 @@ private:
     UserPrompts& prompts_;
 };
 
-// Makes an icon file of every picture into `folder` on all cores, with a progress dialog that can
-// stop the batch (icons already written stay; none is left half written). Returns the number of
-// icons made; `failures` receives one line per picture that failed.
+// Makes an icon file of every picture into `folder` (shell::MakeIconFiles), with a progress dialog
+// whose Cancel stops the batch (icons already written stay; none is left half written). Returns
+// the number of icons made; `failures` receives one line per picture that failed.
 int RunBatch(UserPrompts& prompts, QWidget* parent, const QStringList& pictures, const QString& folder,
              const IconProjectRequest& request, QStringList& failures, bool& cancelled);
 

@@ -144,16 +144,15 @@ void OnNewIconFromImage(CMainFrame& main) {
     CDialIconFromImage dialog(app.prefs, &main);
     if (app.Prompts().Exec(dialog) != QDialog::Accepted) return;
     const NewIconChoice choice = dialog.Choice();
-    PictureSource source;
-    if (document->TemplateResource() == shell::kTemplateVector) source.drawingPath = document->PathName();
-    else source.raster = document->image;
+    const QString drawing = document->TemplateResource() == shell::kTemplateVector ? document->PathName() : QString();
+    const QImage raster = drawing.isEmpty() ? document->image : QImage();
     IconProjectRequest base;
     base.threads = static_cast<unsigned>(std::max(1, QThread::idealThreadCount()));
     base.filterLevel = app.prefs.ApplyFilterToCreateIconFromImageValue;
     // The top-left pixel's colour becomes transparent in a picture without transparency there; a
     // drawing, or a picture whose corner is already clear, needs no key.
     const QRgb corner = document->image.isNull() ? 0 : document->image.pixel(0, 0);
-    if (app.prefs.UseTransparentColorToCreateIconFromImage != 0 && source.drawingPath.isEmpty() && qAlpha(corner) == 255) {
+    if (app.prefs.UseTransparentColorToCreateIconFromImage != 0 && drawing.isEmpty() && qAlpha(corner) == 255) {
         base.transparentColor = RGB(static_cast<std::uint8_t>(qRed(corner)), static_cast<std::uint8_t>(qGreen(corner)),
                                     static_cast<std::uint8_t>(qBlue(corner)));
     }
@@ -163,8 +162,8 @@ void OnNewIconFromImage(CMainFrame& main) {
         bool made = false;
     };
     auto result = std::make_shared<Result>();
-    if (!RunLongWork(app.Prompts(), &main, text::kMakingIcon, [source, choice, base, result] {
-            result->made = MakeProjectFromPicture(source, choice, base, result->doc, result->error);
+    if (!RunLongWork(app.Prompts(), &main, text::kMakingIcon, [raster, drawing, choice, base, result] {
+            result->made = MakeProjectFromPicture(raster, drawing, choice, base, result->doc, result->error);
         }))
         return;
     if (!result->made) {
