@@ -10,21 +10,11 @@
 #include "editor/canvas.h"
 #include "editor/canvas_resources.h"
 #include "editor/tools.h"
+#include "shell/workbench.h"
 
 namespace tellurine::app {
 
-// What every canvas shares: the patterns built from the display preferences, what a new view
-// starts with, and the current tool and colours. The application owns it, fills it from the
-// preferences and rebuilds it when they change; each window is handed it when it is made.
-struct CanvasContext {
-    editor::CanvasResources resources = editor::CanvasResources::Build({});
-    bool showGrid = true;   // ShowGrid
-    bool autoZoom = true;   // DefaultZoomAuto
-    COLORREF previewColor = 0xE1E1E1;  // PreviewColor
-    editor::CDrawTool* tool = nullptr;           // the current drawing tool
-    editor::ColourSelection* colours = nullptr;  // the colour bar's colours
-    bool transparentCopy = true;  // TransparentCopy: a format's "preserve transparency" at first
-};
+using shell::CanvasContext;
 
 class CIconView : public QAbstractScrollArea {
     Q_OBJECT

@@ -33,16 +33,6 @@ namespace {
 
 QString Native(const std::string& s) { return QString::fromStdString(s); }
 
-// The colour bar's numbers and the preferences (section "colors") they are kept in.
-constexpr std::pair<int shell::Preferences::*, int editor::ColourSelection::*> kSavedColourNumbers[] = {
-    {&shell::Preferences::SavedFgIndex8bpp, &editor::ColourSelection::foregroundIndex8},
-    {&shell::Preferences::SavedBkIndex8bpp, &editor::ColourSelection::backgroundIndex8},
-    {&shell::Preferences::SavedFgIndex1bpp, &editor::ColourSelection::foregroundIndex1},
-    {&shell::Preferences::SavedBkIndex1bpp, &editor::ColourSelection::backgroundIndex1},
-    {&shell::Preferences::FgOpacity, &editor::ColourSelection::foregroundOpacity},
-    {&shell::Preferences::BkOpacity, &editor::ColourSelection::backgroundOpacity},
-};
-
 }  // namespace
 
 CKvApp::CKvApp(StartOptions options) : options_(std::move(options)), prompts_(std::make_unique<UserPrompts>()) {
@@ -116,9 +106,7 @@ bool CKvApp::InitInstance(const QStringList& arguments) {
     // 10. The preferences.
     shell::LoadPreferences(*profile_, prefs);
     ApplyCanvasPreferences();
-    colours.foreground = shell::ProfileColour(prefs.SavedFgRGBColor, 0);
-    colours.background = shell::ProfileColour(prefs.SavedBkRGBColor, editor::kTransparentColour);
-    for (const auto& [pref, colour] : kSavedColourNumbers) colours.*colour = prefs.*pref;
+    TakeColours(prefs);
     Step("preferences");
 
     // 11. The splash, while the rest starts.
@@ -155,20 +143,8 @@ bool CKvApp::InitInstance(const QStringList& arguments) {
     Step("timer: 50 ms");
 
     // 16. The drawing tools, in their fixed order.
-    tools.clear();
-    for (const editor::ToolKind kind :
-         {editor::ToolKind::Select, editor::ToolKind::Pick, editor::ToolKind::Replacer, editor::ToolKind::Pen, editor::ToolKind::Brush,
-          editor::ToolKind::Fill, editor::ToolKind::Rectangle, editor::ToolKind::FilledRectangle,
-          editor::ToolKind::Ellipse, editor::ToolKind::FilledEllipse, editor::ToolKind::Line, editor::ToolKind::Frame3D})
-        tools.push_back(editor::MakeTool(kind));
-    canvas.colours = &colours;
-    // Palette colours are drawn as the screen shows them (rounded on 15- and 16-bit screens).
-    const int screenBits = QGuiApplication::primaryScreen() != nullptr ? QGuiApplication::primaryScreen()->depth() : 32;
-    for (const auto& tool : tools) {
-        tool->settings.smoothEdges = prefs.Smooth32BppDraw != 0;
-        tool->settings.screenBits = screenBits;
-    }
-    SetCurrentTool(editor::ToolKind::Pen);
+    const QScreen* screen = QGuiApplication::primaryScreen();
+    MakeTools(prefs, screen != nullptr ? screen->depth() : 32);
     mainFrame_->updateActions();  // the menus and the palette show the current tool
     Step("drawing tools");
 
@@ -222,9 +198,7 @@ bool CKvApp::InitInstance(const QStringList& arguments) {
 void CKvApp::ExitInstance() {
     recoveryTimer.stop();
     if (!profile_) return;
-    prefs.SavedFgRGBColor = shell::ProfileColourText(colours.foreground);
-    prefs.SavedBkRGBColor = shell::ProfileColourText(colours.background);
-    for (const auto& [pref, colour] : kSavedColourNumbers) prefs.*pref = colours.*colour;
+    GiveColours(prefs);
     shell::SavePreferences(*profile_, prefs);
     recentFiles.Save(*profile_);
     ownRecentFiles.Save(*profile_);
@@ -255,31 +229,18 @@ void CKvApp::ShowError(const QString& message, const QString& title, const QStri
 // ---- Preferences -------------------------------------------------------------------------------
 
 void CKvApp::ApplyCanvasPreferences() {
-    editor::CanvasSettings s;
-    s.transparencyStyle = prefs.TransparencyStyle;
-    s.transparentColor1 = shell::ProfileColour(prefs.TransparentColor1, 0xEBEBEB) & 0xFFFFFF;
-    s.transparentColor2 = shell::ProfileColour(prefs.TransparentColor2, 0xFFFFFF) & 0xFFFFFF;
-    s.gridStyle = prefs.GridStyle;
-    s.gridColor = shell::ProfileColour(prefs.GridColor, 0xA0A0A0) & 0xFFFFFF;
-    s.gridStrongerLine = prefs.GridStrongerLine != 0;
-    s.gridStrongerPixelCount = prefs.GridStrongerPixelCount;
-        canvas.resources = editor::CanvasResources::Build(s);
-    canvas.showGrid = prefs.ShowGrid != 0;
-    canvas.autoZoom = prefs.DefaultZoomAuto != 0;
-    canvas.previewColor = shell::ProfileColour(prefs.PreviewColor, 0xE1E1E1) & 0xFFFFFF;
-    canvas.transparentCopy = prefs.TransparentCopy != 0;
+    ApplyPreferences(prefs);
     if (mainFrame_)
         for (QWidget* w : mainFrame_->findChildren<QWidget*>()) w->update();
 }
 
 bool CKvApp::EditPreferences(QWidget* parent) {
     // The colour bar's numbers are live: the dialog shows them as they are now, and gives them back.
-    for (const auto& [pref, colour] : kSavedColourNumbers) prefs.*pref = colours.*colour;
+    GiveColourNumbers(prefs);
     CPrefsPropertySheet sheet(prefs, Prompts(), parent);
     if (prompts_->Exec(sheet) != QDialog::Accepted) return false;
     prefs = sheet.Values();
-    for (const auto& [pref, colour] : kSavedColourNumbers) colours.*colour = prefs.*pref;
-    for (const auto& tool : tools) tool->settings.smoothEdges = prefs.Smooth32BppDraw != 0;
+    TakeColourNumbers(prefs);
     ApplyCanvasPreferences();
     if (mainFrame_) mainFrame_->updateActions();
     shell::SavePreferences(*profile_, prefs);
@@ -363,13 +324,5 @@ void CKvApp::RestoreRecoveryFiles() {
     }
     recovery_->Discard(found);
 }
-
-editor::CDrawTool* CKvApp::Tool(editor::ToolKind kind) const {
-    for (const auto& tool : tools)
-        if (tool->Kind() == kind) return tool.get();
-    return nullptr;
-}
-
-void CKvApp::SetCurrentTool(editor::ToolKind kind) { canvas.tool = Tool(kind); }
 
 }  // namespace tellurine::app

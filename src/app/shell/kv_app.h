@@ -11,15 +11,13 @@
 
 #include "app/common/prompts.h"
 #include "app/icon/dialogs.h"
-#include "app/icon/icon_view.h"
-#include "editor/colour_value.h"
-#include "editor/tools.h"
 #include "icon/icon_doc.h"
 #include "image/dib.h"
 #include "image/palette.h"
 #include "shell/app_support.h"
 #include "shell/preferences.h"
 #include "shell/recent_files.h"
+#include "shell/workbench.h"
 
 namespace tellurine::app {
 
@@ -36,7 +34,7 @@ struct StartOptions {
     QString appDataFolder;  // the roaming application-data folder; empty: the platform's
 };
 
-class CKvApp : public QObject {
+class CKvApp : public QObject, public shell::Workbench {
     Q_OBJECT
 public:
     explicit CKvApp(StartOptions options = {});
@@ -58,13 +56,6 @@ public:
     shell::RecentFileList recentFiles{shell::kRecentFileSection, shell::kRecentFileCount};
     shell::RecentFileList ownRecentFiles{shell::kOwnRecentFileSection, shell::kOwnRecentFileCount};
     Palette palette;
-    editor::ColourSelection colours;  // the colour bar's, kept in section "colors"
-    // What every canvas shares: display patterns, the current tool and colours.
-    CanvasContext canvas;
-    // One object of each drawing tool, made at start-up and kept for the whole run.
-    std::vector<std::unique_ptr<editor::CDrawTool>> tools;
-    editor::CDrawTool* Tool(editor::ToolKind kind) const;
-    void SetCurrentTool(editor::ToolKind kind);
     QStringList clipboardFormats;  // the private formats' MIME types, in registration order
     QTimer timer;  // the 50 ms timer start-up runs; the windows that need a beat listen to it
 
