@@ -347,4 +347,69 @@ bool CanvasRenderer::Paint(const CanvasImage& image, const CanvasResources& reso
     return true;
 }
 
+CanvasPlacement CanvasViewport::Placement() const {
+    if (imageWidth <= 0) return {scale.zoom, kMinOrigin, kMinOrigin};
+    return PlaceImage(imageWidth, imageHeight, scale.zoom, viewWidth * scale.shrink, viewHeight * scale.shrink);
+}
+
+PixelHit CanvasViewport::PixelAt(int x, int y) const {
+    if (imageWidth <= 0) return {};
+    return MouseToPixel(Placement(), imageWidth, imageHeight, (x + scrollX) * scale.shrink, (y + scrollY) * scale.shrink);
+}
+
+PixelHit CanvasViewport::RawPixel(int x, int y) const {
+    const CanvasPlacement at = Placement();
+    const auto floorDiv = [](int a, int b) { return a >= 0 ? a / b : -((-a + b - 1) / b); };
+    PixelHit hit;
+    hit.x = floorDiv((x + scrollX) * scale.shrink - at.originX, scale.zoom);
+    hit.y = floorDiv((y + scrollY) * scale.shrink - at.originY, scale.zoom);
+    hit.inside = hit.x >= 0 && hit.y >= 0 && hit.x < imageWidth && hit.y < imageHeight;
+    return hit;
+}
+
+int CanvasViewport::HandleAt(const PixelSelection& selection, int x, int y) const {
+    const CanvasPlacement at = Placement();
+    const int k = scale.shrink;
+    return SelectionHandleAt(selection, scale.zoom, (x + scrollX) * k - at.originX, (y + scrollY) * k - at.originY, 3 * k);
+}
+
+CanvasRect CanvasViewport::WindowRectOf(const CanvasRect& r) const {
+    const CanvasPlacement at = Placement();
+    const int zoom = scale.zoom, k = scale.shrink;
+    const int left = (at.originX + r.left * zoom) / k - scrollX, top = (at.originY + r.top * zoom) / k - scrollY;
+    return {left, top, left + r.Width() * zoom / k + 2, top + r.Height() * zoom / k + 2};
+}
+
+CanvasRect CanvasViewport::CanvasRectOf(const CanvasRect& w) const {
+    const int k = scale.shrink, sx = scrollX * k, sy = scrollY * k;
+    return {w.left * k + sx, w.top * k + sy, w.right * k + sx, w.bottom * k + sy};
+}
+
+int CanvasViewport::ContentWidth() const {
+    return imageWidth > 0 ? imageWidth * scale.zoom / scale.shrink + kScrollMargin : 0;
+}
+
+int CanvasViewport::ContentHeight() const {
+    return imageWidth > 0 ? imageHeight * scale.zoom / scale.shrink + kScrollMargin : 0;
+}
+
+std::pair<double, double> CanvasViewport::ImagePoint(double x, double y) const {
+    const CanvasPlacement at = Placement();
+    return {((x + scrollX) * scale.shrink - at.originX) / scale.zoom, ((y + scrollY) * scale.shrink - at.originY) / scale.zoom};
+}
+
+std::pair<int, int> CanvasViewport::ScrollKeeping(std::pair<double, double> p, double x, double y) const {
+    const CanvasPlacement at = Placement();
+    const auto round = [](double v) { return static_cast<int>(v < 0 ? v - 0.5 : v + 0.5); };
+    return {round((p.first * scale.zoom + at.originX) / scale.shrink - x),
+            round((p.second * scale.zoom + at.originY) / scale.shrink - y)};
+}
+
+int MaxZoomFor(int width, int height) {
+    constexpr std::int64_t kMaxWorkPixels = std::int64_t{64} * 1024 * 1024;
+    int zoom = kMaxZoom;
+    while (zoom > 1 && (std::int64_t{width} * zoom + 10) * (std::int64_t{height} * zoom + 20) > kMaxWorkPixels) --zoom;
+    return zoom;
+}
+
 }  // namespace tellurine::editor

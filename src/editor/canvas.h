@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <utility>
 
 #include "editor/canvas_resources.h"
 #include "image/device_bitmap.h"
@@ -92,6 +93,42 @@ enum SelectionEdge { kEdgeLeft = 1, kEdgeTop = 2, kEdgeRight = 4, kEdgeBottom = 
 // image's top-left), or 0. The handles are centred on the frame's corners and the middles of its
 // sides and reach `reach` zoomed pixels each way, as the frame draws them.
 int SelectionHandleAt(const PixelSelection& selection, int zoom, int zoomedX, int zoomedY, int reach = 3);
+
+// A window's view of one format: the format's size, its scale, and the window's size and scroll
+// position in screen pixels. Below 100 % the image is placed at 100 % in a view `shrink` times
+// the window's size, so each window point is first multiplied by `shrink`.
+struct CanvasViewport {
+    int imageWidth = 0;  // 0: no format shown
+    int imageHeight = 0;
+    ViewScale scale;
+    int viewWidth = 0;
+    int viewHeight = 0;
+    int scrollX = 0;
+    int scrollY = 0;
+
+    [[nodiscard]] CanvasPlacement Placement() const;
+    // The pixel under a window point (MouseToPixel).
+    [[nodiscard]] PixelHit PixelAt(int x, int y) const;
+    // The pixel under a window point, outside the image too, rounded toward minus infinity.
+    [[nodiscard]] PixelHit RawPixel(int x, int y) const;
+    // The selection's handle under a window point (SelectionHandleAt, three screen pixels' reach).
+    [[nodiscard]] int HandleAt(const PixelSelection& selection, int x, int y) const;
+    // The window rectangle that shows the pixels `r`, with room for the grid line after them.
+    [[nodiscard]] CanvasRect WindowRectOf(const CanvasRect& pixels) const;
+    // The part of the 100 % canvas a window rectangle shows.
+    [[nodiscard]] CanvasRect CanvasRectOf(const CanvasRect& window) const;
+    // The size of what is scrolled: the zoomed image and its margins.
+    [[nodiscard]] int ContentWidth() const;
+    [[nodiscard]] int ContentHeight() const;
+    // The image point, in fractional pixels, under a window point; and the scroll position that
+    // puts that image point back under the window point (after a change of scale).
+    [[nodiscard]] std::pair<double, double> ImagePoint(double x, double y) const;
+    [[nodiscard]] std::pair<int, int> ScrollKeeping(std::pair<double, double> imagePoint, double x, double y) const;
+};
+// The largest zoom (up to kMaxZoom) at which a view's work bitmap for a width x height format stays
+// within 64 Mi pixels: big formats cannot be zoomed as far.
+int MaxZoomFor(int width, int height);
+
 
 // A floating selection: its own image and mask over the format at a position.
 struct FloatingSelection {

@@ -104,6 +104,25 @@ TEST(CanvasGeometry, PlacingFittingZoomingAndMapping) {
         EXPECT_EQ(hit.zoomedX, c.x * 8);
         EXPECT_EQ(hit.zoomedY, c.y * 8);
     }
+
+    // A window's view: scrolled and shrunk points map back to pixels, rounding down outside the
+    // image, and a zoom keeps the image point under the pointer.
+    CanvasViewport v{64, 64, {1, 2}, 20, 20, 5, 3};
+    const CanvasPlacement at = v.Placement();  // the 64 x 64 image at 100 % in a 40 x 40 view
+    EXPECT_EQ(v.RawPixel(0, 0).x, (5 * 2 - at.originX));
+    const PixelHit before = v.RawPixel((at.originX - 3) / 2 - 5, 0);
+    EXPECT_LT(before.x, 0);
+    EXPECT_FALSE(before.inside);
+    EXPECT_EQ(v.ContentWidth(), 32 + kScrollMargin);
+    const auto under = v.ImagePoint(7, 9);
+    v.scale = {4, 1};
+    const auto [sx, sy] = v.ScrollKeeping(under, 7, 9);
+    v.scrollX = sx;
+    v.scrollY = sy;
+    EXPECT_NEAR(v.ImagePoint(7, 9).first, under.first, 0.25);
+    EXPECT_NEAR(v.ImagePoint(7, 9).second, under.second, 0.25);
+    EXPECT_EQ(MaxZoomFor(16, 16), kMaxZoom);
+    EXPECT_EQ(MaxZoomFor(1024, 1024), 7);  // 7,178 x 7,188 stays within 64 Mi pixels; 8 would not
 }
 
 // A 16 x 16 format, its mask and what a paint of it shows.

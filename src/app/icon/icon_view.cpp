@@ -21,9 +21,6 @@ std::function<void()> CIconView::firstPaintHook;
 
 namespace {
 
-// The largest work bitmap a view makes (256 MiB): big formats cannot be zoomed as far.
-constexpr std::int64_t kMaxWorkPixels = std::int64_t{64} * 1024 * 1024;
-
 QString ColourCountText(const CIconObject& format) {
     switch (format.BitCount()) {
         case 1: return "2";
@@ -55,21 +52,15 @@ CIconView::CIconView(CIconProject& project, const CanvasContext& context, QWidge
     });
 }
 
-editor::CanvasPlacement CIconView::Placement() const {
+editor::CanvasViewport CIconView::Viewport() const {
     const CIconObject* format = project_.Doc().GetFormat(format_);
-    if (format == nullptr) return {scale_.zoom, editor::kMinOrigin, editor::kMinOrigin};
-    // Below 100 % the image is placed at 100 % in a view `shrink` times the window's size.
-    return editor::PlaceImage(format->Width(), format->Height(), scale_.zoom, viewport()->width() * scale_.shrink,
-                              viewport()->height() * scale_.shrink);
+    return {format != nullptr ? format->Width() : 0, format != nullptr ? format->Height() : 0, scale_,
+            viewport()->width(), viewport()->height(), horizontalScrollBar()->value(), verticalScrollBar()->value()};
 }
 
-editor::PixelHit CIconView::PixelAt(const QPoint& p) const {
-    const CIconObject* format = project_.Doc().GetFormat(format_);
-    if (format == nullptr) return {};
-    const int k = scale_.shrink;
-    return editor::MouseToPixel(Placement(), format->Width(), format->Height(), (p.x() + horizontalScrollBar()->value()) * k,
-                                (p.y() + verticalScrollBar()->value()) * k);
-}
+editor::CanvasPlacement CIconView::Placement() const { return Viewport().Placement(); }
+
+editor::PixelHit CIconView::PixelAt(const QPoint& p) const { return Viewport().PixelAt(p.x(), p.y()); }
 
 QString CIconView::CanvasTitle() const {
     const CIconObject* format = project_.Doc().GetFormat(format_);
@@ -82,12 +73,7 @@ void CIconView::LoadBitmaps() { state_ = project_.EditState(format_); }
 
 int CIconView::MaxZoom() const {
     const CIconObject* format = project_.Doc().GetFormat(format_);
-    if (format == nullptr) return editor::kMaxZoom;
-    int zoom = editor::kMaxZoom;
-    while (zoom > 1 && (std::int64_t{format->Width()} * zoom + 10) * (std::int64_t{format->Height()} * zoom + 20) >
-                           kMaxWorkPixels)
-        --zoom;
-    return zoom;
+    return format == nullptr ? editor::kMaxZoom : editor::MaxZoomFor(format->Width(), format->Height());
 }
 
 void CIconView::SetFormat(int index) {
@@ -133,11 +119,9 @@ void CIconView::ToggleGrid() {
 }
 
 void CIconView::UpdateScrollArea() {
-    const CIconObject* format = project_.Doc().GetFormat(format_);
-    const int w = format != nullptr ? format->Width() * scale_.zoom / scale_.shrink + editor::kScrollMargin : 0;
-    const int h = format != nullptr ? format->Height() * scale_.zoom / scale_.shrink + editor::kScrollMargin : 0;
-    horizontalScrollBar()->setRange(0, std::max(0, w - viewport()->width()));
-    verticalScrollBar()->setRange(0, std::max(0, h - viewport()->height()));
+    const editor::CanvasViewport view = Viewport();
+    horizontalScrollBar()->setRange(0, std::max(0, view.ContentWidth() - viewport()->width()));
+    verticalScrollBar()->setRange(0, std::max(0, view.ContentHeight() - viewport()->height()));
     horizontalScrollBar()->setPageStep(viewport()->width());
     verticalScrollBar()->setPageStep(viewport()->height());
     horizontalScrollBar()->setSingleStep(scale_.zoom);
@@ -160,8 +144,8 @@ void CIconView::paintEvent(QPaintEvent* event) {
                                         state_->selectionActive, floating.color != nullptr ? &floating : nullptr};
         // No grid below 100 %: it would hide the picture.
         const editor::CanvasView view{scale_.zoom, gridShown_ && k == 1};
-        const editor::CanvasRect rect{update.left() * k + sx, update.top() * k + sy, (update.right() + 1) * k + sx,
-                                      (update.bottom() + 1) * k + sy};
+        const editor::CanvasRect rect =
+            Viewport().CanvasRectOf({update.left(), update.top(), update.right() + 1, update.bottom() + 1});
         editor::PaintedArea painted;
         if (renderer_.Paint(image, context_.resources, view, Placement(), rect, painted) && !painted.source.IsEmpty()) {
             const QImage shown = ImageOfDeviceBitmap(renderer_.Work());
@@ -190,21 +174,10 @@ void CIconView::resizeEvent(QResizeEvent* event) {
 
 void CIconView::scrollContentsBy(int, int) { viewport()->update(); }
 
-QPoint CIconView::RawPixel(const QPoint& p) const {
-    const editor::CanvasPlacement at = Placement();
-    const auto floorDiv = [](int a, int b) { return a >= 0 ? a / b : -((-a + b - 1) / b); };
-    const int k = scale_.shrink;
-    return {floorDiv((p.x() + horizontalScrollBar()->value()) * k - at.originX, scale_.zoom),
-            floorDiv((p.y() + verticalScrollBar()->value()) * k - at.originY, scale_.zoom)};
-}
-
 void CIconView::UpdatePixels(const editor::CanvasRect& r) {
     if (r.IsEmpty()) return;
-    const editor::CanvasPlacement at = Placement();
-    const int sx = horizontalScrollBar()->value(), sy = verticalScrollBar()->value();
-    const int zoom = scale_.zoom, k = scale_.shrink;
-    viewport()->update(QRect((at.originX + r.left * zoom) / k - sx, (at.originY + r.top * zoom) / k - sy,
-                             r.Width() * zoom / k + 2, r.Height() * zoom / k + 2));
+    const editor::CanvasRect w = Viewport().WindowRectOf(r);
+    viewport()->update(QRect(w.left, w.top, w.Width(), w.Height()));
 }
 
 void CIconView::ToolResult(const editor::ToolResult& result) {
@@ -232,10 +205,7 @@ int CIconView::HandleAt(const QPoint& p) const {
     if (context_.tool == nullptr || context_.tool->Kind() != editor::ToolKind::Select || state_ == nullptr ||
         !state_->selectionActive || state_->floatingColor)
         return 0;
-    const editor::CanvasPlacement at = Placement();
-    const int k = scale_.shrink;
-    return editor::SelectionHandleAt(state_->selection, scale_.zoom, (p.x() + horizontalScrollBar()->value()) * k - at.originX,
-                                     (p.y() + verticalScrollBar()->value()) * k - at.originY, 3 * k);
+    return Viewport().HandleAt(state_->selection, p.x(), p.y());
 }
 
 void CIconView::mouseDoubleClickEvent(QMouseEvent* event) { mousePressEvent(event); }
@@ -266,8 +236,8 @@ void CIconView::mouseMoveEvent(QMouseEvent* event) {
         viewport()->setCursor(key >= 1000 ? ToolPointer(context_.tool->Kind(), toolCursor) : QCursor(shape));
     }
     if (stroking_) {
-        const QPoint pixel = RawPixel(event->position().toPoint());
-        ToolResult(project_.Session().Move(pixel.x(), pixel.y()));
+        const editor::PixelHit pixel = Viewport().RawPixel(event->position().toPoint().x(), event->position().toPoint().y());
+        ToolResult(project_.Session().Move(pixel.x, pixel.y));
     }
     QAbstractScrollArea::mouseMoveEvent(event);
 }
@@ -275,8 +245,8 @@ void CIconView::mouseMoveEvent(QMouseEvent* event) {
 void CIconView::mouseReleaseEvent(QMouseEvent* event) {
     if (!stroking_) return QAbstractScrollArea::mouseReleaseEvent(event);
     stroking_ = false;
-    const QPoint pixel = RawPixel(event->position().toPoint());
-    ToolResult(project_.Session().Release(pixel.x(), pixel.y()));
+    const editor::PixelHit pixel = Viewport().RawPixel(event->position().toPoint().x(), event->position().toPoint().y());
+    ToolResult(project_.Session().Release(pixel.x, pixel.y));
     EmitSelection();
 }
 
@@ -373,16 +343,14 @@ void CIconView::wheelEvent(QWheelEvent* event) {
     wheelDelta_ = 0;
     // The image point under the pointer stays under it.
     const QPointF p = event->position();
-    const editor::CanvasPlacement before = Placement();
-    const double u = ((p.x() + horizontalScrollBar()->value()) * scale_.shrink - before.originX) / double(scale_.zoom);
-    const double v = ((p.y() + verticalScrollBar()->value()) * scale_.shrink - before.originY) / double(scale_.zoom);
+    const std::pair<double, double> under = Viewport().ImagePoint(p.x(), p.y());
     if (in) ZoomIn();
     else ZoomOut();
     // Scroll bars that come or go change the window, and so where the image lies.
     QCoreApplication::sendPostedEvents(this, QEvent::LayoutRequest);
-    const editor::CanvasPlacement after = Placement();
-    horizontalScrollBar()->setValue(qRound((u * scale_.zoom + after.originX) / scale_.shrink - p.x()));
-    verticalScrollBar()->setValue(qRound((v * scale_.zoom + after.originY) / scale_.shrink - p.y()));
+    const auto [x, y] = Viewport().ScrollKeeping(under, p.x(), p.y());
+    horizontalScrollBar()->setValue(x);
+    verticalScrollBar()->setValue(y);
 }
 
 }  // namespace tellurine::app

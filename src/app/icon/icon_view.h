@@ -30,6 +30,7 @@ public:
     [[nodiscard]] bool AutoZoom() const { return autoZoom_; }
     [[nodiscard]] bool GridShown() const { return gridShown_; }
     // The image's place in the view's content (scroll offsets not applied).
+    [[nodiscard]] editor::CanvasViewport Viewport() const;
     [[nodiscard]] editor::CanvasPlacement Placement() const;
     // The pixel under a point of the viewport.
     [[nodiscard]] editor::PixelHit PixelAt(const QPoint& viewportPoint) const;
@@ -90,8 +91,6 @@ protected:
 
 private:
     void LoadBitmaps();
-    // The pixel under a viewport point, not clamped (a stroke may leave the image).
-    [[nodiscard]] QPoint RawPixel(const QPoint& viewportPoint) const;
     // Repaints the view over a rectangle of image pixels.
     void UpdatePixels(const editor::CanvasRect& pixels);
     void ToolResult(const editor::ToolResult& result);
