@@ -1,5 +1,6 @@
-// Feeds arbitrary bytes to the archive readers of the bitmap, the mask and the icon group: the
-// forms in which pictures arrive from the clipboard and the librarian.
+// Feeds arbitrary bytes to the archive readers of the bitmap, the mask and the icon group, and to
+// the clipboard's palette and 32-bit bitmap forms: the forms in which pictures arrive from the
+// clipboard and the librarian.
 #include <cstddef>
 #include <cstdint>
 
@@ -8,6 +9,7 @@
 #include "image/dib.h"
 #include "image/mask.h"
 #include "input_caps.h"
+#include "shell/clipboard_forms.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace tellurine;
@@ -40,5 +42,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             group.Serialize(out);
         }
     }
+    Palette palette;
+    if (shell::PaletteFromBytes(bytes, palette)) shell::PaletteBytes(palette);
+    DeviceBitmap color, alpha;
+    shell::PictureFromDibBytes(bytes, color, alpha);
     return 0;
 }

@@ -1,4 +1,5 @@
 #include "shell/app_support.h"
+#include "shell/clipboard_forms.h"
 #include "shell/program_tiles.h"
 #include "shell/doc_templates.h"
 #include "shell/recent_files.h"
@@ -192,6 +193,25 @@ TEST(FileNames, GroupsSavedToOneFolderGetNamesOfTheirOwn) {
               (std::vector<std::string>{"a.ico", "A (2).ico", "a (3).ico", "b", "b (2)"}));
     EXPECT_EQ(ProgramIcoFileName("/x/tool.v2.exe", ResourceName{7, {}}), "tool.v2-7.ico");
     EXPECT_EQ(ProgramIcoFileName("C:\\x\\.hidden", ResourceName{{}, "a b"}), ".hidden-a_b.ico");
+}
+
+TEST(ClipboardForms, PaletteFormRoundTripsAndRefusesWhatDoesNotRead) {
+    Palette palette;
+    palette.version = 0x300;
+    palette.entries = {{1, 2, 3, 0}, {250, 251, 252, 4}};
+    const std::vector<std::uint8_t> bytes = PaletteBytes(palette);
+    EXPECT_EQ(bytes, (std::vector<std::uint8_t>{0x00, 0x03, 2, 0, 1, 2, 3, 0, 250, 251, 252, 4}));
+    Palette read;
+    ASSERT_TRUE(PaletteFromBytes(bytes, read));
+    EXPECT_EQ(read.version, 0x300);
+    EXPECT_EQ(read.entries, palette.entries);
+    for (const std::vector<std::uint8_t>& bad : {std::vector<std::uint8_t>{0, 3, 2}, {0, 3, 0, 0},
+                                                 {0, 3, 1, 1, 1, 2, 3, 0}, {0, 3, 2, 0, 1, 2, 3, 0, 250, 251, 252}})
+        EXPECT_FALSE(PaletteFromBytes(bad, read)) << bad.size();
+    palette.entries.resize(257);
+    EXPECT_TRUE(PaletteBytes(palette).empty());
+    DeviceBitmap color, alpha;
+    EXPECT_FALSE(PictureFromDibBytes(bytes, color, alpha));
 }
 
 }  // namespace
