@@ -498,6 +498,87 @@ Block ResampleDib(const Block& dib, std::int32_t newWidth, std::int32_t newHeigh
     return PreparedResample(dib).Resample(newWidth, newHeight);
 }
 
+Block ShrinkDib32(const Block& dib, std::int32_t newWidth, std::int32_t newHeight) {
+    const std::optional<DibLayout> in = GetDibLayout(dib);
+    if (!in || in->bitCount != 32 || newWidth < 1 || newHeight < 1 || newWidth > in->width || newHeight > in->height)
+        return {};
+    // Each new pixel's span on one axis: the first old pixel, then the share of each it covers
+    // (weights[offset .. offset + count)).
+    struct Span {
+        std::int32_t first = 0;
+        std::size_t offset = 0;
+        std::size_t count = 0;
+    };
+    const auto spans = [](std::int32_t from, std::int32_t to, std::vector<Span>& result, std::vector<float>& weights) {
+        result.resize(static_cast<std::size_t>(to));
+        const double step = static_cast<double>(from) / to;
+        for (std::int32_t i = 0; i < to; ++i) {
+            const double begin = i * step, end = (i + 1) * step;
+            Span& span = result[static_cast<std::size_t>(i)];
+            span.first = static_cast<std::int32_t>(begin);
+            span.offset = weights.size();
+            for (std::int32_t p = span.first; p < from && p < end; ++p)
+                weights.push_back(static_cast<float>((std::min<double>(p + 1, end) - std::max<double>(p, begin)) / step));
+            span.count = weights.size() - span.offset;
+        }
+    };
+    const auto w = static_cast<std::size_t>(in->width), nw = static_cast<std::size_t>(newWidth);
+    std::vector<Span> across, down;
+    std::vector<float> acrossWeights, downWeights;
+    std::vector<F32x4> source, rows;
+    try {
+        spans(in->width, newWidth, across, acrossWeights);
+        spans(in->height, newHeight, down, downWeights);
+        source.resize(w);
+        rows.resize(static_cast<std::size_t>(in->height) * nw);
+    } catch (const std::bad_alloc&) {
+        return {};
+    }
+    Block out = CreateDibBlock(newWidth, newHeight, 32);
+    const std::optional<DibLayout> outLayout = GetDibLayout(out);
+    if (!outLayout) return {};
+    // Each row's colours weighted by alpha (blue, green, red, alpha), shrunk across; rows from
+    // the top.
+    for (std::int32_t y = 0; y < in->height; ++y) {
+        const std::uint8_t* row = dib.data() + in->RowOffset(in->height - 1 - y);
+        for (std::size_t x = 0; x < w; ++x) {
+            const std::uint8_t* p = row + 4 * x;
+            const float alpha = p[3];
+            F32x4 v = __builtin_convertvector(Widen(p), F32x4) * alpha;
+            v[3] = alpha;
+            source[x] = v;
+        }
+        F32x4* shrunk = rows.data() + static_cast<std::size_t>(y) * nw;
+        for (std::size_t x = 0; x < nw; ++x) {
+            const Span& span = across[x];
+            F32x4 sum{};
+            for (std::size_t k = 0; k < span.count; ++k)
+                sum += source[static_cast<std::size_t>(span.first) + k] * acrossWeights[span.offset + k];
+            shrunk[x] = sum;
+        }
+    }
+    // Then down, and back to colours.
+    std::vector<F32x4>& line = source;  // its first nw entries
+    for (std::int32_t y = 0; y < newHeight; ++y) {
+        const Span& span = down[static_cast<std::size_t>(y)];
+        std::fill_n(line.begin(), nw, F32x4{});
+        for (std::size_t k = 0; k < span.count; ++k) {
+            const F32x4* from = rows.data() + (static_cast<std::size_t>(span.first) + k) * nw;
+            const float weight = downWeights[span.offset + k];
+            for (std::size_t x = 0; x < nw; ++x) line[x] += from[x] * weight;
+        }
+        std::uint8_t* row = out.data() + outLayout->RowOffset(newHeight - 1 - y);
+        for (std::size_t x = 0; x < nw; ++x) {
+            const F32x4 sum = line[x];
+            std::uint8_t* p = row + 4 * x;
+            if (sum[3] > 0)
+                for (int c = 0; c < 3; ++c) p[c] = static_cast<std::uint8_t>(std::clamp(sum[c] / sum[3] + 0.5f, 0.0f, 255.0f));
+            p[3] = static_cast<std::uint8_t>(std::clamp(sum[3] + 0.5f, 0.0f, 255.0f));
+        }
+    }
+    return out;
+}
+
 Block CropDib(const Block& dib, std::int32_t left, std::int32_t top, std::int32_t right, std::int32_t bottom) {
     const auto layout = GetDibLayout(dib);
     if (!layout) return {};

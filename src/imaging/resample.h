@@ -17,6 +17,12 @@ namespace tellurine {
 // changed nor freed.
 Block ResampleDib(const Block& dib, std::int32_t newWidth, std::int32_t newHeight);
 
+// A 32-bit picture shrunk to newWidth x newHeight (each at most the picture's own) for display:
+// each new pixel the average of the area it covers, weighted by alpha so that the colours of
+// transparent pixels do not show. Much cheaper than ResampleDib, for thumbnails rather than
+// formats. Empty for another depth, a larger size or when memory runs out.
+Block ShrinkDib32(const Block& dib, std::int32_t newWidth, std::int32_t newHeight);
+
 // One picture resampled to several sizes: each result equals ResampleDib's, while the picture's
 // colour bleeding (and a 24-bit picture's 32-bit copy) is made once for all of them. Resample may be called from
 // several threads at once. The block must outlive this object and stay unchanged. `threads` is

@@ -53,7 +53,7 @@ ProgramTile MakeTile(const ExeIconGroupListing& listed, std::size_t index, const
     const PictureSize size = ThumbnailSize(static_cast<int>(shown.Width()), static_cast<int>(shown.Height()),
                                            static_cast<int>(kProgramTileSide * choice.ratio + 0.5), choice.ratio);
     if (picture.empty() || size.width == 0) return tile;
-    if (size.width < static_cast<int>(shown.Width())) picture = ResampleDib(picture, size.width, size.height);
+    if (size.width < static_cast<int>(shown.Width())) picture = ShrinkDib32(picture, size.width, size.height);
     tile.pictureWidth = picture.empty() ? 0 : size.width;
     tile.pictureHeight = picture.empty() ? 0 : size.height;
     tile.picture = std::move(picture);

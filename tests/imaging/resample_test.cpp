@@ -208,6 +208,19 @@ TEST(ResampleDib, RefusesOtherDepthsBadSizesAndDamagedBlocks) {
     EXPECT_TRUE(ResampleDib(truncated, 8, 8).empty());
 }
 
+TEST(ShrinkDib32, AveragesTheAreaWeightedByAlphaAndRefusesGrowing) {
+    // Left half opaque blue-ish, right half transparent red: the red never shows.
+    const Block src = MakeDib(4, 2, 32, [](int x, int) { return x < 2 ? Px{200, 100, 0, 255} : Px{0, 0, 255, 0}; });
+    ExpectPixels(ShrinkDib32(src, 2, 1), 2, 1, 32, {{0, 0, Px{200, 100, 0, 255}}, {1, 0, Px{0, 0, 0, 0}}});
+    ExpectPixels(ShrinkDib32(src, 1, 1), 1, 1, 32, {{0, 0, Px{200, 100, 0, 128}}});
+    // A third of a pixel's share: 3 columns into 2, the middle split between both.
+    const Block ramp = MakeDib(3, 1, 32, [](int x, int) { return Px{U8(x * 90), 0, 0, 255}; });
+    ExpectPixels(ShrinkDib32(ramp, 2, 1), 2, 1, 32, {{0, 0, Px{30, 0, 0, 255}}, {1, 0, Px{150, 0, 0, 255}}});
+    EXPECT_TRUE(ShrinkDib32(src, 5, 1).empty());
+    EXPECT_TRUE(ShrinkDib32(src, 0, 1).empty());
+    EXPECT_TRUE(ShrinkDib32(MakeDib(4, 4, 24, [](int, int) { return Px{}; }), 2, 2).empty());
+}
+
 // ---- Cropping ----
 
 TEST(CropDib, RowsCountFromTheTopOfThePicture) {
