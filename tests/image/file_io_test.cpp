@@ -217,6 +217,8 @@ TEST_F(FileIo, ReadsAreBounded) {
 
 TEST(FileNames, UnsafeCharactersBecomeUnderscores) {
     EXPECT_EQ(SafeFileNamePart("Ic\xC3\xA9ne 1/2:x.y_z-w"), "Ic__ne_1_2_x.y_z-w");
+    // The ends of each safe range stay; their neighbours outside do not.
+    EXPECT_EQ(SafeFileNamePart("azAZ09`{@[/:"), "azAZ09______");
     for (const char* odd : {"", ".", ".."}) EXPECT_EQ(SafeFileNamePart(odd), std::string("_") + odd);
 }
 

@@ -1,6 +1,7 @@
 #include "shell/app_support.h"
 #include "shell/clipboard_forms.h"
 #include "shell/program_tiles.h"
+#include "shell/workbench.h"
 #include "shell/doc_templates.h"
 #include "shell/recent_files.h"
 
@@ -50,6 +51,8 @@ TEST(StartSwitches, DelpatchWinsAndTextRunsToTheEnd) {
         {"/delpatch:/tmp/old.bin", true, "/tmp/old.bin", false, ""},
         {"/librarian:lib /delpatch:/tmp/old.bin", true, "/tmp/old.bin", false, ""},
         {"/delpatch:\"/tmp/a b.bin\"", true, "/tmp/a b.bin", false, ""},
+        {"/librarian:\"lib", false, "", true, "\"lib"},  // a quote at one end only stays
+        {"/librarian:lib\"", false, "", true, "lib\""},
     };
     for (const Case& c : cases) {
         const StartSwitches s = ParseStartSwitches(c.raw);
@@ -185,6 +188,38 @@ TEST(FileNames, GroupsSavedToOneFolderGetNamesOfTheirOwn) {
               (std::vector<std::string>{"a.ico", "A (2).ico", "a (3).ico", "b", "b (2)"}));
     EXPECT_EQ(ProgramIcoFileName("/x/tool.v2.exe", ResourceName{7, {}}), "tool.v2-7.ico");
     EXPECT_EQ(ProgramIcoFileName("C:\\x\\.hidden", ResourceName{{}, "a b"}), ".hidden-a_b.ico");
+}
+
+TEST(Workbench, PreferencesSetTheToolsCanvasAndColours) {
+    Workbench bench;
+    Preferences prefs;
+    prefs.Smooth32BppDraw = 1;
+    prefs.ShowGrid = 0;
+    prefs.PreviewColor = "255";
+    prefs.SavedFgRGBColor = "65280";
+    prefs.FgOpacity = 77;
+    bench.MakeTools(prefs, 16);
+    ASSERT_EQ(bench.tools.size(), 12u);
+    EXPECT_EQ(bench.canvas.tool, bench.Tool(editor::ToolKind::Pen));
+    EXPECT_TRUE(bench.Tool(editor::ToolKind::Frame3D)->settings.smoothEdges);
+    EXPECT_EQ(bench.Tool(editor::ToolKind::Line)->settings.screenBits, 16);
+    bench.ApplyPreferences(prefs);
+    bench.TakeColours(prefs);
+    EXPECT_FALSE(bench.canvas.showGrid);
+    EXPECT_EQ(bench.canvas.previewColor, 0xFFu);
+    EXPECT_EQ(bench.colours.foreground, 0xFF00u);
+    EXPECT_EQ(bench.colours.foregroundOpacity, 77);
+    prefs.Smooth32BppDraw = 0;
+    bench.ApplyPreferences(prefs);
+    EXPECT_FALSE(bench.Tool(editor::ToolKind::Brush)->settings.smoothEdges);
+    // What the colour bar holds goes back into the preferences.
+    bench.colours.backgroundIndex8 = 12;
+    bench.colours.background = 0x123456;
+    Preferences saved;
+    bench.GiveColours(saved);
+    EXPECT_EQ(saved.SavedBkIndex8bpp, 12);
+    EXPECT_EQ(ProfileColour(saved.SavedBkRGBColor, 0), 0x123456u);
+    EXPECT_EQ(saved.FgOpacity, 77);
 }
 
 TEST(ClipboardForms, PaletteFormRoundTripsAndRefusesWhatDoesNotRead) {
