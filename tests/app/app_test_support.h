@@ -1,10 +1,12 @@
 // What the desktop program's tests share: a prompt object that records every message and answers
-// as the test says, a started application on a temporary profile, and icon files made here.
+// as the test says, a started application on a temporary profile, icon files made and read back
+// here, and the mouse on the canvas.
 #pragma once
 
 #include <QDialog>
 #include <QProcess>
 #include <QProgressDialog>
+#include <QScrollBar>
 #include <QTemporaryDir>
 #include <QtTest>
 #include <deque>
@@ -31,6 +33,15 @@ struct Message {
     QString detail;
 };
 
+// The next of the answers a test queued, or `none` once they have all been given.
+template <typename T>
+T Next(std::deque<T>& answers, T none = {}) {
+    if (answers.empty()) return none;
+    T answer = std::move(answers.front());
+    answers.pop_front();
+    return answer;
+}
+
 class RecordingPrompts : public UserPrompts {
 public:
     std::vector<Message> messages;
@@ -45,6 +56,8 @@ public:
     std::deque<QString> items;   // choices from lists (default: cancelled)
     QString offeredItems;        // the last list offered, after its label
     std::deque<QColor> colours;  // colours chosen (default: cancelled)
+    QString lastSuggested;       // the name the save dialog proposed last
+    std::deque<QString> folderNames;  // folders chosen in the folder dialog
 
     void ShowMessage(QWidget*, QMessageBox::Icon icon, const QString& title, const QString& text,
                      const QString& detail = {}) override {
@@ -52,63 +65,32 @@ public:
     }
     SaveAnswer AskSaveChanges(QWidget*, const QString& title) override {
         savePrompts.push_back(title);
-        if (saveAnswers.empty()) return SaveAnswer::Cancel;
-        const SaveAnswer a = saveAnswers.front();
-        saveAnswers.pop_front();
-        return a;
+        return Next(saveAnswers, SaveAnswer::Cancel);
     }
     bool AskYesNo(QWidget*, const QString&, const QString& text) override {
         questions.push_back(text);
-        if (yesNoAnswers.empty()) return false;
-        const bool answer = yesNoAnswers.front();
-        yesNoAnswers.pop_front();
-        return answer;
+        return Next(yesNoAnswers, false);
     }
     bool AskSaveOrCancel(QWidget* parent, const QString& title, const QString& text) override {
         return AskYesNo(parent, title, text);
     }
     int Exec(QDialog& dialog) override {
         dialogs.push_back(dialog.metaObject()->className());
-        if (dialogActions.empty()) return QDialog::Rejected;
-        auto action = std::move(dialogActions.front());
-        dialogActions.pop_front();
-        return action(dialog);
+        const auto action = Next(dialogActions);
+        return action ? action(dialog) : int(QDialog::Rejected);
     }
-    QStringList GetOpenFileNames(QWidget*, const QString&, const QString&) override {
-        if (openNames.empty()) return {};
-        QStringList names = openNames.front();
-        openNames.pop_front();
-        return names;
-    }
+    QStringList GetOpenFileNames(QWidget*, const QString&, const QString&) override { return Next(openNames); }
     QString GetSaveFileName(QWidget*, const QString& suggested, const QString&, QString*) override {
         lastSuggested = suggested;
-        if (saveNames.empty()) return {};
-        QString name = saveNames.front();
-        saveNames.pop_front();
-        return name;
+        return Next(saveNames);
     }
-    QString lastSuggested;
-    std::deque<QString> folderNames;  // folders chosen in the folder dialog
     QString GetItem(QWidget*, const QString&, const QString& label, const QStringList& offered, bool& chosen) override {
         offeredItems = label + ": " + offered.join(", ");
         chosen = !items.empty();
-        if (!chosen) return {};
-        QString item = items.front();
-        items.pop_front();
-        return item;
+        return Next(items);
     }
-    QColor GetColor(QWidget*, const QColor&, const QString&) override {
-        if (colours.empty()) return {};
-        QColor colour = colours.front();
-        colours.pop_front();
-        return colour;
-    }
-    QString GetExistingDirectory(QWidget*, const QString&, const QString&) override {
-        if (folderNames.empty()) return {};
-        QString name = folderNames.front();
-        folderNames.pop_front();
-        return name;
-    }
+    QColor GetColor(QWidget*, const QColor&, const QString&) override { return Next(colours); }
+    QString GetExistingDirectory(QWidget*, const QString&, const QString&) override { return Next(folderNames); }
     // What to do when long work shows its progress (default: let it run to its end).
     std::function<void(QProgressDialog&)> progressAction;
     int progressShown = 0;
@@ -193,6 +175,18 @@ inline void WriteAll(const QString& path, const QByteArray& bytes) {
     file.write(bytes);
 }
 
+inline void WriteAll(const QString& path, const std::vector<std::uint8_t>& bytes) {
+    WriteAll(path, QByteArray(reinterpret_cast<const char*>(bytes.data()), static_cast<qsizetype>(bytes.size())));
+}
+
+// The first icon of a file as the program's reader gives it: no formats when the file does not read.
+inline CIconDoc ReadIcon(const QString& path) {
+    IconFileContents contents;
+    std::string error;
+    if (!LoadIconContainer(path.toStdString(), contents, error) || contents.icons.empty()) return {};
+    return std::move(contents.icons.front().doc);
+}
+
 // A started application with one icon of the given formats ({size, bits}) open.
 struct OpenIcon {
     StartedApp s;
@@ -209,6 +203,26 @@ struct OpenIcon {
         view = frame->view;
     }
 };
+
+// Sends a mouse event to the canvas at the centre of image pixel (x, y), or at its top-left corner
+// (where a selection's handles are), with the buttons held.
+inline void Mouse(CIconView* view, QEvent::Type type, int x, int y, Qt::MouseButton button, Qt::MouseButtons held,
+                  bool corner = false) {
+    const editor::CanvasPlacement at = view->Placement();
+    const int within = corner ? 0 : view->Zoom() / 2;
+    const QPointF point(at.originX + x * view->Zoom() + within - view->horizontalScrollBar()->value(),
+                        at.originY + y * view->Zoom() + within - view->verticalScrollBar()->value());
+    QMouseEvent event(type, point, view->viewport()->mapToGlobal(point), button, held, Qt::NoModifier);
+    QCoreApplication::sendEvent(view->viewport(), &event);
+}
+
+// Presses the left button on one pixel, moves through the middle to another and lets go there.
+inline void Drag(CIconView* view, QPoint from, QPoint to) {
+    Mouse(view, QEvent::MouseButtonPress, from.x(), from.y(), Qt::LeftButton, Qt::LeftButton);
+    Mouse(view, QEvent::MouseMove, (from.x() + to.x()) / 2, (from.y() + to.y()) / 2, Qt::NoButton, Qt::LeftButton);
+    Mouse(view, QEvent::MouseMove, to.x(), to.y(), Qt::NoButton, Qt::LeftButton);
+    Mouse(view, QEvent::MouseButtonRelease, to.x(), to.y(), Qt::LeftButton, Qt::NoButton);
+}
 
 // Lets the test fill a dialog in, then presses its OK button (which may refuse and keep it open).
 template <typename Dialog>

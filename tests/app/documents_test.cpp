@@ -317,10 +317,7 @@ void DocumentsTest::saveAsAsksBeforeReplacingAFile() {
     QCOMPARE(project->PathName(), existing);
     QCOMPARE(project->Title(), QString("existing.ico"));
     QVERIFY(!project->IsModified());
-    IconFileContents contents;
-    std::string error;
-    QVERIFY(LoadIconContainer(existing.toStdString(), contents, error));
-    QCOMPARE(contents.icons[0].doc.GetFormatCount(), 1);
+    QCOMPARE(ReadIcon(existing).GetFormatCount(), 1);
     QCOMPARE(s.app->recentFiles.Entries().front(), existing.toStdString());
 
     // Saving in place asks nothing; a name without an extension gets the project's.
@@ -406,10 +403,7 @@ void DocumentsTest::modifiedProjectsAskToBeSavedOnCloseAndExit() {
     QVERIFY(frame->close());
     QCOMPARE(s.prompts->savePrompts.size(), std::size_t{2});
     QVERIFY(ReadAll(path) != onDisk);
-    IconFileContents contents;
-    std::string error;
-    QVERIFY(LoadIconContainer(path.toStdString(), contents, error));
-    QCOMPARE(contents.icons[0].doc.GetFormatCount(), 2);
+    QCOMPARE(ReadIcon(path).GetFormatCount(), 2);
 
     // Discard closes without writing.
     StartedApp t;
@@ -614,26 +608,17 @@ void DocumentsTest::quickClicksEachPaint() {
     OpenIcon o({{16, 32}});
     o.s.app->SetCurrentTool(editor::ToolKind::Pen);
     o.s.app->colours.foreground = RGB(0, 0, 255);
-    o.frame->resize(600, 500);
-    o.frame->show();
-    QVERIFY(QTest::qWaitForWindowExposed(o.frame));
-    const editor::CanvasPlacement at = o.view->Placement();
-    const int zoom = o.view->Zoom();
-    const auto point = [&](int x, int y) { return QPoint(at.originX + x * zoom + zoom / 2, at.originY + y * zoom + zoom / 2); };
     // Quick clicks arrive as a press, then a double-click instead of the next press: every click
     // paints, ten along a row and two dabs on one pixel.
-    const auto click = [&](QPoint p, bool quick) {
-        for (const QEvent::Type type : {quick ? QEvent::MouseButtonDblClick : QEvent::MouseButtonPress, QEvent::MouseButtonRelease}) {
-            QMouseEvent e(type, QPointF(p), o.view->viewport()->mapToGlobal(QPointF(p)), Qt::LeftButton,
-                          type == QEvent::MouseButtonRelease ? Qt::NoButton : Qt::LeftButton, Qt::NoModifier);
-            QCoreApplication::sendEvent(o.view->viewport(), &e);
-        }
+    const auto click = [&](int x, int y, bool quick) {
+        Mouse(o.view, quick ? QEvent::MouseButtonDblClick : QEvent::MouseButtonPress, x, y, Qt::LeftButton, Qt::LeftButton);
+        Mouse(o.view, QEvent::MouseButtonRelease, x, y, Qt::LeftButton, Qt::NoButton);
     };
-    for (int x = 0; x < 10; ++x) click(point(x, 2), x % 2 == 1);
+    for (int x = 0; x < 10; ++x) click(x, 2, x % 2 == 1);
     o.s.app->colours.foregroundOpacity = 0;  // erases first
-    click(point(3, 9), false);
+    click(3, 9, false);
     o.s.app->colours.foregroundOpacity = 128;
-    for (int i = 0; i < 2; ++i) click(point(3, 9), true);
+    for (int i = 0; i < 2; ++i) click(3, 9, true);
     const editor::FormatState& state = *o.project->EditState(0);
     for (int x = 0; x < 10; ++x) QCOMPARE(state.color.GetPixel(x, 2), RGB(0, 0, 255));
     QCOMPARE(GetRValue(state.mask.GetPixel(3, 9)), 192);  // two dabs at half opacity, not one

@@ -187,11 +187,7 @@ void FramesTest::mainWindowShowsTheCanvasTitlePointerAndProperties() {
     QCOMPARE(s.prompts->messages.back().title, QString("About Tellurine"));
 
     // The pointer's pixel in pane 4, with the pointer picture.
-    const editor::CanvasPlacement at = view->Placement();
-    const QPointF point(at.originX + 3 * view->Zoom() + 1, at.originY + 7 * view->Zoom() + 1);
-    QMouseEvent move(QEvent::MouseMove, point, view->viewport()->mapToGlobal(point), Qt::NoButton, Qt::NoButton,
-                     Qt::NoModifier);
-    QCoreApplication::sendEvent(view->viewport(), &move);
+    Mouse(view, QEvent::MouseMove, 3, 7, Qt::NoButton, Qt::NoButton);
     QCOMPARE(main->pointerPane->Text(), QString("@0  3,7"));
     QCOMPARE(main->pointerPane->Picture(), 0);
     QCOMPARE(main->pointerPane->Shown(), QString("  3,7"));
@@ -359,26 +355,6 @@ void FramesTest::printingFitsTheFormatToThePage() {
     QVERIFY(ReadAll(dir.filePath("format.pdf")).startsWith("%PDF"));
 }
 
-namespace {
-
-// Sends a mouse event to the canvas at the centre of an image pixel, with the buttons held.
-void Mouse(CIconView* view, QEvent::Type type, int x, int y, Qt::MouseButton button, Qt::MouseButtons held) {
-    const editor::CanvasPlacement at = view->Placement();
-    const QPointF point(at.originX + x * view->Zoom() + view->Zoom() / 2 - view->horizontalScrollBar()->value(),
-                        at.originY + y * view->Zoom() + view->Zoom() / 2 - view->verticalScrollBar()->value());
-    QMouseEvent event(type, point, view->viewport()->mapToGlobal(point), button, held, Qt::NoModifier);
-    QCoreApplication::sendEvent(view->viewport(), &event);
-}
-
-void Drag(CIconView* view, QPoint from, QPoint to) {
-    Mouse(view, QEvent::MouseButtonPress, from.x(), from.y(), Qt::LeftButton, Qt::LeftButton);
-    Mouse(view, QEvent::MouseMove, (from.x() + to.x()) / 2, (from.y() + to.y()) / 2, Qt::NoButton, Qt::LeftButton);
-    Mouse(view, QEvent::MouseMove, to.x(), to.y(), Qt::NoButton, Qt::LeftButton);
-    Mouse(view, QEvent::MouseButtonRelease, to.x(), to.y(), Qt::LeftButton, Qt::NoButton);
-}
-
-}  // namespace
-
 void FramesTest::drawingWithThePencilAndTheLineThenUndoing() {
     OpenIcon o({{16, 32}});
     auto& [s, path, main, frame, view, project] = o;
@@ -446,10 +422,9 @@ void FramesTest::drawingWithThePencilAndTheLineThenUndoing() {
 
     // Saved and read back, the drawing is in the file.
     QVERIFY(s.app->SaveDocument(project));
-    IconFileContents contents;
-    std::string error;
-    QVERIFY(LoadIconContainer(path.toStdString(), contents, error));
-    QCOMPARE(ImageFromIcon(contents.icons[0].doc.GetFormat(0)->Icon()).pixelColor(5, 3), red);
+    const CIconDoc saved = ReadIcon(path);
+    QCOMPARE(saved.GetFormatCount(), 1);
+    QCOMPARE(ImageFromIcon(saved.GetFormat(0)->Icon()).pixelColor(5, 3), red);
 }
 
 void FramesTest::largeFormatsShrinkTheWheelZoomsAboutThePointerAndEscCancels() {
@@ -527,21 +502,13 @@ void FramesTest::selectingMovingCopyingAndPasting() {
     QCOMPARE(main->selectionPane->Picture(), 1);
     QVERIFY(!project->IsModified());  // selecting changes no pixel
     // Its bottom-right handle (on the frame's corner) resizes it, and changes no pixel either.
-    const auto atHandle = [&](QEvent::Type type, int x, int y, Qt::MouseButtons held) {
-        const editor::CanvasPlacement at = view->Placement();
-        const QPointF point(at.originX + x * view->Zoom() - view->horizontalScrollBar()->value(),
-                            at.originY + y * view->Zoom() - view->verticalScrollBar()->value());
-        QMouseEvent event(type, point, view->viewport()->mapToGlobal(point),
-                          type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton, held, Qt::NoModifier);
-        QCoreApplication::sendEvent(view->viewport(), &event);
-    };
-    atHandle(QEvent::MouseMove, 6, 6, Qt::NoButton);
+    Mouse(view, QEvent::MouseMove, 6, 6, Qt::NoButton, Qt::NoButton, /*corner=*/true);
     QCOMPARE(view->viewport()->cursor().shape(), Qt::SizeFDiagCursor);
-    atHandle(QEvent::MouseButtonPress, 6, 6, Qt::LeftButton);
+    Mouse(view, QEvent::MouseButtonPress, 6, 6, Qt::LeftButton, Qt::LeftButton, /*corner=*/true);
     Mouse(view, QEvent::MouseMove, 9, 7, Qt::NoButton, Qt::LeftButton);
     Mouse(view, QEvent::MouseButtonRelease, 9, 7, Qt::LeftButton, Qt::NoButton);
     QCOMPARE(main->selectionPane->Text(), QString("@1  8x6"));
-    atHandle(QEvent::MouseButtonPress, 10, 8, Qt::LeftButton);
+    Mouse(view, QEvent::MouseButtonPress, 10, 8, Qt::LeftButton, Qt::LeftButton, /*corner=*/true);
     Mouse(view, QEvent::MouseMove, 5, 5, Qt::NoButton, Qt::LeftButton);
     Mouse(view, QEvent::MouseButtonRelease, 5, 5, Qt::LeftButton, Qt::NoButton);
     QCOMPARE(main->selectionPane->Text(), QString("@1  4x4"));
