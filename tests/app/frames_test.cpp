@@ -1,16 +1,15 @@
-// What the windows draw: the format bar's thumbnails (crisp on dense screens), the view's picture
-// at its own size and magnified, and the new-icon dialog keeping each system's choices.
+// What the icon windows show and what the mouse and keys do there: the format bar's thumbnails
+// (crisp on dense screens), the view's picture at its own size and magnified, the colour bar, the
+// display preferences, printing, drawing, selecting and the clipboard.
 #include <QBuffer>
 #include <QCheckBox>
 #include <QClipboard>
 #include <QComboBox>
 #include <QLabel>
 #include <QLineEdit>
-#include <QListWidget>
 #include <QMdiArea>
 #include <QPainter>
 #include <QPdfWriter>
-#include <QRadioButton>
 #include <QScrollBar>
 #include <QSlider>
 #include <QSpinBox>
@@ -39,9 +38,9 @@ private slots:
     void displayPreferencesRepaintEveryWindowAndAreSaved();
     void printingFitsTheFormatToThePage();
     void drawingWithThePencilAndTheLineThenUndoing();
+    void quickClicksEachPaint();
     void selectingMovingCopyingAndPasting();
     void largeFormatsShrinkTheWheelZoomsAboutThePointerAndEscCancels();
-    void newIconDialogKeepsEachSystemsChoices();
 };
 
 void FramesTest::thumbnailsAreDrawnForTheScreensDensity() {
@@ -49,6 +48,11 @@ void FramesTest::thumbnailsAreDrawnForTheScreensDensity() {
     project.Doc().AddFormat(MakeFormat(16, 32));
     project.Doc().AddFormat(MakeFormat(256, 32, true));
     CIconFormatListModel model(project);
+    // A compressed format's thumbnail carries the badge in its corner; a plain one does not.
+    const int corner = CIconFormatListModel::kThumbnailSize - 3;
+    const QColor badge = model.data(model.index(1), Qt::DecorationRole).value<QPixmap>().toImage().pixelColor(corner, corner);
+    QVERIFY2(badge.blue() > 150 && badge.red() < 100, qPrintable(badge.name()));
+    QVERIFY(model.data(model.index(0), Qt::DecorationRole).value<QPixmap>().toImage().pixelColor(corner, corner) != badge);
     const QImage formatPicture = ImageFromIcon(project.Doc().GetFormat(0)->Icon());
     for (const qreal ratio : {1.0, 2.0}) {
         model.SetDevicePixelRatio(ratio);
@@ -72,6 +76,10 @@ void FramesTest::thumbnailsAreDrawnForTheScreensDensity() {
     project.DeleteFormat(0);
     QCOMPARE(model.rowCount(), 1);
     QVERIFY(project.IsModified());
+    // Every list shows a picture alike: whole multiples up to the screen's ratio, larger ones fitted.
+    QCOMPARE(ThumbnailRect(QSize(16, 16), 48, 2), QRect(8, 8, 32, 32));
+    QCOMPARE(ThumbnailRect(QSize(256, 128), 48), QRect(0, 12, 48, 24));
+    QCOMPARE(ThumbnailRect(QSize(1000, 1), 48).size(), QSize(48, 1));
 }
 
 void FramesTest::canvasShowsTheFormatMagnifiedAndZooms() {
@@ -137,36 +145,6 @@ void FramesTest::canvasShowsTheFormatMagnifiedAndZooms() {
     QCOMPARE(view->horizontalScrollBar()->maximum(), 32 * view->Zoom() + 23 - view->viewport()->width());
 }
 
-void FramesTest::newIconDialogKeepsEachSystemsChoices() {
-    shell::Preferences prefs;
-    CDialNewIcon dialog(prefs);
-    const auto checked = [&] {
-        QStringList names;
-        for (int i = 0; i < dialog.formatList->count(); ++i)
-            if (dialog.formatList->item(i)->checkState() == Qt::Checked) names << dialog.formatList->item(i)->text();
-        return names;
-    };
-    QCOMPARE(dialog.formatList->count(), 35);
-    const QStringList windowsDefaults = checked();
-    QVERIFY(windowsDefaults.contains("256 x 256, 32 bits (true color with alpha)"));
-    dialog.formatList->item(0)->setCheckState(Qt::Checked);  // 16 x 16 at 1 bit
-    dialog.macButton->setChecked(true);
-    QCOMPARE(dialog.formatList->count(), 17);
-    QVERIFY(checked().contains("512 x 512, 32 bits (true color with alpha)"));
-    QVERIFY(checked().contains("32 x 32 @2x, 32 bits (true color with alpha)"));
-    QVERIFY(checked().contains("1024 x 1024, 32 bits (true color with alpha)"));
-    dialog.windowsButton->setChecked(true);
-    QCOMPARE(checked(), QStringList{"16 x 16, 1 bit (2 colors)"} + windowsDefaults);
-    // Nothing chosen: the dialog stays open.
-    for (int i = 0; i < dialog.formatList->count(); ++i) dialog.formatList->item(i)->setCheckState(Qt::Unchecked);
-    QTimer::singleShot(0, [] {
-        if (auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget())) box->accept();
-    });
-    dialog.setResult(QDialog::Rejected);
-    dialog.accept();
-    QCOMPARE(dialog.result(), int(QDialog::Rejected));
-}
-
 void FramesTest::mainWindowShowsTheCanvasTitlePointerAndProperties() {
     OpenIcon o({{32, 32}, {16, 4}});
     auto& [s, path, main, frame, view, project] = o;
@@ -179,10 +157,6 @@ void FramesTest::mainWindowShowsTheCanvasTitlePointerAndProperties() {
     QVERIFY2(main->windowTitle().startsWith("Tellurine - [icon.ico[*] - "), qPrintable(main->windowTitle()));
     main->ActiveChild()->showNormal();
     QCOMPARE(main->windowTitle(), QString("Tellurine - icon.ico"));
-    // Every list shows a picture alike: whole multiples up to the screen's ratio, larger ones fitted.
-    QCOMPARE(ThumbnailRect(QSize(16, 16), 48, 2), QRect(8, 8, 32, 32));
-    QCOMPARE(ThumbnailRect(QSize(256, 128), 48), QRect(0, 12, 48, 24));
-    QCOMPARE(ThumbnailRect(QSize(1000, 1), 48).size(), QSize(48, 1));
     main->Action("help.about")->trigger();  // its box is titled without the menu's "&" and "..."
     QCOMPARE(s.prompts->messages.back().title, QString("About Tellurine"));
 
@@ -425,6 +399,27 @@ void FramesTest::drawingWithThePencilAndTheLineThenUndoing() {
     const CIconDoc saved = ReadIcon(path);
     QCOMPARE(saved.GetFormatCount(), 1);
     QCOMPARE(ImageFromIcon(saved.GetFormat(0)->Icon()).pixelColor(5, 3), red);
+}
+
+void FramesTest::quickClicksEachPaint() {
+    OpenIcon o({{16, 32}});
+    auto& [s, path, main, frame, view, project] = o;
+    s.app->SetCurrentTool(editor::ToolKind::Pen);
+    s.app->colours.foreground = RGB(0, 0, 255);
+    // Quick clicks arrive as a press, then a double-click instead of the next press: every click
+    // paints, ten along a row and two dabs on one pixel.
+    const auto click = [&](int x, int y, bool quick) {
+        Mouse(view, quick ? QEvent::MouseButtonDblClick : QEvent::MouseButtonPress, x, y, Qt::LeftButton, Qt::LeftButton);
+        Mouse(view, QEvent::MouseButtonRelease, x, y, Qt::LeftButton, Qt::NoButton);
+    };
+    for (int x = 0; x < 10; ++x) click(x, 2, x % 2 == 1);
+    s.app->colours.foregroundOpacity = 0;  // erases first
+    click(3, 9, false);
+    s.app->colours.foregroundOpacity = 128;
+    for (int i = 0; i < 2; ++i) click(3, 9, true);
+    const editor::FormatState& state = *project->EditState(0);
+    for (int x = 0; x < 10; ++x) QCOMPARE(state.color.GetPixel(x, 2), RGB(0, 0, 255));
+    QCOMPARE(GetRValue(state.mask.GetPixel(3, 9)), 192);  // two dabs at half opacity, not one
 }
 
 void FramesTest::largeFormatsShrinkTheWheelZoomsAboutThePointerAndEscCancels() {
