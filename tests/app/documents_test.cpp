@@ -252,19 +252,9 @@ void DocumentsTest::openFailuresSayWhyAndOpenNothing() {
     QVERIFY(s.app->MainFrame()->Children().empty());
     QVERIFY(s.app->recentFiles.Entries().empty());
 
-    // A recent file that has gone away is said so and leaves the lists.
-    QVERIFY(s.app->OpenDocumentFile(good) != nullptr);
-    s.app->MainFrame()->ActiveChild()->close();
-    QFile::remove(good);
-    s.prompts->messages.clear();
-    QVERIFY(s.app->OpenDocumentFile(good) == nullptr);
-    QVERIFY(s.prompts->messages.at(0).text.startsWith("The file " + QDir::toNativeSeparators(good) + " cannot be opened"));
-    QVERIFY(s.app->recentFiles.Entries().empty());
-
     // Files are read off the interface thread: when that takes long the progress shows, named
     // after the file, and cancelled there nothing opens and nothing is said.
     const QString picture = s.Path("picture.png");
-    WriteProject(good, {{32, 32}});
     QVERIFY(QImage(8, 8, QImage::Format_ARGB32).save(picture));
     ProgressDelayMs() = 0;
     QStringList labels;
