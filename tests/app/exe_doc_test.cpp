@@ -9,7 +9,6 @@
 #include <QJsonObject>
 #include <QStatusBar>
 #include <algorithm>
-#include <map>
 #include <tuple>
 
 #include "shell/texts.h"
@@ -18,7 +17,6 @@
 #include "app/program/exe_frame.h"
 #include "app/shell/main_frame.h"
 #include "app_test_support.h"
-#include "formats/ico_file.h"
 #include "formats/pe_test_writer.h"
 #include "image/archive.h"
 #include "image/bytes.h"
@@ -72,10 +70,6 @@ std::vector<std::uint8_t> TestProgram(bool pe64, pe_test::Layout* layout = nullp
         resources.push_back({std::uint16_t{14}, group.name, group.language, pe_test::GroupData(entries)});
     }
     return pe_test::WritePe(resources, pe64, layout);
-}
-
-void WriteBytes(const QString& path, const std::vector<std::uint8_t>& bytes) {
-    WriteAll(path, QByteArray(reinterpret_cast<const char*>(bytes.data()), static_cast<qsizetype>(bytes.size())));
 }
 
 // A format as compared: size, depth and its pixels as a 32-bit picture.
@@ -150,41 +144,11 @@ QString Status(StartedApp& s) { return s.app->MainFrame()->statusBar()->currentM
 class ExeDocTest : public QObject {
     Q_OBJECT
 private slots:
-    void listsTheGroupsTheCommandLineToolLists();
     void readsWhileTheWindowIsUp();
-    void opensAndCopiesAGroup();
+    void listsOpensAndCopiesTheGroups();
     void savesGroupsAsIcoFiles();
     void filesThatAreNotProgramsSayOnce();
 };
-
-void ExeDocTest::listsTheGroupsTheCommandLineToolLists() {
-    for (const bool pe64 : {false, true}) {
-        StartedApp s;
-        const QString path = s.Path("tool.dll");
-        WriteBytes(path, TestProgram(pe64));
-        const auto cli = CliGroups(path);
-        QCOMPARE(cli.size(), std::size_t{4});  // the unreadable group left out
-
-        CFileExeMDI* frame = OpenLoaded(s, path);
-        QVERIFY(frame != nullptr);
-        const CExeTileModel& model = *frame->view->Model();
-        QCOMPARE(model.rowCount(), static_cast<int>(cli.size()));
-        for (int row = 0; row < model.rowCount(); ++row) {
-            const QModelIndex index = model.index(row);
-            QCOMPARE(index.data(Qt::DisplayRole).toString(), cli[static_cast<std::size_t>(row)].first);
-            const auto count = cli[static_cast<std::size_t>(row)].second.size();
-            QCOMPARE(index.data(CExeTileModel::kInfoRole).toString(),
-                     count == 1 ? QString("1 format") : QString("%1 formats").arg(count));
-        }
-        // ExeDisplaySize 3 and ExeDisplayColor 3 show the 256-pixel format, scaled to the tile.
-        const ExeTile& first = *model.Tile(0);
-        QCOMPARE(first.shownSize, QSize(256, 256));
-        QCOMPARE(first.picture.deviceIndependentSize(), QSizeF(shell::kProgramTileSide, shell::kProgramTileSide));
-        QCOMPARE(model.Tile(3)->shownSize, QSize(48, 48));  // the largest of 16 and 48
-        QVERIFY(frame->view->Message().isEmpty());
-        QVERIFY(s.prompts->messages.empty());
-    }
-}
 
 void ExeDocTest::readsWhileTheWindowIsUp() {
     StartedApp s;
@@ -195,7 +159,7 @@ void ExeDocTest::readsWhileTheWindowIsUp() {
         resources.push_back({std::uint16_t{14}, i, 0, pe_test::GroupData({{i}})});
     }
     const QString big = s.Path("big.dll");
-    WriteBytes(big, pe_test::WritePe(resources, true));
+    WriteAll(big, pe_test::WritePe(resources, true));
 
     // The window is up at once, with "Loading ..." and no commands on the whole file yet.
     auto* document = qobject_cast<CFileExeDocument*>(s.app->OpenDocumentFile(big));
@@ -223,7 +187,7 @@ void ExeDocTest::readsWhileTheWindowIsUp() {
 
     // A program without icons says so in its window.
     const QString bare = s.Path("bare.exe");
-    WriteBytes(bare, pe_test::WritePe({}, false, nullptr, false));
+    WriteAll(bare, pe_test::WritePe({}, false, nullptr, false));
     CFileExeMDI* empty = OpenLoaded(s, bare);
     QVERIFY(empty != nullptr);
     QCOMPARE(empty->view->Model()->rowCount(), 0);
@@ -232,28 +196,41 @@ void ExeDocTest::readsWhileTheWindowIsUp() {
     QVERIFY(s.prompts->messages.empty());
 }
 
-void ExeDocTest::opensAndCopiesAGroup() {
+void ExeDocTest::listsOpensAndCopiesTheGroups() {
     StartedApp s;
     const QString path = s.Path("tool.dll");
-    WriteBytes(path, TestProgram(false));
+    WriteAll(path, TestProgram(false));
     const auto cli = CliGroups(path);
+    QCOMPARE(cli.size(), std::size_t{4});  // the unreadable group left out
     CFileExeMDI* frame = OpenLoaded(s, path);
     QVERIFY(frame != nullptr);
+    QVERIFY(frame->view->Message().isEmpty());
+    QVERIFY(s.prompts->messages.empty());
 
-    // Each group opens as a new project holding the formats the command-line tool lists for it,
-    // and the pixels stored in the program.
+    // A tile a group, named and counted as the command-line tool lists it; each opens as a new
+    // project holding the formats listed for it and the pixels stored in the program.
     const int groupOfSpec[] = {0, 1, 3, 4};  // the tiles' groups (group 2 is left out)
-    for (int row = 0; row < frame->view->Model()->rowCount(); ++row) {
+    const CExeTileModel& tiles = *frame->view->Model();
+    QCOMPARE(tiles.rowCount(), static_cast<int>(cli.size()));
+    for (int row = 0; row < tiles.rowCount(); ++row) {
+        const auto& [name, formats] = cli[static_cast<std::size_t>(row)];
+        QCOMPARE(tiles.index(row).data(Qt::DisplayRole).toString(), name);
+        QCOMPARE(tiles.index(row).data(CExeTileModel::kInfoRole).toString(),
+                 formats.size() == 1 ? QString("1 format") : QString("%1 formats").arg(formats.size()));
         Select(*frame, row);
         QVERIFY(s.app->MainFrame()->Action("program.open")->isEnabled());
         s.app->MainFrame()->Action("program.open")->trigger();
         auto* project = qobject_cast<CIconProject*>(s.app->MainFrame()->ActiveDocument());
         QVERIFY(project != nullptr);
-        QCOMPARE(project->Title(), "tool.dll: " + cli[static_cast<std::size_t>(row)].first);
-        QCOMPARE(FormatTexts(project->Doc()), cli[static_cast<std::size_t>(row)].second);
+        QCOMPARE(project->Title(), "tool.dll: " + name);
+        QCOMPARE(FormatTexts(project->Doc()), formats);
         QCOMPARE(FormatsOf(project->Doc()), ExpectedFormats(kGroups[static_cast<std::size_t>(groupOfSpec[row])]));
         QVERIFY(!project->IsModified());
     }
+    // ExeDisplaySize 3 and ExeDisplayColor 3 show the 256-pixel format, scaled to the tile.
+    QCOMPARE(tiles.Tile(0)->shownSize, QSize(256, 256));
+    QCOMPARE(tiles.Tile(0)->picture.deviceIndependentSize(), QSizeF(shell::kProgramTileSide, shell::kProgramTileSide));
+    QCOMPARE(tiles.Tile(3)->shownSize, QSize(48, 48));  // the largest of 16 and 48
 
     // Every group chosen: all open; copying and saving need exactly one.
     const int before = static_cast<int>(s.app->MainFrame()->Children().size());
@@ -283,10 +260,7 @@ void ExeDocTest::opensAndCopiesAGroup() {
     const QString file = copied->urls().front().toLocalFile();
     QCOMPARE(QString::fromUtf8(copied->data(kFileListMime)), file);
     QCOMPARE(QFileInfo(file).fileName(), frame->Document().IcoFileName(0));
-    IconFileContents written;
-    std::string error;
-    QVERIFY(LoadIconContainer(file.toStdString(), written, error));
-    QCOMPARE(written.icons.front().doc.GetFormatCount(), static_cast<int>(keys.size()));
+    QCOMPARE(ReadIcon(file).GetFormatCount(), static_cast<int>(keys.size()));
     // The whole icon pastes as a new project of its formats.
     CKvApp& app = *s.app;
     QTRY_VERIFY(app.MainFrame()->Action("edit.pasteAsNewIcon")->isEnabled());
@@ -299,7 +273,7 @@ void ExeDocTest::opensAndCopiesAGroup() {
 
     // A window's own buttons follow its own tiles and act on it, even when another window is active.
     const QString second = s.Path("second.dll");
-    WriteBytes(second, TestProgram(false));
+    WriteAll(second, TestProgram(false));
     CFileExeMDI* other = OpenLoaded(s, second);
     QVERIFY(other != nullptr && app.MainFrame()->ActiveChild()->widget() == other);
     QVERIFY(!app.MainFrame()->Action("program.copy")->isEnabled());  // nothing chosen in the active one
@@ -324,7 +298,7 @@ void ExeDocTest::opensAndCopiesAGroup() {
 void ExeDocTest::savesGroupsAsIcoFiles() {
     StartedApp s;
     const QString path = s.Path("tool.dll");
-    WriteBytes(path, TestProgram(true));
+    WriteAll(path, TestProgram(true));
     CFileExeMDI* frame = OpenLoaded(s, path);
     QVERIFY(frame != nullptr);
     const QString out = s.Path("out");
@@ -342,10 +316,8 @@ void ExeDocTest::savesGroupsAsIcoFiles() {
     QCOMPARE(written, expected);
     const int groupOfName[] = {0, 1, 3, 4};
     for (int i = 0; i < kSavedNames.size(); ++i) {
-        const QByteArray bytes = ReadAll(QDir(out).filePath(kSavedNames[i]));
-        CIconDoc doc;
-        QVERIFY(ReadIconFile(std::span(reinterpret_cast<const std::uint8_t*>(bytes.constData()), bytes.size()), doc));
-        std::vector<FormatKey> got = FormatsOf(doc), want = ExpectedFormats(kGroups[static_cast<std::size_t>(groupOfName[i])]);
+        std::vector<FormatKey> got = FormatsOf(ReadIcon(QDir(out).filePath(kSavedNames[i])));
+        std::vector<FormatKey> want = ExpectedFormats(kGroups[static_cast<std::size_t>(groupOfName[i])]);
         std::sort(got.begin(), got.end());  // the writer stores them in its save order
         std::sort(want.begin(), want.end());
         QCOMPARE(got, want);
@@ -398,7 +370,7 @@ void ExeDocTest::filesThatAreNotProgramsSayOnce() {
     };
     for (const auto& c : cases) {
         s.prompts->messages.clear();
-        WriteBytes(s.Path(c.name), c.bytes);
+        WriteAll(s.Path(c.name), c.bytes);
         s.app->OpenDocumentFile(s.Path(c.name));
         QTRY_VERIFY(s.app->MainFrame()->Children().empty());
         QTRY_COMPARE(s.prompts->messages.size(), std::size_t{1});
