@@ -256,10 +256,7 @@ void ImageCommandsTest::iconsAreMadeFromPicturesAndDrawings() {
         const QString saved = s.Path(name + ".ico");
         s.prompts->saveNames.push_back(saved);
         QVERIFY(s.app->SaveDocumentAs(project));
-        IconFileContents contents;
-        std::string error;
-        QVERIFY(LoadIconContainer(saved.toStdString(), contents, error));
-        const CIconDoc& doc = contents.icons.front().doc;
+        const CIconDoc doc = ReadIcon(saved);
         QCOMPARE(doc.GetFormatCount(), 3);
         for (int i = 0; i < doc.GetFormatCount(); ++i) {
             const QImage image = ImageFromIcon(doc.GetFormat(i)->Icon());
@@ -316,13 +313,9 @@ void ImageCommandsTest::batchMakesEveryPictureIntoTheFolder() {
         d.depthsEdit->setText("32,4");
     }));
     s.app->MainFrame()->Action("file.batch")->trigger();
-    QVERIFY(QFile::exists(folder + "/a.ico"));
+    QCOMPARE(ReadIcon(folder + "/a.ico").GetFormatCount(), 4);  // 16 and 32 pixels, at 32 and 4 bits
     QVERIFY(QFile::exists(folder + "/b.ico"));
     QVERIFY(!QFile::exists(folder + "/broken.ico"));
-    IconFileContents contents;
-    std::string error;
-    QVERIFY(LoadIconContainer((folder + "/a.ico").toStdString(), contents, error));
-    QCOMPARE(contents.icons.front().doc.GetFormatCount(), 4);
     QCOMPARE(s.prompts->messages.size(), std::size_t{1});
     QVERIFY(s.prompts->messages.back().text.startsWith(
         QString(text::kBatchDone).arg(2).arg(3).arg(QDir::toNativeSeparators(folder))));
