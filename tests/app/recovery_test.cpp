@@ -20,46 +20,41 @@ private slots:
 };
 
 void RecoveryTest::aKilledProgramsEditIsRestoredAtTheNextStart() {
-    QTemporaryDir dir;
-    const QString icon = dir.filePath("icon.ico");
-    WriteProject(icon, {{16, 32}});
-    const QByteArray original = ReadAll(icon);
-
-    QProcess child;
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert("QT_QPA_PLATFORM", "offscreen");
-    env.insert("TELLURINE_RECOVERY_INTERVAL_MS", "50");
-    child.setProcessEnvironment(env);
-    child.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    child.start(TELLURINE_RECOVERY_CHILD, {dir.filePath("profile.ini"), dir.filePath("appdata"), icon});
-    QVERIFY(child.waitForStarted());
-    QByteArray said;
-    QTRY_VERIFY_WITH_TIMEOUT((said += child.readAllStandardOutput()).contains("ready") || child.state() != QProcess::Running,
-                             20000);
-    QCOMPARE(child.state(), QProcess::Running);
-    child.kill();  // mid-edit: nothing saved, nothing closed
-    QVERIFY(child.waitForFinished());
+    // Before the program starts on its profile, another run on the same profile opens the icon,
+    // draws, and is killed mid-edit: nothing saved, nothing closed.
+    QByteArray original;
+    const auto killedRun = [&](QTemporaryDir& dir) {
+        const QString icon = dir.filePath("icon.ico");
+        WriteProject(icon, {{16, 32}});
+        original = ReadAll(icon);
+        QProcess child;
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert("QT_QPA_PLATFORM", "offscreen");
+        env.insert("TELLURINE_RECOVERY_INTERVAL_MS", "50");
+        child.setProcessEnvironment(env);
+        child.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        child.start(TELLURINE_RECOVERY_CHILD, {dir.filePath("profile.ini"), dir.filePath("appdata"), icon});
+        QVERIFY(child.waitForStarted());
+        QByteArray said;
+        QTRY_VERIFY_WITH_TIMEOUT((said += child.readAllStandardOutput()).contains("ready") || child.state() != QProcess::Running,
+                                 20000);
+        QCOMPARE(child.state(), QProcess::Running);
+        child.kill();
+        QVERIFY(child.waitForFinished());
+    };
+    StartedApp s({}, false, killedRun, [](RecordingPrompts& p) { p.yesNoAnswers = {true}; });
+    const QString icon = s.Path("icon.ico");
     QCOMPARE(ReadAll(icon), original);  // the user's file was never touched
 
-    // The next start offers the work; taking it opens the icon, modified, with the drawn pixel.
-    StartOptions options;
-    options.profileFile = dir.filePath("profile.ini");
-    options.appDataFolder = dir.filePath("appdata");
-    options.programFolder = dir.path();
-    CKvApp app(options);
-    auto prompts = std::make_unique<RecordingPrompts>();
-    RecordingPrompts* recorded = prompts.get();
-    recorded->yesNoAnswers = {true};
-    app.SetPrompts(std::move(prompts));
-    QVERIFY(app.InitInstance({}));
-    QCOMPARE(recorded->questions.size(), std::size_t{1});
-    QVERIFY(recorded->questions[0].contains(QDir::toNativeSeparators(icon)));
-    auto* project = qobject_cast<CIconProject*>(app.MainFrame()->ActiveDocument());
+    // The start offers the work; taking it opens the icon, modified, with the drawn pixel.
+    QCOMPARE(s.prompts->questions.size(), std::size_t{1});
+    QVERIFY(s.prompts->questions[0].contains(QDir::toNativeSeparators(icon)));
+    auto* project = qobject_cast<CIconProject*>(s.app->MainFrame()->ActiveDocument());
     QVERIFY(project != nullptr);
     QCOMPARE(project->PathName(), icon);
     QVERIFY(project->IsModified());
     QCOMPARE(ImageFromIcon(project->Doc().GetFormat(0)->Icon()).pixelColor(1, 1), QColor(255, 0, 0));
-    QVERIFY(app.Recovery()->Found().empty());  // taken once, not offered again
+    QVERIFY(s.app->Recovery()->Found().empty());  // taken once, not offered again
 }
 
 void RecoveryTest::savingClosingAndRefusingRemoveTheFiles() {
