@@ -105,19 +105,11 @@ void FramesTest::canvasShowsTheFormatMagnifiedAndZooms() {
         const int zoom = view->Zoom();
         for (const auto& [x, y] : {std::pair{5, 5}, std::pair{size - 3, size / 2}})
             QCOMPARE(shot.pixelColor(at.originX + x * zoom + zoom / 2, at.originY + y * zoom + zoom / 2), picture.pixelColor(x, y));
-        // The transparent frame shows the backdrop's two colours.
-        const QColor corner = shot.pixelColor(at.originX + zoom / 2, at.originY + zoom / 2);
-        QVERIFY2(corner == QColor(0xEB, 0xEB, 0xEB) || corner == QColor(255, 255, 255), qPrintable(corner.name()));
         // The preview shows the format at its size on the preview colour.
         const QImage preview = frame.preview->grab().toImage();
         QCOMPARE(preview.pixelColor(1, 1), QColor(0xE1, 0xE1, 0xE1));
         const QPoint centre((frame.preview->width() - size) / 2 + 5, (frame.preview->height() - size) / 2 + 5);
         QCOMPARE(preview.pixelColor(centre), picture.pixelColor(5, 5));
-        // Mouse to pixel in the view.
-        const editor::PixelHit hit = view->PixelAt(QPoint(at.originX + 3 * zoom + 1, at.originY + 4 * zoom + 1));
-        QVERIFY(hit.inside);
-        QCOMPARE(hit.x, 3);
-        QCOMPARE(hit.y, 4);
     }
     // Zooming clears auto zoom; each format keeps the zoom it had.
     const int fitted16 = view->Zoom();
@@ -479,7 +471,6 @@ void FramesTest::selectingMovingCopyingAndPasting() {
     // A rectangle, its size in pane 5; then dragged by (5, 5).
     Drag(view, {2, 2}, {5, 5});
     QCOMPARE(main->selectionPane->Text(), QString("@1  4x4"));
-    QCOMPARE(main->selectionPane->Picture(), 1);
     QVERIFY(!project->IsModified());  // selecting changes no pixel
     // Its bottom-right handle (on the frame's corner) resizes it, and changes no pixel either.
     Mouse(view, QEvent::MouseMove, 6, 6, Qt::NoButton, Qt::NoButton, /*corner=*/true);
