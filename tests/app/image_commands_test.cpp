@@ -52,8 +52,7 @@ class ImageCommandsTest : public QObject {
     Q_OBJECT
 private slots:
     void dialogsRememberTheirChoicesAndEnableTheirControls();
-    void commandsChangeTheSelectionAndUndo();
-    void depthChangesAndUndoes();
+    void commandsChangeTheSelectionOrTheDepthAndUndo();
     void blurPreviewsAndCancelledWorkChangesNothing();
     void iconsAreMadeFromPicturesAndDrawings();
     void batchMakesEveryPictureIntoTheFolder();
@@ -113,7 +112,7 @@ void ImageCommandsTest::dialogsRememberTheirChoicesAndEnableTheirControls() {
     }
 }
 
-void ImageCommandsTest::commandsChangeTheSelectionAndUndo() {
+void ImageCommandsTest::commandsChangeTheSelectionOrTheDepthAndUndo() {
     OpenIcon o({{32, 32}});
     const Pixels original = PixelsOf(*o.view);
     QVERIFY(!o.main->Action("filter.last")->isEnabled());
@@ -149,11 +148,9 @@ void ImageCommandsTest::commandsChangeTheSelectionAndUndo() {
     QVERIFY(!o.view->State()->floatingColor.has_value());
     QVERIFY(PixelsOf(*o.view) == selected);
     QVERIFY(PixelsOf(*o.view) == original);  // selecting changes no pixel
-}
 
-void ImageCommandsTest::depthChangesAndUndoes() {
-    OpenIcon o({{32, 32}});
-    // The pixels, mask and table after the image header (whose size field a write fills in).
+    // A depth from the menu converts the format and is checked there; Undo gives back the pixels,
+    // mask and table after the image header (whose size field a write fills in).
     const auto pixels = [&] {
         const Block& block = o.project->Doc().GetFormat(0)->Icon().GetBlock();
         return QByteArray(reinterpret_cast<const char*>(block.data()) + 40, static_cast<qsizetype>(block.size()) - 40);
