@@ -226,7 +226,6 @@ void DocumentsTest::openFailuresSayWhyAndOpenNothing() {
     WriteAll(s.Path("damaged.icns"), "icns\0\0\0\x08");
     WriteAll(s.Path("damaged.png"), "\x89PNG\r\n\x1a\n garbage");
     WriteAll(s.Path("damaged.svg"), "<svg this is not");
-    WriteAll(s.Path("tool.exe"), "MZ and nothing else");
     WriteAll(s.Path("library.icl"), "MZ");
 
     const struct {
@@ -238,7 +237,6 @@ void DocumentsTest::openFailuresSayWhyAndOpenNothing() {
         {"damaged.icns", QMessageBox::Critical, text::kIconReadError},
         {"damaged.png", QMessageBox::Critical, text::kImageReadError},
         {"damaged.svg", QMessageBox::Critical, text::kImageReadError},
-        {"tool.exe", QMessageBox::Critical, text::kIconReadError},
         {"library.icl", QMessageBox::Information,
          "library.icl is a file of the kind \"Icon Library\", which this version of Tellurine cannot open yet."},
     };
