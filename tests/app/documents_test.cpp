@@ -467,7 +467,8 @@ void DocumentsTest::savingLeavesTheProjectAsItWas() {
     o.s.prompts->saveNames = {target};
     QVERIFY(!o.s.app->SaveDocumentAs(o.project));
     QCOMPARE(o.s.prompts->messages.size(), std::size_t{1});
-    QVERIFY(o.s.prompts->messages[0].text.startsWith("The file " + QDir::toNativeSeparators(target) + " could not be saved: "));
+    const QString failed = o.s.prompts->messages[0].text;
+    QVERIFY(failed.startsWith("The file " + QDir::toNativeSeparators(target) + " could not be saved: "));
     QVERIFY(!QFileInfo::exists(target));
     QCOMPARE(o.project->PathName(), o.path);
     QCOMPARE(order(), before);

@@ -49,10 +49,13 @@ void FramesTest::thumbnailsAreDrawnForTheScreensDensity() {
     project.Doc().AddFormat(MakeFormat(256, 32, true));
     CIconFormatListModel model(project);
     // A compressed format's thumbnail carries the badge in its corner; a plain one does not.
-    const int corner = CIconFormatListModel::kThumbnailSize - 3;
-    const QColor badge = model.data(model.index(1), Qt::DecorationRole).value<QPixmap>().toImage().pixelColor(corner, corner);
+    const auto thumbnailCorner = [&](int row) {
+        const int corner = CIconFormatListModel::kThumbnailSize - 3;
+        return model.data(model.index(row), Qt::DecorationRole).value<QPixmap>().toImage().pixelColor(corner, corner);
+    };
+    const QColor badge = thumbnailCorner(1);
     QVERIFY2(badge.blue() > 150 && badge.red() < 100, qPrintable(badge.name()));
-    QVERIFY(model.data(model.index(0), Qt::DecorationRole).value<QPixmap>().toImage().pixelColor(corner, corner) != badge);
+    QVERIFY(thumbnailCorner(0) != badge);
     const QImage formatPicture = ImageFromIcon(project.Doc().GetFormat(0)->Icon());
     for (const qreal ratio : {1.0, 2.0}) {
         model.SetDevicePixelRatio(ratio);
@@ -390,7 +393,8 @@ void FramesTest::quickClicksEachPaint() {
     // Quick clicks arrive as a press, then a double-click instead of the next press: every click
     // paints, ten along a row and two dabs on one pixel.
     const auto click = [&](int x, int y, bool quick) {
-        Mouse(view, quick ? QEvent::MouseButtonDblClick : QEvent::MouseButtonPress, x, y, Qt::LeftButton, Qt::LeftButton);
+        const QEvent::Type press = quick ? QEvent::MouseButtonDblClick : QEvent::MouseButtonPress;
+        Mouse(view, press, x, y, Qt::LeftButton, Qt::LeftButton);
         Mouse(view, QEvent::MouseButtonRelease, x, y, Qt::LeftButton, Qt::NoButton);
     };
     for (int x = 0; x < 10; ++x) click(x, 2, x % 2 == 1);

@@ -36,8 +36,8 @@ void RecoveryTest::aKilledProgramsEditIsRestoredAtTheNextStart() {
         child.start(TELLURINE_RECOVERY_CHILD, {dir.filePath("profile.ini"), dir.filePath("appdata"), icon});
         QVERIFY(child.waitForStarted());
         QByteArray said;
-        QTRY_VERIFY_WITH_TIMEOUT((said += child.readAllStandardOutput()).contains("ready") || child.state() != QProcess::Running,
-                                 20000);
+        QTRY_VERIFY_WITH_TIMEOUT(
+            (said += child.readAllStandardOutput()).contains("ready") || child.state() != QProcess::Running, 20000);
         QCOMPARE(child.state(), QProcess::Running);
         child.kill();
         QVERIFY(child.waitForFinished());
