@@ -43,6 +43,7 @@ void RecoveryTest::aKilledProgramsEditIsRestoredAtTheNextStart() {
         QVERIFY(child.waitForFinished());
     };
     StartedApp s({}, false, killedRun, [](RecordingPrompts& p) { p.yesNoAnswers = {true}; });
+    QVERIFY(s.started);
     const QString icon = s.Path("icon.ico");
     QCOMPARE(ReadAll(icon), original);  // the user's file was never touched
 
