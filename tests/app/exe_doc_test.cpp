@@ -28,22 +28,22 @@ using namespace tellurine::app::test;
 namespace {
 
 // The icons of the test program: number, then size and depth (0: bytes that are no image).
-struct IconSpec {
+struct StoredIcon {
     std::uint16_t id;
     int size;
     int bits;
     bool png = false;
 };
-const IconSpec kIcons[] = {{1, 16, 8}, {2, 32, 32}, {3, 256, 32, true}, {4, 48, 4}, {5, 0, 0}};
+const StoredIcon kIcons[] = {{1, 16, 8}, {2, 32, 32}, {3, 256, 32, true}, {4, 48, 4}, {5, 0, 0}};
 
 // Its groups: a number, a name that a file name cannot hold as it is, a group of nothing readable
 // (left out), a missing icon (skipped), and one number in two languages.
-struct GroupSpec {
+struct StoredGroup {
     pe_test::Name name;
     std::uint16_t language;
     std::vector<std::uint16_t> icons;
 };
-const std::vector<GroupSpec> kGroups = {{std::uint16_t{1}, 0, {1, 2, 3}},
+const std::vector<StoredGroup> kGroups = {{std::uint16_t{1}, 0, {1, 2, 3}},
                                         {std::u16string(u"MAIN ICON"), 0, {4, 99}},
                                         {std::uint16_t{7}, 0, {5}},
                                         {std::uint16_t{2}, 1033, {2}},
@@ -51,7 +51,7 @@ const std::vector<GroupSpec> kGroups = {{std::uint16_t{1}, 0, {1, 2, 3}},
 // The file names Save All gives them (the program is "tool.dll").
 const QStringList kSavedNames = {"tool-1.ico", "tool-MAIN_ICON.ico", "tool-2.ico", "tool-2 (2).ico"};
 
-std::vector<std::uint8_t> StoredImage(const IconSpec& icon) {
+std::vector<std::uint8_t> StoredImage(const StoredIcon& icon) {
     if (icon.size == 0) return {1, 2, 3, 4, 5, 6, 7, 8, 9, 10};
     const CKvIcon format = MakeFormat(icon.size, icon.bits);
     Archive ar = Archive::ForStoring();
@@ -63,8 +63,8 @@ std::vector<std::uint8_t> StoredImage(const IconSpec& icon) {
 
 std::vector<std::uint8_t> TestProgram(bool pe64, pe_test::Layout* layout = nullptr) {
     std::vector<pe_test::Resource> resources;
-    for (const IconSpec& icon : kIcons) resources.push_back({std::uint16_t{3}, icon.id, 0, StoredImage(icon)});
-    for (const GroupSpec& group : kGroups) {
+    for (const StoredIcon& icon : kIcons) resources.push_back({std::uint16_t{3}, icon.id, 0, StoredImage(icon)});
+    for (const StoredGroup& group : kGroups) {
         std::vector<pe_test::GroupEntry> entries;
         for (const std::uint16_t id : group.icons) entries.push_back({id});
         resources.push_back({std::uint16_t{14}, group.name, group.language, pe_test::GroupData(entries)});
@@ -80,10 +80,10 @@ FormatKey KeyOf(const CKvIcon& icon) {
             QByteArray(reinterpret_cast<const char*>(dib.data()), static_cast<qsizetype>(dib.size()))};
 }
 // The formats a group of the test program must hold, in stored order.
-std::vector<FormatKey> ExpectedFormats(const GroupSpec& group) {
+std::vector<FormatKey> ExpectedFormats(const StoredGroup& group) {
     std::vector<FormatKey> keys;
     for (const std::uint16_t id : group.icons)
-        for (const IconSpec& icon : kIcons)
+        for (const StoredIcon& icon : kIcons)
             if (icon.id == id && icon.size != 0) keys.push_back(KeyOf(MakeFormat(icon.size, icon.bits)));
     return keys;
 }
@@ -209,7 +209,7 @@ void ExeDocTest::listsOpensAndCopiesTheGroups() {
 
     // A tile a group, named and counted as the command-line tool lists it; each opens as a new
     // project holding the formats listed for it and the pixels stored in the program.
-    const int groupOfSpec[] = {0, 1, 3, 4};  // the tiles' groups (group 2 is left out)
+    const int groupOfTile[] = {0, 1, 3, 4};  // the tiles' groups (group 2 is left out)
     const CExeTileModel& tiles = *frame->view->Model();
     QCOMPARE(tiles.rowCount(), static_cast<int>(cli.size()));
     for (int row = 0; row < tiles.rowCount(); ++row) {
@@ -224,7 +224,7 @@ void ExeDocTest::listsOpensAndCopiesTheGroups() {
         QVERIFY(project != nullptr);
         QCOMPARE(project->Title(), "tool.dll: " + name);
         QCOMPARE(FormatTexts(project->Doc()), formats);
-        QCOMPARE(FormatsOf(project->Doc()), ExpectedFormats(kGroups[static_cast<std::size_t>(groupOfSpec[row])]));
+        QCOMPARE(FormatsOf(project->Doc()), ExpectedFormats(kGroups[static_cast<std::size_t>(groupOfTile[row])]));
         QVERIFY(!project->IsModified());
     }
     // ExeDisplaySize 3 and ExeDisplayColor 3 show the 256-pixel format, scaled to the tile.
