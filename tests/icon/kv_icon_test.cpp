@@ -9,27 +9,15 @@
 #include "image/archive.h"
 #include "image/bytes.h"
 
+#include "icon/icon_test_support.h"
+
 namespace tellurine {
 namespace {
 
-struct Depth {
-    std::uint32_t colors;
-    bool alpha;
-    int bits;
-};
-const Depth kDepths[] = {{2, false, 1}, {16, false, 4}, {256, false, 8}, {0, false, 24}, {0, true, 32}};
-
-// The parts of an icon block, addressed by picture row (0 at the top).
-std::uint8_t* ColorRow(CKvIcon& icon, int y) {
-    IconImageLayout l;
-    EXPECT_TRUE(icon.GetLayout(l));
-    return icon.GetBlock().data() + l.pixelOffset + l.colorStride * (icon.Height() - 1 - y);
-}
-std::uint8_t* AndRow(CKvIcon& icon, int y) {
-    IconImageLayout l;
-    EXPECT_TRUE(icon.GetLayout(l));
-    return icon.GetBlock().data() + l.maskOffset + l.maskStride * (icon.Height() - 1 - y);
-}
+using test::AndRow;
+using test::ColorRow;
+using test::Depth;
+using test::kDepths;
 
 // A format filled with a recognisable picture: table colours distinct even at 5 bits per channel
 // (the nearest-colour search caches by 15-bit colour), varied pixels, some transparent pixels
@@ -67,7 +55,7 @@ std::vector<std::uint8_t> Store(const CKvIcon& icon) {
     return ar.TakeBytes();
 }
 
-TEST(KvIconFormat, BlockSizesFollowTheFormula) {
+TEST(KvIconFormat, BlockSizesFollowTheFormulaAndImpossibleFormatsLeaveTheImageEmpty) {
     CKvIcon icon;
     EXPECT_EQ(icon.PointX(), -1);
     EXPECT_EQ(icon.PointY(), -1);
@@ -75,20 +63,16 @@ TEST(KvIconFormat, BlockSizesFollowTheFormula) {
     ASSERT_EQ(icon.SetFormat(48, 48, 0, true), 1);
     EXPECT_EQ(icon.BlockSize(), 9640u);
     EXPECT_EQ(icon.BitsPerPixel(), 32);
-    ASSERT_EQ(icon.SetFormat(16, 16, 16, false), 1);
-    EXPECT_EQ(icon.BlockSize(), 296u);
-    EXPECT_EQ(icon.GetBlock().size(), 296u);
     ASSERT_EQ(icon.SetFormat(32, 32, 256, false), 1);
     EXPECT_EQ(icon.BlockSize(), 32u * (32 + 4) + 1024 + 40);
     ASSERT_EQ(icon.SetFormat(3, 1, 2, false), 1);
     EXPECT_EQ(icon.BlockSize(), 1u * (4 + 4) + 8 + 40);
     EXPECT_EQ(CKvIcon::FormatBits(24, false), 24);  // other counts are their own bit count
     EXPECT_EQ(CKvIcon::FormatBits(3, true), 3);
-}
 
-TEST(KvIconFormat, RefusesImpossibleFormatsAndLeavesTheImageEmpty) {
-    CKvIcon icon;
     ASSERT_EQ(icon.SetFormat(16, 16, 16, false), 1);
+    EXPECT_EQ(icon.BlockSize(), 296u);
+    EXPECT_EQ(icon.GetBlock().size(), 296u);
     EXPECT_EQ(icon.SetFormat(0, 16, 16, false), 0);
     EXPECT_TRUE(icon.IsEmpty());
     EXPECT_EQ(icon.Width(), 0u);
@@ -125,21 +109,19 @@ TEST(KvIconCopy, DuplicatesTheBlockAndCarriesFormatAttributesAndPoint) {
     EXPECT_EQ(Store(constructed), Store(source));
 }
 
-TEST(KvIconPalette, DisplayPaletteFollowsTheTable) {
-    CKvIcon truecolor;
-    ASSERT_EQ(truecolor.SetFormat(4, 4, 0, false), 1);
-    EXPECT_TRUE(truecolor.BuildDisplayPalette().empty());
+// The display palette is the table; only a 256-colour table is compared with the standard one.
+TEST(KvIconPalette, DisplayPaletteFollowsTheTableAndADifferentTableClearsTheStandardFlag) {
+    CKvIcon icon;
+    ASSERT_EQ(icon.SetFormat(4, 4, 0, false), 1);
+    EXPECT_TRUE(icon.BuildDisplayPalette().empty());
 
-    CKvIcon icon = MakePicture(kDepths[1]);
+    icon = MakePicture(kDepths[1]);
     const Palette p = icon.BuildDisplayPalette();
     ASSERT_EQ(p.size(), 16u);
     EXPECT_EQ(p.version, 0x300);
     EXPECT_EQ(p.entries[3], (PaletteEntry{252, 7, 24, 0}));
-    EXPECT_TRUE(icon.UsesStandardPalette());  // only a 256-colour table is compared
-}
+    EXPECT_TRUE(icon.UsesStandardPalette());
 
-TEST(KvIconPalette, DifferentTableClearsTheStandardFlag) {
-    CKvIcon icon;
     ASSERT_EQ(icon.SetFormat(4, 4, 256, false), 1);
     const auto& standard = StandardColors256();
     for (int i = 0; i < 256; ++i) {
@@ -206,7 +188,9 @@ TEST_P(KvIconDepth, DeviceBitmapsRoundTrip) {
 INSTANTIATE_TEST_SUITE_P(AllDepths, KvIconDepth, ::testing::ValuesIn(kDepths),
                          [](const auto& param) { return "Bits" + std::to_string(param.param.bits); });
 
-TEST(KvIconBitmaps, IndexedPixelsMapOntoTheCurrentTableWhenNoPaletteIsGiven) {
+// Without a palette, indexed pixels map onto the current table; a given palette is written to the
+// table. Bitmaps of another size, or an empty image, give nothing.
+TEST(KvIconBitmaps, IndexedPixelsMapOntoTheTableAndMismatchesAreRefused) {
     CKvIcon icon;
     ASSERT_EQ(icon.SetFormat(2, 1, 2, false), 1);
     std::uint8_t* table = icon.GetBlock().data() + kInfoHeaderSize;
@@ -218,25 +202,20 @@ TEST(KvIconBitmaps, IndexedPixelsMapOntoTheCurrentTableWhenNoPaletteIsGiven) {
     EXPECT_EQ(ReadIndex(ColorRow(icon, 0), 0, 1), 1);
     EXPECT_EQ(ReadIndex(ColorRow(icon, 0), 1, 1), 0);
     EXPECT_EQ(AndRow(icon, 0)[0], 0);
-}
 
-TEST(KvIconBitmaps, GivenPaletteIsWrittenToTheTable) {
-    CKvIcon icon;
     ASSERT_EQ(icon.SetFormat(1, 1, 16, false), 1);
     Palette palette;
     palette.entries = {{1, 2, 3, 0}, {200, 100, 50, 0}};
-    const DeviceBitmap color = DeviceBitmap::Create(1, 1, RGB(190, 110, 40));
-    const DeviceBitmap mask = DeviceBitmap::Create(1, 1, 0xFFFFFF);
-    ASSERT_EQ(icon.FromBitmaps(color, mask, &palette), 1);
+    ASSERT_EQ(icon.FromBitmaps(DeviceBitmap::Create(1, 1, RGB(190, 110, 40)), DeviceBitmap::Create(1, 1, 0xFFFFFF),
+                               &palette),
+              1);
     EXPECT_EQ(ReadIndex(ColorRow(icon, 0), 0, 4), 1);
     EXPECT_EQ(ReadIndex(AndRow(icon, 0), 0, 1), 1);
-    const Palette table = icon.BuildDisplayPalette();
-    EXPECT_EQ(table.entries[1], (PaletteEntry{200, 100, 50, 0}));
-    EXPECT_EQ(table.entries[2], PaletteEntry{});  // past the palette's end: black
-}
+    const Palette written = icon.BuildDisplayPalette();
+    EXPECT_EQ(written.entries[1], (PaletteEntry{200, 100, 50, 0}));
+    EXPECT_EQ(written.entries[2], PaletteEntry{});  // past the palette's end: black
 
-TEST(KvIconBitmaps, RefusesMismatchedBitmapsAndEmptyImages) {
-    CKvIcon icon = MakePicture(kDepths[3]);
+    icon = MakePicture(kDepths[3]);
     const std::vector<std::uint8_t> before = Store(icon);
     const DeviceBitmap small = DeviceBitmap::Create(4, 3), right = DeviceBitmap::Create(5, 3);
     EXPECT_EQ(icon.FromBitmaps(small, right, nullptr), 0);
@@ -262,18 +241,16 @@ std::vector<std::uint8_t> HeaderOnly(std::uint32_t size, std::int32_t w, std::in
     return bytes;
 }
 
-TEST(KvIconReadImage, DerivesTheFormatFromTheHeader) {
+TEST(KvIconReadImage, TakesTheFormatFromTheHeaderAndHostileInputLeavesTheImageAsItWas) {
     // 4 bits, colours used 0: 16 colours; 8 x 8 needs 8 x (4 + 4) + 64 + 40 bytes.
     const auto bytes = HeaderOnly(40, 8, 16, 4, 0, 8 * 8 + 64);
-    Archive in = Archive::ForLoading(bytes);
-    CKvIcon icon;
-    ASSERT_EQ(icon.ReadImage(in, 0, 0), 1);
-    EXPECT_EQ(icon.ColorCount(), 16u);
-    EXPECT_EQ(icon.Height(), 8u);
-    EXPECT_FALSE(icon.HasAlpha());
-}
+    Archive whole = Archive::ForLoading(bytes);
+    CKvIcon read;
+    ASSERT_EQ(read.ReadImage(whole, 0, 0), 1);
+    EXPECT_EQ(read.ColorCount(), 16u);
+    EXPECT_EQ(read.Height(), 8u);
+    EXPECT_FALSE(read.HasAlpha());
 
-TEST(KvIconReadImage, HostileInputFailsAndLeavesTheImageAsItWas) {
     const std::vector<std::vector<std::uint8_t>> inputs = {
         HeaderOnly(12, 8, 16, 4, 0, 200),                 // core header size
         HeaderOnly(40, 8, 16, 4, 0, 8 * 8 + 31),          // colour pixels one byte short
