@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "icon/icon_doc.h"
 #include "image/archive.h"
 
 #include "icon/icon_test_support.h"
@@ -41,7 +42,8 @@ CIconGroup GroupOf(const std::vector<CKvIcon>& formats, bool explorerOrder = fal
 }
 
 // Every addition sorts the group in the preference's order; the explorer order can also be asked
-// for afterwards. Equal formats keep the order they were added in (the tags show it).
+// for afterwards. Equal formats keep the order they were added in (the tags show it). A document
+// sorted in the order asked for comes out the same.
 TEST(IconGroupSort, DefaultAndExplorerOrdersAreStable) {
     struct Case {
         const char* name;
@@ -72,6 +74,10 @@ TEST(IconGroupSort, DefaultAndExplorerOrdersAreStable) {
         CIconGroup group = GroupOf(c.formats, c.explorerPreference);
         if (c.sortForExplorerAfter) group.SortFormats(true);
         EXPECT_EQ(Describe(group), c.expected) << c.name;
+        CIconDoc doc;
+        for (const CKvIcon& f : c.formats) doc.AddFormat(CKvIcon(f));
+        doc.SortFormats(c.explorerPreference || c.sortForExplorerAfter);
+        EXPECT_EQ(Describe(doc.BuildIconGroup()), c.expected) << c.name << ", document";
     }
 }
 
@@ -112,7 +118,8 @@ TEST(IconGroupFormats, DisplayOrderIsDeepestAndLargestFirst) {
     EXPECT_EQ(CIconGroup().LargestFormat(), nullptr);
 }
 
-TEST(IconGroupMatch, BestFormatTiesGoToTheEarliest) {
+// The distance is the two sides' plus twice the depth rank's; ties go to the earliest format.
+TEST(IconGroupMatch, BestFormatWeighsDepthTwiceAsMuchAsSizeAndTiesGoToTheEarliest) {
     EXPECT_EQ(CIconGroup().FindBestFormat(16, 48), -1);
     CIconGroup group = GroupOf({Format(16, 16, 0), Format(32, 32, 0)});
     EXPECT_EQ(group.FindBestFormat(24, 48), 0);  // equal distances; 32x32 is stored first
@@ -121,10 +128,8 @@ TEST(IconGroupMatch, BestFormatTiesGoToTheEarliest) {
     EXPECT_EQ(group.FindBestFormat(24, 48), 0);  // now 16x16 is first
     EXPECT_EQ(group.FormatAt(0)->Width(), 16u);
     EXPECT_EQ(group.FindBestFormat(30, 48), 1);
-}
 
-TEST(IconGroupMatch, DepthWeighsTwiceAsMuchAsSize) {
-    CIconGroup group = GroupOf({Format(32, 32, 2), Format(32, 32, 16), Format(16, 16, 0, true)});
+    group = GroupOf({Format(32, 32, 2), Format(32, 32, 16), Format(16, 16, 0, true)});
     // 32 bits wanted at 32: 16x16 alpha is 32, the 16-colour 32x32 is 96 away.
     EXPECT_EQ(group.FindBestFormat(32, 64), 2);
     EXPECT_EQ(group.FindBestDisplayFormat(1, 0, 1.0), 0);  // rank 1 is nearest the 2-colour format
@@ -151,7 +156,7 @@ std::vector<std::uint8_t> Archived(CIconGroup& group) {
     return ar.TakeBytes();
 }
 
-TEST(IconGroupArchive, RoundTripsEveryFormat) {
+TEST(IconGroupArchive, RoundTripsEveryFormatAndSkipsEmptyEntries) {
     CIconGroup group = GroupOf({Format(16, 16, 16), Format(48, 48, 0, true)});
     const std::vector<std::uint8_t> bytes = Archived(group);
     ASSERT_EQ(bytes.size(), 2 + 4 + 296 + 4 + 9640u);
@@ -162,17 +167,16 @@ TEST(IconGroupArchive, RoundTripsEveryFormat) {
     ASSERT_TRUE(loaded.Serialize(in));
     EXPECT_EQ(Describe(loaded), Describe(group));
     EXPECT_EQ(Archived(loaded), bytes);
-}
 
-TEST(IconGroupArchive, EmptyEntryReadsBackOneShorter) {
-    CIconGroup group = GroupOf({Format(16, 16, 16), CKvIcon(), Format(32, 32, 2)});
-    std::vector<std::uint8_t> bytes = Archived(group);
-    EXPECT_EQ(bytes[0], 3);
-    bytes[2] = 1;  // the stored size does not bound the read
-    Archive in = Archive::ForLoading(bytes);
-    CIconGroup loaded;
-    ASSERT_TRUE(loaded.Serialize(in));
-    EXPECT_EQ(loaded.FormatCount(), 2);
+    // An empty entry reads back one shorter.
+    group = GroupOf({Format(16, 16, 16), CKvIcon(), Format(32, 32, 2)});
+    std::vector<std::uint8_t> withEmpty = Archived(group);
+    EXPECT_EQ(withEmpty[0], 3);
+    withEmpty[2] = 1;  // the stored size does not bound the read
+    Archive again = Archive::ForLoading(withEmpty);
+    CIconGroup skipped;
+    ASSERT_TRUE(skipped.Serialize(again));
+    EXPECT_EQ(skipped.FormatCount(), 2);
 }
 
 TEST(IconGroupArchive, ShortOrBadDataFailsAndChangesNothing) {
