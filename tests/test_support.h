@@ -60,6 +60,13 @@ inline void SetTableEntry(Block& b, int i, std::uint8_t red, std::uint8_t green,
 // Blue, green, red, alpha.
 using Px = std::array<std::uint8_t, 4>;
 
+// The sides of a rectangle (left, top, right, bottom), to compare all four in one assertion.
+using Sides = std::array<int, 4>;
+template <typename Rect>
+Sides SidesOf(const Rect& r) {
+    return {r.left, r.top, r.right, r.bottom};
+}
+
 // A packed bitmap whose pixel at column x of stored row y (0 = bottom) is f(x, y); at 24 bits
 // the alpha is dropped, at 8 bits the blue byte is the index.
 inline Block MakeDib(std::int32_t w, std::int32_t h, int bits, const std::function<Px(int, int)>& f) {
