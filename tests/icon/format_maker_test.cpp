@@ -8,6 +8,7 @@
 #include <tuple>
 
 #include "icon/format_edit.h"
+#include "image/bytes.h"
 #include "image/dib_block.h"
 #include "image/raster.h"
 #include "imaging/filters.h"
@@ -175,6 +176,25 @@ std::vector<std::uint8_t> PixelsOf(const Block& dib) {
     return {dib.data() + l->pixelOffset, dib.data() + dib.size()};
 }
 std::vector<std::uint8_t> PixelsOf(const CKvIcon& icon) { return PixelsOf(icon.To32BitDib()); }
+
+// A new format: every pixel transparent, the standard palette of its depth, and "colours
+// important" 0, as readers expect.
+TEST(MakeFormat, BlankFormatsAreTransparentOnTheStandardPalette) {
+    CKvIcon blank;
+    for (const int bits : {1, 4, 8, 24, 32}) {
+        ASSERT_TRUE(MakeBlankFormat(16, 16, bits, blank));
+        EXPECT_EQ(blank.BitsPerPixel(), bits);
+        EXPECT_EQ(LoadU32(blank.GetBlock().data() + 36), 0u) << bits;
+        DeviceBitmap colour, mask;
+        ASSERT_TRUE(blank.ToBitmaps(colour, mask, nullptr));
+        EXPECT_EQ(mask, DeviceBitmap::Create(16, 16, bits == 32 ? 0 : 0xFFFFFF)) << bits;
+    }
+    ASSERT_TRUE(MakeBlankFormat(16, 16, 8, blank));
+    EXPECT_EQ(blank.BuildDisplayPalette().entries[9], (PaletteEntry{255, 0, 0, 0}));  // not black
+    ASSERT_TRUE(MakeBlankFormat(16, 16, 4, blank));
+    EXPECT_EQ(blank.BuildDisplayPalette().entries[9], (PaletteEntry{255, 0, 0, 0}));
+    EXPECT_FALSE(MakeBlankFormat(16, 16, 16, blank));
+}
 
 TEST(MakeFormat, ResizeFilterRunsOnlyWhileCreatingAndOnlyWhenTheSizeChanges) {
     const Block source = Disc(48, 48);
