@@ -3,8 +3,13 @@
 
 #include <gtest/gtest.h>
 
+#include "test_support.h"
+
 namespace tellurine::editor {
 namespace {
+
+using test::Sides;
+using test::SidesOf;
 
 // A 6 x 6 format without alpha whose pixel (x, y) holds the colour x + 16 y + 1.
 FormatState Numbered(bool alpha = false) {
@@ -21,15 +26,13 @@ FormatState Numbered(bool alpha = false) {
 TEST(Selection, MovingLeavesTransparencyAndDroppingLaysThePixels) {
     FormatState f = Numbered();
     SelectRectangle(f, 3, 2, 1, 1);  // corners in any order, clipped
-    EXPECT_EQ(f.selection.left, 1);
-    EXPECT_EQ(f.selection.bottom, 2);
+    EXPECT_EQ(SidesOf(f.selection), (Sides{1, 1, 3, 2}));
     EXPECT_TRUE(SelectionContains(f, 3, 2));
     EXPECT_FALSE(SelectionContains(f, 4, 2));
     MoveSelection(f, 2, 3, false);
     ASSERT_TRUE(f.floatingColor.has_value());
     EXPECT_EQ(ReadPixel(f, 1, 1), kTransparentColour);  // what was under it is cleared
-    EXPECT_EQ(f.selection.left, 3);
-    EXPECT_EQ(f.selection.top, 4);
+    EXPECT_EQ(SidesOf(f.selection), (Sides{3, 4, 5, 5}));
     DropFloating(f, true);
     EXPECT_FALSE(f.floatingColor.has_value());
     EXPECT_EQ(f.color.GetPixel(3, 4), 1u + 16u + 1u);  // the old (1, 1)
@@ -107,8 +110,7 @@ TEST(Selection, TheSelectionToolDragsRectanglesAndMovesThem) {
     EXPECT_TRUE(f.selectionActive);
     EXPECT_EQ(tool->QueryCursor(f, 1, 1), ToolCursor::Move);  // inside the selection
     EXPECT_EQ(MakeTool(ToolKind::Pick)->QueryCursor(f, 1, 1), ToolCursor::Picker);
-    EXPECT_EQ(f.selection.right, 2);
-    EXPECT_EQ(f.selection.bottom, 3);
+    EXPECT_EQ(SidesOf(f.selection), (Sides{1, 1, 2, 3}));
     // A press inside picks it up; the drag carries it.
     tool->ButtonDown(f, colours, 1, 1, false);
     tool->PointerMove(f, colours, 4, 2);
@@ -148,14 +150,11 @@ TEST(Selection, HandlesResizeTheFrameWithoutPickingItUp) {
     tool->ButtonUp(f, colours, 4, 9);
     EXPECT_FALSE(f.floatingColor.has_value());
     EXPECT_EQ(f.color, before);
-    EXPECT_EQ(f.selection.left, 1);
-    EXPECT_EQ(f.selection.right, 4);
-    EXPECT_EQ(f.selection.bottom, 5);
+    EXPECT_EQ(SidesOf(f.selection), (Sides{1, 1, 4, 5}));
     tool->settings.resizeEdges = kEdgeLeft;  // dragged past the right edge, it turns over
     tool->ButtonDown(f, colours, 1, 2, false);
     tool->PointerMove(f, colours, 5, 2);
-    EXPECT_EQ(f.selection.Normalized().left, 4);
-    EXPECT_EQ(f.selection.Normalized().right, 5);
+    EXPECT_EQ(SidesOf(f.selection.Normalized()), (Sides{4, 1, 5, 5}));
     // A floating selection is not resized: the press carries it.
     tool->settings.resizeEdges = 0;
     tool->ButtonDown(f, colours, 4, 3, false);
