@@ -15,6 +15,8 @@
 #include "imaging/resample.h"
 #include "test_support.h"
 
+#include "icon/icon_test_support.h"
+
 namespace tellurine {
 namespace {
 
@@ -42,21 +44,18 @@ CDIB AsCdib(Block block) {
     return dib;
 }
 
-// The AND bit and the colour index (or the first colour byte) of a pixel, stored row first.
+// The AND bit and the colour (from the table at 8 bits or fewer) of pixel (x, y), y from the top.
 struct StoredPixel {
     bool masked;
     std::uint8_t colour[4];
 };
-StoredPixel PixelOf(const CKvIcon& icon, int x, int stored) {
+StoredPixel PixelOf(const CKvIcon& icon, int x, int y) {
     IconImageLayout l;
     EXPECT_TRUE(icon.GetLayout(l));
-    const std::uint8_t* base = icon.GetBlock().data();
-    StoredPixel p{};
-    p.masked = ReadIndex(base + l.maskOffset + l.maskStride * stored, x, 1) != 0;
-    const std::uint8_t* row = base + l.pixelOffset + l.colorStride * stored;
+    const std::uint8_t* row = test::ColorRow(icon, y);
+    StoredPixel p{test::AndBit(icon, x, y) != 0, {}};
     if (l.bits <= 8) {
-        const std::uint8_t index = ReadIndex(row, x, l.bits);
-        std::memcpy(p.colour, base + l.tableOffset + 4 * index, 4);
+        std::memcpy(p.colour, icon.GetBlock().data() + l.tableOffset + 4 * ReadIndex(row, x, l.bits), 4);
     } else {
         std::memcpy(p.colour, row + x * (l.bits / 8), l.bits / 8);
     }
@@ -90,8 +89,8 @@ TEST(MakeIconProject, MakesEverySizeAtEveryDepthCentredAndSorted) {
         // Every depth: the top and bottom bands (outside the 80-pixel-high picture) and the corners
         // are transparent; the disc's centre is opaque and keeps its red.
         const int size = f.Width();
-        for (const int stored : {0, size - 1}) {
-            const StoredPixel p = PixelOf(f.Icon(), size / 2, stored);
+        for (const int y : {0, size - 1}) {
+            const StoredPixel p = PixelOf(f.Icon(), size / 2, y);
             EXPECT_TRUE(p.masked) << f.BitCount() << " bpp " << size;
             if (f.BitCount() != 32) {
                 EXPECT_EQ(p.colour[0] | p.colour[1] | p.colour[2], 0) << "masked pixels hold black";
