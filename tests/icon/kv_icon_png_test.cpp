@@ -38,7 +38,9 @@ std::vector<std::uint8_t> PngOf(const Block& dib) {
 using test::AndBit;
 
 // Bytes of the colour pixel (x, y), y from the top.
-const std::uint8_t* Pixel(const CKvIcon& icon, int x, int y) { return test::ColorRow(icon, y) + x * (icon.BitsPerPixel() / 8); }
+const std::uint8_t* Pixel(const CKvIcon& icon, int x, int y) {
+    return test::ColorRow(icon, y) + x * (icon.BitsPerPixel() / 8);
+}
 
 // A w x h picture that fits every depth: two colours, and alpha 0 (over a colour that is
 // neither) on the stripes where (x + y) % 4 == 0.

@@ -206,9 +206,8 @@ TEST(KvIconBitmaps, IndexedPixelsMapOntoTheTableAndMismatchesAreRefused) {
     ASSERT_EQ(icon.SetFormat(1, 1, 16, false), 1);
     Palette palette;
     palette.entries = {{1, 2, 3, 0}, {200, 100, 50, 0}};
-    ASSERT_EQ(icon.FromBitmaps(DeviceBitmap::Create(1, 1, RGB(190, 110, 40)), DeviceBitmap::Create(1, 1, 0xFFFFFF),
-                               &palette),
-              1);
+    const DeviceBitmap brown = DeviceBitmap::Create(1, 1, RGB(190, 110, 40)), white = DeviceBitmap::Create(1, 1, 0xFFFFFF);
+    ASSERT_EQ(icon.FromBitmaps(brown, white, &palette), 1);
     EXPECT_EQ(ReadIndex(ColorRow(icon, 0), 0, 4), 1);
     EXPECT_EQ(ReadIndex(AndRow(icon, 0), 0, 1), 1);
     const Palette written = icon.BuildDisplayPalette();
