@@ -35,21 +35,6 @@ CanvasRect CDrawTool::Apply(FormatState& format) {
     return PaintNew(format, c);
 }
 
-CanvasRect CDrawTool::ApplyAtZoom(FormatState& format, int zoom) {
-    zoom = std::max(1, zoom);
-    Coverage zoomed(format.Width() * zoom, format.Height() * zoom);
-    DrawShape(zoomed, zoom);
-    Coverage c(format.Width(), format.Height());
-    const CanvasRect r = zoomed.Bounds();
-    for (int y = r.top; y < r.bottom; ++y)
-        for (int x = r.left; x < r.right; ++x)
-            if (zoomed.At(x, y)) c.Set(x / zoom, y / zoom);
-    Smooth(format, c);
-    // Drawn whole, as the stroke stands, whatever the stroke has already painted.
-    const StrokePaint paint{colour_, opacity_, otherColour_, otherOpacity_, settings.gradient, c.Bounds()};
-    return ApplyPaint(format, c, paint, settings.screenBits);
-}
-
 ToolResult CDrawTool::ButtonUp(FormatState&, ColourSelection&, int, int) {
     stroke_.reset();
     return {};

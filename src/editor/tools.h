@@ -55,9 +55,6 @@ public:
     virtual void DrawShape(Coverage& coverage, int scale) const;
     // Draws the shape at the format's size and applies the stroke's colour through it.
     CanvasRect Apply(FormatState& format);
-    // The shape drawn at `zoom` times the format's size (as screen feedback is) and applied whole:
-    // a format pixel is covered when any of its zoom x zoom pixels is.
-    CanvasRect ApplyAtZoom(FormatState& format, int zoom);
 
     // A right-button stroke draws with the background colour and opacity.
     virtual ToolResult ButtonDown(FormatState& format, ColourSelection& colours, int x, int y, bool right) = 0;
