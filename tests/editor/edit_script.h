@@ -133,9 +133,6 @@ public:
         return UndoEverything(failure);
     }
 
-    CIconDoc& Doc() { return doc_; }
-    EditSession& Session() { return session_; }
-
 private:
     static bool Fail(std::string& failure, const std::string& what) {
         failure = what;
