@@ -352,6 +352,8 @@ void DocumentsTest::modifiedProjectsAskToBeSavedOnCloseAndExit() {
     const CIconObject* added = project->Doc().GetFormat(2);
     QCOMPARE(added->Width(), 24);
     QCOMPARE(added->BitCount(), 8);
+    // It is the current format's picture at the new size, not a blank one.
+    QVERIFY(ImageFromIcon(added->Icon()).pixelColor(12, 12).alpha() > 0);
     QVERIFY(project->IsModified());
     QVERIFY(frame->ActiveChild()->isWindowModified());
     QVERIFY(frame->Action("file.save")->isEnabled());

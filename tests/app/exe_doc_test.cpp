@@ -344,6 +344,12 @@ void ExeDocTest::savesGroupsAsIcoFiles() {
     s.app->MainFrame()->Action("program.saveIco")->trigger();
     QCOMPARE(s.prompts->questions.size(), std::size_t{2});
     QCOMPARE(ReadAll(one), ReadAll(s.Path("single.ico")));
+    // Into a folder that is not there: the message names the file, then the reason.
+    const QString nowhere = s.Path("missing/x.ico");
+    s.prompts->saveNames = {nowhere};
+    s.app->MainFrame()->Action("program.saveIco")->trigger();
+    QVERIFY(s.prompts->messages.back().text.startsWith(QString(text::kSaveFailed).arg(QDir::toNativeSeparators(nowhere), "")));
+    s.prompts->messages.clear();
 
     // A folder that is not there: one message naming what failed, nothing left behind.
     QVERIFY(QDir(out).removeRecursively());

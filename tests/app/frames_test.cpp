@@ -23,6 +23,7 @@
 #include "app/shell/main_frame.h"
 #include "app/shell/prefs_dialog.h"
 #include "app_test_support.h"
+#include "shell/texts.h"
 
 using namespace tellurine;
 using namespace tellurine::app;
@@ -166,12 +167,19 @@ void FramesTest::mainWindowShowsTheCanvasTitlePointerAndProperties() {
     QVERIFY(!main->Action("view.zoomIn")->isEnabled());
     QVERIFY(main->Action("view.zoomOut")->isEnabled());
     QVERIFY(main->ActiveChild()->windowTitle().endsWith("Zoom 3000 %"));
+    // The window's title follows the format shown.
+    const QString zoomedTitle = main->ActiveChild()->windowTitle();
+    frame->formatBar->SetCurrentFormat(1 - frame->CurrentFormat());
+    QVERIFY(main->ActiveChild()->windowTitle() != zoomedTitle);
+    QVERIFY(main->ActiveChild()->windowTitle().endsWith(view->CanvasTitle()));
+    frame->formatBar->SetCurrentFormat(1 - frame->CurrentFormat());
 
     // Enter asks for the format's properties; the compressed flag can be changed there.
     const int current = frame->CurrentFormat();
     const bool compressed = project->Doc().GetFormat(current)->Icon().IsCompressed();
     s.prompts->dialogActions.push_back(Accept<CDialFormatProperties>([&](CDialFormatProperties& d) {
         QVERIFY(d.sizeLabel->text().contains(" x "));
+        QCOMPARE(d.windowTitle(), QString(text::kPropertiesTitle));
         d.compressedCheck->setChecked(!compressed);
     }));
     view->setFocus();
