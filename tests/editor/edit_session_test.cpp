@@ -124,7 +124,8 @@ TEST(EditSession, CancelledStrokesLeaveNoTrace) {
     session.Move(20, 20);
     EXPECT_NE(session.State(0)->color, before.color);  // the shape shows while it is dragged
     const ToolResult cancelled = session.CancelStroke();
-    EXPECT_EQ(cancelled.changed.Width(), 32);
+    EXPECT_EQ(cancelled.changed.Width(), 32);  // the whole format is shown again
+    EXPECT_EQ(cancelled.changed.Height(), 32);
     EXPECT_FALSE(session.Stroking());
     EXPECT_EQ(session.State(0)->color, before.color);
     EXPECT_TRUE(session.Release(20, 20).changed.IsEmpty());  // the release after Esc does nothing

@@ -259,6 +259,23 @@ TEST(Png, DamagedOrLyingStreamsAreRefused) {
     EXPECT_EQ(w, 20000);
     EXPECT_TRUE(DecodePng(lying, 32).empty());
     EXPECT_FALSE(IsPngStream(std::vector<std::uint8_t>{0x89, 'P', 'N', 'G'}));
+
+    // A row whose filter type is past the five there are.
+    std::vector<std::uint8_t> ours;
+    ASSERT_TRUE(EncodePng(test::MakeDib(3, 2, 32, [](int x, int) { return test::Px{static_cast<std::uint8_t>(x), 1, 9, 255}; }), ours, 6));
+    auto chunks = Chunks(ours);
+    for (auto& [type, data] : chunks) {
+        if (type != "IDAT") continue;
+        std::vector<std::uint8_t> rows(2 * (1 + 3 * 4));
+        uLongf size = static_cast<uLongf>(rows.size());
+        ASSERT_EQ(uncompress(rows.data(), &size, data.data(), static_cast<uLong>(data.size())), Z_OK);
+        rows[1 + 3 * 4] = 5;  // the second row's filter
+        data.resize(compressBound(size));
+        uLongf packed = static_cast<uLongf>(data.size());
+        ASSERT_EQ(compress(data.data(), &packed, rows.data(), size), Z_OK);
+        data.resize(packed);
+    }
+    EXPECT_TRUE(DecodePng(Assemble(chunks), 32).empty());
 }
 
 }  // namespace
