@@ -2,7 +2,6 @@
 #include "formats/icon_project.h"
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -11,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "formats/format_test_support.h"
 #include "formats/png_test_writer.h"
 #include "image/bytes.h"
 #include "image/dib_block.h"
@@ -18,45 +18,15 @@
 namespace tellurine {
 namespace {
 
+using format_test::MakeIcon;
+using format_test::PictureOf;
+
 struct Depth {
     std::uint32_t colors;
     bool alpha;
     bool png;
     int bits;
 };
-
-// A format filled from a seed: table, colour pixels and AND mask all vary; a 32-bit format has
-// alpha 0 exactly where the AND bit is set (what a PNG image reads back as).
-CKvIcon MakeIcon(int w, int h, std::uint32_t colors, bool alpha, std::uint32_t seed, bool png = false) {
-    CKvIcon icon;
-    EXPECT_EQ(icon.SetFormat(w, h, colors, alpha), 1);
-    IconImageLayout l;
-    EXPECT_TRUE(icon.GetLayout(l));
-    std::uint8_t* base = icon.GetBlock().data();
-    std::uint32_t state = seed * 2654435761u + 1;
-    auto next = [&state] {
-        state = state * 1103515245u + 12345u;
-        return static_cast<std::uint8_t>(state >> 16);
-    };
-    for (std::uint32_t i = 0; i < colors * 4; ++i) base[l.tableOffset + i] = (i % 4 == 3) ? 0 : next();
-    for (int row = 0; row < h; ++row) {
-        std::uint8_t* c = base + l.pixelOffset + l.colorStride * static_cast<std::size_t>(row);
-        std::uint8_t* m = base + l.maskOffset + l.maskStride * static_cast<std::size_t>(row);
-        for (int x = 0; x < w; ++x) {
-            const bool clear = next() % 5 == 0;
-            if (clear) WriteIndex(m, x, 1, 1);
-            if (l.bits <= 8) {
-                WriteIndex(c, x, l.bits, next());
-            } else {
-                const int bytes = l.bits / 8;
-                for (int k = 0; k < 3; ++k) c[x * bytes + k] = next();
-                if (bytes == 4) c[x * 4 + 3] = clear ? 0 : static_cast<std::uint8_t>(next() | 1);
-            }
-        }
-    }
-    icon.SetCompressed(png);
-    return icon;
-}
 
 std::vector<std::uint8_t> Write(CIconDoc& doc, bool explorer = false) {
     std::vector<std::uint8_t> out;
@@ -142,28 +112,40 @@ INSTANTIATE_TEST_SUITE_P(DepthsAndSizes, IcoRoundTrip, ::testing::ValuesIn(Round
                                     std::to_string(r.width) + "x" + std::to_string(r.height);
                          });
 
+// Images follow the directory in the save order, each at its entry's offset, and equal formats
+// keep their order; saving again, or saving what was read, gives the same bytes.
 TEST(IcoWrite, ImagesFollowEachOtherInSortedOrder) {
     CIconDoc doc;
     doc.AddFormat(MakeIcon(32, 32, 0, true, 1, true));
     doc.AddFormat(MakeIcon(16, 16, 2, false, 2));
     doc.AddFormat(MakeIcon(48, 48, 256, false, 3));
     doc.AddFormat(MakeIcon(16, 16, 0, false, 4));
+    doc.AddFormat(MakeIcon(48, 48, 256, false, 5));  // compares equal to the third
     const std::vector<std::uint8_t> file = Write(doc);
-    ASSERT_EQ(LoadU16(file.data() + 4), 4);
-    const int bits[] = {1, 8, 24, 32};
+    ASSERT_EQ(LoadU16(file.data() + 4), 5);
+    const int bits[] = {1, 8, 8, 24, 32};
     // The file is in the save order; the document keeps the order the user sees.
-    const int documentIndex[] = {1, 2, 3, 0};
-    const int documentBits[] = {32, 1, 8, 24};
-    for (int i = 0; i < 4; ++i) EXPECT_EQ(doc.GetFormat(i)->BitCount(), documentBits[i]);
-    std::uint32_t offset = 6 + 4 * 16;
-    for (int i = 0; i < 4; ++i) {
+    const int documentIndex[] = {1, 2, 4, 3, 0};
+    const int documentBits[] = {32, 1, 8, 24, 8};
+    for (int i = 0; i < 5; ++i) EXPECT_EQ(doc.GetFormat(i)->BitCount(), documentBits[i]);
+    std::uint32_t offset = 6 + 5 * 16;
+    for (int i = 0; i < 5; ++i) {
         EXPECT_EQ(LoadU16(Entry(file, i) + 6), bits[i]);
         EXPECT_EQ(LoadU32(Entry(file, i) + 12), offset);
-        EXPECT_EQ(LoadU32(Entry(file, i) + 8),
-                  i < 3 ? doc.GetFormat(documentIndex[i])->Icon().BlockSize() : file.size() - offset);
+        if (i < 4) {  // a bitmap image is its block
+            const std::vector<std::uint8_t> block = BlockBytes(doc.GetFormat(documentIndex[i])->Icon());
+            EXPECT_EQ(LoadU32(Entry(file, i) + 8), block.size());
+            EXPECT_TRUE(std::equal(block.begin(), block.end(), file.begin() + offset)) << i;
+        } else {
+            EXPECT_EQ(LoadU32(Entry(file, i) + 8), file.size() - offset);
+        }
         offset += LoadU32(Entry(file, i) + 8);
     }
     EXPECT_EQ(offset, file.size());
+    EXPECT_EQ(Write(doc), file);
+    CIconDoc back;
+    ASSERT_TRUE(ReadIconFile(file, back));
+    EXPECT_EQ(Write(back), file);
 
     // The explorer-compatible order puts the 32-bit format last and the rest by width.
     const std::vector<std::uint8_t> explorer = Write(doc, true);
@@ -171,23 +153,7 @@ TEST(IcoWrite, ImagesFollowEachOtherInSortedOrder) {
     EXPECT_EQ(LoadU16(Entry(explorer, 0) + 6), 1);
     EXPECT_EQ(LoadU16(Entry(explorer, 1) + 6), 24);
     EXPECT_EQ(Entry(explorer, 2)[0], 48);
-    EXPECT_EQ(LoadU16(Entry(explorer, 3) + 6), 32);
-}
-
-TEST(IcoWrite, SavingTwiceGivesTheSameBytesAndEqualFormatsKeepTheirOrder) {
-    CIconDoc doc;
-    doc.AddFormat(MakeIcon(32, 32, 256, false, 10));
-    doc.AddFormat(MakeIcon(16, 16, 0, true, 11, true));
-    doc.AddFormat(MakeIcon(32, 32, 256, false, 12));  // compares equal to the first
-    const CKvIcon first = doc.GetFormat(0)->Icon();
-    const std::vector<std::uint8_t> once = Write(doc);
-    EXPECT_EQ(Write(doc), once);
-
-    CIconDoc back;
-    ASSERT_TRUE(ReadIconFile(once, back));
-    ASSERT_EQ(back.GetFormatCount(), 3);
-    EXPECT_EQ(BlockBytes(back.GetFormat(0)->Icon()), BlockBytes(first));
-    EXPECT_EQ(Write(back), once);
+    EXPECT_EQ(LoadU16(Entry(explorer, 4) + 6), 32);
 }
 
 // An empty document, or one with a format that has no image, writes nothing: the output left
@@ -294,20 +260,6 @@ std::vector<std::uint8_t> OneImageFile(const std::vector<std::uint8_t>& image, s
     StoreU32(file.data() + 6 + 8, static_cast<std::uint32_t>(image.size()));
     StoreU32(file.data() + 6 + 12, 22);
     return file;
-}
-
-// The picture an icon image shows, top row first, as RGBA.
-Picture PictureOf(const CKvIcon& icon) {
-    const Block dib = icon.To32BitDib();
-    const auto l = GetDibLayout(dib);
-    Picture out;
-    if (!l) return out;
-    for (int y = l->height - 1; y >= 0; --y)
-        for (int x = 0; x < l->width; ++x) {
-            const std::uint8_t* p = dib.data() + l->RowOffset(y) + 4 * static_cast<std::size_t>(x);
-            out.push_back({p[2], p[1], p[0], p[3]});
-        }
-    return out;
 }
 
 struct PngUnderDepth {
@@ -547,18 +499,12 @@ TEST(IcoHostileSweep, EveryTruncationFailsButInTheLastMask) {
 
 class IcoFiles : public ::testing::Test {
 protected:
-    void SetUp() override {
-        dir_ = std::filesystem::temp_directory_path() /
-               ("tellurine_ico_" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()) + "_" +
-                ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        std::filesystem::remove_all(dir_);
-        std::filesystem::create_directories(dir_);
-    }
-    void TearDown() override { std::filesystem::remove_all(dir_); }
-    std::filesystem::path dir_;
+    format_test::ScratchDir dir_;
 };
 
-TEST_F(IcoFiles, SaveThenLoad) {
+// A project saved to a file loads back in the save order; a failed save leaves the old file alone,
+// and a failed load (not an icon, no file) gives an error and an empty document.
+TEST_F(IcoFiles, SaveLoadAndTheirFailures) {
     CIconDoc doc;
     doc.AddFormat(MakeIcon(48, 48, 0, true, 5));
     doc.AddFormat(MakeIcon(256, 256, 0, true, 6, true));
@@ -574,40 +520,25 @@ TEST_F(IcoFiles, SaveThenLoad) {
     EXPECT_EQ(doc.GetFormat(0)->Width(), 48);    // the project keeps its own
     EXPECT_TRUE(back.GetFormat(0)->Icon().IsCompressed());
     for (int i = 0; i < 2; ++i) EXPECT_EQ(BlockBytes(back.GetFormat(i)->Icon()), BlockBytes(doc.GetFormat(1 - i)->Icon()));
-}
-
-TEST_F(IcoFiles, FailuresLeaveFilesAndDocumentsClean) {
-    const std::string path = (dir_ / "keep.ico").string();
-    const std::vector<std::uint8_t> old = TwoFormatFile();
-    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(old.data()), static_cast<std::streamsize>(old.size()));
 
     CIconDoc empty;
-    std::string error;
+    error.clear();
     EXPECT_FALSE(SaveIconProject(path, empty, false, error));
     EXPECT_FALSE(error.empty());
-    CIconDoc doc;
-    ASSERT_TRUE(LoadIconFile(path, doc, error));
-    EXPECT_EQ(doc.GetFormatCount(), 2);  // the old file is intact
+    ASSERT_TRUE(LoadIconFile(path, back, error));
+    EXPECT_EQ(back.GetFormatCount(), 2);  // the old file is intact
 
-    // A file that is no icon, and one that is not there: an error, and the document emptied.
     std::ofstream(dir_ / "junk.ico", std::ios::binary) << "not an icon at all";
     for (const char* name : {"junk.ico", "missing.ico"}) {
-        doc.AddFormat(MakeIcon(16, 16, 2, false, 1));
+        back.AddFormat(MakeIcon(16, 16, 2, false, 1));
         error.clear();
-        EXPECT_FALSE(LoadIconFile((dir_ / name).string(), doc, error)) << name;
+        EXPECT_FALSE(LoadIconFile((dir_ / name).string(), back, error)) << name;
         EXPECT_FALSE(error.empty()) << name;
-        EXPECT_EQ(doc.GetFormatCount(), 0) << name;
+        EXPECT_EQ(back.GetFormatCount(), 0) << name;
     }
 }
 
 // --- Real files --------------------------------------------------------------------------------
-
-// The development corpus beside the checkout, or where TELLURINE_CORPUS_DIR points.
-std::filesystem::path CorpusDir() {
-    if (const char* dir = std::getenv("TELLURINE_CORPUS_DIR")) return dir;
-    return std::filesystem::path(__FILE__).parent_path().parent_path().parent_path().parent_path() / "shared" /
-           "corpus-dev";
-}
 
 // Pillow's picture of every image of an icon file, in directory order; false when Pillow is not
 // installed. Pillow sorts the directory, so the entries are handed to it again in file order.
@@ -629,12 +560,9 @@ bool PillowPictures(const std::filesystem::path& file, const std::filesystem::pa
     const std::filesystem::path script = work / "dump.py";
     std::ofstream(script) << kPillowDump;
     const std::string python = std::filesystem::exists("/usr/bin/python3") ? "/usr/bin/python3" : "python3";
-    FILE* pipe = popen((python + " '" + script.string() + "' '" + file.string() + "' 2>/dev/null").c_str(), "r");
-    if (pipe == nullptr) return false;
     std::string text;
-    char buffer[65536];
-    for (std::size_t got = 0; (got = fread(buffer, 1, sizeof buffer, pipe)) > 0;) text.append(buffer, got);
-    if (const int status = pclose(pipe); !WIFEXITED(status) || WEXITSTATUS(status) != 0) return false;
+    if (!format_test::RunCommand(python + " '" + script.string() + "' '" + file.string() + "' 2>/dev/null", text))
+        return false;
     std::istringstream lines(text);
     int w = 0, h = 0;
     std::string hex;
@@ -658,7 +586,7 @@ std::size_t ShownDifferences(const Picture& a, const Picture& b) {
 // fits 8 bits and one that fits 1 bit at 256 pixels, and a grey PNG. Each shows what Pillow shows,
 // and keeps every pixel through a save.
 TEST_F(IcoFiles, PngsUnderLowDepthsShowWhatPillowShowsAndSurviveASave) {
-    const std::filesystem::path dir = CorpusDir() / "ico";
+    const std::filesystem::path dir = format_test::CorpusDir() / "ico";
     if (!std::filesystem::is_directory(dir)) GTEST_SKIP() << "no corpus at " << dir;
     bool judged = true;
     for (const char* name : {"electron-builder__coverage_favicon@c02d0b03.ico", "gdk-pixbuf__test-images_reftests_bug785447.ico",
@@ -672,7 +600,7 @@ TEST_F(IcoFiles, PngsUnderLowDepthsShowWhatPillowShowsAndSurviveASave) {
         for (int i = 0; i < doc.GetFormatCount(); ++i) read.push_back(PictureOf(doc.GetFormat(i)->Icon()));
 
         std::vector<Picture> pillow;
-        if (PillowPictures(dir / name, dir_, pillow)) {
+        if (PillowPictures(dir / name, dir_.path(), pillow)) {
             ASSERT_EQ(pillow.size(), read.size());
             for (std::size_t i = 0; i < read.size(); ++i) EXPECT_EQ(ShownDifferences(read[i], pillow[i]), 0u) << "image " << i;
         } else {

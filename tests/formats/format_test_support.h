@@ -1,0 +1,162 @@
+// Helpers shared by the format tests: files and scratch folders, what a peer tool prints, the
+// development corpus, and icon images with varied contents in the forms the containers hold.
+#pragma once
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <span>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "formats/ico_file.h"
+#include "icon/kv_icon.h"
+#include "image/archive.h"
+#include "image/dib_block.h"
+
+namespace tellurine::format_test {
+
+using Bytes = std::vector<std::uint8_t>;
+using Rgba = std::array<std::uint8_t, 4>;  // red, green, blue, alpha
+
+inline Bytes ReadBytes(const std::filesystem::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    return Bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+}
+
+inline void WriteBytes(const std::filesystem::path& path, std::span<const std::uint8_t> bytes) {
+    std::ofstream(path, std::ios::binary)
+        .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+}
+
+// A folder of its own under the temporary directory, removed with what it holds at the end of the scope.
+class ScratchDir {
+public:
+    ScratchDir() {
+        static int made = 0;
+        path_ = std::filesystem::temp_directory_path() /
+                ("tellurine-formats-" + std::to_string(::getpid()) + "-" + std::to_string(++made));
+        std::filesystem::remove_all(path_);
+        std::filesystem::create_directories(path_);
+    }
+    ~ScratchDir() {
+        std::error_code ignored;
+        std::filesystem::remove_all(path_, ignored);
+    }
+    ScratchDir(const ScratchDir&) = delete;
+    ScratchDir& operator=(const ScratchDir&) = delete;
+    [[nodiscard]] const std::filesystem::path& path() const { return path_; }
+    std::filesystem::path operator/(const std::string& name) const { return path_ / name; }
+
+private:
+    std::filesystem::path path_;
+};
+
+// Runs a shell command; what it prints on its standard output goes to `out`. True when it exits with 0.
+inline bool RunCommand(const std::string& command, std::string& out) {
+    out.clear();
+    FILE* pipe = popen(command.c_str(), "r");
+    if (pipe == nullptr) return false;
+    char buffer[65536];
+    for (std::size_t got = 0; (got = fread(buffer, 1, sizeof buffer, pipe)) > 0;) out.append(buffer, got);
+    const int status = pclose(pipe);
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+// The development corpus beside the checkout, or where TELLURINE_CORPUS_DIR points.
+inline std::filesystem::path CorpusDir() {
+    if (const char* dir = std::getenv("TELLURINE_CORPUS_DIR")) return dir;
+    return std::filesystem::path(__FILE__).parent_path().parent_path().parent_path().parent_path() / "shared" /
+           "corpus-dev";
+}
+
+// The picture an image shows, top row first (alpha 0 where the AND bit is set below 32 bits).
+inline std::vector<Rgba> PictureOf(const CKvIcon& icon) {
+    const Block dib = icon.To32BitDib();
+    const auto l = GetDibLayout(dib);
+    std::vector<Rgba> out;
+    if (!l) return out;
+    for (int y = l->height - 1; y >= 0; --y)
+        for (int x = 0; x < l->width; ++x) {
+            const std::uint8_t* p = dib.data() + l->RowOffset(y) + 4 * static_cast<std::size_t>(x);
+            out.push_back({p[2], p[1], p[0], p[3]});
+        }
+    return out;
+}
+
+// A 32-bit format whose pixels a function gives, top row first.
+inline CKvIcon Icon32(int w, int h, const std::function<Rgba(int, int)>& pixel) {
+    Bytes rows(static_cast<std::size_t>(w) * static_cast<std::size_t>(h) * 4);
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+            const Rgba p = pixel(x, y);
+            std::uint8_t* d = rows.data() + (static_cast<std::size_t>(y) * static_cast<std::size_t>(w) + x) * 4;
+            d[0] = p[2], d[1] = p[1], d[2] = p[0], d[3] = p[3];
+        }
+    CKvIcon icon;
+    EXPECT_EQ(icon.FromBgraRows(w, h, rows.data()), 1);
+    return icon;
+}
+
+// A format filled from a seed: table, colour pixels and AND mask all vary; a 32-bit format has
+// alpha 0 exactly where the AND bit is set (what a PNG image reads back as).
+inline CKvIcon MakeIcon(int w, int h, std::uint32_t colors, bool alpha, std::uint32_t seed, bool png = false) {
+    CKvIcon icon;
+    EXPECT_EQ(icon.SetFormat(w, h, colors, alpha), 1);
+    IconImageLayout l;
+    EXPECT_TRUE(icon.GetLayout(l));
+    std::uint8_t* base = icon.GetBlock().data();
+    std::uint32_t state = seed * 2654435761u + 1;
+    auto next = [&state] {
+        state = state * 1103515245u + 12345u;
+        return static_cast<std::uint8_t>(state >> 16);
+    };
+    for (std::uint32_t i = 0; i < colors * 4; ++i) base[l.tableOffset + i] = (i % 4 == 3) ? 0 : next();
+    for (int row = 0; row < h; ++row) {
+        std::uint8_t* c = base + l.pixelOffset + l.colorStride * static_cast<std::size_t>(row);
+        std::uint8_t* m = base + l.maskOffset + l.maskStride * static_cast<std::size_t>(row);
+        for (int x = 0; x < w; ++x) {
+            const bool clear = next() % 5 == 0;
+            if (clear) WriteIndex(m, x, 1, 1);
+            if (l.bits <= 8) {
+                WriteIndex(c, x, l.bits, next());
+            } else {
+                const int bytes = l.bits / 8;
+                for (int k = 0; k < 3; ++k) c[x * bytes + k] = next();
+                if (bytes == 4) c[x * 4 + 3] = clear ? 0 : static_cast<std::uint8_t>(next() | 1);
+            }
+        }
+    }
+    icon.SetCompressed(png);
+    return icon;
+}
+
+// An image as an icon file or an icon resource holds it: a PNG stream when it is compressed,
+// else the bitmap form.
+inline Bytes ImageBytes(const CKvIcon& icon) {
+    Archive ar = Archive::ForStoring();
+    std::uint32_t written = 0;
+    EXPECT_EQ(icon.WriteImage(ar, written), 1);
+    return ar.TakeBytes();
+}
+
+// An icon file of these formats.
+inline Bytes IconFileOf(std::vector<CKvIcon> formats) {
+    CIconDoc doc;
+    for (CKvIcon& icon : formats) doc.AddFormat(std::move(icon));
+    Bytes out;
+    EXPECT_TRUE(WriteIconFile(doc, false, out));
+    return out;
+}
+
+}  // namespace tellurine::format_test
