@@ -15,6 +15,7 @@
 #include <tuple>
 #include <vector>
 
+#include "formats/format_test_support.h"
 #include "formats/icns_codec.h"
 #include "formats/icns_file.h"
 #include "formats/icon_project.h"
@@ -27,39 +28,10 @@
 namespace tellurine {
 namespace {
 
-using Bytes = std::vector<std::uint8_t>;
-struct Rgba {
-    std::uint8_t r, g, b, a;
-    bool operator==(const Rgba&) const = default;
-};
-
-// A 32-bit format whose pixels a function gives, top row first.
-CKvIcon MakeIcon32(int w, int h, const std::function<Rgba(int, int)>& pixel) {
-    Bytes rows(static_cast<std::size_t>(w) * h * 4);
-    for (int y = 0; y < h; ++y)
-        for (int x = 0; x < w; ++x) {
-            const Rgba p = pixel(x, y);
-            std::uint8_t* d = rows.data() + (static_cast<std::size_t>(y) * w + x) * 4;
-            d[0] = p.b, d[1] = p.g, d[2] = p.r, d[3] = p.a;
-        }
-    CKvIcon icon;
-    EXPECT_EQ(icon.FromBgraRows(w, h, rows.data()), 1);
-    return icon;
-}
-
-// The picture of any format as top-down RGBA (alpha 0 where the AND bit is set below 32 bits).
-std::vector<Rgba> Pixels(const CKvIcon& icon) {
-    const Block dib = icon.To32BitDib();
-    const auto layout = GetDibLayout(dib);
-    std::vector<Rgba> out;
-    if (!layout) return out;
-    for (int y = 0; y < layout->height; ++y)
-        for (int x = 0; x < layout->width; ++x) {
-            const std::uint8_t* p = dib.data() + layout->RowOffset(layout->height - 1 - y) + 4 * x;
-            out.push_back({p[2], p[1], p[0], p[3]});
-        }
-    return out;
-}
+using format_test::Bytes;
+using format_test::Icon32;
+using format_test::PictureOf;
+using format_test::Rgba;
 
 // An indexed format drawn from a system palette (index = f(x, y)), transparent where t(x, y).
 CKvIcon MakeIndexed(int w, int h, int depth, const std::function<int(int, int)>& index,
@@ -207,10 +179,10 @@ std::optional<Bytes> ElementData(const Bytes& family, const char* type) {
 
 // Pixels as they show: an indexed image keeps black under its mask.
 std::vector<Rgba> Shown(const CKvIcon& icon) {
-    std::vector<Rgba> pixels = Pixels(icon);
+    std::vector<Rgba> pixels = PictureOf(icon);
     if (!icon.HasAlpha())
         for (Rgba& p : pixels)
-            if (p.a == 0) p = {0, 0, 0, 0};
+            if (p[3] == 0) p = {0, 0, 0, 0};
     return pixels;
 }
 
@@ -225,13 +197,13 @@ TEST(IcnsFamily, EveryFormatKeepsItsElementThroughARoundTrip) {
         };
     };
     // One true-colour format of every size, then a second of each size that has a second element.
-    for (int size : {16, 32, 48, 64, 128, 256, 512, 1024}) doc.AddFormat(MakeIcon32(size, size, disc(size, 0)));
-    for (int size : {16, 32, 64, 128, 256, 512}) doc.AddFormat(MakeIcon32(size, size, disc(size, 9)));
+    for (int size : {16, 32, 48, 64, 128, 256, 512, 1024}) doc.AddFormat(Icon32(size, size, disc(size, 0)));
+    for (int size : {16, 32, 64, 128, 256, 512}) doc.AddFormat(Icon32(size, size, disc(size, 9)));
     const auto edge = [](int w) { return [w](int x, int y) { return x == 0 || y == 0 || x == w - 1; }; };
     for (int depth : {1, 4, 8})
         for (auto [w, h] : {std::pair{16, 16}, {32, 32}, {16, 12}, {48, 48}})
             doc.AddFormat(MakeIndexed(w, h, depth, [depth](int x, int y) { return (x * 3 + y) % (1 << depth); }, edge(w)));
-    doc.AddFormat(MakeIcon32(96, 96, disc(96, 0)));  // no element of that size
+    doc.AddFormat(Icon32(96, 96, disc(96, 0)));  // no element of that size
     const int kept = doc.GetFormatCount() - 1;
 
     std::vector<int> leftOut;
@@ -282,26 +254,6 @@ TEST(IcnsFamily, EveryFormatKeepsItsElementThroughARoundTrip) {
     for (int i = 0; i < read.GetFormatCount(); ++i) EXPECT_EQ(FormatSizeText(read, i).find('@'), std::string::npos);
 }
 
-TEST(IcnsFamily, LaterElementsAreRead) {
-    // "ic04": "ARGB" and four packed planes; "ic07": a PNG stream.
-    Bytes argb{'A', 'R', 'G', 'B'};
-    for (int v : {200, 10, 20, 30}) PackIcnsPlane(Bytes(256, static_cast<std::uint8_t>(v)), argb);
-    CIconDoc source;
-    source.AddFormat(MakeIcon32(1024, 1024, [](int x, int y) { return Rgba{std::uint8_t(x), std::uint8_t(y), 7, 255}; }));
-    Bytes big;
-    ASSERT_TRUE(WriteIcnsFamily(source, big));
-    const Bytes png(big.begin() + 16, big.end());  // the "ic10" element's stream
-
-    CIconGroup group;
-    ASSERT_TRUE(ReadIcnsFamily(Family({{"ic04", argb}, {"ic07", png}, {"TOC ", Bytes(8, 0)}, {"ic11", Bytes(20, 1)}}),
-                               group));
-    ASSERT_EQ(group.FormatCount(), 2);  // the "ic11" holds neither a PNG nor JPEG 2000 stream
-    EXPECT_EQ(group.FormatAt(0)->Width(), 16u);
-    EXPECT_EQ(Pixels(*group.FormatAt(0))[17], (Rgba{10, 20, 30, 200}));
-    EXPECT_EQ(group.FormatAt(1)->Width(), 1024u);  // the stream's own size, not the nominal 128
-    EXPECT_TRUE(group.FormatAt(1)->IsCompressed());
-}
-
 // ---- Elements beyond the classic forms ----
 
 // The picture the new forms are built from: every channel varies, the alpha through five levels
@@ -316,24 +268,24 @@ Bytes Unpacked(int size, std::uint8_t padding) {  // padding byte, red, green, b
     for (int y = 0; y < size; ++y)
         for (int x = 0; x < size; ++x) {
             const Rgba p = Picture(x, y);
-            out.insert(out.end(), {padding, p.r, p.g, p.b});
+            out.insert(out.end(), {padding, p[0], p[1], p[2]});
         }
     return out;
 }
-Bytes Channel(int size, std::uint8_t Rgba::*channel) {
+Bytes Channel(int size, int channel) {
     Bytes out;
     for (int y = 0; y < size; ++y)
-        for (int x = 0; x < size; ++x) out.push_back(Picture(x, y).*channel);
+        for (int x = 0; x < size; ++x) out.push_back(Picture(x, y)[static_cast<std::size_t>(channel)]);
     return out;
 }
 Bytes PackedRgb(int size) {
     Bytes out;
-    for (auto channel : {&Rgba::r, &Rgba::g, &Rgba::b}) PackIcnsPlane(Channel(size, channel), out);
+    for (int channel : {0, 1, 2}) PackIcnsPlane(Channel(size, channel), out);
     return out;
 }
 Bytes PngOf(int size) {
     Bytes out;
-    EXPECT_TRUE(EncodePng(MakeIcon32(size, size, Picture).To32BitDib(), out));
+    EXPECT_TRUE(EncodePng(Icon32(size, size, Picture).To32BitDib(), out));
     return out;
 }
 
@@ -342,19 +294,14 @@ Bytes PngOf(int size) {
 std::optional<std::vector<Rgba>> Icns2Png(const Bytes& family, int size) {
     static const bool installed = std::system("command -v icns2png >/dev/null 2>&1") == 0;
     if (!installed) return std::nullopt;
-    const std::filesystem::path dir = std::filesystem::temp_directory_path() / ("tellurine-icns2png-" + std::to_string(::getpid()));
-    std::filesystem::remove_all(dir);
-    std::filesystem::create_directories(dir);
-    std::ofstream(dir / "judge.icns", std::ios::binary).write(reinterpret_cast<const char*>(family.data()),
-                                                               static_cast<std::streamsize>(family.size()));
-    const std::string command = "cd '" + dir.string() + "' && icns2png -x judge.icns >/dev/null 2>&1";
+    const format_test::ScratchDir dir;
+    format_test::WriteBytes(dir / "judge.icns", family);
+    const std::string command = "cd '" + dir.path().string() + "' && icns2png -x judge.icns >/dev/null 2>&1";
     [[maybe_unused]] const int status = std::system(command.c_str());
-    std::ifstream in(dir / ("judge_" + std::to_string(size) + "x" + std::to_string(size) + "x32.png"), std::ios::binary);
-    const Bytes png((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    std::filesystem::remove_all(dir);
+    const Bytes png = format_test::ReadBytes(dir / ("judge_" + std::to_string(size) + "x" + std::to_string(size) + "x32.png"));
     CKvIcon icon;
     if (png.empty() || icon.ReadImage(png, static_cast<std::uint32_t>(png.size()), 32) == 0) return std::nullopt;
-    return Pixels(icon);
+    return PictureOf(icon);
 }
 
 // Indexed formats without a 1-bit format of their size keep their mask in the mask-only element,
@@ -373,7 +320,7 @@ TEST(IcnsFamily, IndexedMasksAddNoFormat) {
     for (const Case& c : cases) {
         CIconDoc doc;
         for (auto [size, depth] : c.formats)
-            doc.AddFormat(depth == 32 ? MakeIcon32(size, size, [](int x, int) { return Rgba{std::uint8_t(x), 0, 0, 255}; })
+            doc.AddFormat(depth == 32 ? Icon32(size, size, [](int x, int) { return Rgba{std::uint8_t(x), 0, 0, 255}; })
                                       : MakeIndexed(size, size, depth, [](int x, int) { return x % 2; }, corner));
         Bytes family;
         ASSERT_TRUE(WriteIcnsFamily(doc, family));
@@ -422,7 +369,7 @@ TEST(IcnsFamily, FormatsNotHeldAreNamed) {
 TEST(IcnsFamily, StreamsAreKeptAndEditsStayInTheirKind) {
     const Bytes png256 = PngOf(256);
     Bytes jp2;
-    ASSERT_TRUE(EncodeJpeg2000(MakeIcon32(512, 512, Picture).To32BitDib(), jp2, "peer"));
+    ASSERT_TRUE(EncodeJpeg2000(Icon32(512, 512, Picture).To32BitDib(), jp2, "peer"));
     const Bytes source = Family({{"ic09", jp2}, {"ic08", png256}, {"ic12", PngOf(64)}});
     CIconDoc doc;
     ASSERT_TRUE(ReadIcnsFile(source, doc));
@@ -445,7 +392,7 @@ TEST(IcnsFamily, StreamsAreKeptAndEditsStayInTheirKind) {
 
     // Chosen as 128 @2x, the 256 moves to "ic13"; a second 256 then takes "ic08".
     edited.SetMacElement({IcnsType("ic13"), true});
-    doc.AddFormat(MakeIcon32(256, 256, Picture));
+    doc.AddFormat(Icon32(256, 256, Picture));
     ASSERT_TRUE(WriteIcnsFamily(doc, out));
     EXPECT_EQ(ElementTypes(out), (std::vector<std::string>{"ic12", "ic08", "ic13", "ic09"}));
     EXPECT_EQ(FormatSizeText(doc, 1), "128 x 128 @2x");
@@ -487,13 +434,15 @@ struct Skip {
     bool operator==(const Skip&) const = default;
 };
 
-// "width x height x bits" of each image of a group, in element order.
+// "width x height x bits" of each image of a group, in element order, and "png" after one that a
+// Windows icon file would hold as a PNG stream.
 std::string Formats(const CIconGroup& group) {
     std::string out;
     for (int i = 0; i < group.FormatCount(); ++i) {
         const CKvIcon& f = *group.FormatAt(i);
         if (i != 0) out += ' ';
         out += std::to_string(f.Width()) + 'x' + std::to_string(f.Height()) + 'x' + std::to_string(f.BitsPerPixel());
+        if (f.IsCompressed()) out += "png";
     }
     return out;
 }
@@ -513,7 +462,9 @@ TEST(IcnsFamily, ElementsOpenOrAreSkippedWithTheirReason) {
     Bytes totalOverLimit = Family({{"ICN#", icn}});
     StoreBE32(totalOverLimit.data() + 4, kMaxIcnsLength + 1);
 
-    const Bytes s8mk = Channel(16, &Rgba::a), l8mk = Channel(32, &Rgba::a);
+    const Bytes s8mk = Channel(16, 3), l8mk = Channel(32, 3);
+    Bytes argb{'A', 'R', 'G', 'B'};
+    for (int channel : {3, 0, 1, 2}) PackIcnsPlane(Channel(16, channel), argb);
     Bytes it32Unpacked = Unpacked(128, 0);
     Bytes brokenPng = PngOf(32);
     brokenPng.resize(brokenPng.size() / 2);
@@ -549,6 +500,9 @@ TEST(IcnsFamily, ElementsOpenOrAreSkippedWithTheirReason) {
         {"unpacked it32 has no prefix", Family({{"it32", it32Unpacked}}), "128x128x32", {}, 0},
         {"packed icp4 with its mask reads like is32", Family({{"icp4", PackedRgb(16)}, {"s8mk", s8mk}}), "16x16x32",
          {}, 16, false, Family({{"is32", PackedRgb(16)}, {"s8mk", s8mk}})},
+        {"ARGB planes, and a PNG stream at its own size rather than the nominal one",
+         Family({{"ic04", argb}, {"ic07", PngOf(256)}, {"TOC ", Bytes(8, 0)}, {"ic11", Bytes(20, 1)}}),
+         "16x16x32 256x256x32png", {{"ic11", NoMask}}, 16},  // packed planes would need "l8mk"
         {"PNG streams under a classic type, a mask type and no known type",
          Family({{"il32", PngOf(32)}, {"h8mk", PngOf(20)}, {"icsb", PngOf(18)}}), "32x32x32 20x20x32 18x18x32", {},
          32},
@@ -578,10 +532,10 @@ TEST(IcnsFamily, ElementsOpenOrAreSkippedWithTheirReason) {
         }
         EXPECT_TRUE(reasons == c.skipped);
         if (c.pictureSize == 0 || group.FormatCount() == 0) continue;
-        const std::vector<Rgba> read = Pixels(*group.FormatAt(0));
-        std::vector<Rgba> expected = Pixels(MakeIcon32(c.pictureSize, c.pictureSize, Picture));
+        const std::vector<Rgba> read = PictureOf(*group.FormatAt(0));
+        std::vector<Rgba> expected = PictureOf(Icon32(c.pictureSize, c.pictureSize, Picture));
         if (c.opaque)
-            for (Rgba& p : expected) p.a = 255;
+            for (Rgba& p : expected) p[3] = 255;
         EXPECT_TRUE(read == expected);
         if (const auto judged = c.judge.empty() ? std::nullopt : Icns2Png(c.judge, c.pictureSize)) {
             EXPECT_TRUE(read == *judged) << "libicns reads it otherwise";
@@ -604,20 +558,15 @@ TEST(IcnsFamily, ElementsOpenOrAreSkippedWithTheirReason) {
 
 // Real files that other readers refuse or read only in part open with all their sizes.
 TEST(IcnsFiles, CorpusFamiliesOpenWithAllTheirSizes) {
-#ifdef TELLURINE_CORPUS_DIR
-    const std::filesystem::path corpus = TELLURINE_CORPUS_DIR;
-#else
-    const std::filesystem::path corpus = std::filesystem::path(__FILE__).parent_path() / "../../../shared/corpus-dev";
-#endif
-    if (!std::filesystem::is_directory(corpus / "icns")) GTEST_SKIP() << "no development corpus beside the checkout";
+    const std::filesystem::path corpus = format_test::CorpusDir();
+    if (!std::filesystem::is_directory(corpus / "icns")) GTEST_SKIP() << "no development corpus at " << corpus;
     const std::pair<const char*, std::vector<std::uint32_t>> files[] = {
         {"quicksilver__Quicksilver_Resources_Images_AlertCautionIcon.icns", {16, 32, 128, 256, 512}},  // packed icp4, icp5
         {"twelvemonkeys__imageio-icns_src_test_resources_icns_XMLExport.icns", {128, 48, 32, 16}},    // unpacked, no masks
     };
     for (const auto& [name, sizes] : files) {
         SCOPED_TRACE(name);
-        std::ifstream in(corpus / "icns" / name, std::ios::binary);
-        const Bytes bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+        const Bytes bytes = format_test::ReadBytes(corpus / "icns" / name);
         CIconDoc doc;
         std::vector<IcnsSkippedElement> skipped;
         ASSERT_TRUE(ReadIcnsFile(bytes, doc, &skipped));
@@ -631,8 +580,7 @@ TEST(IcnsFiles, CorpusFamiliesOpenWithAllTheirSizes) {
     // element it came from, and written again from what was read, it is the same bytes.
     for (const auto& entry : std::filesystem::directory_iterator(corpus / "icns")) {
         SCOPED_TRACE(entry.path().filename().string());
-        std::ifstream in(entry.path(), std::ios::binary);
-        const Bytes bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+        const Bytes bytes = format_test::ReadBytes(entry.path());
         CIconDoc doc, back;
         if (!ReadIcnsFile(bytes, doc)) continue;
         Bytes family, again;
@@ -747,8 +695,8 @@ TEST(IcnsFiles, ResourceFamiliesAreNamedFromTheMap) {
 
 TEST(IcnsFiles, ProjectsAreSavedByTheirMacintoshFlag) {
     CIconDoc doc;
-    doc.AddFormat(MakeIcon32(32, 32, [](int x, int) { return Rgba{std::uint8_t(x), 0, 0, 255}; }));
-    doc.AddFormat(MakeIcon32(96, 96, [](int, int) { return Rgba{0, 0, 0, 255}; }));
+    doc.AddFormat(Icon32(32, 32, [](int x, int) { return Rgba{std::uint8_t(x), 0, 0, 255}; }));
+    doc.AddFormat(Icon32(96, 96, [](int, int) { return Rgba{0, 0, 0, 255}; }));
     Bytes out;
     std::vector<int> leftOut;
     doc.macintosh = true;
@@ -762,7 +710,7 @@ TEST(IcnsFiles, ProjectsAreSavedByTheirMacintoshFlag) {
 
     // A project with nothing the family can hold is not written.
     CIconDoc odd;
-    odd.AddFormat(MakeIcon32(20, 20, [](int, int) { return Rgba{0, 0, 0, 255}; }));
+    odd.AddFormat(Icon32(20, 20, [](int, int) { return Rgba{0, 0, 0, 255}; }));
     odd.macintosh = true;
     EXPECT_FALSE(WriteIconProject(odd, false, out, &leftOut));
     EXPECT_TRUE(out.empty());
@@ -772,12 +720,10 @@ TEST(IcnsFiles, ProjectsAreSavedByTheirMacintoshFlag) {
 // with its element, and an unchanged picture is written back as the same file.
 TEST(Iconsets, FoldersRoundTripUnderApplesNames) {
     namespace fs = std::filesystem;
-    const fs::path dir = fs::temp_directory_path() / ("tellurine-iconset-" + std::to_string(::getpid()));
-    fs::remove_all(dir);
-    fs::create_directories(dir);
+    const format_test::ScratchDir dir;
     CIconDoc doc;
     for (int size : {16, 32, 64, 128, 256, 512, 1024, 32, 256, 48})
-        doc.AddFormat(MakeIcon32(size, size, [size](int x, int y) { return Rgba{std::uint8_t(x + size), std::uint8_t(y), 9, 200}; }));
+        doc.AddFormat(Icon32(size, size, [size](int x, int y) { return Rgba{std::uint8_t(x + size), std::uint8_t(y), 9, 200}; }));
     const std::string folder = (dir / "App.iconset").string();
     std::string error;
     std::vector<int> leftOut;
@@ -799,21 +745,16 @@ TEST(Iconsets, FoldersRoundTripUnderApplesNames) {
     EXPECT_EQ(FormatSizeText(read, 1), "16 x 16 @2x");
     EXPECT_EQ(read.GetFormat(1)->Icon().MacElement().type, IcnsType("ic11"));
     // A file of another name is not read; an unchanged picture is written back as it was.
-    const Bytes before = [&] {
-        std::ifstream in(fs::path(folder) / "icon_32x32@2x.png", std::ios::binary);
-        return Bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    }();
+    const Bytes before = format_test::ReadBytes(fs::path(folder) / "icon_32x32@2x.png");
     std::ofstream(fs::path(folder) / "notes.txt") << "x";
     ASSERT_TRUE(WriteIconsetFolder(folder, read, error)) << error;
-    std::ifstream again(fs::path(folder) / "icon_32x32@2x.png", std::ios::binary);
-    EXPECT_EQ(Bytes((std::istreambuf_iterator<char>(again)), std::istreambuf_iterator<char>()), before);
+    EXPECT_EQ(format_test::ReadBytes(fs::path(folder) / "icon_32x32@2x.png"), before);
     EXPECT_FALSE(fs::exists(fs::path(folder) / "notes.txt"));  // the folder is the project's, whole
 
     // A file in the way is left alone.
     std::ofstream(dir / "File.iconset") << "keep";
     EXPECT_FALSE(WriteIconsetFolder((dir / "File.iconset").string(), doc, error));
     EXPECT_EQ(fs::file_size(dir / "File.iconset"), 4u);
-    fs::remove_all(dir);
 }
 
 }  // namespace
