@@ -4,11 +4,11 @@
 
 #include <array>
 #include <chrono>
-#include <initializer_list>
 #include <string>
 #include <tuple>
 #include <vector>
 
+#include "formats/ani_test_writer.h"
 #include "formats/ico_file.h"
 #include "image/bytes.h"
 #include "image/dib_block.h"
@@ -16,53 +16,7 @@
 namespace tellurine {
 namespace {
 
-using Bytes = std::vector<std::uint8_t>;
-
-// --- A small writer of animated cursors ---------------------------------------------------
-
-void PutU32(Bytes& out, std::uint32_t v) {
-    out.resize(out.size() + 4);
-    StoreU32(out.data() + out.size() - 4, v);
-}
-
-Bytes Chunk(const char* id, const Bytes& data, bool pad = true) {
-    Bytes out(id, id + 4);
-    PutU32(out, static_cast<std::uint32_t>(data.size()));
-    out.insert(out.end(), data.begin(), data.end());
-    if (pad && (data.size() & 1) != 0) out.push_back(0);
-    return out;
-}
-
-Bytes Cat(std::initializer_list<Bytes> parts) {
-    Bytes out;
-    for (const Bytes& p : parts) out.insert(out.end(), p.begin(), p.end());
-    return out;
-}
-
-Bytes Ani(std::initializer_list<Bytes> chunks) {
-    const Bytes body = Cat(chunks);
-    Bytes out{'R', 'I', 'F', 'F'};
-    PutU32(out, static_cast<std::uint32_t>(body.size() + 4));
-    out.insert(out.end(), {'A', 'C', 'O', 'N'});
-    out.insert(out.end(), body.begin(), body.end());
-    return out;
-}
-
-Bytes Anih(std::uint32_t frames, std::uint32_t steps, std::uint32_t rate = 10, std::uint32_t flags = 1) {
-    Bytes out;
-    for (const std::uint32_t v : {36u, frames, steps, 0u, 0u, 0u, 0u, rate, flags}) PutU32(out, v);
-    return Chunk("anih", out);
-}
-
-Bytes Table(const char* id, std::vector<std::uint32_t> values) {
-    Bytes out;
-    for (const std::uint32_t v : values) PutU32(out, v);
-    return Chunk(id, out);
-}
-
-Bytes List(const char* type, std::initializer_list<Bytes> subChunks) {
-    return Chunk("LIST", Cat({Bytes(type, type + 4), Cat(subChunks)}));
-}
+using namespace ani_test;
 
 // An icon file of one w x w 32-bit image (PNG when asked); its first pixel has alpha 0x80 and no
 // AND bit, so its alpha tells whether the image's own alpha was kept.
