@@ -4,12 +4,10 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <vector>
 
+#include "formats/format_test_support.h"
 #include "formats/pe_test_writer.h"
-#include "icon/kv_icon.h"
-#include "image/archive.h"
 #include "image/bytes.h"
 
 namespace tellurine {
@@ -19,25 +17,13 @@ using pe_test::GroupData;
 using pe_test::Resource;
 
 std::vector<std::uint8_t> SeedImage(int size, std::uint32_t colors, bool png) {
-    CKvIcon icon;
-    EXPECT_EQ(icon.SetFormat(size, size, colors, png), 1);
-    IconImageLayout l;
-    EXPECT_TRUE(icon.GetLayout(l));
-    std::uint8_t* base = icon.GetBlock().data();
-    for (std::size_t i = l.tableOffset; i < l.maskOffset; ++i) base[i] = static_cast<std::uint8_t>(i * 29);
-    for (std::size_t i = l.maskOffset; i < l.blockSize; ++i)
-        base[i] = static_cast<std::uint8_t>(i % 3 == 0 ? 0xF0 : 0);
-    icon.SetCompressed(png);
-    Archive ar = Archive::ForStoring();
-    std::uint32_t written = 0;
-    EXPECT_EQ(icon.WriteImage(ar, written), 1);
-    return ar.Bytes();
+    static std::uint32_t seed = 0;
+    return format_test::ImageBytes(format_test::MakeIcon(size, size, colors, png, ++seed, png));
 }
 
 void Save(const std::filesystem::path& path, const std::vector<std::uint8_t>& bytes) {
     ASSERT_LE(bytes.size(), 4096u) << path;
-    std::ofstream(path, std::ios::binary)
-        .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    format_test::WriteBytes(path, bytes);
 }
 
 TEST(PeSeeds, WriteWhenAsked) {
