@@ -1,17 +1,14 @@
 #include "formats/pe_resources.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "formats/format_test_support.h"
 #include "formats/pe_test_writer.h"
-#include "image/archive.h"
 #include "image/bytes.h"
 
 namespace tellurine {
@@ -22,15 +19,7 @@ using pe_test::Resource;
 
 // One image in the form an icon resource holds it: bitmap form, or PNG for `png`.
 std::vector<std::uint8_t> Image(int size, std::uint32_t colors, bool png = false) {
-    CKvIcon icon;
-    EXPECT_EQ(icon.SetFormat(size, size, colors, png), 1);
-    for (std::size_t i = 40; i < icon.GetBlock().size(); ++i)
-        icon.GetBlock().data()[i] = static_cast<std::uint8_t>(i * 7);
-    icon.SetCompressed(png);
-    Archive ar = Archive::ForStoring();
-    std::uint32_t written = 0;
-    EXPECT_EQ(icon.WriteImage(ar, written), 1);
-    return ar.Bytes();
+    return format_test::ImageBytes(format_test::MakeIcon(size, size, colors, png, 1, png));
 }
 
 constexpr std::uint16_t kIcon = 3, kGroup = 14;
@@ -144,11 +133,9 @@ TEST(PeResources, ProgramsWithoutGroups) {
     EXPECT_TRUE(doc.Groups().empty());
 
     // Load goes through the file.
-    const std::filesystem::path path = std::filesystem::temp_directory_path() /
-                                       ("tellurine_pe_load_test_" + std::to_string(getpid()) + ".dll");
-    const std::vector<std::uint8_t> program = pe_test::WritePe(Program(), true);
-    std::ofstream(path, std::ios::binary)
-        .write(reinterpret_cast<const char*>(program.data()), static_cast<std::streamsize>(program.size()));
+    const format_test::ScratchDir dir;
+    const std::filesystem::path path = dir / "program.dll";
+    format_test::WriteBytes(path, pe_test::WritePe(Program(), true));
     std::string error;
     EXPECT_TRUE(doc.Load(path.string(), error)) << error;
     EXPECT_EQ(doc.Groups().size(), 4u);
@@ -168,9 +155,10 @@ TEST(PeResources, RefusesWhatIsNotAProgram) {
                doc.Groups().empty();
     };
     // The program's window judges a file by its headers alone, read from the disk.
-    const std::string path = (std::filesystem::temp_directory_path() / ("pe-" + std::to_string(::getpid()))).string();
+    const format_test::ScratchDir dir;
+    const std::string path = (dir / "program").string();
     auto headersPass = [&path](const std::vector<std::uint8_t>& bytes) {
-        std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+        format_test::WriteBytes(path, bytes);
         return LooksLikeProgramFile(path);
     };
     EXPECT_TRUE(headersPass(good));
@@ -328,12 +316,7 @@ struct WrestoolRecord {
 
 std::string RunCommand(const std::string& command) {
     std::string out;
-    FILE* pipe = popen(command.c_str(), "r");
-    if (pipe == nullptr) return out;
-    char buffer[4096];
-    std::size_t got = 0;
-    while ((got = fread(buffer, 1, sizeof buffer, pipe)) > 0) out.append(buffer, got);
-    pclose(pipe);
+    format_test::RunCommand(command, out);
     return out;
 }
 
@@ -358,14 +341,11 @@ TEST(PeResourcesWine, MatchesWrestool) {
     const std::vector<std::string> names = {"shell32.dll", "user32.dll", "comctl32.dll", "explorer.exe"};
     if (!std::filesystem::exists(dir / names[0]) || !std::filesystem::exists("/usr/bin/wrestool"))
         GTEST_SKIP() << "needs the wine libraries (Debian's libwine) and wrestool (icoutils)";
-    const std::filesystem::path out =
-        std::filesystem::temp_directory_path() / ("tellurine_pe_wrestool_" + std::to_string(getpid()));
+    const format_test::ScratchDir out;
     for (const std::string& name : names) {
         SCOPED_TRACE(name);
         const std::string path = (dir / name).string();
-        std::ifstream in(path, std::ios::binary);
-        const std::vector<std::uint8_t> bytes((std::istreambuf_iterator<char>(in)),
-                                              std::istreambuf_iterator<char>());
+        const std::vector<std::uint8_t> bytes = format_test::ReadBytes(path);
         for (const int type : {3, 14}) {
             const std::vector<WrestoolRecord> theirs = WrestoolList(path, type);
             const auto ours = ListResources(bytes, static_cast<std::uint16_t>(type));
@@ -378,18 +358,14 @@ TEST(PeResourcesWine, MatchesWrestool) {
             }
         }
 
-        std::filesystem::remove_all(out);
-        std::filesystem::create_directories(out);
-        RunCommand("wrestool -x -t 14 -o '" + out.string() + "' '" + path + "' 2>/dev/null");
+        RunCommand("wrestool -x -t 14 -o '" + out.path().string() + "' '" + path + "' 2>/dev/null");
         const auto groups = ReadExeIcons(bytes);
         ASSERT_TRUE(groups);
         EXPECT_EQ(groups->size(), WrestoolList(path, 14).size());
         for (const ExeIconGroup& g : *groups) {
             const std::string file =
                 name + "_14_" + g.name.Display() + "_" + std::to_string(g.language) + ".ico";
-            std::ifstream ico(out / file, std::ios::binary);
-            const std::vector<std::uint8_t> icon((std::istreambuf_iterator<char>(ico)),
-                                                 std::istreambuf_iterator<char>());
+            const std::vector<std::uint8_t> icon = format_test::ReadBytes(out.path() / file);
             ASSERT_GE(icon.size(), 6u) << file;
             const std::size_t count = LoadU16(icon.data() + 4);
             ASSERT_EQ(static_cast<std::size_t>(g.group.FormatCount()), count) << file;
@@ -402,7 +378,6 @@ TEST(PeResourcesWine, MatchesWrestool) {
             }
         }
     }
-    std::filesystem::remove_all(out);
 }
 
 }  // namespace
