@@ -6,38 +6,23 @@
 #include <string>
 #include <vector>
 
+#include "formats/format_test_support.h"
 #include "formats/png_test_writer.h"
 #include "icon/kv_icon.h"
-#include "image/archive.h"
 #include "image/bytes.h"
-#include "imaging/codecs.h"
 
 namespace tellurine {
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-// An image in bitmap form as an icon resource holds it, with a patterned body.
+// An image in bitmap form as an icon resource holds it, with varied contents.
 Bytes Bitmap(int width, int height, std::uint32_t colors, bool alpha) {
-    CKvIcon icon;
-    EXPECT_EQ(icon.SetFormat(width, height, colors, alpha), 1);
-    for (std::size_t i = 40; i < icon.GetBlock().size(); ++i)
-        icon.GetBlock().data()[i] = static_cast<std::uint8_t>(i * 13);
-    Archive ar = Archive::ForStoring();
-    EXPECT_EQ(icon.WriteImage(ar), 1);
-    return ar.Bytes();
+    return format_test::ImageBytes(format_test::MakeIcon(width, height, colors, alpha, 1));
 }
 
 // A plain 8-bit RGBA PNG stream of a w x h picture.
-Bytes RgbaPng(int width, int height) {
-    CKvIcon icon;
-    EXPECT_EQ(icon.SetFormat(width, height, 0, true), 1);
-    for (std::size_t i = 40; i < icon.GetBlock().size(); ++i)
-        icon.GetBlock().data()[i] = static_cast<std::uint8_t>(i * 5 + i / 97);
-    Bytes png;
-    EXPECT_TRUE(EncodePng(icon.To32BitDib(), png));
-    return png;
-}
+Bytes RgbaPng(int width, int height) { return format_test::ImageBytes(format_test::MakeIcon(width, height, 0, true, 2, true)); }
 
 // The first IDAT chunk's data: its offset in the stream and its length.
 std::pair<std::size_t, std::size_t> IdatOf(const Bytes& png) {
