@@ -2,7 +2,6 @@
 //   TELLURINE_ANI_SEED_DIR=fuzz/seeds/ani_reader build/.../tests_formats --gtest_filter='AniSeeds.*'
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <vector>
 
@@ -28,16 +27,13 @@ Bytes Frame(int size, std::uint32_t colors, bool alpha, bool png, bool cursor = 
 }
 
 void Save(const std::filesystem::path& path, const Bytes& bytes) {
-    ASSERT_LT(bytes.size(), 4096u) << path;
     ASSERT_GT(CountAniFrames(bytes), 0u) << path;
-    format_test::WriteBytes(path, bytes);
+    format_test::SaveSeed(path, bytes, 4096);
 }
 
 TEST(AniSeeds, WriteWhenAsked) {
-    const char* dir = std::getenv("TELLURINE_ANI_SEED_DIR");
-    if (dir == nullptr) GTEST_SKIP() << "set TELLURINE_ANI_SEED_DIR to write the seeds";
-    const std::filesystem::path out(dir);
-    std::filesystem::create_directories(out);
+    const std::filesystem::path out = format_test::SeedDir("TELLURINE_ANI_SEED_DIR");
+    if (out.empty()) GTEST_SKIP() << "set TELLURINE_ANI_SEED_DIR to write the seeds";
 
     // Two frames, rates and a sequence that repeats a frame and points past the frames, titles.
     Save(out / "tables.ani",

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <vector>
 
@@ -17,10 +16,7 @@ namespace {
 using format_test::Bytes;
 using format_test::MakeIcon;
 
-void Save(const std::filesystem::path& path, const Bytes& bytes) {
-    ASSERT_LT(bytes.size(), 16384u) << path;
-    format_test::WriteBytes(path, bytes);
-}
+void Save(const std::filesystem::path& path, const Bytes& bytes) { format_test::SaveSeed(path, bytes, 16384); }
 
 Bytes FamilyOf(std::vector<CKvIcon> icons) {
     CIconDoc doc;
@@ -31,10 +27,8 @@ Bytes FamilyOf(std::vector<CKvIcon> icons) {
 }
 
 TEST(IcnsSeeds, WriteWhenAsked) {
-    const char* dir = std::getenv("TELLURINE_ICNS_SEED_DIR");
-    if (dir == nullptr) GTEST_SKIP() << "set TELLURINE_ICNS_SEED_DIR to write the seeds";
-    const std::filesystem::path out(dir);
-    std::filesystem::create_directories(out);
+    const std::filesystem::path out = format_test::SeedDir("TELLURINE_ICNS_SEED_DIR");
+    if (out.empty()) GTEST_SKIP() << "set TELLURINE_ICNS_SEED_DIR to write the seeds";
 
     const Bytes family = FamilyOf({MakeIcon(16, 16, 2, false, 1), MakeIcon(16, 12, 16, false, 2),
                                    MakeIcon(32, 32, 256, false, 3), MakeIcon(16, 16, 0, true, 4)});

@@ -2,7 +2,6 @@
 //   TELLURINE_ICO_SEED_DIR=fuzz/seeds/ico_reader build/.../tests_formats --gtest_filter='IcoSeeds.*'
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <vector>
 
@@ -15,16 +14,11 @@ namespace {
 using format_test::IconFileOf;
 using format_test::MakeIcon;
 
-void Save(const std::filesystem::path& path, const std::vector<std::uint8_t>& bytes) {
-    ASSERT_LT(bytes.size(), 4096u) << path;
-    format_test::WriteBytes(path, bytes);
-}
+void Save(const std::filesystem::path& path, const std::vector<std::uint8_t>& bytes) { format_test::SaveSeed(path, bytes, 4096); }
 
 TEST(IcoSeeds, WriteWhenAsked) {
-    const char* dir = std::getenv("TELLURINE_ICO_SEED_DIR");
-    if (dir == nullptr) GTEST_SKIP() << "set TELLURINE_ICO_SEED_DIR to write the seeds";
-    const std::filesystem::path out(dir);
-    std::filesystem::create_directories(out);
+    const std::filesystem::path out = format_test::SeedDir("TELLURINE_ICO_SEED_DIR");
+    if (out.empty()) GTEST_SKIP() << "set TELLURINE_ICO_SEED_DIR to write the seeds";
 
     Save(out / "mono16.ico", IconFileOf({MakeIcon(16, 16, 2, false, 1)}));
     Save(out / "mixed.ico",

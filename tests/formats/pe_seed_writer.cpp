@@ -2,7 +2,6 @@
 //   TELLURINE_PE_SEED_DIR=fuzz/seeds/pe_reader build/.../tests_formats --gtest_filter='PeSeeds.*'
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <vector>
 
@@ -14,23 +13,17 @@ namespace tellurine {
 namespace {
 
 using pe_test::GroupData;
-using pe_test::Resource;
 
 std::vector<std::uint8_t> SeedImage(int size, std::uint32_t colors, bool png) {
     static std::uint32_t seed = 0;
     return format_test::ImageBytes(format_test::MakeIcon(size, size, colors, png, ++seed, png));
 }
 
-void Save(const std::filesystem::path& path, const std::vector<std::uint8_t>& bytes) {
-    ASSERT_LE(bytes.size(), 4096u) << path;
-    format_test::WriteBytes(path, bytes);
-}
+void Save(const std::filesystem::path& path, const std::vector<std::uint8_t>& bytes) { format_test::SaveSeed(path, bytes, 4096); }
 
 TEST(PeSeeds, WriteWhenAsked) {
-    const char* dir = std::getenv("TELLURINE_PE_SEED_DIR");
-    if (dir == nullptr) GTEST_SKIP() << "set TELLURINE_PE_SEED_DIR to write the seeds";
-    const std::filesystem::path out(dir);
-    std::filesystem::create_directories(out);
+    const std::filesystem::path out = format_test::SeedDir("TELLURINE_PE_SEED_DIR");
+    if (out.empty()) GTEST_SKIP() << "set TELLURINE_PE_SEED_DIR to write the seeds";
 
     // One group of a bitmap and a PNG image, 32-bit file.
     Save(out / "group32.exe",
