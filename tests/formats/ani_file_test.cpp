@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "formats/ani_test_writer.h"
+#include "formats/format_test_support.h"
 #include "formats/ico_file.h"
 #include "image/bytes.h"
 #include "image/dib_block.h"
@@ -27,11 +28,7 @@ Bytes IconFile(int w, bool png = false) {
     EXPECT_TRUE(icon.GetLayout(l));
     icon.GetBlock().data()[l.pixelOffset + 3] = 0x80;
     icon.SetCompressed(png);
-    CIconDoc doc;
-    doc.AddFormat(std::move(icon));
-    Bytes out;
-    EXPECT_TRUE(WriteIconFile(doc, false, out));
-    return out;
+    return format_test::IconFileOf({icon});
 }
 
 Bytes Icon(int w) { return Chunk("icon", IconFile(w)); }
@@ -179,10 +176,7 @@ TEST(AniFile, PicturesAlphaAndHotspots) {
     base[l.tableOffset + 4 * 3 + 2] = 0xC0;
     base[l.pixelOffset + l.colorStride] = 0x33;
     base[l.maskOffset + l.maskStride] = 0x80;
-    CIconDoc doc;
-    doc.AddFormat(std::move(icon));
-    Bytes cursor;
-    ASSERT_TRUE(WriteIconFile(doc, false, cursor));
+    Bytes cursor = format_test::IconFileOf({icon});
     StoreU16(cursor.data() + 2, 2);
     StoreU16(cursor.data() + 6 + 4, 3);
     StoreU16(cursor.data() + 6 + 6, 1);
@@ -191,13 +185,9 @@ TEST(AniFile, PicturesAlphaAndHotspots) {
     StoreU16(planes2.data() + LoadU32(planes2.data() + 6 + 12) + 12, 2);
     // The cursor's image, then a second image whose data lies past the end: not an icon file, but
     // only a frame's first image is read.
-    CIconDoc two;
-    two.AddFormat(CKvIcon(doc.GetFormat(0)->Icon()));
     CKvIcon small;
     ASSERT_EQ(small.SetFormat(2, 2, 0, false), 1);
-    two.AddFormat(std::move(small));
-    Bytes damaged;
-    ASSERT_TRUE(WriteIconFile(two, false, damaged));
+    Bytes damaged = format_test::IconFileOf({icon, small});
     StoreU32(damaged.data() + 6 + 16 + 12, 0xFFFFFF00);
     CIconDoc check;
     EXPECT_FALSE(ReadIconFile(damaged, check));
