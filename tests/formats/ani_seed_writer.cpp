@@ -39,10 +39,12 @@ TEST(AniSeeds, WriteWhenAsked) {
     Save(out / "tables.ani",
          Ani({List("INFO", {Chunk("INAM", {'s', 'e', 'e', 'd', 0}), Chunk("IART", {'t', 0})}), Anih(2, 5, 6),
               Table("rate", {1, 65541, 3, 4, 5}), Table("seq ", {1, 0, 1, 7, 0}),
-              List("fram", {Chunk("icon", Frame(8, 16, false, false, true)), Chunk("icon", Frame(6, 2, false, false))})}));
+              List("fram",
+                   {Chunk("icon", Frame(8, 16, false, false, true)), Chunk("icon", Frame(6, 2, false, false))})}));
     // Defaults only; a 32-bit frame and an 8-bit one.
     Save(out / "defaults.ani",
-         Ani({Anih(2, 2), List("fram", {Chunk("icon", Frame(4, 0, true, false)), Chunk("icon", Frame(4, 256, false, false))})}));
+         Ani({Anih(2, 2),
+              List("fram", {Chunk("icon", Frame(4, 0, true, false)), Chunk("icon", Frame(4, 256, false, false))})}));
     // A PNG cursor frame, the sequence after the frames, an unknown odd-sized chunk.
     Save(out / "png_seq_after.ani",
          Ani({Chunk("odd ", {1, 2, 3}), Anih(1, 3, 2), List("fram", {Chunk("icon", Frame(12, 0, true, true, true))}),

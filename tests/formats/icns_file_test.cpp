@@ -298,7 +298,8 @@ std::optional<std::vector<Rgba>> Icns2Png(const Bytes& family, int size) {
     format_test::WriteBytes(dir / "judge.icns", family);
     const std::string command = "cd '" + dir.path().string() + "' && icns2png -x judge.icns >/dev/null 2>&1";
     [[maybe_unused]] const int status = std::system(command.c_str());
-    const Bytes png = format_test::ReadBytes(dir / ("judge_" + std::to_string(size) + "x" + std::to_string(size) + "x32.png"));
+    const std::string name = "judge_" + std::to_string(size) + "x" + std::to_string(size) + "x32.png";
+    const Bytes png = format_test::ReadBytes(dir / name);
     CKvIcon icon;
     if (png.empty() || icon.ReadImage(png, static_cast<std::uint32_t>(png.size()), 32) == 0) return std::nullopt;
     return PictureOf(icon);

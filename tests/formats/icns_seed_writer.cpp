@@ -43,7 +43,8 @@ TEST(IcnsSeeds, WriteWhenAsked) {
     // Later elements: "ARGB" planes in "ic04"; an "odrp" magic.
     Bytes argb = {'i', 'c', 'n', 's', 0, 0, 0, 0, 'i', 'c', '0', '4', 0, 0, 0, 0, 'A', 'R', 'G', 'B'};
     argb.reserve(argb.size() + 16);  // GCC's bounds warning misreads the growth of a short vector
-    for (int plane = 0; plane < 4; ++plane) argb.insert(argb.end(), {0xFD, static_cast<std::uint8_t>(plane * 60), 0xFD, 9});
+    for (int plane = 0; plane < 4; ++plane)
+        argb.insert(argb.end(), {0xFD, static_cast<std::uint8_t>(plane * 60), 0xFD, 9});
     StoreBE32(argb.data() + 12, static_cast<std::uint32_t>(argb.size() - 8));
     StoreBE32(argb.data() + 4, static_cast<std::uint32_t>(argb.size()));
     Save(out / "argb.icns", argb);

@@ -14,7 +14,9 @@ namespace {
 using format_test::IconFileOf;
 using format_test::MakeIcon;
 
-void Save(const std::filesystem::path& path, const std::vector<std::uint8_t>& bytes) { format_test::SaveSeed(path, bytes, 4096); }
+void Save(const std::filesystem::path& path, const std::vector<std::uint8_t>& bytes) {
+    format_test::SaveSeed(path, bytes, 4096);
+}
 
 TEST(IcoSeeds, WriteWhenAsked) {
     const std::filesystem::path out = format_test::SeedDir("TELLURINE_ICO_SEED_DIR");

@@ -22,7 +22,9 @@ Bytes Bitmap(int width, int height, std::uint32_t colors, bool alpha) {
 }
 
 // A plain 8-bit RGBA PNG stream of a w x h picture.
-Bytes RgbaPng(int width, int height) { return format_test::ImageBytes(format_test::MakeIcon(width, height, 0, true, 2, true)); }
+Bytes RgbaPng(int width, int height) {
+    return format_test::ImageBytes(format_test::MakeIcon(width, height, 0, true, 2, true));
+}
 
 // The first IDAT chunk's data: its offset in the stream and its length.
 std::pair<std::size_t, std::size_t> IdatOf(const Bytes& png) {

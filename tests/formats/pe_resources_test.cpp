@@ -208,24 +208,30 @@ TEST(PeResources, SkipsDamagedRecordsAndSurvivesLoops) {
         StoreU32(bad.data() + at, value);
         return bad;
     };
+    // Icon 1 has two languages (records 0, 1), icon 2 is record 2: damage to icon 2's records skips
+    // icon 2, to icon 1's name skips icon 1, and to the type skips every icon.
+    const std::string withoutIcon2 = "1/1033 1/1031 3/1033 4/1033 ", withoutIcon1 = "2/0 3/1033 4/1033 ";
     const std::uint32_t root = 0x80000000u;
-    // Icon 1 has two languages (records 0, 1), icon 2 is record 2.
-    EXPECT_EQ(icons(patch(l.dataEntry[2], 0xFFFFFFF0u)), "1/1033 1/1031 3/1033 4/1033 ")
-        << "RVA in no section";
-    EXPECT_EQ(icons(patch(l.dataEntry[2] + 4, 0xFFFFFFFFu)), "1/1033 1/1031 3/1033 4/1033 ")
-        << "RVA + size past the section and past 2^32";
-    EXPECT_EQ(icons(patch(l.languageEntry[2] + 4, 0x7FFFFFF0u)), "1/1033 1/1031 3/1033 4/1033 ")
-        << "data entry outside";
-    EXPECT_EQ(icons(patch(l.languageEntry[2] + 4, root)), "1/1033 1/1031 3/1033 4/1033 ")
-        << "directory for data";
-    EXPECT_EQ(icons(patch(l.nameEntry[0] + 4, root)), "2/0 3/1033 4/1033 ") << "name leads back to the root";
-    EXPECT_EQ(
-        icons(patch(l.nameEntry[0] + 4, root | static_cast<std::uint32_t>(l.nameDirectory[0] - l.rsrc))),
-        "2/0 3/1033 4/1033 ")
-        << "name leads back to its own directory";
-    EXPECT_EQ(icons(patch(l.typeEntry[0] + 4, root)), "") << "type leads back to the root";
-    EXPECT_EQ(icons(patch(l.typeEntry[0] + 4, 0x10)), "") << "type points at data";
-    EXPECT_EQ(icons(patch(l.nameEntry[0] + 4, 0x10)), "2/0 3/1033 4/1033 ") << "name points at data";
+    const std::uint32_t nameDirectory = root | static_cast<std::uint32_t>(l.nameDirectory[0] - l.rsrc);
+    struct Damage {
+        const char* what;
+        std::size_t at;
+        std::uint32_t value;
+        std::string icons;
+    };
+    const Damage damages[] = {
+        {"RVA in no section", l.dataEntry[2], 0xFFFFFFF0u, withoutIcon2},
+        {"RVA + size past the section and past 2^32", l.dataEntry[2] + 4, 0xFFFFFFFFu, withoutIcon2},
+        {"data entry outside", l.languageEntry[2] + 4, 0x7FFFFFF0u, withoutIcon2},
+        {"directory for data", l.languageEntry[2] + 4, root, withoutIcon2},
+        {"name leads back to the root", l.nameEntry[0] + 4, root, withoutIcon1},
+        {"name leads back to its own directory", l.nameEntry[0] + 4, nameDirectory, withoutIcon1},
+        {"name points at data", l.nameEntry[0] + 4, 0x10, withoutIcon1},
+        {"type leads back to the root", l.typeEntry[0] + 4, root, ""},
+        {"type points at data", l.typeEntry[0] + 4, 0x10, ""},
+    };
+    for (const Damage& d : damages)
+        EXPECT_EQ(icons(patch(d.at, d.value)), d.icons) << d.what;
 
     // A string name off the section: that name only.
     const auto groups = ListResources(patch(l.nameEntry[8], 0x8000FFF0u), kGroup);

@@ -19,7 +19,9 @@ std::vector<std::uint8_t> SeedImage(int size, std::uint32_t colors, bool png) {
     return format_test::ImageBytes(format_test::MakeIcon(size, size, colors, png, ++seed, png));
 }
 
-void Save(const std::filesystem::path& path, const std::vector<std::uint8_t>& bytes) { format_test::SaveSeed(path, bytes, 4096); }
+void Save(const std::filesystem::path& path, const std::vector<std::uint8_t>& bytes) {
+    format_test::SaveSeed(path, bytes, 4096);
+}
 
 TEST(PeSeeds, WriteWhenAsked) {
     const std::filesystem::path out = format_test::SeedDir("TELLURINE_PE_SEED_DIR");

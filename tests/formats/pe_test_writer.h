@@ -88,13 +88,10 @@ inline std::vector<std::uint8_t> WritePe(const std::vector<Resource>& resources,
     };
     std::vector<std::pair<std::size_t, const Name*>> nameFields;  // entry offset, name to write
     const std::size_t n = resources.size();
-    layout.typeEntry.assign(n, 0);
-    layout.nameEntry.assign(n, 0);
-    layout.languageEntry.assign(n, 0);
-    layout.dataEntry.assign(n, 0);
-    layout.data.assign(n, 0);
-    layout.nameDirectory.assign(n, 0);
-    layout.languageDirectory.assign(n, 0);
+    for (std::vector<std::size_t>* list : {&layout.typeEntry, &layout.nameEntry, &layout.languageEntry,
+                                           &layout.dataEntry, &layout.data, &layout.nameDirectory,
+                                           &layout.languageDirectory})
+        list->assign(n, 0);
     std::vector<std::size_t> dataEntries(n), dataAt(n);
 
     const std::size_t root =
