@@ -169,7 +169,6 @@ TEST(IcnsPalettes, SystemPalettesAndNearestSearch) {
     }
 }
 
-// Every writable element: written and read back, each format gives its own pixels.
 // The data of an element of a family, or nothing.
 std::optional<Bytes> ElementData(const Bytes& family, const char* type) {
     for (auto at = family.begin() + 8; at + 8 <= family.end(); at += LoadBE32(&at[4]))
@@ -186,6 +185,7 @@ std::vector<Rgba> Shown(const CKvIcon& icon) {
     return pixels;
 }
 
+// Every writable element: written and read back, each format gives its own pixels.
 TEST(IcnsFamily, EveryFormatKeepsItsElementThroughARoundTrip) {
     CIconDoc doc;
     const auto disc = [](int size, int seed) {

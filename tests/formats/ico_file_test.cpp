@@ -42,10 +42,7 @@ const std::uint8_t* Entry(const std::vector<std::uint8_t>& file, int i) { return
 
 // A doc of two formats, a bitmap one and a PNG one, whose last image ends at the end of the file.
 std::vector<std::uint8_t> TwoFormatFile() {
-    CIconDoc doc;
-    doc.AddFormat(MakeIcon(16, 16, 16, false, 1));
-    doc.AddFormat(MakeIcon(32, 32, 0, true, 2, true));
-    return Write(doc);
+    return format_test::IconFileOf({MakeIcon(16, 16, 16, false, 1), MakeIcon(32, 32, 0, true, 2, true)});
 }
 
 // The name of a table row's test, from the row's own name.
@@ -61,9 +58,8 @@ class IcoRoundTrip : public ::testing::TestWithParam<RoundTrip> {};
 
 TEST_P(IcoRoundTrip, WritesTheDirectoryAndReadsTheSameImageBack) {
     const auto [d, w, h] = GetParam();
-    CIconDoc doc;
-    doc.AddFormat(MakeIcon(w, h, d.colors, d.alpha, 7, d.png));
-    const std::vector<std::uint8_t> file = Write(doc);
+    const CKvIcon icon = MakeIcon(w, h, d.colors, d.alpha, 7, d.png);
+    const std::vector<std::uint8_t> file = format_test::IconFileOf({icon});
 
     ASSERT_GE(file.size(), 22u);
     EXPECT_EQ(LoadU16(file.data()), 0);
@@ -92,7 +88,7 @@ TEST_P(IcoRoundTrip, WritesTheDirectoryAndReadsTheSameImageBack) {
     EXPECT_EQ(f.ColorCount(), d.colors);
     EXPECT_EQ(f.HasAlpha(), d.alpha);
     EXPECT_EQ(f.Icon().IsCompressed(), d.png);
-    EXPECT_EQ(BlockBytes(f.Icon()), BlockBytes(doc.GetFormat(0)->Icon()));
+    EXPECT_EQ(BlockBytes(f.Icon()), BlockBytes(icon));
 }
 
 std::vector<RoundTrip> RoundTrips() {
@@ -472,10 +468,9 @@ INSTANTIATE_TEST_SUITE_P(Damages, IcoHostile, ::testing::ValuesIn(kDamages), Row
 // last image has unpadded or no mask rows are common, and load with the missing bits opaque.
 TEST(IcoHostileSweep, EveryTruncationFailsButInTheLastMask) {
     for (const bool pngLast : {false, true}) {
-        CIconDoc source;
-        source.AddFormat(MakeIcon(16, 16, 0, true, 1, !pngLast));
-        source.AddFormat(MakeIcon(16, 16, 0, true, 2, pngLast));  // equal formats keep their order
-        const std::vector<std::uint8_t> file = Write(source);
+        // Equal formats keep their order.
+        const std::vector<std::uint8_t> file =
+            format_test::IconFileOf({MakeIcon(16, 16, 0, true, 1, !pngLast), MakeIcon(16, 16, 0, true, 2, pngLast)});
         const std::size_t maskStart = pngLast ? file.size() : file.size() - 16 * 4;
         for (std::size_t size = 0; size < file.size(); ++size) {
             CIconDoc doc;
