@@ -7,12 +7,12 @@
 
 #include "app/ani/ani_doc.h"
 #include "app/common/image_convert.h"
-#include "shell/texts.h"
 #include "app/icon/icon_files.h"
 #include "app/shell/main_frame.h"
 #include "app_test_support.h"
 #include "formats/ico_file.h"
 #include "image/bytes.h"
+#include "shell/texts.h"
 
 using namespace tellurine;
 using namespace tellurine::app;

@@ -17,7 +17,6 @@
 
 #include "app/common/image_convert.h"
 #include "app/common/long_work.h"
-#include "shell/texts.h"
 #include "app/icon/icon_files.h"
 #include "app/icon/icon_frame.h"
 #include "app/icon/icon_project.h"
@@ -28,6 +27,7 @@
 #include "formats/ico_file.h"
 #include "image/bytes.h"
 #include "shell/doc_templates.h"
+#include "shell/texts.h"
 
 using namespace tellurine;
 using namespace tellurine::app;

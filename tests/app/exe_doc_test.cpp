@@ -11,7 +11,6 @@
 #include <algorithm>
 #include <tuple>
 
-#include "shell/texts.h"
 #include "app/icon/clipboard.h"
 #include "app/icon/icon_project.h"
 #include "app/program/exe_frame.h"
@@ -20,6 +19,7 @@
 #include "formats/pe_test_writer.h"
 #include "image/archive.h"
 #include "image/bytes.h"
+#include "shell/texts.h"
 
 using namespace tellurine;
 using namespace tellurine::app;

@@ -14,13 +14,13 @@
 
 #include "app/common/image_convert.h"
 #include "app/common/long_work.h"
-#include "shell/texts.h"
 #include "app/icon/icon_maker.h"
 #include "app/icon/image_dialogs.h"
 #include "app_test_support.h"
 #include "editor/image_commands.h"
 #include "editor/selection.h"
 #include "shell/new_formats.h"
+#include "shell/texts.h"
 
 using namespace tellurine;
 using namespace tellurine::app;

@@ -19,13 +19,13 @@
 
 #include "app/common/image_convert.h"
 #include "app/common/long_work.h"
-#include "shell/texts.h"
 #include "app/icon/icon_files.h"
 #include "app/icon/icon_view.h"
 #include "app/shell/document_io.h"
 #include "app/shell/kv_app.h"
 #include "app/shell/main_frame.h"
 #include "icon/format_maker.h"
+#include "shell/texts.h"
 
 namespace tellurine::app {
 

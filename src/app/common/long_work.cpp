@@ -11,8 +11,8 @@
 #include <utility>
 
 #include "app/common/prompts.h"
-#include "shell/texts.h"
 #include "image/busy.h"
+#include "shell/texts.h"
 
 namespace tellurine::app {
 namespace {

@@ -9,9 +9,9 @@
 
 #include "app/common/image_convert.h"
 #include "app/common/prompts.h"
-#include "shell/texts.h"
 #include "app/icon/icon_view.h"
 #include "editor/edit_session.h"
+#include "shell/texts.h"
 
 namespace tellurine::app {
 

@@ -21,8 +21,8 @@
 #include <QVBoxLayout>
 
 #include "app/common/image_convert.h"
-#include "shell/texts.h"
 #include "formats/icns_file.h"
+#include "shell/texts.h"
 
 namespace tellurine::app {
 

@@ -9,7 +9,6 @@
 #include <QMimeData>
 
 #include "app/common/image_convert.h"
-#include "shell/texts.h"
 #include "app/icon/clipboard.h"
 #include "app/icon/icon_commands.h"
 #include "app/icon/icon_files.h"
@@ -20,6 +19,7 @@
 #include "app/picture/dib_frame.h"
 #include "app/shell/kv_app.h"
 #include "app/shell/main_frame.h"
+#include "shell/texts.h"
 
 namespace tellurine::app {
 namespace {

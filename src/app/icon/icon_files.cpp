@@ -6,7 +6,6 @@
 
 #include "app/common/image_convert.h"
 #include "app/common/long_work.h"
-#include "shell/texts.h"
 #include "app/icon/dialogs.h"
 #include "app/icon/icon_frame.h"
 #include "app/icon/icon_project.h"
@@ -17,6 +16,7 @@
 #include "formats/icns_file.h"
 #include "formats/icon_project.h"
 #include "image/file_io.h"
+#include "shell/texts.h"
 
 namespace tellurine::app {
 CKvDocument* OpenIconFile(CKvApp& app, const QString& path, int) {

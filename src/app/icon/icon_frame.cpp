@@ -8,9 +8,9 @@
 #include <algorithm>
 
 #include "app/common/image_convert.h"
-#include "shell/texts.h"
 #include "formats/icns_file.h"
 #include "shell/new_formats.h"
+#include "shell/texts.h"
 
 namespace tellurine::app {
 

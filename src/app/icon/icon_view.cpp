@@ -12,8 +12,8 @@
 #include <algorithm>
 
 #include "app/common/image_convert.h"
-#include "shell/texts.h"
 #include "app/icon/tool_pictures.h"
+#include "shell/texts.h"
 
 namespace tellurine::app {
 

@@ -8,7 +8,6 @@
 
 #include "app/common/image_convert.h"
 #include "app/common/long_work.h"
-#include "shell/texts.h"
 #include "app/icon/icon_commands.h"
 #include "app/icon/icon_files.h"
 #include "app/icon/icon_frame.h"
@@ -22,6 +21,7 @@
 #include "editor/image_commands.h"
 #include "formats/image_file.h"
 #include "imaging/filters.h"
+#include "shell/texts.h"
 
 namespace tellurine::app {
 namespace {

@@ -14,11 +14,11 @@
 #include <QVBoxLayout>
 #include <cmath>
 
-#include "shell/texts.h"
 #include "app/icon/dialogs.h"
 #include "icon/format_edit.h"
 #include "imaging/filters.h"
 #include "imaging/rotate.h"
+#include "shell/texts.h"
 
 namespace tellurine::app {
 namespace {

@@ -1,7 +1,6 @@
 // New icon projects and new formats.
 #include <QMessageBox>
 
-#include "shell/texts.h"
 #include "app/icon/dialogs.h"
 #include "app/icon/icon_files.h"
 #include "app/icon/icon_frame.h"
@@ -13,6 +12,7 @@
 #include "icon/format_maker.h"
 #include "image/dib.h"
 #include "image/dib_block.h"
+#include "shell/texts.h"
 
 namespace tellurine::app {
 CIconProject* NewIconFromDialog(CKvApp& app) {

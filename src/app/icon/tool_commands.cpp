@@ -4,11 +4,11 @@
 #include <QToolBar>
 #include <QToolButton>
 
-#include "shell/texts.h"
 #include "app/icon/icon_commands.h"
 #include "app/icon/tool_pictures.h"
 #include "app/shell/kv_app.h"
 #include "app/shell/main_frame.h"
+#include "shell/texts.h"
 
 namespace tellurine::app {
 namespace {

@@ -9,11 +9,11 @@
 #include <system_error>
 
 #include "app/common/image_convert.h"
-#include "shell/texts.h"
 #include "app/program/exe_frame.h"
 #include "app/shell/document_io.h"
 #include "app/shell/kv_app.h"
 #include "app/shell/main_frame.h"
+#include "shell/texts.h"
 
 namespace tellurine::app {
 

@@ -15,13 +15,13 @@
 #include <new>
 
 #include "app/common/long_work.h"
-#include "shell/texts.h"
 #include "app/icon/clipboard.h"
 #include "app/icon/icon_files.h"
 #include "app/shell/kv_app.h"
 #include "app/shell/main_frame.h"
 #include "image/archive.h"
 #include "image/raster.h"
+#include "shell/texts.h"
 
 namespace tellurine::app {
 

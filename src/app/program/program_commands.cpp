@@ -1,8 +1,8 @@
 #include "app/program/program_commands.h"
 
-#include "shell/texts.h"
 #include "app/program/exe_frame.h"
 #include "app/shell/main_frame.h"
+#include "shell/texts.h"
 
 namespace tellurine::app {
 

@@ -10,13 +10,13 @@
 
 #include "app/ani/ani_doc.h"
 #include "app/common/long_work.h"
-#include "shell/texts.h"
 #include "app/icon/icon_files.h"
 #include "app/picture/dib_frame.h"
 #include "app/program/exe_doc.h"
 #include "app/shell/kv_app.h"
 #include "app/shell/main_frame.h"
 #include "formats/iconset.h"
+#include "shell/texts.h"
 
 namespace tellurine::app {
 namespace {

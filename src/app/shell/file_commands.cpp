@@ -4,11 +4,11 @@
 #include <QInputDialog>
 #include <QMdiArea>
 
-#include "shell/texts.h"
 #include "app/icon/icon_files.h"
 #include "app/icon/icon_project.h"
 #include "app/shell/kv_app.h"
 #include "app/shell/main_frame.h"
+#include "shell/texts.h"
 
 namespace tellurine::app {
 

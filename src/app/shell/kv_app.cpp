@@ -12,7 +12,6 @@
 
 #include "app/common/image_convert.h"
 #include "app/common/long_work.h"
-#include "shell/texts.h"
 #include "app/icon/icon_files.h"
 #include "app/icon/icon_frame.h"
 #include "app/icon/icon_project.h"
@@ -23,6 +22,7 @@
 #include "formats/icon_project.h"
 #include "formats/iconset.h"
 #include "image/file_io.h"
+#include "shell/texts.h"
 
 // The program's resources live in a static library: they are registered by hand.
 static void InitResources() { Q_INIT_RESOURCE(tellurine); }

@@ -17,7 +17,6 @@
 #include <QUrl>
 
 #include "app/ani/ani_doc.h"
-#include "shell/texts.h"
 #include "app/icon/color_bar.h"
 #include "app/icon/icon_commands.h"
 #include "app/icon/icon_frame.h"
@@ -28,6 +27,7 @@
 #include "app/shell/kv_app.h"
 #include "app/shell/recovery.h"
 #include "shell/app_support.h"
+#include "shell/texts.h"
 
 namespace tellurine::app {
 

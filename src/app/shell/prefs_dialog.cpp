@@ -12,11 +12,11 @@
 #include <QTabWidget>
 #include <QVBoxLayout>
 
-#include "shell/texts.h"
 #include "app/icon/dialogs.h"
 #include "image/palette.h"
 #include "shell/app_support.h"
 #include "shell/preference_pages.h"
+#include "shell/texts.h"
 
 namespace tellurine::app {
 
