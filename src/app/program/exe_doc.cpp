@@ -69,7 +69,7 @@ void CFileExeDocument::TakeTiles(std::vector<shell::ProgramTile>& tiles) {
             // A small picture grows by whole multiples, its pixels kept square.
             const QSize shown(made.pictureWidth, made.pictureHeight);
             if (picture.size() != shown) picture = picture.scaled(shown, Qt::IgnoreAspectRatio, Qt::FastTransformation);
-            picture.setDevicePixelRatio(std::max(1.0, devicePixelRatio_));
+            picture.setDevicePixelRatio(devicePixelRatio_);
             const QSizeF side = picture.deviceIndependentSize();
             largestSide_ = std::max(largestSide_, static_cast<int>(std::ceil(std::max(side.width(), side.height()))));
             tile.picture = std::move(picture);
