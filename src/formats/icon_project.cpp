@@ -133,6 +133,7 @@ bool ReadIconContainer(const std::string& path, std::span<const std::uint8_t> by
                     NamedIcon icon{group.name.Display(), {}, {}};
                     if (group.name.id) icon.number = *group.name.id;
                     icon.doc.name = icon.name;
+                    icon.doc.cursor = group.cursor;
                     if (!icon.doc.TakeFormats(group.group)) throw std::bad_alloc();
                     contents.icons.push_back(std::move(icon));
                 }

@@ -11,6 +11,7 @@
 #include <unordered_map>
 #include <utility>
 
+#include "formats/ne_resources.h"
 #include "image/bytes.h"
 #include "image/file_io.h"
 #include "image/threads.h"
@@ -216,6 +217,7 @@ std::optional<std::string> ReadName(std::span<const std::uint8_t> res, std::size
 }
 
 std::optional<std::vector<ResourceRecord>> List(std::span<const std::uint8_t> bytes, std::uint16_t type) {
+    if (IsNeFile(bytes)) return ListNeResources(bytes, type);
     const std::optional<PeView> view = OpenPe(bytes);
     if (!view) return std::nullopt;
     std::vector<ResourceRecord> records;
@@ -283,6 +285,8 @@ std::optional<std::vector<ResourceRecord>> List(std::span<const std::uint8_t> by
 struct ImageTask {
     std::size_t group;
     std::span<const std::uint8_t> data;
+    Hotspot hotspot{};
+    bool cursor = false;
 };
 
 // The bytes an image will take once read, from its own header (a PNG's size, a bitmap's
@@ -317,9 +321,9 @@ struct IconIndex {
     std::unordered_map<std::uint32_t, std::size_t> byIdAndLanguage;
 };
 
-bool PlanGroup(std::size_t groupIndex, std::span<const std::uint8_t> data, std::uint16_t language,
-               const std::vector<ResourceRecord>& icons, const IconIndex& index, std::vector<ImageTask>& tasks,
-               std::size_t& expectedBytes) {
+bool PlanGroup(std::size_t groupIndex, std::span<const std::uint8_t> data, std::uint16_t language, bool cursor,
+               bool padded, const std::vector<ResourceRecord>& icons, const IconIndex& index,
+               std::vector<ImageTask>& tasks, std::size_t& expectedBytes) {
     if (data.size() < kGroupHeaderSize) return true;
     const std::size_t count =
         std::min<std::size_t>(LoadU16(data.data() + 4), (data.size() - kGroupHeaderSize) / kGroupEntrySize);
@@ -330,10 +334,22 @@ bool PlanGroup(std::size_t groupIndex, std::span<const std::uint8_t> data, std::
         const auto anyLanguage = index.byId.find(id);
         if (anyLanguage == index.byId.end()) continue;
         const std::size_t pick = sameLanguage != index.byIdAndLanguage.end() ? sameLanguage->second : anyLanguage->second;
+        // A 16-bit file stores whole units of its alignment: the group's entry tells how many of
+        // those bytes are the image. A cursor's image follows its hotspot; one too short for it
+        // has no image.
+        std::span<const std::uint8_t> image = icons[pick].data;
+        const std::uint32_t stated = LoadU32(data.data() + kGroupHeaderSize + i * kGroupEntrySize + 8);
+        if (padded && stated < image.size()) image = image.first(stated);
+        Hotspot hotspot;
+        if (cursor) {
+            if (image.size() < 4) continue;
+            hotspot = {LoadU16(image.data()), LoadU16(image.data() + 2)};
+            image = image.subspan(4);
+        }
         if (tasks.size() >= kMaxExeImageReads) return false;
-        expectedBytes += ExpectedImageBytes(icons[pick].data);
+        expectedBytes += ExpectedImageBytes(image);
         if (expectedBytes > kMaxExeDecodedBytes) return false;
-        tasks.push_back({groupIndex, icons[pick].data});
+        tasks.push_back({groupIndex, image, hotspot, cursor});
     }
     return true;
 }
@@ -366,8 +382,10 @@ void ReadImages(const std::vector<ImageTask>& tasks, std::vector<CKvIcon>& image
     images.resize(tasks.size());
     ForEachTask(tasks.size(), 64, [&](std::size_t i) {
         CKvIcon icon;
-        if (icon.ReadImage(tasks[i].data, static_cast<std::uint32_t>(tasks[i].data.size()), 0))
+        if (icon.ReadImage(tasks[i].data, static_cast<std::uint32_t>(tasks[i].data.size()), 0)) {
             images[i] = std::move(icon);
+            if (tasks[i].cursor) images[i].SetPoint(tasks[i].hotspot.x, tasks[i].hotspot.y);
+        }
     });
 }
 
@@ -379,42 +397,60 @@ void DescribeImages(const std::vector<ImageTask>& tasks, std::vector<std::option
     ForEachTask(tasks.size(), 256, [&](std::size_t i) { formats[i] = DescribeStoredImage(tasks[i].data); });
 }
 
-std::vector<StoredExeIconGroup> StoredGroups(std::span<const std::uint8_t> bytes, bool& readable) {
-    readable = false;
-    const auto groups = List(bytes, 14);
-    if (!groups) return {};
-    const auto icons = List(bytes, 3);
-    if (!icons) return {};
+// The groups of one kind (icons: group type 14 with images of type 3; cursors: 12 and 1) added
+// to `out` with their images' tasks; false when a file-wide limit stopped the planning.
+bool PlanKind(std::span<const std::uint8_t> bytes, bool cursor, std::vector<StoredExeIconGroup>& out,
+              std::vector<ImageTask>& tasks, std::size_t& expectedBytes, bool& readable) {
+    const bool padded = IsNeFile(bytes);
+    const auto groups = List(bytes, cursor ? 12 : 14);
+    const auto images = groups ? List(bytes, cursor ? 1 : 3) : std::nullopt;
+    if (!images) return true;
     readable = true;
-    if (groups->empty()) return {};
 
-    // Icons are found by number only: the first record of that number in the group's language,
+    // Images are found by number only: the first record of that number in the group's language,
     // else the first of that number in any language.
     IconIndex index;
-    for (std::size_t i = 0; i < icons->size(); ++i) {
-        if (!(*icons)[i].name.id) continue;
-        const std::uint16_t id = *(*icons)[i].name.id;
+    for (std::size_t i = 0; i < images->size(); ++i) {
+        if (!(*images)[i].name.id) continue;
+        const std::uint16_t id = *(*images)[i].name.id;
         index.byId.emplace(id, i);
-        index.byIdAndLanguage.emplace(IconIndex::Key(id, (*icons)[i].language), i);
+        index.byIdAndLanguage.emplace(IconIndex::Key(id, (*images)[i].language), i);
     }
+    for (const ResourceRecord& record : *groups) {
+        const std::size_t g = out.size();
+        out.push_back({record.name, record.language, cursor, {}, {}});
+        // A group cut short by a limit keeps the images planned before it.
+        if (!PlanGroup(g, record.data, record.language, cursor, padded, *images, index, tasks, expectedBytes))
+            return false;
+    }
+    return true;
+}
 
+// Icon groups first, then cursor groups, each kind in enumeration order.
+std::vector<StoredExeIconGroup> StoredGroups(std::span<const std::uint8_t> bytes, bool& readable) {
+    readable = false;
+    std::vector<StoredExeIconGroup> out;
     std::vector<ImageTask> tasks;
     std::size_t expectedBytes = 0;
-    std::size_t planned = 0;
-    for (; planned < groups->size(); ++planned) {
-        const ResourceRecord& record = (*groups)[planned];
-        if (!PlanGroup(planned, record.data, record.language, *icons, index, tasks, expectedBytes)) {
-            ++planned;  // this group keeps the images planned before the limit
-            break;
-        }
+    // A file whose icon listings cannot be read is not read at all; one whose cursor listings
+    // cannot be read has no cursors.
+    if (PlanKind(bytes, false, out, tasks, expectedBytes, readable) && readable) {
+        bool cursorsReadable = false;
+        PlanKind(bytes, true, out, tasks, expectedBytes, cursorsReadable);
     }
-    std::vector<StoredExeIconGroup> out(planned);
-    for (std::size_t g = 0; g < planned; ++g) {
-        out[g].name = (*groups)[g].name;
-        out[g].language = (*groups)[g].language;
+    for (const ImageTask& task : tasks) {
+        out[task.group].images.push_back(task.data);
+        out[task.group].hotspots.push_back(task.hotspot);
     }
-    for (const ImageTask& task : tasks) out[task.group].images.push_back(task.data);
     return out;
+}
+
+std::vector<ImageTask> TasksOf(const std::vector<StoredExeIconGroup>& stored) {
+    std::vector<ImageTask> tasks;
+    for (std::size_t g = 0; g < stored.size(); ++g)
+        for (std::size_t i = 0; i < stored[g].images.size(); ++i)
+            tasks.push_back({g, stored[g].images[i], stored[g].hotspots[i], stored[g].cursor});
+    return tasks;
 }
 
 std::optional<std::vector<ExeIconGroup>> ReadIcons(std::span<const std::uint8_t> bytes) {
@@ -424,9 +460,7 @@ std::optional<std::vector<ExeIconGroup>> ReadIcons(std::span<const std::uint8_t>
 
     // The reading, which is most of the work, all at once; then the groups in order, each with
     // the images that could be read.
-    std::vector<ImageTask> tasks;
-    for (std::size_t g = 0; g < stored.size(); ++g)
-        for (const std::span<const std::uint8_t> image : stored[g].images) tasks.push_back({g, image});
+    const std::vector<ImageTask> tasks = TasksOf(stored);
     std::vector<CKvIcon> images;
     ReadImages(tasks, images);
 
@@ -436,6 +470,7 @@ std::optional<std::vector<ExeIconGroup>> ReadIcons(std::span<const std::uint8_t>
         ExeIconGroup entry;
         entry.name = stored[g].name;
         entry.language = stored[g].language;
+        entry.cursor = stored[g].cursor;
         entry.group.name = stored[g].name.Display();
         for (; task < tasks.size() && tasks[task].group == g; ++task)
             if (!images[task].IsEmpty() && !entry.group.AppendFormat(std::move(images[task]))) throw std::bad_alloc();
@@ -449,9 +484,7 @@ std::optional<std::vector<ExeIconGroupListing>> DescribeIcons(std::span<const st
     const std::vector<StoredExeIconGroup> stored = StoredGroups(bytes, readable);
     if (!readable) return std::nullopt;
 
-    std::vector<ImageTask> tasks;
-    for (std::size_t g = 0; g < stored.size(); ++g)
-        for (const std::span<const std::uint8_t> image : stored[g].images) tasks.push_back({g, image});
+    const std::vector<ImageTask> tasks = TasksOf(stored);
     std::vector<std::optional<StoredImageFormat>> formats;
     DescribeImages(tasks, formats);
 
@@ -463,10 +496,12 @@ std::optional<std::vector<ExeIconGroupListing>> DescribeIcons(std::span<const st
             if (!formats[task]) continue;
             entry.images.push_back(tasks[task].data);
             entry.formats.push_back(*formats[task]);
+            entry.hotspots.push_back(tasks[task].hotspot);
         }
         if (entry.images.empty()) continue;
         entry.name = stored[g].name;
         entry.language = stored[g].language;
+        entry.cursor = stored[g].cursor;
         out.push_back(std::move(entry));
     }
     return out;
@@ -534,10 +569,17 @@ bool LooksLikeProgramFile(const std::string& path) {
     std::error_code ec;
     const std::uintmax_t size = std::filesystem::file_size(path, ec);
     if (!file || ec || size > kMaxExeFileBytes) return false;
-    return CheckPeHeaders(size, [&file](std::uint64_t offset, std::size_t count, std::uint8_t* out) {
-               file.seekg(static_cast<std::streamoff>(offset));
-               return static_cast<bool>(file.read(reinterpret_cast<char*>(out), static_cast<std::streamsize>(count)));
-           }).has_value();
+    const auto read = [&file](std::uint64_t offset, std::size_t count, std::uint8_t* out) {
+        file.clear();
+        file.seekg(static_cast<std::streamoff>(offset));
+        return static_cast<bool>(file.read(reinterpret_cast<char*>(out), static_cast<std::streamsize>(count)));
+    };
+    if (CheckPeHeaders(size, read)) return true;
+    // A 16-bit program: its DOS header and the NE header it points at are enough to judge it.
+    std::uint8_t dos[64], signature[2];
+    if (size < 64 || !read(0, 64, dos) || dos[0] != 'M' || dos[1] != 'Z') return false;
+    const std::uint64_t ne = LoadU32(dos + 0x3C);
+    return ne <= size && size - ne >= 64 && read(ne, 2, signature) && signature[0] == 'N' && signature[1] == 'E';
 }
 
 }  // namespace tellurine

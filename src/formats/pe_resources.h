@@ -28,10 +28,17 @@ struct ResourceRecord {
     std::span<const std::uint8_t> data;  // within the file's bytes
 };
 
-// One icon group of a program: its name and its images.
+// A cursor image's hotspot, as a cursor resource stores it before the image.
+struct Hotspot {
+    std::uint16_t x = 0, y = 0;
+};
+
+// One icon or cursor group of a program: its name and its images (a cursor's each with its
+// hotspot as the image's point).
 struct ExeIconGroup {
     ResourceName name;
     std::uint16_t language = 0;
+    bool cursor = false;
     CIconGroup group;
 };
 
@@ -39,8 +46,9 @@ struct ExeIconGroup {
 inline constexpr std::size_t kMaxExeFileBytes = std::size_t{256} * 1024 * 1024;
 
 // Whether the file at `path` has the headers of a program or library the reader takes: no larger
-// than kMaxExeFileBytes, "MZ", the "PE\0\0" signature where the DOS header points, and a PE32
-// or PE32+ optional header that fits the file. Only the headers are read.
+// than kMaxExeFileBytes, "MZ", and where the DOS header points either the "PE\0\0" signature
+// with a PE32 or PE32+ optional header that fits the file, or a 16-bit program's "NE" header
+// (programs and .icl icon libraries). Only the headers are read.
 bool LooksLikeProgramFile(const std::string& path);
 
 // Limits that keep a hostile resource directory from costing unbounded time or memory (real
@@ -57,8 +65,9 @@ inline constexpr std::size_t kMaxResourceNameBytes = std::size_t{16} * 1024 * 10
 inline constexpr std::size_t kMaxExeImageReads = 65536;
 inline constexpr std::size_t kMaxExeDecodedBytes = std::size_t{256} * 1024 * 1024;
 
-// The records of one numbered resource type (14: icon groups, 3: icons; a type named by a string
-// never matches), in the order the platform enumerates them: the type's names as they stand in the
+// The records of one numbered resource type (14: icon groups, 3: icons, 12: cursor groups,
+// 1: cursors; a type named by a string never matches), in the order the platform enumerates them.
+// A 16-bit (NE) file is read by ListNeResources; in a PE file: the type's names as they stand in the
 // directory (named entries before numbered ones is how directories are stored; the file's order is
 // kept, never re-sorted), and for each name one record per language in directory order.
 //
@@ -76,8 +85,11 @@ inline constexpr std::size_t kMaxExeDecodedBytes = std::size_t{256} * 1024 * 102
 // or without that type.
 std::optional<std::vector<ResourceRecord>> ListResources(std::span<const std::uint8_t> bytes, std::uint16_t type);
 
-// Every icon group of a program, in group-record order (ListResources(14)), each holding its
-// images in the order of its directory entries (duplicates kept, never re-sorted). An entry's icon
+// Every icon group of a program, in group-record order (ListResources(14)), then every cursor
+// group likewise (ListResources(12), their images of type 1 found as icons are, each image read
+// after the 4-byte hotspot that starts its data and given that hotspot as its point; `cursor`
+// set), each holding its images in the order of its directory entries (duplicates kept, never
+// re-sorted). An entry's icon
 // is the type-3 record numbered as the entry says, in the group's language when there is one,
 // else the first record of that number in enumeration order. Images are read with
 // CKvIcon::ReadImage(data, data size, 0): a PNG image at its full depth (32 bits) whatever the
@@ -93,7 +105,9 @@ std::optional<std::vector<ExeIconGroup>> ReadExeIcons(std::span<const std::uint8
 struct StoredExeIconGroup {
     ResourceName name;
     std::uint16_t language = 0;
-    std::vector<std::span<const std::uint8_t>> images;  // within the file's bytes
+    bool cursor = false;
+    std::vector<std::span<const std::uint8_t>> images;  // within the file's bytes (a cursor's after its hotspot)
+    std::vector<Hotspot> hotspots;                       // one per image; zero for icons
 };
 
 // What ReadExeIcons reads, without reading any image: every icon group in group-record order,
@@ -108,8 +122,10 @@ std::optional<std::vector<StoredExeIconGroup>> ListExeIconGroups(std::span<const
 struct ExeIconGroupListing {
     ResourceName name;
     std::uint16_t language = 0;
+    bool cursor = false;
     std::vector<std::span<const std::uint8_t>> images;  // within the file's bytes
     std::vector<StoredImageFormat> formats;             // one per image
+    std::vector<Hotspot> hotspots;                      // one per image
 };
 
 // What ReadExeIcons gives, told from the images' headers (DescribeStoredImage) rather than by

@@ -1,0 +1,185 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "formats/format_test_support.h"
+#include "formats/ne_resources.h"
+#include "formats/pe_resources.h"
+#include "formats/pe_test_writer.h"
+#include "image/bytes.h"
+
+namespace tellurine {
+namespace {
+
+using format_test::Bytes;
+
+// A library of three groups: a numbered icon group of a bitmap and a PNG image, a named icon
+// group, and a cursor group whose image has a hotspot; the blocks are the images as written.
+struct Library {
+    std::vector<Bytes> blocks;
+    std::vector<LibraryGroup> groups;
+};
+
+Library MakeLibrary() {
+    Library lib;
+    std::vector<CKvIcon> icons = {format_test::MakeIcon(16, 16, 16, false, 1),
+                                  format_test::MakeIcon(48, 48, 0, true, 2, true),
+                                  format_test::MakeIcon(32, 32, 256, false, 3),
+                                  format_test::MakeIcon(32, 32, 2, false, 4)};
+    icons[3].SetPoint(5, 9);
+    for (const CKvIcon& icon : icons) lib.blocks.push_back(format_test::ImageBytes(icon));
+    lib.groups.push_back({{7, ""}, format_test::IconFileOf({icons[0], icons[1]})});
+    lib.groups.push_back({{std::nullopt, "Folder"}, format_test::IconFileOf({icons[2]})});
+    CIconDoc pointer;
+    pointer.AddFormat(CKvIcon(icons[3]));
+    pointer.cursor = true;
+    lib.groups.push_back({{3, ""}, {}});
+    EXPECT_TRUE(WriteIconFile(pointer, false, lib.groups.back().iconFile));
+    return lib;
+}
+
+TEST(IconLibrary, WrittenLibraryReadsBackGroupByGroup) {
+    const Library lib = MakeLibrary();
+    const auto file = WriteIconLibrary(lib.groups, "tools");
+    ASSERT_TRUE(file);
+    EXPECT_TRUE(IsNeFile(*file));
+
+    // Records in table order, names upper-cased, icons numbered from 1 across the groups.
+    const auto groupRecords = ListResources(*file, 14);
+    ASSERT_TRUE(groupRecords);
+    ASSERT_EQ(groupRecords->size(), 2u);
+    EXPECT_EQ((*groupRecords)[0].name.Display(), "7");
+    EXPECT_EQ((*groupRecords)[1].name.Display(), "FOLDER");
+    const auto iconRecords = ListResources(*file, 3);
+    ASSERT_TRUE(iconRecords);
+    ASSERT_EQ(iconRecords->size(), 3u);
+    for (std::size_t i = 0; i < 3; ++i) EXPECT_EQ((*iconRecords)[i].name.id, i + 1);
+    const auto cursorRecords = ListResources(*file, 1);
+    ASSERT_TRUE(cursorRecords);
+    ASSERT_EQ(cursorRecords->size(), 1u);
+    EXPECT_EQ((*cursorRecords)[0].name.id, 1);
+
+    // Every image comes back byte for byte: icon groups first, then the cursor with its hotspot.
+    const auto groups = ReadExeIcons(*file);
+    ASSERT_TRUE(groups);
+    ASSERT_EQ(groups->size(), 3u);
+    const std::vector<std::vector<std::size_t>> blocks = {{0, 1}, {2}, {3}};
+    for (std::size_t g = 0; g < 3; ++g) {
+        SCOPED_TRACE(g);
+        EXPECT_EQ((*groups)[g].cursor, g == 2);
+        ASSERT_EQ((*groups)[g].group.FormatCount(), static_cast<int>(blocks[g].size()));
+        for (std::size_t i = 0; i < blocks[g].size(); ++i)
+            EXPECT_EQ(format_test::ImageBytes(*(*groups)[g].group.FormatAt(static_cast<int>(i))),
+                      lib.blocks[blocks[g][i]]);
+    }
+    EXPECT_EQ((*groups)[2].group.FormatAt(0)->PointX(), 5);
+    EXPECT_EQ((*groups)[2].group.FormatAt(0)->PointY(), 9);
+    const auto listed = DescribeExeIcons(*file);
+    ASSERT_TRUE(listed);
+    ASSERT_EQ(listed->size(), 3u);
+    EXPECT_TRUE((*listed)[2].cursor);
+    EXPECT_EQ((*listed)[2].hotspots.at(0).y, 9);
+    EXPECT_EQ((*listed)[0].formats.at(1).width, 48u);
+
+    // A library file is known by its headers alone.
+    const format_test::ScratchDir dir;
+    const std::filesystem::path path = dir.path() / "tools.icl";
+    format_test::WriteBytes(path, *file);
+    EXPECT_TRUE(LooksLikeProgramFile(path.string()));
+
+    // icoutils' reader lists the same resources and takes the same icon out of it.
+    std::string out;
+    if (!format_test::RunCommand("command -v wrestool", out)) GTEST_SKIP() << "needs wrestool (icoutils)";
+    ASSERT_TRUE(format_test::RunCommand("wrestool -l '" + path.string() + "' 2>/dev/null", out));
+    EXPECT_NE(out.find("--type=14 --name=7 "), std::string::npos) << out;
+    EXPECT_NE(out.find("--type=14 --name='FOLDER'"), std::string::npos) << out;
+    EXPECT_NE(out.find("--type=12 --name=3 "), std::string::npos) << out;
+    EXPECT_NE(out.find("--type=1 --name=1 "), std::string::npos) << out;
+    ASSERT_TRUE(format_test::RunCommand(
+        "wrestool -x --type=14 --name=7 -o '" + (dir.path() / "seven.ico").string() + "' '" + path.string() +
+            "' 2>/dev/null",
+        out));
+    // Its .ico is ours, but for the last image's padding to the library's alignment unit.
+    Bytes theirs = format_test::ReadBytes(dir.path() / "seven.ico");
+    ASSERT_GE(theirs.size(), lib.groups[0].iconFile.size());
+    EXPECT_TRUE(std::all_of(theirs.begin() + static_cast<std::ptrdiff_t>(lib.groups[0].iconFile.size()), theirs.end(),
+                            [](std::uint8_t b) { return b == 0; }));
+    theirs.resize(lib.groups[0].iconFile.size());
+    EXPECT_EQ(theirs, lib.groups[0].iconFile);
+}
+
+TEST(IconLibrary, DamagedTablesAreReadAsFarAsTheyHold) {
+    const auto good = WriteIconLibrary(MakeLibrary().groups, "tools");
+    ASSERT_TRUE(good);
+    const std::size_t ne = LoadU32(good->data() + 0x3C);
+    const std::size_t table = ne + LoadU16(good->data() + ne + 0x24);
+    const std::size_t firstRecord = table + 2 + 8;  // the first icon group's NAMEINFO
+
+    struct Case {
+        const char* what;
+        std::function<void(Bytes&)> damage;
+        std::optional<std::size_t> groups;  // nothing: not read at all
+    };
+    const std::vector<Case> cases = {
+        {"not NE", [&](Bytes& b) { b[ne + 1] = 'X'; }, std::nullopt},
+        {"header past the end", [&](Bytes& b) { StoreU32(b.data() + 0x3C, static_cast<std::uint32_t>(b.size())); },
+         std::nullopt},
+        {"table past the end", [&](Bytes& b) { StoreU16(b.data() + ne + 0x24, 0xFFF0); }, std::nullopt},
+        {"absurd shift", [&](Bytes& b) { StoreU16(b.data() + table, 40); }, std::nullopt},
+        {"data past the end", [&](Bytes& b) { StoreU16(b.data() + firstRecord, 0xFFFF); }, 2},
+        {"name off the table", [&](Bytes& b) { StoreU16(b.data() + firstRecord + 12 + 6, 0x7FFF); }, 2},
+        {"count past the end", [&](Bytes& b) { StoreU16(b.data() + table + 4, 0xFFFF); b.resize(firstRecord + 30); },
+         0},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        Bytes file = *good;
+        c.damage(file);
+        const auto groups = ReadExeIcons(file);
+        ASSERT_EQ(groups.has_value(), c.groups.has_value());
+        if (groups) EXPECT_EQ(groups->size(), *c.groups);
+    }
+    // Cut anywhere, the library reads without fault.
+    for (std::size_t size = 0; size < good->size(); size += 7) {
+        const Bytes cut(good->begin(), good->begin() + static_cast<std::ptrdiff_t>(size));
+        (void)ReadExeIcons(cut);
+    }
+    // Numbered names must fit 15 bits; a library holds at most 32,767 images.
+    const Bytes oneIcon = format_test::IconFileOf({format_test::MakeIcon(16, 16, 16, false, 1)});
+    EXPECT_FALSE(WriteIconLibrary({{{0x8000, ""}, oneIcon}}, "x"));
+    EXPECT_FALSE(WriteIconLibrary({{{0, ""}, oneIcon}}, "x"));
+    EXPECT_FALSE(WriteIconLibrary({{{1, ""}, Bytes(oneIcon.begin(), oneIcon.end() - 1)}}, "x"));
+}
+
+TEST(ProgramCursors, CursorGroupsOfAProgramKeepTheirHotspots) {
+    const CKvIcon arrow = format_test::MakeIcon(32, 32, 2, false, 8);
+    Bytes cursor = {3, 0, 4, 0};  // hotspot (3, 4)
+    const Bytes image = format_test::ImageBytes(arrow);
+    cursor.insert(cursor.end(), image.begin(), image.end());
+    Bytes group(6 + 14, 0);
+    StoreU16(group.data() + 2, 2);
+    StoreU16(group.data() + 4, 1);
+    StoreU16(group.data() + 6, 32);
+    StoreU16(group.data() + 8, 64);
+    StoreU16(group.data() + 6 + 12, 5);
+    const Bytes file = pe_test::WritePe({{std::uint16_t{1}, std::uint16_t{5}, 1033, cursor},
+                                         {std::uint16_t{12}, std::u16string(u"ARROW"), 1033, group}},
+                                        false);
+    const auto groups = ReadExeIcons(file);
+    ASSERT_TRUE(groups);
+    ASSERT_EQ(groups->size(), 1u);
+    EXPECT_TRUE((*groups)[0].cursor);
+    EXPECT_EQ((*groups)[0].name.Display(), "ARROW");
+    ASSERT_EQ((*groups)[0].group.FormatCount(), 1);
+    EXPECT_EQ((*groups)[0].group.FormatAt(0)->PointX(), 3);
+    EXPECT_EQ((*groups)[0].group.FormatAt(0)->PointY(), 4);
+    EXPECT_EQ(format_test::ImageBytes(*(*groups)[0].group.FormatAt(0)), image);
+}
+
+}  // namespace
+}  // namespace tellurine
