@@ -123,13 +123,17 @@ ProgramReadEnd ReadProgramTiles(const std::string& path, const ProgramDisplayCho
     return cancel ? ProgramReadEnd::Cancelled : ProgramReadEnd::Done;
 }
 
-std::string ProgramIcoFileName(const std::string& programPath, const ResourceName& group) {
+std::string ProgramGroupFileStem(const std::string& programPath, const std::string& group, bool cursor) {
     // The stem: the file name up to its last dot, unless that dot starts the name.
     const std::size_t slash = programPath.find_last_of("/\\");
     const std::string file = slash == std::string::npos ? programPath : programPath.substr(slash + 1);
     const std::size_t dot = file.rfind('.');
-    return (dot != std::string::npos && dot > 0 ? file.substr(0, dot) : file) + "-" + SafeFileNamePart(group.Display()) +
-           ".ico";
+    return (dot != std::string::npos && dot > 0 ? file.substr(0, dot) : file) + (cursor ? "-cursor-" : "-") +
+           SafeFileNamePart(group);
+}
+
+std::string ProgramIcoFileName(const std::string& programPath, const ResourceName& group, bool cursor) {
+    return ProgramGroupFileStem(programPath, group.Display(), cursor) + (cursor ? ".cur" : ".ico");
 }
 
 std::vector<std::string> UniqueFileNames(const std::vector<std::string>& names) {

@@ -68,11 +68,14 @@ ProgramReadEnd ReadProgramTiles(const std::string& path, const ProgramDisplayCho
                                 const std::function<void(std::shared_ptr<const ProgramListing>)>& listed,
                                 const std::function<void(std::vector<ProgramTile>)>& tiles);
 
-// The name a group of the program at `programPath` is saved under, as the command-line tool
-// names what it extracts from a program: the program's file name without its extension, "-",
-// and the group's name with every character other than a letter, a digit, '.', '_' and '-' made
-// '_' (an empty, "." or ".." name gets a leading '_'), then ".ico".
-std::string ProgramIcoFileName(const std::string& programPath, const ResourceName& group);
+// The one rule that names the files made from a program's groups, in the program window and in
+// tellurine-cli: the program's file name without its extension, "-", "cursor-" for a cursor
+// group, and the group's name with every character other than a letter, a digit, '.', '_' and
+// '-' made '_' (an empty, "." or ".." name gets a leading '_'); nothing that a file system, Windows'
+// included, refuses in a name.
+std::string ProgramGroupFileStem(const std::string& programPath, const std::string& group, bool cursor);
+// That stem and ".ico", or ".cur" for a cursor group.
+std::string ProgramIcoFileName(const std::string& programPath, const ResourceName& group, bool cursor = false);
 
 // The names made unique for one folder, compared without case as some file systems compare
 // them: a name met before gets " (2)", " (3)", ... before its extension.
