@@ -1,17 +1,25 @@
 // tellurine-cli convert IN OUT [--explorer-order] [--group NAME] [--allow-loss] [--png-elements]
+// tellurine-cli convert IN --all-groups -o DIR [--explorer-order]
 // Reads any supported icon container and writes one icon in the format OUT's extension names: an
-// .ico file, an .icns family or an .iconset folder.
+// .ico file, an .icns family or an .iconset folder; or every icon of it, one .ico (.cur for a
+// cursor) each, into a folder.
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <filesystem>
 #include <memory>
 #include <string>
 #include <system_error>
+#include <vector>
 
 #include "cli/commands.h"
 #include "cli/icon_support.h"
+#include "formats/ico_file.h"
 #include "formats/iconset.h"
+#include "formats/ne_resources.h"
 #include "image/block.h"
+#include "image/file_io.h"
+#include "shell/program_tiles.h"
 
 namespace tellurine::cli {
 
@@ -21,19 +29,97 @@ struct ConvertOptions {
     std::string input;
     std::string output;
     std::string group;
+    bool allGroups = false;
+    std::string directory;
     ProjectOutput how;
 };
 
-int RunConvert(const ConvertOptions& o) {
-    KeepFreedMemoryForReuse();
-    const std::string ext = LowerExtension(o.output);
-    const bool iconset = IsIconsetPath(o.output);
-    if (ext != ".ico" && ext != ".icns" && !iconset) {
-        PrintError("convert: the output must end in .ico, .icns or .iconset: " + o.output);
+// Every icon or group of the input, one file each, named by the rule the program window names
+// them by (made unique without case), cursors as cursor files.
+int ConvertAllGroups(const ConvertOptions& o) {
+    if (!o.output.empty() || o.directory.empty() || !o.group.empty()) {
+        PrintError("convert: --all-groups writes into the folder given with -o, and takes neither OUT nor --group");
         return kExitUsage;
     }
     IconFileContents contents;
     if (!ReadIconInput(o.input, contents)) return kExitFailure;
+    std::error_code ec;
+    std::filesystem::create_directories(o.directory, ec);
+    if (ec || !std::filesystem::is_directory(o.directory, ec)) {
+        PrintError("convert: cannot create the folder " + o.directory + (ec ? ": " + ec.message() : ""));
+        return kExitFailure;
+    }
+    const std::string stem = std::filesystem::path(o.input).stem().string();
+    std::vector<std::string> names;
+    for (const NamedIcon& icon : contents.icons) {
+        const bool cursor = contents.container == IconContainer::Pe && icon.doc.cursor;
+        names.push_back((contents.Named() ? shell::ProgramGroupFileStem(o.input, icon.name, cursor) : stem) +
+                        (cursor || contents.container == IconContainer::Cur ? ".cur" : ".ico"));
+    }
+    names = shell::UniqueFileNames(names);
+    int exitCode = kExitOk;
+    ProjectOutput how = o.how;
+    how.durability = Durability::NoFlush;
+    for (std::size_t i = 0; i < contents.icons.size(); ++i) {
+        CIconDoc& doc = contents.icons[i].doc;
+        doc.macintosh = false;
+        doc.cursor = LowerExtension(names[i]) == ".cur";
+        const std::string path = (std::filesystem::path(o.directory) / names[i]).string();
+        const int code = WriteProjectOutput("convert", path, doc, how);
+        if (code != kExitOk) exitCode = code;
+    }
+    return exitCode;
+}
+
+// Every icon or group of the input as one 16-bit icon library: groups keep their numbers and
+// names (an icon without either is numbered by its place), cursors stay cursors.
+int ConvertToLibrary(const ConvertOptions& o, IconFileContents& contents) {
+    std::vector<LibraryGroup> groups;
+    for (std::size_t i = 0; i < contents.icons.size(); ++i) {
+        NamedIcon& icon = contents.icons[i];
+        LibraryGroup& group = groups.emplace_back();
+        if (icon.number && *icon.number > 0 && *icon.number < 0x8000)
+            group.name.id = static_cast<std::uint16_t>(*icon.number);
+        else if (contents.Named() && !icon.name.empty())
+            group.name.text = icon.name;
+        else
+            group.name.id = static_cast<std::uint16_t>(std::min<std::size_t>(i + 1, 0x7FFF));
+        const bool cursor = icon.doc.cursor && (contents.container == IconContainer::Pe ||
+                                                contents.container == IconContainer::Cur);
+        if (!WriteIconFile(icon.doc, o.how.explorerOrder, group.iconFile, cursor)) {
+            PrintError("convert: cannot write " + o.output + ": icon " + icon.name + " cannot be written");
+            return kExitFailure;
+        }
+    }
+    const auto library = WriteIconLibrary(groups, std::filesystem::path(o.output).stem().string());
+    if (!library) {
+        PrintError("convert: cannot write " + o.output + ": the icons do not fit a 16-bit icon library");
+        return kExitFailure;
+    }
+    std::string error;
+    if (!WriteFileAtomically(o.output, *library, error)) {
+        PrintError("convert: cannot write " + o.output + ": " + error);
+        return kExitFailure;
+    }
+    return kExitOk;
+}
+
+int RunConvert(const ConvertOptions& o) {
+    KeepFreedMemoryForReuse();
+    if (o.allGroups) return ConvertAllGroups(o);
+    if (o.output.empty()) {
+        PrintError("convert: OUT is required (or --all-groups -o DIR)");
+        return kExitUsage;
+    }
+    const std::string ext = LowerExtension(o.output);
+    const bool iconset = IsIconsetPath(o.output);
+    if (ext != ".ico" && ext != ".icns" && ext != ".icl" && !iconset) {
+        PrintError("convert: the output must end in .ico, .icns, .icl or .iconset: " + o.output);
+        return kExitUsage;
+    }
+    IconFileContents contents;
+    if (!ReadIconInput(o.input, contents)) return kExitFailure;
+    if (ext == ".icl") return ConvertToLibrary(o, contents);
 
     NamedIcon* chosen = ChooseIcon("convert", o.input, contents, o.group);
     if (chosen == nullptr) return kExitFailure;
@@ -56,7 +142,10 @@ CommandRunner AddConvertCommand(CLI::App& app) {
     auto options = std::make_shared<ConvertOptions>();
     CLI::App* sub = app.add_subcommand("convert", "Rewrite an icon as a Windows icon file or a Macintosh icon family");
     sub->add_option("IN", options->input, kIconFilesHelp)->required();
-    sub->add_option("OUT", options->output, "File to write: .ico, .icns, or an .iconset folder")->required();
+    sub->add_option("OUT", options->output, "File to write: .ico, .icns, an .iconset folder, or an .icl library of every icon of IN");
+    sub->add_flag("--all-groups", options->allGroups,
+                  "Write every icon or group of IN, one .ico (.cur for a cursor) each, into the folder given with -o");
+    sub->add_option("-o,--output", options->directory, "The folder --all-groups writes into (created when missing)");
     sub->add_option("--group", options->group,
                     "The icon to write from a file of several named icons, or the group of a program (default: the first)");
     sub->add_flag("--explorer-order", options->how.explorerOrder,

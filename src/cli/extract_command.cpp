@@ -23,6 +23,7 @@
 #include "image/block.h"
 #include "image/file_io.h"
 #include "imaging/codecs.h"
+#include "shell/program_tiles.h"
 
 namespace tellurine::cli {
 
@@ -38,6 +39,7 @@ constexpr std::size_t kReadAhead = 8;
 struct ExtractOptions {
     std::vector<std::string> files;
     std::string directory;
+    std::string group;  // only this icon or group, when set
 };
 
 // One PNG file to write: what to encode (a step of an animated cursor, a format of an icon, or
@@ -81,17 +83,17 @@ std::vector<Output> Failure(std::string line) {
 
 // A program's images, as stored: nothing is decoded here, and the images are read one by one as
 // they are encoded, so that a library of thousands of icons never has them all in memory at once.
-std::vector<Output> PlanProgram(const std::string& path, Job& job) {
+std::vector<Output> PlanProgram(const std::string& path, Job& job, const std::string& only) {
     const auto groups = ListExeIconGroups(job.bytes);
     if (!groups || groups->empty()) return Failure(ReadFailureLine(path, false));
     job.program = true;
-    const std::string stem = std::filesystem::path(path).stem().string();
     std::vector<Output> outputs;
+    bool found = false;
     for (std::size_t g = 0; g < groups->size(); ++g) {
         const StoredExeIconGroup& group = (*groups)[g];
-        NamedIcon named{group.name.Display(), std::nullopt, {}};
-        if (group.name.id) named.number = *group.name.id;
-        const std::string prefix = stem + "-" + IconNameForFile(named);
+        if (!only.empty() && group.name.Display() != only) continue;
+        found = true;
+        const std::string prefix = shell::ProgramGroupFileStem(path, group.name.Display(), group.cursor);
         for (const std::span<const std::uint8_t> image : group.images) {
             Output& out = outputs.emplace_back();
             out.image = image;
@@ -99,6 +101,7 @@ std::vector<Output> PlanProgram(const std::string& path, Job& job) {
             out.prefix = prefix;
         }
     }
+    if (!found) return Failure(NoSuchIconLine("extract", path, only));
     return outputs;
 }
 
@@ -106,7 +109,7 @@ std::vector<Output> PlanProgram(const std::string& path, Job& job) {
 // animated cursor, with the depth its frame was stored at, every image of every icon group of a
 // program, or every format of every icon. Files of named icons put the icon's name after the
 // stem. A file that cannot be read gives one output holding the reason.
-std::vector<Output> Plan(const std::string& path, Job& job) {
+std::vector<Output> Plan(const std::string& path, Job& job, const std::string& only) {
     std::string error;
     // A large file is mapped rather than read: a program of many megabytes then costs neither a
     // copy nor a fresh page for each of its pages. Small ones are read into memory that the
@@ -118,7 +121,7 @@ std::vector<Output> Plan(const std::string& path, Job& job) {
         if (!ReadFileBytes(path, job.read, kMaxMacFileBytes, error)) return Failure(path + ": " + error);
         job.bytes = job.read;
     }
-    if (ClassifyIconFile(path, job.bytes) == IconContainer::Pe) return PlanProgram(path, job);
+    if (ClassifyIconFile(path, job.bytes) == IconContainer::Pe) return PlanProgram(path, job, only);
     bool outOfMemory = false;
     IconFileContents& contents = job.contents;
     const bool read = ReadIconContainer(path, job.bytes, contents, &outOfMemory);
@@ -140,7 +143,11 @@ std::vector<Output> Plan(const std::string& path, Job& job) {
         out.bpp = step.bitDepth;
     }
     if (contents.container == IconContainer::Ani) return outputs;
+    if (!only.empty() && (!contents.Named() || std::none_of(contents.icons.begin(), contents.icons.end(),
+                                                            [&](const NamedIcon& i) { return i.name == only; })))
+        return Failure(NoSuchIconLine("extract", path, only));
     for (const NamedIcon& icon : contents.icons) {
+        if (!only.empty() && icon.name != only) continue;
         const std::string prefix = contents.Named() ? stem + "-" + IconNameForFile(icon) : stem;
         for (int i = 0; i < icon.doc.GetFormatCount(); ++i) {
             const CIconObject& format = *icon.doc.GetFormat(i);
@@ -243,7 +250,7 @@ bool IsOneSmallFile(const std::vector<std::string>& files) {
 // outputs, the earliest file's first, so that the formats of one large file are encoded on every
 // core. This thread writes each PNG as soon as it is ready, in command-line and format order (so
 // messages keep that order too); the encoding goes on while it waits on the disk.
-bool Extract(const std::vector<std::string>& files, const std::filesystem::path& directory) {
+bool Extract(const std::vector<std::string>& files, const std::filesystem::path& directory, const std::string& group) {
     std::vector<Job> jobs(files.size());
     std::mutex mutex;
     std::condition_variable changed;
@@ -276,7 +283,7 @@ bool Extract(const std::vector<std::string>& files, const std::filesystem::path&
                 lock.unlock();
                 std::vector<Output> outputs;
                 try {
-                    outputs = Plan(files[index], jobs[index]);
+                    outputs = Plan(files[index], jobs[index], group);
                 } catch (const std::bad_alloc&) {
                     outputs = Failure(ReadFailureLine(files[index], true));
                 }
@@ -354,7 +361,7 @@ int RunExtract(const ExtractOptions& o) {
         PrintError("extract: cannot create the folder " + o.directory + (ec ? ": " + ec.message() : ""));
         return kExitFailure;
     }
-    return Extract(o.files, directory) ? kExitOk : kExitFailure;
+    return Extract(o.files, directory, o.group) ? kExitOk : kExitFailure;
 }
 
 }  // namespace
@@ -365,6 +372,8 @@ CommandRunner AddExtractCommand(CLI::App& app) {
     sub->add_option("FILE", options->files, kIconFilesHelp)->required();
     sub->add_option("-o,--output", options->directory, "Folder for the PNG files (created when missing)")
         ->required();
+    sub->add_option("--group", options->group,
+                    "Only the icon of this name from a file of several named icons, or this group of a program");
     return [options] { return RunExtract(*options); };
 }
 

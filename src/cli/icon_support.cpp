@@ -90,6 +90,10 @@ void AddProjectOutputOptions(CLI::App* sub, ProjectOutput& how) {
                   "Store new 256 and 512 pixel family elements as PNG, as current Mac tools do, not JPEG 2000");
 }
 
+std::string NoSuchIconLine(const std::string& command, const std::string& path, const std::string& group) {
+    return command + ": " + path + " has no icon named " + group;
+}
+
 NamedIcon* ChooseIcon(const std::string& command, const std::string& path, IconFileContents& contents,
                       const std::string& group) {
     if (contents.icons.empty()) return nullptr;
@@ -97,7 +101,7 @@ NamedIcon* ChooseIcon(const std::string& command, const std::string& path, IconF
     const auto chosen = std::find_if(contents.icons.begin(), contents.icons.end(),
                                      [&](const NamedIcon& icon) { return icon.name == group; });
     if (chosen == contents.icons.end()) {
-        PrintError(command + ": " + path + " has no icon named " + group);
+        PrintError(NoSuchIconLine(command, path, group));
         return nullptr;
     }
     return &*chosen;

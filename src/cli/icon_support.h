@@ -55,6 +55,9 @@ int WriteProjectOutput(const std::string& command, const std::string& output, co
 // Adds the --allow-loss and --png-elements options of a command that writes a project.
 void AddProjectOutputOptions(CLI::App* sub, ProjectOutput& how);
 
+// The line that tells that a file holds no icon or group of that name.
+std::string NoSuchIconLine(const std::string& command, const std::string& path, const std::string& group);
+
 // The icon of a file of several named icons called `group`, or the first when `group` is empty.
 // Null, with a message printed, when no icon has that name.
 NamedIcon* ChooseIcon(const std::string& command, const std::string& path, IconFileContents& contents,

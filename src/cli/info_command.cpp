@@ -15,6 +15,7 @@
 #include "cli/icon_support.h"
 #include "formats/icns_codec.h"
 #include "formats/mapped_file.h"
+#include "formats/ne_resources.h"
 #include "formats/pe_resources.h"
 
 namespace tellurine::cli {
@@ -39,6 +40,7 @@ struct FormatRow {
     bool alpha = false;
     bool png = false;
     std::uint32_t element = 0;  // a Macintosh family's element for the format (0: not a family)
+    std::optional<Hotspot> hotspot;  // a cursor's
 };
 
 std::vector<FormatRow> FormatRows(const CIconDoc& doc) {
@@ -67,7 +69,9 @@ std::string FormatLines(const std::vector<FormatRow>& rows, const std::string& i
         const FormatRow& f = rows[i];
         text += indent + std::to_string(i) + ": " + std::to_string(f.width) + "x" + std::to_string(f.height) + ", " +
                 std::to_string(f.bpp) + " bpp, " + std::to_string(f.colors) + " colors, " +
-                (f.alpha ? "alpha, " : "no alpha, ") + (f.png ? "png\n" : "bitmap\n");
+                (f.alpha ? "alpha, " : "no alpha, ") + (f.png ? "png" : "bitmap") +
+                (f.hotspot ? ", hotspot " + std::to_string(f.hotspot->x) + "," + std::to_string(f.hotspot->y) : "") +
+                "\n";
     }
     return text;
 }
@@ -114,12 +118,34 @@ std::string TextBlock(const std::string& path, const IconFileContents& contents)
     return text;
 }
 
-// The same for a program listed from its images' headers (see ReadProgramListing).
-std::string ProgramTextBlock(const std::string& path, const std::vector<ExeIconGroupListing>& groups) {
-    std::string text = path + ": " + IconContainerName(IconContainer::Pe) + ", " + Plural(groups.size(), "icon") + "\n";
-    for (const ExeIconGroupListing& group : groups)
-        text += "  icon " + group.name.Display() + ", " + Plural(group.formats.size(), "format") + "\n" +
-                FormatLines(FormatRows(group.formats), "    ");
+// A program group's formats, a cursor's with their hotspots.
+std::vector<FormatRow> ProgramRows(const ExeIconGroupListing& group) {
+    std::vector<FormatRow> rows = FormatRows(group.formats);
+    if (group.cursor)
+        for (std::size_t i = 0; i < rows.size() && i < group.hotspots.size(); ++i) rows[i].hotspot = group.hotspots[i];
+    return rows;
+}
+
+// What a program is called in listings: "pe", or "ne" for a 16-bit program or icon library.
+std::string ProgramKindName(std::span<const std::uint8_t> bytes) {
+    return IsNeFile(bytes) ? "ne" : IconContainerName(IconContainer::Pe);
+}
+
+// The same for a program listed from its images' headers (see ReadProgramListing): its icon
+// groups, then its cursor groups with each format's hotspot.
+std::string ProgramTextBlock(const std::string& path, const std::string& kind,
+                             const std::vector<ExeIconGroupListing>& groups) {
+    const std::size_t cursors = static_cast<std::size_t>(
+        std::count_if(groups.begin(), groups.end(), [](const ExeIconGroupListing& g) { return g.cursor; }));
+    std::string text = path + ": " + kind;
+    if (cursors < groups.size()) text += ", " + Plural(groups.size() - cursors, "icon");
+    if (cursors > 0) text += ", " + Plural(cursors, "cursor");
+    text += "\n";
+    for (const ExeIconGroupListing& group : groups) {
+        text += std::string(group.cursor ? "  cursor " : "  icon ") + group.name.Display() + ", " +
+                Plural(group.formats.size(), "format") + "\n";
+        text += FormatLines(ProgramRows(group), "    ");
+    }
     return text;
 }
 
@@ -139,6 +165,7 @@ nlohmann::ordered_json JsonFormats(const std::vector<FormatRow>& rows) {
             formats.back()["element"] = PrintableIcnsType(f.element);
             formats.back()["scale"] = MacElementScale(f.element);
         }
+        if (f.hotspot) formats.back()["hotspot"] = {f.hotspot->x, f.hotspot->y};
     }
     return formats;
 }
@@ -183,14 +210,17 @@ nlohmann::ordered_json JsonFile(const std::string& path, const IconFileContents&
     return file;
 }
 
-nlohmann::ordered_json ProgramJson(const std::string& path, const std::vector<ExeIconGroupListing>& groups) {
+nlohmann::ordered_json ProgramJson(const std::string& path, const std::string& kind,
+                                   const std::vector<ExeIconGroupListing>& groups) {
     nlohmann::ordered_json list = nlohmann::ordered_json::array();
     for (const ExeIconGroupListing& group : groups) {
         nlohmann::ordered_json name = group.name.id ? nlohmann::ordered_json(*group.name.id)
                                                     : nlohmann::ordered_json(group.name.text);
-        list.push_back({{"name", std::move(name)}, {"formats", JsonFormats(FormatRows(group.formats))}});
+        list.push_back({{"name", std::move(name)}, {"formats", JsonFormats(ProgramRows(group))}});
+        // A cursor group says so; each of its formats gives its hotspot.
+        if (group.cursor) list.back()["cursor"] = true;
     }
-    return {{"path", path}, {"kind", IconContainerName(IconContainer::Pe)}, {"groups", std::move(list)}};
+    return {{"path", path}, {"kind", kind}, {"groups", std::move(list)}};
 }
 
 // A program's icon groups told from the images' headers, without making any picture, when `path`
@@ -214,9 +244,9 @@ int RunInfo(const InfoOptions& o) {
         std::vector<ExeIconGroupListing> program;
         if (ReadProgramListing(path, file, program)) {
             if (o.json) {
-                files.push_back(ProgramJson(path, program));
+                files.push_back(ProgramJson(path, ProgramKindName(file.Bytes()), program));
             } else {
-                const std::string text = (first ? "" : "\n") + ProgramTextBlock(path, program);
+                const std::string text = (first ? "" : "\n") + ProgramTextBlock(path, ProgramKindName(file.Bytes()), program);
                 std::fwrite(text.data(), 1, text.size(), stdout);
                 first = false;
             }

@@ -140,6 +140,44 @@ class ProgramTest(ScratchCase):
         self.assertEqual(os.listdir(self.path("none")), [])
 
 
+class LibraryTest(ScratchCase):
+    def test_a_program_becomes_a_library_whose_groups_come_out_one_by_one(self):
+        program = sample_program(self.path("app.exe"))
+        self.write("arrow.cur", cursor((9, 9, 9, 255), (3, 4)))
+        library = self.path("tools.icl")
+        self.assertEqual(run("convert", program, library).returncode, 0)
+        listing = self.info(library)[0]
+        self.assertEqual(listing["kind"], "ne")
+        # Each group's images in the order an icon file is saved in: larger first.
+        self.assertEqual([(g["name"], [f["width"] for f in g["formats"]]) for g in listing["groups"]],
+                         [("APPICON", [48]), (7, [32, 24, 16]), (101, [32, 16])])
+        if shutil.which("wrestool"):
+            listed = subprocess.run(["wrestool", "-l", "--type=14", library], capture_output=True, text=True).stdout
+            self.assertEqual([line.split("--name=")[1].split(" ")[0].strip("'") for line in listed.splitlines()],
+                             ["APPICON", "7", "101"])
+
+        # A cursor's library lists it as a cursor with its hotspot, and gives it back as a cursor file.
+        self.assertEqual(run("convert", self.path("arrow.cur"), self.path("arrow.icl")).returncode, 0)
+        text = run("info", self.path("arrow.icl")).stdout
+        self.assertIn(": ne, 1 cursor\n  cursor 1, 1 format\n", text)
+        self.assertIn("hotspot 3,4", text)
+
+        # Every group, one file each, named by the one rule; then one group's PNGs alone.
+        for source, folder in ((library, "all"), (self.path("arrow.icl"), "arrows")):
+            self.assertEqual(run("convert", source, "--all-groups", "-o", self.path(folder)).returncode, 0)
+        self.assertEqual(sorted(os.listdir(self.path("all"))), ["tools-101.ico", "tools-7.ico", "tools-APPICON.ico"])
+        self.assertEqual(os.listdir(self.path("arrows")), ["arrow-cursor-1.cur"])
+        with Image.open(os.path.join(self.path("arrows"), "arrow-cursor-1.cur")) as im:
+            self.assertEqual(im.format, "CUR")
+        self.assertEqual(run("extract", library, "--group", "7", "-o", self.path("seven")).returncode, 0)
+        self.assertEqual(sorted(os.listdir(self.path("seven"))),
+                         ["tools-7-0-32x32-32.png", "tools-7-1-24x24-32.png", "tools-7-2-16x16-32.png"])
+        r = run("extract", library, "--group", "8", "-o", self.path("none"))
+        self.assertEqual((r.returncode, r.stderr.strip()), (1, f"tellurine-cli: extract: {library} has no icon named 8"))
+        r = run("convert", library, self.path("x.ico"), "--all-groups", "-o", self.path("x"))
+        self.assertEqual(r.returncode, 2)
+
+
 class DamagedFilesTest(ScratchCase):
     def test_damaged_and_refused_cursors_and_programs(self):
         # Each is reported in the same words, and the files after it are still read.
