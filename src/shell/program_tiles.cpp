@@ -42,6 +42,7 @@ ProgramTile MakeTile(const ExeIconGroupListing& listed, std::size_t index, const
     ProgramTile tile;
     tile.group = index;
     tile.name = listed.name.Display();
+    tile.cursor = listed.cursor;
     tile.formatCount = static_cast<int>(listed.images.size());
     const std::size_t best = ShownImage(listed, choice);
     tile.shownWidth = listed.formats[best].width;
@@ -65,13 +66,25 @@ ProgramTile MakeTile(const ExeIconGroupListing& listed, std::size_t index, const
 CIconGroup ProgramListing::ReadGroup(std::size_t group) const {
     CIconGroup read;
     if (group >= groups.size()) return read;
-    read.name = groups[group].name.Display();
-    for (const std::span<const std::uint8_t> data : groups[group].images) {
+    const ExeIconGroupListing& listed = groups[group];
+    read.name = listed.name.Display();
+    for (std::size_t i = 0; i < listed.images.size(); ++i) {
         CKvIcon icon;
-        if (icon.ReadImage(data, static_cast<std::uint32_t>(data.size()), 0) != 0 && !icon.IsEmpty())
-            if (read.AppendFormat(std::move(icon)) == 0) throw std::bad_alloc();
+        const std::span<const std::uint8_t> data = listed.images[i];
+        if (icon.ReadImage(data, static_cast<std::uint32_t>(data.size()), 0) == 0 || icon.IsEmpty()) continue;
+        if (listed.cursor && i < listed.hotspots.size()) icon.SetPoint(listed.hotspots[i].x, listed.hotspots[i].y);
+        if (read.AppendFormat(std::move(icon)) == 0) throw std::bad_alloc();
     }
     return read;
+}
+
+CIconDoc ProgramListing::ReadDocument(std::size_t group) const {
+    CIconGroup read = ReadGroup(group);
+    CIconDoc doc;
+    doc.name = read.name;
+    doc.cursor = group < groups.size() && groups[group].cursor;
+    if (!doc.TakeFormats(read)) throw std::bad_alloc();
+    return doc;
 }
 
 ProgramReadEnd ReadProgramTiles(const std::string& path, const ProgramDisplayChoice& choice,

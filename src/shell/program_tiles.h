@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "formats/pe_resources.h"
+#include "icon/icon_doc.h"
 #include "icon/icon_group.h"
 #include "image/block.h"
 
@@ -35,6 +36,7 @@ struct ProgramDisplayChoice {
 struct ProgramTile {
     std::size_t group = 0;  // the group's place in the listing
     std::string name;       // its name, or its number in decimal
+    bool cursor = false;    // a cursor group
     int formatCount = 0;    // the images that could be read
     int shownWidth = 0;     // the size of the format shown
     int shownHeight = 0;
@@ -54,7 +56,10 @@ struct ProgramListing {
     // A group's images as the reader of programs reads them, each with its own header (a PNG
     // stream at its full depth), in stored order, named by the group's name. Empty for a group
     // out of range; throws std::bad_alloc when memory runs out.
+    // A cursor's images have their hotspots as their points.
     [[nodiscard]] CIconGroup ReadGroup(std::size_t group) const;
+    // The same as a project's document: named as the group, a cursor for a cursor group.
+    [[nodiscard]] CIconDoc ReadDocument(std::size_t group) const;
 };
 
 enum class ProgramReadEnd { Done, NotReadable, OutOfMemory, Cancelled };

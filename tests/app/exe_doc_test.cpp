@@ -148,6 +148,7 @@ private slots:
     void listsOpensAndCopiesTheGroups();
     void savesGroupsAsIcoFiles();
     void filesThatAreNotProgramsSayOnce();
+    void opensCursorGroupsAsCursorsUnderFileNames();
 };
 
 void ExeDocTest::readsWhileTheWindowIsUp() {
@@ -386,6 +387,40 @@ void ExeDocTest::filesThatAreNotProgramsSayOnce() {
         QCOMPARE(Status(s), QString("Ready"));
     }
     QVERIFY(s.app->recentFiles.Entries().empty());
+}
+
+void ExeDocTest::opensCursorGroupsAsCursorsUnderFileNames() {
+    StartedApp s;
+    const QString path = s.Path("tool.dll");
+    std::vector<std::uint8_t> cursor = {3, 0, 4, 0};  // the hotspot (3, 4), then the image
+    const std::vector<std::uint8_t> image = StoredImage({1, 32, 1});
+    cursor.insert(cursor.end(), image.begin(), image.end());
+    std::vector<std::uint8_t> group = pe_test::GroupData({{1}});
+    group[2] = 2;  // a cursor group
+    WriteAll(path, pe_test::WritePe({{std::uint16_t{3}, std::uint16_t{1}, 0, StoredImage(kIcons[0])},
+                                     {std::uint16_t{14}, std::uint16_t{1}, 0, pe_test::GroupData({{1}})},
+                                     {std::uint16_t{1}, std::uint16_t{1}, 0, cursor},
+                                     {std::uint16_t{12}, std::u16string(u"ARROW"), 0, group}},
+                                    false));
+    CFileExeMDI* frame = OpenLoaded(s, path);
+    QVERIFY(frame != nullptr);
+    QCOMPARE(frame->view->Model()->rowCount(), 2);  // the icon group, then the cursor group
+
+    // The cursor opens as a cursor project with its hotspot; Save As offers a cursor file named
+    // by the program window's rule, and an icon group a name without the window title's colon.
+    const QStringList expected = {"tool-1.ico", "tool-cursor-ARROW.cur"};
+    for (int row = 0; row < 2; ++row) {
+        Select(*frame, row);
+        s.app->MainFrame()->Action("program.open")->trigger();
+        auto* project = qobject_cast<CIconProject*>(s.app->MainFrame()->ActiveDocument());
+        QVERIFY(project != nullptr);
+        QCOMPARE(project->Doc().cursor, row == 1);
+        if (row == 1) QCOMPARE(project->Doc().GetFormat(0)->Icon().PointY(), 4);
+        s.prompts->saveNames.push_back({});
+        project->Save(*s.app, true);
+        QCOMPARE(QFileInfo(s.prompts->lastSuggested).fileName(), expected[row]);
+        QCOMPARE(frame->Document().IcoFileName(row), expected[row]);
+    }
 }
 
 QTEST_MAIN(ExeDocTest)

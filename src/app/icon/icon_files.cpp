@@ -16,6 +16,7 @@
 #include "formats/icns_file.h"
 #include "formats/icon_project.h"
 #include "image/file_io.h"
+#include "shell/program_tiles.h"
 #include "shell/texts.h"
 
 namespace tellurine::app {
@@ -33,7 +34,12 @@ CKvDocument* OpenIconFile(CKvApp& app, const QString& path, int) {
         project->Doc() = std::move(icon.doc);
         project->container = contents->container;
         project->SetPathName(path);
-        if (contents->Named()) project->SetTitle(QFileInfo(path).fileName() + ": " + QString::fromStdString(icon.name));
+        if (contents->Named()) {
+            project->SetTitle(QFileInfo(path).fileName() + ": " + QString::fromStdString(icon.name));
+            project->proposedStem = QFileInfo(QString::fromStdString(shell::ProgramGroupFileStem(
+                                                  path.toStdString(), icon.name, project->Doc().cursor)))
+                                        .fileName();
+        }
         app.MainFrame()->AddDocumentWindow(project, new CIconDocMDI(*project, app.canvas));
         if (first == nullptr) first = project;
     }
@@ -44,10 +50,12 @@ bool CIconProject::Save(CKvApp& app, bool choose) {
     if (!choose && CanSaveInPlace()) return SaveProjectTo(app, *this, PathName());
     const bool mac = Doc().macintosh;
     // The proposed name: the document's own, with the extension of what the project is.
-    QString base = PathName().isEmpty() ? Title() : PathName();
+    // An icon taken from a file of several proposes its own name, never the window's title
+    // ("shell32.dll: 14"), which no file may be called on some systems.
+    QString base = !proposedStem.isEmpty() ? proposedStem : PathName().isEmpty() ? Title() : PathName();
     if (!PathName().isEmpty()) {
-        const QFileInfo info(base);
-        base = info.absolutePath() + '/' + info.completeBaseName();
+        const QFileInfo info(PathName());
+        base = info.absolutePath() + '/' + (proposedStem.isEmpty() ? info.completeBaseName() : proposedStem);
     } else if (!app.prefs.ActualDir.empty()) {
         base = QString::fromStdString(app.prefs.ActualDir) + '/' + base;
     }

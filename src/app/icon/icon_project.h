@@ -20,6 +20,9 @@ public:
     [[nodiscard]] const CIconDoc& Doc() const { return doc_; }
     // The container the project was read from (Unknown for a new project).
     IconContainer container = IconContainer::Unknown;
+    // For an icon taken from a file of several (a program's group, a resource file's family):
+    // the file name, without extension, that Save As proposes (shell::ProgramGroupFileStem).
+    QString proposedStem;
     // True when Save can write the file it was read from (icons, cursors, families); animated
     // cursors, resource and MacBinary files are saved under a new name.
     [[nodiscard]] bool CanSaveInPlace() const;

@@ -63,7 +63,7 @@ void CFileExeDocument::TakeTiles(std::vector<shell::ProgramTile>& tiles) {
     const int first = static_cast<int>(tiles_.size());
     for (shell::ProgramTile& made : tiles) {
         ExeTile tile{made.group, QString::fromStdString(made.name), made.formatCount,
-                     QSize(made.shownWidth, made.shownHeight), {}};
+                     QSize(made.shownWidth, made.shownHeight), {}, made.cursor};
         QImage picture = ImageFromDib32(made.picture).convertToFormat(QImage::Format_ARGB32_Premultiplied);
         if (!picture.isNull()) {
             // A small picture grows by whole multiples, its pixels kept square.
@@ -93,17 +93,14 @@ CIconGroup CFileExeDocument::ReadGroup(int tile) const {
 }
 
 CIconDoc CFileExeDocument::ReadIconDoc(int tile) const {
-    CIconGroup group = ReadGroup(tile);
-    CIconDoc doc;
-    doc.name = group.name;
-    if (!doc.TakeFormats(group)) throw std::bad_alloc();
-    return doc;
+    if (listing_ == nullptr || tile < 0 || static_cast<std::size_t>(tile) >= tiles_.size()) return {};
+    return listing_->ReadDocument(tiles_[static_cast<std::size_t>(tile)].group);
 }
 
 QString CFileExeDocument::IcoFileName(int tile) const {
     if (listing_ == nullptr || tile < 0 || static_cast<std::size_t>(tile) >= tiles_.size()) return {};
-    const ResourceName& group = listing_->groups[tiles_[static_cast<std::size_t>(tile)].group].name;
-    return QString::fromStdString(shell::ProgramIcoFileName(PathName().toStdString(), group));
+    const ExeIconGroupListing& group = listing_->groups[tiles_[static_cast<std::size_t>(tile)].group];
+    return QString::fromStdString(shell::ProgramIcoFileName(PathName().toStdString(), group.name, group.cursor));
 }
 
 CKvDocument* OpenProgramFile(CKvApp& app, const QString& path, int) {

@@ -27,6 +27,7 @@ struct ExeTile {
     // The shown format for the screen: small formats pixel for pixel, large ones scaled down to
     // shell::kProgramTileSide device-independent pixels; its device pixel ratio is set.
     QImage picture;
+    bool cursor = false;  // a cursor group, saved and opened as a cursor
 };
 
 using ExeDisplayChoice = shell::ProgramDisplayChoice;

@@ -21,6 +21,7 @@
 #include "app/shell/main_frame.h"
 #include "image/archive.h"
 #include "image/raster.h"
+#include "shell/doc_templates.h"
 #include "shell/texts.h"
 
 namespace tellurine::app {
@@ -286,7 +287,9 @@ void CFileExeMDI::OnOpenAsProject() {
             return;
         }
         if (doc.GetFormatCount() == 0) continue;
-        OpenNewProject(app_, std::move(doc), file + ": " + document_.Tiles()[static_cast<std::size_t>(tile)].name);
+        CIconProject* project =
+            OpenNewProject(app_, std::move(doc), file + ": " + document_.Tiles()[static_cast<std::size_t>(tile)].name);
+        project->proposedStem = QFileInfo(document_.IcoFileName(tile)).completeBaseName();
     }
 }
 
@@ -344,10 +347,15 @@ void CFileExeMDI::OnSaveAsIco() {
     if (chosen.size() != 1) return;
     const int tile = chosen.front();
     const QString suggested = QFileInfo(document_.PathName()).dir().filePath(document_.IcoFileName(tile));
+    // A cursor group is saved as a cursor file.
+    const bool cursor = document_.Tiles()[static_cast<std::size_t>(tile)].cursor;
+    const QString extension = cursor ? ".cur" : ".ico";
     QString filter;
-    QString path = app_.Prompts().GetSaveFileName(this, suggested, text::kExeIcoFilter, &filter);
+    QString path = app_.Prompts().GetSaveFileName(
+        this, suggested,
+        cursor ? QString::fromStdString(shell::SaveFileFilters(false).back().QtFilter()) : text::kExeIcoFilter, &filter);
     if (path.isEmpty()) return;
-    if (!path.endsWith(".ico", Qt::CaseInsensitive)) path += ".ico";
+    if (!path.endsWith(extension, Qt::CaseInsensitive)) path += extension;
     const QString shown = QDir::toNativeSeparators(path);
     if (QFileInfo::exists(path) &&
         !app_.Prompts().AskYesNo(this, text::kOverwriteTitle, QString(text::kOverwriteQuestion).arg(shown)))
