@@ -250,7 +250,7 @@ bool IsOneSmallFile(const std::vector<std::string>& files) {
 // outputs, the earliest file's first, so that the formats of one large file are encoded on every
 // core. This thread writes each PNG as soon as it is ready, in command-line and format order (so
 // messages keep that order too); the encoding goes on while it waits on the disk.
-bool Extract(const std::vector<std::string>& files, const std::filesystem::path& directory, const std::string& group) {
+bool Extract(const std::vector<std::string>& files, const std::filesystem::path& directory, const std::string& only) {
     std::vector<Job> jobs(files.size());
     std::mutex mutex;
     std::condition_variable changed;
@@ -283,7 +283,7 @@ bool Extract(const std::vector<std::string>& files, const std::filesystem::path&
                 lock.unlock();
                 std::vector<Output> outputs;
                 try {
-                    outputs = Plan(files[index], jobs[index], group);
+                    outputs = Plan(files[index], jobs[index], only);
                 } catch (const std::bad_alloc&) {
                     outputs = Failure(ReadFailureLine(files[index], true));
                 }

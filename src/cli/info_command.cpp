@@ -49,7 +49,7 @@ std::vector<FormatRow> FormatRows(const CIconDoc& doc) {
     for (int i = 0; i < doc.GetFormatCount(); ++i) {
         const CIconObject& f = *doc.GetFormat(i);
         rows.push_back({f.Width(), f.Height(), f.BitCount(), f.ColorCount(), f.HasAlpha(), f.Icon().IsCompressed(),
-                        elements.empty() ? 0 : elements[static_cast<std::size_t>(i)]});
+                        elements.empty() ? 0 : elements[static_cast<std::size_t>(i)], std::nullopt});
     }
     return rows;
 }
@@ -58,7 +58,7 @@ std::vector<FormatRow> FormatRows(const CIconDoc& doc) {
 std::vector<FormatRow> FormatRows(const std::vector<StoredImageFormat>& formats) {
     std::vector<FormatRow> rows;
     for (const StoredImageFormat& f : formats)
-        rows.push_back({f.width, f.height, f.Bits(), f.colors, f.alpha, f.png});
+        rows.push_back({f.width, f.height, f.Bits(), f.colors, f.alpha, f.png, 0, std::nullopt});
     return rows;
 }
 
