@@ -38,9 +38,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (!read) return 0;
     if (groups->empty()) Check(read->empty());
 
-    // The groups follow the group records in order, each with at least one image.
+    // The icon groups follow the group records in order, each with at least one image; cursor
+    // groups come after them.
     std::size_t next = 0, images = 0;
+    bool cursors = false;
     for (const ExeIconGroup& g : *read) {
+        Check(g.cursor || !cursors);
+        cursors = cursors || g.cursor;
+        images += static_cast<std::size_t>(g.group.FormatCount());
+        if (g.cursor) continue;
         while (next < groups->size() &&
                ((*groups)[next].name.id != g.name.id || (*groups)[next].name.text != g.name.text ||
                 (*groups)[next].language != g.language))
@@ -48,7 +54,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         Check(next < groups->size());
         ++next;
         Check(g.group.FormatCount() > 0);
-        images += static_cast<std::size_t>(g.group.FormatCount());
         for (int i = 0; i < g.group.FormatCount(); ++i) {
             const CKvIcon* icon = g.group.FormatAt(i);
             Check(icon != nullptr && !icon->IsEmpty());
@@ -57,6 +62,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         }
     }
     Check(images <= kMaxExeImageReads);
-    Check(read->empty() || !icons->empty());
+    Check(cursors || read->empty() || !icons->empty());
     return 0;
 }
