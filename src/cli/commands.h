@@ -30,5 +30,6 @@ CommandRunner AddFilterCommand(CLI::App& app);
 CommandRunner AddResizeCommand(CLI::App& app);
 CommandRunner AddRotateCommand(CLI::App& app);
 CommandRunner AddFlipCommand(CLI::App& app);
+CommandRunner AddSetIconCommand(CLI::App& app);
 
 }  // namespace tellurine::cli

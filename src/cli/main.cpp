@@ -25,11 +25,12 @@ struct Command {
 };
 
 // In the order the help lists them.
-constexpr std::array<Command, 9> kCommands{{
+constexpr std::array<Command, 10> kCommands{{
     {"reduce", AddReduceCommand},
     {"info", AddInfoCommand},
     {"extract", AddExtractCommand},
     {"convert", AddConvertCommand},
+    {"seticon", AddSetIconCommand},
     {"create", AddCreateCommand},
     {"filter", AddFilterCommand},
     {"resize", AddResizeCommand},
