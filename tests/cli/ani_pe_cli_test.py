@@ -178,6 +178,74 @@ class LibraryTest(ScratchCase):
         self.assertEqual(r.returncode, 2)
 
 
+def pe_checksum(data):
+    """The PE checksum as the loader computes it, written here independently of the tool."""
+    field = struct.unpack_from("<I", data, 0x3C)[0] + 24 + 64
+    padded, total = data + b"\0" * (-len(data) % 4), 0
+    for i in range(0, len(padded), 4):
+        if i != field:
+            total += struct.unpack_from("<I", padded, i)[0]
+            total = (total & 0xFFFFFFFF) + (total >> 32)
+    total = (total & 0xFFFF) + (total >> 16)
+    return ((total + (total >> 16)) & 0xFFFF) + len(data), field
+
+
+class SetIconTest(ScratchCase):
+    def test_a_programs_icon_is_set_keeping_its_payload_and_refusing_to_break_a_signature(self):
+        program = sample_program(self.path("app.exe"))
+        payload = bytes(range(256)) * 400  # an installer's data after the sections
+        with open(program, "ab") as f:
+            f.write(payload)
+        original = self.read("app.exe")
+        self.write("new.ico", ico([16, 32, 48], (9, 99, 199, 255)))
+
+        # -o leaves the program alone; in place it keeps a backup.
+        self.assertEqual(run("seticon", program, self.path("new.ico"), "--group", "7", "-o",
+                             self.path("out.exe")).returncode, 0)
+        self.assertEqual(self.read("app.exe"), original)
+        self.assertEqual(run("seticon", program, self.path("new.ico"), "--group", "7").returncode, 0)
+        self.assertEqual(self.read("app.exe.bak"), original)
+        changed = self.read("app.exe")
+        self.assertEqual(changed, self.read("out.exe"))
+        self.assertTrue(changed.endswith(payload))
+        listing = self.info(program)[0]
+        self.assertEqual([(g["name"], sorted(f["width"] for f in g["formats"])) for g in listing["groups"]],
+                         [("APPICON", [48]), (7, [16, 32, 48]), (101, [16, 32])])
+        if shutil.which("wrestool"):
+            out = self.path("x")
+            subprocess.run(["wrestool", "-x", "--type=14", "--name=7", "-o", out, program], check=True,
+                           capture_output=True)
+            with Image.open(out) as im:
+                self.assertEqual(im.info["sizes"], {(16, 16), (32, 32), (48, 48)})
+
+        # A program with a checksum gets it computed again.
+        data = bytearray(original)
+        checksum, field = pe_checksum(bytes(data))
+        struct.pack_into("<I", data, field, checksum)
+        self.write("sum.exe", bytes(data))
+        self.assertEqual(run("seticon", self.path("sum.exe"), self.path("new.ico"), "--no-backup").returncode, 0)
+        result = self.read("sum.exe")
+        self.assertEqual(struct.unpack_from("<I", result, field)[0], pe_checksum(result)[0])
+        self.assertFalse(os.path.exists(self.path("sum.exe.bak")))
+
+        # Signed: refused and untouched; with --remove-signature, changed and no longer signed.
+        if not (shutil.which("osslsigncode") and shutil.which("openssl")):
+            self.skipTest("needs osslsigncode and openssl")
+        subprocess.run(["openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-subj", "/CN=test", "-days", "2",
+                        "-keyout", self.path("key.pem"), "-out", self.path("cert.pem")], check=True, capture_output=True)
+        subprocess.run(["osslsigncode", "sign", "-certs", self.path("cert.pem"), "-key", self.path("key.pem"),
+                        "-in", self.path("out.exe"), "-out", self.path("signed.exe")], check=True, capture_output=True)
+        signed = self.read("signed.exe")
+        r = run("seticon", self.path("signed.exe"), self.path("new.ico"))
+        self.assertEqual(r.returncode, 1)
+        self.assertIn("signature", r.stderr)
+        self.assertEqual(self.read("signed.exe"), signed)
+        self.assertEqual(run("seticon", self.path("signed.exe"), self.path("new.ico"), "--remove-signature").returncode, 0)
+        verify = subprocess.run(["osslsigncode", "verify", "-in", self.path("signed.exe")], capture_output=True, text=True)
+        self.assertIn("No signature found", verify.stdout + verify.stderr)
+        self.assertTrue(self.read("signed.exe").endswith(payload))
+
+
 class DamagedFilesTest(ScratchCase):
     def test_damaged_and_refused_cursors_and_programs(self):
         # Each is reported in the same words, and the files after it are still read.
