@@ -22,20 +22,13 @@ namespace {
 
 // A 32-bit picture: an opaque disc of a colour gradient on a transparent ground, with a soft rim.
 Block Disc(int width, int height) {
-    Block dib = CreateDibBlock(width, height, 32);
-    const auto l = GetDibLayout(dib);
     const double cx = width / 2.0, cy = height / 2.0, r = std::min(width, height) * 0.4;
-    for (int stored = 0; stored < height; ++stored) {
-        std::uint8_t* p = dib.data() + l->RowOffset(stored);
-        for (int x = 0; x < width; ++x, p += 4) {
-            const double d = std::hypot(x + 0.5 - cx, stored + 0.5 - cy);
-            p[0] = static_cast<std::uint8_t>(40 + 200 * x / width);
-            p[1] = static_cast<std::uint8_t>(200 * stored / height);
-            p[2] = 220;
-            p[3] = d < r - 1 ? 255 : d < r + 1 ? static_cast<std::uint8_t>(255 * (r + 1 - d) / 2) : 0;
-        }
-    }
-    return dib;
+    return test::MakeDib(width, height, 32, [=](int x, int stored) {
+        const double d = std::hypot(x + 0.5 - cx, stored + 0.5 - cy);
+        const int alpha = d < r - 1 ? 255 : d < r + 1 ? static_cast<int>(255 * (r + 1 - d) / 2) : 0;
+        return test::Px{static_cast<std::uint8_t>(40 + 200 * x / width),
+                        static_cast<std::uint8_t>(200 * stored / height), 220, static_cast<std::uint8_t>(alpha)};
+    });
 }
 
 CDIB AsCdib(Block block) {

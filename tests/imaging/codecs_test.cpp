@@ -20,6 +20,8 @@ namespace {
 using test::Bgra;
 using test::GetBgra;
 
+std::uint8_t U8(int v) { return static_cast<std::uint8_t>(v); }
+
 // Small PNG files in the variants icon files carry, written once by Pillow and ImageMagick.
 // PalettePng
 const std::vector<std::uint8_t> kPalettePng = {
@@ -61,11 +63,9 @@ const std::vector<std::uint8_t> kInterlacedPng = {
 };
 
 TEST(Png, EncodeDecodeRoundTripKeepsEveryByteOfAlpha) {
-    Block dib = CreateDibBlock(7, 5, 32);
-    for (int y = 0; y < 5; ++y)
-        for (int x = 0; x < 7; ++x)
-            test::SetBgra(dib, x, y, static_cast<std::uint8_t>(x * 30), static_cast<std::uint8_t>(y * 50),
-                          static_cast<std::uint8_t>(x + y), static_cast<std::uint8_t>(x * 40));
+    Block dib = test::MakeDib(7, 5, 32, [](int x, int stored) {
+        return test::Px{U8(x * 30), U8((4 - stored) * 50), U8(x + 4 - stored), U8(x * 40)};
+    });
     std::vector<std::uint8_t> png;
     ASSERT_TRUE(EncodePng(dib, png, 6));
     ASSERT_TRUE(IsPngStream(png));
@@ -189,12 +189,10 @@ TEST(Png, PlainRgbaShortPathMatchesLibpng) {
         EXPECT_EQ(whole, IsIntactPlainRgbaPng(png, PngCheckMemory::SmallWindow));
         return whole;
     };
-    Block filtered = CreateDibBlock(203, 181, 32);
-    for (int y = 0; y < 181; ++y)
-        for (int x = 0; x < 203; ++x)
-            test::SetBgra(filtered, x, y, static_cast<std::uint8_t>(x * y), static_cast<std::uint8_t>(x ^ y),
-                          static_cast<std::uint8_t>((x * 7 + y * 3) & 0xF0),
-                          static_cast<std::uint8_t>(255 - y));
+    Block filtered = test::MakeDib(203, 181, 32, [](int x, int stored) {
+        const int y = 180 - stored;
+        return test::Px{U8(x * y), U8(x ^ y), U8((x * 7 + y * 3) & 0xF0), U8(255 - y)};
+    });
     Block noise = CreateDibBlock(1024, 601, 32);
     std::uint32_t seed = 12345;
     for (std::size_t i = 40; i < noise.size(); ++i) {
@@ -262,7 +260,7 @@ TEST(Png, DamagedOrLyingStreamsAreRefused) {
 
     // A row whose filter type is past the five there are.
     std::vector<std::uint8_t> ours;
-    ASSERT_TRUE(EncodePng(test::MakeDib(3, 2, 32, [](int x, int) { return test::Px{static_cast<std::uint8_t>(x), 1, 9, 255}; }), ours, 6));
+    ASSERT_TRUE(EncodePng(test::MakeDib(3, 2, 32, [](int x, int) { return test::Px{U8(x), 1, 9, 255}; }), ours, 6));
     auto chunks = Chunks(ours);
     for (auto& [type, data] : chunks) {
         if (type != "IDAT") continue;

@@ -7,53 +7,36 @@
 #include <vector>
 
 #include "image/dib_block.h"
+#include "test_support.h"
 
 namespace tellurine {
 namespace {
 
 using Rows = std::vector<std::vector<int>>;
 
+std::uint8_t U8(int v) { return static_cast<std::uint8_t>(v); }
+
 Palette MakePalette(const std::vector<PaletteEntry>& entries) {
-    Palette p;
-    p.entries = entries;
-    return p;
+    return {0x300, entries};
 }
 
 // A 24-bit bitmap of grey pixels given in storage order (first row = first stored row).
 Block GreyImage(const Rows& rows) {
-    Block image = CreateDibBlock(static_cast<std::int32_t>(rows[0].size()),
-                                 static_cast<std::int32_t>(rows.size()), 24);
-    const auto layout = GetDibLayout(image);
-    for (std::size_t y = 0; y < rows.size(); ++y) {
-        std::uint8_t* p = image.data() + layout->RowOffset(static_cast<std::int32_t>(y));
-        for (const int v : rows[y]) {
-            p[0] = p[1] = p[2] = static_cast<std::uint8_t>(v);
-            p += 3;
-        }
-    }
-    return image;
+    return test::MakeDib(static_cast<std::int32_t>(rows[0].size()), static_cast<std::int32_t>(rows.size()), 24,
+                         [&](int x, int y) { return test::Px{U8(rows[y][x]), U8(rows[y][x]), U8(rows[y][x]), 0}; });
 }
 
-// A one-row 32-bit bitmap from blue-green-red-alpha quadruples.
-Block Image32(const std::vector<std::vector<std::uint8_t>>& pixels) {
-    Block image = CreateDibBlock(static_cast<std::int32_t>(pixels.size()), 1, 32);
-    std::uint8_t* p = image.data() + GetDibLayout(image)->RowOffset(0);
-    for (const auto& px : pixels) {
-        for (int i = 0; i < 4; ++i) p[i] = px[i];
-        p += 4;
-    }
-    return image;
+// A one-row 32-bit bitmap of the given pixels.
+Block Image32(const std::vector<test::Px>& pixels) {
+    return test::MakeDib(static_cast<std::int32_t>(pixels.size()), 1, 32, [&](int x, int) { return pixels[x]; });
 }
 
+// The indices of an 8-bit bitmap, in storage order.
 Rows Indices(const Block& image) {
-    const auto layout = GetDibLayout(image);
-    EXPECT_TRUE(layout.has_value());
-    EXPECT_EQ(layout->bitCount, 8);
-    Rows rows;
-    for (std::int32_t y = 0; y < layout->height; ++y) {
-        const std::uint8_t* p = image.data() + layout->RowOffset(y);
-        rows.emplace_back(p, p + layout->width);
-    }
+    EXPECT_EQ(DibBitCount(image), 8);
+    Rows rows(DibHeight(image), std::vector<int>(DibWidth(image)));
+    for (int y = 0; y < DibHeight(image); ++y)
+        for (int x = 0; x < DibWidth(image); ++x) rows[y][x] = test::At(image, x, y)[0];
     return rows;
 }
 

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "image/dib_block.h"
+#include "test_support.h"
 
 namespace tellurine {
 namespace {
@@ -29,16 +30,9 @@ constexpr Rgb kWhite{255, 255, 255};
 
 // A one-row true-colour bitmap holding the given pixels left to right.
 Block RowImage(const std::vector<Rgb>& pixels, int bits = 24) {
-    Block image = CreateDibBlock(static_cast<std::int32_t>(pixels.size()), 1, bits);
-    const auto layout = GetDibLayout(image);
-    std::uint8_t* p = image.data() + layout->RowOffset(0);
-    for (const Rgb& c : pixels) {
-        p[0] = c.b;
-        p[1] = c.g;
-        p[2] = c.r;
-        p += bits / 8;
-    }
-    return image;
+    return test::MakeDib(static_cast<std::int32_t>(pixels.size()), 1, bits, [&](int x, int) {
+        return test::Px{pixels[x].b, pixels[x].g, pixels[x].r, 0};
+    });
 }
 
 // The first n colours of a palette block of blue, green, red and an unused byte per entry.
