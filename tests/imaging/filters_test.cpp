@@ -121,22 +121,8 @@ TEST(ConvolveBitmap, MatchesTheDefinitionForEveryKernelSizeAndKeepPercent) {
     EXPECT_TRUE(bm == before);
 }
 
-TEST(ConvolveBitmap, FlatColoursSinglePixelsAndEmbossOrientation) {
-    // On a flat colour the edge finders give 0, Contour 255 and Emboss 128, in all four bytes.
-    for (const auto& [filter, expected] : {std::pair{8, 0u}, {11, 0xFFFFFFFFu}, {12, 0x80808080u}}) {
-        DeviceBitmap bm = DeviceBitmap::Create(6, 5);
-        for (int y = 0; y < 5; ++y) std::fill_n(bm.Row(y), 6, 0x5A3C7F21u);
-        ASSERT_EQ(ConvolveBitmap(bm, *FilterKernel(filter), 0), 1);
-        for (int y = 0; y < 5; ++y)
-            for (int x = 0; x < 6; ++x) EXPECT_EQ(bm.Row(y)[x], expected) << filter;
-    }
-    // A single pixel keeps its value under every kernel whose weights add up to its divisor.
-    for (const int filter : {1, 2, 3, 4, 5, 6, 7, 9, 10}) {
-        DeviceBitmap bm = DeviceBitmap::Create(1, 1, 0x104080);
-        bm.Row(0)[0] |= 0xC8000000u;
-        ASSERT_EQ(ConvolveBitmap(bm, *FilterKernel(filter), 0), 1);
-        EXPECT_EQ(bm.Row(0)[0], 0xC8804010u) << filter;
-    }
+// The definition above works in storage rows; this pins what that means on screen.
+TEST(ConvolveBitmap, EmbossOrientation) {
     // Kernel row 0 reads the row below on screen: Emboss lights the bottom row of a bright band
     // over a dark one, and darkens the bottom row of a dark band over a bright one.
     for (const bool brightOnTop : {true, false}) {

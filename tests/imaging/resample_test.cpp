@@ -106,15 +106,6 @@ TEST(ResampleDib, KnownPixelsOfEveryWayOfResampling) {
          {{1, 1, {0, 0, 255, 226}} /* alpha 8 * 255 / 9 */, {0, 0, {0, 0, 255, 255}}}},
         {"bleeding without a donor gives black", square48(32, [](int, int) { return Px{50, 60, 70, 7}; }),
          16, 16, {}, [](int, int) { return Px{0, 0, 0, 7}; }},
-        // An opaque green column 16 among transparent black: x = 24 reaches it (x - 8), x = 8
-        // does not (the window stops before x + 8).
-        {"the bleeding window reaches eight back and seven forward",
-         square48(32, [](int x, int) { return x == 16 ? Px{0, 255, 0, 255} : Px{0, 0, 0, 0}; }), 16, 16,
-         {{5, 7, {0, 255, 0, 85}} /* x = 15, 16, 17 all green */,
-          {2, 7, {0, 0, 0, 0}} /* x = 6, 7, 8 no donor */, {8, 7, {0, 85, 0, 0}} /* only x = 24 green */}},
-        {"the last stored row, the top of the picture, never lends its colour",
-         square48(32, [](int, int y) { return y == 47 ? Px{0, 0, 255, 255} : Px{0, 0, 0, 0}; }), 16, 16,
-         {{3, 15, {0, 0, 85, 85}}}},
         {"a 24-bit source shrinks to 24 bits",
          square48(24, [](int x, int y) { return Px{U8(x / 3), U8(y / 3), 77, 0}; }), 16, 16,
          {{7, 11, {7, 11, 77, 255}}}},
