@@ -39,21 +39,14 @@ TEST(Preferences, EveryValueIsReadAndWrittenUnderItsOwnSectionAndName) {
     std::set<std::pair<std::string, std::string>> unique;
     for (const auto& n : names) EXPECT_TRUE(unique.insert({n.section, n.name}).second) << n.section << "/" << n.name;
     // The names people's profiles already hold, odd spellings included.
-    for (const auto& [section, name] :
-         std::vector<std::pair<std::string, std::string>>{{"prefs", "TransparencyColorSheme"},
-                                                          {"prefs", "CompressVista256x256NewIcon"},
-                                                          {"specs", "ReorganiseAuto"},
-                                                          {"specs", "AddTextFont"},
-                                                          {"folders", "ActualDir"},
-                                                          {"Settings", "PreviewPages"},
-                                                          {"prefs", "CreateFormatFromImage00"},
-                                                          {"prefs", "CreateFormatFromImageMac15"},
-                                                          {"colors", "CustColor15"},
-                                                          {"specs", "News9"},
-                                                          {"colors", "1bppSavedFgIndex"},
-                                                          {"colors", "8bppSavedBkIndex"},
-                                                          {"prefs", "GridStrongerPixelCount"},
-                                                          {"colors", "PreviewColor"}})
+    for (const auto& [section, name] : {std::pair<std::string, std::string>{"prefs", "TransparencyColorSheme"},
+                                        {"prefs", "CompressVista256x256NewIcon"}, {"specs", "ReorganiseAuto"},
+                                        {"specs", "AddTextFont"}, {"folders", "ActualDir"},
+                                        {"Settings", "PreviewPages"}, {"prefs", "CreateFormatFromImage00"},
+                                        {"prefs", "CreateFormatFromImageMac15"}, {"colors", "CustColor15"},
+                                        {"specs", "News9"}, {"colors", "1bppSavedFgIndex"},
+                                        {"colors", "8bppSavedBkIndex"}, {"prefs", "GridStrongerPixelCount"},
+                                        {"colors", "PreviewColor"}})
         EXPECT_TRUE(unique.count({section, name})) << section << "/" << name;
 
     // Saving writes exactly those values; a profile holding other values reads them back.
