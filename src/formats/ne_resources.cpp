@@ -55,7 +55,9 @@ std::optional<std::string> ReadPascalName(std::span<const std::uint8_t> table, s
 
 }  // namespace
 
-bool IsNeFile(std::span<const std::uint8_t> bytes) { return NeHeader(bytes).has_value(); }
+bool IsNeFile(std::span<const std::uint8_t> bytes) {
+    return NeHeader(bytes).has_value();
+}
 
 std::optional<std::vector<ResourceRecord>> ListNeResources(std::span<const std::uint8_t> bytes, std::uint16_t type) {
     const std::optional<std::size_t> ne = NeHeader(bytes);
@@ -108,7 +110,9 @@ std::optional<std::vector<ResourceRecord>> ListNeResources(std::span<const std::
 
 namespace {
 
-void Put16(std::vector<std::uint8_t>& out, std::size_t at, std::uint16_t v) { StoreU16(out.data() + at, v); }
+void Put16(std::vector<std::uint8_t>& out, std::size_t at, std::uint16_t v) {
+    StoreU16(out.data() + at, v);
+}
 
 void Append16(std::vector<std::uint8_t>& out, std::uint16_t v) {
     out.push_back(static_cast<std::uint8_t>(v));
@@ -209,7 +213,7 @@ std::optional<std::vector<std::uint8_t>> WriteIconLibrary(const std::vector<Libr
         out[ne + 1] = 'E';
         out[ne + 2] = 5;  // linker version
         const std::size_t resourceTable = out.size();
-        Append16(out, 0);  // the shift, set once the data's size is known
+        Append16(out, 0);                     // the shift, set once the data's size is known
         std::vector<std::size_t> nameFields;  // NAMEINFO id fields that name a string, in order
         std::vector<const std::string*> names;
         std::vector<std::size_t> records;
@@ -260,7 +264,7 @@ std::optional<std::vector<std::uint8_t>> WriteIconLibrary(const std::vector<Libr
         StoreU16(out.data() + ne + kModuleRefs, static_cast<std::uint16_t>(moduleRefs - ne));
         StoreU16(out.data() + ne + kImportedNames, static_cast<std::uint16_t>(importedNames - ne));
         StoreU32(out.data() + ne + kNonResidentNames, static_cast<std::uint32_t>(nonResident));
-        out[ne + kTargetOs] = 2;                          // Windows
+        out[ne + kTargetOs] = 2;                               // Windows
         StoreU16(out.data() + ne + kExpectedVersion, 0x030A);  // 3.10
 
         // The smallest shift (16 bytes at least) whose 16-bit units reach every resource's

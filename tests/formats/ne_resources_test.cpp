@@ -35,10 +35,9 @@ LibraryGroup Group(std::optional<std::uint16_t> id, const char* name, Bytes icon
 
 Library MakeLibrary() {
     Library lib;
-    std::vector<CKvIcon> icons = {format_test::MakeIcon(16, 16, 16, false, 1),
-                                  format_test::MakeIcon(48, 48, 0, true, 2, true),
-                                  format_test::MakeIcon(32, 32, 256, false, 3),
-                                  format_test::MakeIcon(32, 32, 2, false, 4)};
+    std::vector<CKvIcon> icons = {
+        format_test::MakeIcon(16, 16, 16, false, 1), format_test::MakeIcon(48, 48, 0, true, 2, true),
+        format_test::MakeIcon(32, 32, 256, false, 3), format_test::MakeIcon(32, 32, 2, false, 4)};
     icons[3].SetPoint(5, 9);
     for (const CKvIcon& icon : icons) lib.blocks.push_back(format_test::ImageBytes(icon));
     lib.groups.push_back(Group(7, "", format_test::IconFileOf({icons[0], icons[1]})));
@@ -108,10 +107,9 @@ TEST(IconLibrary, WrittenLibraryReadsBackGroupByGroup) {
     EXPECT_NE(out.find("--type=14 --name='FOLDER'"), std::string::npos) << out;
     EXPECT_NE(out.find("--type=12 --name=3 "), std::string::npos) << out;
     EXPECT_NE(out.find("--type=1 --name=1 "), std::string::npos) << out;
-    ASSERT_TRUE(format_test::RunCommand(
-        "wrestool -x --type=14 --name=7 -o '" + (dir.path() / "seven.ico").string() + "' '" + path.string() +
-            "' 2>/dev/null",
-        out));
+    ASSERT_TRUE(format_test::RunCommand("wrestool -x --type=14 --name=7 -o '" + (dir.path() / "seven.ico").string() +
+                                            "' '" + path.string() + "' 2>/dev/null",
+                                        out));
     // Its .ico is ours, but for the last image's padding to the library's alignment unit.
     Bytes theirs = format_test::ReadBytes(dir.path() / "seven.ico");
     ASSERT_GE(theirs.size(), lib.groups[0].iconFile.size());
@@ -141,7 +139,11 @@ TEST(IconLibrary, DamagedTablesAreReadAsFarAsTheyHold) {
         {"absurd shift", [&](Bytes& b) { StoreU16(b.data() + table, 40); }, std::nullopt},
         {"data past the end", [&](Bytes& b) { StoreU16(b.data() + firstRecord, 0xFFFF); }, 2},
         {"name off the table", [&](Bytes& b) { StoreU16(b.data() + firstRecord + 12 + 6, 0x7FFF); }, 2},
-        {"count past the end", [&](Bytes& b) { StoreU16(b.data() + table + 4, 0xFFFF); b.resize(firstRecord + 30); },
+        {"count past the end",
+         [&](Bytes& b) {
+             StoreU16(b.data() + table + 4, 0xFFFF);
+             b.resize(firstRecord + 30);
+         },
          0},
     };
     for (const Case& c : cases) {
