@@ -39,21 +39,6 @@ inline void WriteBytes(const std::filesystem::path& path, std::span<const std::u
         .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
 }
 
-// The folder a seed writer writes to, made if need be: the value of an environment variable, or
-// empty when the variable is not set (the seeds were not asked for).
-inline std::filesystem::path SeedDir(const char* variable) {
-    const char* dir = std::getenv(variable);
-    if (dir == nullptr) return {};
-    std::filesystem::create_directories(dir);
-    return dir;
-}
-
-// Writes a seed file of at most `limit` bytes.
-inline void SaveSeed(const std::filesystem::path& path, std::span<const std::uint8_t> bytes, std::size_t limit) {
-    ASSERT_LE(bytes.size(), limit) << path;
-    WriteBytes(path, bytes);
-}
-
 // A folder of its own under the temporary directory, removed with what it holds at the end of the scope.
 class ScratchDir {
 public:
