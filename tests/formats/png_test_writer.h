@@ -1,5 +1,5 @@
 // A small writer of PNG streams for the format tests: 8-bit pictures in any colour type, the zlib
-// data made of stored blocks so that a test can find and damage any byte of it.
+// data made of stored blocks (no compression) so that a test can find and damage any byte of it.
 #pragma once
 
 #include <algorithm>
@@ -8,19 +8,12 @@
 #include <cstdint>
 #include <vector>
 
+#include <zlib.h>
+
 namespace tellurine::png_test {
 
 using Rgba = std::array<std::uint8_t, 4>;
 using Picture = std::vector<Rgba>;  // top row first
-
-inline std::uint32_t Crc32(const std::uint8_t* p, std::size_t n) {
-    std::uint32_t c = 0xFFFFFFFF;
-    for (std::size_t i = 0; i < n; ++i) {
-        c ^= p[i];
-        for (int k = 0; k < 8; ++k) c = (c >> 1) ^ (0xEDB88320u & (0u - (c & 1)));
-    }
-    return ~c;
-}
 
 inline void PutBE32(std::vector<std::uint8_t>& out, std::uint32_t v) {
     for (int shift = 24; shift >= 0; shift -= 8) out.push_back(static_cast<std::uint8_t>(v >> shift));
@@ -31,7 +24,7 @@ inline void PutChunk(std::vector<std::uint8_t>& out, const char* type, const std
     const std::size_t start = out.size();
     out.insert(out.end(), type, type + 4);
     out.insert(out.end(), data.begin(), data.end());
-    PutBE32(out, Crc32(out.data() + start, out.size() - start));
+    PutBE32(out, static_cast<std::uint32_t>(crc32(0, out.data() + start, static_cast<uInt>(out.size() - start))));
 }
 
 // An 8-bit PNG stream of a w x h picture in one colour type: 0 grey and 4 grey with alpha (the
@@ -58,20 +51,10 @@ inline std::vector<std::uint8_t> PngOf(int w, int h, int type, const Picture& pi
             }
         }
     }
-    std::vector<std::uint8_t> z{0x78, 0x01};
-    for (std::size_t at = 0; at < raw.size(); at += 65535) {
-        const std::size_t n = std::min<std::size_t>(65535, raw.size() - at);
-        z.insert(z.end(), {static_cast<std::uint8_t>(at + n == raw.size()), static_cast<std::uint8_t>(n),
-                           static_cast<std::uint8_t>(n >> 8), static_cast<std::uint8_t>(~n),
-                           static_cast<std::uint8_t>(~n >> 8)});
-        z.insert(z.end(), raw.begin() + static_cast<std::ptrdiff_t>(at), raw.begin() + static_cast<std::ptrdiff_t>(at + n));
-    }
-    std::uint32_t a = 1, b = 0;
-    for (const std::uint8_t v : raw) {
-        a = (a + v) % 65521;
-        b = (b + a) % 65521;
-    }
-    PutBE32(z, b << 16 | a);
+    std::vector<std::uint8_t> z(compressBound(static_cast<uLong>(raw.size())));
+    uLongf zSize = static_cast<uLongf>(z.size());
+    compress2(z.data(), &zSize, raw.data(), static_cast<uLong>(raw.size()), Z_NO_COMPRESSION);
+    z.resize(zSize);
 
     std::vector<std::uint8_t> png{0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
     std::vector<std::uint8_t> header;
