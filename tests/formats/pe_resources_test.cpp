@@ -177,7 +177,7 @@ TEST(PeResources, RefusesWhatIsNotAProgram) {
           Damage{"optional header past the end", pe + 20, 0xFFFF},
           Damage{"root in no section", l.resourceDirectory, 0x90000},
           Damage{"root in zero-filled memory", l.rsrcSectionHeader + 16, 0},
-          Damage{"root at the section's last byte", l.resourceDirectory, l.rsrcRva + rsrcSize - 1},
+          Damage{"root at the section's last byte", l.resourceDirectory, pe_test::kRsrcRva + rsrcSize - 1},
           Damage{"group directory outside", l.typeEntry[6] + 4, 0x8000FFF0u}}) {
         SCOPED_TRACE(d.what);
         std::vector<std::uint8_t> bad = good;
@@ -212,7 +212,7 @@ TEST(PeResources, SkipsDamagedRecordsAndSurvivesLoops) {
     // icon 2, to icon 1's name skips icon 1, and to the type skips every icon.
     const std::string withoutIcon2 = "1/1033 1/1031 3/1033 4/1033 ", withoutIcon1 = "2/0 3/1033 4/1033 ";
     const std::uint32_t root = 0x80000000u;
-    const std::uint32_t nameDirectory = root | static_cast<std::uint32_t>(l.nameDirectory[0] - l.rsrc);
+    const std::uint32_t nameDirectory = root | static_cast<std::uint32_t>(l.nameDirectory[0] - pe_test::kRsrcRaw);
     struct Damage {
         const char* what;
         std::size_t at;
@@ -241,13 +241,13 @@ TEST(PeResources, SkipsDamagedRecordsAndSurvivesLoops) {
     // Counts far beyond the bytes present: only whole entries are read, the rest is bounded.
     std::vector<std::uint8_t> counts = good;
     StoreU32(counts.data() + l.languageDirectory[0] + 12, 0xFFFFFFFFu);
-    StoreU32(counts.data() + l.rsrc + 12, 0xFFFFFFFFu);
+    StoreU32(counts.data() + pe_test::kRsrcRaw + 12, 0xFFFFFFFFu);
     EXPECT_NE(icons(counts), "nothing");
 
     // Data past the section's raw data is not in the file: the section's raw size shrunk below
     // the last record's data skips that record only.
     const std::vector<std::uint8_t> cut =
-        patch(l.rsrcSectionHeader + 16, static_cast<std::uint32_t>(l.data[11] - l.rsrc));
+        patch(l.rsrcSectionHeader + 16, static_cast<std::uint32_t>(l.data[11] - pe_test::kRsrcRaw));
     EXPECT_EQ(Describe(*ListResources(cut, kGroup)),
               kMainUtf8 + "/1033 " + kMainUtf8 + "/1031 " + kAlphaUtf8 + "/1036 200/1033 100/1033 ");
     // A file cut short inside the section keeps what is present.

@@ -30,9 +30,7 @@ struct Resource {
 struct Layout {
     std::size_t optionalHeader = 0;
     std::size_t resourceDirectory = 0;  // data-directory entry 2: RVA, then size
-    std::size_t rsrcSectionHeader = 0;
-    std::size_t rsrc = 0;  // the root directory, first byte of the section's raw data
-    std::uint32_t rsrcRva = 0;
+    std::size_t rsrcSectionHeader = 0;  // the root directory is the section's first byte, at kRsrcRaw
     std::vector<std::size_t> typeEntry, nameEntry, languageEntry, dataEntry, data;
     std::vector<std::size_t> nameDirectory, languageDirectory;  // the directory each entry is in
 };
@@ -88,11 +86,10 @@ inline std::vector<std::uint8_t> WritePe(const std::vector<Resource>& resources,
     };
     std::vector<std::pair<std::size_t, const Name*>> nameFields;  // entry offset, name to write
     const std::size_t n = resources.size();
-    for (std::vector<std::size_t>* list : {&layout.typeEntry, &layout.nameEntry, &layout.languageEntry,
-                                           &layout.dataEntry, &layout.data, &layout.nameDirectory,
-                                           &layout.languageDirectory})
-        list->assign(n, 0);
-    std::vector<std::size_t> dataEntries(n), dataAt(n);
+    // Offsets in the section until the end, where they become file offsets.
+    const auto lists = {&layout.typeEntry, &layout.nameEntry, &layout.languageEntry, &layout.dataEntry,
+                        &layout.data, &layout.nameDirectory, &layout.languageDirectory};
+    for (std::vector<std::size_t>* list : lists) list->assign(n, 0);
 
     const std::size_t root =
         directory(types.size(), countNamed(types, [](const TypeNode& t) { return t.type; }));
@@ -120,8 +117,8 @@ inline std::vector<std::uint8_t> WritePe(const std::vector<Resource>& resources,
         }
     }
     for (std::size_t r = 0; r < n; ++r) {
-        dataEntries[r] = grow(16, 4);
-        StoreU32(s.data() + layout.languageEntry[r] + 4, static_cast<std::uint32_t>(dataEntries[r]));
+        layout.dataEntry[r] = grow(16, 4);
+        StoreU32(s.data() + layout.languageEntry[r] + 4, static_cast<std::uint32_t>(layout.dataEntry[r]));
     }
     for (const auto& [entry, name] : nameFields) {
         if (const auto* id = std::get_if<std::uint16_t>(name)) {
@@ -135,11 +132,11 @@ inline std::vector<std::uint8_t> WritePe(const std::vector<Resource>& resources,
         StoreU32(s.data() + entry, 0x80000000u | static_cast<std::uint32_t>(at));
     }
     for (std::size_t r = 0; r < n; ++r) {
-        dataAt[r] = grow(resources[r].data.size(), 8);
+        layout.data[r] = grow(resources[r].data.size(), 8);
         std::copy(resources[r].data.begin(), resources[r].data.end(),
-                  s.begin() + static_cast<std::ptrdiff_t>(dataAt[r]));
-        StoreU32(s.data() + dataEntries[r], kRsrcRva + static_cast<std::uint32_t>(dataAt[r]));
-        StoreU32(s.data() + dataEntries[r] + 4, static_cast<std::uint32_t>(resources[r].data.size()));
+                  s.begin() + static_cast<std::ptrdiff_t>(layout.data[r]));
+        StoreU32(s.data() + layout.dataEntry[r], kRsrcRva + static_cast<std::uint32_t>(layout.data[r]));
+        StoreU32(s.data() + layout.dataEntry[r] + 4, static_cast<std::uint32_t>(resources[r].data.size()));
     }
     const std::size_t virtualSize = s.size();
     const std::size_t rawSize = (s.size() + 0x1FF) / 0x200 * 0x200;
@@ -191,15 +188,8 @@ inline std::vector<std::uint8_t> WritePe(const std::vector<Resource>& resources,
         layout.optionalHeader = optional;
         layout.resourceDirectory = optional + dirs + 16;
         layout.rsrcSectionHeader = sections + 40;
-        layout.rsrc = kRsrcRaw;
-        layout.rsrcRva = kRsrcRva;
-        for (std::size_t r = 0; r < n; ++r) {
-            for (std::size_t* p : {&layout.typeEntry[r], &layout.nameEntry[r], &layout.languageEntry[r],
-                                   &layout.nameDirectory[r], &layout.languageDirectory[r]})
-                *p += kRsrcRaw;
-            layout.dataEntry[r] = kRsrcRaw + dataEntries[r];
-            layout.data[r] = kRsrcRaw + dataAt[r];
-        }
+        for (std::vector<std::size_t>* list : lists)
+            for (std::size_t& at : *list) at += kRsrcRaw;
         *where = std::move(layout);
     }
     return f;
