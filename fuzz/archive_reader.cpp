@@ -1,20 +1,14 @@
 // Feeds arbitrary bytes to the archive readers of the bitmap, the mask and the icon group, and to
 // the clipboard's palette and 32-bit bitmap forms: the forms in which pictures arrive from the
 // clipboard and the librarian.
-#include <cstddef>
-#include <cstdint>
-
+#include "harness.h"
 #include "icon/icon_group.h"
 #include "image/archive.h"
 #include "image/dib.h"
 #include "image/mask.h"
-#include "input_caps.h"
 #include "shell/clipboard_forms.h"
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    using namespace tellurine;
-    const std::span<const std::uint8_t> bytes(data, size);
-    if (fuzz::DeclaresLargePicture(bytes)) return 0;
+void tellurine::fuzz::FuzzInput(std::span<const std::uint8_t> bytes) {
     {
         Archive ar = Archive::ForLoading(bytes);
         CDIB dib;
@@ -46,5 +40,4 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (shell::PaletteFromBytes(bytes, palette)) shell::PaletteBytes(palette);
     DeviceBitmap color, alpha;
     shell::PictureFromDibBytes(bytes, color, alpha);
-    return 0;
 }

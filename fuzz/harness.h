@@ -1,8 +1,10 @@
-// Size caps shared by the fuzz targets. A few bytes of PNG or JPEG 2000 header can ask for a
-// picture of thousands of pixels a side, and a reader that accepts it spends milliseconds
-// decoding it and more writing it back: at that pace a run explores nothing. The readers' own
-// limits suit real files; here an input that declares a larger stream anywhere in its bytes is
-// simply passed over, so every run stays at small pictures whatever the reader's rules.
+// What the fuzz targets of the readers share: the entry point, which hands the target's FuzzInput
+// every input but those over the size caps, and the check that stops the run. A few bytes of PNG
+// or JPEG 2000 header can ask for a picture of thousands of pixels a side, and a reader that
+// accepts it spends milliseconds decoding it and more writing it back: at that pace a run explores
+// nothing. The readers' own limits suit real files; here an input that declares a larger stream
+// anywhere in its bytes is simply passed over, so every run stays at small pictures whatever the
+// reader's rules.
 #pragma once
 
 #include <algorithm>
@@ -51,4 +53,18 @@ inline bool DeclaresLargePicture(std::span<const std::uint8_t> bytes) {
            scan(kCodestream, sizeof kCodestream, false);
 }
 
+// A failed check stops the run, so that the fuzzer keeps the input.
+inline void Check(bool condition) {
+    if (!condition) __builtin_trap();
+}
+
+// What the target does with one input, defined in the target's own file.
+void FuzzInput(std::span<const std::uint8_t> bytes);
+
 }  // namespace tellurine::fuzz
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const std::span<const std::uint8_t> bytes(data, size);
+    if (!tellurine::fuzz::DeclaresLargePicture(bytes)) tellurine::fuzz::FuzzInput(bytes);
+    return 0;
+}

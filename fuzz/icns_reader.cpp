@@ -1,19 +1,15 @@
 // Feeds arbitrary bytes to the Macintosh icon family reader, both as a family and as a resource
 // or MacBinary file to scan; a family that reads is written back, must read again, and must then
 // be written as the same bytes.
-#include <cstddef>
-#include <cstdint>
-#include <span>
 #include <vector>
 
 #include "formats/icns_codec.h"
 #include "formats/icns_file.h"
 #include "formats/icon_project.h"
-#include "input_caps.h"
+#include "harness.h"
 
+namespace tellurine::fuzz {
 namespace {
-
-using namespace tellurine;
 
 // True when an element larger than the caps holds "ARGB" planes: a few bytes of runs unpack to
 // megabytes at 256 pixels and above.
@@ -35,7 +31,7 @@ bool HasLargeArgbElement(std::span<const std::uint8_t> bytes) {
 bool HasLargeFormat(const CIconDoc& doc) {
     for (int i = 0; i < doc.GetFormatCount(); ++i) {
         const CIconObject* format = doc.GetFormat(i);
-        if (format != nullptr && (format->Width() > fuzz::kMaxWrittenSide || format->Height() > fuzz::kMaxWrittenSide))
+        if (format != nullptr && (format->Width() > kMaxWrittenSide || format->Height() > kMaxWrittenSide))
             return true;
     }
     return false;
@@ -43,9 +39,8 @@ bool HasLargeFormat(const CIconDoc& doc) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const std::span<const std::uint8_t> bytes(data, size);
-    if (fuzz::DeclaresLargePicture(bytes) || HasLargeArgbElement(bytes)) return 0;
+void FuzzInput(std::span<const std::uint8_t> bytes) {
+    if (HasLargeArgbElement(bytes)) return;
     CIconDoc doc;
     if (ReadIcnsFile(bytes, doc) && !HasLargeFormat(doc)) {
         std::vector<std::uint8_t> out;
@@ -55,13 +50,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             // was read, it is the same bytes.
             CIconDoc again;
             std::vector<std::uint8_t> twice;
-            if (!ReadIcnsFile(out, again) || again.GetFormatCount() != doc.GetFormatCount() - static_cast<int>(leftOut.size()) ||
-                !WriteIcnsFamily(again, twice) || twice != out)
-                __builtin_trap();
+            Check(ReadIcnsFile(out, again) &&
+                  again.GetFormatCount() == doc.GetFormatCount() - static_cast<int>(leftOut.size()) &&
+                  WriteIcnsFamily(again, twice) && twice == out);
         }
     }
     CountIcnsImages(bytes);
     IconFileContents contents;
-    ReadIconContainer((size & 1) != 0 ? "in.rsc" : "in.bin", bytes, contents);
-    return 0;
+    ReadIconContainer((bytes.size() & 1) != 0 ? "in.rsc" : "in.bin", bytes, contents);
 }
+
+}  // namespace tellurine::fuzz

@@ -1,25 +1,10 @@
 // Feeds arbitrary bytes to the reader of program resources: both listings and the icon groups,
 // checked against each other.
-#include <cstddef>
-#include <cstdint>
-#include <span>
-
 #include "formats/pe_resources.h"
+#include "harness.h"
 #include "image/archive.h"
-#include "input_caps.h"
 
-namespace {
-
-void Check(bool condition) {
-    if (!condition) __builtin_trap();
-}
-
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    using namespace tellurine;
-    const std::span<const std::uint8_t> bytes(data, size);
-    if (fuzz::DeclaresLargePicture(bytes)) return 0;
+void tellurine::fuzz::FuzzInput(std::span<const std::uint8_t> bytes) {
     const auto icons = ListResources(bytes, 3);
     const auto groups = ListResources(bytes, 14);
     const auto read = ReadExeIcons(bytes);
@@ -31,11 +16,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         for (const ResourceRecord& r : **list) {
             // Every record's data is a part of the input.
             Check(r.data.empty() ||
-                  (r.data.data() >= data && r.data.size() <= size &&
-                   r.data.data() - data <= static_cast<std::ptrdiff_t>(size - r.data.size())));
+                  (r.data.data() >= bytes.data() && r.data.size() <= bytes.size() &&
+                   r.data.data() - bytes.data() <= static_cast<std::ptrdiff_t>(bytes.size() - r.data.size())));
         }
     }
-    if (!read) return 0;
+    if (!read) return;
     if (groups->empty()) Check(read->empty());
 
     // The icon groups follow the group records in order, each with at least one image; cursor
@@ -63,5 +48,4 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     Check(images <= kMaxExeImageReads);
     Check(cursors || read->empty() || !icons->empty());
-    return 0;
 }

@@ -1,20 +1,13 @@
 // Feeds arbitrary bytes to the program icon writer as the program: it refuses them or writes a
 // program whose resources read back with the new group, and which takes another icon in turn.
-#include <cstddef>
-#include <cstdint>
-#include <span>
 #include <vector>
 
 #include "formats/ico_file.h"
 #include "formats/pe_resources.h"
 #include "formats/pe_writer.h"
-#include "input_caps.h"
+#include "harness.h"
 
 namespace {
-
-void Check(bool condition) {
-    if (!condition) __builtin_trap();
-}
 
 // A two-image icon file, made once.
 const std::vector<std::uint8_t>& Icon() {
@@ -22,11 +15,11 @@ const std::vector<std::uint8_t>& Icon() {
         tellurine::CIconDoc doc;
         for (const int side : {16, 32}) {
             tellurine::CKvIcon image;
-            Check(image.SetFormat(side, side, 16, false) == 1);
+            tellurine::fuzz::Check(image.SetFormat(side, side, 16, false) == 1);
             doc.AddFormat(std::move(image));
         }
         std::vector<std::uint8_t> out;
-        Check(tellurine::WriteIconFile(doc, false, out));
+        tellurine::fuzz::Check(tellurine::WriteIconFile(doc, false, out));
         return out;
     }();
     return bytes;
@@ -34,17 +27,13 @@ const std::vector<std::uint8_t>& Icon() {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    using namespace tellurine;
-    const std::span<const std::uint8_t> program(data, size);
-    if (fuzz::DeclaresLargePicture(program)) return 0;
+void tellurine::fuzz::FuzzInput(std::span<const std::uint8_t> program) {
     std::vector<std::uint8_t> out;
-    const SetIconStatus status = SetProgramIcon(program, Icon(), {}, out);
-    if (status != SetIconStatus::Ok) {
+    if (SetProgramIcon(program, Icon(), {}, out) != SetIconStatus::Ok) {
         Check(out.empty());
-        return 0;
+        return;
     }
-    // The first icon group holds the two new images.
+    // Some icon group holds the two new images, and the program takes another icon in turn.
     const auto groups = ReadExeIcons(out);
     Check(groups.has_value() && !groups->empty());
     bool found = false;
@@ -52,5 +41,4 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Check(found);
     std::vector<std::uint8_t> again;
     Check(SetProgramIcon(out, Icon(), {}, again) == SetIconStatus::Ok);
-    return 0;
 }
