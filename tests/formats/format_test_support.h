@@ -2,7 +2,6 @@
 // development corpus, and icon images with varied contents in the forms the containers hold.
 #pragma once
 
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
@@ -62,15 +61,15 @@ private:
     std::filesystem::path path_;
 };
 
-// Runs a shell command; what it prints on its standard output goes to `out`. True when it exits with 0.
-inline bool RunCommand(const std::string& command, std::string& out) {
-    out.clear();
+// What a shell command prints on its standard output.
+inline std::string RunCommand(const std::string& command) {
+    std::string out;
     FILE* pipe = popen(command.c_str(), "r");
-    if (pipe == nullptr) return false;
+    if (pipe == nullptr) return out;
     char buffer[65536];
     for (std::size_t got = 0; (got = fread(buffer, 1, sizeof buffer, pipe)) > 0;) out.append(buffer, got);
-    const int status = pclose(pipe);
-    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    pclose(pipe);
+    return out;
 }
 
 // The development corpus beside the checkout, or where TELLURINE_CORPUS_DIR points.

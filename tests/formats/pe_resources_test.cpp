@@ -320,17 +320,11 @@ struct WrestoolRecord {
     std::size_t size;
 };
 
-std::string RunCommand(const std::string& command) {
-    std::string out;
-    format_test::RunCommand(command, out);
-    return out;
-}
-
 // Lines of `wrestool -l`: --type=T --name=N|'TEXT' --language=L [... size=S]
 std::vector<WrestoolRecord> WrestoolList(const std::string& path, int type) {
     std::vector<WrestoolRecord> out;
     std::istringstream text(
-        RunCommand("wrestool -l -t " + std::to_string(type) + " '" + path + "' 2>/dev/null"));
+        format_test::RunCommand("wrestool -l -t " + std::to_string(type) + " '" + path + "' 2>/dev/null"));
     for (std::string line; std::getline(text, line);) {
         const std::size_t name = line.find("--name="), language = line.find(" --language="),
                           size = line.rfind("size=");
@@ -364,7 +358,7 @@ TEST(PeResourcesWine, MatchesWrestool) {
             }
         }
 
-        RunCommand("wrestool -x -t 14 -o '" + out.path().string() + "' '" + path + "' 2>/dev/null");
+        format_test::RunCommand("wrestool -x -t 14 -o '" + out.path().string() + "' '" + path + "' 2>/dev/null");
         const auto groups = ReadExeIcons(bytes);
         ASSERT_TRUE(groups);
         EXPECT_EQ(groups->size(), WrestoolList(path, 14).size());
