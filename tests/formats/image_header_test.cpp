@@ -43,7 +43,7 @@ std::pair<std::size_t, std::size_t> IdatOf(const Bytes& png) {
 Bytes DamagedIdat(Bytes png, std::size_t within, bool fixCrc) {
     const auto [at, length] = IdatOf(png);
     png[at + within] ^= 0x5A;
-    if (fixCrc) StoreBE32(png.data() + at + length, static_cast<std::uint32_t>(crc32(0, png.data() + at - 4, static_cast<uInt>(length + 4))));
+    if (fixCrc) StoreBE32(png.data() + at + length, png_test::Crc32(png.data() + at - 4, length + 4));
     return png;
 }
 

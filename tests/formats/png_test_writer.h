@@ -15,6 +15,10 @@ namespace tellurine::png_test {
 using Rgba = std::array<std::uint8_t, 4>;
 using Picture = std::vector<Rgba>;  // top row first
 
+inline std::uint32_t Crc32(const std::uint8_t* p, std::size_t n) {
+    return static_cast<std::uint32_t>(crc32(0, p, static_cast<uInt>(n)));
+}
+
 inline void PutBE32(std::vector<std::uint8_t>& out, std::uint32_t v) {
     for (int shift = 24; shift >= 0; shift -= 8) out.push_back(static_cast<std::uint8_t>(v >> shift));
 }
@@ -24,7 +28,7 @@ inline void PutChunk(std::vector<std::uint8_t>& out, const char* type, const std
     const std::size_t start = out.size();
     out.insert(out.end(), type, type + 4);
     out.insert(out.end(), data.begin(), data.end());
-    PutBE32(out, static_cast<std::uint32_t>(crc32(0, out.data() + start, static_cast<uInt>(out.size() - start))));
+    PutBE32(out, Crc32(out.data() + start, out.size() - start));
 }
 
 // An 8-bit PNG stream of a w x h picture in one colour type: 0 grey and 4 grey with alpha (the
