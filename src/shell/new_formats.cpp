@@ -1,16 +1,17 @@
 #include "shell/new_formats.h"
 
+#include "shell/texts.h"
+
 namespace tellurine::shell {
 
 namespace {
 
 constexpr std::array<NewFormat, kWindowsNewFormatCount> MakeWindowsList() {
     constexpr int sizes[] = {16, 24, 32, 48, 64, 128, 256};
-    constexpr int depths[] = {1, 4, 8, 24, 32};
     std::array<NewFormat, kWindowsNewFormatCount> list{};
     std::size_t i = 0;
     for (const int size : sizes)
-        for (const int bits : depths) {
+        for (const int bits : kDepthBits) {
             const bool chosen = (bits == 32 && size != 64 && size != 128) || (bits == 8 && (size == 16 || size == 32 || size == 48));
             list[i++] = {size, bits, chosen};
         }
@@ -34,6 +35,22 @@ constexpr auto kMacList = MakeMacList();
 
 std::span<const NewFormat> WindowsNewFormats() { return kWindowsList; }
 std::span<const NewFormat> MacNewFormats() { return kMacList; }
+
+int DepthIndex(int bits) {
+    for (std::size_t i = 0; i < std::size(kDepthBits); ++i)
+        if (kDepthBits[i] == bits) return static_cast<int>(i);
+    return static_cast<int>(std::size(kDepthBits)) - 1;
+}
+
+std::string ColourCountText(int bits, bool alpha) {
+    switch (bits) {
+        case 1: return "2";
+        case 4: return "16";
+        case 8: return "256";
+        case 24: return text::kTrueColourCount;
+        default: return alpha ? text::kTrueColourAlphaCount : text::kTrueColourCount;
+    }
+}
 
 std::string BitsText(int bits) { return std::to_string(bits) + (bits == 1 ? " bit" : " bits"); }
 

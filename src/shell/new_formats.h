@@ -27,6 +27,14 @@ std::span<const NewFormat> WindowsNewFormats();
 // icon holds (each size from 16 to 512 points, and twice its pixels).
 std::span<const NewFormat> MacNewFormats();
 
+// The depths a format can have, in the order of the Color Depth menu and of text::kDepthNames.
+inline constexpr int kDepthBits[] = {1, 4, 8, 24, 32};
+// A depth's place in kDepthBits; the last (32 bits) for any other number.
+int DepthIndex(int bits);
+// How many colours a format of `bits` holds, as the canvas's title says it: "2", "256",
+// "16.7 million", "16.7 million + alpha" (32 bits with alpha).
+std::string ColourCountText(int bits, bool alpha);
+
 // A depth as people say it: "1 bit", "4 bits", "32 bits".
 std::string BitsText(int bits);
 

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <set>
+#include <tuple>
 #include <vector>
 
 namespace tellurine::shell {
@@ -102,6 +103,16 @@ TEST(NewFormats, ListsHoldEverySizeAndDepthOnce) {
     EXPECT_EQ(NewFormatText({48, 8, false}), "48 x 48, 8 bits (256 colors)");
     EXPECT_EQ(NewFormatText({16, 1, false}), "16 x 16, 1 bit (2 colors)");
     EXPECT_EQ(NewFormatText({64, 32, true, 2}), "32 x 32 @2x, 32 bits (true color with alpha)");
+    // The depth menu's places, and the colours each depth holds as the canvas's title says them.
+    for (const auto& [bits, index, plain, alpha] : {std::tuple{1, 0, "2", "2"}, std::tuple{4, 1, "16", "16"},
+                                                    std::tuple{8, 2, "256", "256"},
+                                                    std::tuple{24, 3, "16.7 million", "16.7 million"},
+                                                    std::tuple{32, 4, "16.7 million", "16.7 million + alpha"}}) {
+        EXPECT_EQ(DepthIndex(bits), index);
+        EXPECT_EQ(ColourCountText(bits, false), plain);
+        EXPECT_EQ(ColourCountText(bits, true), alpha) << bits;
+    }
+    EXPECT_EQ(DepthIndex(16), 4);
     // A current Mac icon at first: every size from 16 to 1024 pixels but 48, at 32 bits.
     std::vector<int> chosen;
     for (const NewFormat& f : MacNewFormats())

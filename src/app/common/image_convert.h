@@ -1,17 +1,24 @@
 // Pictures of the core's images for the screen.
 #pragma once
 
+#include <QColor>
 #include <QImage>
 #include <QPixmap>
 
 #include "icon/kv_icon.h"
 #include "image/block.h"
 #include "image/device_bitmap.h"
+#include "image/palette.h"
 
 class QPainter;
 
 namespace tellurine::app {
 
+// A colour of the core (0x00BBGGRR) for Qt, and a Qt colour for the core (its alpha dropped).
+inline QColor QColorOf(COLORREF c) { return {GetRValue(c), GetGValue(c), GetBValue(c)}; }
+inline COLORREF ColorRefOf(const QColor& c) {
+    return RGB(static_cast<std::uint8_t>(c.red()), static_cast<std::uint8_t>(c.green()), static_cast<std::uint8_t>(c.blue()));
+}
 // A 32-bit packed bitmap (bottom-up BGRA, alpha not premultiplied) as a QImage; null for any other
 // block.
 QImage ImageFromDib32(const Block& dib32);

@@ -17,14 +17,6 @@
 namespace tellurine::app {
 namespace {
 
-// The wait cursor for as long as an object lives.
-struct WaitCursor {
-    WaitCursor() { QApplication::setOverrideCursor(Qt::WaitCursor); }
-    ~WaitCursor() { QApplication::restoreOverrideCursor(); }
-    WaitCursor(const WaitCursor&) = delete;
-    WaitCursor& operator=(const WaitCursor&) = delete;
-};
-
 void ShowBusy(bool busy) {
     QCoreApplication* app = QCoreApplication::instance();
     if (app == nullptr) return;
@@ -38,6 +30,9 @@ void ShowBusy(bool busy) {
 }
 
 }  // namespace
+
+WaitCursor::WaitCursor() { QApplication::setOverrideCursor(Qt::WaitCursor); }
+WaitCursor::~WaitCursor() { QApplication::restoreOverrideCursor(); }
 
 int& ProgressDelayMs() {
     static int delay = 500;

@@ -11,6 +11,14 @@ namespace tellurine::app {
 
 class UserPrompts;
 
+// The wait cursor for as long as an object lives.
+struct WaitCursor {
+    WaitCursor();
+    ~WaitCursor();
+    WaitCursor(const WaitCursor&) = delete;
+    WaitCursor& operator=(const WaitCursor&) = delete;
+};
+
 // How long work runs before the progress dialog shows, in milliseconds; 0 or less shows it at
 // once (tests cancel through it).
 int& ProgressDelayMs();

@@ -28,8 +28,6 @@ constexpr COLORREF kTrueColourCells[] = {
     0xFF8000, 0x804000, 0xFF0040, 0x004080, 0xFFFFFF, 0xC0C0C0, 0x0000FF, 0x00FFFF, 0x00FF00, 0xFFFF00,
     0xFF0000, 0xFF00FF, 0x80FFFF, 0x80FF80, 0xFFFF80, 0xFF8080, 0x8080FF, 0x4080FF};
 
-QColor ToQColor(COLORREF c) { return QColor(GetRValue(c), GetGValue(c), GetBValue(c)); }
-
 QImage PatternImage(const DeviceBitmap& pattern) {
     return ImageOfDeviceBitmap(pattern).copy();
 }
@@ -135,7 +133,7 @@ void CColorBar::DrawSample(QPainter& painter, const QRect& rect, editor::ColourV
     switch (editor::KindOf(value)) {
         case editor::ColourKind::Transparent: painter.fillRect(rect, QBrush(PatternImage(resources_.transparentSwatch))); break;
         case editor::ColourKind::Inverted: painter.fillRect(rect, QBrush(PatternImage(resources_.invertedSwatch))); break;
-        case editor::ColourKind::Ordinary: painter.fillRect(rect, ToQColor(editor::SampleColour(value, palette_))); break;
+        case editor::ColourKind::Ordinary: painter.fillRect(rect, QColorOf(editor::SampleColour(value, palette_))); break;
     }
     painter.setPen(palette().color(QPalette::Shadow));
     painter.drawRect(rect.adjusted(0, 0, -1, -1));
@@ -175,9 +173,8 @@ void CColorBar::mouseDoubleClickEvent(QMouseEvent* event) {
     const bool foreground = ForegroundRect().contains(at);
     if (bits_ <= 8 || (!foreground && !BackgroundRect().contains(at))) return;
     const COLORREF now = editor::SampleColour(editor::DrawingColour(colours_, bits_, foreground), palette_, 0);
-    const QColor chosen = prompts_.GetColor(this, ToQColor(now), text::kChooseColour);
-    if (chosen.isValid()) Pick(foreground, RGB(static_cast<std::uint8_t>(chosen.red()), static_cast<std::uint8_t>(chosen.green()),
-                                               static_cast<std::uint8_t>(chosen.blue())));
+    const QColor chosen = prompts_.GetColor(this, QColorOf(now), text::kChooseColour);
+    if (chosen.isValid()) Pick(foreground, ColorRefOf(chosen));
 }
 
 }  // namespace tellurine::app

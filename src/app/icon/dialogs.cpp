@@ -28,8 +28,6 @@ namespace tellurine::app {
 
 namespace {
 
-constexpr int kDepths[] = {1, 4, 8, 24, 32};
-
 // The choice array of a list; the new-icon dialog remembers its choices where the command that
 // makes an icon from an image does, so that both start from what the user last chose.
 int* Choices(shell::Preferences& prefs, bool macintosh) {
@@ -137,10 +135,9 @@ CDialNewFormat::CDialNewFormat(bool macintosh, int width, int height, int bits, 
     widthBox->setValue(width);
     heightBox->setValue(height);
     depthBox = new QComboBox(this);
-    for (std::size_t i = 0; i < std::size(kDepths); ++i) {
-        depthBox->addItem(text::kDepthNames[i], kDepths[i]);
-        if (kDepths[i] == bits) depthBox->setCurrentIndex(static_cast<int>(i));
-    }
+    for (std::size_t i = 0; i < std::size(shell::kDepthBits); ++i)
+        depthBox->addItem(text::kDepthNames[i], shell::kDepthBits[i]);
+    depthBox->setCurrentIndex(shell::DepthIndex(bits));
     auto* form = new QFormLayout;
     form->addRow(text::kFormatWidth, widthBox);
     form->addRow(text::kFormatHeight, heightBox);
@@ -160,10 +157,7 @@ CDialFormatProperties::CDialFormatProperties(int width, int height, int bits, bo
     setWindowTitle(text::kPropertiesTitle);
     setObjectName("CDialFormatProperties");
     sizeLabel = new QLabel(QString("%1 x %2").arg(width).arg(height), this);
-    int depthIndex = 4;
-    for (std::size_t i = 0; i < std::size(kDepths); ++i)
-        if (kDepths[i] == bits) depthIndex = static_cast<int>(i);
-    depthLabel = new QLabel(text::kDepthNames[depthIndex], this);
+    depthLabel = new QLabel(text::kDepthNames[shell::DepthIndex(bits)], this);
     compressedCheck = new QCheckBox(text::kPropertiesCompressed, this);
     compressedCheck->setChecked(compressed);
     auto* form = new QFormLayout;

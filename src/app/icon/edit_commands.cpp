@@ -1,12 +1,10 @@
 // The Edit and View commands on icon windows, and printing a format.
-#include <QPrintDialog>
-#include <QPrintPreviewDialog>
-#include <QPrinter>
-
-#include "app/icon/icon_files.h"
 #include <QClipboard>
 #include <QGuiApplication>
 #include <QMimeData>
+#include <QPrintDialog>
+#include <QPrintPreviewDialog>
+#include <QPrinter>
 
 #include "app/common/image_convert.h"
 #include "app/icon/clipboard.h"

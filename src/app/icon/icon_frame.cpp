@@ -173,8 +173,7 @@ void CIconPreview::Refresh() {
 
 void CIconPreview::paintEvent(QPaintEvent* event) {
     QPainter painter(this);
-    const COLORREF c = context_.previewColor;
-    painter.fillRect(event->rect(), QColor(GetRValue(c), GetGValue(c), GetBValue(c)));
+    painter.fillRect(event->rect(), QColorOf(context_.previewColor));
     if (!picture_.isNull())
         painter.drawImage(QPoint((width() - picture_.width()) / 2, (height() - picture_.height()) / 2), picture_);
 }

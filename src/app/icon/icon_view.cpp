@@ -13,25 +13,12 @@
 
 #include "app/common/image_convert.h"
 #include "app/icon/tool_pictures.h"
+#include "shell/new_formats.h"
 #include "shell/texts.h"
 
 namespace tellurine::app {
 
 std::function<void()> CIconView::firstPaintHook;
-
-namespace {
-
-QString ColourCountText(const CIconObject& format) {
-    switch (format.BitCount()) {
-        case 1: return "2";
-        case 4: return "16";
-        case 8: return "256";
-        case 24: return text::kTrueColourCount;
-        default: return format.HasAlpha() ? text::kTrueColourAlphaCount : text::kTrueColourCount;
-    }
-}
-
-}  // namespace
 
 CIconView::CIconView(CIconProject& project, const CanvasContext& context, QWidget* parent)
     : QAbstractScrollArea(parent), project_(project), context_(context) {
@@ -66,7 +53,7 @@ QString CIconView::CanvasTitle() const {
     const CIconObject* format = project_.Doc().GetFormat(format_);
     if (format == nullptr) return {};
     return QString::asprintf(text::kCanvasTitle, format->Width(), format->Height(),
-                             ColourCountText(*format).toUtf8().constData(), scale_.Percent());
+                             shell::ColourCountText(format->BitCount(), format->HasAlpha()).c_str(), scale_.Percent());
 }
 
 void CIconView::LoadBitmaps() { state_ = project_.EditState(format_); }

@@ -21,6 +21,7 @@
 #include "editor/image_commands.h"
 #include "formats/image_file.h"
 #include "imaging/filters.h"
+#include "shell/new_formats.h"
 #include "shell/texts.h"
 
 namespace tellurine::app {
@@ -28,8 +29,6 @@ namespace {
 
 // The filter last run from the Filters menu, for "Last Filter": -1 before any.
 int lastFilter = -1;
-
-constexpr int kDepths[] = {1, 4, 8, 24, 32};
 
 // Runs an image command on a copy of the active canvas's format, off the interface thread with
 // progress past half a second, and makes the result one undoable step. False when there is no
@@ -152,10 +151,8 @@ void OnNewIconFromImage(CMainFrame& main) {
     // The top-left pixel's colour becomes transparent in a picture without transparency there; a
     // drawing, or a picture whose corner is already clear, needs no key.
     const QRgb corner = document->image.isNull() ? 0 : document->image.pixel(0, 0);
-    if (app.prefs.UseTransparentColorToCreateIconFromImage != 0 && drawing.isEmpty() && qAlpha(corner) == 255) {
-        base.transparentColor = RGB(static_cast<std::uint8_t>(qRed(corner)), static_cast<std::uint8_t>(qGreen(corner)),
-                                    static_cast<std::uint8_t>(qBlue(corner)));
-    }
+    if (app.prefs.UseTransparentColorToCreateIconFromImage != 0 && drawing.isEmpty() && qAlpha(corner) == 255)
+        base.transparentColor = ColorRefOf(QColor(corner));
     struct Result {
         CIconDoc doc;
         std::string error;
@@ -223,8 +220,8 @@ void RegisterImageCommands(CMainFrame& main) {
     add("image.rotate", text::kRotateImageItem, OnRotateImage);
     add("image.flipHorizontal", text::kFlipHorizontal, OnFlipHorizontal);
     add("image.flipVertical", text::kFlipVertical, OnFlipVertical);
-    for (std::size_t i = 0; i < std::size(kDepths); ++i) {
-        const int bits = kDepths[i];
+    for (std::size_t i = 0; i < std::size(shell::kDepthBits); ++i) {
+        const int bits = shell::kDepthBits[i];
         commands.Add({.id = QString("image.depth.%1").arg(bits), .text = text::kDepthNames[i],
                       .execute = [&main, bits] { OnColorDepth(main, bits); }, .enabled = editing,
                       .checked = [&main, bits] { return main.ActiveCanvas() != nullptr && main.ActiveCanvas()->State()->depth == bits; },

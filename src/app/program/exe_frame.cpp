@@ -35,14 +35,6 @@ constexpr int kMinTextWidth = 80;
 // Failures listed by name in one message at most.
 constexpr int kMaxListedNames = 10;
 
-// The wait cursor for the length of a command.
-struct BusyCursor {
-    BusyCursor() { QGuiApplication::setOverrideCursor(Qt::WaitCursor); }
-    ~BusyCursor() { QGuiApplication::restoreOverrideCursor(); }
-    BusyCursor(const BusyCursor&) = delete;
-    BusyCursor& operator=(const BusyCursor&) = delete;
-};
-
 QString ListNames(const QStringList& names) {
     QStringList shown = names.mid(0, kMaxListedNames);
     if (names.size() > kMaxListedNames) shown << QStringLiteral("...");
@@ -280,7 +272,7 @@ void CFileExeMDI::OnOpenAsProject() {
     for (const int tile : view->SelectedTiles()) {
         CIconDoc doc;
         try {
-            BusyCursor busy;
+            const WaitCursor busy;
             doc = document_.ReadIconDoc(tile);
         } catch (const std::bad_alloc&) {
             app_.ShowError(text::kOutOfMemory, text::kOutOfMemoryTitle);
@@ -363,7 +355,7 @@ void CFileExeMDI::OnSaveAsIco() {
     QString error;
     bool saved = false;
     {
-        BusyCursor busy;
+        const WaitCursor busy;
         saved = SaveTile(tile, path, error);
     }
     if (!saved) app_.ShowError(QString(text::kSaveFailed).arg(shown, error));

@@ -3,10 +3,8 @@
 #include <QActionGroup>
 #include <QMdiArea>
 #include <QMdiSubWindow>
-#include <QMenu>
 #include <QPointer>
 #include <QSignalBlocker>
-#include <QToolBar>
 #include <QWidget>
 
 namespace tellurine::app {
@@ -95,17 +93,15 @@ QStringList CommandRegistry::Ids() const {
     return ids;
 }
 
-void CommandRegistry::AddTo(QMenu* menu, std::initializer_list<const char*> ids) const {
+void CommandRegistry::AddTo(QWidget* menuOrBar, std::initializer_list<const char*> ids) const {
     for (const char* id : ids) {
-        if (QString(id) == "-") menu->addSeparator();
-        else if (QAction* action = Action(id)) menu->addAction(action);
-    }
-}
-
-void CommandRegistry::AddTo(QToolBar* bar, std::initializer_list<const char*> ids) const {
-    for (const char* id : ids) {
-        if (QString(id) == "-") bar->addSeparator();
-        else if (QAction* action = Action(id)) bar->addAction(action);
+        if (QString(id) == "-") {
+            auto* separator = new QAction(menuOrBar);
+            separator->setSeparator(true);
+            menuOrBar->addAction(separator);
+        } else if (QAction* action = Action(id)) {
+            menuOrBar->addAction(action);
+        }
     }
 }
 

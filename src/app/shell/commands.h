@@ -13,8 +13,6 @@
 #include <vector>
 
 class QActionGroup;
-class QMenu;
-class QToolBar;
 class QWidget;
 
 namespace tellurine::app {
@@ -58,8 +56,7 @@ public:
     QAction* WindowAction(const QString& id, QWidget* window);
 
     // Adds the commands to a menu or tool bar in order; "-" is a separator.
-    void AddTo(QMenu* menu, std::initializer_list<const char*> ids) const;
-    void AddTo(QToolBar* bar, std::initializer_list<const char*> ids) const;
+    void AddTo(QWidget* menuOrBar, std::initializer_list<const char*> ids) const;
 
 signals:
     void refreshed();

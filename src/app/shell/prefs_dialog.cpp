@@ -12,6 +12,7 @@
 #include <QTabWidget>
 #include <QVBoxLayout>
 
+#include "app/common/image_convert.h"
 #include "app/icon/dialogs.h"
 #include "image/palette.h"
 #include "shell/app_support.h"
@@ -126,11 +127,8 @@ QPushButton* CPrefsPropertySheet::ColourButton(std::uint32_t colour) {
     button->setFixedSize(60, 22);
     SetButtonColour(button, colour);
     connect(button, &QPushButton::clicked, this, [this, button] {
-        const std::uint32_t c = ButtonColour(button);
-        const QColor chosen = prompts_.GetColor(this, QColor(GetRValue(c), GetGValue(c), GetBValue(c)), text::kChooseColour);
-        if (chosen.isValid())
-            SetButtonColour(button, RGB(static_cast<std::uint8_t>(chosen.red()), static_cast<std::uint8_t>(chosen.green()),
-                                        static_cast<std::uint8_t>(chosen.blue())));
+        const QColor chosen = prompts_.GetColor(this, QColorOf(ButtonColour(button)), text::kChooseColour);
+        if (chosen.isValid()) SetButtonColour(button, ColorRefOf(chosen));
     });
     return button;
 }
@@ -139,10 +137,7 @@ std::uint32_t CPrefsPropertySheet::ButtonColour(const QPushButton* button) { ret
 
 void CPrefsPropertySheet::SetButtonColour(QPushButton* button, std::uint32_t colour) {
     button->setProperty("colour", colour);
-    button->setStyleSheet(QString("background-color: rgb(%1, %2, %3);")
-                              .arg(GetRValue(colour))
-                              .arg(GetGValue(colour))
-                              .arg(GetBValue(colour)));
+    button->setStyleSheet(QString("background-color: %1;").arg(QColorOf(colour).name()));
 }
 
 void CPrefsPropertySheet::OnSchemeChanged(int index) {
