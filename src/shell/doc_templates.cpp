@@ -140,6 +140,37 @@ std::vector<FileFilter> SaveFileFilters(bool macintosh) {
     return {{ico.name, {"*.ico"}}, {"Cursor Files (*.CUR)", {"*.cur"}}};
 }
 
+std::string QtFilterList(const std::vector<FileFilter>& filters) {
+    std::string list;
+    for (const FileFilter& f : filters) list += (list.empty() ? "" : ";;") + f.QtFilter();
+    return list;
+}
+
+SaveDialogFilters ProjectSaveFilters(bool macintosh, const std::string& extension) {
+    std::vector<FileFilter> filters = SaveFileFilters(macintosh);
+    for (const FileFilter& f : SaveFileFilters(!macintosh)) filters.push_back(f);
+    SaveDialogFilters dialog{QtFilterList(filters), {}};
+    for (const FileFilter& f : filters)
+        if (f.patterns.front().ends_with(extension)) return {dialog.filters, f.QtFilter()};
+    return dialog;
+}
+
+std::string WithSaveExtension(const std::string& path, const std::string& selectedFilter) {
+    const std::string ext = LowerExtension(path);
+    if (ext == ".ico" || ext == ".cur" || ext == ".icns" || ext == ".iconset") return path;
+    const std::size_t star = selectedFilter.find("*.");
+    if (star == std::string::npos) return path + ".ico";
+    std::string added = selectedFilter.substr(star + 1, selectedFilter.find(' ', star) - star - 1);
+    std::erase(added, ')');
+    return path + added;
+}
+
+IconContainer RecoveredSaveKind(const std::string& originalPath) {
+    const std::string ext = LowerExtension(originalPath);
+    return IsIconsetPath(originalPath) || ext == ".icns" || ext == ".cur" || ext == ".ico" ? SaveKindOf(originalPath)
+                                                                                           : IconContainer::Unknown;
+}
+
 int ChooseDocTemplate(const std::string& path, std::span<const std::uint8_t> head) {
     const std::string ext = LowerExtension(path);
     if (ext == ".htm" || ext == ".html") return kTemplateBrowser;

@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "formats/icon_project.h"
+
 namespace tellurine::shell {
 
 struct DocTemplateInfo {
@@ -69,6 +71,22 @@ bool TemplateFilter(const DocTemplateInfo& info, FileFilter& filter);
 std::vector<FileFilter> OpenFileFilters();
 // The save dialog's filters for an icon project: Windows (icon, cursor) or Macintosh.
 std::vector<FileFilter> SaveFileFilters(bool macintosh);
+// Filters as one string of Qt's file dialogs, separated by ";;".
+std::string QtFilterList(const std::vector<FileFilter>& filters);
+// A project's save dialog: its own system's filters, then the other's, with the first filter
+// whose first pattern ends in the project's `extension` chosen.
+struct SaveDialogFilters {
+    std::string filters;
+    std::string selected;
+};
+SaveDialogFilters ProjectSaveFilters(bool macintosh, const std::string& extension);
+// The file a save writes: the chosen path when it ends in an extension a save writes (.ico, .cur,
+// .icns, .iconset), else that path with the extension of the chosen filter (".ico" when it shows
+// none).
+std::string WithSaveExtension(const std::string& path, const std::string& selectedFilter);
+// The file a recovered project saves back to in place: its own kind for the files a save writes,
+// Unknown (saved under a new name) for any other, such as an animated cursor or a resource file.
+IconContainer RecoveredSaveKind(const std::string& originalPath);
 
 // The template a file opens through. The extension decides for files whose first bytes cannot
 // (".rsc", ".rsrc", ".bin", ".icl", ".htm"); otherwise the first bytes decide where they are

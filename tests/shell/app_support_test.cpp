@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <tuple>
 #include <gtest/gtest.h>
 
 namespace tellurine::shell {
@@ -131,6 +132,36 @@ TEST(DocTemplates, ElevenTemplatesKeptAsData) {
               }), open.end());
     EXPECT_NE(std::find(open.front().patterns.begin(), open.front().patterns.end(), "*.dll"), open.front().patterns.end());
     EXPECT_EQ(SaveFileFilters(true).front().QtFilter(), "ICNS Files (*.icns)");
+}
+
+// The save dialog offers the project's own kind first, and a name without an extension a save
+// writes takes the chosen filter's.
+TEST(DocTemplates, SaveDialogChoosesTheProjectsKindAndAddsItsExtension) {
+    const SaveDialogFilters windows = ProjectSaveFilters(false, ".ico");
+    EXPECT_EQ(windows.filters, "ICO Files (*.ico);;Cursor Files (*.cur);;ICNS Files (*.icns);;Icon Set Folder (*.iconset)");
+    EXPECT_EQ(windows.selected, "ICO Files (*.ico)");
+    EXPECT_EQ(ProjectSaveFilters(false, ".cur").selected, "Cursor Files (*.cur)");
+    const SaveDialogFilters mac = ProjectSaveFilters(true, ".icns");
+    EXPECT_EQ(mac.filters.substr(0, mac.filters.find(";;")), "ICNS Files (*.icns)");
+    EXPECT_EQ(mac.selected, "ICNS Files (*.icns)");
+    EXPECT_EQ(ProjectSaveFilters(true, ".png").selected, "");
+    for (const auto& [path, filter, written] : {
+             std::tuple{"a/b.ICO", "Cursor Files (*.cur)", "a/b.ICO"},
+             std::tuple{"a/b.icns", "ICO Files (*.ico)", "a/b.icns"},
+             std::tuple{"a/b.iconset", "ICO Files (*.ico)", "a/b.iconset"},
+             std::tuple{"a/b", "Cursor Files (*.cur)", "a/b.cur"},
+             std::tuple{"a/b.png", "ICNS Files (*.icns)", "a/b.png.icns"},
+             std::tuple{"a/b", "Icon Set Folder (*.iconset)", "a/b.iconset"},
+             std::tuple{"a/b", "", "a/b.ico"},
+         })
+        EXPECT_EQ(WithSaveExtension(path, filter), written) << path << " " << filter;
+    // A recovered project goes back in place only into a file a save writes.
+    EXPECT_EQ(RecoveredSaveKind("x/a.ico"), IconContainer::Ico);
+    EXPECT_EQ(RecoveredSaveKind("x/a.CUR"), IconContainer::Cur);
+    EXPECT_EQ(RecoveredSaveKind("x/a.icns"), IconContainer::Icns);
+    EXPECT_EQ(RecoveredSaveKind("x/a.iconset"), IconContainer::Iconset);
+    EXPECT_EQ(RecoveredSaveKind("x/a.ani"), IconContainer::Unknown);
+    EXPECT_EQ(RecoveredSaveKind("x/a.exe"), IconContainer::Unknown);
 }
 
 TEST(DocTemplates, FilesChooseTheirTemplateByExtensionAndContent) {

@@ -48,7 +48,6 @@ CKvDocument* OpenIconFile(CKvApp& app, const QString& path, int) {
 
 bool CIconProject::Save(CKvApp& app, bool choose) {
     if (!choose && CanSaveInPlace()) return SaveProjectTo(app, *this, PathName());
-    const bool mac = Doc().macintosh;
     // The proposed name: the document's own, with the extension of what the project is.
     // An icon taken from a file of several proposes its own name, never the window's title
     // ("shell32.dll: 14"), which no file may be called on some systems.
@@ -61,25 +60,14 @@ bool CIconProject::Save(CKvApp& app, bool choose) {
     }
     const QString suggested = base + Doc().DefaultExtension();
 
-    std::vector<shell::FileFilter> filters = shell::SaveFileFilters(mac);
-    for (const shell::FileFilter& f : shell::SaveFileFilters(!mac)) filters.push_back(f);
-    QString filterText, selected;
-    for (const shell::FileFilter& f : filters) {
-        const QString one = QString::fromStdString(f.QtFilter());
-        filterText += (filterText.isEmpty() ? "" : ";;") + one;
-        // The filter of what the project is now is offered first.
-        if (selected.isEmpty() && QString::fromStdString(f.patterns.front()).endsWith(Doc().DefaultExtension())) selected = one;
-    }
-    QString path = app.Prompts().GetSaveFileName(app.MainFrame(), suggested, filterText, &selected);
+    const shell::SaveDialogFilters filters = shell::ProjectSaveFilters(Doc().macintosh, Doc().DefaultExtension());
+    QString selected = QString::fromStdString(filters.selected);
+    const QString path = app.Prompts().GetSaveFileName(app.MainFrame(), suggested, QString::fromStdString(filters.filters),
+                                                       &selected);
     if (path.isEmpty()) return false;
-    const std::string ext = LowerExtension(path.toStdString());
-    if (ext != ".ico" && ext != ".cur" && ext != ".icns" && ext != ".iconset") {
-        // No extension of ours: the chosen filter's is added.
-        const qsizetype star = selected.indexOf("*.");
-        const QString added = star >= 0 ? selected.mid(star + 1).section(' ', 0, 0).remove(')') : QString(".ico");
-        path += added;
-    }
-    return SaveProjectTo(app, *this, path);
+    // No extension of ours: the chosen filter's is added.
+    const std::string written = shell::WithSaveExtension(path.toStdString(), selected.toStdString());
+    return SaveProjectTo(app, *this, QString::fromStdString(written));
 }
 
 bool SaveProjectTo(CKvApp& app, CIconProject& project, const QString& path) {

@@ -23,11 +23,9 @@ void RegisterFileCommands(CMainFrame& main) {
                   .execute = [&app] { NewIconFromDialog(app); }, .icon = QStyle::SP_FileIcon});
     commands.Add({.id = "file.open", .text = text::kOpen, .shortcut = QKeySequence::Open,
                   .execute = [&app, &main] {
-                      QString filters;
-                      for (const shell::FileFilter& f : shell::OpenFileFilters())
-                          filters += (filters.isEmpty() ? "" : ";;") + QString::fromStdString(f.QtFilter());
                       const QString folder = QString::fromStdString(app.prefs.ActualDir);
-                      const QStringList files = app.Prompts().GetOpenFileNames(&main, folder, filters);
+                      const QStringList files = app.Prompts().GetOpenFileNames(
+                          &main, folder, QString::fromStdString(shell::QtFilterList(shell::OpenFileFilters())));
                       if (!files.isEmpty()) app.prefs.ActualDir = QFileInfo(files.front()).absolutePath().toStdString();
                       for (const QString& path : files) app.OpenDocumentFile(path);
                   },

@@ -20,7 +20,6 @@
 #include "app/shell/qsettings_profile.h"
 #include "app/shell/recovery.h"
 #include "formats/icon_project.h"
-#include "formats/iconset.h"
 #include "image/file_io.h"
 #include "shell/texts.h"
 
@@ -308,13 +307,7 @@ void CKvApp::RestoreRecoveryFiles() {
             project->Doc() = std::move(doc);
             if (!e.originalPath.isEmpty()) {
                 project->SetPathName(e.originalPath);
-                // Saved in place only into the kinds of file a save writes (an icon set too); a
-                // project from an animated cursor or a resource file is saved under a new name.
-                const std::string original = e.originalPath.toStdString();
-                const std::string ext = LowerExtension(original);
-                project->container = IsIconsetPath(original) || ext == ".icns" || ext == ".cur" || ext == ".ico"
-                                         ? SaveKindOf(original)
-                                         : IconContainer::Unknown;
+                project->container = shell::RecoveredSaveKind(e.originalPath.toStdString());
             } else {
                 project->SetTitle(e.title);
             }
