@@ -337,19 +337,14 @@ void CImageDocMDI::OnNewIconFromStep() {
 // ---- Commands ----------------------------------------------------------------------------------
 
 void RegisterAnimationCommands(CMainFrame& main) {
-    CommandRegistry& commands = *main.commands;
-    const auto frame = [&main] { return main.ActiveFrame<CImageDocMDI>(); };
-    const auto add = [&](const char* id, const char* label, void (CImageDocMDI::*run)(), bool (CImageDocMDI::*can)() const,
-                         QStyle::StandardPixmap icon) {
-        commands.Add({.id = id, .text = label, .execute = [frame, run] { (frame()->*run)(); },
-                      .enabled = [frame, can] { return frame() != nullptr && (frame()->*can)(); }, .icon = icon});
-    };
-    add("ani.play", text::kAniPlay, &CImageDocMDI::OnPlay, &CImageDocMDI::CanPlay, QStyle::SP_MediaPlay);
-    add("ani.previous", text::kAniPreviousStep, &CImageDocMDI::OnPreviousStep, &CImageDocMDI::CanPlay,
-        QStyle::SP_MediaSeekBackward);
-    add("ani.next", text::kAniNextStep, &CImageDocMDI::OnNextStep, &CImageDocMDI::CanPlay, QStyle::SP_MediaSeekForward);
-    add("ani.newIcon", text::kAniNewIconFromStep, &CImageDocMDI::OnNewIconFromStep, &CImageDocMDI::HasStep,
-        QStyle::SP_CustomBase);
+    using F = CImageDocMDI;
+    main.AddFrameCommand<F>({.id = "ani.play", .text = text::kAniPlay, .icon = QStyle::SP_MediaPlay}, &F::OnPlay,
+                            &F::CanPlay);
+    main.AddFrameCommand<F>({.id = "ani.previous", .text = text::kAniPreviousStep, .icon = QStyle::SP_MediaSeekBackward},
+                            &F::OnPreviousStep, &F::CanPlay);
+    main.AddFrameCommand<F>({.id = "ani.next", .text = text::kAniNextStep, .icon = QStyle::SP_MediaSeekForward},
+                            &F::OnNextStep, &F::CanPlay);
+    main.AddFrameCommand<F>({.id = "ani.newIcon", .text = text::kAniNewIconFromStep}, &F::OnNewIconFromStep, &F::HasStep);
 }
 
 // ---- Opening -----------------------------------------------------------------------------------

@@ -64,7 +64,7 @@ int CIconView::MaxZoom() const {
 }
 
 void CIconView::SetFormat(int index) {
-    if (format_ >= 0 && static_cast<std::size_t>(format_) < records_.size()) records_[static_cast<std::size_t>(format_)].scale = scale_;
+    if (format_ >= 0 && static_cast<std::size_t>(format_) < records_.size()) records_[static_cast<std::size_t>(format_)] = scale_;
     records_.resize(static_cast<std::size_t>(std::max(0, project_.Doc().GetFormatCount())));
     format_ = project_.Doc().GetFormat(index) != nullptr ? index : -1;
     LoadBitmaps();
@@ -72,7 +72,7 @@ void CIconView::SetFormat(int index) {
         const CIconObject* format = project_.Doc().GetFormat(format_);
         // Auto zoom fits each format to the window; otherwise each keeps the zoom it last had.
         scale_ = autoZoom_ ? editor::FitScale(format->Width(), format->Height(), viewport()->width(), viewport()->height())
-                           : records_[static_cast<std::size_t>(format_)].scale;
+                           : records_[static_cast<std::size_t>(format_)];
         scale_.zoom = std::min(scale_.zoom, MaxZoom());
     }
     UpdateScrollArea();

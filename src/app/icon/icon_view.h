@@ -36,7 +36,6 @@ public:
     [[nodiscard]] editor::PixelHit PixelAt(const QPoint& viewportPoint) const;
     // "%d x %d - %s colors - Zoom %d %%" for the edited format; empty without one.
     [[nodiscard]] QString CanvasTitle() const;
-    [[nodiscard]] const editor::CanvasRenderer& Renderer() const { return renderer_; }
     // Called after the view's first paint (the start-up benchmark ends there).
     static std::function<void()> firstPaintHook;
 
@@ -101,21 +100,18 @@ private:
     void SetScale(editor::ViewScale scale, bool autoZoom);
     [[nodiscard]] int MaxZoom() const;
 
-    struct ViewRecord {
-        editor::ViewScale scale;
-    };
     CIconProject& project_;
     int format_ = -1;
     editor::ViewScale scale_;
     int wheelDelta_ = 0;  // the wheel's turn not yet made a zoom step
     bool autoZoom_ = true;
     bool gridShown_ = true;
-    std::vector<ViewRecord> records_;
+    std::vector<editor::ViewScale> records_;  // each format's zoom when it was last shown
     const CanvasContext& context_;
     editor::FormatState* state_ = nullptr;  // the edited format's pixels, kept by the project
-    bool stroking_ = false;
-    int previewGeneration_ = 0;
-    int pointerKey_ = -1;  // what the pointer shows now: a Qt shape, or 1000 + tool and its cursor  // the preview last asked for; older results are dropped  // this view's stroke is in progress in the session
+    bool stroking_ = false;  // this view's stroke is in progress in the session
+    int previewGeneration_ = 0;  // the preview last asked for; older results are dropped
+    int pointerKey_ = -1;  // what the pointer shows now: a Qt shape, or 1000 + tool and its cursor
     editor::CanvasRenderer renderer_;
 };
 

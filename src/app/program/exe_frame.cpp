@@ -403,4 +403,24 @@ void CFileExeMDI::OnSaveAll() {
             QString(text::kExeSavedAll).arg(names.size()).arg(QDir::toNativeSeparators(folder)), 5000);
 }
 
+// ---- Commands ---------------------------------------------------------------------------------
+
+void RegisterProgramCommands(CMainFrame& main) {
+    // Their keys are the Edit and File menus' own; those are off while a program window is active.
+    using F = CFileExeMDI;
+    QAction* open = main.AddFrameCommand<F>({.id = "program.open", .text = text::kExeOpenAsProject,
+                                             .icon = QStyle::SP_DialogOpenButton},
+                                            &F::OnOpenAsProject, &F::CanOpen);
+    open->setShortcuts({QKeySequence(Qt::Key_Return), QKeySequence(Qt::Key_Enter)});
+    main.AddFrameCommand<F>({.id = "program.copy", .text = text::kCopy, .shortcut = QKeySequence::Copy}, &F::OnCopy,
+                            &F::CanCopy)
+        ->setIcon(QIcon::fromTheme("edit-copy"));
+    main.AddFrameCommand<F>({.id = "program.saveIco", .text = text::kExeSaveAsIco, .shortcut = QKeySequence::Save,
+                             .icon = QStyle::SP_DialogSaveButton},
+                            &F::OnSaveAsIco, &F::CanCopy);
+    main.AddFrameCommand<F>({.id = "program.saveAll", .text = text::kExeSaveAll, .shortcut = QKeySequence::SaveAs,
+                             .icon = QStyle::SP_DirIcon},
+                            &F::OnSaveAll, &F::CanSaveAll);
+}
+
 }  // namespace tellurine::app

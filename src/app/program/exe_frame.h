@@ -16,6 +16,7 @@ class QToolBar;
 namespace tellurine::app {
 
 class CKvApp;
+class CMainFrame;
 
 // The document's tiles as list rows: the name as text, "N formats" as the info line.
 class CExeTileModel : public QAbstractListModel {
@@ -88,7 +89,7 @@ public:
 
     QToolBar* toolBar = nullptr;
     CFileExeView* view = nullptr;
-    // What the window's commands (program_commands.cpp) may do now: open the chosen groups as
+    // What the window's commands (RegisterProgramCommands) may do now: open the chosen groups as
     // icon projects (Enter, double click), copy or save the one chosen group, save every group.
     [[nodiscard]] bool CanOpen() const;
     [[nodiscard]] bool CanCopy() const;
@@ -115,5 +116,9 @@ private:
     CFileExeDocument& document_;
     std::vector<std::pair<QAction*, bool (CFileExeMDI::*)() const>> buttons_;
 };
+
+// The program windows' commands: open the chosen icon groups as projects, copy one, save one as
+// an .ico file, save them all.
+void RegisterProgramCommands(CMainFrame& main);
 
 }  // namespace tellurine::app

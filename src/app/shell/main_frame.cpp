@@ -22,7 +22,7 @@
 #include "app/icon/icon_frame.h"
 #include "app/icon/icon_project.h"
 #include "app/icon/icon_view.h"
-#include "app/program/program_commands.h"
+#include "app/program/exe_frame.h"
 #include "app/shell/file_commands.h"
 #include "app/shell/kv_app.h"
 #include "app/shell/recovery.h"

@@ -103,6 +103,14 @@ public:
         const CKvMdiChild* child = ActiveChild();
         return child != nullptr ? qobject_cast<Frame*>(child->widget()) : nullptr;
     }
+    // Adds a command on the active window when it is a `Frame`: `run` on it, enabled while `can`
+    // says so (the command's own `execute` and `enabled` are replaced).
+    template <class Frame>
+    QAction* AddFrameCommand(Command command, void (Frame::*run)(), bool (Frame::*can)() const) {
+        command.execute = [this, run] { (ActiveFrame<Frame>()->*run)(); };
+        command.enabled = [this, can] { return ActiveFrame<Frame>() != nullptr && (ActiveFrame<Frame>()->*can)(); };
+        return commands->Add(std::move(command));
+    }
     // The active window's canvas, when it edits a format.
     [[nodiscard]] CIconView* ActiveCanvas() const;
     [[nodiscard]] std::vector<CKvMdiChild*> Children() const;
