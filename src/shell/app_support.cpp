@@ -145,4 +145,21 @@ PictureSize ThumbnailSize(int width, int height, int side, double ratio) {
     return {width * times, height * times};
 }
 
+std::string FillText(std::string_view text, std::initializer_list<std::string> args) {
+    std::string filled;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        std::size_t end = i + 1;
+        std::size_t number = 0;
+        while (end < text.size() && end < i + 3 && text[end] >= '0' && text[end] <= '9')
+            number = number * 10 + static_cast<std::size_t>(text[end++] - '0');
+        if (text[i] == '%' && number >= 1 && number <= args.size()) {
+            filled += *(args.begin() + (number - 1));
+            i = end - 1;
+        } else {
+            filled += text[i];
+        }
+    }
+    return filled;
+}
+
 }  // namespace tellurine::shell

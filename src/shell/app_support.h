@@ -3,6 +3,7 @@
 #pragma once
 
 #include <array>
+#include <initializer_list>
 #include <cstdint>
 #include <span>
 #include <string>
@@ -23,6 +24,10 @@ inline constexpr const char* kMainWindowClass = "KVTellurineClass";
 inline constexpr std::array<const char*, 5> kClipboardFormatNames = {
     "Korvane MB40 File List", "Korvane IconEdit Data", "Korvane DIB32 Data", "Korvane PAL Data",
     "Korvane IconFormat Data"};
+
+// A text of texts.h with its place markers %1, %2 ... taken by `args` in order, as QString::arg
+// fills them; a marker without an argument stays as it is.
+std::string FillText(std::string_view text, std::initializer_list<std::string> args);
 
 // The program folder: the program's path cut after its last separator ('/' or '\'), the
 // separator kept; at most 260 characters.

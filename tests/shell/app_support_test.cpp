@@ -1,14 +1,17 @@
+#include "shell/animation.h"
 #include "shell/app_support.h"
 #include "shell/clipboard_forms.h"
 #include "shell/program_tiles.h"
-#include "shell/workbench.h"
 #include "shell/doc_templates.h"
 #include "shell/recent_files.h"
+#include "shell/workbench.h"
 
 #include <algorithm>
 #include <array>
 #include <tuple>
 #include <gtest/gtest.h>
+
+#include "image/dib_block.h"
 
 namespace tellurine::shell {
 namespace {
@@ -270,6 +273,40 @@ TEST(ClipboardForms, PaletteFormRoundTripsAndRefusesWhatDoesNotRead) {
     EXPECT_TRUE(PaletteBytes(palette).empty());
     DeviceBitmap color, alpha;
     EXPECT_FALSE(PictureFromDibBytes(bytes, color, alpha));
+}
+
+// The texts' markers are filled in order, each once, whatever the arguments hold.
+TEST(Texts, MarkersAreFilledByTheirNumbers) {
+    EXPECT_EQ(FillText("%2 of %1", {"4", "1"}), "1 of 4");
+    EXPECT_EQ(FillText("%1%% %3", {"a%2", "b"}), "a%2%% %3");
+    EXPECT_EQ(FillText("%10|%1", {"x", "y", "z", "4", "5", "6", "7", "8", "9", "ten"}), "ten|x");
+    EXPECT_EQ(FillText("100%", {}), "100%");
+}
+
+// A step lists as the animation window shows it, and becomes a cursor with its hotspot.
+TEST(Animation, StepsListWithTheirRatesAndMakeCursors) {
+    CAniObject step;
+    step.image.Attach(CreateDibBlock(16, 8, 32));
+    step.width = 16;
+    step.height = 8;
+    step.bitDepth = 1;
+    step.rate = 1;
+    step.hotspotX = 3;
+    step.hotspotY = 5;
+    EXPECT_EQ(AniStepText(step, 2), "Step 2: 16 x 8, 1 bit\n1 jiffy (17 ms), hotspot 3,5");
+    step.bitDepth = 32;
+    step.rate = 60;
+    EXPECT_EQ(AniStepText(step, 12), "Step 12: 16 x 8, 32 bits\n60 jiffies (1000 ms), hotspot 3,5");
+    CIconDoc doc;
+    doc.macintosh = true;
+    ASSERT_TRUE(MakeProjectFromStep(step, doc));
+    ASSERT_EQ(doc.GetFormatCount(), 1);
+    EXPECT_TRUE(doc.cursor);
+    EXPECT_FALSE(doc.macintosh);
+    EXPECT_EQ(doc.GetFormat(0)->Width(), 16);
+    EXPECT_EQ(doc.GetFormat(0)->BitCount(), 32);
+    EXPECT_EQ(doc.GetFormat(0)->Icon().PointX(), 3);
+    EXPECT_EQ(doc.GetFormat(0)->Icon().PointY(), 5);
 }
 
 }  // namespace

@@ -24,7 +24,7 @@
 #include "app/shell/document_io.h"
 #include "app/shell/kv_app.h"
 #include "app/shell/main_frame.h"
-#include "icon/format_maker.h"
+#include "shell/animation.h"
 #include "shell/texts.h"
 
 namespace tellurine::app {
@@ -42,17 +42,7 @@ std::vector<std::uint32_t> CAniDocument::Rates() const {
 
 QString CAniDocument::StepText(int step) const {
     if (step < 0 || static_cast<std::size_t>(step) >= steps.size()) return {};
-    const CAniObject& s = steps[static_cast<std::size_t>(step)];
-    const QString depth = s.bitDepth == 1 ? QString(text::kAniOneBit) : QString(text::kAniBits).arg(s.bitDepth);
-    const QString rate = s.rate == 1 ? QString(text::kAniOneJiffy) : QString(text::kAniJiffies).arg(s.rate);
-    return QString(text::kAniStepRow)
-        .arg(step + 1)
-        .arg(s.width)
-        .arg(s.height)
-        .arg(depth, rate)
-        .arg(editor::RateMilliseconds(s.rate))
-        .arg(s.hotspotX)
-        .arg(s.hotspotY);
+    return QString::fromStdString(shell::AniStepText(steps[static_cast<std::size_t>(step)], step + 1));
 }
 
 QImage CAniDocument::StepPicture(int step) const {
@@ -76,18 +66,6 @@ QString CAniDocument::InfoText() const {
     if (!info.title.empty()) lines << QString(text::kAniTitle).arg(FileText(info.title).trimmed());
     if (!info.author.empty()) lines << QString(text::kAniAuthor).arg(FileText(info.author).trimmed());
     return lines.join('\n');
-}
-
-bool MakeProjectFromStep(const CAniObject& step, CIconDoc& doc) {
-    doc.RemoveAll();
-    CKvIcon icon;
-    if (!FormatFromPicture(step.image.GetBlock(), 32, icon)) return false;
-    // A cursor keeps its hotspot as its format's point, which the cursor writer stores.
-    icon.SetPoint(static_cast<std::int32_t>(step.hotspotX), static_cast<std::int32_t>(step.hotspotY));
-    doc.AddFormat(std::move(icon));
-    doc.macintosh = false;
-    doc.cursor = true;
-    return true;
 }
 
 // ---- Step list ---------------------------------------------------------------------------------
@@ -326,7 +304,7 @@ void CImageDocMDI::OnNewIconFromStep() {
     const int step = player.Step();
     if (step < 0) return;
     CIconDoc doc;
-    if (!MakeProjectFromStep(document_.steps[static_cast<std::size_t>(step)], doc)) {
+    if (!shell::MakeProjectFromStep(document_.steps[static_cast<std::size_t>(step)], doc)) {
         app_.ShowError(text::kOutOfMemory, text::kOutOfMemoryTitle);
         return;
     }
@@ -340,11 +318,13 @@ void RegisterAnimationCommands(CMainFrame& main) {
     using F = CImageDocMDI;
     main.AddFrameCommand<F>({.id = "ani.play", .text = text::kAniPlay, .icon = QStyle::SP_MediaPlay}, &F::OnPlay,
                             &F::CanPlay);
-    main.AddFrameCommand<F>({.id = "ani.previous", .text = text::kAniPreviousStep, .icon = QStyle::SP_MediaSeekBackward},
+    main.AddFrameCommand<F>({.id = "ani.previous", .text = text::kAniPreviousStep,
+                             .icon = QStyle::SP_MediaSeekBackward},
                             &F::OnPreviousStep, &F::CanPlay);
     main.AddFrameCommand<F>({.id = "ani.next", .text = text::kAniNextStep, .icon = QStyle::SP_MediaSeekForward},
                             &F::OnNextStep, &F::CanPlay);
-    main.AddFrameCommand<F>({.id = "ani.newIcon", .text = text::kAniNewIconFromStep}, &F::OnNewIconFromStep, &F::HasStep);
+    main.AddFrameCommand<F>({.id = "ani.newIcon", .text = text::kAniNewIconFromStep}, &F::OnNewIconFromStep,
+                            &F::HasStep);
 }
 
 // ---- Opening -----------------------------------------------------------------------------------

@@ -45,10 +45,6 @@ public:
     [[nodiscard]] QString InfoText() const;
 };
 
-// Makes `doc` a cursor of one 32-bit format holding the step's picture, with the step's hotspot,
-// so that it saves as a .cur with that hotspot. False, with `doc` empty, when memory runs out.
-bool MakeProjectFromStep(const CAniObject& step, CIconDoc& doc);
-
 // The steps as list rows: a thumbnail over the checkerboard and the step's text.
 class CAniStepListModel : public QAbstractListModel {
     Q_OBJECT
