@@ -1,5 +1,6 @@
 #include "shell/new_formats.h"
 
+#include "shell/app_support.h"
 #include "shell/texts.h"
 
 namespace tellurine::shell {
@@ -53,6 +54,11 @@ std::string ColourCountText(int bits, bool alpha) {
 }
 
 std::string BitsText(int bits) { return std::to_string(bits) + (bits == 1 ? " bit" : " bits"); }
+
+std::string FormatLine(const char* text, int width, int height, int bits, bool compressed) {
+    return FillText(text, {std::to_string(width), std::to_string(height), BitsText(bits),
+                           compressed ? text::kCompressedSuffix : ""});
+}
 
 std::string NewFormatText(const NewFormat& format) {
     const int points = format.size / format.scale;

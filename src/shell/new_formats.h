@@ -38,6 +38,10 @@ std::string ColourCountText(int bits, bool alpha);
 // A depth as people say it: "1 bit", "4 bits", "32 bits".
 std::string BitsText(int bits);
 
+// A format as one of texts.h's lines shows it (kFormatStatus, kPrintFooter): its size and depth
+// ("32 x 32, 8 bits"), and ", PNG-compressed" for a compressed one where the line has a fourth marker.
+std::string FormatLine(const char* text, int width, int height, int bits, bool compressed = false);
+
 // The list's text for a format: "32 x 32, 8 bits (256 colors)", "32 x 32 @2x, 32 bits (...)".
 std::string NewFormatText(const NewFormat& format);
 

@@ -11,6 +11,7 @@
 #include "image/threads.h"
 #include "imaging/resample.h"
 #include "shell/app_support.h"
+#include "shell/texts.h"
 
 namespace tellurine::shell {
 
@@ -166,6 +167,15 @@ std::vector<std::string> UniqueFileNames(const std::vector<std::string>& names) 
         unique.push_back(std::move(candidate));
     }
     return unique;
+}
+
+std::string ProgramTileInfo(int formatCount) {
+    return formatCount == 1 ? text::kExeOneFormat : FillText(text::kExeFormatCount, {std::to_string(formatCount)});
+}
+
+std::string ProgramTileToolTip(const std::string& name, int formatCount, int shownWidth, int shownHeight) {
+    return FillText(text::kExeTileToolTip,
+                    {name, std::to_string(formatCount), std::to_string(shownWidth), std::to_string(shownHeight)});
 }
 
 }  // namespace tellurine::shell

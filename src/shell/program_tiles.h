@@ -73,6 +73,10 @@ ProgramReadEnd ReadProgramTiles(const std::string& path, const ProgramDisplayCho
                                 const std::function<void(std::shared_ptr<const ProgramListing>)>& listed,
                                 const std::function<void(std::vector<ProgramTile>)>& tiles);
 
+// The line under a tile's name ("1 format", "7 formats") and its tool tip.
+std::string ProgramTileInfo(int formatCount);
+std::string ProgramTileToolTip(const std::string& name, int formatCount, int shownWidth, int shownHeight);
+
 // The one rule that names the files made from a program's groups, in the program window and in
 // tellurine-cli: the program's file name without its extension, "-", "cursor-" for a cursor
 // group, and the group's name with every character other than a letter, a digit, '.', '_' and

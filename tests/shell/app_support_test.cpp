@@ -216,6 +216,12 @@ TEST(WindowPlaces, NewWindowsCascadeInsideTheWorkspace) {
     EXPECT_EQ(CascadedPlace(&edge, 24, 500, 400, 1000, 800), (WindowPlace{500, 124}));  // just fits across
 }
 
+TEST(ProgramTiles, TilesTellTheirFormatsAndShownSize) {
+    EXPECT_EQ(ProgramTileInfo(1), "1 format");
+    EXPECT_EQ(ProgramTileInfo(7), "7 formats");
+    EXPECT_EQ(ProgramTileToolTip("MAINICON", 7, 48, 32), "MAINICON: 7 format(s), shown at 48 x 32");
+}
+
 TEST(FileNames, GroupsSavedToOneFolderGetNamesOfTheirOwn) {
     // Compared without case, as some file systems compare them; the number goes before the extension.
     EXPECT_EQ(UniqueFileNames({"a.ico", "A.ico", "a.ico", "b", "b"}),

@@ -1,5 +1,6 @@
 #include "shell/preferences.h"
 #include "shell/preference_pages.h"
+#include "shell/texts.h"
 
 #include <gtest/gtest.h>
 
@@ -113,6 +114,10 @@ TEST(NewFormats, ListsHoldEverySizeAndDepthOnce) {
         EXPECT_EQ(ColourCountText(bits, true), alpha) << bits;
     }
     EXPECT_EQ(DepthIndex(16), 4);
+    // The status bar's and the printed page's lines for a format.
+    EXPECT_EQ(FormatLine(text::kFormatStatus, 256, 256, 32, true), "256 x 256, 32 bits, PNG-compressed");
+    EXPECT_EQ(FormatLine(text::kFormatStatus, 16, 32, 1), "16 x 32, 1 bit");
+    EXPECT_EQ(FormatLine(text::kPrintFooter, 48, 48, 8, true), "48 x 48, 8 bits");
     // A current Mac icon at first: every size from 16 to 1024 pixels but 48, at 32 bits.
     std::vector<int> chosen;
     for (const NewFormat& f : MacNewFormats())

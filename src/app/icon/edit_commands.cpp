@@ -29,10 +29,8 @@ bool ActivePrintPage(CMainFrame& main, PrintPage& page) {
     if (format == nullptr) return false;
     page.picture = ImageFromIcon(format->Icon());
     page.header = frame->Project().Title();
-    page.footer = QString(text::kPrintFooter)
-                      .arg(format->Width())
-                      .arg(format->Height())
-                      .arg(QString::fromStdString(shell::BitsText(format->BitCount())));
+    page.footer = QString::fromStdString(shell::FormatLine(text::kPrintFooter, format->Width(), format->Height(),
+                                                           format->BitCount()));
     page.headerAndFooter = main.App().prefs.PrintHeaderFooter != 0;
     return true;
 }

@@ -81,15 +81,10 @@ QVariant CExeTileModel::data(const QModelIndex& index, int role) const {
     if (tile == nullptr) return {};
     switch (role) {
         case Qt::DisplayRole: return tile->name;
-        case kInfoRole:
-            return tile->formatCount == 1 ? QString(text::kExeOneFormat)
-                                          : QString(text::kExeFormatCount).arg(tile->formatCount);
+        case kInfoRole: return QString::fromStdString(shell::ProgramTileInfo(tile->formatCount));
         case Qt::ToolTipRole:
-            return QString(text::kExeTileToolTip)
-                .arg(tile->name)
-                .arg(tile->formatCount)
-                .arg(tile->shownSize.width())
-                .arg(tile->shownSize.height());
+            return QString::fromStdString(shell::ProgramTileToolTip(tile->name.toStdString(), tile->formatCount,
+                                                                    tile->shownSize.width(), tile->shownSize.height()));
         default: return {};
     }
 }

@@ -337,14 +337,10 @@ void CMainFrame::updateActions() {
     const CIconView* canvas = ActiveCanvas();
     if (canvas == nullptr) pointerPane->SetText({});
     QString status;
-    if (project != nullptr && frame != nullptr) {
-        if (const CIconObject* format = project->Doc().GetFormat(frame->CurrentFormat()))
-            status = QString(text::kFormatStatus)
-                         .arg(format->Width())
-                         .arg(format->Height())
-                         .arg(QString::fromStdString(shell::BitsText(format->BitCount())),
-                              format->Icon().IsCompressed() ? text::kCompressedSuffix : "");
-    }
+    if (const CIconObject* format = project != nullptr && frame != nullptr ? project->Doc().GetFormat(frame->CurrentFormat())
+                                                                          : nullptr)
+        status = QString::fromStdString(shell::FormatLine(text::kFormatStatus, format->Width(), format->Height(),
+                                                          format->BitCount(), format->Icon().IsCompressed()));
     formatPane->setText(status);
     // The colour bar offers what the edited format's depth can hold.
     const editor::FormatState* edited = canvas != nullptr ? canvas->State() : nullptr;
