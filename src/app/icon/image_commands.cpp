@@ -79,14 +79,6 @@ void OnRotateImage(CMainFrame& main) {
     RunImageCommand(main, [angle](editor::FormatState& s) { return editor::RotateSelectedImage(s, angle); });
 }
 
-void OnFlipHorizontal(CMainFrame& main) {
-    RunImageCommand(main, [](editor::FormatState& s) { return editor::FlipImage(s, false); });
-}
-
-void OnFlipVertical(CMainFrame& main) {
-    RunImageCommand(main, [](editor::FormatState& s) { return editor::FlipImage(s, true); });
-}
-
 void OnColorDepth(CMainFrame& main, int bits) {
     CIconView* view = main.ActiveCanvas();
     if (view == nullptr || view->State()->depth == bits) return;
@@ -128,10 +120,6 @@ void OnGaussianBlur(CMainFrame& main) {
     const int radius = dialog.Radius();
     app.prefs.iGaussianBlurRadius = radius;
     RunImageCommand(main, [radius](editor::FormatState& s) { return editor::BlurImage(s, radius); });
-}
-
-void OnInvertColors(CMainFrame& main) {
-    RunImageCommand(main, [](editor::FormatState& s) { return editor::InvertImage(s); });
 }
 
 // ---- Icons from pictures -----------------------------------------------------------------------
@@ -218,8 +206,10 @@ void RegisterImageCommands(CMainFrame& main) {
     };
     add("image.resize", text::kResizeImageItem, OnResizeImage, QKeySequence(Qt::CTRL | Qt::Key_R));
     add("image.rotate", text::kRotateImageItem, OnRotateImage);
-    add("image.flipHorizontal", text::kFlipHorizontal, OnFlipHorizontal);
-    add("image.flipVertical", text::kFlipVertical, OnFlipVertical);
+    add("image.flipHorizontal", text::kFlipHorizontal,
+        [](CMainFrame& m) { RunImageCommand(m, [](editor::FormatState& s) { return editor::FlipImage(s, false); }); });
+    add("image.flipVertical", text::kFlipVertical,
+        [](CMainFrame& m) { RunImageCommand(m, [](editor::FormatState& s) { return editor::FlipImage(s, true); }); });
     for (std::size_t i = 0; i < std::size(shell::kDepthBits); ++i) {
         const int bits = shell::kDepthBits[i];
         commands.Add({.id = QString("image.depth.%1").arg(bits), .text = text::kDepthNames[i],
@@ -235,7 +225,9 @@ void RegisterImageCommands(CMainFrame& main) {
                       .text = QString::fromUtf8(FilterMenuText(n).data(), static_cast<qsizetype>(FilterMenuText(n).size())),
                       .execute = [&main, n] { OnFilter(main, n); }, .enabled = editing});
     add("filter.gaussianBlur", text::kGaussianBlurItem, OnGaussianBlur);
-    add("filter.invert", text::kInvertColors, OnInvertColors, QKeySequence(Qt::CTRL | Qt::Key_I));
+    add("filter.invert", text::kInvertColors,
+        [](CMainFrame& m) { RunImageCommand(m, [](editor::FormatState& s) { return editor::InvertImage(s); }); },
+        QKeySequence(Qt::CTRL | Qt::Key_I));
 
     commands.Add({.id = "file.newIconFromImage", .text = text::kNewIconFromImage, .execute = [&main] { OnNewIconFromImage(main); },
                   .enabled = [&main] { return qobject_cast<CDibDocument*>(main.ActiveDocument()) != nullptr; }});

@@ -95,15 +95,13 @@ public:
     [[nodiscard]] const QStringList& WhatsNewPages() const { return whatsNewPages_; }
     void ShowWhatsNew();
 
-private:
-    void Step(const QString& line) { startupLog_ << line; }
-    [[nodiscard]] QStringList FindWhatsNewPages() const;
-public:
     // A critical message box over the main window, titled `title` or the program's name, with
     // `detail` (the file and the reason) under the text.
     void ShowError(const QString& text, const QString& title = {}, const QString& detail = {});
 
 private:
+    void Step(const QString& line) { startupLog_ << line; }
+    [[nodiscard]] QStringList FindWhatsNewPages() const;
     // Offers what an earlier run that crashed left, and opens what the user keeps.
     void RestoreRecoveryFiles();
     static QIcon ApplicationIcon();
