@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <memory>
 #include <new>
 #include <set>
 
@@ -90,10 +91,13 @@ struct Key {
     bool Same(const Key& other) const { return !(*this < other) && !(other < *this); }
 };
 
+// One resource's data: bytes of the program or of the icon file, never copied, or bytes made
+// here and held by the language itself.
 struct Language {
     std::uint16_t id = 0;
     std::uint32_t codePage = 0;
-    std::vector<std::uint8_t> data;
+    std::span<const std::uint8_t> data;
+    std::shared_ptr<const std::vector<std::uint8_t>> made;
 };
 struct Named {
     Key key;
@@ -165,8 +169,7 @@ private:
             const std::uint64_t delta = rva - s.virtualAddress;
             const std::uint64_t at = s.rawOffset + delta;
             if (delta + size > s.rawSize || at + size > file_.size()) return false;
-            const auto begin = file_.begin() + static_cast<std::ptrdiff_t>(at);
-            out.push_back({language, LoadU32(res_.data() + offset + 8), {begin, begin + size}});
+            out.push_back({language, LoadU32(res_.data() + offset + 8), file_.subspan(at, size), nullptr});
             return true;
         }
         return false;
@@ -179,9 +182,12 @@ private:
     std::uint64_t dataBytes_ = 0;
 };
 
-// Writes the directory for a section at `rva`: every directory table first, then the names,
-// then the data entries, then the data, each piece of data on an 8-byte boundary.
-std::vector<std::uint8_t> WriteTree(std::vector<Type>& types, std::uint32_t rva) {
+// Appends the directory for a section at `rva` to `file`: every directory table first, then the
+// names, then the data entries, then the data, each piece of data on an 8-byte boundary. Room is
+// made at once for it and `tail` bytes more, so that the file never moves while it grows.
+// Returns the directory's size.
+std::size_t WriteTree(std::vector<Type>& types, std::uint32_t rva, std::vector<std::uint8_t>& file,
+                      std::size_t tail) {
     std::sort(types.begin(), types.end(), [](const Type& a, const Type& b) { return a.key < b.key; });
     std::size_t tables = 16 + 8 * types.size(), strings = 0, dataEntries = 0;
     for (Type& t : types) {
@@ -198,8 +204,14 @@ std::vector<std::uint8_t> WriteTree(std::vector<Type>& types, std::uint32_t rva)
     }
     const auto align8 = [](std::size_t v) { return (v + 7) & ~std::size_t{7}; };
     std::size_t nextTable = 0, nextString = tables, nextEntry = align8(tables + strings);
-    std::size_t nextData = nextEntry + 16 * dataEntries;
-    std::vector<std::uint8_t> out(nextData);
+    std::size_t nextData = nextEntry + 16 * dataEntries, total = nextData;
+    for (const Type& t : types)
+        for (const Named& n : t.names)
+            for (const Language& l : n.languages) total = align8(total) + l.data.size();
+    const std::size_t base = file.size();
+    file.reserve(base + total + tail);
+    file.resize(base + nextData);
+    const auto place = [&](std::size_t offset) { return file.data() + base + offset; };
 
     const auto table = [&](std::size_t entries) {
         const std::size_t at = nextTable;
@@ -208,22 +220,22 @@ std::vector<std::uint8_t> WriteTree(std::vector<Type>& types, std::uint32_t rva)
     };
     const auto entry = [&](std::size_t directory, std::size_t index, const Key& key, std::uint32_t target,
                            std::size_t& named) {
-        std::uint8_t* e = out.data() + directory + 16 + 8 * index;
+        std::uint8_t* e = place(directory + 16 + 8 * index);
         if (key.id) {
             StoreU32(e, *key.id);
         } else {
             ++named;
             StoreU32(e, static_cast<std::uint32_t>(nextString) | kHighBit);
-            StoreU16(out.data() + nextString, static_cast<std::uint16_t>(key.name.size()));
+            StoreU16(place(nextString), static_cast<std::uint16_t>(key.name.size()));
             for (std::size_t i = 0; i < key.name.size(); ++i)
-                StoreU16(out.data() + nextString + 2 + 2 * i, key.name[i]);
+                StoreU16(place(nextString + 2 + 2 * i), key.name[i]);
             nextString += 2 + 2 * key.name.size();
         }
         StoreU32(e + 4, target);
     };
-    const auto counts = [&](std::size_t directory, std::size_t named, std::size_t total) {
-        StoreU16(out.data() + directory + 12, static_cast<std::uint16_t>(named));
-        StoreU16(out.data() + directory + 14, static_cast<std::uint16_t>(total - named));
+    const auto counts = [&](std::size_t directory, std::size_t named, std::size_t entries) {
+        StoreU16(place(directory + 12), static_cast<std::uint16_t>(named));
+        StoreU16(place(directory + 14), static_cast<std::uint16_t>(entries - named));
     };
 
     // Tables in breadth-first order: the root, every type's table, then every name's.
@@ -245,20 +257,20 @@ std::vector<std::uint8_t> WriteTree(std::vector<Type>& types, std::uint32_t rva)
                 const Language& l = n.languages[li];
                 entry(languages, li, Key{l.id, {}}, static_cast<std::uint32_t>(nextEntry), none);
                 nextData = align8(nextData);
-                StoreU32(out.data() + nextEntry, rva + static_cast<std::uint32_t>(nextData));
-                StoreU32(out.data() + nextEntry + 4, static_cast<std::uint32_t>(l.data.size()));
-                StoreU32(out.data() + nextEntry + 8, l.codePage);
+                StoreU32(place(nextEntry), rva + static_cast<std::uint32_t>(nextData));
+                StoreU32(place(nextEntry + 4), static_cast<std::uint32_t>(l.data.size()));
+                StoreU32(place(nextEntry + 8), l.codePage);
                 nextEntry += 16;
-                out.resize(nextData);
-                out.insert(out.end(), l.data.begin(), l.data.end());
-                nextData = out.size();
+                file.resize(base + nextData);
+                file.insert(file.end(), l.data.begin(), l.data.end());
+                nextData = file.size() - base;
             }
             counts(languages, 0, n.languages.size());
         }
         counts(typeTables[ti], namedNames, types[ti].names.size());
     }
     counts(root, named, types.size());
-    return out;
+    return nextData;
 }
 
 Type& TypeOf(std::vector<Type>& types, std::uint16_t id) {
@@ -269,7 +281,7 @@ Type& TypeOf(std::vector<Type>& types, std::uint16_t id) {
 }
 
 // The icon numbers a group's data names.
-std::vector<std::uint16_t> GroupIcons(const std::vector<std::uint8_t>& data) {
+std::vector<std::uint16_t> GroupIcons(std::span<const std::uint8_t> data) {
     std::vector<std::uint16_t> ids;
     if (data.size() < 6) return ids;
     const std::size_t count = std::min<std::size_t>(LoadU16(data.data() + 4), (data.size() - 6) / 14);
@@ -334,11 +346,11 @@ SetIconStatus ReplaceGroup(std::vector<Type>& types, std::span<const std::uint8_
     auto slot = std::find_if(group->languages.begin(), group->languages.end(),
                              [&](const Language& l) { return l.id == language; });
     if (slot == group->languages.end()) {
-        group->languages.push_back({language, 0, {}});
+        group->languages.push_back({language, 0, {}, nullptr});
         slot = group->languages.end() - 1;
     }
     const std::vector<std::uint16_t> replaced = GroupIcons(slot->data);
-    slot->data.clear();
+    slot->data = {};
 
     // Icons no group names any more go; then the new images take the lowest free numbers.
     std::set<std::uint16_t> named;
@@ -368,9 +380,10 @@ SetIconStatus ReplaceGroup(std::vector<Type>& types, std::span<const std::uint8_
         std::memcpy(data.data() + at, entry, 12);  // size, colours, planes, bit count, bytes
         StoreU16(data.data() + at + 12, next);
         const std::uint32_t size = LoadU32(entry + 8), offset = LoadU32(entry + 12);
-        icons.names.push_back({Key{next, {}}, {{language, 0, {icon.begin() + offset, icon.begin() + offset + size}}}});
+        icons.names.push_back({Key{next, {}}, {{language, 0, icon.subspan(offset, size), nullptr}}});
     }
-    slot->data = std::move(data);
+    slot->made = std::make_shared<const std::vector<std::uint8_t>>(std::move(data));
+    slot->data = *slot->made;
     return SetIconStatus::Ok;
 }
 
@@ -447,13 +460,6 @@ SetIconStatus Set(std::span<const std::uint8_t> b, std::span<const std::uint8_t>
         placed.rawOffset = AlignUp(rawEnd, pe->fileAlignment);
         placed.characteristics = kInitializedData | kMemRead;
     }
-    const std::vector<std::uint8_t> tree = WriteTree(types, placed.virtualAddress);
-    placed.virtualSize = static_cast<std::uint32_t>(tree.size());
-    placed.rawSize = AlignUp(tree.size(), pe->fileAlignment);
-    if (std::uint64_t{placed.virtualAddress} + placed.virtualSize > 0x7FFFFFFF ||
-        std::uint64_t{placed.rawOffset} + placed.rawSize + (b.size() - rawEnd) > 0x7FFFFFFF)
-        return SetIconStatus::NoRoom;
-
     // The file: what lies before the section, the section, then what followed the sections (the
     // signature taken out of it when it is removed).
     std::uint64_t certificate = 0, certificateSize = 0;
@@ -463,7 +469,12 @@ SetIconStatus Set(std::span<const std::uint8_t> b, std::span<const std::uint8_t>
     }
     out.assign(b.begin(), b.begin() + static_cast<std::ptrdiff_t>(last ? placed.rawOffset : rawEnd));
     out.resize(placed.rawOffset, 0);
-    out.insert(out.end(), tree.begin(), tree.end());
+    const std::size_t tree = WriteTree(types, placed.virtualAddress, out, pe->fileAlignment + (b.size() - rawEnd));
+    placed.virtualSize = static_cast<std::uint32_t>(tree);
+    placed.rawSize = AlignUp(tree, pe->fileAlignment);
+    if (std::uint64_t{placed.virtualAddress} + placed.virtualSize > 0x7FFFFFFF ||
+        std::uint64_t{placed.rawOffset} + placed.rawSize + (b.size() - rawEnd) > 0x7FFFFFFF)
+        return SetIconStatus::NoRoom;
     out.resize(std::size_t{placed.rawOffset} + placed.rawSize, 0);
     const auto appendFile = [&](std::uint64_t from, std::uint64_t to) {
         if (from < to)
