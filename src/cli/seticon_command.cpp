@@ -4,16 +4,12 @@
 
 #include <cctype>
 #include <memory>
-#include <span>
 #include <string>
-#include <vector>
 
 #include "cli/commands.h"
 #include "cli/icon_support.h"
-#include "formats/ico_file.h"
-#include "formats/mapped_file.h"
 #include "formats/pe_writer.h"
-#include "image/file_io.h"
+#include "shell/program_icons.h"
 
 namespace tellurine::cli {
 
@@ -50,40 +46,16 @@ int RunSetIcon(const SetIconCommandOptions& o) {
 
     IconFileContents contents;
     if (!ReadIconInput(o.icon, contents)) return kExitFailure;
-    std::vector<std::uint8_t> icon;
-    if (!WriteIconFile(contents.icons.front().doc, false, icon, false)) {
+    std::string error;
+    const SetIconStatus status =
+        shell::ChangeProgramIcon(o.program, contents.icons.front().doc, options, {o.output, !o.noBackup}, error);
+    if (status == SetIconStatus::NotAnIcon) {
         PrintError("seticon: " + o.icon + ": the icon has no format that can be written");
         return kExitFailure;
     }
-    // A program of many megabytes is mapped rather than read: its bytes are copied once, into
-    // the new file.
-    MappedFile mapped;
-    std::vector<std::uint8_t> read, changed;
-    std::span<const std::uint8_t> program;
-    std::string error;
-    if (mapped.Open(o.program, kMaxExeFileBytes)) {
-        program = mapped.Bytes();
-    } else if (ReadFileBytes(o.program, read, kMaxExeFileBytes, error)) {
-        program = read;
-    } else {
-        PrintError("seticon: " + o.program + ": " + error);
-        return kExitFailure;
-    }
-    if (const SetIconStatus status = SetProgramIcon(program, icon, options, changed); status != SetIconStatus::Ok) {
-        PrintError("seticon: " + o.program + ": " + SetIconStatusText(status));
-        return kExitFailure;
-    }
-
-    // The program is replaced through a temporary file, so that a failure leaves it as it was;
-    // its earlier bytes stay beside it unless asked otherwise.
-    // A new file beside the program need not wait for the disk: the program is still there.
-    const std::string& output = o.output.empty() ? o.program : o.output;
-    if (o.output.empty() && !o.noBackup && !WriteFileAtomically(o.program + ".bak", program, error)) {
-        PrintError("seticon: cannot keep a backup " + o.program + ".bak: " + error);
-        return kExitFailure;
-    }
-    if (!WriteFileAtomically(output, changed, error, o.output.empty() ? Durability::Flush : Durability::NoFlush)) {
-        PrintError("seticon: cannot write " + output + ": " + error);
+    if (status != SetIconStatus::Ok) {
+        PrintError("seticon: " +
+                   (status == SetIconStatus::CannotWrite ? error : o.program + ": " + SetIconStatusText(status)));
         return kExitFailure;
     }
     return kExitOk;

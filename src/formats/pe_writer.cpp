@@ -535,6 +535,7 @@ const char* SetIconStatusText(SetIconStatus status) {
         case SetIconStatus::NotAnIcon: return "the icon is not an icon file with at least one image";
         case SetIconStatus::NoRoom: return "there is no room in its headers for a new section";
         case SetIconStatus::OutOfMemory: return "there is not enough memory";
+        case SetIconStatus::CannotWrite: return "it cannot be read or written";
     }
     return "";
 }

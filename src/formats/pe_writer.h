@@ -33,6 +33,7 @@ enum class SetIconStatus {
     NotAnIcon,    // the icon file is not one
     NoRoom,       // no room for a new section header, or a file past what PE allows
     OutOfMemory,
+    CannotWrite,  // reading the program or writing the result failed (told by the caller)
 };
 
 // The text told for a status that is not Ok.
