@@ -233,6 +233,18 @@ inline constexpr const char* kExeReplaceFiles =
     "%1 of the files already exist in %2:\n%3\nDo you want to replace them?";
 inline constexpr const char* kExeSaveAllFailed = "Some icons could not be saved in %1:\n%2";
 inline constexpr const char* kExeSavedAll = "%1 icons saved in %2";
+inline constexpr const char* kExeReplaceIcon = "&Replace Icon...";
+inline constexpr const char* kExeAddIcon = "A&dd Icon...";
+inline constexpr const char* kExeSaveAsPng = "Save as &PNG...";
+inline constexpr const char* kExeChooseIconTitle = "Choose the Icon";
+inline constexpr const char* kExeSignedTitle = "Signed Program";
+inline constexpr const char* kExeRemoveSignature =
+    "%1 is signed. Setting its icon removes the signature, and Windows will no longer show who published "
+    "it.\n\nSet the icon anyway?";
+inline constexpr const char* kExeSetIconFailed = "The icon of %1 could not be set:\n%2";
+inline constexpr const char* kExeIconSet = "The icon of %1 was set; the program as it was is kept as %2";
+inline constexpr const char* kExePngFolderTitle = "Save the Group's Formats as PNG Files";
+inline constexpr const char* kExeSavedPngs = "%1 PNG files saved in %2";
 
 // ---- Image commands.
 inline constexpr const char* kMenuImage = "&Image";

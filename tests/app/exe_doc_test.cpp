@@ -16,6 +16,7 @@
 #include "app/program/exe_frame.h"
 #include "app/shell/main_frame.h"
 #include "app_test_support.h"
+#include "formats/ico_file.h"
 #include "formats/pe_test_writer.h"
 #include "image/archive.h"
 #include "image/bytes.h"
@@ -149,6 +150,7 @@ private slots:
     void savesGroupsAsIcoFiles();
     void filesThatAreNotProgramsSayOnce();
     void opensCursorGroupsAsCursorsUnderFileNames();
+    void replacesAndAddsIconsAndSavesPngs();
 };
 
 void ExeDocTest::readsWhileTheWindowIsUp() {
@@ -421,6 +423,53 @@ void ExeDocTest::opensCursorGroupsAsCursorsUnderFileNames() {
         QCOMPARE(QFileInfo(s.prompts->lastSuggested).fileName(), expected[row]);
         QCOMPARE(frame->Document().IcoFileName(row), expected[row]);
     }
+}
+
+void ExeDocTest::replacesAndAddsIconsAndSavesPngs() {
+    StartedApp s;
+    const QString path = s.Path("tool.dll");
+    WriteAll(path, TestProgram(false));
+    const QByteArray original = ReadAll(path);
+    CIconDoc icon;
+    icon.AddFormat(MakeFormat(48, 32));
+    icon.AddFormat(MakeFormat(20, 8));
+    std::vector<std::uint8_t> iconFile;
+    QVERIFY(WriteIconFile(icon, false, iconFile));
+    WriteAll(s.Path("new.ico"), iconFile);
+    CMainFrame& main = *s.app->MainFrame();
+
+    // The chosen group's formats come out as PNG files named as tellurine-cli names them.
+    CFileExeMDI* frame = OpenLoaded(s, path);
+    QVERIFY(frame != nullptr);
+    Select(*frame, 0);
+    QDir().mkpath(s.Path("png"));
+    s.prompts->folderNames.push_back(s.Path("png"));
+    main.Action("program.savePng")->trigger();
+    QCOMPARE(QDir(s.Path("png")).entryList(QDir::Files),
+             QStringList({"tool-1-0-16x16-8.png", "tool-1-1-32x32-32.png", "tool-1-2-256x256-32.png"}));
+
+    // Replace: group 1 takes the icon's two formats, the file reopens showing them, the program
+    // as it was stays beside it.
+    s.prompts->openNames.push_back({s.Path("new.ico")});
+    main.Action("program.replaceIcon")->trigger();
+    CFileExeMDI* reopened = nullptr;
+    QTRY_VERIFY((reopened = qobject_cast<CFileExeMDI*>(main.ActiveChild() ? main.ActiveChild()->widget() : nullptr)) &&
+                !reopened->Document().IsLoading());
+    QCOMPARE(ReadAll(path + ".bak"), original);
+    // The directory is written again in Windows' order, named groups first.
+    const std::vector<ExeTile>& now = reopened->Document().Tiles();
+    QCOMPARE(now.front().name, QString("MAIN ICON"));
+    const auto one = std::find_if(now.begin(), now.end(), [](const ExeTile& t) { return t.name == "1"; });
+    QVERIFY(one != now.end() && one->formatCount == 2);
+    const int tiles = static_cast<int>(reopened->Document().Tiles().size());
+
+    // Add: a new group numbered above every group the program has.
+    s.prompts->openNames.push_back({s.Path("new.ico")});
+    main.Action("program.addIcon")->trigger();
+    QTRY_VERIFY((reopened = qobject_cast<CFileExeMDI*>(main.ActiveChild() ? main.ActiveChild()->widget() : nullptr)) &&
+                !reopened->Document().IsLoading() && static_cast<int>(reopened->Document().Tiles().size()) == tiles + 1);
+    QCOMPARE(reopened->Document().Tiles().back().name, QString("8"));  // above group 7, which shows no tile
+    QVERIFY(s.prompts->messages.empty());
 }
 
 QTEST_MAIN(ExeDocTest)

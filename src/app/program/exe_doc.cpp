@@ -97,6 +97,11 @@ CIconDoc CFileExeDocument::ReadIconDoc(int tile) const {
     return listing_->ReadDocument(tiles_[static_cast<std::size_t>(tile)].group);
 }
 
+const ExeIconGroupListing* CFileExeDocument::Group(int tile) const {
+    if (listing_ == nullptr || tile < 0 || static_cast<std::size_t>(tile) >= tiles_.size()) return nullptr;
+    return &listing_->groups[tiles_[static_cast<std::size_t>(tile)].group];
+}
+
 QString CFileExeDocument::IcoFileName(int tile) const {
     if (listing_ == nullptr || tile < 0 || static_cast<std::size_t>(tile) >= tiles_.size()) return {};
     const ExeIconGroupListing& group = listing_->groups[tiles_[static_cast<std::size_t>(tile)].group];

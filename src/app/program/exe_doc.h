@@ -61,6 +61,8 @@ public:
     [[nodiscard]] CIconDoc ReadIconDoc(int tile) const;
     // The name of the .ico file a tile's group is saved to (see ExeIcoFileName).
     [[nodiscard]] QString IcoFileName(int tile) const;
+    // A tile's group as listed; null for a tile out of range.
+    [[nodiscard]] const ExeIconGroupListing* Group(int tile) const;
 
 signals:
     // Tiles [first, first + count) were appended.

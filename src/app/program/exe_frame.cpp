@@ -228,7 +228,10 @@ CFileExeMDI::CFileExeMDI(CKvApp& app, CFileExeDocument& document, QWidget* paren
     if (CMainFrame* main = app_.MainFrame())
         for (const auto& [id, can] : {std::pair{"program.open", &CFileExeMDI::CanOpen}, std::pair{"program.copy", &CFileExeMDI::CanCopy},
                                       std::pair{"program.saveIco", &CFileExeMDI::CanCopy},
-                                      std::pair{"program.saveAll", &CFileExeMDI::CanSaveAll}})
+                                      std::pair{"program.savePng", &CFileExeMDI::CanCopy},
+                                      std::pair{"program.saveAll", &CFileExeMDI::CanSaveAll},
+                                      std::pair{"program.replaceIcon", &CFileExeMDI::CanCopy},
+                                      std::pair{"program.addIcon", &CFileExeMDI::CanSaveAll}})
             if (QAction* action = main->commands->WindowAction(id, this)) {
                 toolBar->addAction(action);
                 view->addAction(action);
@@ -416,6 +419,10 @@ void RegisterProgramCommands(CMainFrame& main) {
     main.AddFrameCommand<F>({.id = "program.saveAll", .text = text::kExeSaveAll, .shortcut = QKeySequence::SaveAs,
                              .icon = QStyle::SP_DirIcon},
                             &F::OnSaveAll, &F::CanSaveAll);
+    main.AddFrameCommand<F>({.id = "program.savePng", .text = text::kExeSaveAsPng}, &F::OnSaveAsPng, &F::CanCopy);
+    main.AddFrameCommand<F>({.id = "program.replaceIcon", .text = text::kExeReplaceIcon}, &F::OnReplaceIcon,
+                            &F::CanCopy);
+    main.AddFrameCommand<F>({.id = "program.addIcon", .text = text::kExeAddIcon}, &F::OnAddIcon, &F::CanSaveAll);
 }
 
 }  // namespace tellurine::app

@@ -104,6 +104,11 @@ public slots:
     void OnCopy();
     void OnSaveAsIco();
     void OnSaveAll();
+    // The program's icons: the chosen group replaced by an icon file's formats, or a group added
+    // (the file then reopens in its window); the chosen group's formats as PNG files.
+    void OnReplaceIcon();
+    void OnAddIcon();
+    void OnSaveAsPng();
 
 private:
     // Writes a tile's group to `path` through the project writer (beside the target, then renamed
@@ -112,6 +117,9 @@ private:
     // What copying or dragging tiles gives other programs: each group as an .ico file in a
     // temporary folder (the file list and URLs); one group also as the whole icon and a picture.
     QMimeData* TilesMimeData(const std::vector<int>& tiles) const;
+    // Sets the program's icons from a file the user chooses, into `group` (the chosen tile's) or
+    // a new group; asks before removing a signature.
+    void SetIcon(const ExeIconGroupListing* group);
     CKvApp& app_;
     CFileExeDocument& document_;
     std::vector<std::pair<QAction*, bool (CFileExeMDI::*)() const>> buttons_;
