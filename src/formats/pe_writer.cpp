@@ -542,15 +542,17 @@ const char* SetIconStatusText(SetIconStatus status) {
 
 SetIconStatus SetProgramIcon(std::span<const std::uint8_t> program, std::span<const std::uint8_t> iconFile,
                              const SetIconOptions& options, std::vector<std::uint8_t>& out) {
-    out.clear();
+    // Made apart and moved in at the end: `out` may hold the very program being read.
+    std::vector<std::uint8_t> made;
+    SetIconStatus status = SetIconStatus::OutOfMemory;
     try {
-        const SetIconStatus status = Set(program, iconFile, options, out);
-        if (status != SetIconStatus::Ok) out.clear();
-        return status;
+        status = Set(program, iconFile, options, made);
     } catch (const std::bad_alloc&) {
-        out.clear();
-        return SetIconStatus::OutOfMemory;
+        made.clear();
     }
+    if (status != SetIconStatus::Ok) made.clear();
+    out = std::move(made);
+    return status;
 }
 
 std::uint32_t PeChecksum(std::span<const std::uint8_t> bytes, std::size_t checksumOffset) {

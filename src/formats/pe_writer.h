@@ -40,7 +40,8 @@ enum class SetIconStatus {
 const char* SetIconStatusText(SetIconStatus status);
 
 // The program with the group's images replaced by those of `iconFile` (an icon file's bytes,
-// as WriteIconFile writes them), in `out`; the input is never changed.
+// as WriteIconFile writes them), in `out` (which may be the vector `program` lies in; it is
+// emptied when the status is not Ok).
 //
 // The group keeps its name and language; its new images get the lowest icon numbers no icon of
 // the program uses, and icons that no group uses any more after the change are deleted (those
