@@ -1,5 +1,5 @@
 // Animated cursors as a person uses them: the list of steps, playing them at their rates, a new
-// cursor made from a step, and the message when a file cannot be read. (Opening a file already
+// cursor made from a step. (A file that cannot be read: documents_test; opening a file already
 // open, and the recent-file list, are the same for every kind of file: see startup_test.)
 #include <QListView>
 #include <QMdiArea>
@@ -94,7 +94,6 @@ private slots:
     void stepsAreListedWithTheirValues();
     void playerFollowsTheRatesAndTheSequence();
     void newIconFromStepKeepsPictureAndHotspot();
-    void damagedFilesGiveOneMessage();
 };
 
 void AniDocTest::stepsAreListedWithTheirValues() {
@@ -210,33 +209,6 @@ void AniDocTest::newIconFromStepKeepsPictureAndHotspot() {
         s.app->MainFrame()->mdiArea->setActiveSubWindow(s.app->MainFrame()->ChildOf(&animation));
     }
     QVERIFY(s.prompts->messages.empty());
-}
-
-void AniDocTest::damagedFilesGiveOneMessage() {
-    StartedApp s;
-    const Bytes good = Spinner();
-    const struct {
-        const char* name;
-        Bytes bytes;
-    } cases[] = {
-        {"cut.ani", Bytes(good.begin(), good.end() - 40)},  // ends inside the last frame
-        {"notriff.ani", Text("RIFX\4\0\0\0ACON")},
-        {"empty.ani", {}},
-    };
-    for (const auto& c : cases) {
-        WriteAll(s.Path(c.name), c.bytes);
-        s.prompts->messages.clear();
-        QVERIFY2(s.app->OpenDocumentFile(s.Path(c.name)) == nullptr, c.name);
-        QCOMPARE(s.prompts->messages.size(), std::size_t{1});
-        QCOMPARE(s.prompts->messages[0].text, QString(text::kIconReadError));
-        QCOMPARE(s.prompts->messages[0].icon, QMessageBox::Critical);
-        // The fixed text, and under it the file and why it could not be read.
-        const QString detail = s.prompts->messages[0].detail;
-        QVERIFY2(detail.startsWith(QDir::toNativeSeparators(s.Path(c.name)) + ": ") && detail.size() > s.Path(c.name).size() + 4,
-                 qPrintable(detail));
-    }
-    QVERIFY(s.app->MainFrame()->Children().empty());
-    QVERIFY(s.app->recentFiles.Entries().empty());
 }
 
 QTEST_MAIN(AniDocTest)

@@ -37,17 +37,12 @@ namespace {
 
 CIconProject* ActiveProject(StartedApp& s) { return qobject_cast<CIconProject*>(s.app->MainFrame()->ActiveDocument()); }
 
-// The hotspots icotool lists for a cursor, one "x,y" per image in file order.
-QStringList IcotoolHotspots(const QString& path) {
-    QProcess icotool;
-    icotool.start("icotool", {"-l", path});
-    if (!icotool.waitForFinished(10000)) return {"icotool did not run"};
+// The hotspots of a cursor file, one "x,y" per image in file order.
+QStringList Hotspots(const QString& path) {
+    const CIconDoc doc = ReadIcon(path);
     QStringList hotspots;
-    static const QRegularExpression pattern("--hotspot-x=(\\d+) --hotspot-y=(\\d+)");
-    for (const QString& line : QString::fromUtf8(icotool.readAllStandardOutput()).split('\n')) {
-        const auto m = pattern.match(line);
-        if (m.hasMatch()) hotspots << m.captured(1) + "," + m.captured(2);
-    }
+    for (int i = 0; i < doc.GetFormatCount(); ++i)
+        hotspots << QString("%1,%2").arg(doc.GetFormat(i)->Icon().PointX()).arg(doc.GetFormat(i)->Icon().PointY());
     return hotspots;
 }
 
@@ -222,30 +217,36 @@ void DocumentsTest::openFailuresSayWhyAndOpenNothing() {
     WriteProject(good, {{32, 32}});
     QByteArray damaged = ReadAll(good);
     damaged.truncate(40);  // the directory points past the end
-    WriteAll(s.Path("damaged.ico"), damaged);
-    WriteAll(s.Path("damaged.icns"), "icns\0\0\0\x08");
-    WriteAll(s.Path("damaged.png"), "\x89PNG\r\n\x1a\n garbage");
-    WriteAll(s.Path("damaged.svg"), "<svg this is not");
-    WriteAll(s.Path("library.icl"), "MZ");
 
+    // Every kind of file: one message, with the file and, where the reader says, why under it.
     const struct {
         const char* file;
+        QByteArray bytes;
         QMessageBox::Icon icon;
         QString text;
+        bool reason;
     } cases[] = {
-        {"damaged.ico", QMessageBox::Critical, text::kIconReadError},
-        {"damaged.icns", QMessageBox::Critical, text::kIconReadError},
-        {"damaged.png", QMessageBox::Critical, text::kImageReadError},
-        {"damaged.svg", QMessageBox::Critical, text::kImageReadError},
-        {"library.icl", QMessageBox::Information,
-         "library.icl is a file of the kind \"Icon Library\", which this version of Tellurine cannot open yet."},
+        {"damaged.ico", damaged, QMessageBox::Critical, text::kIconReadError, true},
+        {"damaged.icns", "icns", QMessageBox::Critical, text::kIconReadError, true},
+        {"damaged.png", "\x89PNG\r\n\x1a\n garbage", QMessageBox::Critical, text::kImageReadError, false},
+        {"damaged.svg", "<svg this is not", QMessageBox::Critical, text::kImageReadError, false},
+        {"notriff.ani", QByteArray("RIFX\4\0\0\0ACON", 12), QMessageBox::Critical, text::kIconReadError, true},
+        {"empty.ani", "", QMessageBox::Critical, text::kIconReadError, true},
+        {"tool.exe", "MZ and nothing", QMessageBox::Critical, text::kIconReadError, false},
+        {"text.dll", QByteArray(200, 'x'), QMessageBox::Critical, text::kIconReadError, false},
+        {"library.icl", "MZ", QMessageBox::Information,
+         "library.icl is a file of the kind \"Icon Library\", which this version of Tellurine cannot open yet.", false},
     };
     for (const auto& c : cases) {
         s.prompts->messages.clear();
-        QVERIFY(s.app->OpenDocumentFile(s.Path(c.file)) == nullptr);
+        WriteAll(s.Path(c.file), c.bytes);
+        QVERIFY2(s.app->OpenDocumentFile(s.Path(c.file)) == nullptr, c.file);
         QCOMPARE(s.prompts->messages.size(), std::size_t{1});
         QCOMPARE(s.prompts->messages[0].text, c.text);
         QCOMPARE(s.prompts->messages[0].icon, c.icon);
+        const QString detail = s.prompts->messages[0].detail, file = QDir::toNativeSeparators(s.Path(c.file));
+        if (c.icon == QMessageBox::Critical) QVERIFY2(detail == file || (c.reason && detail.startsWith(file + ": ")), qPrintable(detail));
+        QCOMPARE(detail.size() > file.size() + 4, c.reason);
     }
     QVERIFY(s.app->MainFrame()->Children().empty());
     QVERIFY(s.app->recentFiles.Entries().empty());
@@ -403,16 +404,18 @@ void DocumentsTest::modifiedProjectsAskToBeSavedOnCloseAndExit() {
 
 void DocumentsTest::cursorsKeepTheirHotspots() {
     StartedApp s;
-    QImage small(16, 16, QImage::Format_ARGB32), large(32, 32, QImage::Format_ARGB32);
-    small.fill(QColor(0, 0, 0, 255));
-    large.fill(QColor(200, 0, 0, 128));
-    QVERIFY(small.save(s.Path("small.png")) && large.save(s.Path("large.png")));
     const QString cursor = s.Path("arrow.cur");
-    QProcess icotool;
-    icotool.start("icotool", {"-c", "--cursor", "-X", "3", "-Y", "11", "-o", cursor, s.Path("small.png"), s.Path("large.png")});
-    QVERIFY(icotool.waitForFinished(10000) && icotool.exitCode() == 0);
-    const QStringList hotspots = IcotoolHotspots(cursor);
-    QCOMPARE(hotspots.size(), 2);
+    CIconDoc made;
+    made.cursor = true;
+    for (const auto& [size, x, y] : {std::tuple{16, 3, 11}, std::tuple{32, 20, 6}}) {
+        CKvIcon format = MakeFormat(size, 32);
+        format.SetPoint(x, y);
+        made.AddFormat(std::move(format));
+    }
+    std::string error;
+    QVERIFY(SaveIconProject(cursor.toStdString(), made, false, error));
+    const QStringList hotspots = Hotspots(cursor);
+    QVERIFY(hotspots.contains("3,11") && hotspots.contains("20,6"));
 
     s.app->OpenDocumentFile(cursor);
     CIconProject* project = ActiveProject(s);
@@ -421,7 +424,7 @@ void DocumentsTest::cursorsKeepTheirHotspots() {
     // Save writes a cursor again, with the same hotspots, in place.
     project->SetModifiedFlag(true);
     QVERIFY(s.app->SaveDocument(project));
-    QCOMPARE(IcotoolHotspots(cursor), hotspots);
+    QCOMPARE(Hotspots(cursor), hotspots);
     QCOMPARE(LoadU16(reinterpret_cast<const std::uint8_t*>(ReadAll(cursor).constData()) + 2), 2);
 
     // Save As offers both: as .ico it is an icon (type 1), as .cur a cursor again.
@@ -431,7 +434,7 @@ void DocumentsTest::cursorsKeepTheirHotspots() {
     QVERIFY(!project->Doc().cursor);
     s.prompts->saveNames = {s.Path("again.cur")};
     QVERIFY(s.app->SaveDocumentAs(project));
-    QCOMPARE(IcotoolHotspots(s.Path("again.cur")), hotspots);
+    QCOMPARE(Hotspots(s.Path("again.cur")), hotspots);
 }
 
 void DocumentsTest::savingLeavesTheProjectAsItWas() {
