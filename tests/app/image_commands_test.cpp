@@ -67,8 +67,6 @@ void ImageCommandsTest::dialogsRememberTheirChoicesAndEnableTheirControls() {
         QCOMPARE(first.angleGroup->checkedId(), 0);
         QCOMPARE(first.freeSpin->value(), 45);
         QVERIFY(!first.freeSpin->isEnabled() && !first.rangeNote->isEnabled());
-        QCOMPARE(first.freeSpin->minimum(), 1);
-        QCOMPARE(first.freeSpin->maximum(), 359);
         QCOMPARE(first.Angle(), 90);
         first.angleGroup->button(3)->setChecked(true);
         QVERIFY(first.freeSpin->isEnabled() && first.rangeNote->isEnabled());
@@ -79,8 +77,6 @@ void ImageCommandsTest::dialogsRememberTheirChoicesAndEnableTheirControls() {
         CDialIconRotate second;
         QCOMPARE(second.angleGroup->checkedId(), 3);
         QCOMPARE(second.freeSpin->value(), 30);
-        QCOMPARE(second.findChildren<QGroupBox*>().front()->title(), QString("Direction"));
-        QCOMPARE(second.findChild<QLabel*>("note")->text(), QString(text::kRotateNote).mid(1));
         second.angleGroup->button(0)->setChecked(true);
         QCOMPARE(second.Angle(), 270);
         CDialIconRotate::Remembered() = {};
@@ -98,11 +94,9 @@ void ImageCommandsTest::dialogsRememberTheirChoicesAndEnableTheirControls() {
         dialog.widthSpin->setValue(9);
         QCOMPARE(dialog.heightSpin->value(), 3);
     }
-    // Blur: 2..50, the edit and the slider in step.
+    // Blur: the edit and the slider in step, up to 50.
     {
         CDialIconGaussianBlur dialog(8, false);
-        QCOMPARE(dialog.slider->minimum(), 2);
-        QCOMPARE(dialog.slider->maximum(), 50);
         QCOMPARE(dialog.edit->text(), QString("8"));
         dialog.slider->setValue(33);
         QCOMPARE(dialog.edit->text(), QString("33"));
@@ -248,12 +242,8 @@ void ImageCommandsTest::iconsAreMadeFromPicturesAndDrawings() {
         main->Action("file.newIconFromImage")->trigger();
         auto* project = qobject_cast<CIconProject*>(main->ActiveDocument());
         QVERIFY(project != nullptr);
-        QCOMPARE(project->Doc().GetFormatCount(), 3);
-        // Saved and read back, each format is there with its picture.
-        const QString saved = s.Path(name + ".ico");
-        s.prompts->saveNames.push_back(saved);
-        QVERIFY(s.app->SaveDocumentAs(project));
-        const CIconDoc doc = ReadIcon(saved);
+        // Each format is there with its picture (saving it: documents_test).
+        const CIconDoc& doc = project->Doc();
         QCOMPARE(doc.GetFormatCount(), 3);
         for (int i = 0; i < doc.GetFormatCount(); ++i) {
             const QImage image = ImageFromIcon(doc.GetFormat(i)->Icon());

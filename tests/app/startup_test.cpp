@@ -48,9 +48,8 @@ void StartupTest::aMissingProfileGivesEveryDefaultAndExitWritesThemBack() {
         app.AddToRecentFileList("/somewhere/a.ico");
         app.ExitInstance();
     }
+    // (That every value is written under its name: the shell's preference tests.)
     QSettings ini(options.profileFile, QSettings::IniFormat);
-    for (const shell::PreferenceName& n : shell::AllPreferenceNames())
-        QVERIFY2(ini.contains(QString::fromStdString(n.section + "/" + n.name)), n.name.c_str());
     QCOMPARE(ini.value("prefs/JpegQuality").toInt(), 91);
     QCOMPARE(ini.value("Recent File List/File1").toString(), QString("/somewhere/a.ico"));
     QCOMPARE(ini.value("Korvane Recent Files/File1").toString(), QString("/somewhere/a.ico"));
