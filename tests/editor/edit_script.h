@@ -263,14 +263,9 @@ private:
             std::vector<std::uint8_t> bytes;
             if (!WriteIconFile(doc_, false, bytes, cursor)) return Fail(failure, "the icon could not be written");
             const std::vector<int> notHeld = FormatsNotHeld(doc_, bytes);
-            if (!notHeld.empty()) {
-                std::string formats;
-                for (const int i : notHeld) {
-                    formats.append(" ").append(std::to_string(doc_.GetFormat(i)->BitCount()));
-                    if (doc_.GetFormat(i)->Icon().IsCompressed()) formats.append("png");
-                }
-                return Fail(failure, std::string("the ") + (cursor ? ".cur" : ".ico") + " file reads back with other pixels:" + formats);
-            }
+            if (!notHeld.empty())
+                return Fail(failure, std::string("the ") + (cursor ? ".cur" : ".ico") +
+                                         " file reads back with other pixels in format " + std::to_string(notHeld.front()));
         }
         return true;
     }

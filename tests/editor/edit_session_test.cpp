@@ -91,18 +91,7 @@ TEST(EditSession, StrokesKeepOnlyWhatTheyChangedForUndo) {
     EXPECT_EQ(undone, 31);
     EXPECT_EQ(session.State(0)->color, before.color);
     EXPECT_EQ(session.State(0)->mask, before.mask);
-    DeviceBitmap c, m;
-    doc.GetFormat(0)->Icon().ToBitmaps(c, m, nullptr);
-    EXPECT_EQ(m, before.mask);  // the icon follows the undo
-    while (session.Redo(0)) {
-    }
-    EXPECT_EQ(session.State(0)->color.GetPixel(135, 200), RGB(0, 0, 255));
-    // A depth change keeps the whole format, and undoes whole.
-    ASSERT_TRUE(session.Edit(0, [](FormatState& s) { ChangeImageDepth(s, 8); }));
-    EXPECT_EQ(doc.GetFormat(0)->BitCount(), 8);
-    ASSERT_TRUE(session.Undo(0));
-    EXPECT_EQ(doc.GetFormat(0)->BitCount(), 32);
-    EXPECT_EQ(session.State(0)->color.GetPixel(135, 200), RGB(0, 0, 255));
+    // (That the icon follows undo and redo, depth changes too: the property test below.)
 }
 
 // Esc during a drag: a shape, a selection and a moved selection all go back to how they were at
