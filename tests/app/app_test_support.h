@@ -4,6 +4,7 @@
 #pragma once
 
 #include <QDialog>
+#include <QListWidget>
 #include <QProcess>
 #include <QProgressDialog>
 #include <QScrollBar>
@@ -14,6 +15,7 @@
 #include <memory>
 
 #include "app/common/prompts.h"
+#include "app/icon/dialogs.h"
 #include "app/icon/icon_frame.h"
 #include "app/icon/icon_project.h"
 #include "app/icon/icon_view.h"
@@ -222,6 +224,14 @@ inline void Drag(CIconView* view, QPoint from, QPoint to) {
     Mouse(view, QEvent::MouseMove, (from.x() + to.x()) / 2, (from.y() + to.y()) / 2, Qt::NoButton, Qt::LeftButton);
     Mouse(view, QEvent::MouseMove, to.x(), to.y(), Qt::NoButton, Qt::LeftButton);
     Mouse(view, QEvent::MouseButtonRelease, to.x(), to.y(), Qt::LeftButton, Qt::NoButton);
+}
+
+// Ticks exactly the formats of a new-icon list whose text is `wanted`.
+inline void ChooseFormats(CDialNewIcon& dialog, const std::function<bool(const QString&)>& wanted) {
+    for (int i = 0; i < dialog.formatList->count(); ++i) {
+        QListWidgetItem* item = dialog.formatList->item(i);
+        item->setCheckState(wanted(item->text()) ? Qt::Checked : Qt::Unchecked);
+    }
 }
 
 // Lets the test fill a dialog in, then presses its OK button (which may refuse and keep it open).

@@ -71,16 +71,12 @@ void DocumentsTest::newIconDialogMakesTheChosenFormatsAndKeepsEachSystemsChoices
             if (d.formatList->item(i)->checkState() == Qt::Checked) names << d.formatList->item(i)->text();
         return names;
     };
-    const auto choose = [](CDialNewIcon& d, const std::function<bool(const QString&)>& wanted) {
-        for (int i = 0; i < d.formatList->count(); ++i)
-            d.formatList->item(i)->setCheckState(wanted(d.formatList->item(i)->text()) ? Qt::Checked : Qt::Unchecked);
-    };
     // Windows: 16 x 16 at 4 bits, 48 x 48 at 1 bit and 256 x 256 at 32 bits (chosen at first), compressed.
     const QStringList windows = {"16 x 16, 4 bits (16 colors)", "48 x 48, 1 bit (2 colors)",
                                  "256 x 256, 32 bits (true color with alpha)"};
     s.prompts->dialogActions.push_back(Accept<CDialNewIcon>([&](CDialNewIcon& d) {
         QVERIFY(checked(d).contains(windows[2]));
-        choose(d, [&](const QString& text) { return windows.contains(text); });
+        ChooseFormats(d, [&](const QString& text) { return windows.contains(text); });
         d.compressCheck->setChecked(true);
     }));
     CIconProject* project = NewIconFromDialog(*s.app);
@@ -124,7 +120,7 @@ void DocumentsTest::newIconDialogMakesTheChosenFormatsAndKeepsEachSystemsChoices
         d.windowsButton->setChecked(true);
         QCOMPARE(checked(d), QStringList{"16 x 16, 1 bit (2 colors)"} + windows);
         d.macButton->setChecked(true);
-        choose(d, [](const QString& text) { return text.startsWith("512 x 512") || text.startsWith("32 x 32, 8"); });
+        ChooseFormats(d, [](const QString& t) { return t.startsWith("512 x 512") || t.startsWith("32 x 32, 8"); });
     }));
     project = NewIconFromDialog(*s.app);
     QVERIFY(project->Doc().macintosh);
@@ -137,7 +133,7 @@ void DocumentsTest::newIconDialogMakesTheChosenFormatsAndKeepsEachSystemsChoices
     QVERIFY(NewIconFromDialog(*s.app) == nullptr);
     QCOMPARE(s.app->MainFrame()->Children().size(), windowCount);
     CDialNewIcon dialog(s.app->prefs);
-    choose(dialog, [](const QString&) { return false; });
+    ChooseFormats(dialog, [](const QString&) { return false; });
     QTimer::singleShot(0, [] {
         if (auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget())) box->accept();
     });
