@@ -66,6 +66,7 @@ void ImageCommandsTest::dialogsRememberTheirChoicesAndEnableTheirControls() {
         CDialIconRotate second;
         QCOMPARE(second.angleGroup->checkedId(), 3);
         QCOMPARE(second.freeSpin->value(), 30);
+        QCOMPARE(second.findChild<QLabel*>("note")->text(), QString(text::kRotateNote).mid(1));
         second.angleGroup->button(0)->setChecked(true);
         QCOMPARE(second.Angle(), 270);
         CDialIconRotate::Remembered() = {};
