@@ -224,10 +224,8 @@ bool Finish(const std::string& source, const std::filesystem::path& directory, c
                    std::to_string(out.index) + " cannot be converted to PNG");
         return false;
     }
-    const std::string path = (directory / (out.prefix + "-" + std::to_string(out.index) + "-" +
-                                           std::to_string(out.width) + "x" + std::to_string(out.height) + "-" +
-                                           std::to_string(out.bpp) + ".png"))
-                                 .string();
+    const std::string path =
+        (directory / shell::FormatPngFileName(out.prefix, out.index, out.width, out.height, out.bpp)).string();
     std::string error;
     if (!writer.Write(path, out.bytes, error)) {
         PrintError("extract: cannot write " + path + ": " + error);

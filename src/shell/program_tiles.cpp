@@ -146,6 +146,11 @@ std::string ProgramGroupFileStem(const std::string& programPath, const std::stri
            SafeFileNamePart(group);
 }
 
+std::string FormatPngFileName(const std::string& stem, std::size_t index, int width, int height, int bpp) {
+    return stem + "-" + std::to_string(index) + "-" + std::to_string(width) + "x" + std::to_string(height) + "-" +
+           std::to_string(bpp) + ".png";
+}
+
 std::string ProgramIcoFileName(const std::string& programPath, const ResourceName& group, bool cursor) {
     return ProgramGroupFileStem(programPath, group.Display(), cursor) + (cursor ? ".cur" : ".ico");
 }

@@ -83,6 +83,9 @@ std::string ProgramTileToolTip(const std::string& name, int formatCount, int sho
 // '-' made '_' (an empty, "." or ".." name gets a leading '_'); nothing that a file system, Windows'
 // included, refuses in a name.
 std::string ProgramGroupFileStem(const std::string& programPath, const std::string& group, bool cursor);
+// One format of an icon taken out as a PNG file, in tellurine-cli extract and the program window:
+// "<stem>-<index>-<W>x<H>-<bpp>.png".
+std::string FormatPngFileName(const std::string& stem, std::size_t index, int width, int height, int bpp);
 // That stem and ".ico", or ".cur" for a cursor group.
 std::string ProgramIcoFileName(const std::string& programPath, const ResourceName& group, bool cursor = false);
 

@@ -104,8 +104,9 @@ void CFileExeMDI::OnSaveAsPng() {
         const CIconGroup formats = document_.ReadGroup(chosen.front());
         for (int i = 0; i < formats.FormatCount(); ++i) {
             const CKvIcon& icon = *formats.FormatAt(i);
-            const std::string name = stem + "-" + std::to_string(i) + "-" + std::to_string(icon.Width()) + "x" +
-                                     std::to_string(icon.Height()) + "-" + std::to_string(icon.BitsPerPixel()) + ".png";
+            const std::string name =
+                shell::FormatPngFileName(stem, static_cast<std::size_t>(i), static_cast<int>(icon.Width()),
+                                         static_cast<int>(icon.Height()), icon.BitsPerPixel());
             const auto unchanged = icon.UnchangedPng();
             std::vector<std::uint8_t> png(unchanged.begin(), unchanged.end());
             std::string error = "the picture could not be encoded";
