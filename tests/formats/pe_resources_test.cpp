@@ -346,7 +346,7 @@ TEST(PeResourcesWine, MatchesWrestool) {
         SCOPED_TRACE(name);
         const std::string path = (dir / name).string();
         const std::vector<std::uint8_t> bytes = format_test::ReadBytes(path);
-        for (const int type : {3, 14}) {
+        for (const int type : {3, 14, 1, 12}) {
             const std::vector<WrestoolRecord> theirs = WrestoolList(path, type);
             const auto ours = ListResources(bytes, static_cast<std::uint16_t>(type));
             ASSERT_TRUE(ours);
@@ -358,19 +358,26 @@ TEST(PeResourcesWine, MatchesWrestool) {
             }
         }
 
-        format_test::RunCommand("wrestool -x -t 14 -o '" + out.path().string() + "' '" + path + "' 2>/dev/null");
+        for (const char* type : {"12", "14"})
+            format_test::RunCommand("wrestool -x -t " + std::string(type) + " -o '" + out.path().string() + "' '" +
+                                    path + "' 2>/dev/null");
         const auto groups = ReadExeIcons(bytes);
         ASSERT_TRUE(groups);
-        EXPECT_EQ(groups->size(), WrestoolList(path, 14).size());
+        EXPECT_EQ(groups->size(), WrestoolList(path, 14).size() + WrestoolList(path, 12).size());
         for (const ExeIconGroup& g : *groups) {
-            const std::string file =
-                name + "_14_" + g.name.Display() + "_" + std::to_string(g.language) + ".ico";
+            // Icon groups first, then cursor groups, each saved by wrestool as its kind's file.
+            const std::string file = name + (g.cursor ? "_12_" : "_14_") + g.name.Display() + "_" +
+                                     std::to_string(g.language) + (g.cursor ? ".cur" : ".ico");
             const std::vector<std::uint8_t> icon = format_test::ReadBytes(out.path() / file);
             ASSERT_GE(icon.size(), 6u) << file;
             const std::size_t count = LoadU16(icon.data() + 4);
             ASSERT_EQ(static_cast<std::size_t>(g.group.FormatCount()), count) << file;
             for (std::size_t i = 0; i < count; ++i) {
-                const std::uint32_t w = icon[6 + 16 * i], h = icon[7 + 16 * i];
+                // wrestool halves a cursor's doubled group height once too often: its bitmap
+                // header says the height then.
+                const std::uint32_t at = LoadU32(icon.data() + 6 + 16 * i + 12);
+                const std::uint32_t w = icon[6 + 16 * i],
+                                    h = g.cursor ? LoadU32(icon.data() + at + 8) / 2 : icon[7 + 16 * i];
                 EXPECT_EQ(g.group.FormatAt(static_cast<int>(i))->Width(), w == 0 ? 256 : w)
                     << file << " " << i;
                 EXPECT_EQ(g.group.FormatAt(static_cast<int>(i))->Height(), h == 0 ? 256 : h)
