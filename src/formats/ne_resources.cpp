@@ -133,6 +133,45 @@ std::string TableName(const std::string& text) {
 
 }  // namespace
 
+std::optional<GroupResources> SplitIconFile(std::span<const std::uint8_t> file, std::uint16_t firstId) {
+    if (file.size() < 6 || LoadU16(file.data()) != 0) return std::nullopt;
+    const std::uint16_t fileType = LoadU16(file.data() + 2), count = LoadU16(file.data() + 4);
+    if ((fileType != 1 && fileType != 2) || std::size_t{count} * 16 > file.size() - 6) return std::nullopt;
+    if (count == 0 || std::size_t{firstId} + count - 1 > 0xFFFF || firstId == 0) return std::nullopt;
+    GroupResources out;
+    out.cursor = fileType == 2;
+    Append16(out.group, 0);
+    Append16(out.group, fileType);
+    Append16(out.group, count);
+    for (std::size_t i = 0; i < count; ++i) {
+        const std::uint8_t* d = file.data() + 6 + 16 * i;
+        const std::uint32_t size = LoadU32(d + 8), offset = LoadU32(d + 12);
+        if (offset > file.size() || size > file.size() - offset || size < 16) return std::nullopt;
+        const std::span<const std::uint8_t> image = file.subspan(offset, size);
+        std::vector<std::uint8_t>& r = out.images.emplace_back();
+        const std::size_t at = out.group.size();
+        out.group.resize(at + 14);
+        std::uint8_t* e = out.group.data() + at;
+        if (out.cursor) {
+            // A cursor's hotspot leads its resource; the group's entry holds 16-bit width and
+            // height, the height doubled as a bitmap header has it, and the bit count.
+            Append16(r, LoadU16(d + 4));
+            Append16(r, LoadU16(d + 6));
+            const bool png = image[0] == 0x89 && image[1] == 'P';
+            StoreU16(e, static_cast<std::uint16_t>(d[0] == 0 ? 256 : d[0]));
+            StoreU16(e + 2, static_cast<std::uint16_t>(2 * (d[1] == 0 ? 256 : d[1])));
+            StoreU16(e + 4, 1);
+            StoreU16(e + 6, png ? 32 : LoadU16(image.data() + 14));
+        } else {
+            std::memcpy(e, d, 8);  // width, height, colours, reserved, planes, bit count
+        }
+        r.insert(r.end(), image.begin(), image.end());
+        StoreU32(e + 8, static_cast<std::uint32_t>(r.size()));
+        StoreU16(e + 12, static_cast<std::uint16_t>(firstId + i));
+    }
+    return out;
+}
+
 std::optional<std::vector<std::uint8_t>> WriteIconLibrary(const std::vector<LibraryGroup>& groups,
                                                           const std::string& moduleName) {
     try {
@@ -150,12 +189,11 @@ std::optional<std::vector<std::uint8_t>> WriteIconLibrary(const std::vector<Libr
         Type iconGroups{kIntegerId | 14, {}}, icons{kIntegerId | 3, {}};
         Type cursorGroups{kIntegerId | 12, {}}, cursors{kIntegerId | 1, {}};
         for (const LibraryGroup& g : groups) {
-            const std::span<const std::uint8_t> file = g.iconFile;
-            if (file.size() < 6 || LoadU16(file.data()) != 0) return std::nullopt;
-            const std::uint16_t fileType = LoadU16(file.data() + 2), count = LoadU16(file.data() + 4);
-            if ((fileType != 1 && fileType != 2) || std::size_t{count} * 16 > file.size() - 6) return std::nullopt;
-            const bool cursor = fileType == 2;
+            const bool cursor = g.iconFile.size() >= 4 && LoadU16(g.iconFile.data() + 2) == 2;
             Type& images = cursor ? cursors : icons;
+            std::optional<GroupResources> split =
+                SplitIconFile(g.iconFile, static_cast<std::uint16_t>(images.resources.size() + 1));
+            if (!split || images.resources.size() + split->images.size() >= kIntegerId) return std::nullopt;
             Resource group;
             if (g.name.id) {
                 if (*g.name.id == 0 || *g.name.id >= kIntegerId) return std::nullopt;
@@ -163,36 +201,11 @@ std::optional<std::vector<std::uint8_t>> WriteIconLibrary(const std::vector<Libr
             } else {
                 group.name = TableName(g.name.text);
             }
-            Append16(group.data, 0);
-            Append16(group.data, fileType);
-            Append16(group.data, count);
-            for (std::size_t i = 0; i < count; ++i) {
-                const std::uint8_t* d = file.data() + 6 + 16 * i;
-                const std::uint32_t size = LoadU32(d + 8), offset = LoadU32(d + 12);
-                if (offset > file.size() || size > file.size() - offset || size < 16) return std::nullopt;
-                if (images.resources.size() + 1 >= kIntegerId) return std::nullopt;
-                const std::span<const std::uint8_t> image = file.subspan(offset, size);
+            group.data = std::move(split->group);
+            for (std::vector<std::uint8_t>& image : split->images) {
                 Resource r;
                 r.id = static_cast<std::uint16_t>(kIntegerId | (images.resources.size() + 1));
-                const std::size_t at = group.data.size();
-                group.data.resize(at + 14);
-                std::uint8_t* e = group.data.data() + at;
-                if (cursor) {
-                    // A cursor's hotspot leads its resource; the group's entry holds 16-bit width
-                    // and height, the height doubled as a bitmap header has it, and the bit count.
-                    Append16(r.data, LoadU16(d + 4));
-                    Append16(r.data, LoadU16(d + 6));
-                    const bool png = image[0] == 0x89 && image[1] == 'P';
-                    StoreU16(e, static_cast<std::uint16_t>(d[0] == 0 ? 256 : d[0]));
-                    StoreU16(e + 2, static_cast<std::uint16_t>(2 * (d[1] == 0 ? 256 : d[1])));
-                    StoreU16(e + 4, 1);
-                    StoreU16(e + 6, png ? 32 : LoadU16(image.data() + 14));
-                } else {
-                    std::memcpy(e, d, 8);  // width, height, colours, reserved, planes, bit count
-                }
-                r.data.insert(r.data.end(), image.begin(), image.end());
-                StoreU32(e + 8, static_cast<std::uint32_t>(r.data.size()));
-                StoreU16(e + 12, static_cast<std::uint16_t>(r.id & ~kIntegerId));
+                r.data = std::move(image);
                 images.resources.push_back(std::move(r));
             }
             (cursor ? cursorGroups : iconGroups).resources.push_back(std::move(group));

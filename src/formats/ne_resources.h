@@ -34,6 +34,18 @@ struct LibraryGroup {
     std::vector<std::uint8_t> iconFile;
 };
 
+// An icon or cursor file's images as a program or library stores them: the group's data, its
+// entries numbering the images from `firstId` in file order, and each image's resource (a
+// cursor's led by its 4-byte hotspot, its entry holding the sizes and bit count a cursor group
+// holds). Nothing when the file is not an icon or cursor file with at least one image, all of
+// whose images lie in it, or the numbers would pass 65,535.
+struct GroupResources {
+    bool cursor = false;
+    std::vector<std::uint8_t> group;
+    std::vector<std::vector<std::uint8_t>> images;
+};
+std::optional<GroupResources> SplitIconFile(std::span<const std::uint8_t> file, std::uint16_t firstId);
+
 // A 16-bit icon library (.icl) holding the groups in the given order: a DOS header, an NE header
 // for a library with no code or data segments, and a resource table with the icon groups
 // (0x800E), then the icons (0x8003), then the cursor groups (0x800C) and cursors (0x8001) when
