@@ -1,5 +1,6 @@
 // tellurine-cli convert IN OUT [--explorer-order] [--group NAME] [--allow-loss] [--png-elements]
 // tellurine-cli convert IN --all-groups -o DIR [--explorer-order]
+// tellurine-cli convert IN OUT.icl|OUT.dll [--bits 32|64]
 // Reads any supported icon container and writes one icon in the format OUT's extension names: an
 // .ico file, an .icns family or an .iconset folder; or every icon of it, one .ico (.cur for a
 // cursor) each, into a folder.
@@ -17,6 +18,7 @@
 #include "formats/ico_file.h"
 #include "formats/iconset.h"
 #include "formats/ne_resources.h"
+#include "formats/pe_writer.h"
 #include "image/block.h"
 #include "image/file_io.h"
 #include "shell/program_tiles.h"
@@ -31,6 +33,7 @@ struct ConvertOptions {
     std::string group;
     bool allGroups = false;
     std::string directory;
+    int bits = 64;  // of a .dll written
     ProjectOutput how;
 };
 
@@ -71,8 +74,9 @@ int ConvertAllGroups(const ConvertOptions& o) {
     return exitCode;
 }
 
-// Every icon or group of the input as one 16-bit icon library: groups keep their numbers and
-// names (an icon without either is numbered by its place), cursors stay cursors.
+// Every icon or group of the input as one library, a 16-bit icon library (.icl) or a 32- or
+// 64-bit resource-only .dll: groups keep their numbers and names (an icon without either is
+// numbered by its place), cursors stay cursors.
 int ConvertToLibrary(const ConvertOptions& o, IconFileContents& contents) {
     std::vector<LibraryGroup> groups;
     for (std::size_t i = 0; i < contents.icons.size(); ++i) {
@@ -91,9 +95,12 @@ int ConvertToLibrary(const ConvertOptions& o, IconFileContents& contents) {
             return kExitFailure;
         }
     }
-    const auto library = WriteIconLibrary(groups, std::filesystem::path(o.output).stem().string());
+    const bool icl = LowerExtension(o.output) == ".icl";
+    const auto library = icl ? WriteIconLibrary(groups, std::filesystem::path(o.output).stem().string())
+                             : WriteResourceLibrary(groups, o.bits == 64);
     if (!library) {
-        PrintError("convert: cannot write " + o.output + ": the icons do not fit a 16-bit icon library");
+        PrintError("convert: cannot write " + o.output + ": the icons do not fit a " +
+                   (icl ? "16-bit icon library" : "resource library"));
         return kExitFailure;
     }
     std::string error;
@@ -113,13 +120,13 @@ int RunConvert(const ConvertOptions& o) {
     }
     const std::string ext = LowerExtension(o.output);
     const bool iconset = IsIconsetPath(o.output);
-    if (ext != ".ico" && ext != ".icns" && ext != ".icl" && !iconset) {
-        PrintError("convert: the output must end in .ico, .icns, .icl or .iconset: " + o.output);
+    if (ext != ".ico" && ext != ".icns" && ext != ".icl" && ext != ".dll" && !iconset) {
+        PrintError("convert: the output must end in .ico, .icns, .icl, .dll or .iconset: " + o.output);
         return kExitUsage;
     }
     IconFileContents contents;
     if (!ReadIconInput(o.input, contents)) return kExitFailure;
-    if (ext == ".icl") return ConvertToLibrary(o, contents);
+    if (ext == ".icl" || ext == ".dll") return ConvertToLibrary(o, contents);
 
     NamedIcon* chosen = ChooseIcon("convert", o.input, contents, o.group);
     if (chosen == nullptr) return kExitFailure;
@@ -142,12 +149,14 @@ CommandRunner AddConvertCommand(CLI::App& app) {
     auto options = std::make_shared<ConvertOptions>();
     CLI::App* sub = app.add_subcommand("convert", "Rewrite an icon as a Windows icon file or a Macintosh icon family");
     sub->add_option("IN", options->input, kIconFilesHelp)->required();
-    sub->add_option("OUT", options->output, "File to write: .ico, .icns, an .iconset folder, or an .icl library of every icon of IN");
+    sub->add_option("OUT", options->output, "File to write: .ico, .icns, an .iconset folder, or an .icl or .dll library of every icon of IN");
     sub->add_flag("--all-groups", options->allGroups,
                   "Write every icon or group of IN, one .ico (.cur for a cursor) each, into the folder given with -o");
     sub->add_option("-o,--output", options->directory, "The folder --all-groups writes into (created when missing)");
     sub->add_option("--group", options->group,
                     "The icon to write from a file of several named icons, or the group of a program (default: the first)");
+    sub->add_option("--bits", options->bits, "A .dll library's kind: 32- or 64-bit (default 64)")
+        ->check(CLI::IsMember({32, 64}));
     sub->add_flag("--explorer-order", options->how.explorerOrder,
                   "Save an .ico in the explorer-compatible order: smaller formats first, 32-bit formats last");
     AddProjectOutputOptions(sub, options->how);

@@ -6,6 +6,7 @@
 #include <new>
 #include <set>
 
+#include "formats/ne_resources.h"
 #include "image/bytes.h"
 
 namespace tellurine {
@@ -523,7 +524,115 @@ SetIconStatus Set(std::span<const std::uint8_t> b, std::span<const std::uint8_t>
     return SetIconStatus::Ok;
 }
 
+// A language entry that owns bytes made here.
+Language Owned(std::vector<std::uint8_t>&& bytes) {
+    Language l;
+    l.made = std::make_shared<const std::vector<std::uint8_t>>(std::move(bytes));
+    l.data = *l.made;
+    return l;
+}
+
+std::optional<std::vector<std::uint8_t>> WriteLibrary(const std::vector<LibraryGroup>& groups, bool wide) {
+    // The resources: icon groups, icons, cursor groups and cursors, images numbered from 1 within
+    // each kind in group order, every one language neutral.
+    std::vector<Type> types;
+    for (const int id : {14, 3, 12, 1}) types.push_back({Key{static_cast<std::uint16_t>(id), {}}, {}});
+    for (const LibraryGroup& g : groups) {
+        const bool cursor = g.iconFile.size() >= 4 && LoadU16(g.iconFile.data() + 2) == 2;
+        Type& images = types[cursor ? 3 : 1];
+        if (g.name.id && *g.name.id == 0) return std::nullopt;
+        std::optional<GroupResources> split =
+            SplitIconFile(g.iconFile, static_cast<std::uint16_t>(std::min<std::size_t>(images.names.size() + 1, 0xFFFF)));
+        if (!split || images.names.size() + split->images.size() > 0xFFFF) return std::nullopt;
+        types[cursor ? 2 : 0].names.push_back({KeyFor(g.name), {Owned(std::move(split->group))}});
+        for (std::vector<std::uint8_t>& image : split->images) {
+            const auto id = static_cast<std::uint16_t>(images.names.size() + 1);
+            images.names.push_back({Key{id, {}}, {Owned(std::move(image))}});
+        }
+    }
+    std::erase_if(types, [](const Type& t) { return t.names.empty(); });
+    if (types.empty() || types.front().names.size() > 0xFFFF) return std::nullopt;
+
+    // A DOS header and the stub that says the file is not for DOS, the PE headers of a DLL with
+    // no code and one section, the resource section at 0x1000 in memory and 0x200 in the file.
+    constexpr std::size_t kPe = 0x80, kHeaders = 0x200;
+    constexpr std::uint32_t kSectionRva = 0x1000, kFileAlign = 0x200, kSectionAlign = 0x1000;
+    const std::size_t optionalSize = wide ? 240 : 224;
+    std::vector<std::uint8_t> out(kHeaders, 0);
+    static constexpr std::uint8_t kStub[] = {0x0E, 0x1F, 0xBA, 0x0E, 0x00, 0xB4, 0x09, 0xCD,
+                                             0x21, 0xB8, 0x01, 0x4C, 0xCD, 0x21};
+    static constexpr char kStubText[] = "This program cannot be run in DOS mode.\r\r\n$";
+    std::memcpy(out.data(), "MZ", 2);
+    StoreU16(out.data() + 2, 0x90);   // bytes on the last page
+    StoreU16(out.data() + 4, 3);      // pages
+    StoreU16(out.data() + 8, 4);      // header paragraphs
+    StoreU16(out.data() + 12, 0xFFFF);
+    StoreU16(out.data() + 16, 0xB8);  // stack pointer
+    StoreU16(out.data() + 24, 0x40);  // relocations
+    StoreU32(out.data() + 0x3C, kPe);
+    std::memcpy(out.data() + 0x40, kStub, sizeof kStub);
+    std::memcpy(out.data() + 0x40 + sizeof kStub, kStubText, sizeof kStubText - 1);
+    std::memcpy(out.data() + kPe, "PE\0\0", 4);
+    std::uint8_t* coff = out.data() + kPe + 4;
+    StoreU16(coff, wide ? 0x8664 : 0x014C);
+    StoreU16(coff + 2, 1);
+    StoreU16(coff + 16, static_cast<std::uint16_t>(optionalSize));
+    // An executable image that is a DLL; 32-bit words, or addresses above 2 GB for a 64-bit one.
+    StoreU16(coff + 18, wide ? 0x2022 : 0x2102);
+    const std::size_t optional = kPe + 24;
+    std::uint8_t* o = out.data() + optional;
+    StoreU16(o, wide ? 0x20B : 0x10B);
+    o[2] = 14;  // linker version
+    StoreU32(o + 20, kSectionRva);
+    if (wide) {
+        StoreU32(o + 28, 0x1);  // image base 0x180000000: its high word
+        StoreU32(o + 24, 0x80000000u);
+    } else {
+        StoreU32(o + 24, kSectionRva);
+        StoreU32(o + 28, 0x10000000u);
+    }
+    StoreU32(o + 32, kSectionAlign);
+    StoreU32(o + 36, kFileAlign);
+    StoreU16(o + 40, 6);  // operating system and subsystem versions 6.0
+    StoreU16(o + 48, 6);
+    StoreU32(o + 60, kHeaders);
+    StoreU16(o + 68, 2);       // the Windows GUI subsystem
+    StoreU16(o + 70, 0x0500);  // no SEH, NX compatible
+    // Stack and heap: reserve, commit (64-bit fields in a 64-bit image, whose high words stay 0).
+    for (std::size_t i = 0; i < 4; ++i) StoreU32(o + 72 + (wide ? 8 : 4) * i, i % 2 == 0 ? 0x100000 : 0x1000);
+    const std::size_t directories = wide ? 108 : 92;
+    StoreU32(o + directories, 16);
+    const std::size_t header = optional + optionalSize;
+
+    const std::size_t tree = WriteTree(types, kSectionRva, out, kFileAlign);
+    const std::uint32_t raw = AlignUp(tree, kFileAlign);
+    if (std::uint64_t{kHeaders} + raw > 0x7FFFFFFF) return std::nullopt;
+    out.resize(kHeaders + raw, 0);
+    o = out.data() + optional;
+    StoreU32(o + 8, raw);  // initialized data
+    StoreU32(o + 56, kSectionRva + AlignUp(tree, kSectionAlign));
+    StoreU32(o + directories + 4 + 8 * kResourceEntry, kSectionRva);
+    StoreU32(o + directories + 8 + 8 * kResourceEntry, static_cast<std::uint32_t>(tree));
+    std::uint8_t* h = out.data() + header;
+    std::memcpy(h, ".rsrc\0\0\0", 8);
+    StoreU32(h + 8, static_cast<std::uint32_t>(tree));
+    StoreU32(h + 12, kSectionRva);
+    StoreU32(h + 16, raw);
+    StoreU32(h + 20, kHeaders);
+    StoreU32(h + 36, kInitializedData | kMemRead);
+    StoreU32(o + 64, PeChecksum(out, optional + 64));
+    return out;
+}
+
 }  // namespace
+
+std::optional<std::vector<std::uint8_t>> WriteResourceLibrary(const std::vector<LibraryGroup>& groups, bool wide) {
+    try {
+        return WriteLibrary(groups, wide);
+    } catch (const std::bad_alloc&) {
+        return std::nullopt;
+    }
+}
 
 const char* SetIconStatusText(SetIconStatus status) {
     switch (status) {

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "formats/ne_resources.h"
 #include "formats/pe_resources.h"
 
 namespace tellurine {
@@ -54,6 +55,15 @@ const char* SetIconStatusText(SetIconStatus status);
 // entry are made right, and the checksum is computed again when the program had one.
 SetIconStatus SetProgramIcon(std::span<const std::uint8_t> program, std::span<const std::uint8_t> iconFile,
                              const SetIconOptions& options, std::vector<std::uint8_t>& out);
+
+// A resource-only library (.dll) of the groups in the given order, 32-bit or, with `wide`, 64-bit:
+// a DLL without code whose one section holds the icon groups (type 14) and icons (3), then the
+// cursor groups (12) and cursors (1) when there are any, all language neutral, images numbered
+// from 1 within each kind in group order, the directory sorted as Windows sorts it. Explorer's
+// icon chooser and LoadImage read it like any library. Nothing when a group's file is not an
+// icon or cursor file whose images all lie in it, a group is numbered 0, or a kind would hold
+// more than 65,535 images.
+std::optional<std::vector<std::uint8_t>> WriteResourceLibrary(const std::vector<LibraryGroup>& groups, bool wide);
 
 // The checksum of a PE file as the loader computes it: 16-bit words added with carry (the
 // checksum field's bytes counted as zero), plus the file's length.

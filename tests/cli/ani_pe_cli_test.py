@@ -156,6 +156,19 @@ class LibraryTest(ScratchCase):
             self.assertEqual([line.split("--name=")[1].split(" ")[0].strip("'") for line in listed.splitlines()],
                              ["APPICON", "7", "101"])
 
+        # The same groups in a 32- and a 64-bit resource library, sorted as Windows sorts a
+        # directory (names first), with the checksum the loader computes.
+        for bits, magic in (("32", 0x10B), ("64", 0x20B)):
+            dll = self.path(f"tools{bits}.dll")
+            self.assertEqual(run("convert", program, dll, "--bits", bits).returncode, 0)
+            self.assertEqual([g["name"] for g in self.info(dll)[0]["groups"]], ["APPICON", 7, 101])
+            with open(dll, "rb") as f:
+                data = f.read()
+            header = struct.unpack_from("<I", data, 0x3C)[0]
+            self.assertEqual(struct.unpack_from("<H", data, header + 24)[0], magic)
+            self.assertEqual(struct.unpack_from("<I", data, header + 24 + 64)[0], pe_checksum(data)[0])
+        self.assertEqual(run("convert", program, self.path("x.dll"), "--bits", "16").returncode, 2)
+
         # A cursor's library lists it as a cursor with its hotspot, and gives it back as a cursor file.
         self.assertEqual(run("convert", self.path("arrow.cur"), self.path("arrow.icl")).returncode, 0)
         text = run("info", self.path("arrow.icl")).stdout

@@ -11,6 +11,7 @@
 #include "formats/ne_resources.h"
 #include "formats/pe_resources.h"
 #include "formats/pe_test_writer.h"
+#include "formats/pe_writer.h"
 #include "image/bytes.h"
 
 namespace tellurine {
@@ -50,18 +51,39 @@ Library MakeLibrary() {
     return lib;
 }
 
-TEST(IconLibrary, WrittenLibraryReadsBackGroupByGroup) {
-    const Library lib = MakeLibrary();
-    const auto file = WriteIconLibrary(lib.groups, "tools");
-    ASSERT_TRUE(file);
-    EXPECT_TRUE(IsNeFile(*file));
+// The three library writers: a 16-bit library keeps the groups in the order given; a 32- or
+// 64-bit one in the order Windows sorts a directory (names first).
+struct LibraryWriter {
+    const char* name;
+    std::function<std::optional<Bytes>(const std::vector<LibraryGroup>&)> write;
+    std::vector<std::string> groupNames;            // of the icon groups, as listed
+    std::vector<std::vector<std::size_t>> blocks;  // each listed group's images (blocks), cursor last
+};
 
-    // Records in table order, names upper-cased, icons numbered from 1 across the groups.
+class LibraryWriters : public ::testing::TestWithParam<LibraryWriter> {};
+INSTANTIATE_TEST_SUITE_P(
+    Kinds, LibraryWriters,
+    ::testing::Values(LibraryWriter{"icl", [](const auto& g) { return WriteIconLibrary(g, "tools"); },
+                                    {"7", "FOLDER"}, {{0, 1}, {2}, {3}}},
+                      LibraryWriter{"dll32", [](const auto& g) { return WriteResourceLibrary(g, false); },
+                                    {"FOLDER", "7"}, {{2}, {0, 1}, {3}}},
+                      LibraryWriter{"dll64", [](const auto& g) { return WriteResourceLibrary(g, true); },
+                                    {"FOLDER", "7"}, {{2}, {0, 1}, {3}}}),
+    [](const auto& p) { return std::string(p.param.name); });
+
+TEST_P(LibraryWriters, WrittenLibraryReadsBackGroupByGroup) {
+    const LibraryWriter& writer = GetParam();
+    const Library lib = MakeLibrary();
+    const auto file = writer.write(lib.groups);
+    ASSERT_TRUE(file);
+    const bool ne = std::string(writer.name) == "icl";
+    EXPECT_EQ(IsNeFile(*file), ne);
+
+    // Names upper-cased, icons numbered from 1 across the groups.
     const auto groupRecords = ListResources(*file, 14);
     ASSERT_TRUE(groupRecords);
     ASSERT_EQ(groupRecords->size(), 2u);
-    EXPECT_EQ((*groupRecords)[0].name.Display(), "7");
-    EXPECT_EQ((*groupRecords)[1].name.Display(), "FOLDER");
+    for (std::size_t i = 0; i < 2; ++i) EXPECT_EQ((*groupRecords)[i].name.Display(), writer.groupNames[i]);
     const auto iconRecords = ListResources(*file, 3);
     ASSERT_TRUE(iconRecords);
     ASSERT_EQ(iconRecords->size(), 3u);
@@ -75,14 +97,13 @@ TEST(IconLibrary, WrittenLibraryReadsBackGroupByGroup) {
     const auto groups = ReadExeIcons(*file);
     ASSERT_TRUE(groups);
     ASSERT_EQ(groups->size(), 3u);
-    const std::vector<std::vector<std::size_t>> blocks = {{0, 1}, {2}, {3}};
     for (std::size_t g = 0; g < 3; ++g) {
         SCOPED_TRACE(g);
         EXPECT_EQ((*groups)[g].cursor, g == 2);
-        ASSERT_EQ((*groups)[g].group.FormatCount(), static_cast<int>(blocks[g].size()));
-        for (std::size_t i = 0; i < blocks[g].size(); ++i)
+        ASSERT_EQ((*groups)[g].group.FormatCount(), static_cast<int>(writer.blocks[g].size()));
+        for (std::size_t i = 0; i < writer.blocks[g].size(); ++i)
             EXPECT_EQ(format_test::ImageBytes(*(*groups)[g].group.FormatAt(static_cast<int>(i))),
-                      lib.blocks[blocks[g][i]]);
+                      lib.blocks[writer.blocks[g][i]]);
     }
     EXPECT_EQ((*groups)[2].group.FormatAt(0)->PointX(), 5);
     EXPECT_EQ((*groups)[2].group.FormatAt(0)->PointY(), 9);
@@ -91,13 +112,20 @@ TEST(IconLibrary, WrittenLibraryReadsBackGroupByGroup) {
     ASSERT_EQ(listed->size(), 3u);
     EXPECT_TRUE((*listed)[2].cursor);
     EXPECT_EQ((*listed)[2].hotspots.at(0).y, 9);
-    EXPECT_EQ((*listed)[0].formats.at(1).width, 48u);
 
-    // A library file is known by its headers alone.
+    // A library file is known by its headers alone; a PE one has its checksum, and its icons
+    // can be set again afterwards.
     const format_test::ScratchDir dir;
-    const std::filesystem::path path = dir.path() / "tools.icl";
+    const std::filesystem::path path = dir.path() / "tools.lib";
     format_test::WriteBytes(path, *file);
     EXPECT_TRUE(LooksLikeProgramFile(path.string()));
+    if (!ne) {
+        const std::size_t checksum = LoadU32(file->data() + 0x3C) + 24 + 64;
+        EXPECT_EQ(LoadU32(file->data() + checksum), PeChecksum(*file, checksum));
+        EXPECT_EQ(LoadU16(file->data() + checksum - 64), std::string(writer.name) == "dll64" ? 0x20B : 0x10B);
+        Bytes changed;
+        EXPECT_EQ(SetProgramIcon(*file, lib.groups[1].iconFile, {}, changed), SetIconStatus::Ok);
+    }
 
     // icoutils' reader lists the same resources and takes the same icon out of it.
     if (!std::filesystem::exists("/usr/bin/wrestool")) GTEST_SKIP() << "needs wrestool (icoutils)";
@@ -108,7 +136,8 @@ TEST(IconLibrary, WrittenLibraryReadsBackGroupByGroup) {
     EXPECT_NE(out.find("--type=1 --name=1 "), std::string::npos) << out;
     format_test::RunCommand("wrestool -x --type=14 --name=7 -o '" + (dir.path() / "seven.ico").string() + "' '" +
                             path.string() + "' 2>/dev/null");
-    // Its .ico is ours, but for the last image's padding to the library's alignment unit.
+    // Its .ico is ours, but for zero bytes after the last image (a 16-bit library's padding to
+    // its alignment unit; wrestool adds some of its own).
     Bytes theirs = format_test::ReadBytes(dir.path() / "seven.ico");
     ASSERT_GE(theirs.size(), lib.groups[0].iconFile.size());
     EXPECT_TRUE(std::all_of(theirs.begin() + static_cast<std::ptrdiff_t>(lib.groups[0].iconFile.size()), theirs.end(),
