@@ -172,6 +172,29 @@ std::optional<GroupResources> SplitIconFile(std::span<const std::uint8_t> file, 
     return out;
 }
 
+std::optional<std::vector<std::uint8_t>> GroupIconFile(const ExeIconGroupListing& group) {
+    const std::size_t count = group.images.size();
+    if (count == 0 || count > 0xFFFF || group.formats.size() != count || group.hotspots.size() != count)
+        return std::nullopt;
+    std::vector<std::uint8_t> out(6 + 16 * count, 0);
+    StoreU16(out.data() + 2, group.cursor ? 2 : 1);
+    StoreU16(out.data() + 4, static_cast<std::uint16_t>(count));
+    for (std::size_t i = 0; i < count; ++i) {
+        const StoredImageFormat& f = group.formats[i];
+        const std::size_t at = out.size();
+        std::uint8_t* e = out.data() + 6 + 16 * i;
+        e[0] = static_cast<std::uint8_t>(f.width >= 256 ? 0 : f.width);
+        e[1] = static_cast<std::uint8_t>(f.height >= 256 ? 0 : f.height);
+        e[2] = static_cast<std::uint8_t>(f.colors < 256 ? f.colors : 0);
+        StoreU16(e + 4, group.cursor ? group.hotspots[i].x : std::uint16_t{1});
+        StoreU16(e + 6, group.cursor ? group.hotspots[i].y : static_cast<std::uint16_t>(f.Bits()));
+        StoreU32(e + 8, static_cast<std::uint32_t>(group.images[i].size()));
+        StoreU32(e + 12, static_cast<std::uint32_t>(at));
+        out.insert(out.end(), group.images[i].begin(), group.images[i].end());
+    }
+    return out;
+}
+
 std::optional<std::vector<std::uint8_t>> WriteIconLibrary(const std::vector<LibraryGroup>& groups,
                                                           const std::string& moduleName) {
     try {

@@ -46,6 +46,11 @@ struct GroupResources {
 };
 std::optional<GroupResources> SplitIconFile(std::span<const std::uint8_t> file, std::uint16_t firstId);
 
+// The inverse: a listed group as an icon file, or a cursor file for a cursor group, its images
+// byte for byte in listed order, each entry told from the image's header (a cursor's holding its
+// hotspot). Nothing for a group without images or with more than 65,535.
+std::optional<std::vector<std::uint8_t>> GroupIconFile(const ExeIconGroupListing& group);
+
 // A 16-bit icon library (.icl) holding the groups in the given order: a DOS header, an NE header
 // for a library with no code or data segments, and a resource table with the icon groups
 // (0x800E), then the icons (0x8003), then the cursor groups (0x800C) and cursors (0x8001) when

@@ -1,0 +1,106 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "formats/format_test_support.h"
+#include "formats/ne_resources.h"
+#include "shell/icon_library.h"
+
+namespace tellurine::shell {
+namespace {
+
+using format_test::Bytes;
+
+TEST(IconLibraryNames, TypedTextNamesANumberOrAString) {
+    struct Case {
+        std::string text;
+        std::optional<std::uint16_t> id;
+        std::string name;  // empty with no id: refused
+    };
+    for (const Case& c : std::vector<Case>{{"7", 7, ""},
+                                           {" 32767 ", 32767, ""},
+                                           {"32768", std::nullopt, ""},
+                                           {"0", std::nullopt, ""},
+                                           {"0012", 12, ""},
+                                           {"123456", std::nullopt, ""},
+                                           {"Folder open", std::nullopt, "Folder open"},
+                                           {"  ", std::nullopt, ""},
+                                           {"caf\xc3\xa9", std::nullopt, ""},
+                                           {std::string(256, 'A'), std::nullopt, ""},
+                                           {std::string(255, 'A'), std::nullopt, std::string(255, 'A')}}) {
+        SCOPED_TRACE(c.text);
+        std::string error;
+        const std::optional<ResourceName> name = ParseLibraryName(c.text, error);
+        ASSERT_EQ(name.has_value(), c.id.has_value() || !c.name.empty());
+        EXPECT_EQ(error.empty(), name.has_value());
+        if (name) {
+            EXPECT_EQ(name->id, c.id);
+            EXPECT_EQ(name->text, c.name);
+        }
+    }
+}
+
+TEST(IconLibraryModel, EditsKeepEveryIconByteForByteAndNamesUnique) {
+    const Bytes a = format_test::IconFileOf({format_test::MakeIcon(16, 16, 16, false, 1)});
+    const Bytes b = format_test::IconFileOf({format_test::MakeIcon(32, 32, 0, true, 2, true),
+                                             format_test::MakeIcon(16, 16, 256, false, 3)});
+    const auto file = WriteIconLibrary({{ResourceName{5, {}}, a}, {ResourceName{{}, "TOOLS"}, b}}, "lib");
+    ASSERT_TRUE(file);
+    IconLibrary library;
+    ASSERT_TRUE(library.Read(*file));
+    ASSERT_EQ(library.Icons().size(), 2u);
+    // Read back as the files they were made from.
+    EXPECT_EQ(library.Icons()[0].file, a);
+    EXPECT_EQ(library.Icons()[1].file, b);
+    EXPECT_FALSE(library.Read(a));
+    EXPECT_EQ(library.Icons().size(), 2u);
+
+    // New icons take the lowest free number, or a name nobody has.
+    ASSERT_TRUE(library.Add(b, 0, ResourceName{5, {}}));
+    EXPECT_EQ(library.Icons()[0].name.Display(), "1");
+    ASSERT_TRUE(library.Add(a, 99, ResourceName{{}, "Extra"}));
+    EXPECT_EQ(library.Icons()[3].name.Display(), "Extra");
+    EXPECT_FALSE(library.Add(Bytes{0, 0, 1, 0, 0, 0}, 0));
+    EXPECT_EQ(library.Rename(3, "tools"), "another icon is named tools");
+    EXPECT_EQ(library.Rename(3, "0"), "a number must be from 1 to 32767");
+    EXPECT_EQ(library.Rename(3, "2"), "");
+
+    // Moves either way, removal, and a replacement found by its key wherever the icon went.
+    const std::uint64_t tools = library.Icons()[2].key;
+    library.Move(0, 3);
+    library.Move(3, 1);
+    library.Remove(0);
+    std::vector<std::string> names;
+    for (const LibraryIcon& icon : library.Icons()) names.push_back(icon.name.Display());
+    EXPECT_EQ(names, (std::vector<std::string>{"1", "TOOLS", "2"}));
+    EXPECT_EQ(library.IndexOf(tools), 1u);
+    EXPECT_TRUE(library.Replace(tools, a));
+    EXPECT_FALSE(library.Replace(tools, Bytes(10, 0)));
+    EXPECT_EQ(library.Icons()[1].file, a);
+    EXPECT_EQ(library.FolderNames("/x/My lib.icl"),
+              (std::vector<std::string>{"My lib-1.ico", "My lib-TOOLS.ico", "My lib-2.ico"}));
+
+    // Each kind of file reads back as the library holds it.
+    for (const LibraryKind kind : {LibraryKind::Icl, LibraryKind::Dll32, LibraryKind::Dll64}) {
+        const auto written = library.Write(kind, "lib");
+        ASSERT_TRUE(written);
+        IconLibrary again;
+        ASSERT_TRUE(again.Read(*written));
+        ASSERT_EQ(again.Icons().size(), 3u);
+        for (const LibraryIcon& icon : again.Icons()) {
+            const auto same = std::find_if(library.Icons().begin(), library.Icons().end(), [&](const LibraryIcon& i) {
+                return i.name.Display() == icon.name.Display();
+            });
+            ASSERT_NE(same, library.Icons().end()) << icon.name.Display();
+            EXPECT_EQ(icon.file, same->file);
+        }
+    }
+    EXPECT_EQ(LibraryKindOf("a.DLL", 32), LibraryKind::Dll32);
+    EXPECT_EQ(LibraryKindOf("a.dll", 64), LibraryKind::Dll64);
+    EXPECT_EQ(LibraryKindOf("a.icl", 32), LibraryKind::Icl);
+}
+
+}  // namespace
+}  // namespace tellurine::shell
