@@ -196,7 +196,7 @@ void ExeDocTest::listsOpensAndCopiesTheGroups() {
     for (int row = 0; row < tiles.rowCount(); ++row) {
         const auto& [name, formats] = cli[static_cast<std::size_t>(row)];
         QCOMPARE(tiles.index(row).data(Qt::DisplayRole).toString(), name);
-        QCOMPARE(tiles.index(row).data(CExeTileModel::kInfoRole).toString(),
+        QCOMPARE(tiles.index(row).data(kTileInfoRole).toString(),
                  formats.size() == 1 ? QString("1 format") : QString("%1 formats").arg(formats.size()));
         Select(*frame, row);
         QVERIFY(s.app->MainFrame()->Action("program.open")->isEnabled());

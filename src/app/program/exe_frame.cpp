@@ -28,10 +28,6 @@ namespace tellurine::app {
 
 namespace {
 
-// Margins of a tile around its picture and text, and the gap between two tiles.
-constexpr int kTilePadding = 6;
-constexpr int kTileGap = 8;
-constexpr int kMinTextWidth = 80;
 // Failures listed by name in one message at most.
 constexpr int kMaxListedNames = 10;
 
@@ -81,69 +77,13 @@ QVariant CExeTileModel::data(const QModelIndex& index, int role) const {
     if (tile == nullptr) return {};
     switch (role) {
         case Qt::DisplayRole: return tile->name;
-        case kInfoRole: return QString::fromStdString(shell::ProgramTileInfo(tile->formatCount));
+        case kTileInfoRole: return QString::fromStdString(shell::ProgramTileInfo(tile->formatCount));
+        case kTilePictureRole: return tile->picture;
         case Qt::ToolTipRole:
             return QString::fromStdString(shell::ProgramTileToolTip(tile->name.toStdString(), tile->formatCount,
                                                                     tile->shownSize.width(), tile->shownSize.height()));
         default: return {};
     }
-}
-
-CExeTileDelegate::CExeTileDelegate(const CFileExeDocument& document, bool showInfo, QObject* parent)
-    : QStyledItemDelegate(parent), document_(document), showInfo_(showInfo) {}
-
-int CExeTileDelegate::IconSide() const {
-    const int largest = document_.LargestPictureSide();
-    return largest > 0 ? std::clamp(largest, 16, shell::kProgramTileSide) : 32;
-}
-
-QSize CExeTileDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex&) const {
-    const int lines = showInfo_ ? 2 : 1;
-    const int side = IconSide();
-    return {std::max(side, kMinTextWidth) + 2 * kTilePadding,
-            kTilePadding + side + kTilePadding + lines * option.fontMetrics.height() + kTilePadding};
-}
-
-void CExeTileDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const {
-    const auto* model = qobject_cast<const CExeTileModel*>(index.model());
-    const ExeTile* tile = model != nullptr ? model->Tile(index.row()) : nullptr;
-    if (tile == nullptr) return;
-    painter->save();
-    const QRect r = option.rect;
-    const bool selected = (option.state & QStyle::State_Selected) != 0;
-    const QPalette::ColorGroup group = (option.state & QStyle::State_Active) != 0 ? QPalette::Active : QPalette::Inactive;
-    if (selected || (option.state & QStyle::State_MouseOver) != 0) {
-        QColor fill = option.palette.color(group, QPalette::Highlight);
-        fill.setAlpha(selected ? 60 : 25);
-        painter->setRenderHint(QPainter::Antialiasing);
-        painter->setPen(selected ? option.palette.color(group, QPalette::Highlight) : Qt::transparent);
-        painter->setBrush(fill);
-        painter->drawRoundedRect(QRectF(r).adjusted(0.5, 0.5, -0.5, -0.5), 4, 4);
-        painter->setRenderHint(QPainter::Antialiasing, false);
-    }
-
-    // The picture centred in its square, on whole device-independent pixels.
-    const int side = IconSide();
-    const QRect square(r.left() + (r.width() - side) / 2, r.top() + kTilePadding, side, side);
-    if (!tile->picture.isNull()) {
-        const QSizeF shown = tile->picture.deviceIndependentSize();
-        const QPointF at(square.left() + static_cast<int>((side - shown.width()) / 2),
-                         square.top() + static_cast<int>((side - shown.height()) / 2));
-        painter->drawImage(at, tile->picture);
-    }
-
-    const QFontMetrics& fm = option.fontMetrics;
-    const QRect textArea(r.left() + 2, square.bottom() + 1 + kTilePadding, r.width() - 4, fm.height());
-    painter->setPen(option.palette.color(group, QPalette::Text));
-    painter->drawText(textArea, Qt::AlignHCenter | Qt::AlignTop,
-                      fm.elidedText(tile->name, Qt::ElideMiddle, textArea.width()));
-    if (showInfo_) {
-        painter->setPen(option.palette.color(group, QPalette::PlaceholderText));
-        painter->drawText(textArea.translated(0, fm.height()), Qt::AlignHCenter | Qt::AlignTop,
-                          fm.elidedText(index.data(CExeTileModel::kInfoRole).toString(), Qt::ElideRight,
-                                        textArea.width()));
-    }
-    painter->restore();
 }
 
 // ---- View -------------------------------------------------------------------------------------
@@ -164,7 +104,7 @@ CFileExeView::CFileExeView(CFileExeDocument& document, bool showInfo, QWidget* p
     setDragDropMode(QAbstractItemView::DragOnly);
     setDefaultDropAction(Qt::CopyAction);
     model_ = new CExeTileModel(document_, this);
-    delegate_ = new CExeTileDelegate(document_, showInfo, this);
+    delegate_ = new CTileDelegate([&document] { return document.LargestPictureSide(); }, showInfo, this);
     setModel(model_);
     setItemDelegate(delegate_);
     UpdateGrid();
@@ -173,10 +113,7 @@ CFileExeView::CFileExeView(CFileExeDocument& document, bool showInfo, QWidget* p
 }
 
 void CFileExeView::UpdateGrid() {
-    QStyleOptionViewItem option;
-    option.initFrom(this);
-    const QSize grid = delegate_->sizeHint(option, {}) + QSize(kTileGap, kTileGap);
-    if (grid != gridSize()) setGridSize(grid);
+    if (const QSize grid = delegate_->GridSize(*this); grid != gridSize()) setGridSize(grid);
 }
 
 std::vector<int> CFileExeView::SelectedTiles() const {

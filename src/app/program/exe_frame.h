@@ -4,10 +4,10 @@
 
 #include <QAbstractListModel>
 #include <QListView>
-#include <QStyledItemDelegate>
 #include <QWidget>
 #include <functional>
 
+#include "app/common/tile_delegate.h"
 #include "app/program/exe_doc.h"
 
 class QAction;
@@ -18,15 +18,11 @@ namespace tellurine::app {
 class CKvApp;
 class CMainFrame;
 
-// The document's tiles as list rows: the name as text, "N formats" as the info line.
+// The document's tiles as list rows: the name as text, the picture, "N formats" as the info line.
 class CExeTileModel : public QAbstractListModel {
     Q_OBJECT
 public:
     explicit CExeTileModel(CFileExeDocument& document, QObject* parent = nullptr);
-    // The row's ExeTile (its picture and shown size).
-    static constexpr int kTileRole = Qt::UserRole + 1;
-    // The line under the name ("7 formats").
-    static constexpr int kInfoRole = Qt::UserRole + 2;
     [[nodiscard]] int rowCount(const QModelIndex& parent = {}) const override;
     [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
     [[nodiscard]] const ExeTile* Tile(int row) const;
@@ -39,22 +35,6 @@ public:
 private:
     CFileExeDocument& document_;
     int rows_ = 0;
-};
-
-// Paints a tile: the picture centred in a square of the largest picture's side, the name under
-// it and the info line under that.
-class CExeTileDelegate : public QStyledItemDelegate {
-    Q_OBJECT
-public:
-    CExeTileDelegate(const CFileExeDocument& document, bool showInfo, QObject* parent = nullptr);
-    void paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override;
-    [[nodiscard]] QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override;
-    // The side of the pictures' square, in device-independent pixels.
-    [[nodiscard]] int IconSide() const;
-
-private:
-    const CFileExeDocument& document_;
-    bool showInfo_;
 };
 
 class CFileExeView : public QListView {
@@ -78,7 +58,7 @@ private:
     void UpdateGrid();
     CFileExeDocument& document_;
     CExeTileModel* model_ = nullptr;
-    CExeTileDelegate* delegate_ = nullptr;
+    CTileDelegate* delegate_ = nullptr;
 };
 
 class CFileExeMDI : public QWidget {

@@ -1,0 +1,79 @@
+#include "app/common/tile_delegate.h"
+
+#include <QPainter>
+#include <algorithm>
+
+#include "shell/program_tiles.h"
+
+namespace tellurine::app {
+
+namespace {
+
+// Margins of a tile around its picture and text, and the gap between two tiles.
+constexpr int kTilePadding = 6;
+constexpr int kTileGap = 8;
+constexpr int kMinTextWidth = 80;
+
+}  // namespace
+
+CTileDelegate::CTileDelegate(std::function<int()> largestSide, bool showInfo, QObject* parent)
+    : QStyledItemDelegate(parent), largestSide_(std::move(largestSide)), showInfo_(showInfo) {}
+
+int CTileDelegate::IconSide() const {
+    const int largest = largestSide_();
+    return largest > 0 ? std::clamp(largest, 16, shell::kProgramTileSide) : 32;
+}
+
+QSize CTileDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex&) const {
+    const int lines = showInfo_ ? 2 : 1;
+    const int side = IconSide();
+    return {std::max(side, kMinTextWidth) + 2 * kTilePadding,
+            kTilePadding + side + kTilePadding + lines * option.fontMetrics.height() + kTilePadding};
+}
+
+QSize CTileDelegate::GridSize(const QWidget& view) const {
+    QStyleOptionViewItem option;
+    option.initFrom(&view);
+    return sizeHint(option, {}) + QSize(kTileGap, kTileGap);
+}
+
+void CTileDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const {
+    painter->save();
+    const QRect r = option.rect;
+    const bool selected = (option.state & QStyle::State_Selected) != 0;
+    const QPalette::ColorGroup group =
+        (option.state & QStyle::State_Active) != 0 ? QPalette::Active : QPalette::Inactive;
+    if (selected || (option.state & QStyle::State_MouseOver) != 0) {
+        QColor fill = option.palette.color(group, QPalette::Highlight);
+        fill.setAlpha(selected ? 60 : 25);
+        painter->setRenderHint(QPainter::Antialiasing);
+        painter->setPen(selected ? option.palette.color(group, QPalette::Highlight) : Qt::transparent);
+        painter->setBrush(fill);
+        painter->drawRoundedRect(QRectF(r).adjusted(0.5, 0.5, -0.5, -0.5), 4, 4);
+        painter->setRenderHint(QPainter::Antialiasing, false);
+    }
+
+    // The picture centred in its square, on whole device-independent pixels.
+    const int side = IconSide();
+    const QRect square(r.left() + (r.width() - side) / 2, r.top() + kTilePadding, side, side);
+    if (const QImage picture = index.data(kTilePictureRole).value<QImage>(); !picture.isNull()) {
+        const QSizeF shown = picture.deviceIndependentSize();
+        const QPointF at(square.left() + static_cast<int>((side - shown.width()) / 2),
+                         square.top() + static_cast<int>((side - shown.height()) / 2));
+        painter->drawImage(at, picture);
+    }
+
+    const QFontMetrics& fm = option.fontMetrics;
+    const QRect textArea(r.left() + 2, square.bottom() + 1 + kTilePadding, r.width() - 4, fm.height());
+    painter->setPen(option.palette.color(group, QPalette::Text));
+    painter->drawText(textArea, Qt::AlignHCenter | Qt::AlignTop,
+                      fm.elidedText(index.data(Qt::DisplayRole).toString(), Qt::ElideMiddle, textArea.width()));
+    if (showInfo_) {
+        painter->setPen(option.palette.color(group, QPalette::PlaceholderText));
+        painter->drawText(textArea.translated(0, fm.height()), Qt::AlignHCenter | Qt::AlignTop,
+                          fm.elidedText(index.data(kTileInfoRole).toString(), Qt::ElideRight, textArea.width()));
+    }
+    painter->restore();
+}
+
+}  // namespace tellurine::app
