@@ -67,6 +67,7 @@ DocKind DocKindOf(int resource) {
         case kTemplateBrowser: return DocKind::WebPage;
         case kTemplateImage: return DocKind::Animation;
         case kTemplateExe: return DocKind::Program;
+        case kTemplateIconLibrary: return DocKind::IconLibrary;
         default: return DocKind::NotYet;
     }
 }

@@ -30,6 +30,7 @@ enum class DocKind {
     WebPage,      // CBrowserDoc
     Animation,    // CIconDoc of an animated cursor's steps, shown by its player
     Program,      // CFileExeDoc: the icon groups of a program or library
+    IconLibrary,  // CFileIclDoc: the named icons of an .icl library, edited
     NotYet,       // registered, but its subsystem comes later
 };
 

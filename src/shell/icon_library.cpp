@@ -98,7 +98,8 @@ void IconLibrary::Remove(std::size_t index) {
 
 void IconLibrary::Move(std::size_t from, std::size_t to) {
     if (from >= icons_.size() || to >= icons_.size() || from == to) return;
-    const auto f = icons_.begin() + static_cast<std::ptrdiff_t>(from), t = icons_.begin() + static_cast<std::ptrdiff_t>(to);
+    const auto f = icons_.begin() + static_cast<std::ptrdiff_t>(from),
+               t = icons_.begin() + static_cast<std::ptrdiff_t>(to);
     if (from < to)
         std::rotate(f, f + 1, t + 1);
     else

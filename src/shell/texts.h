@@ -246,6 +246,27 @@ inline constexpr const char* kExeIconSet = "The icon of %1 was set; the program 
 inline constexpr const char* kExePngFolderTitle = "Save the Group's Formats as PNG Files";
 inline constexpr const char* kExeSavedPngs = "%1 PNG files saved in %2";
 
+// ---- Icon libraries.
+inline constexpr const char* kNewIconLibrary = "New Icon &Library";
+inline constexpr const char* kLibraryAddIcons = "A&dd Icons...";
+inline constexpr const char* kLibraryAddOpen = "Add &Open Icon";
+inline constexpr const char* kLibraryRemove = "&Remove";
+inline constexpr const char* kLibraryRename = "Re&name";
+inline constexpr const char* kLibraryMoveEarlier = "Move &Earlier";
+inline constexpr const char* kLibraryMoveLater = "Move &Later";
+inline constexpr const char* kLibrarySaveFolder = "Save as Icons in &Folder...";
+inline constexpr const char* kLibrarySaveFolderTitle = "Save Every Icon of the Library in a Folder";
+inline constexpr const char* kLibraryEmpty = "This library holds no icons yet. Add icons with Add Icons, or drop icon files here.";
+inline constexpr const char* kLibraryNoOpenIcons = "No icon is open";
+// %1: the files that were not added, one a line.
+inline constexpr const char* kLibraryNotAdded = "These files hold no icon that a library can take:\n%1";
+// %1: the name typed; %2: why it cannot be used.
+inline constexpr const char* kLibraryBadName = "The icon cannot be named \"%1\": %2.";
+inline constexpr const char* kLibraryIclFilter = "Icon Library (*.icl)";
+inline constexpr const char* kLibraryDll64Filter = "Resource Library, 64-bit (*.dll)";
+inline constexpr const char* kLibraryDll32Filter = "Resource Library, 32-bit (*.dll)";
+inline constexpr const char* kLibraryDoesNotFit = "the icons do not fit a file of this kind";
+
 // ---- Image commands.
 inline constexpr const char* kMenuImage = "&Image";
 inline constexpr const char* kMenuFilters = "&Filters";

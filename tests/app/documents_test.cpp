@@ -228,8 +228,9 @@ void DocumentsTest::openFailuresSayWhyAndOpenNothing() {
         {"empty.ani", "", QMessageBox::Critical, text::kIconReadError, true},
         {"tool.exe", "MZ and nothing", QMessageBox::Critical, text::kIconReadError, false},
         {"text.dll", QByteArray(200, 'x'), QMessageBox::Critical, text::kIconReadError, false},
-        {"library.icl", "MZ", QMessageBox::Information,
-         "library.icl is a file of the kind \"Icon Library\", which this version of Tellurine cannot open yet.", false},
+        {"library.icl", "MZ", QMessageBox::Critical, text::kIconReadError, false},
+        {"found.sea", "", QMessageBox::Information,
+         "found.sea is a file of the kind \"Document Recherche\", which this version of Tellurine cannot open yet.", false},
     };
     for (const auto& c : cases) {
         s.prompts->messages.clear();

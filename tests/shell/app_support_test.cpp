@@ -203,7 +203,8 @@ TEST(DocTemplates, FilesChooseTheirTemplateByExtensionAndContent) {
     for (const Case& c : cases) EXPECT_EQ(ChooseDocTemplate(c.path, c.head), c.resource) << c.path;
     EXPECT_EQ(DocKindOf(101), DocKind::IconProject);
     EXPECT_EQ(DocKindOf(113), DocKind::IconProject);
-    for (const int notYet : {104, 110, 111, 121}) EXPECT_EQ(DocKindOf(notYet), DocKind::NotYet) << notYet;
+    EXPECT_EQ(DocKindOf(104), DocKind::IconLibrary);
+    for (const int notYet : {110, 111, 121}) EXPECT_EQ(DocKindOf(notYet), DocKind::NotYet) << notYet;
 }
 
 TEST(WindowPlaces, NewWindowsCascadeInsideTheWorkspace) {

@@ -44,8 +44,8 @@ TEST(IconLibraryNames, TypedTextNamesANumberOrAString) {
 
 TEST(IconLibraryModel, EditsKeepEveryIconByteForByteAndNamesUnique) {
     const Bytes a = format_test::IconFileOf({format_test::MakeIcon(16, 16, 16, false, 1)});
-    const Bytes b = format_test::IconFileOf({format_test::MakeIcon(32, 32, 0, true, 2, true),
-                                             format_test::MakeIcon(16, 16, 256, false, 3)});
+    const Bytes b = format_test::IconFileOf(
+        {format_test::MakeIcon(32, 32, 0, true, 2, true), format_test::MakeIcon(16, 16, 256, false, 3)});
     const auto file = WriteIconLibrary({{ResourceName{5, {}}, a}, {ResourceName{{}, "TOOLS"}, b}}, "lib");
     ASSERT_TRUE(file);
     IconLibrary library;

@@ -30,6 +30,10 @@ public:
     // where it is), to a file the user names. False when it was not saved; a document that is
     // only shown is never saved.
     virtual bool Save(CKvApp& app, bool choose);
+    // Whether the document is saved at all (Save As offered), and whether Save has anything to
+    // do now (it is modified, or has no file it can be written to as it is).
+    [[nodiscard]] virtual bool CanSave() const { return false; }
+    [[nodiscard]] virtual bool SaveWanted() const { return false; }
 
 signals:
     void titleChanged();

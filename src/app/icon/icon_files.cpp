@@ -47,6 +47,10 @@ CKvDocument* OpenIconFile(CKvApp& app, const QString& path, int) {
 }
 
 bool CIconProject::Save(CKvApp& app, bool choose) {
+    if (!choose && saveBack && saveBack(Doc())) {
+        SetModifiedFlag(false);
+        return true;
+    }
     if (!choose && CanSaveInPlace()) return SaveProjectTo(app, *this, PathName());
     // The proposed name: the document's own, with the extension of what the project is.
     // An icon taken from a file of several proposes its own name, never the window's title

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QDateTime>
+#include <functional>
 
 #include "app/common/document.h"
 #include "editor/edit_session.h"
@@ -27,6 +28,12 @@ public:
     // cursors, resource and MacBinary files are saved under a new name.
     [[nodiscard]] bool CanSaveInPlace() const;
     bool Save(CKvApp& app, bool choose) override;
+    [[nodiscard]] bool CanSave() const override { return true; }
+    [[nodiscard]] bool SaveWanted() const override { return IsModified() || !CanSaveInPlace(); }
+    // Set for a project opened from a container the program keeps open (an icon library): Save
+    // hands the formats back to it, and is false when it can no longer take them (then Save
+    // asks for a file).
+    std::function<bool(const CIconDoc& doc)> saveBack;
     // When the formats last changed (or the project was read or made).
     [[nodiscard]] const QDateTime& LastChange() const { return lastChange_; }
 

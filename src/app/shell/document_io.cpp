@@ -11,6 +11,7 @@
 #include "app/ani/ani_doc.h"
 #include "app/common/long_work.h"
 #include "app/icon/icon_files.h"
+#include "app/library/library_doc.h"
 #include "app/picture/dib_frame.h"
 #include "app/program/exe_doc.h"
 #include "app/shell/kv_app.h"
@@ -34,6 +35,7 @@ constexpr KindOpener kOpeners[] = {
     {shell::DocKind::Vector, OpenPictureFile},
     {shell::DocKind::Animation, OpenAnimatedCursor},
     {shell::DocKind::Program, OpenProgramFile},
+    {shell::DocKind::IconLibrary, OpenIconLibrary},
     {shell::DocKind::WebPage, OpenWebPage},
 };
 

@@ -6,6 +6,7 @@
 
 #include "app/icon/icon_files.h"
 #include "app/icon/icon_project.h"
+#include "app/library/library_doc.h"
 #include "app/shell/kv_app.h"
 #include "app/shell/main_frame.h"
 #include "shell/texts.h"
@@ -16,11 +17,12 @@ void RegisterFileCommands(CMainFrame& main) {
     CKvApp& app = main.App();
     CommandRegistry& commands = *main.commands;
     const auto hasDocument = [&main] { return main.ActiveDocument() != nullptr; };
-    const auto project = [&main] { return qobject_cast<CIconProject*>(main.ActiveDocument()); };
+    const auto saved = [&main] { return main.ActiveDocument() != nullptr && main.ActiveDocument()->CanSave(); };
     const auto hasWindows = [&main] { return !main.Children().empty(); };
 
     commands.Add({.id = "file.new", .text = text::kNewIcon, .shortcut = QKeySequence::New,
                   .execute = [&app] { NewIconFromDialog(app); }, .icon = QStyle::SP_FileIcon});
+    commands.Add({.id = "file.newLibrary", .text = text::kNewIconLibrary, .execute = [&app] { NewIconLibrary(app); }});
     commands.Add({.id = "file.open", .text = text::kOpen, .shortcut = QKeySequence::Open,
                   .execute = [&app, &main] {
                       const QString folder = QString::fromStdString(app.prefs.ActualDir);
@@ -34,11 +36,11 @@ void RegisterFileCommands(CMainFrame& main) {
                   .execute = [&main] { main.ActiveChild()->close(); }, .enabled = hasDocument});
     commands.Add({.id = "file.save", .text = text::kSave, .shortcut = QKeySequence::Save,
                   .execute = [&app, &main] { app.SaveDocument(main.ActiveDocument()); },
-                  .enabled = [project] { return project() != nullptr && (project()->IsModified() || !project()->CanSaveInPlace()); },
+                  .enabled = [saved, &main] { return saved() && main.ActiveDocument()->SaveWanted(); },
                   .icon = QStyle::SP_DialogSaveButton});
     commands.Add({.id = "file.saveAs", .text = text::kSaveAs, .shortcut = QKeySequence::SaveAs,
                   .execute = [&app, &main] { app.SaveDocumentAs(main.ActiveDocument()); },
-                  .enabled = [project] { return project() != nullptr; }});
+                  .enabled = saved});
     commands.Add({.id = "file.exit", .text = text::kExit, .shortcut = QKeySequence(Qt::ALT | Qt::Key_F4),
                   .execute = [&main] { main.close(); }});
     commands.Add({.id = "app.preferences", .text = text::kPreferences, .shortcut = QKeySequence::Preferences,

@@ -22,6 +22,7 @@
 #include "app/icon/icon_frame.h"
 #include "app/icon/icon_project.h"
 #include "app/icon/icon_view.h"
+#include "app/library/library_frame.h"
 #include "app/program/exe_frame.h"
 #include "app/shell/file_commands.h"
 #include "app/shell/kv_app.h"
@@ -145,6 +146,7 @@ CMainFrame::CMainFrame(CKvApp& app) : app_(app) {
     RegisterToolCommands(*this);
     RegisterImageCommands(*this);
     RegisterProgramCommands(*this);
+    RegisterLibraryCommands(*this);
     RegisterAnimationCommands(*this);
     // What is shown of the main window: the bars are the window's own, so their commands are here.
     const auto shown = [this](QWidget* bar, const char* id, const char* label) {
@@ -193,7 +195,7 @@ QAction* CMainFrame::Action(const QString& id) const { return commands->Action(i
 
 void CMainFrame::CreateMenus() {
     QMenu* file = menuBar()->addMenu(text::kMenuFile);
-    commands->AddTo(file, {"file.new", "file.open", "file.close", "-", "file.newIconFromImage", "file.batch", "-",
+    commands->AddTo(file, {"file.new", "file.newLibrary", "file.open", "file.close", "-", "file.newIconFromImage", "file.batch", "-",
                            "file.save", "file.saveAs", "-", "file.print", "file.printPreview", "-"});
     recentMenu = file->addMenu(text::kRecentFiles);
     moreRecentMenu = file->addMenu(text::kMoreRecentFiles);

@@ -1,0 +1,410 @@
+#include "app/library/library_frame.h"
+
+#include <QAction>
+#include <QClipboard>
+#include <QDir>
+#include <QFileInfo>
+#include <QGuiApplication>
+#include <QMenu>
+#include <QMimeData>
+#include <QPainter>
+#include <QPointer>
+#include <QStatusBar>
+#include <QStyle>
+#include <QToolBar>
+#include <QUrl>
+#include <QVBoxLayout>
+#include <algorithm>
+#include <new>
+
+#include "app/common/long_work.h"
+#include "app/icon/clipboard.h"
+#include "app/icon/icon_project.h"
+#include "app/shell/kv_app.h"
+#include "app/shell/main_frame.h"
+#include "image/file_io.h"
+#include "shell/doc_templates.h"
+#include "shell/program_tiles.h"
+#include "shell/texts.h"
+
+namespace tellurine::app {
+
+namespace {
+
+// Rows dragged inside one library window: their numbers, one a line.
+constexpr const char* kLibraryRowsMime = "application/x-tellurine-library-rows";
+
+// A list view whose empty state says how to fill it.
+class CLibraryView : public QListView {
+public:
+    using QListView::QListView;
+
+protected:
+    void paintEvent(QPaintEvent* event) override {
+        QListView::paintEvent(event);
+        if (model() != nullptr && model()->rowCount() == 0) {
+            QPainter painter(viewport());
+            painter.setPen(palette().color(QPalette::PlaceholderText));
+            painter.drawText(viewport()->rect().adjusted(16, 16, -16, -16), Qt::AlignCenter | Qt::TextWordWrap,
+                             text::kLibraryEmpty);
+        }
+    }
+};
+
+}  // namespace
+
+// ---- Model ------------------------------------------------------------------------------------
+
+CLibraryModel::CLibraryModel(CFileIclDocument& document, QObject* parent)
+    : QAbstractListModel(parent), document_(document) {
+    connect(&document_, &CFileIclDocument::iconsChanged, this, [this] {
+        beginResetModel();
+        endResetModel();
+    });
+}
+
+int CLibraryModel::rowCount(const QModelIndex& parent) const {
+    return parent.isValid() ? 0 : document_.Count();
+}
+
+QVariant CLibraryModel::data(const QModelIndex& index, int role) const {
+    if (!index.isValid() || index.row() >= document_.Count()) return {};
+    const shell::LibraryIcon& icon = document_.Library().Icons()[static_cast<std::size_t>(index.row())];
+    const LibraryTile& tile = document_.Tile(index.row());
+    const QString name = QString::fromStdString(icon.name.Display());
+    switch (role) {
+        case Qt::DisplayRole:
+        case Qt::EditRole: return name;
+        case kTilePictureRole: return tile.picture;
+        case kTileInfoRole: return QString::fromStdString(shell::ProgramTileInfo(tile.formats));
+        case Qt::ToolTipRole:
+            return QString::fromStdString(shell::ProgramTileToolTip(name.toStdString(), tile.formats,
+                                                                    tile.shownSize.width(), tile.shownSize.height()));
+        default: return {};
+    }
+}
+
+bool CLibraryModel::setData(const QModelIndex& index, const QVariant& value, int role) {
+    if (role != Qt::EditRole || !index.isValid()) return false;
+    const QString typed = value.toString();
+    if (typed == data(index, Qt::EditRole).toString()) return false;
+    const QString refused = document_.Rename(index.row(), typed);
+    if (!refused.isEmpty()) emit renameRefused(refused);
+    return refused.isEmpty();
+}
+
+Qt::ItemFlags CLibraryModel::flags(const QModelIndex& index) const {
+    const Qt::ItemFlags base = QAbstractListModel::flags(index) | Qt::ItemIsDropEnabled;
+    return index.isValid() ? base | Qt::ItemIsEditable | Qt::ItemIsDragEnabled : base;
+}
+
+Qt::DropActions CLibraryModel::supportedDropActions() const {
+    return Qt::MoveAction | Qt::CopyAction;
+}
+
+QStringList CLibraryModel::mimeTypes() const {
+    return {kLibraryRowsMime, "text/uri-list"};
+}
+
+QMimeData* CLibraryModel::mimeData(const QModelIndexList& indexes) const {
+    std::vector<int> rows;
+    for (const QModelIndex& index : indexes) rows.push_back(index.row());
+    std::sort(rows.begin(), rows.end());
+    QStringList lines;
+    for (const int row : rows) lines << QString::number(row);
+    auto* data = new QMimeData;
+    data->setData(kLibraryRowsMime, lines.join('\n').toUtf8());
+    return data;
+}
+
+bool CLibraryModel::dropMimeData(const QMimeData* data, Qt::DropAction, int row, int, const QModelIndex& parent) {
+    // Dropped on a tile: before it; between tiles or past them: there.
+    const int at = parent.isValid() ? parent.row() : row < 0 ? document_.Count() : row;
+    if (data->hasFormat(kLibraryRowsMime)) {
+        std::vector<int> rows;
+        for (const QByteArray& line : data->data(kLibraryRowsMime).split('\n')) rows.push_back(line.toInt());
+        emit dropped(document_.Move(rows, at), static_cast<int>(rows.size()));
+        return false;  // moved here: the view must not remove the rows it dragged
+    }
+    QStringList files;
+    for (const QUrl& url : data->urls())
+        if (url.isLocalFile()) files << url.toLocalFile();
+    if (files.isEmpty()) return false;
+    QStringList failures;
+    const int added = document_.AddFiles(files, at, failures);
+    if (added > 0) emit dropped(at, added);
+    return added > 0;
+}
+
+// ---- Frame ------------------------------------------------------------------------------------
+
+CFileIclMDI::CFileIclMDI(CKvApp& app, CFileIclDocument& document, QWidget* parent)
+    : QWidget(parent), app_(app), document_(document) {
+    setObjectName("CFileIclMDI");
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(0);
+    toolBar = new QToolBar(this);
+    toolBar->setObjectName("libraryToolBar");
+    toolBar->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    view = new CLibraryView(this);
+    view->setObjectName("CFileIclView");
+    view->setViewMode(QListView::IconMode);
+    view->setMovement(QListView::Static);
+    view->setResizeMode(QListView::Adjust);
+    view->setWrapping(true);
+    view->setUniformItemSizes(true);
+    view->setSelectionMode(QAbstractItemView::ExtendedSelection);
+    view->setEditTriggers(QAbstractItemView::EditKeyPressed | QAbstractItemView::SelectedClicked);
+    view->setContextMenuPolicy(Qt::ActionsContextMenu);
+    view->setDragDropMode(QAbstractItemView::DragDrop);
+    view->setDefaultDropAction(Qt::MoveAction);
+    view->setDropIndicatorShown(true);
+    model = new CLibraryModel(document_, this);
+    auto* delegate = new CTileDelegate([&document] { return document.LargestPictureSide(); }, true, view);
+    view->setModel(model);
+    view->setItemDelegate(delegate);
+    layout->addWidget(toolBar);
+    layout->addWidget(view, 1);
+    setFocusProxy(view);
+
+    if (CMainFrame* main = app_.MainFrame())
+        for (const auto& [id, can] :
+             {std::pair{"library.open", &CFileIclMDI::HasSelection}, std::pair{"library.add", &CFileIclMDI::Always},
+              std::pair{"library.addOpen", &CFileIclMDI::Always}, std::pair{"library.paste", &CFileIclMDI::CanPaste},
+              std::pair{"library.remove", &CFileIclMDI::HasSelection},
+              std::pair{"library.rename", &CFileIclMDI::HasOne},
+              std::pair{"library.moveEarlier", &CFileIclMDI::CanMoveEarlier},
+              std::pair{"library.moveLater", &CFileIclMDI::CanMoveLater},
+              std::pair{"library.saveFolder", &CFileIclMDI::HasIcons}})
+            if (QAction* action = main->commands->WindowAction(id, this)) {
+                toolBar->addAction(action);
+                view->addAction(action);
+                buttons_.push_back({action, can});
+            }
+
+    const auto grid = [this, delegate] {
+        if (const QSize size = delegate->GridSize(*view); size != view->gridSize()) view->setGridSize(size);
+    };
+    grid();
+    connect(&document_, &CFileIclDocument::iconsChanged, this, grid);
+    connect(&document_, &CFileIclDocument::iconsChanged, this, &CFileIclMDI::updateActions);
+    connect(model, &CLibraryModel::renameRefused, this, [this](const QString& message) { app_.ShowError(message); });
+    connect(model, &CLibraryModel::dropped, this, &CFileIclMDI::Select);
+    connect(view, &QAbstractItemView::doubleClicked, this, [this](const QModelIndex& index) {
+        if (index.isValid()) OnOpen();
+    });
+    connect(view->selectionModel(), &QItemSelectionModel::selectionChanged, this, &CFileIclMDI::updateActions);
+    connect(model, &QAbstractItemModel::modelReset, this, [this] {
+        connect(view->selectionModel(), &QItemSelectionModel::selectionChanged, this, &CFileIclMDI::updateActions,
+                Qt::UniqueConnection);
+    });
+    updateActions();
+}
+
+std::vector<int> CFileIclMDI::SelectedRows() const {
+    std::vector<int> rows;
+    for (const QModelIndex& index : view->selectionModel()->selectedIndexes()) rows.push_back(index.row());
+    std::sort(rows.begin(), rows.end());
+    return rows;
+}
+
+bool CFileIclMDI::Always() const {
+    return true;
+}
+bool CFileIclMDI::HasSelection() const {
+    return !SelectedRows().empty();
+}
+bool CFileIclMDI::HasOne() const {
+    return SelectedRows().size() == 1;
+}
+bool CFileIclMDI::HasIcons() const {
+    return document_.Count() > 0;
+}
+bool CFileIclMDI::CanMoveEarlier() const {
+    const std::vector<int> rows = SelectedRows();
+    return !rows.empty() && rows.front() > 0;
+}
+bool CFileIclMDI::CanMoveLater() const {
+    const std::vector<int> rows = SelectedRows();
+    return !rows.empty() && rows.back() < document_.Count() - 1;
+}
+bool CFileIclMDI::CanPaste() const {
+    const QMimeData* copied = QGuiApplication::clipboard()->mimeData();
+    return copied != nullptr &&
+           (copied->hasFormat(kIconEditMime) || copied->hasFormat(kIconFormatMime) || copied->hasUrls());
+}
+
+void CFileIclMDI::updateActions() {
+    for (const auto& [action, can] : buttons_) action->setEnabled((this->*can)());
+    if (CMainFrame* main = app_.MainFrame()) main->commands->Update();
+}
+
+QAction* CFileIclMDI::Button(const QString& id) const {
+    for (const auto& button : buttons_)
+        if (button.first->objectName() == id) return button.first;
+    return nullptr;
+}
+
+void CFileIclMDI::Select(int first, int count) {
+    view->selectionModel()->clearSelection();
+    for (int row = first; row < first + count && row < document_.Count(); ++row)
+        view->selectionModel()->select(model->index(row), QItemSelectionModel::Select);
+    if (first < document_.Count())
+        view->selectionModel()->setCurrentIndex(model->index(first), QItemSelectionModel::NoUpdate);
+    updateActions();
+}
+
+void CFileIclMDI::OnOpen() {
+    for (const int row : SelectedRows()) {
+        try {
+            OpenLibraryIcon(app_, document_, row);
+        } catch (const std::bad_alloc&) {
+            app_.ShowError(text::kOutOfMemory, text::kOutOfMemoryTitle);
+            return;
+        }
+    }
+}
+
+void CFileIclMDI::OnAddFiles() {
+    const QString folder = document_.PathName().isEmpty() ? QString::fromStdString(app_.prefs.ActualDir)
+                                                          : QFileInfo(document_.PathName()).absolutePath();
+    const QStringList files = app_.Prompts().GetOpenFileNames(
+        this, folder, QString::fromStdString(shell::QtFilterList(shell::OpenFileFilters())));
+    if (files.isEmpty()) return;
+    const std::vector<int> rows = SelectedRows();
+    const int at = rows.empty() ? document_.Count() : rows.back() + 1;
+    QStringList failures;
+    int added = 0;
+    {
+        const WaitCursor busy;
+        added = document_.AddFiles(files, at, failures);
+    }
+    Select(at, added);
+    if (!failures.isEmpty()) app_.ShowError(QString(text::kLibraryNotAdded).arg(failures.join('\n')));
+}
+
+void CFileIclMDI::OnPaste() {
+    const QMimeData* copied = QGuiApplication::clipboard()->mimeData();
+    if (copied == nullptr) return;
+    const std::vector<int> rows = SelectedRows();
+    const int at = rows.empty() ? document_.Count() : rows.back() + 1;
+    CIconDoc doc;
+    if (!IconFromMimeData(*copied, doc))
+        for (CKvIcon& format : FormatsFromMimeData(*copied)) doc.AddFormat(std::move(format));
+    if (doc.GetFormatCount() > 0) {
+        if (document_.AddIcon(doc, at)) Select(at, 1);
+        return;
+    }
+    QStringList files, failures;
+    for (const QUrl& url : copied->urls())
+        if (url.isLocalFile()) files << url.toLocalFile();
+    Select(at, document_.AddFiles(files, at, failures));
+    if (!failures.isEmpty()) app_.ShowError(QString(text::kLibraryNotAdded).arg(failures.join('\n')));
+}
+
+void CFileIclMDI::OnAddOpenIcon() {
+    // A menu of the icon projects open now; the one chosen is added as it is on its canvas.
+    QMenu menu(this);
+    for (CKvMdiChild* child : app_.MainFrame()->Children())
+        if (auto* project = qobject_cast<CIconProject*>(child->Document()))
+            menu.addAction(project->Title(), this, [this, open = QPointer<CIconProject>(project)] {
+                if (open == nullptr) return;
+                const std::vector<int> rows = SelectedRows();
+                const int at = rows.empty() ? document_.Count() : rows.back() + 1;
+                if (document_.AddIcon(open->Doc(), at, QFileInfo(open->PathName()).completeBaseName())) Select(at, 1);
+            });
+    if (menu.isEmpty()) menu.addAction(text::kLibraryNoOpenIcons)->setEnabled(false);
+    menu.exec(QCursor::pos());
+}
+
+void CFileIclMDI::OnRemove() {
+    document_.Remove(SelectedRows());
+}
+
+void CFileIclMDI::OnRename() {
+    const std::vector<int> rows = SelectedRows();
+    if (rows.size() == 1) view->edit(model->index(rows.front()));
+}
+
+void CFileIclMDI::OnMoveEarlier() {
+    const std::vector<int> rows = SelectedRows();
+    if (!rows.empty() && rows.front() > 0)
+        Select(document_.Move(rows, rows.front() - 1), static_cast<int>(rows.size()));
+}
+
+void CFileIclMDI::OnMoveLater() {
+    const std::vector<int> rows = SelectedRows();
+    if (!rows.empty() && rows.back() < document_.Count() - 1)
+        Select(document_.Move(rows, rows.back() + 2), static_cast<int>(rows.size()));
+}
+
+void CFileIclMDI::OnSaveFolder() {
+    const QString start = document_.PathName().isEmpty() ? QString::fromStdString(app_.prefs.ActualDir)
+                                                         : QFileInfo(document_.PathName()).absolutePath();
+    const QString folder = app_.Prompts().GetExistingDirectory(this, text::kLibrarySaveFolderTitle, start);
+    if (folder.isEmpty()) return;
+    const QString library = document_.PathName().isEmpty() ? document_.Title() : document_.PathName();
+    const std::vector<std::string> names = document_.Library().FolderNames(library.toStdString());
+    QStringList existing;
+    for (const std::string& name : names)
+        if (QFileInfo::exists(QDir(folder).filePath(QString::fromStdString(name))))
+            existing << QString::fromStdString(name);
+    if (!existing.isEmpty() &&
+        !app_.Prompts().AskYesNo(this, text::kOverwriteTitle,
+                                 QString(text::kExeReplaceFiles)
+                                     .arg(existing.size())
+                                     .arg(QDir::toNativeSeparators(folder), existing.join('\n'))))
+        return;
+    // Each icon's own bytes, as the library holds them.
+    QStringList failures;
+    RunLongWork(
+        app_.Prompts(), this, QString(text::kSavingFile).arg(QDir::toNativeSeparators(folder)),
+        [&] {
+            for (std::size_t i = 0; i < names.size(); ++i) {
+                std::string error;
+                const std::string path = QDir(folder).filePath(QString::fromStdString(names[i])).toStdString();
+                if (!WriteFileAtomically(path, document_.Library().Icons()[i].file, error))
+                    failures << QString::fromStdString(names[i] + ": " + error);
+            }
+        },
+        Cancel::NotAllowed);
+    if (!failures.isEmpty())
+        app_.ShowError(QString(text::kExeSaveAllFailed).arg(QDir::toNativeSeparators(folder), failures.join('\n')));
+    else
+        app_.MainFrame()->statusBar()->showMessage(
+            QString(text::kExeSavedAll).arg(names.size()).arg(QDir::toNativeSeparators(folder)), 5000);
+}
+
+// ---- Commands ---------------------------------------------------------------------------------
+
+void RegisterLibraryCommands(CMainFrame& main) {
+    using F = CFileIclMDI;
+    QAction* open = main.AddFrameCommand<F>(
+        {.id = "library.open", .text = text::kExeOpenAsProject, .icon = QStyle::SP_DialogOpenButton}, &F::OnOpen,
+        &F::HasSelection);
+    open->setShortcuts({QKeySequence(Qt::Key_Return), QKeySequence(Qt::Key_Enter)});
+    main.AddFrameCommand<F>({.id = "library.add", .text = text::kLibraryAddIcons, .icon = QStyle::SP_FileIcon},
+                            &F::OnAddFiles, &F::Always);
+    main.AddFrameCommand<F>({.id = "library.addOpen", .text = text::kLibraryAddOpen}, &F::OnAddOpenIcon, &F::Always);
+    main.AddFrameCommand<F>({.id = "library.paste", .text = text::kPaste, .shortcut = QKeySequence::Paste}, &F::OnPaste,
+                            &F::CanPaste);
+    main.AddFrameCommand<F>({.id = "library.remove",
+                             .text = text::kLibraryRemove,
+                             .shortcut = QKeySequence::Delete,
+                             .icon = QStyle::SP_TrashIcon},
+                            &F::OnRemove, &F::HasSelection);
+    main.AddFrameCommand<F>(
+        {.id = "library.rename", .text = text::kLibraryRename, .shortcut = QKeySequence(Qt::Key_F2)}, &F::OnRename,
+        &F::HasOne);
+    main.AddFrameCommand<F>(
+        {.id = "library.moveEarlier", .text = text::kLibraryMoveEarlier, .icon = QStyle::SP_ArrowBack},
+        &F::OnMoveEarlier, &F::CanMoveEarlier);
+    main.AddFrameCommand<F>(
+        {.id = "library.moveLater", .text = text::kLibraryMoveLater, .icon = QStyle::SP_ArrowForward}, &F::OnMoveLater,
+        &F::CanMoveLater);
+    main.AddFrameCommand<F>({.id = "library.saveFolder", .text = text::kLibrarySaveFolder, .icon = QStyle::SP_DirIcon},
+                            &F::OnSaveFolder, &F::HasIcons);
+}
+
+}  // namespace tellurine::app

@@ -1,0 +1,89 @@
+// The icon library's window: its icons as tiles in their order (named, with how many formats
+// each has), renamed in place, reordered by dragging, and files dropped on it added.
+#pragma once
+
+#include <QAbstractListModel>
+#include <QListView>
+#include <QWidget>
+
+#include "app/common/tile_delegate.h"
+#include "app/library/library_doc.h"
+
+class QAction;
+class QToolBar;
+
+namespace tellurine::app {
+
+class CKvApp;
+class CMainFrame;
+
+// The library's icons as rows: the name (shown and edited), the tile's picture and info line.
+class CLibraryModel : public QAbstractListModel {
+    Q_OBJECT
+public:
+    explicit CLibraryModel(CFileIclDocument& document, QObject* parent = nullptr);
+    [[nodiscard]] int rowCount(const QModelIndex& parent = {}) const override;
+    [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
+    bool setData(const QModelIndex& index, const QVariant& value, int role) override;
+    [[nodiscard]] Qt::ItemFlags flags(const QModelIndex& index) const override;
+    [[nodiscard]] Qt::DropActions supportedDropActions() const override;
+    [[nodiscard]] QStringList mimeTypes() const override;
+    [[nodiscard]] QMimeData* mimeData(const QModelIndexList& indexes) const override;
+    bool dropMimeData(const QMimeData* data, Qt::DropAction action, int row, int column,
+                      const QModelIndex& parent) override;
+
+signals:
+    // A name typed that no icon may have, with why.
+    void renameRefused(const QString& message);
+    // Icons were dropped in: rows moved (their first now at `row`), or files added there.
+    void dropped(int row, int count);
+
+private:
+    CFileIclDocument& document_;
+};
+
+class CFileIclMDI : public QWidget {
+    Q_OBJECT
+public:
+    CFileIclMDI(CKvApp& app, CFileIclDocument& document, QWidget* parent = nullptr);
+    [[nodiscard]] CFileIclDocument& Document() const { return document_; }
+
+    QToolBar* toolBar = nullptr;
+    QListView* view = nullptr;
+    CLibraryModel* model = nullptr;
+    // The chosen icons, in row order.
+    [[nodiscard]] std::vector<int> SelectedRows() const;
+    [[nodiscard]] bool HasSelection() const;
+    [[nodiscard]] bool HasOne() const;
+    [[nodiscard]] bool CanMoveEarlier() const;
+    [[nodiscard]] bool CanMoveLater() const;
+    [[nodiscard]] bool HasIcons() const;
+    [[nodiscard]] bool CanPaste() const;
+    [[nodiscard]] bool Always() const;
+    // The window's own button for a command ("library.add" ...); null for another id.
+    [[nodiscard]] QAction* Button(const QString& id) const;
+    // Chooses rows (and makes the first current).
+    void Select(int first, int count);
+
+public slots:
+    void updateActions();
+    void OnOpen();
+    void OnAddFiles();
+    void OnPaste();
+    void OnAddOpenIcon();
+    void OnRemove();
+    void OnRename();
+    void OnMoveEarlier();
+    void OnMoveLater();
+    void OnSaveFolder();
+
+private:
+    CKvApp& app_;
+    CFileIclDocument& document_;
+    std::vector<std::pair<QAction*, bool (CFileIclMDI::*)() const>> buttons_;
+};
+
+// The library windows' commands.
+void RegisterLibraryCommands(CMainFrame& main);
+
+}  // namespace tellurine::app
