@@ -482,15 +482,26 @@ SetIconStatus Set(std::span<const std::uint8_t> b, std::span<const std::uint8_t>
             out.insert(out.end(), b.begin() + static_cast<std::ptrdiff_t>(from),
                        b.begin() + static_cast<std::ptrdiff_t>(to));
     };
-    if (certificateSize == 0 || certificate >= b.size() || certificate + certificateSize <= rawEnd) {
-        appendFile(rawEnd, b.size());
-    } else {
-        appendFile(rawEnd, std::max(rawEnd, certificate));
-        appendFile(std::max(rawEnd, std::min<std::uint64_t>(certificate + certificateSize, b.size())), b.size());
+    // What followed the sections, but for the bytes from `cut` to `resume` (a signature removed).
+    std::uint64_t cut = b.size(), resume = b.size();
+    if (certificateSize != 0 && certificate < b.size() && certificate + certificateSize > rawEnd) {
+        cut = std::max(rawEnd, certificate);
+        resume = std::max(rawEnd, std::min<std::uint64_t>(certificate + certificateSize, b.size()));
     }
+    const std::uint64_t tail = out.size();
+    appendFile(rawEnd, cut);
+    appendFile(resume, b.size());
 
     // The headers that follow from it.
     if (!last) StoreU16(out.data() + pe->optional - 20 + 2, static_cast<std::uint16_t>(pe->sections.size() + 1));
+    // A COFF symbol table after the sections (unstripped MinGW programs have one, which binutils
+    // read) moved with what followed them.
+    const std::size_t symbolTable = pe->optional - 20 + 8;
+    const std::uint64_t symbols = LoadU32(b.data() + symbolTable);
+    if (symbols >= rawEnd && symbols < b.size() && (symbols < cut || symbols >= resume)) {
+        const std::uint64_t now = tail + (symbols < cut ? symbols - rawEnd : cut - rawEnd + (symbols - resume));
+        StoreU32(out.data() + symbolTable, static_cast<std::uint32_t>(now));
+    }
     std::uint8_t* h = out.data() + placed.header;
     if (!last) std::memcpy(h, ".rsrc\0\0\0", 8);
     StoreU32(h + 8, placed.virtualSize);

@@ -51,8 +51,9 @@ const char* SetIconStatusText(SetIconStatus status);
 // then numbers ascending). When the resource section is the program's last section it is grown
 // or shrunk in place; otherwise a new section ".rsrc" is added after the last one (the old one
 // stays, unused). Bytes appended after the last section (an installer's payload) follow the
-// sections byte for byte. SizeOfImage, SizeOfInitializedData and the resource data directory
-// entry are made right, and the checksum is computed again when the program had one.
+// sections byte for byte (a COFF symbol table among them still pointed at). SizeOfImage,
+// SizeOfInitializedData and the resource data directory entry are made right, and the checksum
+// is computed again when the program had one.
 SetIconStatus SetProgramIcon(std::span<const std::uint8_t> program, std::span<const std::uint8_t> iconFile,
                              const SetIconOptions& options, std::vector<std::uint8_t>& out);
 

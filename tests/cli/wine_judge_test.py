@@ -288,6 +288,12 @@ class WineJudgeTest(ScratchCase):
         icon = self.write("app.ico", small_icon((200, 10, 30)))
         self.tool("seticon", self.path(exe), icon, "--no-backup")
         self.assertTrue(self.read(exe).endswith(payload))
+        # MinGW leaves its symbol table after the sections, where binutils must still find it.
+        objdump = shutil.which("x86_64-w64-mingw32-objdump")
+        if objdump:
+            dump = subprocess.run([objdump, "-h", self.path(exe)], capture_output=True, text=True, timeout=60)
+            self.assertEqual(dump.returncode, 0, dump.stderr)
+            self.assertIn(".rsrc", dump.stdout)
         r = self.wine(exe)
         self.assertEqual((r.returncode, r.stdout.splitlines()), (3, ["hello from a program"]), r.stderr)
         self.assertWindowsReadsGroup(exe, "1", self.read("app.ico"), (16,))

@@ -91,6 +91,9 @@ TEST_P(SetIcon, ReplacesOneGroupAndKeepsEverythingElse) {
         Program p = MakeProgram(GetParam());
         if (moveText) StoreU32(p.file.data() + p.layout.rsrcSectionHeader - 40 + 12, 0x100000);
         StoreU32(p.file.data() + p.layout.optionalHeader + 64, 1);  // a checksum to keep right
+        // A COFF symbol table after the sections, as unstripped MinGW programs have.
+        const std::size_t symbols = p.layout.optionalHeader - 20 + 8;
+        StoreU32(p.file.data() + symbols, static_cast<std::uint32_t>(p.file.size() - p.overlay.size()));
         Bytes out;
         ASSERT_EQ(SetProgramIcon(p.file, icon, {}, out), SetIconStatus::Ok);
 
@@ -125,6 +128,7 @@ TEST_P(SetIcon, ReplacesOneGroupAndKeepsEverythingElse) {
         ASSERT_EQ(out.size(), after.lastRawEnd + p.overlay.size());
         EXPECT_TRUE(
             std::equal(p.overlay.begin(), p.overlay.end(), out.end() - static_cast<std::ptrdiff_t>(p.overlay.size())));
+        EXPECT_EQ(LoadU32(out.data() + symbols), out.size() - p.overlay.size());
 
         // Naming a group that is not there adds it; the program's first language is its.
         ASSERT_EQ(SetProgramIcon(out, icon, {ResourceName{std::nullopt, "extra"}, std::nullopt, false}, out),
@@ -176,12 +180,16 @@ TEST(SetIcon, RefusesWhatItCannotChangeWhole) {
     Bytes out;
     EXPECT_EQ(SetProgramIcon(p.file, Bytes{0, 0, 1, 0, 1, 0}, {}, out), SetIconStatus::NotAnIcon);
 
-    // A signature removed: its bytes gone from the end, its directory entry cleared.
+    // A signature removed: its bytes gone from the end, its directory entry cleared, a symbol
+    // table between the sections and it still found.
     cases[0].damage(p);
+    const std::size_t symbols = p.layout.optionalHeader - 20 + 8;
+    StoreU32(p.file.data() + symbols, static_cast<std::uint32_t>(p.file.size() - p.overlay.size() + 10));
     ASSERT_EQ(SetProgramIcon(p.file, icon, {std::nullopt, std::nullopt, true}, out), SetIconStatus::Ok);
     EXPECT_EQ(LoadU32(out.data() + p.layout.optionalHeader + 96 + 36), 0u);
     const Bytes kept(p.overlay.begin(), p.overlay.end() - 100);
     EXPECT_TRUE(std::equal(kept.begin(), kept.end(), out.end() - static_cast<std::ptrdiff_t>(kept.size())));
+    EXPECT_EQ(LoadU32(out.data() + symbols), out.size() - kept.size() + 10);
 
     // Cut anywhere, a program is refused or changed, never read past its end.
     const Program whole = MakeProgram(true);
