@@ -19,7 +19,7 @@ import unittest
 from PIL import Image
 
 from cli_support import ScratchCase, main, run
-from pe_writer import icon_images, write_program
+from pe_writer import group_data, icon_images, write_pe
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 WINE = shutil.which("wine64") or shutil.which("wine")
@@ -117,6 +117,11 @@ def judged_icon():
     return icon_file(images)
 
 
+# The bits of each size's image in judged_icon and small_icon.
+JUDGED_SIZES = {16: 32, 24: 8, 32: 32, 48: 32, 256: 32}
+SMALL_SIZES = {16: 32, 32: 32}
+
+
 def small_icon(base):
     """16 and 32 pixels, 32-bit, in colours of their own."""
     return icon_file([one_image(picture(size, base)) for size in (16, 32)])
@@ -135,7 +140,8 @@ class WineJudgeTest(ScratchCase):
     @classmethod
     def setUpClass(cls):
         if not (WINE and MINGW):
-            raise unittest.SkipTest("needs Wine (wine64 or wine) and x86_64-w64-mingw32-gcc: scripts/setup-deps --judges")
+            raise unittest.SkipTest("needs Wine (wine64 or wine) and x86_64-w64-mingw32-gcc: "
+                                    "scripts/setup-deps --judges installs them")
         cls.shared = tempfile.TemporaryDirectory(prefix="tellurine-wine-")
         cls.bin = cls.shared.name
         cls.probe = os.path.join(cls.bin, "win_icon_probe.exe")
@@ -188,13 +194,14 @@ class WineJudgeTest(ScratchCase):
         return name
 
     def windows_image(self, command, size, *args):
-        """What the probe's pixels or extract wrote: RGBA bytes (from BGRA) and the mask, a byte a pixel."""
-        self.ask(command, *args, size, "out.raw")
+        """What the probe's pixels or extract wrote: RGBA bytes (from BGRA) and the mask, a byte a
+        pixel; then what it printed."""
+        answer = self.ask(command, *args, size, "out.raw")
         raw = self.read("out.raw")
         self.assertEqual(len(raw), 5 * size * size)
         rgba = bytearray(raw[:4 * size * size])
         rgba[0::4], rgba[2::4] = rgba[2::4], rgba[0::4]
-        return bytes(rgba), raw[4 * size * size:]
+        return (bytes(rgba), raw[4 * size * size:]), answer
 
     def assertSameImage(self, windows, ours, size, what, bits=32):
         """Windows' colours, alpha and mask against our RGBA. An image of fewer than 32 bits has no
@@ -215,14 +222,13 @@ class WineJudgeTest(ScratchCase):
         self.assertEqual(masked[:4], [], f"{what}: {len(masked)} pixels whose mask bit disagrees with their alpha")
 
     def assertWindowsReadsGroup(self, module, group, ico_bytes, sizes):
-        """The probe's pixels for each size are the icon's own at that size: the group's picked image."""
-        for size in sizes:
-            picked = self.ask("pixels", module, group, size, "out.raw")
-            self.assertEqual(len(picked), 1)
-            _, width, height, bits = map(int, picked[0].split()[1:])
-            self.assertEqual((width, height), (size, size), f"group {group}: Windows picks {picked} for {size}")
-            self.assertSameImage(self.windows_image("pixels", size, module, group), pillow_rgba(ico_bytes, size),
-                                 size, f"group {group} at {size}", bits)
+        """For each size (of {size: bits}) Windows picks the group's image of that size and bits,
+        and makes the icon's own pixels of it."""
+        for size, bits in sizes.items():
+            image, picked = self.windows_image("pixels", size, module, group)
+            self.assertEqual([line.split()[2:] for line in picked], [[str(size), str(size), str(bits)]],
+                             f"group {group}: Windows picks {picked} for {size}")
+            self.assertSameImage(image, pillow_rgba(ico_bytes, size), size, f"group {group} at {size}", bits)
 
     def listed_groups(self, path):
         """The groups of `info --json` as the probe words them."""
@@ -238,7 +244,7 @@ class WineJudgeTest(ScratchCase):
         self.assertEqual((r.returncode, r.stdout.splitlines()), (3, ["hello from a program"]), r.stderr)
         self.assertEqual(self.ask("groups", exe), ["icon 1"])
         self.assertEqual(self.ask("count", exe), ["1"])
-        self.assertWindowsReadsGroup(exe, "1", self.read("app.ico"), (16, 24, 32, 48, 256))
+        self.assertWindowsReadsGroup(exe, "1", self.read("app.ico"), JUDGED_SIZES)
 
     # Pillow writes 32-bit bitmap images without their AND mask. tellurine-cli reads the mask of
     # such an image from the bytes that follow it in the icon file (the next image) instead of
@@ -255,7 +261,7 @@ class WineJudgeTest(ScratchCase):
         exe = self.program("hello.exe")
         self.tool("seticon", self.path(exe), icon, "--no-backup")
         for size in colours:
-            rgba, mask = self.windows_image("pixels", size, exe, "1")
+            (rgba, mask), _ = self.windows_image("pixels", size, exe, "1")
             ours = pillow_rgba(out.getvalue(), size)
             self.assertEqual(rgba, ours, size)
             opaque_but_masked = sum(1 for i in range(size * size) if ours[4 * i + 3] == 255 and mask[i])
@@ -276,7 +282,7 @@ class WineJudgeTest(ScratchCase):
         self.assertEqual(self.ask("count", exe), [str(len(listed))])
         # Windows finds a name by a search of the sorted directory, in any case it is asked in.
         for group, data in icons.items():
-            self.assertWindowsReadsGroup(exe, group, data, (16, 32))
+            self.assertWindowsReadsGroup(exe, group, data, SMALL_SIZES)
         r = self.wine(exe)
         self.assertEqual((r.returncode, r.stdout.splitlines()), (3, ["hello from a program"]), r.stderr)
 
@@ -296,26 +302,42 @@ class WineJudgeTest(ScratchCase):
             self.assertIn(".rsrc", dump.stdout)
         r = self.wine(exe)
         self.assertEqual((r.returncode, r.stdout.splitlines()), (3, ["hello from a program"]), r.stderr)
-        self.assertWindowsReadsGroup(exe, "1", self.read("app.ico"), (16,))
+        self.assertWindowsReadsGroup(exe, "1", self.read("app.ico"), {16: 32})
 
     def sample_program(self):
-        """A program of three icon groups, two numbered and one named, in colours of their own; the
-        groups' icons by name as info lists them."""
-        icons = {101: small_icon((200, 10, 30)), "APPICON": small_icon((10, 200, 30)), 7: small_icon((30, 10, 200))}
-        write_program(self.path("app.exe"), [(name, 1033, data) for name, data in icons.items()])
-        return self.path("app.exe"), {str(name): data for name, data in icons.items()}
+        """A program of three icon groups, two numbered and one named, in colours of their own, and a
+        cursor group; the icon groups' files and the bits of their image of each size, by name."""
+        icons = {101: (small_icon((200, 10, 30)), SMALL_SIZES), "APPICON": (judged_icon(), JUDGED_SIZES),
+                 7: (small_icon((30, 10, 200)), SMALL_SIZES)}
+        resources, next_id = {1: [], 3: [], 12: [], 14: []}, 1
+        for name, (data, _) in icons.items():
+            entries = []
+            for fields, image in icon_images(data):
+                resources[3].append((next_id, 1033, image))
+                entries.append((fields, len(image), next_id))
+                next_id += 1
+            resources[14].append((name, 1033, group_data(entries)))
+        # A cursor: its hotspot, then the image; its group entry gives the height doubled.
+        (_, _, _, _, bits), image = one_image(picture(32, (5, 50, 150)))
+        resources[1].append((1, 1033, struct.pack("<HH", 3, 4) + image))
+        resources[12].append((5, 1033, struct.pack("<HHHHHHHIH", 0, 2, 1, 32, 64, 1, bits, 4 + len(image), 1)))
+        write_pe(self.path("app.exe"), resources)
+        return self.path("app.exe"), {str(name): value for name, value in icons.items()}
 
     def test_an_icon_library_lists_every_group_and_gives_each_image_back(self):
         program, icons = self.sample_program()
         self.tool("convert", program, self.path("tools.icl"))
-        groups = [str(g["name"]) for g in self.info(self.path("tools.icl"))[0]["groups"]]
-        self.assertEqual(sorted(groups), sorted(icons))
-        # 64-bit Windows cannot load a 16-bit library, but its shell lists and extracts the icons.
+        listed = self.listed_groups(self.path("tools.icl"))
+        self.assertEqual(sorted(listed), sorted([f"icon {name}" for name in icons] + ["cursor 5"]))
+        # 64-bit Windows cannot load a 16-bit library, but its shell lists and extracts the icons
+        # (not the cursors), in the library's order.
+        groups = [line.split(" ", 1)[1] for line in listed if line.startswith("icon ")]
         self.assertEqual(self.ask("count", "tools.icl"), [str(len(groups))])
         for index, group in enumerate(groups):
-            for size in (16, 32):
-                self.assertSameImage(self.windows_image("extract", size, "tools.icl", index),
-                                     pillow_rgba(icons[group], size), size, f"icon {index} ({group}) at {size}")
+            data, sizes = icons[group]
+            for size, bits in sizes.items():
+                image, _ = self.windows_image("extract", size, "tools.icl", index)
+                self.assertSameImage(image, pillow_rgba(data, size), size, f"icon {index} ({group}) at {size}", bits)
 
     def test_a_resource_only_library_is_read_as_a_library_of_either_width(self):
         if "--bits" not in run("convert", "--help").stdout:
@@ -329,11 +351,11 @@ class WineJudgeTest(ScratchCase):
                 self.assertEqual(struct.unpack_from("<H", data, struct.unpack_from("<I", data, 0x3C)[0] + 4)[0],
                                  machine)
                 listed = self.listed_groups(self.path(dll))
-                self.assertEqual(sorted(listed), sorted(f"icon {name}" for name in icons))
+                self.assertEqual(sorted(listed), sorted([f"icon {name}" for name in icons] + ["cursor 5"]))
                 self.assertEqual(self.ask("groups", dll), listed)
-                self.assertEqual(self.ask("count", dll), [str(len(listed))])
-                for group, data in icons.items():
-                    self.assertWindowsReadsGroup(dll, group, data, (16, 32))
+                self.assertEqual(self.ask("count", dll), [str(len(icons))])
+                for group, (icon, sizes) in icons.items():
+                    self.assertWindowsReadsGroup(dll, group, icon, sizes)
 
 
 if __name__ == "__main__":
