@@ -439,9 +439,14 @@ int CKvIcon::ReadImage(Archive& ar, std::uint32_t byteCount, std::uint32_t bitCo
     // Written whole just below, so not zero-filled first.
     Block block = Block::Uninitialised(l.blockSize);
     if (!block) return 0;
+    // The image's own bytes end where its directory entry says, when that holds the colour
+    // pixels at least: a mask left out (as some writers leave it out of 32-bit images) is then
+    // not taken from the next image.
+    const std::size_t available =
+        byteCount >= l.maskOffset + extra ? std::min<std::size_t>(byteCount, ar.Remaining()) : ar.Remaining();
     std::size_t filled = 0;
     if (extra == 0) {
-        filled = std::min(block.size(), ar.Remaining());
+        filled = std::min(block.size(), available);
         if (!ar.Read(block.data(), filled)) {
             ar.Seek(start);
             return 0;
@@ -457,7 +462,7 @@ int CKvIcon::ReadImage(Archive& ar, std::uint32_t byteCount, std::uint32_t bitCo
             ar.Seek(start);
             return 0;
         }
-        filled = kInfoHeaderSize + std::min(rest, ar.Remaining());
+        filled = kInfoHeaderSize + std::min(rest, available - headerSize);
         if (!ar.Read(block.data() + kInfoHeaderSize, filled - kInfoHeaderSize)) {
             ar.Seek(start);
             return 0;

@@ -110,7 +110,9 @@ public:
 
     // Reads one image from the archive's current position, in either stored form.
     //  - Bitmap form: the header decides the format, and the whole block is read in one piece of
-    //    the format's size; `byteCount` and `bitCount` are not used.
+    //    the format's size, from at most `byteCount` bytes when they hold the colour pixels (a
+    //    smaller count, which damaged directories give, is not used); an AND mask cut short is
+    //    zero-filled, opaque. `bitCount` is not used.
     //    The header may also be of 108 or 124 bytes: its first 40 bytes are read as the plain
     //    header and the rest is skipped; the image is kept with a 40-byte header (colour-mask
     //    compressions become none).

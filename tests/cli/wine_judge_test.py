@@ -246,11 +246,8 @@ class WineJudgeTest(ScratchCase):
         self.assertEqual(self.ask("count", exe), ["1"])
         self.assertWindowsReadsGroup(exe, "1", self.read("app.ico"), JUDGED_SIZES)
 
-    # Pillow writes 32-bit bitmap images without their AND mask. tellurine-cli reads the mask of
-    # such an image from the bytes that follow it in the icon file (the next image) instead of
-    # taking it as missing, and writes those bytes into the program, where Windows masks out
-    # opaque pixels with them. Known fault of the icon reader: remove this mark once it is fixed.
-    @unittest.expectedFailure
+    # Pillow writes 32-bit bitmap images without their AND mask: the mask Windows gets must be
+    # the opaque one the reader fills in, never the bytes of the image after it in the file.
     def test_an_icon_as_pillow_writes_it_keeps_its_opaque_pixels_unmasked(self):
         colours = {16: (200, 10, 30), 32: (10, 200, 30), 48: (30, 10, 200)}
         out = io.BytesIO()

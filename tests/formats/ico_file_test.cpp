@@ -486,6 +486,34 @@ TEST(IcoHostileSweep, EveryTruncationFailsButInTheLastMask) {
     }
 }
 
+// A bitmap image written without its mask (as some writers leave it out of 32-bit images) ends
+// where its directory entry says: the mask reads as opaque, not as the next image's bytes. A
+// byte count too small for the colour pixels is a damaged entry, and the image is read whole.
+TEST(IcoMaskLeftOut, EndsWhereItsEntrySays) {
+    const CKvIcon first = MakeIcon(16, 16, 0, true, 1), second = MakeIcon(16, 16, 0, true, 2);
+    std::vector<std::uint8_t> image = format_test::ImageBytes(first);
+    image.resize(image.size() - 16 * 4);
+    const std::vector<std::uint8_t> next = format_test::ImageBytes(second);
+    for (const std::uint32_t count : {static_cast<std::uint32_t>(image.size()), std::uint32_t{40}}) {
+        std::vector<std::uint8_t> file = OneImageFile(image, 32);
+        StoreU16(file.data() + 4, 2);
+        file.insert(file.begin() + 22, 16, 0);
+        std::copy_n(file.begin() + 6, 16, file.begin() + 22);
+        StoreU32(file.data() + 6 + 8, count);
+        StoreU32(file.data() + 6 + 12, 38);
+        StoreU32(file.data() + 22 + 8, static_cast<std::uint32_t>(next.size()));
+        StoreU32(file.data() + 22 + 12, static_cast<std::uint32_t>(file.size()));
+        file.insert(file.end(), next.begin(), next.end());
+        CIconDoc doc;
+        ASSERT_TRUE(ReadIconFile(file, doc));
+        std::vector<std::uint8_t> want = BlockBytes(first);
+        if (count != 40) std::fill(want.end() - 64, want.end(), 0);
+        else std::copy_n(next.begin(), 64, want.end() - 64);
+        EXPECT_EQ(BlockBytes(doc.GetFormat(0)->Icon()), want) << count;
+        EXPECT_EQ(BlockBytes(doc.GetFormat(1)->Icon()), BlockBytes(second));
+    }
+}
+
 // --- Files -----------------------------------------------------------------------------------
 
 // A project saved to a file loads back in the save order; a failed save leaves the old file alone,
