@@ -1,6 +1,7 @@
 #include "app/common/tile_delegate.h"
 
 #include <QPainter>
+#include <QWidget>
 #include <algorithm>
 
 #include "shell/program_tiles.h"
@@ -29,6 +30,13 @@ QSize CTileDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIn
     const int side = IconSide();
     return {std::max(side, kMinTextWidth) + 2 * kTilePadding,
             kTilePadding + side + kTilePadding + lines * option.fontMetrics.height() + kTilePadding};
+}
+
+void CTileDelegate::updateEditorGeometry(QWidget* editor, const QStyleOptionViewItem& option,
+                                         const QModelIndex&) const {
+    const QRect r = option.rect;
+    const int line = option.fontMetrics.height() + 6;
+    editor->setGeometry(r.left() + 2, r.top() + 2 * kTilePadding + IconSide() - 3, r.width() - 4, line);
 }
 
 QSize CTileDelegate::GridSize(const QWidget& view) const {

@@ -19,6 +19,9 @@ public:
     CTileDelegate(std::function<int()> largestSide, bool showInfo, QObject* parent = nullptr);
     void paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override;
     [[nodiscard]] QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override;
+    // A name is edited on its own line, under the picture.
+    void updateEditorGeometry(QWidget* editor, const QStyleOptionViewItem& option,
+                              const QModelIndex& index) const override;
     // The side of the pictures' square, in device-independent pixels.
     [[nodiscard]] int IconSide() const;
     // The grid a list view in icon mode takes for these tiles.
