@@ -174,8 +174,10 @@ std::vector<std::string> UniqueFileNames(const std::vector<std::string>& names) 
     return unique;
 }
 
-std::string ProgramTileInfo(int formatCount) {
-    return formatCount == 1 ? text::kExeOneFormat : FillText(text::kExeFormatCount, {std::to_string(formatCount)});
+std::string ProgramTileInfo(int formatCount, bool cursor) {
+    const std::string count =
+        formatCount == 1 ? text::kExeOneFormat : FillText(text::kExeFormatCount, {std::to_string(formatCount)});
+    return cursor ? FillText(text::kExeCursorInfo, {count}) : count;
 }
 
 std::string ProgramTileToolTip(const std::string& name, int formatCount, int shownWidth, int shownHeight) {

@@ -73,8 +73,8 @@ ProgramReadEnd ReadProgramTiles(const std::string& path, const ProgramDisplayCho
                                 const std::function<void(std::shared_ptr<const ProgramListing>)>& listed,
                                 const std::function<void(std::vector<ProgramTile>)>& tiles);
 
-// The line under a tile's name ("1 format", "7 formats") and its tool tip.
-std::string ProgramTileInfo(int formatCount);
+// The line under a tile's name ("1 format", "7 formats", "cursor, 6 formats") and its tool tip.
+std::string ProgramTileInfo(int formatCount, bool cursor = false);
 std::string ProgramTileToolTip(const std::string& name, int formatCount, int shownWidth, int shownHeight);
 
 // The one rule that names the files made from a program's groups, in the program window and in

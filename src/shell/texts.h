@@ -221,9 +221,12 @@ inline constexpr const char* kExeLoading = "Loading ...";
 inline constexpr const char* kExeNoIcons = "This file contains no icons.";
 inline constexpr const char* kExeOneFormat = "1 format";
 inline constexpr const char* kExeFormatCount = "%1 formats";
+// A cursor group's line: %1 its formats ("1 format").
+inline constexpr const char* kExeCursorInfo = "cursor, %1";
 // %1: the group's name; %2: its formats; %3 x %4: the size of the format shown.
 inline constexpr const char* kExeTileToolTip = "%1: %2 format(s), shown at %3 x %4";
 inline constexpr const char* kExeOpenAsProject = "&Open as Icon Project";
+inline constexpr const char* kExeOpenAsLibrary = "Open as Icon &Library";
 inline constexpr const char* kExeSaveAsIco = "Save as .&ico...";
 inline constexpr const char* kExeSaveAll = "Save &All...";
 inline constexpr const char* kExeSaveAllTitle = "Save Every Icon in a Folder";

@@ -9,6 +9,7 @@
 
 #include "app/icon/icon_project.h"
 #include "app/library/library_frame.h"
+#include "app/program/exe_doc.h"
 #include "app/shell/main_frame.h"
 #include "app_test_support.h"
 #include "formats/ico_file.h"
@@ -77,6 +78,7 @@ void LibraryTest::buildsALibraryAndSavesItInEveryKind() {
     main.Action("library.add")->trigger();
     QCOMPARE(Names(*frame), QStringList({"folder", "disk", "arrow"}));
     QCOMPARE(frame->model->index(0).data(kTileInfoRole).toString(), QString("2 formats"));
+    QCOMPARE(frame->model->index(2).data(kTileInfoRole).toString(), QString("cursor, 1 format"));
     QCOMPARE(s.prompts->messages.size(), std::size_t{1});
     QVERIFY(s.prompts->messages.back().text.contains("notes.txt"));
     // The .ico went in byte for byte.
@@ -140,6 +142,18 @@ void LibraryTest::anIconOpenedFromALibraryIsSavedBackIntoIt() {
     shell::IconLibrary made;
     QVERIFY(made.Add(a, 0, ResourceName{{}, "MAIN"}) && made.Add(b, 1));
     WriteAll(s.Path("lib.icl"), *made.Write(shell::LibraryKind::Icl, "lib"));
+
+    // A program's groups open as a library too, which proposes the program's name for itself.
+    WriteAll(s.Path("lib.dll"), *made.Write(shell::LibraryKind::Dll32, "lib"));
+    auto* program = qobject_cast<CFileExeDocument*>(s.app->OpenDocumentFile(s.Path("lib.dll")));
+    QVERIFY(program != nullptr && QTest::qWaitFor([&] { return !program->IsLoading(); }, 20000));
+    QVERIFY(main.commands->Execute("program.openLibrary"));
+    QVERIFY(Active(main) != nullptr);
+    QCOMPARE(Names(*Active(main)), QStringList({"MAIN", "1"}));
+    s.prompts->saveNames.push_back(s.Path("again.dll"));
+    QVERIFY(main.commands->Execute("file.save"));
+    QCOMPARE(s.prompts->lastSuggested, s.Path("lib.icl"));
+    QCOMPARE(NamesIn(s.Path("again.dll")), QStringList({"MAIN", "1"}));
 
     QVERIFY(s.app->OpenDocumentFile(s.Path("lib.icl")) != nullptr);
     CFileIclMDI* frame = Active(main);

@@ -220,6 +220,7 @@ TEST(WindowPlaces, NewWindowsCascadeInsideTheWorkspace) {
 TEST(ProgramTiles, TilesTellTheirFormatsAndShownSize) {
     EXPECT_EQ(ProgramTileInfo(1), "1 format");
     EXPECT_EQ(ProgramTileInfo(7), "7 formats");
+    EXPECT_EQ(ProgramTileInfo(1, true), "cursor, 1 format");
     EXPECT_EQ(ProgramTileToolTip("MAINICON", 7, 48, 32), "MAINICON: 7 format(s), shown at 48 x 32");
 }
 

@@ -200,10 +200,11 @@ bool CFileIclDocument::Save(CKvApp& app, bool choose) {
     QString path = PathName();
     shell::LibraryKind kind = shell::LibraryKindOf(path.toStdString(), dllKind == shell::LibraryKind::Dll32 ? 32 : 64);
     if (choose || path.isEmpty()) {
-        const QString folder = !path.isEmpty()                ? QFileInfo(path).absolutePath()
+        const QString from = !path.isEmpty() ? path : proposedPath;
+        const QString folder = !from.isEmpty()                ? QFileInfo(from).absolutePath()
                                : !app.prefs.ActualDir.empty() ? QString::fromStdString(app.prefs.ActualDir)
                                                               : QDir::homePath();
-        const QString stem = path.isEmpty() ? Title() : QFileInfo(path).completeBaseName();
+        const QString stem = from.isEmpty() ? Title() : QFileInfo(from).completeBaseName();
         const QStringList filters = {text::kLibraryIclFilter, text::kLibraryDll64Filter, text::kLibraryDll32Filter};
         QString selected = filters[kind == shell::LibraryKind::Icl ? 0 : kind == shell::LibraryKind::Dll64 ? 1 : 2];
         path = app.Prompts().GetSaveFileName(app.MainFrame(), QDir(folder).filePath(stem + ".icl"), filters.join(";;"),
@@ -253,11 +254,15 @@ CKvDocument* OpenIconLibrary(CKvApp& app, const QString& path, int) {
     return document;
 }
 
-CFileIclDocument* NewIconLibrary(CKvApp& app) {
+CFileIclDocument* NewIconLibrary(CKvApp& app, LibraryContents&& contents, const QString& proposedPath) {
     auto* document = new CFileIclDocument;
     document->ratio = ScreenRatio();
-    document->SetTitle(QString::fromStdString(shell::DocString(document->Template(), shell::kDocName)).trimmed() +
-                       QString::number(++app.untitledCount));
+    document->proposedPath = proposedPath;
+    document->SetTitle(!proposedPath.isEmpty()
+                           ? QFileInfo(proposedPath).fileName()
+                           : QString::fromStdString(shell::DocString(document->Template(), shell::kDocName)).trimmed() +
+                                 QString::number(++app.untitledCount));
+    document->Take(std::move(contents));
     app.MainFrame()->AddDocumentWindow(document, new CFileIclMDI(app, *document));
     return document;
 }

@@ -74,6 +74,8 @@ public:
     bool CanSave() const override { return true; }
     bool SaveWanted() const override { return IsModified() || PathName().isEmpty(); }
     bool Save(CKvApp& app, bool choose) override;
+    // Where Save proposes to write a library that has no file yet; empty: the last folder used.
+    QString proposedPath;
     // The kind a .dll is saved as when saved in place (the last one chosen).
     shell::LibraryKind dllKind = shell::LibraryKind::Dll64;
 
@@ -88,8 +90,9 @@ private:
 
 // Opens an icon library in a window of its own; null after telling the user why not.
 CKvDocument* OpenIconLibrary(CKvApp& app, const QString& path, int templateResource);
-// A new, empty library in a window of its own.
-CFileIclDocument* NewIconLibrary(CKvApp& app);
+// A new library in a window of its own: empty, or holding `contents` (read from a program, whose
+// path with the extension .icl Save then proposes: `proposedPath`).
+CFileIclDocument* NewIconLibrary(CKvApp& app, LibraryContents&& contents = {}, const QString& proposedPath = {});
 // Opens a library icon as an icon project whose Save puts its formats back into the library
 // (while the library is open; after, Save asks for a file).
 CIconProject* OpenLibraryIcon(CKvApp& app, CFileIclDocument& library, int row);

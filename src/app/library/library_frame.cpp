@@ -76,7 +76,7 @@ QVariant CLibraryModel::data(const QModelIndex& index, int role) const {
         case Qt::DisplayRole:
         case Qt::EditRole: return name;
         case kTilePictureRole: return tile.picture;
-        case kTileInfoRole: return QString::fromStdString(shell::ProgramTileInfo(tile.formats));
+        case kTileInfoRole: return QString::fromStdString(shell::ProgramTileInfo(tile.formats, icon.Cursor()));
         case Qt::ToolTipRole:
             return QString::fromStdString(shell::ProgramTileToolTip(name.toStdString(), tile.formats,
                                                                     tile.shownSize.width(), tile.shownSize.height()));

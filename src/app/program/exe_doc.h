@@ -61,6 +61,10 @@ public:
     [[nodiscard]] CIconDoc ReadIconDoc(int tile) const;
     // The name of the .ico file a tile's group is saved to (see ExeIcoFileName).
     [[nodiscard]] QString IcoFileName(int tile) const;
+    // The program's bytes as read; empty before the listing arrives.
+    [[nodiscard]] std::span<const std::uint8_t> Bytes() const {
+        return listing_ != nullptr ? std::span<const std::uint8_t>(listing_->bytes) : std::span<const std::uint8_t>();
+    }
     // A tile's group as listed; null for a tile out of range.
     [[nodiscard]] const ExeIconGroupListing* Group(int tile) const;
 

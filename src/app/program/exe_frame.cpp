@@ -17,6 +17,7 @@
 #include "app/common/long_work.h"
 #include "app/icon/clipboard.h"
 #include "app/icon/icon_files.h"
+#include "app/library/library_doc.h"
 #include "app/shell/kv_app.h"
 #include "app/shell/main_frame.h"
 #include "image/archive.h"
@@ -77,7 +78,7 @@ QVariant CExeTileModel::data(const QModelIndex& index, int role) const {
     if (tile == nullptr) return {};
     switch (role) {
         case Qt::DisplayRole: return tile->name;
-        case kTileInfoRole: return QString::fromStdString(shell::ProgramTileInfo(tile->formatCount));
+        case kTileInfoRole: return QString::fromStdString(shell::ProgramTileInfo(tile->formatCount, tile->cursor));
         case kTilePictureRole: return tile->picture;
         case Qt::ToolTipRole:
             return QString::fromStdString(shell::ProgramTileToolTip(tile->name.toStdString(), tile->formatCount,
@@ -167,6 +168,7 @@ CFileExeMDI::CFileExeMDI(CKvApp& app, CFileExeDocument& document, QWidget* paren
                                       std::pair{"program.saveIco", &CFileExeMDI::CanCopy},
                                       std::pair{"program.savePng", &CFileExeMDI::CanCopy},
                                       std::pair{"program.saveAll", &CFileExeMDI::CanSaveAll},
+                                      std::pair{"program.openLibrary", &CFileExeMDI::CanSaveAll},
                                       std::pair{"program.replaceIcon", &CFileExeMDI::CanCopy},
                                       std::pair{"program.addIcon", &CFileExeMDI::CanSaveAll}})
             if (QAction* action = main->commands->WindowAction(id, this)) {
@@ -338,6 +340,23 @@ void CFileExeMDI::OnSaveAll() {
             QString(text::kExeSavedAll).arg(names.size()).arg(QDir::toNativeSeparators(folder)), 5000);
 }
 
+void CFileExeMDI::OnOpenAsLibrary() {
+    if (!CanSaveAll()) return;
+    // Every tile's picture is made again, for the library's own tiles: on a worker.
+    LibraryContents contents;
+    bool read = false;
+    const qreal ratio = devicePixelRatioF();
+    RunLongWork(
+        app_.Prompts(), this, QString(text::kOpeningFile).arg(QFileInfo(document_.PathName()).fileName()),
+        [&] { read = contents.Read(document_.Bytes(), ratio); }, Cancel::NotAllowed);
+    if (!read) {
+        app_.ShowError(text::kIconReadError, {}, QDir::toNativeSeparators(document_.PathName()));
+        return;
+    }
+    const QFileInfo program(document_.PathName());
+    NewIconLibrary(app_, std::move(contents), program.dir().filePath(program.completeBaseName() + ".icl"));
+}
+
 // ---- Commands ---------------------------------------------------------------------------------
 
 void RegisterProgramCommands(CMainFrame& main) {
@@ -356,6 +375,8 @@ void RegisterProgramCommands(CMainFrame& main) {
     main.AddFrameCommand<F>({.id = "program.saveAll", .text = text::kExeSaveAll, .shortcut = QKeySequence::SaveAs,
                              .icon = QStyle::SP_DirIcon},
                             &F::OnSaveAll, &F::CanSaveAll);
+    main.AddFrameCommand<F>({.id = "program.openLibrary", .text = text::kExeOpenAsLibrary}, &F::OnOpenAsLibrary,
+                            &F::CanSaveAll);
     main.AddFrameCommand<F>({.id = "program.savePng", .text = text::kExeSaveAsPng}, &F::OnSaveAsPng, &F::CanCopy);
     main.AddFrameCommand<F>({.id = "program.replaceIcon", .text = text::kExeReplaceIcon}, &F::OnReplaceIcon,
                             &F::CanCopy);

@@ -89,6 +89,8 @@ public slots:
     void OnReplaceIcon();
     void OnAddIcon();
     void OnSaveAsPng();
+    // Every group of the program in a new icon library, which saves as .icl or .dll.
+    void OnOpenAsLibrary();
 
 private:
     // Writes a tile's group to `path` through the project writer (beside the target, then renamed
