@@ -1,12 +1,15 @@
 // The icon library window as a person uses it: a new library filled from files, renamed,
 // reordered by commands and by dragging, saved as .icl, .dll and a folder of icons; a library
 // opened from its file, one icon edited in its own window and saved back into it.
+#include <QClipboard>
+#include <QGuiApplication>
 #include <QMdiArea>
 #include <QMdiSubWindow>
 #include <QMimeData>
 #include <QPointer>
 #include <QUrl>
 
+#include "app/icon/clipboard.h"
 #include "app/icon/icon_project.h"
 #include "app/library/library_frame.h"
 #include "app/program/exe_doc.h"
@@ -128,6 +131,13 @@ void LibraryTest::buildsALibraryAndSavesItInEveryKind() {
     QCOMPARE(QDir(s.Path("out")).entryList(QDir::Files),
              QStringList({"tools-7.ico", "tools-cursor-arrow.cur", "tools-folder.ico"}));
     QCOMPARE(ReadAll(s.Path("out/tools-folder.ico")), ReadAll(s.Path("folder.ico")));
+
+    // Copied (or dragged out), an icon goes as a whole icon and as its own file.
+    Select(*frame, {2});
+    main.Action("library.copy")->trigger();
+    const QMimeData* copied = QGuiApplication::clipboard()->mimeData();
+    QVERIFY(copied->hasFormat(kIconEditMime) && copied->urls().size() == 1);
+    QCOMPARE(ReadAll(copied->urls().front().toLocalFile()), ReadAll(s.Path("folder.ico")));
 }
 
 void LibraryTest::anIconOpenedFromALibraryIsSavedBackIntoIt() {

@@ -57,6 +57,15 @@ void AddIconData(QMimeData& data, CIconGroup& group) {
     if (const QByteArray bytes = Bytes(shell::GroupBytes(group)); !bytes.isEmpty()) data.setData(kIconEditMime, bytes);
 }
 
+std::unique_ptr<QMimeData> WholeIconMimeData(CIconGroup& group) {
+    if (group.FormatCount() == 0) return nullptr;
+    const Block dib = group.LargestFormat()->To32BitDib();
+    std::unique_ptr<QMimeData> mime = PictureMimeData(DibToDeviceBitmap(dib), DibAlphaToDeviceBitmap(dib));
+    AddIconData(*mime, group);
+    if (const QByteArray whole = mime->data(kIconEditMime); !whole.isEmpty()) mime->setData(kIconFormatMime, whole);
+    return mime;
+}
+
 bool IconFromMimeData(const QMimeData& data, CIconDoc& doc) {
     CIconGroup group;
     if (!data.hasFormat(kIconEditMime) || !shell::GroupFromBytes(Span(data.data(kIconEditMime)), group) ||

@@ -31,6 +31,10 @@ void AddFormatData(QMimeData& data, const CKvIcon& icon, const Palette& palette)
 std::vector<CKvIcon> FormatsFromMimeData(const QMimeData& data);
 // Adds a whole icon, its formats in the icon group's archive form, for pasting as a new project.
 void AddIconData(QMimeData& data, CIconGroup& group);
+// A whole icon copied out of a program or library: its largest, deepest format as a picture for
+// other programs, and its formats for this one (as a new project, or as formats a project pastes).
+// Null for a group without formats.
+std::unique_ptr<QMimeData> WholeIconMimeData(CIconGroup& group);
 // The whole icon clipboard contents carry; false when there is none.
 bool IconFromMimeData(const QMimeData& data, CIconDoc& doc);
 // Adds files for other programs: as URLs, and as the program's own list (one full path a line).

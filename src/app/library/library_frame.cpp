@@ -112,9 +112,10 @@ QMimeData* CLibraryModel::mimeData(const QModelIndexList& indexes) const {
     std::sort(rows.begin(), rows.end());
     QStringList lines;
     for (const int row : rows) lines << QString::number(row);
-    auto* data = new QMimeData;
+    std::unique_ptr<QMimeData> data = exporter ? exporter(rows) : nullptr;
+    if (data == nullptr) data = std::make_unique<QMimeData>();
     data->setData(kLibraryRowsMime, lines.join('\n').toUtf8());
-    return data;
+    return data.release();
 }
 
 bool CLibraryModel::dropMimeData(const QMimeData* data, Qt::DropAction, int row, int, const QModelIndex& parent) {
@@ -161,6 +162,7 @@ CFileIclMDI::CFileIclMDI(CKvApp& app, CFileIclDocument& document, QWidget* paren
     view->setDefaultDropAction(Qt::MoveAction);
     view->setDropIndicatorShown(true);
     model = new CLibraryModel(document_, this);
+    model->exporter = [this](const std::vector<int>& rows) { return IconsMimeData(rows); };
     auto* delegate = new CTileDelegate([&document] { return document.LargestPictureSide(); }, true, view);
     view->setModel(model);
     view->setItemDelegate(delegate);
@@ -170,7 +172,8 @@ CFileIclMDI::CFileIclMDI(CKvApp& app, CFileIclDocument& document, QWidget* paren
 
     if (CMainFrame* main = app_.MainFrame())
         for (const auto& [id, can] :
-             {std::pair{"library.open", &CFileIclMDI::HasSelection}, std::pair{"library.add", &CFileIclMDI::Always},
+             {std::pair{"library.open", &CFileIclMDI::HasSelection},
+              std::pair{"library.copy", &CFileIclMDI::HasSelection}, std::pair{"library.add", &CFileIclMDI::Always},
               std::pair{"library.addOpen", &CFileIclMDI::Always}, std::pair{"library.paste", &CFileIclMDI::CanPaste},
               std::pair{"library.remove", &CFileIclMDI::HasSelection},
               std::pair{"library.rename", &CFileIclMDI::HasOne},
@@ -264,6 +267,42 @@ void CFileIclMDI::OnOpen() {
             return;
         }
     }
+}
+
+void CFileIclMDI::OnCopy() {
+    if (std::unique_ptr<QMimeData> copied = IconsMimeData(SelectedRows()))
+        QGuiApplication::clipboard()->setMimeData(copied.release());
+}
+
+std::unique_ptr<QMimeData> CFileIclMDI::IconsMimeData(const std::vector<int>& rows) const {
+    if (rows.empty()) return nullptr;
+    std::unique_ptr<QMimeData> mime;
+    try {
+        if (rows.size() == 1) {
+            const CIconDoc doc = document_.ReadIcon(rows.front());
+            CIconGroup group;
+            for (int i = 0; i < doc.GetFormatCount(); ++i) group.AppendFormatCopy(doc.GetFormat(i)->Icon());
+            mime = WholeIconMimeData(group);
+        }
+    } catch (const std::bad_alloc&) {
+        mime = nullptr;
+    }
+    if (mime == nullptr) mime = std::make_unique<QMimeData>();
+    // The icons' own bytes, written as they are: no encoding holds up the drag.
+    const QString folder = QDir(QDir::tempPath()).filePath("tellurine-copied");
+    const QString library = document_.PathName().isEmpty() ? document_.Title() : document_.PathName();
+    const std::vector<std::string> names = document_.Library().FolderNames(library.toStdString());
+    QStringList files;
+    if (QDir().mkpath(folder))
+        for (const int row : rows) {
+            const QString path = QDir(folder).filePath(QString::fromStdString(names[static_cast<std::size_t>(row)]));
+            std::string error;
+            if (WriteFileAtomically(path.toStdString(), document_.Library().Icons()[static_cast<std::size_t>(row)].file,
+                                    error, Durability::NoFlush))
+                files << path;
+        }
+    if (!files.isEmpty()) AddFileList(*mime, files);
+    return mime;
 }
 
 void CFileIclMDI::OnAddFiles() {
@@ -384,6 +423,9 @@ void RegisterLibraryCommands(CMainFrame& main) {
         {.id = "library.open", .text = text::kExeOpenAsProject, .icon = QStyle::SP_DialogOpenButton}, &F::OnOpen,
         &F::HasSelection);
     open->setShortcuts({QKeySequence(Qt::Key_Return), QKeySequence(Qt::Key_Enter)});
+    main.AddFrameCommand<F>({.id = "library.copy", .text = text::kCopy, .shortcut = QKeySequence::Copy}, &F::OnCopy,
+                            &F::HasSelection)
+        ->setIcon(QIcon::fromTheme("edit-copy"));
     main.AddFrameCommand<F>({.id = "library.add", .text = text::kLibraryAddIcons, .icon = QStyle::SP_FileIcon},
                             &F::OnAddFiles, &F::Always);
     main.AddFrameCommand<F>({.id = "library.addOpen", .text = text::kLibraryAddOpen}, &F::OnAddOpenIcon, &F::Always);

@@ -5,6 +5,8 @@
 #include <QAbstractListModel>
 #include <QListView>
 #include <QWidget>
+#include <functional>
+#include <memory>
 
 #include "app/common/tile_delegate.h"
 #include "app/library/library_doc.h"
@@ -31,6 +33,8 @@ public:
     [[nodiscard]] QMimeData* mimeData(const QModelIndexList& indexes) const override;
     bool dropMimeData(const QMimeData* data, Qt::DropAction action, int row, int column,
                       const QModelIndex& parent) override;
+    // Tiles dragged out go to other programs as what `exporter` makes of them too.
+    std::function<std::unique_ptr<QMimeData>(const std::vector<int>& rows)> exporter;
 
 signals:
     // A name typed that no icon may have, with why.
@@ -68,6 +72,7 @@ public:
 public slots:
     void updateActions();
     void OnOpen();
+    void OnCopy();
     void OnAddFiles();
     void OnPaste();
     void OnAddOpenIcon();
@@ -78,6 +83,9 @@ public slots:
     void OnSaveFolder();
 
 private:
+    // What copying or dragging icons out gives other programs: each icon as its own file in a
+    // temporary folder (URLs and the file list); one icon also as a whole icon and a picture.
+    std::unique_ptr<QMimeData> IconsMimeData(const std::vector<int>& rows) const;
     CKvApp& app_;
     CFileIclDocument& document_;
     std::vector<std::pair<QAction*, bool (CFileIclMDI::*)() const>> buttons_;

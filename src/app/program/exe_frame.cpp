@@ -20,8 +20,6 @@
 #include "app/library/library_doc.h"
 #include "app/shell/kv_app.h"
 #include "app/shell/main_frame.h"
-#include "image/archive.h"
-#include "image/raster.h"
 #include "shell/doc_templates.h"
 #include "shell/texts.h"
 
@@ -233,13 +231,8 @@ QMimeData* CFileExeMDI::TilesMimeData(const std::vector<int>& tiles) const {
         std::unique_ptr<QMimeData> mime;
         if (tiles.size() == 1) {
             CIconGroup group = document_.ReadGroup(tiles.front());
-            if (group.FormatCount() == 0) return nullptr;
-            // Other programs get the largest, deepest format as a picture; this one the whole
-            // group, as a new icon or as the formats a project pastes.
-            const Block dib = group.LargestFormat()->To32BitDib();
-            mime = PictureMimeData(DibToDeviceBitmap(dib), DibAlphaToDeviceBitmap(dib));
-            AddIconData(*mime, group);
-            if (const QByteArray whole = mime->data(kIconEditMime); !whole.isEmpty()) mime->setData(kIconFormatMime, whole);
+            mime = WholeIconMimeData(group);
+            if (mime == nullptr) return nullptr;
         } else {
             mime = std::make_unique<QMimeData>();
         }
