@@ -20,6 +20,8 @@
 #include "app/library/library_doc.h"
 #include "app/shell/kv_app.h"
 #include "app/shell/main_frame.h"
+#include "formats/ne_resources.h"
+#include "image/file_io.h"
 #include "shell/doc_templates.h"
 #include "shell/texts.h"
 
@@ -51,13 +53,17 @@ CExeTileModel::CExeTileModel(CFileExeDocument& document, QObject* parent)
     });
 }
 
-int CExeTileModel::rowCount(const QModelIndex& parent) const { return parent.isValid() ? 0 : rows_; }
+int CExeTileModel::rowCount(const QModelIndex& parent) const {
+    return parent.isValid() ? 0 : rows_;
+}
 
 Qt::ItemFlags CExeTileModel::flags(const QModelIndex& index) const {
     return QAbstractListModel::flags(index) | (exporter ? Qt::ItemIsDragEnabled : Qt::NoItemFlags);
 }
 
-QStringList CExeTileModel::mimeTypes() const { return {kFileListMime, "text/uri-list"}; }
+QStringList CExeTileModel::mimeTypes() const {
+    return {kFileListMime, "text/uri-list"};
+}
 
 QMimeData* CExeTileModel::mimeData(const QModelIndexList& indexes) const {
     std::vector<int> tiles;
@@ -162,13 +168,13 @@ CFileExeMDI::CFileExeMDI(CKvApp& app, CFileExeDocument& document, QWidget* paren
     // The window's commands, from the registry: on its tool bar and the tiles' context menu, each
     // enabled by this window's state and acting on it.
     if (CMainFrame* main = app_.MainFrame())
-        for (const auto& [id, can] : {std::pair{"program.open", &CFileExeMDI::CanOpen}, std::pair{"program.copy", &CFileExeMDI::CanCopy},
-                                      std::pair{"program.saveIco", &CFileExeMDI::CanCopy},
-                                      std::pair{"program.savePng", &CFileExeMDI::CanCopy},
-                                      std::pair{"program.saveAll", &CFileExeMDI::CanSaveAll},
-                                      std::pair{"program.openLibrary", &CFileExeMDI::CanSaveAll},
-                                      std::pair{"program.replaceIcon", &CFileExeMDI::CanCopy},
-                                      std::pair{"program.addIcon", &CFileExeMDI::CanSaveAll}})
+        for (const auto& [id, can] :
+             {std::pair{"program.open", &CFileExeMDI::CanOpen}, std::pair{"program.copy", &CFileExeMDI::CanCopy},
+              std::pair{"program.saveIco", &CFileExeMDI::CanCopy}, std::pair{"program.savePng", &CFileExeMDI::CanCopy},
+              std::pair{"program.saveAll", &CFileExeMDI::CanSaveAll},
+              std::pair{"program.openLibrary", &CFileExeMDI::CanSaveAll},
+              std::pair{"program.replaceIcon", &CFileExeMDI::CanCopy},
+              std::pair{"program.addIcon", &CFileExeMDI::CanSaveAll}})
             if (QAction* action = main->commands->WindowAction(id, this)) {
                 toolBar->addAction(action);
                 view->addAction(action);
@@ -184,8 +190,12 @@ CFileExeMDI::CFileExeMDI(CKvApp& app, CFileExeDocument& document, QWidget* paren
     updateActions();
 }
 
-bool CFileExeMDI::CanOpen() const { return !view->SelectedTiles().empty(); }
-bool CFileExeMDI::CanCopy() const { return view->SelectedTiles().size() == 1; }
+bool CFileExeMDI::CanOpen() const {
+    return !view->SelectedTiles().empty();
+}
+bool CFileExeMDI::CanCopy() const {
+    return view->SelectedTiles().size() == 1;
+}
 bool CFileExeMDI::CanSaveAll() const {
     return document_.GetState() == CFileExeDocument::State::Ready && !document_.Tiles().empty();
 }
@@ -236,14 +246,18 @@ QMimeData* CFileExeMDI::TilesMimeData(const std::vector<int>& tiles) const {
         } else {
             mime = std::make_unique<QMimeData>();
         }
-        // A file manager takes each group as an .ico file.
+        // A file manager takes each group as an .ico file: its images as the program stores them,
+        // so that nothing is encoded while the drag starts.
         const QString folder = QDir(QDir::tempPath()).filePath("tellurine-copied");
         QStringList files;
-        QString error;
         if (QDir().mkpath(folder))
-            for (const int tile : tiles)
-                if (const QString file = QDir(folder).filePath(document_.IcoFileName(tile)); SaveTile(tile, file, error))
-                    files << file;
+            for (const int tile : tiles) {
+                const ExeIconGroupListing* group = document_.Group(tile);
+                const auto bytes = group != nullptr ? GroupIconFile(*group) : std::nullopt;
+                const QString file = QDir(folder).filePath(document_.IcoFileName(tile));
+                std::string error;
+                if (bytes && WriteFileAtomically(file.toStdString(), *bytes, error, Durability::NoFlush)) files << file;
+            }
         if (!files.isEmpty()) AddFileList(*mime, files);
         return mime->formats().isEmpty() ? nullptr : mime.release();
     } catch (const std::bad_alloc&) {
@@ -275,7 +289,8 @@ void CFileExeMDI::OnSaveAsIco() {
     QString filter;
     QString path = app_.Prompts().GetSaveFileName(
         this, suggested,
-        cursor ? QString::fromStdString(shell::SaveFileFilters(false).back().QtFilter()) : text::kExeIcoFilter, &filter);
+        cursor ? QString::fromStdString(shell::SaveFileFilters(false).back().QtFilter()) : text::kExeIcoFilter,
+        &filter);
     if (path.isEmpty()) return;
     if (!path.endsWith(extension, Qt::CaseInsensitive)) path += extension;
     const QString shown = QDir::toNativeSeparators(path);
@@ -293,8 +308,8 @@ void CFileExeMDI::OnSaveAsIco() {
 
 void CFileExeMDI::OnSaveAll() {
     if (document_.IsLoading() || document_.Tiles().empty()) return;
-    const QString folder =
-        app_.Prompts().GetExistingDirectory(this, text::kExeSaveAllTitle, QFileInfo(document_.PathName()).absolutePath());
+    const QString folder = app_.Prompts().GetExistingDirectory(this, text::kExeSaveAllTitle,
+                                                               QFileInfo(document_.PathName()).absolutePath());
     if (folder.isEmpty()) return;
     const QDir dir(folder);
 
@@ -355,17 +370,21 @@ void CFileExeMDI::OnOpenAsLibrary() {
 void RegisterProgramCommands(CMainFrame& main) {
     // Their keys are the Edit and File menus' own; those are off while a program window is active.
     using F = CFileExeMDI;
-    QAction* open = main.AddFrameCommand<F>({.id = "program.open", .text = text::kExeOpenAsProject,
-                                             .icon = QStyle::SP_DialogOpenButton},
-                                            &F::OnOpenAsProject, &F::CanOpen);
+    QAction* open = main.AddFrameCommand<F>(
+        {.id = "program.open", .text = text::kExeOpenAsProject, .icon = QStyle::SP_DialogOpenButton},
+        &F::OnOpenAsProject, &F::CanOpen);
     open->setShortcuts({QKeySequence(Qt::Key_Return), QKeySequence(Qt::Key_Enter)});
     main.AddFrameCommand<F>({.id = "program.copy", .text = text::kCopy, .shortcut = QKeySequence::Copy}, &F::OnCopy,
                             &F::CanCopy)
         ->setIcon(QIcon::fromTheme("edit-copy"));
-    main.AddFrameCommand<F>({.id = "program.saveIco", .text = text::kExeSaveAsIco, .shortcut = QKeySequence::Save,
+    main.AddFrameCommand<F>({.id = "program.saveIco",
+                             .text = text::kExeSaveAsIco,
+                             .shortcut = QKeySequence::Save,
                              .icon = QStyle::SP_DialogSaveButton},
                             &F::OnSaveAsIco, &F::CanCopy);
-    main.AddFrameCommand<F>({.id = "program.saveAll", .text = text::kExeSaveAll, .shortcut = QKeySequence::SaveAs,
+    main.AddFrameCommand<F>({.id = "program.saveAll",
+                             .text = text::kExeSaveAll,
+                             .shortcut = QKeySequence::SaveAs,
                              .icon = QStyle::SP_DirIcon},
                             &F::OnSaveAll, &F::CanSaveAll);
     main.AddFrameCommand<F>({.id = "program.openLibrary", .text = text::kExeOpenAsLibrary}, &F::OnOpenAsLibrary,
