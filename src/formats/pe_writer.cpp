@@ -400,10 +400,12 @@ SetIconStatus Set(std::span<const std::uint8_t> b, std::span<const std::uint8_t>
         !o.removeSignature)
         return SetIconStatus::Signed;
 
-    // Where the sections' bytes end; what follows is kept as it is after them.
-    std::uint64_t rawEnd = pe->sizeOfHeaders;
+    // Where the sections' bytes end (the headers', when no section has any); what follows is kept
+    // as it is after them, even where the headers claim to reach into it.
+    std::uint64_t rawEnd = 0;
     for (const Section& s : pe->sections)
         if (s.rawSize != 0) rawEnd = std::max<std::uint64_t>(rawEnd, std::uint64_t{s.rawOffset} + s.rawSize);
+    if (rawEnd == 0) rawEnd = pe->sizeOfHeaders;
     if (rawEnd > b.size()) return SetIconStatus::Damaged;
     // No section's bytes may lie over the headers, which the writer changes.
     const std::size_t headersEnd = pe->sectionTable + pe->sections.size() * kSectionHeaderSize;

@@ -138,6 +138,16 @@ TEST_P(SetIcon, ReplacesOneGroupAndKeepsEverythingElse) {
         ASSERT_EQ(more->size(), 4u);
         EXPECT_EQ((*more)[0].name.Display(), "EXTRA");
     }
+
+    // Headers that claim to reach into the bytes after the sections: those bytes are kept as what
+    // follows the sections, and the program given can be changed again.
+    Program p = MakeProgram(GetParam());
+    StoreU32(p.file.data() + p.layout.optionalHeader + 60, static_cast<std::uint32_t>(p.file.size() - 10));
+    Bytes once, twice;
+    ASSERT_EQ(SetProgramIcon(p.file, icon, {}, once), SetIconStatus::Ok);
+    EXPECT_TRUE(
+        std::equal(p.overlay.begin(), p.overlay.end(), once.end() - static_cast<std::ptrdiff_t>(p.overlay.size())));
+    EXPECT_EQ(SetProgramIcon(once, icon, {}, twice), SetIconStatus::Ok);
 }
 
 TEST(SetIcon, RefusesWhatItCannotChangeWhole) {
@@ -159,8 +169,8 @@ TEST(SetIcon, RefusesWhatItCannotChangeWhole) {
         {"not a program", [](Program& p) { p.file[0] = 'X'; }, SetIconStatus::NotAProgram},
         {"data outside its section",
          [](Program& p) { StoreU32(p.file.data() + p.layout.dataEntry[0] + 4, 0x7FFFFFFF); }, SetIconStatus::Damaged},
-        {"directory count past the section", [](Program& p) { StoreU16(p.file.data() + pe_test::kRsrcRaw + 14, 0xFFFF); },
-         SetIconStatus::Damaged},
+        {"directory count past the section",
+         [](Program& p) { StoreU16(p.file.data() + pe_test::kRsrcRaw + 14, 0xFFFF); }, SetIconStatus::Damaged},
         {"no room for a section header",
          [](Program& p) {
              StoreU32(p.file.data() + p.layout.rsrcSectionHeader - 40 + 12, 0x100000);
