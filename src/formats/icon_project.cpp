@@ -12,6 +12,7 @@
 #include "formats/ico_file.h"
 #include "formats/iconset.h"
 #include "formats/image_file.h"
+#include "formats/svg_file.h"
 #include "formats/pe_resources.h"
 #include "icon/format_maker.h"
 #include "image/bytes.h"
@@ -315,10 +316,21 @@ MakeIconFileStep MakeIconFile(const std::string& image, const IconProjectRequest
                               CIconDoc& doc, std::vector<int>& leftOut, std::string& error, bool allowLoss,
                               const IcnsWriteOptions& mac) {
     CDIB picture;
-    if (!LoadPictureFile(image, picture, error)) return MakeIconFileStep::Read;
     doc.name = std::filesystem::path(image).stem().string();
-    if (!MakeIconProject(std::move(picture), request, doc, error)) return MakeIconFileStep::Make;
-    picture.Clear();
+    // A drawing is rendered at each size from its vector; anything else is a picture resampled.
+    if (IsSvgFile(image, {}) || !LoadPictureFile(image, picture, error)) {
+        SvgDrawing drawing;
+        std::string reason;
+        if (!drawing.LoadFile(image, reason)) {
+            if (IsSvgFile(image, {})) error = reason;
+            return MakeIconFileStep::Read;
+        }
+        if (!MakeIconProjectFromDrawing([&](int size) { return drawing.Render(size, size); }, request, doc, error))
+            return MakeIconFileStep::Make;
+    } else {
+        if (!MakeIconProject(std::move(picture), request, doc, error)) return MakeIconFileStep::Make;
+        picture.Clear();
+    }
     leftOut.clear();
     std::vector<std::uint8_t> bytes;
     if (!WriteIconProject(doc, false, bytes, &leftOut, mac)) {

@@ -399,4 +399,29 @@ bool MakeFromSquare(const Block& square, Block&& own, const IconProjectRequest& 
 
 }  // namespace
 
+bool MakeIconProjectFromDrawing(const DrawingRenderer& drawing, const IconProjectRequest& request, CIconDoc& doc,
+                                std::string& error) {
+    doc.RemoveAll();
+    IconProjectRequest one = request;
+    for (const int size : request.sizes) {
+        one.sizes = {size};
+        CDIB drawn;
+        drawn.Attach(drawing(size));
+        if (drawn.IsEmpty()) {
+            doc.RemoveAll();
+            error = "the drawing cannot be rendered at " + std::to_string(size) + " pixels";
+            return false;
+        }
+        CIconDoc made;
+        if (!MakeIconProject(std::move(drawn), one, made, error)) {
+            doc.RemoveAll();
+            return false;
+        }
+        for (int i = 0; i < made.GetFormatCount(); ++i) doc.AddFormat(std::move(made.GetFormat(i)->Icon()));
+    }
+    doc.macintosh = request.macintosh;
+    doc.SortFormats(false);
+    return doc.GetFormatCount() > 0;
+}
+
 }  // namespace tellurine

@@ -19,6 +19,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -114,5 +115,13 @@ bool MakeIconProject(const CDIB& image, const IconProjectRequest& request, CIcon
 // The same from an image handed over (left empty or unchanged): a square 32-bit image is then
 // worked on where it lies instead of being copied.
 bool MakeIconProject(CDIB&& image, const IconProjectRequest& request, CIconDoc& doc, std::string& error);
+
+// Renders a drawing at a square size, as a 32-bit packed bitmap (empty when it cannot).
+using DrawingRenderer = std::function<Block(int size)>;
+// The same from a drawing: each size is rendered at that size and made from that rendering alone,
+// so that nothing is resampled and small sizes stay sharp; the formats are sorted. False, with
+// `error` set and `doc` left empty, when a rendering fails or a format cannot be made.
+bool MakeIconProjectFromDrawing(const DrawingRenderer& drawing, const IconProjectRequest& request, CIconDoc& doc,
+                                std::string& error);
 
 }  // namespace tellurine

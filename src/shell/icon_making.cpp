@@ -59,22 +59,14 @@ bool MakeProjectFromPicture(const CDIB& picture, const DrawingRenderer& drawing,
         request.threads = base.threads;
         request.filterLevel = base.filterLevel;
         request.transparentColor = base.transparentColor;
-        std::vector<std::vector<int>> batches;
-        if (!drawing) batches.push_back(request.sizes);
-        else
-            for (const int size : request.sizes) batches.push_back({size});
-        for (const std::vector<int>& sizes : batches) {
-            request.sizes = sizes;
-            // A drawing is rendered at the size itself, so nothing is resampled.
-            CDIB drawn;
-            if (drawing) drawn.Attach(drawing(sizes.front()));
-            CIconDoc made;
-            if (!MakeIconProject(drawing ? drawn : picture, request, made, error)) {
-                doc.RemoveAll();
-                return false;
-            }
-            for (int i = 0; i < made.GetFormatCount(); ++i) doc.AddFormat(std::move(made.GetFormat(i)->Icon()));
+        // A drawing is rendered at each size itself, so nothing is resampled.
+        CIconDoc made;
+        if (!(drawing ? MakeIconProjectFromDrawing(drawing, request, made, error)
+                      : MakeIconProject(picture, request, made, error))) {
+            doc.RemoveAll();
+            return false;
         }
+        for (int i = 0; i < made.GetFormatCount(); ++i) doc.AddFormat(std::move(made.GetFormat(i)->Icon()));
     }
     doc.SortFormats(false);
     return doc.GetFormatCount() > 0;

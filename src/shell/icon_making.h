@@ -26,8 +26,7 @@ struct NewIconChoice {
 // are gathered into groups of sizes that share their depths.
 std::vector<IconProjectRequest> RequestsForFormats(const NewIconChoice& choice);
 
-// Renders a drawing at a square size, as a 32-bit packed bitmap (empty when it cannot).
-using DrawingRenderer = std::function<Block(int size)>;
+using tellurine::DrawingRenderer;
 
 // Makes the chosen formats into `doc`, sorted: a raster `picture` is resampled from its one
 // picture; a drawing (when `drawing` is given) is rendered at each size and each rendering made at

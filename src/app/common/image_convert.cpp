@@ -1,11 +1,11 @@
 #include "app/common/image_convert.h"
 
 #include <QPainter>
-#include <QSvgRenderer>
 #include <algorithm>
 #include <cstring>
 
 #include "formats/image_file.h"
+#include "formats/svg_file.h"
 #include "image/dib_block.h"
 #include "shell/app_support.h"
 
@@ -44,16 +44,12 @@ QImage ReadPicture(const QString& path) {
 }
 
 QImage RenderDrawing(const QString& path, QSize size) {
-    QSvgRenderer renderer(path);
-    if (!renderer.isValid()) return {};
-    renderer.setAspectRatioMode(Qt::KeepAspectRatio);
-    QImage image(size.boundedTo(QSize(8192, 8192)).expandedTo(QSize(1, 1)), QImage::Format_ARGB32);
-    if (image.isNull()) return {};
-    image.fill(Qt::transparent);
-    QPainter painter(&image);
-    renderer.render(&painter);
-    painter.end();
-    return image;
+    SvgDrawing drawing;
+    std::string error;
+    if (!drawing.LoadFile(path.toStdString(), error)) return {};
+    const QSize bounded = size.boundedTo(QSize(kMaxSvgSide, kMaxSvgSide)).expandedTo(QSize(1, 1));
+    const Block rendered = drawing.Render(bounded.width(), bounded.height());
+    return rendered ? ImageFromDib32(rendered) : QImage();
 }
 
 QImage ImageFromIcon(const CKvIcon& icon) { return ImageFromDib32(icon.To32BitDib()); }
