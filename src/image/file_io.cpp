@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/stat.h>
+#include <sys/uio.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
@@ -10,6 +11,7 @@
 #include <atomic>
 #include <cctype>
 #include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -122,23 +124,34 @@ int CreateBeside(const std::string& path, std::string& temp, std::string& error)
     return fd;
 }
 
-// Writes `bytes` over the start of the open file, cuts a file that held other content to their
-// length, sets the mode, flushes if asked and closes the file.
-bool FillAndClose(int fd, mode_t mode, std::span<const std::uint8_t> bytes, bool heldContent, Durability durability,
-                  std::string& error) {
-    bool ok = ::fchmod(fd, mode) == 0;
+// Writes `bytes` at `at` in the open file; false with errno set on failure.
+bool WriteAt(int fd, std::span<const std::uint8_t> bytes, std::uint64_t at) {
     std::size_t done = 0;
-    while (ok && done < bytes.size()) {
-        const ssize_t n = ::pwrite(fd, bytes.data() + done, bytes.size() - done, static_cast<off_t>(done));
+    while (done < bytes.size()) {
+        const ssize_t n = ::pwrite(fd, bytes.data() + done, bytes.size() - done, static_cast<off_t>(at + done));
         if (n < 0 && errno == EINTR) continue;
         if (n <= 0) {
-            ok = false;
-            break;
+            if (n == 0) errno = EIO;
+            return false;
         }
         done += static_cast<std::size_t>(n);
     }
-    if (ok && heldContent && ::ftruncate(fd, static_cast<off_t>(bytes.size())) != 0) ok = false;
+    return true;
+}
+
+// Fills the open file from its start (`fill` writes `size` bytes, or sets `error` and fails),
+// cuts a file that held other content to that length, sets the mode, flushes if asked and closes
+// the file.
+template <typename Fill>
+bool FillAndClose(int fd, mode_t mode, const Fill& fill, std::uint64_t size, bool heldContent, Durability durability,
+                  std::string& error) {
+    bool ok = ::fchmod(fd, mode) == 0;
     if (!ok) error = Reason("cannot write");
+    if (ok) ok = fill(fd, error);
+    if (ok && heldContent && ::ftruncate(fd, static_cast<off_t>(size)) != 0) {
+        ok = false;
+        error = Reason("cannot write");
+    }
     if (ok && durability == Durability::Flush && ::fsync(fd) != 0) {
         ok = false;
         error = Reason("cannot flush");
@@ -148,6 +161,78 @@ bool FillAndClose(int fd, mode_t mode, std::span<const std::uint8_t> bytes, bool
         error = Reason("cannot write");
     }
     return ok;
+}
+
+bool FillAndClose(int fd, mode_t mode, std::span<const std::uint8_t> bytes, bool heldContent, Durability durability,
+                  std::string& error) {
+    const auto fill = [&](int out, std::string& why) {
+        if (WriteAt(out, bytes, 0)) return true;
+        why = Reason("cannot write");
+        return false;
+    };
+    return FillAndClose(fd, mode, fill, bytes.size(), heldContent, durability, error);
+}
+
+// Writes the pieces from the start of the open file `out`: runs of pieces from memory gathered
+// into one pwritev, pieces of the source of some size copied from `sourceFd` by the kernel.
+bool WritePieces(int out, const FilePieces& pieces, int sourceFd, std::string& error) {
+    // Below this a piece goes with its neighbours in one call rather than in a call of its own.
+    constexpr std::size_t kCopyAtLeast = 16 * 1024;
+    std::vector<iovec> batch;
+    std::uint64_t at = 0;
+    const auto flush = [&] {
+        std::size_t first = 0;
+        while (first < batch.size()) {
+            const int count = static_cast<int>(std::min<std::size_t>(batch.size() - first, IOV_MAX));
+            const ssize_t n = ::pwritev(out, batch.data() + first, count, static_cast<off_t>(at));
+            if (n < 0 && errno == EINTR) continue;
+            if (n <= 0) {
+                if (n == 0) errno = EIO;
+                error = Reason("cannot write");
+                return false;
+            }
+            at += static_cast<std::uint64_t>(n);
+            // Past what was written: whole vectors dropped, a vector written in part shortened.
+            for (auto left = static_cast<std::size_t>(n); left > 0;) {
+                iovec& v = batch[first];
+                const std::size_t step = std::min(left, v.iov_len);
+                v.iov_base = static_cast<std::uint8_t*>(v.iov_base) + step;
+                v.iov_len -= step;
+                left -= step;
+                if (v.iov_len == 0) ++first;
+            }
+            while (first < batch.size() && batch[first].iov_len == 0) ++first;
+        }
+        batch.clear();
+        return true;
+    };
+    for (const FilePieces::Piece& piece : pieces.Pieces()) {
+        std::span<const std::uint8_t> rest = piece.bytes;
+        if (sourceFd >= 0 && piece.sourceOffset >= 0 && rest.size() >= kCopyAtLeast) {
+            if (!flush()) return false;
+            auto from = static_cast<off_t>(piece.sourceOffset);
+            auto to = static_cast<off_t>(at);
+            while (!rest.empty()) {
+                const ssize_t n = ::copy_file_range(sourceFd, &from, out, &to, rest.size(), 0);
+                if (n < 0 && errno == EINTR) continue;
+                if (n < 0 && (errno == EXDEV || errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP ||
+                              errno == EBADF)) {
+                    // Not between these files (another file system, an old kernel): the rest from memory.
+                    sourceFd = -1;
+                    break;
+                }
+                if (n <= 0) {
+                    error = n == 0 ? "cannot write: the file it is made from was cut short" : Reason("cannot write");
+                    return false;
+                }
+                at += static_cast<std::uint64_t>(n);
+                rest = rest.subspan(static_cast<std::size_t>(n));
+            }
+        }
+        if (rest.empty()) continue;
+        batch.push_back({const_cast<std::uint8_t*>(rest.data()), rest.size()});
+    }
+    return flush();
 }
 
 // True when nobody but this process can see the open file's content change: one link, this
@@ -167,19 +252,97 @@ bool IsUnshared(int fd) {
 
 }  // namespace
 
-bool WriteFileAtomically(const std::string& path, std::span<const std::uint8_t> bytes, std::string& error,
-                         Durability durability) {
+namespace {
+
+// A new file beside `path`, filled by `fill`, renamed over `path`.
+template <typename Fill>
+bool ReplaceAtomically(const std::string& path, const Fill& fill, std::string& error) {
     const Replaced old = Inspect(path);
     std::string temp;
     const int fd = CreateBeside(path, temp, error);
     if (fd < 0) return false;
-    bool ok = FillAndClose(fd, old.mode, bytes, false, durability, error);
+    bool ok = fill(fd, old.mode);
     if (ok && std::rename(temp.c_str(), path.c_str()) != 0) {
         ok = false;
         error = Reason("cannot replace the target");
     }
     if (!ok) ::unlink(temp.c_str());
     return ok;
+}
+
+}  // namespace
+
+bool WriteFileAtomically(const std::string& path, std::span<const std::uint8_t> bytes, std::string& error,
+                         Durability durability) {
+    return ReplaceAtomically(
+        path, [&](int fd, mode_t mode) { return FillAndClose(fd, mode, bytes, false, durability, error); }, error);
+}
+
+bool WritePiecesAtomically(const std::string& path, const FilePieces& pieces, int sourceFd, std::string& error,
+                           Durability durability) {
+    const auto fill = [&](int out, std::string& why) { return WritePieces(out, pieces, sourceFd, why); };
+    const auto write = [&](int fd, mode_t mode) {
+        return FillAndClose(fd, mode, fill, pieces.Size(), false, durability, error);
+    };
+    return ReplaceAtomically(path, write, error);
+}
+
+void FilePieces::Add(std::span<const std::uint8_t> bytes) {
+    if (bytes.empty()) return;
+    const auto at = reinterpret_cast<std::uintptr_t>(bytes.data());
+    const auto start = reinterpret_cast<std::uintptr_t>(source_.data());
+    std::int64_t offset = -1;
+    if (at >= start && at - start <= source_.size() && bytes.size() <= source_.size() - (at - start))
+        offset = static_cast<std::int64_t>(at - start);
+    if (offset >= 0 && pieces_.size() > zeroPiecesAtEnd_) {
+        // The last piece before the zeros, if it lies in the source just as far before this span,
+        // with zeros between, takes the zeros and this span.
+        Piece& last = pieces_[pieces_.size() - zeroPiecesAtEnd_ - 1];
+        const auto from = static_cast<std::size_t>(std::max<std::int64_t>(last.sourceOffset, 0));
+        const std::size_t end = from + last.bytes.size(), to = static_cast<std::size_t>(offset);
+        if (last.sourceOffset >= 0 && end + zerosAtEnd_ == to &&
+            std::all_of(source_.begin() + static_cast<std::ptrdiff_t>(end),
+                        source_.begin() + static_cast<std::ptrdiff_t>(to), [](std::uint8_t v) { return v == 0; })) {
+            last.bytes = source_.subspan(from, to + bytes.size() - from);
+            pieces_.resize(pieces_.size() - zeroPiecesAtEnd_);
+            zerosAtEnd_ = zeroPiecesAtEnd_ = 0;
+            size_ += bytes.size();
+            return;
+        }
+    }
+    pieces_.push_back({bytes, offset});
+    zerosAtEnd_ = zeroPiecesAtEnd_ = 0;
+    size_ += bytes.size();
+}
+
+void FilePieces::AddZeros(std::size_t count) {
+    static constexpr std::uint8_t kZeros[4096] = {};
+    while (count > 0) {
+        const std::size_t step = std::min(count, sizeof kZeros);
+        if (zeroPiecesAtEnd_ > 0 && pieces_.back().bytes.size() + step <= sizeof kZeros) {
+            pieces_.back().bytes = std::span(kZeros, pieces_.back().bytes.size() + step);
+        } else {
+            pieces_.push_back({std::span(kZeros, step), -1});
+            ++zeroPiecesAtEnd_;
+        }
+        zerosAtEnd_ += step;
+        size_ += step;
+        count -= step;
+    }
+}
+
+std::span<std::uint8_t> FilePieces::Make(std::size_t count) {
+    made_.push_back(std::make_unique<std::uint8_t[]>(count));
+    const std::span<std::uint8_t> bytes(made_.back().get(), count);
+    if (count > 0) pieces_.push_back({bytes, -1});
+    zerosAtEnd_ = zeroPiecesAtEnd_ = 0;
+    size_ += count;
+    return bytes;
+}
+
+void FilePieces::AppendTo(std::vector<std::uint8_t>& out) const {
+    out.reserve(out.size() + size_);
+    for (const Piece& piece : pieces_) out.insert(out.end(), piece.bytes.begin(), piece.bytes.end());
 }
 
 namespace {

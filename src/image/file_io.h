@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <string>
 #include <vector>
@@ -35,6 +36,52 @@ enum class Durability {
 // from several threads.
 bool WriteFileAtomically(const std::string& path, std::span<const std::uint8_t> bytes, std::string& error,
                          Durability durability = Durability::Flush);
+
+// A file given as pieces, in order: spans of bytes that lie elsewhere (a mapped file, a buffer the
+// caller keeps) and bytes made for it, which the pieces hold. Spans that lie in the source, the
+// bytes of the file the new one is made from, are joined where they meet there, or where only
+// zeros lie between them there and as many zeros come between them in the new file: long
+// stretches of the source stay one piece, which the writer can have the kernel copy file to file.
+// Moving the pieces keeps every span valid; copying is not allowed.
+class FilePieces {
+public:
+    struct Piece {
+        std::span<const std::uint8_t> bytes;
+        std::int64_t sourceOffset = -1;  // where the bytes lie in the source; -1 when they do not
+    };
+
+    FilePieces() = default;
+    explicit FilePieces(std::span<const std::uint8_t> source) : source_(source) {}
+
+    void Add(std::span<const std::uint8_t> bytes);
+    void AddZeros(std::size_t count);
+    // `count` new zero bytes, held by the pieces and placed next, for the caller to fill in.
+    std::span<std::uint8_t> Make(std::size_t count);
+    // Keeps `owner` alive as long as the pieces, for spans that lie in what it owns.
+    void Hold(std::shared_ptr<const void> owner) { held_.push_back(std::move(owner)); }
+
+    [[nodiscard]] const std::vector<Piece>& Pieces() const { return pieces_; }
+    [[nodiscard]] std::uint64_t Size() const { return size_; }
+    // The whole file, appended to `out`.
+    void AppendTo(std::vector<std::uint8_t>& out) const;
+
+private:
+    std::span<const std::uint8_t> source_;
+    std::vector<Piece> pieces_;
+    std::vector<std::unique_ptr<std::uint8_t[]>> made_;
+    std::vector<std::shared_ptr<const void>> held_;
+    std::uint64_t size_ = 0;
+    // The zeros added last, and the pieces they take, which a span of the source may absorb.
+    std::size_t zerosAtEnd_ = 0, zeroPiecesAtEnd_ = 0;
+};
+
+// Writes the pieces as WriteFileAtomically writes bytes (a new file beside `path`, renamed over it
+// once whole; the same durability, failure and permission rules). `sourceFd` is the open file
+// whose bytes are the pieces' source, or -1: pieces that lie in it are copied by the kernel from
+// that file (copy_file_range), without passing through this process's memory, where the file
+// systems allow it; the others are written from memory.
+bool WritePiecesAtomically(const std::string& path, const FilePieces& pieces, int sourceFd, std::string& error,
+                           Durability durability = Durability::Flush);
 
 // Writes many files one after another, each as WriteFileAtomically does, for a job that replaces
 // the files an earlier run wrote. A replaced file is swapped whole with the new one (one atomic

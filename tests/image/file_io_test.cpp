@@ -37,11 +37,16 @@ TEST_F(FileIo, AtomicWriteReplacesAndKeepsTheMode) {
     const std::vector<std::uint8_t> first = {1, 2, 3};
     ASSERT_TRUE(WriteFileAtomically(path, first, error)) << error;
     ::chmod(path.c_str(), 0640);
-    const std::vector<std::uint8_t> second = {4, 5};
+    const std::vector<std::uint8_t> second = {4, 5}, third = {6};
     ASSERT_TRUE(WriteFileAtomically(path, second, error)) << error;
     std::vector<std::uint8_t> read;
     ASSERT_TRUE(ReadFileBytes(path, read, 100, error));
     EXPECT_EQ(read, second);
+    FilePieces pieces;
+    pieces.Add(third);
+    ASSERT_TRUE(WritePiecesAtomically(path, pieces, -1, error)) << error;
+    ASSERT_TRUE(ReadFileBytes(path, read, 100, error));
+    EXPECT_EQ(read, third);
     struct stat st {};
     ::stat(path.c_str(), &st);
     EXPECT_EQ(st.st_mode & 0777, 0640u);
@@ -59,8 +64,13 @@ TEST_F(FileIo, FailedWriteLeavesNothingBehind) {
     ASSERT_TRUE(replacer.Write((dir_ / "old").string(), bytes, error));
     ASSERT_TRUE(replacer.Write((dir_ / "old").string(), bytes, error));
     using Writer = std::function<bool(const std::string&)>;
+    FilePieces pieces;
+    pieces.Add(bytes);
     for (const Writer& write : {Writer([&](const std::string& path) { return WriteFileAtomically(path, bytes, error); }),
-                                Writer([&](const std::string& path) { return replacer.Write(path, bytes, error); })}) {
+                                Writer([&](const std::string& path) { return replacer.Write(path, bytes, error); }),
+                                Writer([&](const std::string& path) {
+                                    return WritePiecesAtomically(path, pieces, -1, error);
+                                })}) {
         error.clear();
         EXPECT_FALSE(write(folder.string()));
         EXPECT_FALSE(error.empty());
@@ -81,6 +91,66 @@ std::vector<std::uint8_t> ReadFd(int fd) {
     const ssize_t n = ::pread(fd, bytes.data(), bytes.size(), 0);
     bytes.resize(n < 0 ? 0 : static_cast<std::size_t>(n));
     return bytes;
+}
+
+// A file made of pieces of a source file (joined where they meet in it, or where zeros lie
+// between them in it and as many are added between them), zeros and bytes of their own: written
+// as the bytes in order, whether the source's pieces are copied from its file or from memory.
+TEST_F(FileIo, PiecesAreWrittenInOrderCopiedFromTheirSource) {
+    std::vector<std::uint8_t> source = Content(70000, 3);
+    std::fill(source.begin() + 1003, source.begin() + 1008, 0);  // a gap of zeros
+    std::fill(source.begin() + 2000, source.begin() + 2003, 0);
+    const std::string sourcePath = (dir_ / "source").string();
+    std::string error;
+    ASSERT_TRUE(WriteFileAtomically(sourcePath, source, error));
+    const std::vector<std::uint8_t> other = Content(33, 200);
+
+    FilePieces pieces(source);
+    std::vector<std::uint8_t> expected;
+    const auto add = [&](std::size_t from, std::size_t to) {
+        pieces.Add(std::span(source).subspan(from, to - from));
+        expected.insert(expected.end(), source.begin() + static_cast<std::ptrdiff_t>(from),
+                        source.begin() + static_cast<std::ptrdiff_t>(to));
+    };
+    const auto zeros = [&](std::size_t count) {
+        pieces.AddZeros(count);
+        expected.insert(expected.end(), count, 0);
+    };
+    const std::span<std::uint8_t> made = pieces.Make(3);
+    made[0] = 7;
+    made[2] = 9;
+    expected.insert(expected.end(), made.begin(), made.end());
+    add(1, 500);
+    add(500, 1003);  // meets the one before: joined
+    zeros(5);
+    add(1008, 1900);  // the source's own zeros between: joined
+    zeros(2);
+    add(1902, 2000);  // two bytes that are not zeros in the source between: a piece of its own
+    zeros(2);
+    add(2003, 2100);  // three zeros in the source, two added: a piece of its own
+    pieces.Add(other);
+    expected.insert(expected.end(), other.begin(), other.end());
+    zeros(5000);
+    add(2100, 69999);  // long: copied file to file
+    zeros(1);
+    EXPECT_EQ(pieces.Size(), expected.size());
+    std::vector<std::int64_t> offsets;
+    for (const FilePieces::Piece& piece : pieces.Pieces()) offsets.push_back(piece.sourceOffset);
+    EXPECT_EQ(offsets, (std::vector<std::int64_t>{-1, 1, -1, 1902, -1, 2003, -1, -1, -1, 2100, -1}));
+    std::vector<std::uint8_t> joined;
+    pieces.AppendTo(joined);
+    EXPECT_EQ(joined, expected);
+
+    const int fd = ::open(sourcePath.c_str(), O_RDONLY | O_CLOEXEC);
+    ASSERT_GE(fd, 0);
+    for (const int sourceFd : {fd, -1}) {
+        const std::string path = (dir_ / "made").string();
+        ASSERT_TRUE(WritePiecesAtomically(path, pieces, sourceFd, error, Durability::NoFlush)) << error;
+        std::vector<std::uint8_t> read;
+        ASSERT_TRUE(ReadFileBytes(path, read, 1 << 20, error));
+        EXPECT_EQ(read, expected) << sourceFd;
+    }
+    ::close(fd);
 }
 
 // Three runs over the same names, each file a different size from one run to the next (longer,
