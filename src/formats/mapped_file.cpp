@@ -33,15 +33,19 @@ bool MappedFile::Open(const std::string& path, std::size_t limit) {
     Close();
     const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0) return false;
+    const bool ok = Open(fd, limit);
+    ::close(fd);
+    return ok;
+}
+
+bool MappedFile::Open(int fd, std::size_t limit) {
+    Close();
     struct stat st {};
     if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode) || st.st_size <= 0 ||
-        static_cast<std::uint64_t>(st.st_size) > limit) {
-        ::close(fd);
+        static_cast<std::uint64_t>(st.st_size) > limit)
         return false;
-    }
     const auto size = static_cast<std::size_t>(st.st_size);
     void* map = ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE, fd, 0);
-    ::close(fd);
     if (map == MAP_FAILED) return false;
     data_ = static_cast<const std::uint8_t*>(map);
     size_ = size;

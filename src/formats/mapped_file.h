@@ -25,6 +25,8 @@ public:
     // program while it is mapped shows the change; one cut short while mapped ends the process
     // when the missing part is read, as for any mapping.
     bool Open(const std::string& path, std::size_t limit);
+    // The same for a file the caller opened, which it may close once this returns.
+    bool Open(int fd, std::size_t limit);
 
     [[nodiscard]] std::span<const std::uint8_t> Bytes() const { return {data_, size_}; }
 
