@@ -183,12 +183,10 @@ private:
     std::uint64_t dataBytes_ = 0;
 };
 
-// Appends the directory for a section at `rva` to `file`: every directory table first, then the
-// names, then the data entries, then the data, each piece of data on an 8-byte boundary. Room is
-// made at once for it and `tail` bytes more, so that the file never moves while it grows.
-// Returns the directory's size.
-std::size_t WriteTree(std::vector<Type>& types, std::uint32_t rva, std::vector<std::uint8_t>& file,
-                      std::size_t tail) {
+// Adds the directory for a section at `rva` to `file`: every directory table first, then the
+// names, then the data entries, then the data, each piece of data on an 8-byte boundary. The
+// data are added as the spans they are, never copied. Returns the directory's size.
+std::size_t WriteTree(std::vector<Type>& types, std::uint32_t rva, FilePieces& file) {
     std::sort(types.begin(), types.end(), [](const Type& a, const Type& b) { return a.key < b.key; });
     std::size_t tables = 16 + 8 * types.size(), strings = 0, dataEntries = 0;
     for (Type& t : types) {
@@ -205,23 +203,18 @@ std::size_t WriteTree(std::vector<Type>& types, std::uint32_t rva, std::vector<s
     }
     const auto align8 = [](std::size_t v) { return (v + 7) & ~std::size_t{7}; };
     std::size_t nextTable = 0, nextString = tables, nextEntry = align8(tables + strings);
-    std::size_t nextData = nextEntry + 16 * dataEntries, total = nextData;
-    for (const Type& t : types)
-        for (const Named& n : t.names)
-            for (const Language& l : n.languages) total = align8(total) + l.data.size();
-    const std::size_t base = file.size();
-    file.reserve(base + total + tail);
-    file.resize(base + nextData);
-    const auto place = [&](std::size_t offset) { return file.data() + base + offset; };
+    std::size_t nextData = nextEntry + 16 * dataEntries;
+    const std::span<std::uint8_t> directory = file.Make(nextData);
+    const auto place = [&](std::size_t offset) { return directory.data() + offset; };
 
     const auto table = [&](std::size_t entries) {
         const std::size_t at = nextTable;
         nextTable += 16 + 8 * entries;
         return at;
     };
-    const auto entry = [&](std::size_t directory, std::size_t index, const Key& key, std::uint32_t target,
+    const auto entry = [&](std::size_t at, std::size_t index, const Key& key, std::uint32_t target,
                            std::size_t& named) {
-        std::uint8_t* e = place(directory + 16 + 8 * index);
+        std::uint8_t* e = place(at + 16 + 8 * index);
         if (key.id) {
             StoreU32(e, *key.id);
         } else {
@@ -234,9 +227,9 @@ std::size_t WriteTree(std::vector<Type>& types, std::uint32_t rva, std::vector<s
         }
         StoreU32(e + 4, target);
     };
-    const auto counts = [&](std::size_t directory, std::size_t named, std::size_t entries) {
-        StoreU16(place(directory + 12), static_cast<std::uint16_t>(named));
-        StoreU16(place(directory + 14), static_cast<std::uint16_t>(entries - named));
+    const auto counts = [&](std::size_t at, std::size_t named, std::size_t entries) {
+        StoreU16(place(at + 12), static_cast<std::uint16_t>(named));
+        StoreU16(place(at + 14), static_cast<std::uint16_t>(entries - named));
     };
 
     // Tables in breadth-first order: the root, every type's table, then every name's.
@@ -257,14 +250,15 @@ std::size_t WriteTree(std::vector<Type>& types, std::uint32_t rva, std::vector<s
             for (std::size_t li = 0; li < n.languages.size(); ++li) {
                 const Language& l = n.languages[li];
                 entry(languages, li, Key{l.id, {}}, static_cast<std::uint32_t>(nextEntry), none);
+                file.AddZeros(align8(nextData) - nextData);
                 nextData = align8(nextData);
                 StoreU32(place(nextEntry), rva + static_cast<std::uint32_t>(nextData));
                 StoreU32(place(nextEntry + 4), static_cast<std::uint32_t>(l.data.size()));
                 StoreU32(place(nextEntry + 8), l.codePage);
                 nextEntry += 16;
-                file.resize(base + nextData);
-                file.insert(file.end(), l.data.begin(), l.data.end());
-                nextData = file.size() - base;
+                file.Add(l.data);
+                if (l.made) file.Hold(l.made);
+                nextData += l.data.size();
             }
             counts(languages, 0, n.languages.size());
         }
@@ -393,7 +387,7 @@ std::uint32_t AlignUp(std::uint64_t v, std::uint32_t alignment) {
 }
 
 SetIconStatus Set(std::span<const std::uint8_t> b, std::span<const std::uint8_t> icon, const SetIconOptions& o,
-                  std::vector<std::uint8_t>& out) {
+                  FilePieces& out) {
     std::optional<Pe> pe = ReadHeaders(b);
     if (!pe) return SetIconStatus::NotAProgram;
     if (pe->directoryCount > kSecurityEntry && LoadU32(b.data() + pe->Directory(kSecurityEntry) + 4) != 0 &&
@@ -463,48 +457,51 @@ SetIconStatus Set(std::span<const std::uint8_t> b, std::span<const std::uint8_t>
         placed.rawOffset = AlignUp(rawEnd, pe->fileAlignment);
         placed.characteristics = kInitializedData | kMemRead;
     }
-    // The file: what lies before the section, the section, then what followed the sections (the
-    // signature taken out of it when it is removed).
+    // The file: the headers, what lies before the section, the section, then what followed the
+    // sections (the signature taken out of it when it is removed). Every field that changes lies in
+    // the headers up to the end of the section table (with the new header when one is added),
+    // which are copied; the rest are spans of the program.
     std::uint64_t certificate = 0, certificateSize = 0;
     if (pe->directoryCount > kSecurityEntry) {
         certificate = LoadU32(b.data() + pe->Directory(kSecurityEntry));
         certificateSize = LoadU32(b.data() + pe->Directory(kSecurityEntry) + 4);
     }
-    out.assign(b.begin(), b.begin() + static_cast<std::ptrdiff_t>(last ? placed.rawOffset : rawEnd));
-    out.resize(placed.rawOffset, 0);
-    const std::size_t tree = WriteTree(types, placed.virtualAddress, out, pe->fileAlignment + (b.size() - rawEnd));
+    const std::size_t before = last ? placed.rawOffset : rawEnd;
+    const std::size_t headerBytes = pe->sectionTable + (pe->sections.size() + (last ? 0 : 1)) * kSectionHeaderSize;
+    out = FilePieces(b);
+    const std::span<std::uint8_t> headers = out.Make(headerBytes);
+    std::memcpy(headers.data(), b.data(), headerBytes);
+    out.Add(b.subspan(headerBytes, before - headerBytes));
+    out.AddZeros(placed.rawOffset - before);
+    const std::size_t tree = WriteTree(types, placed.virtualAddress, out);
     placed.virtualSize = static_cast<std::uint32_t>(tree);
     placed.rawSize = AlignUp(tree, pe->fileAlignment);
     if (std::uint64_t{placed.virtualAddress} + placed.virtualSize > 0x7FFFFFFF ||
         std::uint64_t{placed.rawOffset} + placed.rawSize + (b.size() - rawEnd) > 0x7FFFFFFF)
         return SetIconStatus::NoRoom;
-    out.resize(std::size_t{placed.rawOffset} + placed.rawSize, 0);
-    const auto appendFile = [&](std::uint64_t from, std::uint64_t to) {
-        if (from < to)
-            out.insert(out.end(), b.begin() + static_cast<std::ptrdiff_t>(from),
-                       b.begin() + static_cast<std::ptrdiff_t>(to));
-    };
+    out.AddZeros(placed.rawSize - tree);
     // What followed the sections, but for the bytes from `cut` to `resume` (a signature removed).
     std::uint64_t cut = b.size(), resume = b.size();
     if (certificateSize != 0 && certificate < b.size() && certificate + certificateSize > rawEnd) {
         cut = std::max(rawEnd, certificate);
         resume = std::max(rawEnd, std::min<std::uint64_t>(certificate + certificateSize, b.size()));
     }
-    const std::uint64_t tail = out.size();
-    appendFile(rawEnd, cut);
-    appendFile(resume, b.size());
+    const std::uint64_t tail = out.Size();
+    out.Add(b.subspan(rawEnd, cut - rawEnd));
+    out.Add(b.subspan(resume));
 
     // The headers that follow from it.
-    if (!last) StoreU16(out.data() + pe->optional - 20 + 2, static_cast<std::uint16_t>(pe->sections.size() + 1));
+    std::uint8_t* const file = headers.data();
+    if (!last) StoreU16(file + pe->optional - 20 + 2, static_cast<std::uint16_t>(pe->sections.size() + 1));
     // A COFF symbol table after the sections (unstripped MinGW programs have one, which binutils
     // read) moved with what followed them.
     const std::size_t symbolTable = pe->optional - 20 + 8;
     const std::uint64_t symbols = LoadU32(b.data() + symbolTable);
     if (symbols >= rawEnd && symbols < b.size() && (symbols < cut || symbols >= resume)) {
         const std::uint64_t now = tail + (symbols < cut ? symbols - rawEnd : cut - rawEnd + (symbols - resume));
-        StoreU32(out.data() + symbolTable, static_cast<std::uint32_t>(now));
+        StoreU32(file + symbolTable, static_cast<std::uint32_t>(now));
     }
-    std::uint8_t* h = out.data() + placed.header;
+    std::uint8_t* h = file + placed.header;
     if (!last) std::memcpy(h, ".rsrc\0\0\0", 8);
     StoreU32(h + 8, placed.virtualSize);
     StoreU32(h + 12, placed.virtualAddress);
@@ -522,18 +519,16 @@ SetIconStatus Set(std::span<const std::uint8_t> b, std::span<const std::uint8_t>
             imageEnd, s.virtualAddress + AlignUp(s.virtualSize != 0 ? s.virtualSize : s.rawSize, pe->sectionAlignment));
         if ((s.characteristics & kInitializedData) != 0) initialized += s.rawSize;
     }
-    StoreU32(out.data() + pe->optional + 56, AlignUp(imageEnd, pe->sectionAlignment));
-    StoreU32(out.data() + pe->optional + 8, initialized);
-    StoreU32(out.data() + pe->Directory(kResourceEntry), placed.virtualAddress);
-    StoreU32(out.data() + pe->Directory(kResourceEntry) + 4, placed.virtualSize);
+    StoreU32(file + pe->optional + 56, AlignUp(imageEnd, pe->sectionAlignment));
+    StoreU32(file + pe->optional + 8, initialized);
+    StoreU32(file + pe->Directory(kResourceEntry), placed.virtualAddress);
+    StoreU32(file + pe->Directory(kResourceEntry) + 4, placed.virtualSize);
     if (certificateSize != 0) {
-        StoreU32(out.data() + pe->Directory(kSecurityEntry), 0);
-        StoreU32(out.data() + pe->Directory(kSecurityEntry) + 4, 0);
+        StoreU32(file + pe->Directory(kSecurityEntry), 0);
+        StoreU32(file + pe->Directory(kSecurityEntry) + 4, 0);
     }
-    if (LoadU32(b.data() + pe->ChecksumOffset()) != 0) {
-        StoreU32(out.data() + pe->ChecksumOffset(), 0);
-        StoreU32(out.data() + pe->ChecksumOffset(), PeChecksum(out, pe->ChecksumOffset()));
-    }
+    if (LoadU32(b.data() + pe->ChecksumOffset()) != 0)
+        StoreU32(file + pe->ChecksumOffset(), PeChecksum(out, pe->ChecksumOffset()));
     return SetIconStatus::Ok;
 }
 
@@ -571,7 +566,8 @@ std::optional<std::vector<std::uint8_t>> WriteLibrary(const std::vector<LibraryG
     constexpr std::size_t kPe = 0x80, kHeaders = 0x200;
     constexpr std::uint32_t kSectionRva = 0x1000, kFileAlign = 0x200, kSectionAlign = 0x1000;
     const std::size_t optionalSize = wide ? 240 : 224;
-    std::vector<std::uint8_t> out(kHeaders, 0);
+    FilePieces file;
+    const std::span<std::uint8_t> out = file.Make(kHeaders);
     static constexpr std::uint8_t kStub[] = {0x0E, 0x1F, 0xBA, 0x0E, 0x00, 0xB4, 0x09, 0xCD,
                                              0x21, 0xB8, 0x01, 0x4C, 0xCD, 0x21};
     static constexpr char kStubText[] = "This program cannot be run in DOS mode.\r\r\n$";
@@ -617,11 +613,10 @@ std::optional<std::vector<std::uint8_t>> WriteLibrary(const std::vector<LibraryG
     StoreU32(o + directories, 16);
     const std::size_t header = optional + optionalSize;
 
-    const std::size_t tree = WriteTree(types, kSectionRva, out, kFileAlign);
+    const std::size_t tree = WriteTree(types, kSectionRva, file);
     const std::uint32_t raw = AlignUp(tree, kFileAlign);
     if (std::uint64_t{kHeaders} + raw > 0x7FFFFFFF) return std::nullopt;
-    out.resize(kHeaders + raw, 0);
-    o = out.data() + optional;
+    file.AddZeros(raw - tree);
     StoreU32(o + 8, raw);  // initialized data
     StoreU32(o + 56, kSectionRva + AlignUp(tree, kSectionAlign));
     StoreU32(o + directories + 4 + 8 * kResourceEntry, kSectionRva);
@@ -633,8 +628,10 @@ std::optional<std::vector<std::uint8_t>> WriteLibrary(const std::vector<LibraryG
     StoreU32(h + 16, raw);
     StoreU32(h + 20, kHeaders);
     StoreU32(h + 36, kInitializedData | kMemRead);
-    StoreU32(o + 64, PeChecksum(out, optional + 64));
-    return out;
+    StoreU32(o + 64, PeChecksum(file, optional + 64));
+    std::vector<std::uint8_t> bytes;
+    file.AppendTo(bytes);
+    return bytes;
 }
 
 }  // namespace
@@ -663,31 +660,115 @@ const char* SetIconStatusText(SetIconStatus status) {
 }
 
 SetIconStatus SetProgramIcon(std::span<const std::uint8_t> program, std::span<const std::uint8_t> iconFile,
+                             const SetIconOptions& options, FilePieces& out) {
+    SetIconStatus status = SetIconStatus::OutOfMemory;
+    try {
+        status = Set(program, iconFile, options, out);
+    } catch (const std::bad_alloc&) {
+    }
+    if (status != SetIconStatus::Ok) out = FilePieces();
+    return status;
+}
+
+SetIconStatus SetProgramIcon(std::span<const std::uint8_t> program, std::span<const std::uint8_t> iconFile,
                              const SetIconOptions& options, std::vector<std::uint8_t>& out) {
     // Made apart and moved in at the end: `out` may hold the very program being read.
     std::vector<std::uint8_t> made;
-    SetIconStatus status = SetIconStatus::OutOfMemory;
-    try {
-        status = Set(program, iconFile, options, made);
-    } catch (const std::bad_alloc&) {
-        made.clear();
+    FilePieces pieces;
+    SetIconStatus status = SetProgramIcon(program, iconFile, options, pieces);
+    if (status == SetIconStatus::Ok) {
+        try {
+            pieces.AppendTo(made);
+        } catch (const std::bad_alloc&) {
+            made.clear();
+            status = SetIconStatus::OutOfMemory;
+        }
     }
-    if (status != SetIconStatus::Ok) made.clear();
     out = std::move(made);
     return status;
 }
 
-std::uint32_t PeChecksum(std::span<const std::uint8_t> bytes, std::size_t checksumOffset) {
-    std::uint64_t sum = 0;
-    for (std::size_t i = 0; i < bytes.size(); i += 2) {
-        std::uint32_t word = i + 1 < bytes.size() ? LoadU16(bytes.data() + i) : bytes[i];
-        // The field's own bytes count as zero.
-        for (std::size_t k = 0; k < 2; ++k)
-            if (i + k >= checksumOffset && i + k < checksumOffset + 4) word &= k == 0 ? 0xFF00u : 0x00FFu;
-        sum += word;
-        sum = (sum & 0xFFFF) + (sum >> 16);
+namespace {
+
+// The checksum's sum, taken over a file given in pieces: 16-bit little-endian words added with
+// their carries brought back in (a sum modulo 0xFFFF, zero only when every word is), the
+// checksum field's bytes counted as zero. Two words read as one 32-bit number, w0 + 65536 * w1,
+// add the same modulo 0xFFFF as w0 + w1, since 65536 is 1 modulo 0xFFFF: so the bytes are added
+// four at a time, and the sum is folded only now and then.
+class ChecksumSum {
+public:
+    explicit ChecksumSum(std::size_t field) : field_(field) {}
+
+    void Add(std::span<const std::uint8_t> bytes) {
+        static constexpr std::uint8_t kZeros[4] = {};
+        const std::uint64_t start = length_, end = start + bytes.size();
+        if (field_ >= end || field_ + 4 <= start) {
+            Words(bytes);
+            return;
+        }
+        const auto from = static_cast<std::size_t>(field_ > start ? field_ - start : 0);
+        const auto to = static_cast<std::size_t>(std::min<std::uint64_t>(field_ + 4 - start, bytes.size()));
+        Words(bytes.first(from));
+        Words(std::span(kZeros, to - from));
+        Words(bytes.subspan(to));
     }
-    return static_cast<std::uint32_t>(((sum & 0xFFFF) + (sum >> 16)) + bytes.size());
+
+    [[nodiscard]] std::uint32_t Result() const { return Fold(sum_) + static_cast<std::uint32_t>(length_); }
+
+private:
+    // The same sum modulo 0xFFFF, zero only when `v` is: at most 0xFFFF.
+    static std::uint32_t Fold(std::uint64_t v) { return v == 0 ? 0 : static_cast<std::uint32_t>((v - 1) % 0xFFFF + 1); }
+
+    void Words(std::span<const std::uint8_t> bytes) {
+        const std::uint8_t* p = bytes.data();
+        std::size_t n = bytes.size();
+        if (n == 0) return;
+        // A byte at an odd place in the file is the high byte of its word.
+        if ((length_ & 1) != 0) {
+            sum_ += std::uint64_t{*p} << 8;
+            ++p;
+            --n;
+            ++length_;
+        }
+        length_ += n;
+        // Each sum takes 2^27 numbers of 32 bits at most between folds: no overflow.
+        while (n >= 4) {
+            const std::size_t run = std::min<std::size_t>(n / 4, std::size_t{1} << 28);
+            std::uint64_t a = 0, b = 0;
+            std::size_t i = 0;
+            for (; i + 2 <= run; i += 2) {
+                a += LoadU32(p + 4 * i);
+                b += LoadU32(p + 4 * i + 4);
+            }
+            if (i < run) a += LoadU32(p + 4 * i);
+            sum_ = std::uint64_t{Fold(sum_)} + Fold(a) + Fold(b);
+            p += 4 * run;
+            n -= 4 * run;
+        }
+        if (n >= 2) {
+            sum_ += LoadU16(p);
+            p += 2;
+            n -= 2;
+        }
+        if (n == 1) sum_ += *p;  // the low byte of a word whose high byte may follow
+    }
+
+    std::uint64_t field_;
+    std::uint64_t sum_ = 0, length_ = 0;
+};
+
+}  // namespace
+
+std::uint32_t PeChecksum(std::span<const std::uint8_t> bytes, std::size_t checksumOffset) {
+    ChecksumSum sum(checksumOffset);
+    sum.Add(bytes);
+    return sum.Result();
+}
+
+std::uint32_t PeChecksum(const FilePieces& file, std::size_t checksumOffset) {
+    ChecksumSum sum(checksumOffset);
+    for (const FilePieces::Piece& piece : file.Pieces()) sum.Add(piece.bytes);
+    return sum.Result();
 }
 
 }  // namespace tellurine

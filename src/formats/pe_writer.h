@@ -10,6 +10,7 @@
 
 #include "formats/ne_resources.h"
 #include "formats/pe_resources.h"
+#include "image/file_io.h"
 
 namespace tellurine {
 
@@ -57,6 +58,13 @@ const char* SetIconStatusText(SetIconStatus status);
 SetIconStatus SetProgramIcon(std::span<const std::uint8_t> program, std::span<const std::uint8_t> iconFile,
                              const SetIconOptions& options, std::vector<std::uint8_t>& out);
 
+// The same program as pieces, for writing without making it in memory: the changed headers and
+// the new resource directory made here, and spans of `program` (everything else the program
+// holds, most of it in a few long spans) and of `iconFile`, which must outlive the pieces. `out`
+// is emptied when the status is not Ok.
+SetIconStatus SetProgramIcon(std::span<const std::uint8_t> program, std::span<const std::uint8_t> iconFile,
+                             const SetIconOptions& options, FilePieces& out);
+
 // A resource-only library (.dll) of the groups in the given order, 32-bit or, with `wide`, 64-bit:
 // a DLL without code whose one section holds the icon groups (type 14) and icons (3), then the
 // cursor groups (12) and cursors (1) when there are any, all language neutral, images numbered
@@ -69,5 +77,6 @@ std::optional<std::vector<std::uint8_t>> WriteResourceLibrary(const std::vector<
 // The checksum of a PE file as the loader computes it: 16-bit words added with carry (the
 // checksum field's bytes counted as zero), plus the file's length.
 std::uint32_t PeChecksum(std::span<const std::uint8_t> bytes, std::size_t checksumOffset);
+std::uint32_t PeChecksum(const FilePieces& file, std::size_t checksumOffset);
 
 }  // namespace tellurine

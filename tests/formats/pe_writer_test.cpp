@@ -5,11 +5,16 @@
 #include <string>
 #include <vector>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include "formats/format_test_support.h"
+#include "formats/mapped_file.h"
 #include "formats/pe_resources.h"
 #include "formats/pe_test_writer.h"
 #include "formats/pe_writer.h"
 #include "image/bytes.h"
+#include "image/file_io.h"
 
 namespace tellurine {
 namespace {
@@ -89,6 +94,9 @@ TEST_P(SetIcon, ReplacesOneGroupAndKeepsEverythingElse) {
     for (const bool moveText : {false, true}) {
         SCOPED_TRACE(moveText ? "new section" : "in place");
         Program p = MakeProgram(GetParam());
+        // An installer's payload, long enough to be copied file to file when written as pieces.
+        for (int i = 0; i < 40000; ++i) p.overlay.push_back(static_cast<std::uint8_t>(i * 13 + i / 256));
+        p.file.insert(p.file.end(), p.overlay.end() - 40000, p.overlay.end());
         if (moveText) StoreU32(p.file.data() + p.layout.rsrcSectionHeader - 40 + 12, 0x100000);
         StoreU32(p.file.data() + p.layout.optionalHeader + 64, 1);  // a checksum to keep right
         // A COFF symbol table after the sections, as unstripped MinGW programs have.
@@ -96,6 +104,22 @@ TEST_P(SetIcon, ReplacesOneGroupAndKeepsEverythingElse) {
         StoreU32(p.file.data() + symbols, static_cast<std::uint32_t>(p.file.size() - p.overlay.size()));
         Bytes out;
         ASSERT_EQ(SetProgramIcon(p.file, icon, {}, out), SetIconStatus::Ok);
+
+        // Written as pieces, most of them copied from the program's file by the kernel, the new
+        // file holds the same bytes, the checksum taken over the pieces included.
+        const format_test::ScratchDir dir;
+        format_test::WriteBytes(dir / "app.exe", p.file);
+        const int fd = ::open((dir / "app.exe").c_str(), O_RDONLY | O_CLOEXEC);
+        MappedFile mapped;
+        ASSERT_TRUE(fd >= 0 && mapped.Open(fd, 1 << 20));
+        FilePieces pieces;
+        ASSERT_EQ(SetProgramIcon(mapped.Bytes(), icon, {}, pieces), SetIconStatus::Ok);
+        std::string error;
+        ASSERT_TRUE(WritePiecesAtomically((dir / "new.exe").string(), pieces, fd, error)) << error;
+        ::close(fd);
+        Bytes written;
+        ASSERT_TRUE(ReadFileBytes((dir / "new.exe").string(), written, 1 << 20, error));
+        EXPECT_EQ(written, out);
 
         const auto groups = ReadExeIcons(out);
         ASSERT_TRUE(groups);
@@ -205,6 +229,53 @@ TEST(SetIcon, RefusesWhatItCannotChangeWhole) {
     const Program whole = MakeProgram(true);
     for (std::size_t size = 0; size < whole.file.size(); size += 61)
         (void)SetProgramIcon(std::span(whole.file).first(size), icon, {}, out);
+}
+
+// The loader's checksum, word by word, against the one the writer takes four bytes at a time and
+// over pieces: at every length's parity, with the field anywhere (at an odd place, cut off by
+// the end, past it), over words whose sum wraps, and over pieces of odd lengths.
+TEST(PeChecksum, IsTheLoadersSumOverWholeFilesAndPieces) {
+    const auto loader = [](const Bytes& b, std::size_t field) {
+        std::uint64_t sum = 0;
+        for (std::size_t i = 0; i < b.size(); i += 2) {
+            std::uint32_t word = 0;
+            for (std::size_t k = 0; k < 2 && i + k < b.size(); ++k)
+                if (i + k < field || i + k >= field + 4) word |= std::uint32_t{b[i + k]} << (8 * k);
+            sum += word;
+            sum = (sum & 0xFFFF) + (sum >> 16);
+        }
+        return static_cast<std::uint32_t>((sum & 0xFFFF) + (sum >> 16) + b.size());
+    };
+    struct Case {
+        const char* what;
+        Bytes bytes;
+    };
+    std::vector<Case> cases = {{"empty", {}},       {"one byte", {0x80}},       {"zeros", Bytes(37, 0)},
+                               {"all ones", Bytes(41, 0xFF)}, {"ones, even", Bytes(64, 0xFF)}};
+    // 0xFFFF and 1, which wrap to 1; words summing to 0xFFFF exactly; noise at several lengths.
+    cases.push_back({"wraps", {0xFF, 0xFF, 0x01, 0x00}});
+    cases.push_back({"sums to 0xFFFF", {0xFF, 0x7F, 0x00, 0x80, 0x00}});
+    for (const std::size_t size : {9u, 1000u, 4099u, 70001u}) {
+        Bytes noise(size);
+        for (std::size_t i = 0; i < size; ++i) noise[i] = static_cast<std::uint8_t>((i * 2654435761u) >> 13);
+        cases.push_back({"noise", std::move(noise)});
+    }
+    for (const Case& c : cases) {
+        const std::size_t size = c.bytes.size();
+        for (const std::size_t field : {std::size_t{0}, std::size_t{1}, std::size_t{6}, size / 2 | 1,
+                                        size - std::min<std::size_t>(size, 2), size + 8}) {
+            SCOPED_TRACE(std::string(c.what) + ", " + std::to_string(size) + " bytes, field at " +
+                         std::to_string(field));
+            const std::uint32_t expected = loader(c.bytes, field);
+            EXPECT_EQ(PeChecksum(c.bytes, field), expected);
+            for (const std::size_t step : {1u, 3u, 4u, 7u, 4096u}) {
+                FilePieces pieces;
+                for (std::size_t at = 0; at < size; at += step)
+                    pieces.Add(std::span(c.bytes).subspan(at, std::min(step, size - at)));
+                EXPECT_EQ(PeChecksum(pieces, field), expected) << "pieces of " << step;
+            }
+        }
+    }
 }
 
 }  // namespace
