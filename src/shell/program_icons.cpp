@@ -1,5 +1,8 @@
 #include "shell/program_icons.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <span>
 #include <vector>
 
@@ -11,17 +14,29 @@ namespace tellurine::shell {
 
 namespace {
 
-// The program's bytes: mapped, or read when it cannot be mapped.
+// The program's bytes: mapped, or read when it cannot be mapped; the file kept open while it is
+// mapped, so that its bytes can be copied from it file to file.
 struct ProgramBytes {
+    int fd = -1;
     MappedFile mapped;
     std::vector<std::uint8_t> read;
     std::span<const std::uint8_t> bytes;
 
+    ProgramBytes() = default;
+    ProgramBytes(const ProgramBytes&) = delete;
+    ProgramBytes& operator=(const ProgramBytes&) = delete;
+    ~ProgramBytes() {
+        if (fd >= 0) ::close(fd);
+    }
+
     bool Open(const std::string& path, std::string& error) {
-        if (mapped.Open(path, kMaxExeFileBytes)) {
+        fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+        if (fd >= 0 && mapped.Open(fd, kMaxExeFileBytes)) {
             bytes = mapped.Bytes();
             return true;
         }
+        if (fd >= 0) ::close(fd);
+        fd = -1;
         if (!ReadFileBytes(path, read, kMaxExeFileBytes, error)) return false;
         bytes = read;
         return true;
@@ -32,20 +47,25 @@ struct ProgramBytes {
 
 SetIconStatus ChangeProgramIcon(const std::string& program, const CIconDoc& icon, const SetIconOptions& options,
                                 const ProgramIconWrite& write, std::string& error) {
-    std::vector<std::uint8_t> iconFile, changed;
+    std::vector<std::uint8_t> iconFile;
     if (!WriteIconFile(icon, false, iconFile, false)) return SetIconStatus::NotAnIcon;
     ProgramBytes in;
     if (!in.Open(program, error)) return SetIconStatus::CannotWrite;
+    FilePieces changed;
     if (const SetIconStatus status = SetProgramIcon(in.bytes, iconFile, options, changed); status != SetIconStatus::Ok)
         return status;
     // A new file beside the program need not wait for the disk: the program is still there.
     const bool inPlace = write.output.empty();
-    if (inPlace && write.keepBackup && !WriteFileAtomically(program + ".bak", in.bytes, error)) {
-        error = "cannot keep a backup " + program + ".bak: " + error;
-        return SetIconStatus::CannotWrite;
+    if (inPlace && write.keepBackup) {
+        FilePieces whole(in.bytes);
+        whole.Add(in.bytes);
+        if (!WritePiecesAtomically(program + ".bak", whole, in.fd, error)) {
+            error = "cannot keep a backup " + program + ".bak: " + error;
+            return SetIconStatus::CannotWrite;
+        }
     }
     const std::string& output = inPlace ? program : write.output;
-    if (!WriteFileAtomically(output, changed, error, inPlace ? Durability::Flush : Durability::NoFlush)) {
+    if (!WritePiecesAtomically(output, changed, in.fd, error, inPlace ? Durability::Flush : Durability::NoFlush)) {
         error = "cannot write " + output + ": " + error;
         return SetIconStatus::CannotWrite;
     }
