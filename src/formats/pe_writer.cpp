@@ -4,7 +4,6 @@
 #include <cstring>
 #include <memory>
 #include <new>
-#include <set>
 
 #include "formats/ne_resources.h"
 #include "image/bytes.h"
@@ -190,7 +189,7 @@ std::size_t WriteTree(std::vector<Type>& types, std::uint32_t rva, FilePieces& f
     std::sort(types.begin(), types.end(), [](const Type& a, const Type& b) { return a.key < b.key; });
     std::size_t tables = 16 + 8 * types.size(), strings = 0, dataEntries = 0;
     for (Type& t : types) {
-        std::sort(t.names.begin(), t.names.end(), [](const Named& a, const Named& b) { return a.key < b.key; });
+        std::stable_sort(t.names.begin(), t.names.end(), [](const Named& a, const Named& b) { return a.key < b.key; });
         tables += 16 + 8 * t.names.size();
         strings += t.key.id ? 0 : 2 + 2 * t.key.name.size();
         for (Named& n : t.names) {
@@ -348,27 +347,27 @@ SetIconStatus ReplaceGroup(std::vector<Type>& types, std::span<const std::uint8_
     slot->data = {};
 
     // Icons no group names any more go; then the new images take the lowest free numbers.
-    std::set<std::uint16_t> named;
+    std::vector<bool> named(0x10000);
     for (const Named& n : groups.names)
         for (const Language& l : n.languages)
-            for (const std::uint16_t id : GroupIcons(l.data)) named.insert(id);
+            for (const std::uint16_t id : GroupIcons(l.data)) named[id] = true;
     std::erase_if(icons.names, [&](const Named& n) {
         return n.key.id && std::find(replaced.begin(), replaced.end(), *n.key.id) != replaced.end() &&
-               !named.contains(*n.key.id);
+               !named[*n.key.id];
     });
-    std::set<std::uint16_t> used;
+    std::vector<bool> used(0x10000);
     for (const Named& n : icons.names)
-        if (n.key.id) used.insert(*n.key.id);
+        if (n.key.id) used[*n.key.id] = true;
     std::vector<std::uint8_t> data(6, 0);
     StoreU16(data.data() + 2, 1);
     StoreU16(data.data() + 4, static_cast<std::uint16_t>(count));
     std::uint16_t next = 1;
     for (std::size_t i = 0; i < count; ++i) {
-        while (used.contains(next)) {
+        while (used[next]) {
             if (next == 0xFFFF) return SetIconStatus::NoRoom;
             ++next;
         }
-        used.insert(next);
+        used[next] = true;
         const std::uint8_t* entry = icon.data() + 6 + 16 * i;
         const std::size_t at = data.size();
         data.resize(at + 14);
