@@ -17,7 +17,8 @@ namespace {
 
 std::string LowerName(const std::string& path) {
     std::string out = path;
-    std::transform(out.begin(), out.end(), out.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    std::transform(out.begin(), out.end(), out.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
     return out;
 }
 
@@ -49,7 +50,8 @@ bool SvgDrawing::Load(std::span<const std::uint8_t> bytes, std::string& error) {
     }
     // Read from memory with no base file: a reference to another file or a URL has nothing to
     // resolve against, so nothing outside the drawing is read.
-    GInputStream* stream = g_memory_input_stream_new_from_data(bytes.data(), static_cast<gssize>(bytes.size()), nullptr);
+    GInputStream* stream =
+        g_memory_input_stream_new_from_data(bytes.data(), static_cast<gssize>(bytes.size()), nullptr);
     GError* failure = nullptr;
     RsvgHandle* rsvg = rsvg_handle_new_from_stream_sync(stream, nullptr, RSVG_HANDLE_FLAGS_NONE, nullptr, &failure);
     g_object_unref(stream);

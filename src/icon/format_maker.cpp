@@ -25,7 +25,9 @@ std::atomic<int> gCreationDepth{0};
 constexpr std::uint8_t kOpaqueAlpha = 128;
 
 // Bits of a depth's colour count; 0 for the true-colour depths.
-int IndexBits(int bits) { return bits <= 8 ? bits : 0; }
+int IndexBits(int bits) {
+    return bits <= 8 ? bits : 0;
+}
 
 // Makes an indexed format from a 32-bit picture (see the header for the choices).
 bool IndexedFormat(const Block& picture, const DibLayout& l, int bits, CKvIcon& out) {
@@ -135,8 +137,8 @@ bool AlphaFormat(const Block& picture, const DibLayout& l, CKvIcon& out) {
 
 // Resamples a 32-bit picture to the size and runs the resize filter when the creation switch is
 // on, the size changed and the level does something. Empty on failure.
-Block ResamplePicture(const Block& picture32, const PreparedResample& prepared, std::int32_t width,
-                      std::int32_t height, int level) {
+Block ResamplePicture(const Block& picture32, const PreparedResample& prepared, std::int32_t width, std::int32_t height,
+                      int level) {
     const std::int32_t sourceWidth = DibWidth(picture32), sourceHeight = DibHeight(picture32);
     const bool sizeChanged = sourceWidth != width || sourceHeight != height;
     Block resized = sizeChanged ? prepared.Resample(width, height) : picture32.Duplicate();
@@ -153,8 +155,7 @@ Block ResamplePicture(const Block& picture32, std::int32_t width, std::int32_t h
 }
 
 bool ValidRequest(std::int32_t width, std::int32_t height, int bits) {
-    return width > 0 && height > 0 && width <= kMaxDibDimension && height <= kMaxDibDimension &&
-           IsMakeableDepth(bits);
+    return width > 0 && height > 0 && width <= kMaxDibDimension && height <= kMaxDibDimension && IsMakeableDepth(bits);
 }
 
 // The picture centred on a transparent square of its larger side (not called for a square one).
@@ -176,9 +177,15 @@ Block CentreOnSquare(const Block& picture32) {
 
 }  // namespace
 
-FormatCreationSwitch::FormatCreationSwitch() { gCreationDepth.fetch_add(1); }
-FormatCreationSwitch::~FormatCreationSwitch() { gCreationDepth.fetch_sub(1); }
-bool FormatCreationSwitch::IsOn() { return gCreationDepth.load() > 0; }
+FormatCreationSwitch::FormatCreationSwitch() {
+    gCreationDepth.fetch_add(1);
+}
+FormatCreationSwitch::~FormatCreationSwitch() {
+    gCreationDepth.fetch_sub(1);
+}
+bool FormatCreationSwitch::IsOn() {
+    return gCreationDepth.load() > 0;
+}
 
 int ResizeFilterStrength(int sourceWidth, int sourceHeight, int width, int height) {
     if (width <= sourceWidth / 5 || height <= sourceHeight / 5) return 100;
@@ -198,7 +205,9 @@ bool ApplyResizeFilterToDib(Block& dib32, int level, int strength) {
     return true;
 }
 
-bool IsMakeableDepth(int bits) { return bits == 1 || bits == 4 || bits == 8 || bits == 24 || bits == 32; }
+bool IsMakeableDepth(int bits) {
+    return bits == 1 || bits == 4 || bits == 8 || bits == 24 || bits == 32;
+}
 
 std::uint32_t ColorsForDepth(int bits) {
     const int index = IndexBits(bits);
@@ -233,12 +242,9 @@ bool FormatFromPicture(const Block& picture32, int bits, CKvIcon& out) {
     const auto l = GetDibLayout(picture32);
     if (!l || l->bitCount != 32 || !IsMakeableDepth(bits)) return false;
     switch (bits) {
-        case 32:
-            return AlphaFormat(picture32, *l, out);
-        case 24:
-            return TrueColorFormat(picture32, *l, out);
-        default:
-            return IndexedFormat(picture32, *l, bits, out);
+        case 32: return AlphaFormat(picture32, *l, out);
+        case 24: return TrueColorFormat(picture32, *l, out);
+        default: return IndexedFormat(picture32, *l, bits, out);
     }
 }
 
@@ -354,17 +360,15 @@ bool MakeFromSquare(const Block& square, Block&& own, const IconProjectRequest& 
     // A picture of this routine's own is bled where it lies when no size needs it as it is.
     const bool allSmaller = std::all_of(sizes.begin(), sizes.end(), [&](int size) { return size < DibWidth(square); });
     const FormatCreationSwitch creating;
-    const PreparedResample prepared = !own.empty() && allSmaller
-                                          ? PreparedResample(std::move(own), request.threads)
-                                          : PreparedResample(square, request.threads);
+    const PreparedResample prepared = !own.empty() && allSmaller ? PreparedResample(std::move(own), request.threads)
+                                                                 : PreparedResample(square, request.threads);
     std::vector<std::vector<CKvIcon>> made(sizes.size());
     std::atomic<bool> failed{false};
     std::atomic<std::size_t> nextSize{0};
     const auto work = [&] {
         for (std::size_t next = nextSize++; next < order.size() && !failed; next = nextSize++) {
             const std::size_t i = order[next];
-            const Block resized =
-                ResamplePicture(prepared.Source(), prepared, sizes[i], sizes[i], request.filterLevel);
+            const Block resized = ResamplePicture(prepared.Source(), prepared, sizes[i], sizes[i], request.filterLevel);
             for (const int bits : depths) {
                 CKvIcon icon;
                 if (resized.empty() || !FormatFromPicture(resized, bits, icon)) {

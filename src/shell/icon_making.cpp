@@ -108,8 +108,10 @@ BatchResult MakeIconFiles(const std::vector<std::string>& pictures, const std::s
             const bool made = MakeIconFile(pictures[i], one, outputs[i], doc, leftOut, error) == MakeIconFileStep::Done;
             {
                 const std::lock_guard lock(mutex);
-                if (made) ++result.made;
-                else result.failures.emplace_back(pictures[i], error);
+                if (made)
+                    ++result.made;
+                else
+                    result.failures.emplace_back(pictures[i], error);
             }
             if (done) done();
         }

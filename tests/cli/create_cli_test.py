@@ -100,6 +100,35 @@ class CreateTest(ScratchCase):
             self.assertEqual((r.returncode, os.path.exists(self.path("odd.icns"))), (code, code == 0), r.stderr)
             self.assertIn("(96x96, 32 bpp): a Macintosh icon family has no element for it", r.stderr)
 
+    def test_a_drawing_is_rendered_at_each_size_as_rsvg_convert_renders_it(self):
+        # A clip path and a blur, which SVG Tiny renderers leave out.
+        self.write("logo.svg", b"""<svg xmlns="http://www.w3.org/2000/svg" width="64" height="64">
+          <defs><clipPath id="c"><circle cx="32" cy="32" r="24"/></clipPath>
+          <filter id="b"><feGaussianBlur stdDeviation="3"/></filter></defs>
+          <rect width="64" height="64" fill="#2060c0" clip-path="url(#c)"/>
+          <circle cx="32" cy="32" r="10" fill="#ffcc00" filter="url(#b)"/></svg>""")
+        r = run("create", self.path("logo.svg"), "-o", self.path("logo.ico"), "--sizes", "16,24,48", "--depths", "32")
+        self.assertEqual(r.returncode, 0, r.stderr)
+        if not shutil.which("rsvg-convert"):
+            self.skipTest("needs rsvg-convert")
+        with Image.open(self.path("logo.ico")) as im:
+            for size in (16, 24, 48):
+                im.size = (size, size)
+                im.load()
+                ours = im.convert("RGBA").tobytes()
+                png = self.path(f"ref{size}.png")
+                subprocess.run(["rsvg-convert", "-w", str(size), "-h", str(size), "-o", png, self.path("logo.svg")],
+                               check=True)
+                with Image.open(png) as ref:
+                    theirs = ref.convert("RGBA").tobytes()
+                self.assertLess(sum(abs(a - b) for a, b in zip(ours, theirs)) / len(ours), 1.0, size)
+        # A drawing that cannot be read says why, and writes nothing.
+        self.write("bad.svg", b"<svg this is not")
+        r = run("create", self.path("bad.svg"), "-o", self.path("bad.ico"))
+        self.assertEqual(r.returncode, 1)
+        self.assertIn("cannot read", r.stderr)
+        self.assertFalse(os.path.exists(self.path("bad.ico")))
+
 
 class EditTest(ScratchCase):
     def make(self):

@@ -52,7 +52,9 @@ QImage RenderDrawing(const QString& path, QSize size) {
     return rendered ? ImageFromDib32(rendered) : QImage();
 }
 
-QImage ImageFromIcon(const CKvIcon& icon) { return ImageFromDib32(icon.To32BitDib()); }
+QImage ImageFromIcon(const CKvIcon& icon) {
+    return ImageFromDib32(icon.To32BitDib());
+}
 
 void PaintCheckerboard(QPainter& painter, const QRect& rect, int cell) {
     painter.save();

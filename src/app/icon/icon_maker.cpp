@@ -5,18 +5,18 @@
 #include <QDir>
 #include <QEventLoop>
 #include <QFileInfo>
+#include <QFutureWatcher>
 #include <QGridLayout>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QMessageBox>
+#include <QPointer>
 #include <QProgressDialog>
 #include <QPushButton>
-#include <QPointer>
 #include <QSlider>
 #include <QVBoxLayout>
-#include <QFutureWatcher>
 #include <QtConcurrent/QtConcurrentRun>
 #include <algorithm>
 #include <atomic>
@@ -24,6 +24,7 @@
 
 #include "app/common/image_convert.h"
 #include "app/common/prompts.h"
+#include "formats/svg_file.h"
 #include "shell/texts.h"
 
 namespace tellurine::app {
@@ -32,8 +33,14 @@ bool MakeProjectFromPicture(const QImage& raster, const QString& drawingPath, co
                             const IconProjectRequest& base, CIconDoc& doc, std::string& error) {
     CDIB picture;
     shell::DrawingRenderer drawing;
-    if (drawingPath.isEmpty()) picture.Attach(Dib32FromImage(raster));
-    else drawing = [drawingPath](int size) { return Dib32FromImage(RenderDrawing(drawingPath, QSize(size, size))); };
+    if (drawingPath.isEmpty())
+        picture.Attach(Dib32FromImage(raster));
+    else {
+        // Read once, rendered at each size from the vector.
+        auto svg = std::make_shared<SvgDrawing>();
+        if (!svg->LoadFile(drawingPath.toStdString(), error)) return false;
+        drawing = [svg](int size) { return svg->Render(size, size); };
+    }
     return shell::MakeProjectFromPicture(picture, drawing, choice, base, doc, error);
 }
 
@@ -70,7 +77,8 @@ void CDialIconFromImage::accept() {
 
 // ---- Batch -------------------------------------------------------------------------------------
 
-CDialBatch::CDialBatch(UserPrompts& prompts, const QString& folder, QWidget* parent) : QDialog(parent), prompts_(prompts) {
+CDialBatch::CDialBatch(UserPrompts& prompts, const QString& folder, QWidget* parent)
+    : QDialog(parent), prompts_(prompts) {
     setWindowTitle(text::kBatchTitle);
     setObjectName("CDialBatch");
     pictureList = new QListWidget(this);
@@ -132,7 +140,9 @@ void CDialBatch::OnAdd() {
         if (pictureList->findItems(name, Qt::MatchExactly).isEmpty()) pictureList->addItem(name);
 }
 
-void CDialBatch::OnRemove() { qDeleteAll(pictureList->selectedItems()); }
+void CDialBatch::OnRemove() {
+    qDeleteAll(pictureList->selectedItems());
+}
 
 void CDialBatch::OnBrowse() {
     const QString folder = prompts_.GetExistingDirectory(this, text::kBatchTitle, folderEdit->text());
@@ -166,11 +176,17 @@ int RunBatch(UserPrompts& prompts, QWidget* parent, const QStringList& pictures,
     QEventLoop loop;
     QObject::connect(&watcher, &QFutureWatcherBase::finished, &loop, &QEventLoop::quit);
     QPointer<QProgressDialog> bar(&dialog);
-    watcher.setFuture(QtConcurrent::run([images, target = QDir::toNativeSeparators(folder).toStdString(), request, stop, bar] {
-        return shell::MakeIconFiles(images, target, request, *stop, [bar] {
-            QMetaObject::invokeMethod(bar, [bar] { if (bar) bar->setValue(bar->value() + 1); }, Qt::QueuedConnection);
-        });
-    }));
+    watcher.setFuture(
+        QtConcurrent::run([images, target = QDir::toNativeSeparators(folder).toStdString(), request, stop, bar] {
+            return shell::MakeIconFiles(images, target, request, *stop, [bar] {
+                QMetaObject::invokeMethod(
+                    bar,
+                    [bar] {
+                        if (bar) bar->setValue(bar->value() + 1);
+                    },
+                    Qt::QueuedConnection);
+            });
+        }));
     prompts.ShowProgress(dialog);
     if (!watcher.isFinished()) loop.exec();
     const shell::BatchResult result = watcher.result();

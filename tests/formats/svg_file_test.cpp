@@ -1,0 +1,144 @@
+#include "formats/svg_file.h"
+
+#include <gtest/gtest.h>
+#include <zlib.h>
+
+#include <cstdlib>
+#include <string>
+
+#include "formats/format_test_support.h"
+#include "formats/image_file.h"
+#include "icon/format_maker.h"
+
+namespace tellurine {
+namespace {
+
+using format_test::Bytes;
+using format_test::Rgba;
+
+Bytes Text(const std::string& s) {
+    return Bytes(s.begin(), s.end());
+}
+
+// A circle clipping a blue square, a blurred yellow square, and a half-transparent red bar: what
+// a renderer of SVG Tiny alone gets wrong.
+const std::string kDrawing = R"svg(<svg xmlns="http://www.w3.org/2000/svg" width="64" height="64">
+  <defs><clipPath id="c"><circle cx="32" cy="32" r="24"/></clipPath>
+        <filter id="b"><feGaussianBlur stdDeviation="2"/></filter></defs>
+  <rect width="64" height="64" fill="#2060c0" clip-path="url(#c)"/>
+  <rect x="20" y="20" width="24" height="24" fill="#ffcc00" filter="url(#b)"/>
+  <rect x="0" y="60" width="64" height="4" fill="#ff0000" fill-opacity="0.5"/>
+</svg>)svg";
+
+Rgba Pixel(const Block& dib, int x, int y) {
+    const auto l = GetDibLayout(dib);
+    const std::uint8_t* p = dib.data() + l->RowOffset(l->height - 1 - y) + 4 * static_cast<std::size_t>(x);
+    return {p[2], p[1], p[0], p[3]};
+}
+
+TEST(SvgDrawing, RendersClipsFiltersAndStraightAlphaAtAnySize) {
+    SvgDrawing drawing;
+    std::string error;
+    ASSERT_TRUE(drawing.Load(Text(kDrawing), error)) << error;
+    EXPECT_EQ(drawing.Width(), 64);
+    for (const int size : {16, 32, 256}) {
+        SCOPED_TRACE(size);
+        const Block dib = drawing.Render(size, size);
+        ASSERT_TRUE(GetDibLayout(dib).has_value());
+        EXPECT_EQ(Pixel(dib, 0, 0)[3], 0);                                    // outside the clip
+        EXPECT_EQ(Pixel(dib, size / 2, size / 2), (Rgba{255, 204, 0, 255}));  // the blurred square's middle
+        EXPECT_EQ(Pixel(dib, size * 3 / 16, size / 2), (Rgba{0x20, 0x60, 0xC0, 255}));
+        EXPECT_EQ(Pixel(dib, size / 2, size - 1), (Rgba{255, 0, 0, 128}));  // not premultiplied
+    }
+    // Another shape is fitted whole and centred; a zero or huge size gives nothing.
+    const Block wide = drawing.Render(32, 16);
+    EXPECT_EQ(Pixel(wide, 0, 8)[3], 0);
+    EXPECT_EQ(Pixel(wide, 16, 8)[3], 255);
+    EXPECT_FALSE(drawing.Render(0, 16));
+    EXPECT_FALSE(drawing.Render(kMaxSvgSide + 1, 16));
+
+    // rsvg-convert's PNG of the same drawing at each size, as the judge of the pixels.
+    if (std::system("command -v rsvg-convert >/dev/null") != 0) GTEST_SKIP() << "needs rsvg-convert";
+    const format_test::ScratchDir dir;
+    format_test::WriteBytes(dir.path() / "d.svg", Text(kDrawing));
+    for (const int size : {16, 48}) {
+        const std::string png = (dir.path() / "d.png").string();
+        format_test::RunCommand("rsvg-convert -w " + std::to_string(size) + " -h " + std::to_string(size) + " -o '" +
+                                png + "' '" + (dir.path() / "d.svg").string() + "'");
+        CDIB theirs;
+        ASSERT_TRUE(LoadPictureFile(png, theirs, error)) << error;
+        const Block ours = drawing.Render(size, size);
+        long total = 0;
+        for (int y = 0; y < size; ++y)
+            for (int x = 0; x < size; ++x) {
+                const Rgba a = Pixel(ours, x, y), b = Pixel(theirs.GetBlock(), x, y);
+                for (int c = 0; c < 4; ++c)
+                    total += std::abs(a[static_cast<std::size_t>(c)] - b[static_cast<std::size_t>(c)]);
+            }
+        EXPECT_LT(static_cast<double>(total) / (size * size * 4), 1.0) << size;
+    }
+}
+
+TEST(SvgDrawing, HostileDrawingsAreRefusedOrDrawnWithoutWhatTheyReferTo) {
+    SvgDrawing drawing;
+    std::string error;
+    EXPECT_FALSE(drawing.Load(Text("not a drawing"), error));
+    EXPECT_FALSE(error.empty());
+    EXPECT_FALSE(drawing.Render(16, 16));
+    EXPECT_FALSE(drawing.Load(Bytes(kMaxSvgBytes + 1, ' '), error));
+
+    // A picture of another file is not read: the drawing renders without it.
+    const format_test::ScratchDir dir;
+    const Bytes red = format_test::IconFileOf({format_test::MakeIcon(16, 16, 0, true, 3)});
+    format_test::WriteBytes(dir.path() / "red.ico", red);
+    const std::string other = R"(<svg xmlns="http://www.w3.org/2000/svg" xmlns:xlink="http://www.w3.org/1999/xlink"
+        width="16" height="16"><image width="16" height="16" xlink:href="file://)" +
+                              (dir.path() / "red.ico").string() + R"("/></svg>)";
+    ASSERT_TRUE(drawing.Load(Text(other), error)) << error;
+    const Block rendered = drawing.Render(16, 16);
+    ASSERT_TRUE(rendered);
+    for (int y = 0; y < 16; ++y) EXPECT_EQ(Pixel(rendered, 8, y)[3], 0);
+
+    // A gzip-compressed drawing (.svgz) reads as the plain one.
+    Bytes packed(compressBound(kDrawing.size()) + 32);
+    z_stream z{};
+    ASSERT_EQ(deflateInit2(&z, 9, Z_DEFLATED, 31, 8, Z_DEFAULT_STRATEGY), Z_OK);
+    z.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(kDrawing.data()));
+    z.avail_in = static_cast<uInt>(kDrawing.size());
+    z.next_out = packed.data();
+    z.avail_out = static_cast<uInt>(packed.size());
+    ASSERT_EQ(deflate(&z, Z_FINISH), Z_STREAM_END);
+    packed.resize(z.total_out);
+    deflateEnd(&z);
+    ASSERT_TRUE(drawing.Load(packed, error)) << error;
+    EXPECT_EQ(Pixel(drawing.Render(16, 16), 8, 8), (Rgba{255, 204, 0, 255}));
+
+    for (const auto& [path, head, svg] : {std::tuple{"a.SVG", "", true}, std::tuple{"a.svgz", "", true},
+                                          std::tuple{"drawing", "<?xml?><svg ", true}, std::tuple{"a.png", "x", false}})
+        EXPECT_EQ(IsSvgFile(path, Text(head)), svg) << path;
+}
+
+// Each size of an icon made from a drawing is the drawing rendered at that size, never resampled.
+TEST(SvgDrawing, IconsAreMadeFromTheVectorAtEachSize) {
+    SvgDrawing drawing;
+    std::string error;
+    ASSERT_TRUE(drawing.Load(Text(kDrawing), error));
+    IconProjectRequest request;
+    request.sizes = {16, 48};
+    request.depths = {32};
+    CIconDoc doc;
+    ASSERT_TRUE(MakeIconProjectFromDrawing([&](int size) { return drawing.Render(size, size); }, request, doc, error));
+    ASSERT_EQ(doc.GetFormatCount(), 2);
+    for (int i = 0; i < 2; ++i) {
+        const CKvIcon& icon = doc.GetFormat(i)->Icon();
+        const Block rendered = drawing.Render(static_cast<int>(icon.Width()), static_cast<int>(icon.Height()));
+        const std::vector<Rgba> made = format_test::PictureOf(icon);
+        for (int y = 0; y < static_cast<int>(icon.Height()); y += 5)
+            EXPECT_EQ(made[static_cast<std::size_t>(y) * icon.Width() + 3], Pixel(rendered, 3, y)) << icon.Width();
+    }
+    EXPECT_FALSE(MakeIconProjectFromDrawing([](int) { return Block(); }, request, doc, error));
+    EXPECT_EQ(doc.GetFormatCount(), 0);
+}
+
+}  // namespace
+}  // namespace tellurine
