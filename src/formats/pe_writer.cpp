@@ -389,6 +389,8 @@ SetIconStatus Set(std::span<const std::uint8_t> b, std::span<const std::uint8_t>
                   FilePieces& out) {
     std::optional<Pe> pe = ReadHeaders(b);
     if (!pe) return SetIconStatus::NotAProgram;
+    // Images end below 2 GiB: headers said to reach past that are damaged.
+    if (pe->sizeOfHeaders >= 0x7FFF0000u) return SetIconStatus::Damaged;
     if (pe->directoryCount > kSecurityEntry && LoadU32(b.data() + pe->Directory(kSecurityEntry) + 4) != 0 &&
         !o.removeSignature)
         return SetIconStatus::Signed;
@@ -447,12 +449,13 @@ SetIconStatus Set(std::span<const std::uint8_t> b, std::span<const std::uint8_t>
                          b.begin() + static_cast<std::ptrdiff_t>(header + kSectionHeaderSize),
                          [](std::uint8_t v) { return v == 0; }))
             return SetIconStatus::NoRoom;
-        std::uint64_t memoryEnd = 0;
+        // The new section follows the headers and every section in memory.
+        std::uint64_t memoryEnd = pe->sizeOfHeaders;
         for (const Section& s : pe->sections) memoryEnd = std::max(memoryEnd, s.MemoryEnd());
         placed.header = header;
         // Images end below 2 GiB; a section table that reaches past that has no place for one more.
         if (memoryEnd >= 0x7FFF0000u) return SetIconStatus::NoRoom;
-        placed.virtualAddress = AlignUp(std::max<std::uint64_t>(memoryEnd, pe->sizeOfHeaders), pe->sectionAlignment);
+        placed.virtualAddress = AlignUp(memoryEnd, pe->sectionAlignment);
         placed.rawOffset = AlignUp(rawEnd, pe->fileAlignment);
         placed.characteristics = kInitializedData | kMemRead;
     }

@@ -193,6 +193,8 @@ TEST(SetIcon, RefusesWhatItCannotChangeWhole) {
         {"not a program", [](Program& p) { p.file[0] = 'X'; }, SetIconStatus::NotAProgram},
         {"data outside its section",
          [](Program& p) { StoreU32(p.file.data() + p.layout.dataEntry[0] + 4, 0x7FFFFFFF); }, SetIconStatus::Damaged},
+        {"headers past 2 GiB", [](Program& p) { StoreU32(p.file.data() + p.layout.optionalHeader + 60, 0xFFFFF300); },
+         SetIconStatus::Damaged},
         {"directory count past the section",
          [](Program& p) { StoreU16(p.file.data() + pe_test::kRsrcRaw + 14, 0xFFFF); }, SetIconStatus::Damaged},
         {"no room for a section header",
