@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cctype>
 #include <cstring>
 #include <iterator>
 #include <new>
@@ -426,6 +427,26 @@ bool MakeIconProjectFromDrawing(const DrawingRenderer& drawing, const IconProjec
     doc.macintosh = request.macintosh;
     doc.SortFormats(false);
     return doc.GetFormatCount() > 0;
+}
+
+const std::vector<IconPreset>& IconPresets() {
+    static const std::vector<IconPreset> presets = {
+        {"Windows application", "windows", {16, 24, 32, 48, 64, 256}, {32}, true, false},
+        {"Windows classic", "windows-classic", {16, 24, 32, 48, 64, 256}, {32, 8, 4}, true, false},
+        {"macOS", "macos", {16, 32, 64, 128, 256, 512, 1024}, {32}, false, true},
+    };
+    return presets;
+}
+
+const IconPreset* FindIconPreset(std::string_view nameOrId) {
+    const auto same = [](std::string_view a, std::string_view b) {
+        return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) {
+            return std::tolower(static_cast<unsigned char>(x)) == std::tolower(static_cast<unsigned char>(y));
+        });
+    };
+    for (const IconPreset& preset : IconPresets())
+        if (same(nameOrId, preset.name) || same(nameOrId, preset.id)) return &preset;
+    return nullptr;
 }
 
 }  // namespace tellurine

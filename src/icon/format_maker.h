@@ -22,6 +22,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "icon/icon_doc.h"
@@ -96,11 +97,11 @@ inline constexpr int kMaxMadeFormatSize = 1024;
 
 // What a new icon project is made of.
 struct IconProjectRequest {
-    std::vector<int> sizes;   // square sides, 1..kMaxMadeFormatSize
-    std::vector<int> depths;  // 1, 4, 8, 24 or 32
-    bool compressLarge = false;  // store formats of 256 pixels and larger as PNG
-    bool macintosh = false;      // a Macintosh icon family rather than a Windows icon
-    unsigned threads = 1;        // sizes made at once
+    std::vector<int> sizes;                     // square sides, 1..kMaxMadeFormatSize
+    std::vector<int> depths;                    // 1, 4, 8, 24 or 32
+    bool compressLarge = false;                 // store formats of 256 pixels and larger as PNG
+    bool macintosh = false;                     // a Macintosh icon family rather than a Windows icon
+    unsigned threads = 1;                       // sizes made at once
     int filterLevel = kImageResizeFilterLevel;  // the resize filter's level for resized sizes
     std::optional<COLORREF> transparentColor;   // pixels of this colour become transparent
 };
@@ -115,6 +116,23 @@ bool MakeIconProject(const CDIB& image, const IconProjectRequest& request, CIcon
 // The same from an image handed over (left empty or unchanged): a square 32-bit image is then
 // worked on where it lies instead of being copied.
 bool MakeIconProject(CDIB&& image, const IconProjectRequest& request, CIconDoc& doc, std::string& error);
+
+// A named set of formats for icons made from pictures, as New Icon from Image and tellurine-cli
+// create offer them.
+struct IconPreset {
+    const char* name;  // as the program shows it ("Windows application")
+    const char* id;    // as tellurine-cli takes it ("windows")
+    std::vector<int> sizes;
+    std::vector<int> depths;
+    bool compressLarge = false;  // formats of 256 pixels and more as PNG
+    bool macintosh = false;
+};
+// "Windows application" (16, 24, 32, 48, 64 and 256 at 32 bits, 256 as PNG: the default),
+// "Windows classic" (the same at 4 and 8 bits too) and "macOS" (16 to 1024, each point size also
+// at twice its pixels); "Windows + macOS" is the first and the last together.
+const std::vector<IconPreset>& IconPresets();
+// The preset of that name or id, compared without case; null for none.
+const IconPreset* FindIconPreset(std::string_view nameOrId);
 
 // Renders a drawing at a square size, as a 32-bit packed bitmap (empty when it cannot).
 using DrawingRenderer = std::function<Block(int size)>;

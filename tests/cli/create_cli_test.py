@@ -12,7 +12,7 @@ from PIL import Image, ImageDraw
 
 from cli_support import ScratchCase, main, run
 
-DEFAULT_SIZES = [16, 24, 32, 48, 64, 128, 256]
+DEFAULT_SIZES = [16, 24, 32, 48, 64, 256]
 
 
 def artwork(path, size=(300, 300)):
@@ -39,13 +39,17 @@ def directory(path):
 class CreateTest(ScratchCase):
     def test_one_image_makes_every_size_at_every_depth(self):
         artwork(self.path("art.png"), (300, 200))
-        r = run("create", self.path("art.png"), "-o", self.path("art.ico"), "--compress-256")
-        self.assertEqual(r.returncode, 0, r.stderr)
-        entries = directory(self.path("art.ico"))
-        self.assertEqual(sorted((w, b) for w, h, b, _ in entries),
-                         sorted((s, b) for s in DEFAULT_SIZES for b in (32, 8, 4)))
-        for w, h, bits, png in entries:
-            self.assertEqual(png, w == 256, (w, bits))
+        # The default preset, "Windows application": 32 bits, 256 as PNG; "Windows classic" adds
+        # 8 and 4 bits.
+        for preset, depths in ((None, (32,)), ("Windows classic", (32, 8, 4))):
+            out = self.path("art.ico" if preset is None else "classic.ico")
+            r = run("create", self.path("art.png"), "-o", out, *(["--preset", preset] if preset else []))
+            self.assertEqual(r.returncode, 0, r.stderr)
+            entries = directory(out)
+            self.assertEqual(sorted((w, b) for w, h, b, _ in entries),
+                             sorted((s, b) for s in DEFAULT_SIZES for b in depths))
+            for w, h, bits, png in entries:
+                self.assertEqual(png, w == 256, (w, bits))
         # Pillow reads every size; the 300 x 200 picture is centred, not stretched: the top band
         # is clear and the centre red.
         with Image.open(self.path("art.ico")) as im:
@@ -59,11 +63,19 @@ class CreateTest(ScratchCase):
             self.assertGreater(r_, 200)
             self.assertLess(g, 60)
         # icoutils agrees on the formats.
-        listing = subprocess.run(["icotool", "-l", self.path("art.ico")], capture_output=True, text=True)
+        listing = subprocess.run(["icotool", "-l", self.path("classic.ico")], capture_output=True, text=True)
         self.assertEqual(listing.returncode, 0)
-        self.assertEqual(listing.stdout.count("--icon"), 21)
+        self.assertEqual(listing.stdout.count("--icon"), 18)
+        # "Windows + macOS" makes both; a preset that does not exist is a usage error.
+        r = run("create", self.path("art.png"), "-o", self.path("both.ico"), "--preset", "windows-macos")
+        self.assertEqual(r.returncode, 0, r.stderr)
+        self.assertEqual(len(directory(self.path("both.ico"))), 6)
+        with Image.open(self.path("both.icns")) as im:
+            self.assertIn((512, 512, 2), im.info["sizes"])
+        r = run("create", self.path("art.png"), "-o", self.path("x.ico"), "--preset", "Linux")
+        self.assertEqual((r.returncode, os.path.exists(self.path("x.ico"))), (2, False))
         # An icon is a picture too: its largest format, read by Tellurine's own reader.
-        r = run("create", self.path("art.ico"), "-o", self.path("again.ico"), "--sizes", "16")
+        r = run("create", self.path("art.ico"), "-o", self.path("again.ico"), "--sizes", "16", "--depths", "32,8,4")
         self.assertEqual(r.returncode, 0, r.stderr)
         self.assertEqual(len(directory(self.path("again.ico"))), 3)
 
