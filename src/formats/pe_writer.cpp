@@ -164,6 +164,12 @@ private:
         const std::uint32_t rva = LoadU32(res_.data() + offset), size = LoadU32(res_.data() + offset + 4);
         dataBytes_ += size;
         if (dataBytes_ > file_.size()) return false;  // data counted twice over cannot exceed the file
+        // Empty data lies nowhere: the directory written places it after everything else, at the
+        // very end of the section.
+        if (size == 0) {
+            out.push_back({language, LoadU32(res_.data() + offset + 8), {}, nullptr});
+            return true;
+        }
         for (const Section& s : pe_.sections) {
             if (rva < s.virtualAddress || rva - s.virtualAddress >= std::max(s.virtualSize, s.rawSize)) continue;
             const std::uint64_t delta = rva - s.virtualAddress;
