@@ -1,5 +1,7 @@
 #include "shell/new_formats.h"
 
+#include <algorithm>
+
 #include "shell/app_support.h"
 #include "shell/texts.h"
 
@@ -13,7 +15,8 @@ constexpr std::array<NewFormat, kWindowsNewFormatCount> MakeWindowsList() {
     std::size_t i = 0;
     for (const int size : sizes)
         for (const int bits : kDepthBits) {
-            const bool chosen = (bits == 32 && size != 64 && size != 128) || (bits == 8 && (size == 16 || size == 32 || size == 48));
+            const bool chosen =
+                (bits == 32 && size != 64 && size != 128) || (bits == 8 && (size == 16 || size == 32 || size == 48));
             list[i++] = {size, bits, chosen};
         }
     return list;
@@ -34,8 +37,12 @@ constexpr auto kMacList = MakeMacList();
 
 }  // namespace
 
-std::span<const NewFormat> WindowsNewFormats() { return kWindowsList; }
-std::span<const NewFormat> MacNewFormats() { return kMacList; }
+std::span<const NewFormat> WindowsNewFormats() {
+    return kWindowsList;
+}
+std::span<const NewFormat> MacNewFormats() {
+    return kMacList;
+}
 
 int DepthIndex(int bits) {
     for (std::size_t i = 0; i < std::size(kDepthBits); ++i)
@@ -53,7 +60,9 @@ std::string ColourCountText(int bits, bool alpha) {
     }
 }
 
-std::string BitsText(int bits) { return std::to_string(bits) + (bits == 1 ? " bit" : " bits"); }
+std::string BitsText(int bits) {
+    return std::to_string(bits) + (bits == 1 ? " bit" : " bits");
+}
 
 std::string FormatLine(const char* text, int width, int height, int bits, bool compressed) {
     return FillText(text, {std::to_string(width), std::to_string(height), BitsText(bits),
@@ -71,6 +80,16 @@ std::string NewFormatText(const NewFormat& format) {
         case 24: return text + " (true color)";
         default: return text + " (true color with alpha)";
     }
+}
+
+std::vector<int> PresetFormatChoice(const IconPreset& preset, std::span<const NewFormat> list) {
+    std::vector<int> chosen;
+    for (const NewFormat& f : list)
+        chosen.push_back(std::find(preset.sizes.begin(), preset.sizes.end(), f.size) != preset.sizes.end() &&
+                                 std::find(preset.depths.begin(), preset.depths.end(), f.bits) != preset.depths.end()
+                             ? 1
+                             : 0);
+    return chosen;
 }
 
 }  // namespace tellurine::shell

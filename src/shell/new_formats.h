@@ -6,6 +6,9 @@
 #include <cstddef>
 #include <span>
 #include <string>
+#include <vector>
+
+#include "icon/format_maker.h"
 
 namespace tellurine::shell {
 
@@ -44,6 +47,9 @@ std::string FormatLine(const char* text, int width, int height, int bits, bool c
 
 // The list's text for a format: "32 x 32, 8 bits (256 colors)", "32 x 32 @2x, 32 bits (...)".
 std::string NewFormatText(const NewFormat& format);
+
+// Which entries of a list a preset chooses (1 chosen, 0 not): its sizes at its depths.
+std::vector<int> PresetFormatChoice(const IconPreset& preset, std::span<const NewFormat> list);
 
 // Each entry's default choice (1 chosen, 0 not) for one of the lists.
 template <std::size_t N>

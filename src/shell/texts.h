@@ -57,6 +57,8 @@ inline constexpr const char* kNewIconTitle = "New Icon";
 inline constexpr const char* kWindowsSystem = "&Windows icon";
 inline constexpr const char* kMacSystem = "M&acintosh icon";
 inline constexpr const char* kFormatsToCreate = "&Formats to create:";
+inline constexpr const char* kPresetLabel = "&Preset:";
+inline constexpr const char* kPresetAsChosen = "The formats chosen below";
 inline constexpr const char* kCompressVista256 = "Co&mpress 256x256 formats for Windows Vista";
 inline constexpr const char* kNoFormatChosen = "Choose at least one format.";
 

@@ -1,16 +1,19 @@
 // The Image and Filters menus on a format and its selection, their dialogs, long work that can be
 // cancelled, and icons made from pictures (one from a window, or a batch of files).
 #include <QButtonGroup>
-#include <QSignalSpy>
-#include <QThreadPool>
 #include <QCheckBox>
+#include <QMdiArea>
+#include <QComboBox>
 #include <QGroupBox>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QPushButton>
+#include <QRadioButton>
+#include <QSignalSpy>
 #include <QSlider>
 #include <QSpinBox>
+#include <QThreadPool>
 
 #include "app/common/image_convert.h"
 #include "app/common/long_work.h"
@@ -33,7 +36,9 @@ struct Pixels {
     DeviceBitmap color, mask;
     bool operator==(const Pixels&) const = default;
 };
-Pixels PixelsOf(const CIconView& view) { return {view.State()->color, view.State()->mask}; }
+Pixels PixelsOf(const CIconView& view) {
+    return {view.State()->color, view.State()->mask};
+}
 
 }  // namespace
 
@@ -184,7 +189,8 @@ void ImageCommandsTest::blurPreviewsAndCancelledWorkChangesNothing() {
     // Accepted, the work shows its progress; cancelled there, nothing changes.
     ProgressDelayMs() = 0;
     o.s.prompts->progressAction = [](QProgressDialog& d) { emit d.canceled(); };
-    o.s.prompts->dialogActions.push_back(Accept<CDialIconGaussianBlur>([](CDialIconGaussianBlur& d) { d.slider->setValue(12); }));
+    o.s.prompts->dialogActions.push_back(
+        Accept<CDialIconGaussianBlur>([](CDialIconGaussianBlur& d) { d.slider->setValue(12); }));
     o.main->Action("filter.gaussianBlur")->trigger();
     QCOMPARE(o.s.prompts->progressShown, 1);
     QVERIFY(PixelsOf(*o.view) == original);
@@ -260,8 +266,32 @@ void ImageCommandsTest::iconsAreMadeFromPicturesAndDrawings() {
         QCOMPARE(s.app->prefs.CreateFormatFromImage[i], chosen ? 1 : 0);
     }
 
-    // A format added to a project from a picture file.
     auto* project = qobject_cast<CIconProject*>(main->ActiveDocument());
+    // A preset chooses its formats (and its system) in the list at once.
+    QStringList chosenByPreset;
+    s.prompts->dialogActions.push_back([&](QDialog& dialog) {
+        auto& d = static_cast<CDialIconFromImage&>(dialog);
+        for (const int preset : {3, 1}) {  // "macOS", then "Windows application"
+            d.presetBox->setCurrentIndex(preset);
+            emit d.presetBox->activated(preset);
+            QStringList names;
+            for (int i = 0; i < d.formatList->count(); ++i)
+                if (d.formatList->item(i)->checkState() == Qt::Checked)
+                    names << d.formatList->item(i)->text().section(',', 0, 0);
+            chosenByPreset << QString("%1 %2 %3")
+                                  .arg(d.macButton->isChecked())
+                                  .arg(d.compressCheck->isChecked())
+                                  .arg(names.join("/"));
+        }
+        return int(QDialog::Rejected);
+    });
+    QVERIFY(s.app->OpenDocumentFile(s.Path("square.png")) != nullptr);
+    main->Action("file.newIconFromImage")->trigger();
+    QCOMPARE(chosenByPreset, QStringList({"1 1 16 x 16/32 x 32/32 x 32 @2x/128 x 128/256 x 256/512 x 512/1024 x 1024",
+                                          "0 1 16 x 16/24 x 24/32 x 32/48 x 48/64 x 64/256 x 256"}));
+
+    // A format added to a project from a picture file.
+    main->mdiArea->setActiveSubWindow(main->ChildOf(project));
     s.prompts->openNames.push_back({s.Path("square.png")});
     s.prompts->dialogActions.push_back(Accept<CDialNewFormat>([](CDialNewFormat& d) {
         QCOMPARE(d.widthBox->value(), 64);

@@ -1,6 +1,7 @@
 #include "app/icon/icon_maker.h"
 
 #include <QCheckBox>
+#include <QComboBox>
 #include <QDialogButtonBox>
 #include <QDir>
 #include <QEventLoop>
@@ -15,6 +16,7 @@
 #include <QPointer>
 #include <QProgressDialog>
 #include <QPushButton>
+#include <QRadioButton>
 #include <QSlider>
 #include <QVBoxLayout>
 #include <QtConcurrent/QtConcurrentRun>
@@ -67,6 +69,26 @@ CDialIconFromImage::CDialIconFromImage(shell::Preferences& prefs, QWidget* paren
     auto* box = qobject_cast<QVBoxLayout*>(layout());
     box->insertWidget(1, transparentCheck);
     box->insertLayout(2, filter);
+
+    presetBox = new QComboBox(this);
+    presetBox->addItem(text::kPresetAsChosen);
+    for (const IconPreset& preset : IconPresets()) presetBox->addItem(preset.name);
+    auto* presetRow = new QHBoxLayout;
+    auto* presetLabel = new QLabel(text::kPresetLabel, this);
+    presetLabel->setBuddy(presetBox);
+    presetRow->addWidget(presetLabel);
+    presetRow->addWidget(presetBox, 1);
+    box->insertLayout(0, presetRow);
+    connect(presetBox, &QComboBox::activated, this, [this](int index) {
+        if (index < 1 || static_cast<std::size_t>(index) > IconPresets().size()) return;
+        const IconPreset& preset = IconPresets()[static_cast<std::size_t>(index - 1)];
+        (preset.macintosh ? macButton : windowsButton)->setChecked(true);
+        const auto list = preset.macintosh ? shell::MacNewFormats() : shell::WindowsNewFormats();
+        const std::vector<int> chosen = shell::PresetFormatChoice(preset, list);
+        for (int i = 0; i < formatList->count() && static_cast<std::size_t>(i) < chosen.size(); ++i)
+            formatList->item(i)->setCheckState(chosen[static_cast<std::size_t>(i)] != 0 ? Qt::Checked : Qt::Unchecked);
+        if (!preset.macintosh) compressCheck->setChecked(preset.compressLarge);
+    });
 }
 
 void CDialIconFromImage::accept() {

@@ -14,6 +14,7 @@
 #include "shell/icon_making.h"
 
 class QCheckBox;
+class QComboBox;
 class QLineEdit;
 class QListWidget;
 class QSlider;
@@ -36,6 +37,9 @@ public:
     CDialIconFromImage(shell::Preferences& prefs, QWidget* parent = nullptr);
     QCheckBox* transparentCheck = nullptr;
     QSlider* filterSlider = nullptr;
+    // The formats of a preset (IconPresets), chosen in the list below at once; the first entry
+    // leaves the list as it is.
+    QComboBox* presetBox = nullptr;
 
 public slots:
     void accept() override;
