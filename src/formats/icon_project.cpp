@@ -317,12 +317,14 @@ MakeIconFileStep MakeIconFile(const std::string& image, const IconProjectRequest
                               const IcnsWriteOptions& mac) {
     CDIB picture;
     doc.name = std::filesystem::path(image).stem().string();
-    // A drawing is rendered at each size from its vector; anything else is a picture resampled.
-    if (IsSvgFile(image, {}) || !LoadPictureFile(image, picture, error)) {
+    // A drawing is rendered at each size from its vector; anything else is a picture resampled
+    // (a file whose name does not say it is a drawing is tried as one when it is no picture).
+    const bool namedDrawing = IsSvgFile(image, {});
+    if (namedDrawing || !LoadPictureFile(image, picture, error)) {
         SvgDrawing drawing;
         std::string reason;
         if (!drawing.LoadFile(image, reason)) {
-            if (IsSvgFile(image, {})) error = reason;
+            if (namedDrawing) error = reason;
             return MakeIconFileStep::Read;
         }
         if (!MakeIconProjectFromDrawing([&](int size) { return drawing.Render(size, size); }, request, doc, error))

@@ -4,7 +4,6 @@
 #include <librsvg/rsvg.h>
 
 #include <algorithm>
-#include <cctype>
 #include <cmath>
 #include <vector>
 
@@ -12,17 +11,6 @@
 #include "image/file_io.h"
 
 namespace tellurine {
-
-namespace {
-
-std::string LowerName(const std::string& path) {
-    std::string out = path;
-    std::transform(out.begin(), out.end(), out.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return out;
-}
-
-}  // namespace
 
 struct SvgDrawing::Handle {
     RsvgHandle* rsvg = nullptr;
@@ -32,8 +20,8 @@ struct SvgDrawing::Handle {
 };
 
 bool IsSvgFile(const std::string& path, std::span<const std::uint8_t> head) {
-    const std::string name = LowerName(path);
-    if (name.ends_with(".svg") || name.ends_with(".svgz")) return true;
+    const std::string ext = LowerExtension(path);
+    if (ext == ".svg" || ext == ".svgz") return true;
     const std::string_view text(reinterpret_cast<const char*>(head.data()), head.size());
     return text.find("<svg") != std::string_view::npos;
 }

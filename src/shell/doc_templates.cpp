@@ -7,6 +7,7 @@
 
 #include "formats/icon_project.h"
 #include "formats/iconset.h"
+#include "formats/svg_file.h"
 #include "image/file_io.h"
 
 namespace tellurine::shell {
@@ -196,8 +197,7 @@ int ChooseDocTemplate(const std::string& path, std::span<const std::uint8_t> hea
     if (StartsWith(head, "\x89PNG"sv) || StartsWith(head, "BM"sv) || StartsWith(head, "\xFF\xD8\xFF"sv) ||
         StartsWith(head, "GIF8"sv) || StartsWith(head, "II*\0"sv) || StartsWith(head, "MM\0*"sv))
         return kTemplateDib;
-    const std::string_view text(reinterpret_cast<const char*>(head.data()), head.size());
-    if (ext == ".svg" || ext == ".svgz" || text.find("<svg") != std::string_view::npos) return kTemplateVector;
+    if (IsSvgFile(path, head)) return kTemplateVector;
     if (ext == ".ico" || ext == ".cur") return kTemplateIco;
     if (ext == ".ani") return kTemplateImage;
     if (ext == ".icns") return kTemplateIcns;

@@ -17,6 +17,22 @@ constexpr int kMinTextWidth = 80;
 
 }  // namespace
 
+void SetUpTileGrid(QListView& view) {
+    view.setViewMode(QListView::IconMode);
+    view.setMovement(QListView::Static);
+    view.setResizeMode(QListView::Adjust);
+    view.setWrapping(true);
+    view.setUniformItemSizes(true);
+    view.setSelectionMode(QAbstractItemView::ExtendedSelection);
+    view.setContextMenuPolicy(Qt::ActionsContextMenu);
+}
+
+void PaintGridMessage(QListView& view, const QString& message) {
+    QPainter painter(view.viewport());
+    painter.setPen(view.palette().color(QPalette::PlaceholderText));
+    painter.drawText(view.viewport()->rect().adjusted(16, 16, -16, -16), Qt::AlignCenter | Qt::TextWordWrap, message);
+}
+
 CTileDelegate::CTileDelegate(std::function<int()> largestSide, bool showInfo, QObject* parent)
     : QStyledItemDelegate(parent), largestSide_(std::move(largestSide)), showInfo_(showInfo) {}
 

@@ -2,6 +2,7 @@
 // square, the name under it and, when asked for, an information line under that.
 #pragma once
 
+#include <QListView>
 #include <QStyledItemDelegate>
 #include <functional>
 
@@ -10,6 +11,12 @@ namespace tellurine::app {
 // The roles a tile model answers besides the name (Qt::DisplayRole).
 inline constexpr int kTilePictureRole = Qt::UserRole + 1;  // QImage with its device pixel ratio set
 inline constexpr int kTileInfoRole = Qt::UserRole + 2;     // the line under the name ("7 formats")
+
+// A list view made a grid of tiles that wraps with its width, several of them chosen at once,
+// its actions its context menu.
+void SetUpTileGrid(QListView& view);
+// What a grid says in place of tiles, written across its middle.
+void PaintGridMessage(QListView& view, const QString& message);
 
 class CTileDelegate : public QStyledItemDelegate {
     Q_OBJECT

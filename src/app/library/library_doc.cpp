@@ -26,7 +26,7 @@ namespace tellurine::app {
 
 namespace {
 
-// The tile of an icon file: its largest format, scaled down to fit the tile when larger.
+// The tile of an icon file: its largest format, shown as every list of pictures shows them.
 LibraryTile MakeTile(std::span<const std::uint8_t> file, qreal ratio) {
     LibraryTile tile;
     CIconDoc doc;
@@ -36,11 +36,10 @@ LibraryTile MakeTile(std::span<const std::uint8_t> file, qreal ratio) {
     if (largest == nullptr) return tile;
     tile.shownSize = QSize(largest->Width(), largest->Height());
     QImage picture = ImageFromIcon(largest->Icon());
-    const int side = static_cast<int>(kLibraryTileSide * ratio);
-    if (picture.width() > side || picture.height() > side)
-        picture = picture.scaled(side, side, Qt::KeepAspectRatio, Qt::SmoothTransformation);
-    else
-        picture = picture.copy();
+    const QRect shown = ThumbnailRect(picture.size(), static_cast<int>(kLibraryTileSide * ratio + 0.5), ratio);
+    if (shown.isEmpty()) return tile;
+    picture = picture.scaled(shown.size(), Qt::IgnoreAspectRatio,
+                             shown.width() < picture.width() ? Qt::SmoothTransformation : Qt::FastTransformation);
     picture.setDevicePixelRatio(ratio);
     tile.picture = std::move(picture);
     return tile;
@@ -67,23 +66,25 @@ const LibraryTile& CFileIclDocument::Tile(int row) const {
     return it == contents_.tiles.end() ? none : it->second;
 }
 
-int CFileIclDocument::LargestPictureSide() const {
+void CFileIclDocument::Take(LibraryContents&& contents) {
+    contents_ = std::move(contents);
+    MeasureTiles();
+    emit iconsChanged();
+}
+
+void CFileIclDocument::MeasureTiles() {
     qreal side = 0;
     for (const auto& [key, tile] : contents_.tiles) {
         const QSizeF shown = tile.picture.deviceIndependentSize();
         side = std::max({side, shown.width(), shown.height()});
     }
-    return static_cast<int>(std::ceil(side));
-}
-
-void CFileIclDocument::Take(LibraryContents&& contents) {
-    contents_ = std::move(contents);
-    emit iconsChanged();
+    largestSide_ = static_cast<int>(std::ceil(side));
 }
 
 void CFileIclDocument::Changed() {
     // Tiles of icons no longer in the library go.
     std::erase_if(contents_.tiles, [&](const auto& entry) { return !Library().IndexOf(entry.first); });
+    MeasureTiles();
     SetModifiedFlag(true);
     emit iconsChanged();
 }

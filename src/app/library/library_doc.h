@@ -44,7 +44,9 @@ public:
     [[nodiscard]] int Count() const { return static_cast<int>(contents_.library.Icons().size()); }
     // The tile of the icon at `row`; an empty one outside the list.
     [[nodiscard]] const LibraryTile& Tile(int row) const;
-    [[nodiscard]] int LargestPictureSide() const;
+    // The largest side of the tiles' pictures, in device-independent pixels (asked for by every
+    // tile painted, so kept rather than counted).
+    [[nodiscard]] int LargestPictureSide() const { return largestSide_; }
     void Take(LibraryContents&& contents);
     // The screen's device pixel ratio, which the tiles are made for.
     qreal ratio = 1;
@@ -84,8 +86,10 @@ signals:
 
 private:
     void Changed();
+    void MeasureTiles();
     bool AddFile(std::vector<std::uint8_t> file, int row, std::optional<ResourceName> name);
     LibraryContents contents_;
+    int largestSide_ = 0;
 };
 
 // Opens an icon library in a window of its own; null after telling the user why not.

@@ -7,7 +7,6 @@
 #include <QGuiApplication>
 #include <QMenu>
 #include <QMimeData>
-#include <QPainter>
 #include <QPointer>
 #include <QStatusBar>
 #include <QStyle>
@@ -42,12 +41,7 @@ public:
 protected:
     void paintEvent(QPaintEvent* event) override {
         QListView::paintEvent(event);
-        if (model() != nullptr && model()->rowCount() == 0) {
-            QPainter painter(viewport());
-            painter.setPen(palette().color(QPalette::PlaceholderText));
-            painter.drawText(viewport()->rect().adjusted(16, 16, -16, -16), Qt::AlignCenter | Qt::TextWordWrap,
-                             text::kLibraryEmpty);
-        }
+        if (model() != nullptr && model()->rowCount() == 0) PaintGridMessage(*this, text::kLibraryEmpty);
     }
 };
 
@@ -150,14 +144,8 @@ CFileIclMDI::CFileIclMDI(CKvApp& app, CFileIclDocument& document, QWidget* paren
     toolBar->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
     view = new CLibraryView(this);
     view->setObjectName("CFileIclView");
-    view->setViewMode(QListView::IconMode);
-    view->setMovement(QListView::Static);
-    view->setResizeMode(QListView::Adjust);
-    view->setWrapping(true);
-    view->setUniformItemSizes(true);
-    view->setSelectionMode(QAbstractItemView::ExtendedSelection);
+    SetUpTileGrid(*view);
     view->setEditTriggers(QAbstractItemView::EditKeyPressed | QAbstractItemView::SelectedClicked);
-    view->setContextMenuPolicy(Qt::ActionsContextMenu);
     view->setDragDropMode(QAbstractItemView::DragDrop);
     view->setDefaultDropAction(Qt::MoveAction);
     view->setDropIndicatorShown(true);

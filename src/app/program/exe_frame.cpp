@@ -6,7 +6,6 @@
 #include <QFileInfo>
 #include <QGuiApplication>
 #include <QPaintEvent>
-#include <QPainter>
 #include <QStatusBar>
 #include <QStyle>
 #include <QToolBar>
@@ -98,14 +97,8 @@ std::function<void()> CFileExeView::allTilesPaintedHook;
 CFileExeView::CFileExeView(CFileExeDocument& document, bool showInfo, QWidget* parent)
     : QListView(parent), document_(document) {
     setObjectName("CFileExeView");
-    setViewMode(QListView::IconMode);
-    setMovement(QListView::Static);
-    setResizeMode(QListView::Adjust);
-    setWrapping(true);
-    setUniformItemSizes(true);
-    setSelectionMode(QAbstractItemView::ExtendedSelection);
+    SetUpTileGrid(*this);
     setEditTriggers(QAbstractItemView::NoEditTriggers);
-    setContextMenuPolicy(Qt::ActionsContextMenu);
     setDragDropMode(QAbstractItemView::DragOnly);
     setDefaultDropAction(Qt::CopyAction);
     model_ = new CExeTileModel(document_, this);
@@ -136,11 +129,7 @@ QString CFileExeView::Message() const {
 
 void CFileExeView::paintEvent(QPaintEvent* event) {
     QListView::paintEvent(event);
-    if (const QString message = Message(); !message.isEmpty()) {
-        QPainter painter(viewport());
-        painter.setPen(palette().color(QPalette::PlaceholderText));
-        painter.drawText(viewport()->rect().adjusted(16, 16, -16, -16), Qt::AlignCenter | Qt::TextWordWrap, message);
-    }
+    if (const QString message = Message(); !message.isEmpty()) PaintGridMessage(*this, message);
     if (!document_.IsLoading() && allTilesPaintedHook) {
         auto hook = std::move(allTilesPaintedHook);
         allTilesPaintedHook = nullptr;
