@@ -50,6 +50,7 @@ struct CreateOptions {
     bool compress256 = false;
     bool mac = false;
     unsigned jobs = 0;
+    ResampleQuality quality = ResampleQuality::Standard;
     ProjectOutput how;
 };
 
@@ -189,6 +190,7 @@ int RunCreate(const CreateOptions& o) {
         request.depths = o.depths.empty() ? preset->depths : o.depths;
         request.compressLarge = preset->compressLarge || o.compress256;
         request.macintosh = preset->macintosh || (o.mac && presets.size() == 1);
+        request.quality = o.quality;
     }
     for (const int size : requests.front().sizes) {
         if (size < 1 || size > kMaxMadeFormatSize) {
@@ -249,6 +251,7 @@ CommandRunner AddCreateCommand(CLI::App& app) {
         ->delimiter(',');
     sub->add_flag("--compress-256", options->compress256, "Store formats of 256 pixels and larger as PNG");
     sub->add_flag("--mac", options->mac, "Make Macintosh icon families (.icns)");
+    AddResampleOption(sub, options->quality);
     AddProjectOutputOptions(sub, options->how);
     sub->add_option("-j,--jobs", options->jobs, "Images made at once (default: the number of cores)")
         ->check(CLI::Range(1u, 64u));

@@ -197,6 +197,7 @@ int RunFilter(const FilterOptions& o) {
 struct ResizeOptions {
     EditTarget target;
     std::string size;
+    ResampleQuality quality = ResampleQuality::Standard;
 };
 
 int RunResize(const ResizeOptions& o) {
@@ -216,7 +217,7 @@ int RunResize(const ResizeOptions& o) {
         PrintError("resize: width and height must be 1.." + std::to_string(kMaxResizeSide) + ": " + s);
         return kExitFailure;
     }
-    return EditIcon("resize", o.target, [&](CKvIcon& icon) { return ResizeFormat(icon, width, height); });
+    return EditIcon("resize", o.target, [&](CKvIcon& icon) { return ResizeFormat(icon, width, height, o.quality); });
 }
 
 struct RotateOptions {
@@ -259,6 +260,7 @@ CommandRunner AddResizeCommand(CLI::App& app) {
     CLI::App* sub = app.add_subcommand("resize", "Resample every format of an icon to a new size");
     AddTargetOptions(sub, o->target);
     sub->add_option("--size", o->size, "New size, WIDTHxHEIGHT, each 1..4096")->required();
+    AddResampleOption(sub, o->quality);
     return [o] { return RunResize(*o); };
 }
 

@@ -1,6 +1,7 @@
 #include "cli/icon_support.h"
 
 #include <algorithm>
+#include <map>
 
 #include "cli/commands.h"
 #include "formats/icns_codec.h"
@@ -81,6 +82,15 @@ int WriteProjectOutput(const std::string& command, const std::string& output, co
         return kExitFailure;
     }
     return kExitOk;
+}
+
+void AddResampleOption(CLI::App* sub, ResampleQuality& quality) {
+    const std::map<std::string, ResampleQuality> names{{"standard", ResampleQuality::Standard},
+                                                       {"hq", ResampleQuality::High}};
+    sub->add_option("--resample", quality,
+                    "standard (area average, the default) or hq (a sharper filter that keeps symmetric pictures "
+                    "symmetric)")
+        ->transform(CLI::CheckedTransformer(names, CLI::ignore_case));
 }
 
 void AddProjectOutputOptions(CLI::App* sub, ProjectOutput& how) {

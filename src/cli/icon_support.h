@@ -55,6 +55,9 @@ int WriteProjectOutput(const std::string& command, const std::string& output, co
 // Adds the --allow-loss and --png-elements options of a command that writes a project.
 void AddProjectOutputOptions(CLI::App* sub, ProjectOutput& how);
 
+// --resample standard|hq: how pictures are resampled to another size.
+void AddResampleOption(CLI::App* sub, ResampleQuality& quality);
+
 // The line that tells that a file holds no icon or group of that name.
 std::string NoSuchIconLine(const std::string& command, const std::string& path, const std::string& group);
 

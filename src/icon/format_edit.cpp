@@ -83,11 +83,12 @@ bool FlipBitmaps(DeviceBitmap& color, DeviceBitmap& mask, bool vertical) {
     return true;
 }
 
-bool ResizeBitmaps(DeviceBitmap& color, DeviceBitmap& mask, bool alpha, std::int32_t width, std::int32_t height) {
+bool ResizeBitmaps(DeviceBitmap& color, DeviceBitmap& mask, bool alpha, std::int32_t width, std::int32_t height,
+                   ResampleQuality quality) {
     if (width < 1 || height < 1 || width > kMaxResizeSide || height > kMaxResizeSide) return false;
     if (alpha) {
         const Block dib = DeviceBitmapsToDib32(color, mask);
-        const Block resized = dib.empty() ? Block{} : ResampleDib(dib, width, height);
+        const Block resized = dib.empty() ? Block{} : ResampleDib(dib, width, height, quality);
         if (resized.empty()) return false;
         DeviceBitmap newColor = DibToDeviceBitmap(resized), newMask = DibAlphaToDeviceBitmap(resized);
         if (newColor.IsNull() || newMask.IsNull()) return false;
@@ -97,7 +98,8 @@ bool ResizeBitmaps(DeviceBitmap& color, DeviceBitmap& mask, bool alpha, std::int
     }
     const Block colorDib = DeviceBitmapToDib(color, 24), maskDib = DeviceBitmapToDib(mask, 24);
     if (colorDib.empty() || maskDib.empty()) return false;
-    const Block colorResized = ResampleDib(colorDib, width, height), maskResized = ResampleDib(maskDib, width, height);
+    const Block colorResized = ResampleDib(colorDib, width, height, quality),
+                      maskResized = ResampleDib(maskDib, width, height, quality);
     if (colorResized.empty() || maskResized.empty()) return false;
     DeviceBitmap newColor = DibToDeviceBitmap(colorResized), newMask = DibToDeviceBitmap(maskResized);
     if (newColor.IsNull() || newMask.IsNull()) return false;
@@ -159,10 +161,10 @@ bool FlipFormat(CKvIcon& icon, bool vertical) {
     return EditFormatBitmaps(icon, [&](DeviceBitmap& c, DeviceBitmap& m) { return FlipBitmaps(c, m, vertical); });
 }
 
-bool ResizeFormat(CKvIcon& icon, std::int32_t width, std::int32_t height) {
+bool ResizeFormat(CKvIcon& icon, std::int32_t width, std::int32_t height, ResampleQuality quality) {
     if (width < 1 || height < 1 || width > kMaxResizeSide || height > kMaxResizeSide) return false;
     CKvIcon resized;
-    if (!MakeFormatFromFormat(icon, width, height, icon.BitsPerPixel(), ResizeFilterPreference{}, resized)) return false;
+    if (!MakeFormatFromFormat(icon, width, height, icon.BitsPerPixel(), ResizeFilterPreference{.quality = quality}, resized)) return false;
     resized.SetAttribute1(icon.Attribute1());
     resized.SetAttribute2(icon.Attribute2());
     // A cursor's hotspot moves with the picture.

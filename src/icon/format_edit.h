@@ -11,6 +11,7 @@
 
 #include "icon/kv_icon.h"
 #include "image/device_bitmap.h"
+#include "imaging/resample.h"
 
 namespace tellurine {
 
@@ -33,7 +34,8 @@ bool RotateBitmapsCentred(DeviceBitmap& color, DeviceBitmap& mask, bool alpha, i
 bool FlipBitmaps(DeviceBitmap& color, DeviceBitmap& mask, bool vertical);
 // Resampled to width x height (1..kMaxResizeSide): colours and alpha together with ResampleDib;
 // an AND mask is resampled as grey and set where it comes out at half or more, its pixels black.
-bool ResizeBitmaps(DeviceBitmap& color, DeviceBitmap& mask, bool alpha, std::int32_t width, std::int32_t height);
+bool ResizeBitmaps(DeviceBitmap& color, DeviceBitmap& mask, bool alpha, std::int32_t width, std::int32_t height,
+                   ResampleQuality quality = ResampleQuality::Standard);
 
 // Filter 1..12 of the Filters menu on the whole format.
 bool FilterFormat(CKvIcon& icon, int filterNumber);
@@ -50,6 +52,7 @@ bool FlipFormat(CKvIcon& icon, bool vertical);
 
 // The format made again at a new size and its own depth (MakeFormatFromFormat), keeping its
 // attributes, point and PNG-compressed flag. Sizes must be 1..kMaxResizeSide.
-bool ResizeFormat(CKvIcon& icon, std::int32_t width, std::int32_t height);
+bool ResizeFormat(CKvIcon& icon, std::int32_t width, std::int32_t height,
+                  ResampleQuality quality = ResampleQuality::Standard);
 
 }  // namespace tellurine

@@ -137,22 +137,25 @@ bool AlphaFormat(const Block& picture, const DibLayout& l, CKvIcon& out) {
 }
 
 // Resamples a 32-bit picture to the size and runs the resize filter when the creation switch is
-// on, the size changed and the level does something. Empty on failure.
+// on, the size changed and the level does something. The high-quality resampler is the whole
+// rule: nothing is filtered after it. Empty on failure.
 Block ResamplePicture(const Block& picture32, const PreparedResample& prepared, std::int32_t width, std::int32_t height,
-                      int level) {
+                      int level, ResampleQuality quality) {
     const std::int32_t sourceWidth = DibWidth(picture32), sourceHeight = DibHeight(picture32);
     const bool sizeChanged = sourceWidth != width || sourceHeight != height;
     Block resized = sizeChanged ? prepared.Resample(width, height) : picture32.Duplicate();
     if (resized.empty()) return {};
-    if (sizeChanged && FormatCreationSwitch::IsOn() && level != 10 && DibBitCount(resized) == 32) {
+    if (sizeChanged && quality == ResampleQuality::Standard && FormatCreationSwitch::IsOn() && level != 10 &&
+        DibBitCount(resized) == 32) {
         if (!ApplyResizeFilterToDib(resized, level, ResizeFilterStrength(sourceWidth, sourceHeight, width, height)))
             return {};
     }
     return resized;
 }
 
-Block ResamplePicture(const Block& picture32, std::int32_t width, std::int32_t height, int level) {
-    return ResamplePicture(picture32, PreparedResample(picture32), width, height, level);
+Block ResamplePicture(const Block& picture32, std::int32_t width, std::int32_t height, int level,
+                      ResampleQuality quality) {
+    return ResamplePicture(picture32, PreparedResample(picture32, 1, quality), width, height, level, quality);
 }
 
 bool ValidRequest(std::int32_t width, std::int32_t height, int bits) {
@@ -255,16 +258,17 @@ bool MakeFormatFromFormat(const CKvIcon& source, std::int32_t width, std::int32_
     const Block picture = source.To32BitDib();
     if (picture.empty()) return false;
     const int level = preference.enabled ? preference.level : 10;
-    const Block resized = ResamplePicture(picture, width, height, level);
+    const Block resized = ResamplePicture(picture, width, height, level, preference.quality);
     return !resized.empty() && FormatFromPicture(resized, bits, out);
 }
 
-bool MakeFormatFromImage(const CDIB& image, std::int32_t width, std::int32_t height, int bits, CKvIcon& out) {
+bool MakeFormatFromImage(const CDIB& image, std::int32_t width, std::int32_t height, int bits, CKvIcon& out,
+                         ResampleQuality quality) {
     if (!ValidRequest(width, height, bits) || image.IsEmpty()) return false;
     const Block converted = image.BitCount() == 32 ? Block{} : ConvertDibTo32(image.GetBlock(), false, 0);
     const Block& picture = image.BitCount() == 32 ? image.GetBlock() : converted;
     if (picture.empty()) return false;
-    const Block resized = ResamplePicture(picture, width, height, kImageResizeFilterLevel);
+    const Block resized = ResamplePicture(picture, width, height, kImageResizeFilterLevel, quality);
     return !resized.empty() && FormatFromPicture(resized, bits, out);
 }
 
@@ -361,15 +365,17 @@ bool MakeFromSquare(const Block& square, Block&& own, const IconProjectRequest& 
     // A picture of this routine's own is bled where it lies when no size needs it as it is.
     const bool allSmaller = std::all_of(sizes.begin(), sizes.end(), [&](int size) { return size < DibWidth(square); });
     const FormatCreationSwitch creating;
-    const PreparedResample prepared = !own.empty() && allSmaller ? PreparedResample(std::move(own), request.threads)
-                                                                 : PreparedResample(square, request.threads);
+    const PreparedResample prepared = !own.empty() && allSmaller
+                                          ? PreparedResample(std::move(own), request.threads, request.quality)
+                                          : PreparedResample(square, request.threads, request.quality);
     std::vector<std::vector<CKvIcon>> made(sizes.size());
     std::atomic<bool> failed{false};
     std::atomic<std::size_t> nextSize{0};
     const auto work = [&] {
         for (std::size_t next = nextSize++; next < order.size() && !failed; next = nextSize++) {
             const std::size_t i = order[next];
-            const Block resized = ResamplePicture(prepared.Source(), prepared, sizes[i], sizes[i], request.filterLevel);
+            const Block resized = ResamplePicture(prepared.Source(), prepared, sizes[i], sizes[i],
+                                                  request.filterLevel, request.quality);
             for (const int bits : depths) {
                 CKvIcon icon;
                 if (resized.empty() || !FormatFromPicture(resized, bits, icon)) {

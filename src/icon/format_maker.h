@@ -28,6 +28,7 @@
 #include "icon/icon_doc.h"
 #include "icon/kv_icon.h"
 #include "image/dib.h"
+#include "imaging/resample.h"
 
 namespace tellurine {
 
@@ -47,6 +48,7 @@ public:
 struct ResizeFilterPreference {
     bool enabled = false;
     int level = 10;
+    ResampleQuality quality = ResampleQuality::Standard;  // how the picture is resampled first
 };
 
 // The resize filter's level for formats made from a given image: a mild smoothing.
@@ -89,7 +91,8 @@ bool MakeFormatFromFormat(const CKvIcon& source, std::int32_t width, std::int32_
 
 // The same from an image of any depth, brought to 32 bits first; the filter's level is
 // kImageResizeFilterLevel.
-bool MakeFormatFromImage(const CDIB& image, std::int32_t width, std::int32_t height, int bits, CKvIcon& out);
+bool MakeFormatFromImage(const CDIB& image, std::int32_t width, std::int32_t height, int bits, CKvIcon& out,
+                         ResampleQuality quality = ResampleQuality::Standard);
 
 // The largest side of a format that a project is made with, as a Macintosh family's largest
 // element.
@@ -104,6 +107,7 @@ struct IconProjectRequest {
     unsigned threads = 1;                       // sizes made at once
     int filterLevel = kImageResizeFilterLevel;  // the resize filter's level for resized sizes
     std::optional<COLORREF> transparentColor;   // pixels of this colour become transparent
+    ResampleQuality quality = ResampleQuality::Standard;
 };
 
 // Makes every size at every depth from one image into `doc` (emptied first), with the creation

@@ -378,25 +378,44 @@ std::int32_t Padding(std::int32_t newSize, std::int32_t sourceSize) {
 struct PreparedResample::Work {
     std::optional<DibLayout> layout;
     unsigned threads = 1;
+    ResampleQuality quality = ResampleQuality::Standard;
     Block owned;               // the picture when it was handed over: bled where it lies
     bool shrinksOnly = false;  // so only shrinks on both axes can be made
     std::once_flag loadOnce, bleedOnce;
     WorkImage plain;   // the source at 32 bits, for interpolation
     WorkImage bled;    // the same after colour bleeding, for area averages of 32-bit sources
     bool loaded = false, bleedOk = false;
+
+    // The source at 32 bits, made once by the first call that needs it: a 32-bit source is read
+    // where it lies.
+    bool LoadPlain(const Block& dib) {
+        std::call_once(loadOnce, [&] {
+            if (layout->bitCount == 32) {
+                // Only read from here on; the view is of a block this object never changes.
+                plain.View(layout->width, layout->height, const_cast<std::uint8_t*>(dib.data()) + layout->pixelOffset);
+                loaded = true;
+            } else {
+                loaded = LoadWorkImage(dib, *layout, plain);
+            }
+        });
+        return loaded;
+    }
 };
 
-PreparedResample::PreparedResample(const Block& dib, unsigned threads)
+PreparedResample::PreparedResample(const Block& dib, unsigned threads, ResampleQuality quality)
     : dib_(&dib), work_(std::make_unique<Work>()) {
     work_->layout = GetDibLayout(dib);
     work_->threads = threads;
+    work_->quality = quality;
 }
 
-PreparedResample::PreparedResample(Block&& dib, unsigned threads) : work_(std::make_unique<Work>()) {
+PreparedResample::PreparedResample(Block&& dib, unsigned threads, ResampleQuality quality)
+    : work_(std::make_unique<Work>()) {
     work_->owned = std::move(dib);
-    work_->shrinksOnly = true;
+    work_->shrinksOnly = quality == ResampleQuality::Standard;
     work_->layout = GetDibLayout(work_->owned);
     work_->threads = threads;
+    work_->quality = quality;
     dib_ = &work_->owned;
 }
 
@@ -410,6 +429,7 @@ Block PreparedResample::Resample(std::int32_t newWidth, std::int32_t newHeight) 
     const std::int32_t srcWidth = layout->width;
     const std::int32_t srcHeight = layout->height;
     const Block& dib = *dib_;
+    if (work_->quality == ResampleQuality::High) return ResampleHigh(newWidth, newHeight);
 
     // An enlargement by a whole factor k is computed k - 1 pixels larger and then loses that many
     // rows at the top and columns at the right, where the samples would clamp on the source's
@@ -448,16 +468,7 @@ Block PreparedResample::Resample(std::int32_t newWidth, std::int32_t newHeight) 
         if (!w.bleedOk) return {};
         source = &w.bled;
     } else {
-        std::call_once(w.loadOnce, [&] {
-            if (layout->bitCount == 32) {
-                // Only read from here on; the view is of a block this object never changes.
-                w.plain.View(srcWidth, srcHeight, const_cast<std::uint8_t*>(dib.data()) + layout->pixelOffset);
-                w.loaded = true;
-            } else {
-                w.loaded = LoadWorkImage(dib, *layout, w.plain);
-            }
-        });
-        if (!w.loaded) return {};
+        if (!w.LoadPlain(dib)) return {};
         source = &w.plain;
     }
 
@@ -494,8 +505,29 @@ Block PreparedResample::Resample(std::int32_t newWidth, std::int32_t newHeight) 
     return cropped.empty() ? std::move(work) : std::move(cropped);
 }
 
+Block PreparedResample::ResampleHigh(std::int32_t newWidth, std::int32_t newHeight) const {
+    const DibLayout& layout = *work_->layout;
+    if (newWidth == layout.width && newHeight == layout.height) return dib_->Duplicate();
+    Work& w = *work_;
+    if (!w.LoadPlain(*dib_)) return {};
+    Block out = CreateDibBlockForPixels(newWidth, newHeight, 32);
+    const auto outLayout = GetDibLayout(out);
+    if (!outLayout) return {};
+    WorkImage result;
+    result.View(newWidth, newHeight, out.data() + outLayout->pixelOffset);
+    if (!resample_detail::ResampleLanczos(w.plain, result)) return {};
+    if (layout.bitCount == 32) return out;
+    WorkImage stored;
+    stored.View(newWidth, newHeight, out.data() + outLayout->pixelOffset);
+    return StoreWorkImage(stored, 24);
+}
+
 Block ResampleDib(const Block& dib, std::int32_t newWidth, std::int32_t newHeight) {
     return PreparedResample(dib).Resample(newWidth, newHeight);
+}
+
+Block ResampleDib(const Block& dib, std::int32_t newWidth, std::int32_t newHeight, ResampleQuality quality) {
+    return PreparedResample(dib, 1, quality).Resample(newWidth, newHeight);
 }
 
 Block ShrinkDib32(const Block& dib, std::int32_t newWidth, std::int32_t newHeight) {

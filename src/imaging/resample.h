@@ -8,6 +8,13 @@
 
 namespace tellurine {
 
+// How a picture is resampled. Standard is the rule ResampleDib describes, the one icons have
+// always been made with. High is a Lanczos filter (three lobes, widened by the shrink factor) on
+// alpha-weighted colours with pixel centres aligned: sharper at small sizes, and exact about the
+// middle, so a picture symmetric about its centre stays symmetric at every size. The same size
+// gives a byte-for-byte copy either way.
+enum class ResampleQuality { Standard, High };
+
 // A new packed bitmap of exactly newWidth x newHeight with the source's depth, by area averaging
 // when both axes shrink and bilinear interpolation otherwise. An enlargement by a whole factor k
 // on an axis is computed k - 1 pixels larger on that axis, and the extra rows at the top and
@@ -16,6 +23,7 @@ namespace tellurine {
 // working size included), the block is malformed, or memory runs out. The source is neither
 // changed nor freed.
 Block ResampleDib(const Block& dib, std::int32_t newWidth, std::int32_t newHeight);
+Block ResampleDib(const Block& dib, std::int32_t newWidth, std::int32_t newHeight, ResampleQuality quality);
 
 // A 32-bit picture shrunk to newWidth x newHeight (each at most the picture's own) for display:
 // each new pixel the average of the area it covers, weighted by alpha so that the colours of
@@ -26,13 +34,16 @@ Block ShrinkDib32(const Block& dib, std::int32_t newWidth, std::int32_t newHeigh
 // One picture resampled to several sizes: each result equals ResampleDib's, while the picture's
 // colour bleeding (and a 24-bit picture's 32-bit copy) is made once for all of them. Resample may be called from
 // several threads at once. The block must outlive this object and stay unchanged. `threads` is
-// how many threads the bleeding may use.
+// how many threads the bleeding may use. With the High quality nothing is bled: the picture is
+// read as it is for every size.
 class PreparedResample {
 public:
-    explicit PreparedResample(const Block& dib, unsigned threads = 1);
+    explicit PreparedResample(const Block& dib, unsigned threads = 1,
+                              ResampleQuality quality = ResampleQuality::Standard);
     // The same for a picture handed over, which is then the bled copy itself: no copy of it is
-    // made, and only sizes smaller on both axes can be had (others are empty).
-    PreparedResample(Block&& dib, unsigned threads);
+    // made, and with the Standard quality only sizes smaller on both axes can be had (others are
+    // empty).
+    PreparedResample(Block&& dib, unsigned threads, ResampleQuality quality = ResampleQuality::Standard);
     ~PreparedResample();
     PreparedResample(const PreparedResample&) = delete;
     PreparedResample& operator=(const PreparedResample&) = delete;
@@ -42,6 +53,8 @@ public:
     [[nodiscard]] const Block& Source() const { return *dib_; }
 
 private:
+    [[nodiscard]] Block ResampleHigh(std::int32_t newWidth, std::int32_t newHeight) const;
+
     struct Work;
     const Block* dib_ = nullptr;
     std::unique_ptr<Work> work_;

@@ -59,4 +59,8 @@ bool AreaAverage(const WorkImage& src, WorkImage& dst, double sx, double sy);
 // definition); sources without alpha pass false.
 void Interpolate(const WorkImage& src, WorkImage& dst, double sx, double sy, bool borrowColour);
 
+// The high-quality resampler (resample_high.cpp): `src` filtered into every pixel of `dst`, any
+// sizes. False when its working rows cannot be had.
+bool ResampleLanczos(const WorkImage& src, WorkImage& dst);
+
 }  // namespace tellurine::resample_detail

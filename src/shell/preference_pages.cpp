@@ -25,6 +25,9 @@ constexpr PrefField kFields[] = {
      "Make the top-left pixel's colour transparent in icons made from pictures", PrefControl::Check},
     {"Colors", "ApplyFilterToCreateIconFromImageValue",
      "Filter of formats made at another size (below 10 smooths, above sharpens, 10 none)", PrefControl::Number, 0, 20},
+    {"Colors", "HighQualityResample",
+     "Resample with the high-quality filter (sharper small sizes, symmetric pictures stay symmetric; no filter after)",
+     PrefControl::Check},
     {"Folders", "ActualDir", "Folder the Open and Save dialogs start in", PrefControl::Folder},
 };
 

@@ -85,6 +85,7 @@
     PREF_INT("specs", IndexOfTheTip, 0)                                        \
     PREF_INT("specs", ShowOpenDlgPreview, 1)                                   \
     PREF_INT("specs", ApplyFilterToCreateIconFromImageValue, 10)               \
+    PREF_INT("specs", HighQualityResample, 0)                                  \
     PREF_INT("specs", UseTransparentColorToCreateIconFromImage, 0)             \
     PREF_INT("specs", NewPicPreset, 4)                                         \
     PREF_INT("specs", NewPicWidth, 256)                                        \

@@ -175,28 +175,74 @@ TEST(ResampleDib, BleedingMatchesTheNeighbourhoodCountedPixelByPixel) {
 
 // ---- Depths, copies and failures ----
 
+constexpr std::array kQualities{ResampleQuality::Standard, ResampleQuality::High};
+
 TEST(ResampleDib, SameSizeReturnsAnIdenticalCopy) {
     const Block src = MakeDib(5, 3, 32, [](int x, int y) { return Px{U8(x), U8(y), 9, U8(x * y)}; });
-    const Block out = ResampleDib(src, 5, 3);
-    ASSERT_EQ(out.size(), src.size());
-    EXPECT_NE(out.data(), src.data());
-    EXPECT_EQ(std::memcmp(out.data(), src.data(), src.size()), 0);
+    for (const ResampleQuality quality : kQualities) {
+        const Block out = ResampleDib(src, 5, 3, quality);
+        ASSERT_EQ(out.size(), src.size());
+        EXPECT_NE(out.data(), src.data());
+        EXPECT_EQ(std::memcmp(out.data(), src.data(), src.size()), 0);
+    }
 }
 
 TEST(ResampleDib, RefusesOtherDepthsBadSizesAndDamagedBlocks) {
     const Block src = MakeDib(4, 4, 32, [](int, int) { return Px{1, 2, 3, 4}; });
-    EXPECT_TRUE(ResampleDib(MakeDib(4, 4, 8, [](int, int) { return Px{}; }), 8, 8).empty());
-    EXPECT_TRUE(ResampleDib(CreateDibBlock(4, 4, 16), 8, 8).empty());
-    EXPECT_TRUE(ResampleDib(Block{}, 8, 8).empty());
-    for (const auto& [w, h] :
-         {std::pair{0, 8}, {8, 0}, {-8, 8}, {8, INT32_MIN}, {kMaxDibDimension + 1, 8}, {8, INT32_MAX}})
-        EXPECT_TRUE(ResampleDib(src, w, h).empty()) << w << " x " << h;
-    // The padded work width 1 + 32767 would exceed the largest bitmap.
-    EXPECT_TRUE(ResampleDib(MakeDib(1, 1, 32, [](int, int) { return Px{}; }), kMaxDibDimension, 1).empty());
-
     Block truncated = Block::Allocate(src.size() - 1);
     std::memcpy(truncated.data(), src.data(), truncated.size());
-    EXPECT_TRUE(ResampleDib(truncated, 8, 8).empty());
+    for (const ResampleQuality quality : kQualities) {
+        EXPECT_TRUE(ResampleDib(MakeDib(4, 4, 8, [](int, int) { return Px{}; }), 8, 8, quality).empty());
+        EXPECT_TRUE(ResampleDib(CreateDibBlock(4, 4, 16), 8, 8, quality).empty());
+        EXPECT_TRUE(ResampleDib(Block{}, 8, 8, quality).empty());
+        for (const auto& [w, h] :
+             {std::pair{0, 8}, {8, 0}, {-8, 8}, {8, INT32_MIN}, {kMaxDibDimension + 1, 8}, {8, INT32_MAX}})
+            EXPECT_TRUE(ResampleDib(src, w, h, quality).empty()) << w << " x " << h;
+        EXPECT_TRUE(ResampleDib(truncated, 8, 8, quality).empty());
+    }
+    // The padded work width 1 + 32767 would exceed the largest bitmap.
+    EXPECT_TRUE(ResampleDib(MakeDib(1, 1, 32, [](int, int) { return Px{}; }), kMaxDibDimension, 1).empty());
+}
+
+// The high-quality resampler: symmetric pictures stay exactly symmetric, flat areas exactly flat,
+// and the colour of transparent pixels never shows, whichever way the picture is resized.
+TEST(ResampleDib, HighQualityKeepsSymmetryFlatAreasAndHidesTransparentColours) {
+    std::mt19937 random(7);
+    std::vector<Px> quarter(19 * 12);
+    const auto byte = [&] { return static_cast<std::uint8_t>(random()); };
+    for (Px& p : quarter) p = Px{byte(), byte(), byte(), random() % 3 ? byte() : std::uint8_t{0}};
+    // 37 x 23, mirrored about both middle lines.
+    const auto mirrored = [&](int x, int y) { return quarter[std::min(x, 36 - x) + 19 * std::min(y, 22 - y)]; };
+    const Block symmetric = MakeDib(37, 23, 32, mirrored);
+    const Block flat = MakeDib(37, 23, 24, [](int, int) { return Px{10, 128, 250, 255}; });
+    const Block translucent = MakeDib(37, 23, 32, [](int, int) { return Px{10, 128, 250, 77}; });
+    // Opaque blue on the left, and on the right transparent pixels that carry red.
+    const Block edge = MakeDib(37, 23, 32, [](int x, int) { return x < 18 ? Px{255, 0, 0, 255} : Px{0, 0, 255, 0}; });
+    for (const auto& [w, h] : {std::pair{1, 1}, {2, 3}, {5, 4}, {16, 16}, {18, 11}, {36, 24}, {37, 100}, {80, 47}}) {
+        SCOPED_TRACE(std::to_string(w) + " x " + std::to_string(h));
+        const Block out = ResampleDib(symmetric, w, h, ResampleQuality::High);
+        ASSERT_FALSE(out.empty());
+        ExpectShape(out, w, h, 32);
+        int asymmetric = 0;
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x)
+                asymmetric += At(out, x, y) != At(out, w - 1 - x, y) || At(out, x, y) != At(out, x, h - 1 - y);
+        EXPECT_EQ(asymmetric, 0);
+
+        const Block flatOut = ResampleDib(flat, w, h, ResampleQuality::High);
+        const Block translucentOut = ResampleDib(translucent, w, h, ResampleQuality::High);
+        const Block edgeOut = ResampleDib(edge, w, h, ResampleQuality::High);
+        ExpectShape(flatOut, w, h, 24);
+        int changed = 0, red = 0;
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x) {
+                changed += At(flatOut, x, y) != Px{10, 128, 250, 255};
+                changed += At(translucentOut, x, y) != Px{10, 128, 250, 77};
+                red += At(edgeOut, x, y)[2] != 0;
+            }
+        EXPECT_EQ(changed, 0);
+        EXPECT_EQ(red, 0);
+    }
 }
 
 TEST(ShrinkDib32, AveragesTheAreaWeightedByAlphaAndRefusesGrowing) {

@@ -1,0 +1,159 @@
+// The high-quality resampler: a separable Lanczos filter (three lobes) on alpha-weighted colours.
+//
+// Each new pixel's centre is mapped onto the source with pixel centres aligned at both edges, and
+// the filter is widened by the shrink factor, so a picture is sampled the same way from either
+// side. The arithmetic is integer from the weights on: the weights of a column (or row) on the
+// right half are the mirror image of those of its partner on the left, and integer sums do not
+// depend on their order, so a picture symmetric about its centre gives a symmetric result at
+// every size, exactly.
+//
+// Colours are weighted by their alpha while filtering, so the colour a transparent pixel happens
+// to carry never shows, and divided by the new alpha at the end; what is stored stays straight
+// (not premultiplied) alpha.
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <new>
+#include <numbers>
+#include <vector>
+
+#include "imaging/resample_kernels.h"
+
+namespace tellurine::resample_detail {
+namespace {
+
+constexpr double kLobes = 3.0;
+// A weight of 1 in fixed point. Weights are rounded to this and each sum is divided by the sum of
+// its own rounded weights, so a flat area stays exactly flat.
+constexpr double kOne = 1 << 14;
+
+double Sinc(double x) {
+    if (x == 0.0) return 1.0;
+    const double px = std::numbers::pi * x;
+    return std::sin(px) / px;
+}
+
+double Lanczos(double x) { return std::abs(x) < kLobes ? Sinc(x) * Sinc(x / kLobes) : 0.0; }
+
+// The taps of one new column (or row): the first source index, its weights and their sum.
+struct Taps {
+    std::int32_t first = 0;
+    std::vector<std::int32_t> weights;
+    std::int64_t sum = 0;
+};
+
+// The taps of every new index along an axis of `from` source pixels made `to` long. Indices past
+// the source's ends are left out rather than clamped, which keeps the taps of both edges alike.
+std::vector<Taps> AxisTaps(std::int32_t from, std::int32_t to) {
+    std::vector<Taps> axis(static_cast<std::size_t>(to));
+    const double scale = static_cast<double>(from) / to;
+    const double widen = std::max(scale, 1.0);
+    const double support = kLobes * widen;
+    const std::int32_t half = (to + 1) / 2;  // the left half, and the middle one of an odd count
+    for (std::int32_t i = 0; i < half; ++i) {
+        // The centre of new pixel i in source pixels, from integers and one division: exact for
+        // the middle pixel of an odd count, whose taps then are symmetric too.
+        const double centre =
+            static_cast<double>((2 * std::int64_t{i} + 1) * from - to) / static_cast<double>(2 * std::int64_t{to});
+        const auto first = std::max<std::int32_t>(0, static_cast<std::int32_t>(std::floor(centre - support)) + 1);
+        const auto last = std::min<std::int32_t>(from - 1, static_cast<std::int32_t>(std::ceil(centre + support)) - 1);
+        Taps& taps = axis[static_cast<std::size_t>(i)];
+        taps.first = first;
+        for (std::int32_t j = first; j <= last; ++j) {
+            const auto w = static_cast<std::int32_t>(std::lround(Lanczos((j - centre) / widen) * kOne));
+            taps.weights.push_back(w);
+            taps.sum += w;
+        }
+        // A tap whose weights cancel out (possible only for absurd shrinks) falls back to the
+        // nearest source pixel.
+        if (taps.sum <= 0) {
+            taps.first = std::clamp<std::int32_t>(static_cast<std::int32_t>(std::lround(centre)), 0, from - 1);
+            taps.weights.assign(1, 1);
+            taps.sum = 1;
+        }
+    }
+    for (std::int32_t i = half; i < to; ++i) {
+        const Taps& left = axis[static_cast<std::size_t>(to - 1 - i)];
+        Taps& right = axis[static_cast<std::size_t>(i)];
+        right.weights.assign(left.weights.rbegin(), left.weights.rend());
+        right.sum = left.sum;
+        right.first = from - left.first - static_cast<std::int32_t>(left.weights.size());
+    }
+    return axis;
+}
+
+// sum / divisor rounded half up, for a positive divisor and a sum of either sign.
+std::int32_t DivideRounded(std::int64_t sum, std::int64_t divisor) {
+    const std::int64_t twice = 2 * sum + divisor;
+    const std::int64_t q = twice / (2 * divisor);
+    return static_cast<std::int32_t>((twice % (2 * divisor) < 0) ? q - 1 : q);
+}
+
+// Four channels per pixel, each alpha-weighted: blue, green and red times alpha, and alpha times
+// 255, so all four share the range 0..65025.
+using Weighted = std::vector<std::int32_t>;
+
+}  // namespace
+
+bool ResampleLanczos(const WorkImage& src, WorkImage& dst) {
+    try {
+        const std::vector<Taps> columns = AxisTaps(src.width, dst.width);
+        const std::vector<Taps> rows = AxisTaps(src.height, dst.height);
+        const auto newWidth = static_cast<std::size_t>(dst.width);
+
+        // Across first: every source row becomes a row of the new width.
+        Weighted across(newWidth * static_cast<std::size_t>(src.height) * 4);
+        Weighted line(static_cast<std::size_t>(src.width) * 4);
+        for (std::int32_t y = 0; y < src.height; ++y) {
+            const std::uint8_t* in = src.Row(y);
+            for (std::int32_t x = 0; x < src.width; ++x, in += 4) {
+                const std::int32_t a = in[3];
+                std::int32_t* p = &line[static_cast<std::size_t>(x) * 4];
+                p[0] = in[0] * a;
+                p[1] = in[1] * a;
+                p[2] = in[2] * a;
+                p[3] = a * 255;
+            }
+            std::int32_t* out = &across[static_cast<std::size_t>(y) * newWidth * 4];
+            for (const Taps& taps : columns) {
+                std::int64_t sums[4] = {};
+                const std::int32_t* p = &line[static_cast<std::size_t>(taps.first) * 4];
+                for (const std::int32_t w : taps.weights) {
+                    for (int c = 0; c < 4; ++c) sums[c] += std::int64_t{w} * p[c];
+                    p += 4;
+                }
+                for (int c = 0; c < 4; ++c) *out++ = DivideRounded(sums[c], taps.sum);
+            }
+        }
+
+        // Then down: every new row from the rows across, then back to straight alpha.
+        std::vector<std::int64_t> sums(newWidth * 4);
+        for (std::int32_t y = 0; y < dst.height; ++y) {
+            const Taps& taps = rows[static_cast<std::size_t>(y)];
+            std::fill(sums.begin(), sums.end(), 0);
+            for (std::size_t k = 0; k < taps.weights.size(); ++k) {
+                const std::int64_t w = taps.weights[k];
+                const std::int32_t* in = &across[(static_cast<std::size_t>(taps.first) + k) * newWidth * 4];
+                for (std::size_t i = 0; i < newWidth * 4; ++i) sums[i] += w * in[i];
+            }
+            std::uint8_t* out = dst.Row(y);
+            for (std::size_t x = 0; x < newWidth; ++x, out += 4) {
+                const std::int64_t* s = &sums[x * 4];
+                const std::int32_t alpha255 = std::clamp(DivideRounded(s[3], taps.sum), 0, 255 * 255);
+                const std::int32_t alpha = DivideRounded(alpha255, 255);
+                for (int c = 0; c < 3; ++c) {
+                    const std::int32_t weighted = std::clamp(DivideRounded(s[c], taps.sum), 0, alpha255);
+                    out[c] = alpha == 0 ? std::uint8_t{0}
+                                        : static_cast<std::uint8_t>(
+                                              DivideRounded(std::int64_t{weighted} * 255, alpha255));
+                }
+                out[3] = static_cast<std::uint8_t>(alpha);
+            }
+        }
+        return true;
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+}
+
+}  // namespace tellurine::resample_detail
