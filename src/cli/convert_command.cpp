@@ -1,9 +1,11 @@
 // tellurine-cli convert IN OUT [--explorer-order] [--group NAME] [--allow-loss] [--png-elements]
 // tellurine-cli convert IN --all-groups -o DIR [--explorer-order]
 // tellurine-cli convert IN OUT.icl|OUT.dll [--bits 32|64]
+// tellurine-cli convert PICTURE OUT --strip auto|WxH
 // Reads any supported icon container and writes one icon in the format OUT's extension names: an
-// .ico file, an .icns family or an .iconset folder; or every icon of it, one .ico (.cur for a
-// cursor) each, into a folder.
+// .ico file, an .icns family, an .iconset folder or an image strip (.tbf); or every icon of it, one
+// .ico (.cur for a cursor) each, into a folder. With --strip, IN is a picture of several cells
+// side by side, each of which becomes a format.
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
@@ -17,6 +19,7 @@
 #include "cli/icon_support.h"
 #include "formats/ico_file.h"
 #include "formats/iconset.h"
+#include "formats/image_strip.h"
 #include "formats/ne_resources.h"
 #include "formats/pe_writer.h"
 #include "image/block.h"
@@ -34,6 +37,7 @@ struct ConvertOptions {
     bool allGroups = false;
     std::string directory;
     int bits = 64;  // of a .dll written
+    std::string strip;  // the cell size of a picture read as a strip: "auto" or WxH
     ProjectOutput how;
 };
 
@@ -120,12 +124,27 @@ int RunConvert(const ConvertOptions& o) {
     }
     const std::string ext = LowerExtension(o.output);
     const bool iconset = IsIconsetPath(o.output);
-    if (ext != ".ico" && ext != ".icns" && ext != ".icl" && ext != ".dll" && !iconset) {
-        PrintError("convert: the output must end in .ico, .icns, .icl, .dll or .iconset: " + o.output);
+    if (ext != ".ico" && ext != ".icns" && ext != ".icl" && ext != ".dll" && ext != ".tbf" && !iconset) {
+        PrintError("convert: the output must end in .ico, .icns, .icl, .dll, .tbf or .iconset: " + o.output);
         return kExitUsage;
     }
     IconFileContents contents;
-    if (!ReadIconInput(o.input, contents)) return kExitFailure;
+    if (!o.strip.empty()) {
+        const std::optional<StripCell> cell = (o.strip == "auto") ? std::nullopt : ParseStripCell(o.strip);
+        if (!cell && !(o.strip == "auto")) {
+            PrintError("convert: --strip takes auto or a cell size such as 16x16: " + o.strip);
+            return kExitUsage;
+        }
+        std::string error;
+        NamedIcon& icon = contents.icons.emplace_back();
+        if (!LoadStripPicture(o.input, icon.doc, error, cell)) {
+            PrintError("convert: " + o.input + ": " + error);
+            return kExitFailure;
+        }
+        contents.container = IconContainer::Strip;
+    } else if (!ReadIconInput(o.input, contents)) {
+        return kExitFailure;
+    }
     if (ext == ".icl" || ext == ".dll") return ConvertToLibrary(o, contents);
 
     NamedIcon* chosen = ChooseIcon("convert", o.input, contents, o.group);
@@ -149,12 +168,14 @@ CommandRunner AddConvertCommand(CLI::App& app) {
     auto options = std::make_shared<ConvertOptions>();
     CLI::App* sub = app.add_subcommand("convert", "Rewrite an icon as a Windows icon file or a Macintosh icon family");
     sub->add_option("IN", options->input, kIconFilesHelp)->required();
-    sub->add_option("OUT", options->output, "File to write: .ico, .icns, an .iconset folder, or an .icl or .dll library of every icon of IN");
+    sub->add_option("OUT", options->output, "File to write: .ico, .icns, an .iconset folder, an image strip (.tbf), or an .icl or .dll library of every icon of IN");
     sub->add_flag("--all-groups", options->allGroups,
                   "Write every icon or group of IN, one .ico (.cur for a cursor) each, into the folder given with -o");
     sub->add_option("-o,--output", options->directory, "The folder --all-groups writes into (created when missing)");
     sub->add_option("--group", options->group,
                     "The icon to write from a file of several named icons, or the group of a program (default: the first)");
+    sub->add_option("--strip", options->strip,
+                    "Read IN as a picture of cells side by side, each a format: auto (squares of its height) or WxH");
     sub->add_option("--bits", options->bits, "A .dll library's kind: 32- or 64-bit (default 64)")
         ->check(CLI::IsMember({32, 64}));
     sub->add_flag("--explorer-order", options->how.explorerOrder,

@@ -12,6 +12,7 @@
 #include "formats/ico_file.h"
 #include "formats/iconset.h"
 #include "formats/image_file.h"
+#include "formats/image_strip.h"
 #include "formats/svg_file.h"
 #include "formats/pe_resources.h"
 #include "icon/format_maker.h"
@@ -34,6 +35,7 @@ const char* IconContainerName(IconContainer container) {
         case IconContainer::Ani: return "ani";
         case IconContainer::Pe: return "pe";
         case IconContainer::Iconset: return "iconset";
+        case IconContainer::Strip: return "strip";
         case IconContainer::Unknown: break;
     }
     return "";
@@ -45,6 +47,7 @@ IconContainer ClassifyIconFile(const std::string& path, std::span<const std::uin
     const std::string ext = LowerExtension(path);
     if (ext == ".rsc" || ext == ".rsrc") return IconContainer::Resource;
     if (ext == ".bin") return IconContainer::MacBinary;
+    if (ext == ".tbf") return IconContainer::Strip;
     if (bytes.size() >= 4 && std::memcmp(bytes.data(), "icns", 4) == 0) return IconContainer::Icns;
     if (bytes.size() >= 6 && LoadU16(bytes.data()) == 0) {
         const std::uint16_t type = LoadU16(bytes.data() + 2);
@@ -55,6 +58,7 @@ IconContainer ClassifyIconFile(const std::string& path, std::span<const std::uin
         return IconContainer::Ani;
     if (bytes.size() >= 2 && bytes[0] == 'M' && bytes[1] == 'Z') return IconContainer::Pe;
     if (ext == ".icns") return IconContainer::Icns;
+    if (IsStripFile(bytes)) return IconContainer::Strip;
     if (bytes.size() >= 106 && std::memcmp(bytes.data() + 102, "mBIN", 4) == 0) return IconContainer::MacBinary;
     return IconContainer::Unknown;
 }
@@ -139,6 +143,13 @@ bool ReadIconContainer(const std::string& path, std::span<const std::uint8_t> by
                     contents.icons.push_back(std::move(icon));
                 }
                 if (contents.icons.empty()) return false;
+                break;
+            }
+            case IconContainer::Strip: {
+                NamedIcon icon;
+                std::string error;
+                if (bytes.size() > kMaxIconFileBytes || !ReadStripFile(bytes, icon.doc, error)) return false;
+                contents.icons.push_back(std::move(icon));
                 break;
             }
             case IconContainer::Iconset:  // a folder, read by LoadIconContainer
@@ -267,12 +278,13 @@ bool FileHoldsDocument(const CIconDoc& doc, std::span<const std::uint8_t> bytes)
 IconContainer SaveKindOf(const std::string& path) {
     if (IsIconsetPath(path)) return IconContainer::Iconset;
     const std::string ext = LowerExtension(path);
+    if (ext == ".tbf") return IconContainer::Strip;
     return ext == ".icns" ? IconContainer::Icns : ext == ".cur" ? IconContainer::Cur : IconContainer::Ico;
 }
 
 bool IconSavePlan::Whole(const CIconDoc& doc) const {
     if (!leftOut.empty() || !changed.empty()) return false;
-    if (kind == IconContainer::Iconset)
+    if (kind == IconContainer::Iconset || kind == IconContainer::Strip)
         for (int i = 0; i < doc.GetFormatCount(); ++i)
             if (doc.GetFormat(i)->BitCount() != 32) return false;
     return true;
@@ -288,6 +300,7 @@ bool PlanIconSave(const CIconDoc& doc, IconContainer as, bool explorerCompatible
             if (names[i].empty()) plan.leftOut.push_back(static_cast<int>(i));
         return plan.leftOut.size() < names.size();
     }
+    if (as == IconContainer::Strip) return WriteStripFile(doc, plan.bytes, &plan.leftOut);
     if (!WriteIconProjectAs(doc, as, explorerCompatibleOrder, plan.bytes, &plan.leftOut, mac)) return false;
     if (as == IconContainer::Icns && findChanges)
         for (const int i : FormatsNotHeld(doc, plan.bytes))

@@ -17,17 +17,18 @@
 
 namespace tellurine {
 
-enum class IconContainer { Unknown, Ico, Cur, Icns, Resource, MacBinary, Ani, Pe, Iconset };
+enum class IconContainer { Unknown, Ico, Cur, Icns, Resource, MacBinary, Ani, Pe, Iconset, Strip };
 
-// The container's short name: "ico", "cur", "icns", "rsrc", "macbinary", "ani", "pe", "iconset"
-// ("" when unknown).
+// The container's short name: "ico", "cur", "icns", "rsrc", "macbinary", "ani", "pe", "iconset",
+// "strip" ("" when unknown).
 const char* IconContainerName(IconContainer container);
 
-// What a file holds: ".rsc"/".rsrc" name a resource file and ".bin" a MacBinary file (a resource
+// What a file holds: ".rsc"/".rsrc" name a resource file, ".bin" a MacBinary file and ".tbf" an
+// image strip (a resource
 // fork starts with bytes that read like an icon file's header); otherwise "icns" at 0 is a family,
 // a header of type 1 or 2 an icon or cursor file, "RIFF" with the form "ACON" an animated cursor,
-// "MZ" a program or library, ".icns" a file whose family is searched for, and "mBIN" at offset
-// 102 a MacBinary file.
+// "MZ" a program or library, ".icns" a file whose family is searched for, "mBIN" at offset 102 a
+// MacBinary file, and a PNG with a strip's cell size a strip.
 IconContainer ClassifyIconFile(const std::string& path, std::span<const std::uint8_t> bytes);
 
 // One icon of a file, with the name its container gives it (resource and MacBinary files hold
@@ -92,7 +93,7 @@ std::vector<int> FormatsNotHeld(const CIconDoc& doc, std::span<const std::uint8_
 // mark the document as saved.
 bool FileHoldsDocument(const CIconDoc& doc, std::span<const std::uint8_t> bytes);
 // The kind of file a save to `path` writes: an icon set folder for ".iconset", a family for
-// ".icns", a cursor for ".cur", an icon otherwise.
+// ".icns", a cursor for ".cur", an image strip for ".tbf", an icon otherwise.
 IconContainer SaveKindOf(const std::string& path);
 
 // A save worked out before anything is written, so that what the file cannot hold can be asked
@@ -103,10 +104,11 @@ struct IconSavePlan {
     std::vector<int> leftOut;         // formats the file has no place for
     std::vector<int> changed;         // formats a family would hold otherwise (its palettes, a shared mask)
     // True when reopening the file gives the project back: nothing left out or changed, and for an
-    // icon set (whose pictures are all 32-bit PNG) every format at 32 bits.
+    // icon set or a strip (whose pictures are all 32-bit PNG) every format at 32 bits.
     [[nodiscard]] bool Whole(const CIconDoc& doc) const;
 };
-// Works out saving the project as a file of kind `as` (Ico, Cur, Icns or Iconset); `changed` is
+// Works out saving the project as a file of kind `as` (Ico, Cur, Icns, Iconset or Strip: formats
+// of another size than the first are left out of a strip); `changed` is
 // found only when `findChanges` (it reads the family back). False when nothing can be written:
 // no format has a place in the file, or an encoding failed.
 bool PlanIconSave(const CIconDoc& doc, IconContainer as, bool explorerCompatibleOrder, const IcnsWriteOptions& mac,

@@ -191,6 +191,7 @@ int ChooseDocTemplate(const std::string& path, std::span<const std::uint8_t> hea
         case IconContainer::MacBinary:
         case IconContainer::Iconset: return kTemplateIcns;
         case IconContainer::Pe: return kTemplateExe;
+        case IconContainer::Strip: return kTemplateToolbarStrip;
         case IconContainer::Unknown: break;
     }
     using namespace std::string_view_literals;

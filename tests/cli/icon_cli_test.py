@@ -124,6 +124,33 @@ class Convert(IconCase):
         self.assertEqual(sorted(icotool_list(self.path("arrow.ICO"))), [(16, 16, 1), (32, 32, 24)])
 
 
+    def test_a_strip_becomes_formats_and_saves_back_as_the_same_picture(self):
+        strip = Image.new("RGBA", (80, 16))
+        for i in range(5):
+            strip.paste(picture(16, soft=i % 2 == 1).rotate(90 * i), (16 * i, 0))
+        strip.save(self.path("tools.png"))
+        strip.convert("RGB").save(self.path("tools.bmp"))
+        for source, cell, count in (("tools.png", "auto", 5), ("tools.bmp", "8x16", 10)):
+            result = run("convert", self.path(source), self.path("cells.ico"), "--strip", cell)
+            self.assertEqual(result.returncode, 0, result.stderr)
+            self.assertEqual(len(icotool_list(self.path("cells.ico"))), count)
+        self.assertEqual(run("convert", self.path("tools.png"), self.path("cells.ico"), "--strip", "auto").returncode, 0)
+        # Saved as a strip file: a PNG any viewer shows as the strip itself, with its cell size.
+        self.assertEqual(run("convert", self.path("cells.ico"), self.path("tools.tbf")).returncode, 0)
+        with Image.open(self.path("tools.tbf")) as im:
+            self.assertEqual(im.format, "PNG")
+            self.assertEqual(im.text.get("Tellurine strip cell"), "16x16")
+            self.assertEqual(im.convert("RGBA").tobytes(), strip.tobytes())
+        self.assertEqual(self.info(self.path("tools.tbf"))[0]["kind"], "strip")
+        for bad in ("0x16", "big"):
+            result = run("convert", self.path("tools.png"), self.path("bad.ico"), "--strip", bad)
+            self.assertEqual(result.returncode, 2, bad)
+        result = run("convert", self.path("tools.png"), self.path("bad.ico"), "--strip", "32x32")
+        self.assertEqual(result.returncode, 1)
+        self.assertIn("does not fit", result.stderr)
+        self.assertFalse(os.path.exists(self.path("bad.ico")))
+
+
 class PeerFiles(IconCase):
     def test_pillow_and_imagemagick_icons_read_to_pillows_pixels(self):
         big = picture(256, soft=True)
