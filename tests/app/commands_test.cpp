@@ -6,9 +6,9 @@
 #include <QToolButton>
 #include <QtTest>
 
+#include "app/common/commands.h"
 #include "app/icon/icon_frame.h"
 #include "app/icon/icon_project.h"
-#include "app/shell/commands.h"
 #include "app/shell/kv_app.h"
 #include "app/shell/main_frame.h"
 #include "app_test_support.h"

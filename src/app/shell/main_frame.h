@@ -6,7 +6,7 @@
 #include <memory>
 #include <vector>
 
-#include "app/shell/commands.h"
+#include "app/common/commands.h"
 
 class QLabel;
 class QMdiArea;

@@ -1,4 +1,4 @@
-#include "app/shell/commands.h"
+#include "app/common/commands.h"
 
 #include <QActionGroup>
 #include <QMdiArea>
