@@ -8,8 +8,8 @@
 #include <cstdio>
 
 #include "app/icon/icon_project.h"
+#include "app/icon/recovery.h"
 #include "app/shell/kv_app.h"
-#include "app/shell/recovery.h"
 
 int main(int argc, char* argv[]) {
     QApplication qapp(argc, argv);

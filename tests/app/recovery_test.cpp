@@ -4,8 +4,8 @@
 
 #include "app/common/image_convert.h"
 #include "app/icon/icon_project.h"
+#include "app/icon/recovery.h"
 #include "app/shell/main_frame.h"
-#include "app/shell/recovery.h"
 #include "app_test_support.h"
 
 using namespace tellurine;

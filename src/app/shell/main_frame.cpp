@@ -22,11 +22,11 @@
 #include "app/icon/icon_frame.h"
 #include "app/icon/icon_project.h"
 #include "app/icon/icon_view.h"
+#include "app/icon/recovery.h"
 #include "app/library/library_frame.h"
 #include "app/program/exe_frame.h"
 #include "app/shell/file_commands.h"
 #include "app/shell/kv_app.h"
-#include "app/shell/recovery.h"
 #include "shell/app_support.h"
 #include "shell/texts.h"
 

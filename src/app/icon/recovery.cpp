@@ -1,4 +1,4 @@
-#include "app/shell/recovery.h"
+#include "app/icon/recovery.h"
 
 #include <QCoreApplication>
 #include <QDir>
