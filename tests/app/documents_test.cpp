@@ -79,7 +79,7 @@ void DocumentsTest::newIconDialogMakesTheChosenFormatsAndKeepsEachSystemsChoices
         ChooseFormats(d, [&](const QString& text) { return windows.contains(text); });
         d.compressCheck->setChecked(true);
     }));
-    CIconProject* project = NewIconFromDialog(*s.app);
+    CIconProject* project = NewIconFromDialog(*s.app->MainFrame());
     QVERIFY(project != nullptr);
     QCOMPARE(s.prompts->dialogs.back(), QString("tellurine::app::CDialNewIcon"));
     const CIconDoc& doc = project->Doc();
@@ -104,7 +104,7 @@ void DocumentsTest::newIconDialogMakesTheChosenFormatsAndKeepsEachSystemsChoices
         QVERIFY(d.compressCheck->isChecked());
         d.compressCheck->setChecked(false);
     }));
-    project = NewIconFromDialog(*s.app);
+    project = NewIconFromDialog(*s.app->MainFrame());
     QCOMPARE(project->Title(), QString("ICO File2"));
     for (int i = 0; i < project->Doc().GetFormatCount(); ++i) QVERIFY(!project->Doc().GetFormat(i)->Icon().IsCompressed());
     QCOMPARE(s.app->prefs.CompressVista256x256NewIcon, 0);
@@ -122,7 +122,7 @@ void DocumentsTest::newIconDialogMakesTheChosenFormatsAndKeepsEachSystemsChoices
         d.macButton->setChecked(true);
         ChooseFormats(d, [](const QString& t) { return t.startsWith("512 x 512") || t.startsWith("32 x 32, 8"); });
     }));
-    project = NewIconFromDialog(*s.app);
+    project = NewIconFromDialog(*s.app->MainFrame());
     QVERIFY(project->Doc().macintosh);
     QCOMPARE(project->TemplateResource(), shell::kTemplateIcns);
     QCOMPARE(project->Doc().GetFormatCount(), 2);
@@ -130,7 +130,7 @@ void DocumentsTest::newIconDialogMakesTheChosenFormatsAndKeepsEachSystemsChoices
 
     // Cancelling makes nothing; with nothing chosen OK says so and the dialog stays open.
     const std::size_t windowCount = s.app->MainFrame()->Children().size();
-    QVERIFY(NewIconFromDialog(*s.app) == nullptr);
+    QVERIFY(NewIconFromDialog(*s.app->MainFrame()) == nullptr);
     QCOMPARE(s.app->MainFrame()->Children().size(), windowCount);
     CDialNewIcon dialog(s.app->prefs);
     ChooseFormats(dialog, [](const QString&) { return false; });
@@ -273,7 +273,7 @@ void DocumentsTest::saveAsAsksBeforeReplacingAFile() {
     const QString existing = s.Path("existing.ico");
     WriteProject(existing, {{16, 32}, {32, 32}});
     const QByteArray before = ReadAll(existing);
-    NewIconProject(*s.app, {false, {{48, 32, true}}, false});
+    NewIconProject(*s.app->MainFrame(), {false, {{48, 32, true}}, false});
     CIconProject* project = ActiveProject(s);
 
     // The save dialog proposes ".ico"; declining the overwrite prompt leaves the file alone.
@@ -314,7 +314,7 @@ void DocumentsTest::saveAsAsksBeforeReplacingAFile() {
     // A Macintosh project proposes ".icns", asks with the Macintosh prompt and writes a family.
     const QString family = s.Path("family.icns");
     WriteProject(family, {{32, 32}});
-    NewIconProject(*s.app, {true, {{128, 32, true}, {32, 32, true}}, false});
+    NewIconProject(*s.app->MainFrame(), {true, {{128, 32, true}, {32, 32, true}}, false});
     s.prompts->saveNames = {family};
     s.prompts->dialogActions.push_back([&](QDialog& d) {
         shown = qobject_cast<CDialAskOverwriteIconProject*>(&d)->Texts();
@@ -514,7 +514,7 @@ void DocumentsTest::macintoshSavesAskBeforeLeavingFormatsOut() {
         QVERIFY(d.elementBox != nullptr);
         d.elementBox->setCurrentIndex(d.elementBox->findText("ic13 (128 x 128 @2x)"));
     }));
-    EditFormatProperties(*o.s.app, *o.project, plain, o.frame);
+    EditFormatProperties(*o.s.app->MainFrame(), *o.project, plain, o.frame);
     shown = texts();
     QCOMPARE(shown[plain], QString("128 x 128 @2x\n32 bits"));
     QCOMPARE(shown[twice], QString("256 x 256\n32 bits"));

@@ -385,7 +385,7 @@ void ExeDocTest::opensCursorGroupsAsCursorsUnderFileNames() {
         QCOMPARE(project->Doc().cursor, row == 1);
         if (row == 1) QCOMPARE(project->Doc().GetFormat(0)->Icon().PointY(), 4);
         s.prompts->saveNames.push_back({});
-        project->Save(*s.app, true);
+        project->Save(*s.app->MainFrame(), true);
         QCOMPARE(QFileInfo(s.prompts->lastSuggested).fileName(), expected[row]);
         QCOMPARE(frame->Document().IcoFileName(row), expected[row]);
     }

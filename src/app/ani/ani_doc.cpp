@@ -17,13 +17,12 @@
 #include <memory>
 #include <new>
 
+#include "app/common/app_context.h"
+#include "app/common/file_reading.h"
 #include "app/common/image_convert.h"
 #include "app/common/long_work.h"
 #include "app/icon/icon_files.h"
 #include "app/icon/icon_view.h"
-#include "app/shell/document_io.h"
-#include "app/shell/kv_app.h"
-#include "app/shell/main_frame.h"
 #include "shell/animation.h"
 #include "shell/texts.h"
 
@@ -158,7 +157,7 @@ void CAniPlayerView::paintEvent(QPaintEvent* event) {
 
 // ---- Frame -------------------------------------------------------------------------------------
 
-CImageDocMDI::CImageDocMDI(CKvApp& app, CAniDocument& document, QWidget* parent)
+CImageDocMDI::CImageDocMDI(AppContext& app, CAniDocument& document, QWidget* parent)
     : QWidget(parent), player(document.Rates()), app_(app), document_(document) {
     setObjectName("CImageDocMDI");
     auto steady = std::make_shared<QElapsedTimer>();
@@ -166,7 +165,7 @@ CImageDocMDI::CImageDocMDI(CKvApp& app, CAniDocument& document, QWidget* parent)
     clock = [steady] { return steady->elapsed(); };
 
     // The window's commands, from the registry, each acting on this window.
-    CommandRegistry& commands = *app.MainFrame()->commands;
+    CommandRegistry& commands = app.Commands();
     actPlay = commands.WindowAction("ani.play", this);
     actPreviousStep = commands.WindowAction("ani.previous", this);
     actNextStep = commands.WindowAction("ani.next", this);
@@ -188,7 +187,7 @@ CImageDocMDI::CImageDocMDI(CKvApp& app, CAniDocument& document, QWidget* parent)
         ShowStep();
     });
 
-    playerView = new CAniPlayerView(app.canvas.resources, this);
+    playerView = new CAniPlayerView(app.Workbench().canvas.resources, this);
     infoLabel = new QLabel(document_.InfoText(), this);
     infoLabel->setTextInteractionFlags(Qt::TextSelectableByMouse);
     infoLabel->setVisible(!infoLabel->text().isEmpty());
@@ -314,22 +313,23 @@ void CImageDocMDI::OnNewIconFromStep() {
 
 // ---- Commands ----------------------------------------------------------------------------------
 
-void RegisterAnimationCommands(CMainFrame& main) {
+void RegisterAnimationCommands(AppContext& app) {
     using F = CImageDocMDI;
-    main.AddFrameCommand<F>({.id = "ani.play", .text = text::kAniPlay, .icon = QStyle::SP_MediaPlay}, &F::OnPlay,
-                            &F::CanPlay);
-    main.AddFrameCommand<F>({.id = "ani.previous", .text = text::kAniPreviousStep,
-                             .icon = QStyle::SP_MediaSeekBackward},
-                            &F::OnPreviousStep, &F::CanPlay);
-    main.AddFrameCommand<F>({.id = "ani.next", .text = text::kAniNextStep, .icon = QStyle::SP_MediaSeekForward},
-                            &F::OnNextStep, &F::CanPlay);
-    main.AddFrameCommand<F>({.id = "ani.newIcon", .text = text::kAniNewIconFromStep}, &F::OnNewIconFromStep,
-                            &F::HasStep);
+    AddFrameCommand<F>(app, {.id = "ani.play", .text = text::kAniPlay, .icon = QStyle::SP_MediaPlay},
+                       &F::OnPlay, &F::CanPlay);
+    AddFrameCommand<F>(
+        app, {.id = "ani.previous", .text = text::kAniPreviousStep, .icon = QStyle::SP_MediaSeekBackward},
+        &F::OnPreviousStep, &F::CanPlay);
+    AddFrameCommand<F>(app,
+                       {.id = "ani.next", .text = text::kAniNextStep, .icon = QStyle::SP_MediaSeekForward},
+                       &F::OnNextStep, &F::CanPlay);
+    AddFrameCommand<F>(app, {.id = "ani.newIcon", .text = text::kAniNewIconFromStep}, &F::OnNewIconFromStep,
+                       &F::HasStep);
 }
 
 // ---- Opening -----------------------------------------------------------------------------------
 
-CKvDocument* OpenAnimatedCursor(CKvApp& app, const QString& path, int) {
+CKvDocument* OpenAnimatedCursor(AppContext& app, const QString& path, int) {
     // Read on a worker: a cursor of many large steps takes many frames.
     struct Read {
         std::vector<CAniObject> steps;
@@ -350,7 +350,7 @@ CKvDocument* OpenAnimatedCursor(CKvApp& app, const QString& path, int) {
     document->info = std::move(read->info);
     document->SetPathName(path);
     CAniDocument* result = document.get();
-    app.MainFrame()->AddDocumentWindow(document.release(), new CImageDocMDI(app, *result));
+    app.AddDocumentWindow(document.release(), new CImageDocMDI(app, *result));
     return result;
 }
 

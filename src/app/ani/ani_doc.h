@@ -22,8 +22,7 @@ class QListView;
 
 namespace tellurine::app {
 
-class CKvApp;
-class CMainFrame;
+class AppContext;
 
 // An animated cursor as read: its steps in play order (a frame shown by several steps is in each
 // of them) and its title and author. Read only.
@@ -87,7 +86,7 @@ private:
 class CImageDocMDI : public QWidget {
     Q_OBJECT
 public:
-    CImageDocMDI(CKvApp& app, CAniDocument& document, QWidget* parent = nullptr);
+    CImageDocMDI(AppContext& app, CAniDocument& document, QWidget* parent = nullptr);
     [[nodiscard]] CAniDocument& Document() { return document_; }
 
     QListView* stepList = nullptr;
@@ -126,15 +125,15 @@ private:
     void ShowStep();
     void Schedule();
 
-    CKvApp& app_;
+    AppContext& app_;
     CAniDocument& document_;
 };
 
 // The animation windows' commands: play or pause, the previous and next steps, a new icon of the
 // shown step.
-void RegisterAnimationCommands(CMainFrame& main);
+void RegisterAnimationCommands(AppContext& app);
 
 // Reads an animated cursor and opens it in a window of its own; null after telling the user why not.
-CKvDocument* OpenAnimatedCursor(CKvApp& app, const QString& path, int templateResource);
+CKvDocument* OpenAnimatedCursor(AppContext& app, const QString& path, int templateResource);
 
 }  // namespace tellurine::app

@@ -6,7 +6,7 @@ namespace tellurine::app {
 
 CKvDocument::CKvDocument(int templateResource, QObject* parent) : QObject(parent), template_(templateResource) {}
 
-bool CKvDocument::Save(CKvApp&, bool) { return false; }
+bool CKvDocument::Save(AppContext&, bool) { return false; }
 
 void CKvDocument::SetPathName(const QString& path) {
     path_ = path;

@@ -9,7 +9,7 @@
 
 namespace tellurine::app {
 
-class CKvApp;
+class AppContext;
 
 class CKvDocument : public QObject {
     Q_OBJECT
@@ -29,7 +29,7 @@ public:
     // Saves the document to the file it came from or, with `choose` (or when it cannot be written
     // where it is), to a file the user names. False when it was not saved; a document that is
     // only shown is never saved.
-    virtual bool Save(CKvApp& app, bool choose);
+    virtual bool Save(AppContext& app, bool choose);
     // Whether the document is saved at all (Save As offered), and whether Save has anything to
     // do now (it is modified, or has no file it can be written to as it is).
     [[nodiscard]] virtual bool CanSave() const { return false; }

@@ -6,6 +6,7 @@
 #include <QPrintPreviewDialog>
 #include <QPrinter>
 
+#include "app/common/app_context.h"
 #include "app/common/image_convert.h"
 #include "app/icon/clipboard.h"
 #include "app/icon/icon_commands.h"
@@ -15,33 +16,31 @@
 #include "app/icon/icon_view.h"
 #include "app/icon/print.h"
 #include "app/picture/dib_frame.h"
-#include "app/shell/kv_app.h"
-#include "app/shell/main_frame.h"
 #include "shell/texts.h"
 
 namespace tellurine::app {
 namespace {
 
 // What printing the active window's format puts on the page; false without one.
-bool ActivePrintPage(CMainFrame& main, PrintPage& page) {
-    CIconDocMDI* frame = main.ActiveIconFrame();
+bool ActivePrintPage(AppContext& app, PrintPage& page) {
+    CIconDocMDI* frame = app.Active<CIconDocMDI>();
     const CIconObject* format = frame != nullptr ? frame->Project().Doc().GetFormat(frame->CurrentFormat()) : nullptr;
     if (format == nullptr) return false;
     page.picture = ImageFromIcon(format->Icon());
     page.header = frame->Project().Title();
     page.footer = QString::fromStdString(shell::FormatLine(text::kPrintFooter, format->Width(), format->Height(),
                                                            format->BitCount()));
-    page.headerAndFooter = main.App().prefs.PrintHeaderFooter != 0;
+    page.headerAndFooter = app.Prefs().PrintHeaderFooter != 0;
     return true;
 }
 
 }  // namespace
 
-void RegisterEditCommands(CMainFrame& main) {
-    CKvApp& app = main.App();
-    CommandRegistry& commands = *main.commands;
-    const auto frame = [&main] { return main.ActiveIconFrame(); };
-    const auto canvas = [&main] { return main.ActiveCanvas(); };
+void RegisterEditCommands(AppContext& app) {
+    CommandRegistry& commands = app.Commands();
+    shell::Preferences& prefs = app.Prefs();
+    const auto frame = [&app] { return app.Active<CIconDocMDI>(); };
+    const auto canvas = [&app] { return ActiveCanvas(app); };
     const auto onCanvas = [canvas] { return canvas() != nullptr; };
     const auto onFrame = [frame] { return frame() != nullptr; };
     // A command on the active icon window, enabled while it shows a format.
@@ -89,8 +88,8 @@ void RegisterEditCommands(CMainFrame& main) {
     edit("edit.floatingBehind", text::kFloatingBehind, {}, &CIconDocMDI::ToggleFloatingBehind);
 
     commands.Add({.id = "icon.newFormat", .text = text::kNewFormat, .shortcut = QKeySequence(Qt::Key_Insert),
-                  .execute = [&app, &main, frame] {
-                      const int index = AddFormatTo(app, frame()->Project(), frame()->CurrentFormat(), &main);
+                  .execute = [&app, frame] {
+                      const int index = AddFormatTo(app, frame()->Project(), frame()->CurrentFormat(), app.Window());
                       if (index >= 0) frame()->formatBar->SetCurrentFormat(index);
                   },
                   .enabled = onFrame});
@@ -99,17 +98,18 @@ void RegisterEditCommands(CMainFrame& main) {
                       return frame() != nullptr && frame()->CurrentFormat() >= 0 && frame()->Project().Doc().GetFormatCount() > 1;
                   }});
     commands.Add({.id = "icon.properties", .text = text::kProperties, .shortcut = QKeySequence(Qt::ALT | Qt::Key_Return),
-                  .execute = [&app, &main, frame] { EditFormatProperties(app, frame()->Project(), frame()->CurrentFormat(), &main); },
+                  .execute = [&app, frame] {
+                      EditFormatProperties(app, frame()->Project(), frame()->CurrentFormat(), app.Window());
+                  },
                   .enabled = onCanvas});
 
     // The view of the canvas.
-    commands.Add({.id = "view.formatBar", .text = text::kFormatBar, .execute = [&app, &main] {
-                      app.prefs.ShowIcoFormatBar = app.prefs.ShowIcoFormatBar != 0 ? 0 : 1;
-                      for (CKvMdiChild* child : main.Children())
-                          if (auto* icons = qobject_cast<CIconDocMDI*>(child->widget()))
-                              icons->formatBar->setVisible(app.prefs.ShowIcoFormatBar != 0);
+    commands.Add({.id = "view.formatBar", .text = text::kFormatBar, .execute = [&app, &prefs] {
+                      prefs.ShowIcoFormatBar = prefs.ShowIcoFormatBar != 0 ? 0 : 1;
+                      for (CIconDocMDI* icons : app.Window()->findChildren<CIconDocMDI*>())
+                          icons->formatBar->setVisible(prefs.ShowIcoFormatBar != 0);
                   },
-                  .checked = [&app] { return app.prefs.ShowIcoFormatBar != 0; }});
+                  .checked = [&prefs] { return prefs.ShowIcoFormatBar != 0; }});
     commands.Add({.id = "view.zoomIn", .text = text::kZoomIn, .shortcut = QKeySequence::ZoomIn,
                   .execute = [canvas] { canvas()->ZoomIn(); },
                   .enabled = [canvas] { return canvas() != nullptr && canvas()->CanZoomIn(); },
@@ -123,17 +123,18 @@ void RegisterEditCommands(CMainFrame& main) {
                   .execute = [canvas] { canvas()->ToggleGrid(); }, .enabled = onCanvas,
                   .checked = [canvas] { return canvas() != nullptr && canvas()->GridShown(); }});
 
-    const auto print = [&main](bool preview) {
+    const auto print = [&app](bool preview) {
         PrintPage page;
-        if (!ActivePrintPage(main, page)) return;
+        if (!ActivePrintPage(app, page)) return;
         QPrinter printer(QPrinter::HighResolution);
         if (!preview) {
-            QPrintDialog dialog(&printer, &main);
+            QPrintDialog dialog(&printer, app.Window());
             if (dialog.exec() == QDialog::Accepted) PrintFormatPage(printer, page);
             return;
         }
-        QPrintPreviewDialog dialog(&printer, &main);
-        QObject::connect(&dialog, &QPrintPreviewDialog::paintRequested, &main, [&page](QPrinter* p) { PrintFormatPage(*p, page); });
+        QPrintPreviewDialog dialog(&printer, app.Window());
+        QObject::connect(&dialog, &QPrintPreviewDialog::paintRequested, app.Window(),
+                         [&page](QPrinter* p) { PrintFormatPage(*p, page); });
         dialog.exec();
     };
     commands.Add({.id = "file.print", .text = text::kPrint, .shortcut = QKeySequence::Print,

@@ -2,13 +2,24 @@
 // their palette, and the Image and Filters menus.
 #pragma once
 
+class QMenu;
+class QToolBar;
+
 namespace tellurine::app {
 
-class CMainFrame;
+class AppContext;
 
-void RegisterEditCommands(CMainFrame& main);
-// Also makes the tool palette, the dockable tool bar of the tools and their settings.
-void RegisterToolCommands(CMainFrame& main);
-void RegisterImageCommands(CMainFrame& main);
+// What the tool commands make besides the commands: the tool palette, a dockable tool bar of the
+// tools and their settings on the main window's left, and the Tools menu's lists of gradients and
+// brush shapes, which the palette opens too.
+struct ToolPalette {
+    QToolBar* bar = nullptr;
+    QMenu* gradients = nullptr;
+    QMenu* brushShapes = nullptr;
+};
+
+void RegisterEditCommands(AppContext& app);
+ToolPalette RegisterToolCommands(AppContext& app);
+void RegisterImageCommands(AppContext& app);
 
 }  // namespace tellurine::app

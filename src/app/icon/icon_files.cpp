@@ -4,15 +4,13 @@
 #include <QFileInfo>
 #include <memory>
 
+#include "app/common/app_context.h"
+#include "app/common/file_reading.h"
 #include "app/common/image_convert.h"
 #include "app/common/long_work.h"
 #include "app/icon/dialogs.h"
 #include "app/icon/icon_frame.h"
 #include "app/icon/icon_project.h"
-#include "app/icon/recovery.h"
-#include "app/shell/document_io.h"
-#include "app/shell/kv_app.h"
-#include "app/shell/main_frame.h"
 #include "formats/icns_file.h"
 #include "formats/icon_project.h"
 #include "image/file_io.h"
@@ -20,7 +18,7 @@
 #include "shell/texts.h"
 
 namespace tellurine::app {
-CKvDocument* OpenIconFile(CKvApp& app, const QString& path, int) {
+CKvDocument* OpenIconFile(AppContext& app, const QString& path, int) {
     // Read on a worker: a large family (JPEG 2000, 1024-pixel PNG) takes many frames.
     auto contents = std::make_shared<IconFileContents>();
     if (!ReadOnWorker(app, path, text::kIconReadError, [contents, file = path.toStdString()](std::string& reason) {
@@ -40,13 +38,13 @@ CKvDocument* OpenIconFile(CKvApp& app, const QString& path, int) {
                                                   path.toStdString(), icon.name, project->Doc().cursor)))
                                         .fileName();
         }
-        app.MainFrame()->AddDocumentWindow(project, new CIconDocMDI(*project, app.canvas));
+        app.AddDocumentWindow(project, new CIconDocMDI(*project, app.Workbench().canvas));
         if (first == nullptr) first = project;
     }
     return first;
 }
 
-bool CIconProject::Save(CKvApp& app, bool choose) {
+bool CIconProject::Save(AppContext& app, bool choose) {
     if (!choose && saveBack && saveBack(Doc())) {
         SetModifiedFlag(false);
         return true;
@@ -59,14 +57,14 @@ bool CIconProject::Save(CKvApp& app, bool choose) {
     if (!PathName().isEmpty()) {
         const QFileInfo info(PathName());
         base = info.absolutePath() + '/' + (proposedStem.isEmpty() ? info.completeBaseName() : proposedStem);
-    } else if (!app.prefs.ActualDir.empty()) {
-        base = QString::fromStdString(app.prefs.ActualDir) + '/' + base;
+    } else if (!app.Prefs().ActualDir.empty()) {
+        base = QString::fromStdString(app.Prefs().ActualDir) + '/' + base;
     }
     const QString suggested = base + Doc().DefaultExtension();
 
     const shell::SaveDialogFilters filters = shell::ProjectSaveFilters(Doc().macintosh, Doc().DefaultExtension());
     QString selected = QString::fromStdString(filters.selected);
-    const QString path = app.Prompts().GetSaveFileName(app.MainFrame(), suggested, QString::fromStdString(filters.filters),
+    const QString path = app.Prompts().GetSaveFileName(app.Window(), suggested, QString::fromStdString(filters.filters),
                                                        &selected);
     if (path.isEmpty()) return false;
     // No extension of ours: the chosen filter's is added.
@@ -74,7 +72,7 @@ bool CIconProject::Save(CKvApp& app, bool choose) {
     return SaveProjectTo(app, *this, QString::fromStdString(written));
 }
 
-bool SaveProjectTo(CKvApp& app, CIconProject& project, const QString& path) {
+bool SaveProjectTo(AppContext& app, CIconProject& project, const QString& path) {
     // The document is not touched until the file is written: the kind, the order of the formats
     // and the chosen format stay as they are whatever the save does.
     const CIconDoc& doc = project.Doc();
@@ -83,10 +81,10 @@ bool SaveProjectTo(CKvApp& app, CIconProject& project, const QString& path) {
     // takes no input until they are done.
     IconSavePlan plan;
     bool planned = false;
-    const bool explorerOrder = app.prefs.WinExplorerCompatibleOrder != 0;
-    const IcnsWriteOptions mac{app.prefs.MacPngElements != 0};
+    const bool explorerOrder = app.Prefs().WinExplorerCompatibleOrder != 0;
+    const IcnsWriteOptions mac{app.Prefs().MacPngElements != 0};
     RunLongWork(
-        app.Prompts(), app.MainFrame(), QString(text::kSavingFile).arg(QFileInfo(path).fileName()),
+        app.Prompts(), app.Window(), QString(text::kSavingFile).arg(QFileInfo(path).fileName()),
         [&] { planned = PlanIconSave(doc, kind, explorerOrder, mac, /*findChanges=*/true, plan); }, Cancel::NotAllowed);
     if (!planned) {
         const char* why = kind == IconContainer::Icns      ? text::kNoMacElement
@@ -107,7 +105,7 @@ bool SaveProjectTo(CKvApp& app, CIconProject& project, const QString& path) {
                                  .arg(f->Width())
                                  .arg(f->Height())
                                  .arg(QString::fromStdString(shell::BitsText(f->BitCount())), what);
-        if (!app.Prompts().AskSaveOrCancel(app.MainFrame(), text::kAppTitle,
+        if (!app.Prompts().AskSaveOrCancel(app.Window(), text::kAppTitle,
                                        QString(text::kFormatsLeftOutQuestion).arg(target.fileName(), lines.join('\n'))))
             return false;
     }
@@ -127,15 +125,15 @@ bool SaveProjectTo(CKvApp& app, CIconProject& project, const QString& path) {
         if (const CIconObject* best = doc.LargestFormat()) facts.projectPicture = ImageFromIcon(best->Icon());
         facts.macintosh = kind == IconContainer::Icns || kind == IconContainer::Iconset;
         std::unique_ptr<CDialAskOverwriteIconProject> dialog =
-            facts.macintosh ? std::make_unique<CDialAskOverwriteIconProjectMac>(facts, app.MainFrame())
-                            : std::make_unique<CDialAskOverwriteIconProject>(facts, app.MainFrame());
+            facts.macintosh ? std::make_unique<CDialAskOverwriteIconProjectMac>(facts, app.Window())
+                            : std::make_unique<CDialAskOverwriteIconProject>(facts, app.Window());
         if (app.Prompts().Exec(*dialog) != QDialog::Accepted) return false;
     }
 
     std::string error;
     bool written = false;
     RunLongWork(
-        app.Prompts(), app.MainFrame(), QString(text::kSavingFile).arg(QFileInfo(path).fileName()),
+        app.Prompts(), app.Window(), QString(text::kSavingFile).arg(QFileInfo(path).fileName()),
         [&] { written = WritePlannedSave(path.toStdString(), doc, plan, Durability::Flush, error); }, Cancel::NotAllowed);
     if (!written) {
         app.ShowError(QString(text::kSaveFailed).arg(QDir::toNativeSeparators(path), QString::fromStdString(error)));
@@ -151,13 +149,13 @@ bool SaveProjectTo(CKvApp& app, CIconProject& project, const QString& path) {
     saved.cursor = kind == IconContainer::Cur;
     project.container = kind;
     project.SetPathName(target.absoluteFilePath());
-    app.prefs.ActualDir = target.absolutePath().toStdString();
+    app.Prefs().ActualDir = target.absolutePath().toStdString();
     project.SetModifiedFlag(!whole);
     // Sizes show as the new kind of file holds them ("32 x 32 @2x" only in a family).
     if (saved.macintosh != wasMacintosh) emit project.formatsChanged();
-    if (whole && app.Recovery()) app.Recovery()->Forget(&project);
+    if (whole) app.ForgetRecoveryFile(project);
     app.AddToRecentFileList(target.absoluteFilePath());
-    app.MainFrame()->updateActions();
+    app.updateActions();
     return true;
 }
 

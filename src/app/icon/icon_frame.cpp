@@ -7,6 +7,7 @@
 #include <QSplitter>
 #include <algorithm>
 
+#include "app/common/app_context.h"
 #include "app/common/image_convert.h"
 #include "formats/icns_file.h"
 #include "shell/new_formats.h"
@@ -202,6 +203,11 @@ CIconDocMDI::CIconDocMDI(CIconProject& project, const CanvasContext& context, QW
     connect(formatBar, &CFormatBar::currentFormatChanged, preview, &CIconPreview::SetFormat);
     connect(formatBar, &CFormatBar::currentFormatChanged, this, &CIconDocMDI::currentFormatChanged);
     formatBar->SetCurrentFormat(project.Doc().GetFormatCount() > 0 ? 0 : -1);
+}
+
+CIconView* ActiveCanvas(const AppContext& app) {
+    const CIconDocMDI* frame = app.Active<CIconDocMDI>();
+    return frame != nullptr && frame->view->State() != nullptr ? frame->view : nullptr;
 }
 
 }  // namespace tellurine::app

@@ -14,6 +14,8 @@
 
 namespace tellurine::app {
 
+class AppContext;
+
 // The formats of a project as list rows: a thumbnail over the transparency checkerboard with a
 // "PNG" badge on compressed formats, and "W x H" and "N bits" as text.
 class CIconFormatListModel : public QAbstractListModel {
@@ -117,5 +119,9 @@ signals:
 private:
     CIconProject& project_;
 };
+
+// The active window's canvas when that window is an icon project's and shows a format; null
+// otherwise.
+CIconView* ActiveCanvas(const AppContext& app);
 
 }  // namespace tellurine::app

@@ -27,7 +27,7 @@ public:
     // True when Save can write the file it was read from (icons, cursors, families); animated
     // cursors, resource and MacBinary files are saved under a new name.
     [[nodiscard]] bool CanSaveInPlace() const;
-    bool Save(CKvApp& app, bool choose) override;
+    bool Save(AppContext& app, bool choose) override;
     [[nodiscard]] bool CanSave() const override { return true; }
     [[nodiscard]] bool SaveWanted() const override { return IsModified() || !CanSaveInPlace(); }
     // Set for a project opened from a container the program keeps open (an icon library): Save

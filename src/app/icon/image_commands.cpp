@@ -6,6 +6,7 @@
 #include <QThread>
 #include <memory>
 
+#include "app/common/app_context.h"
 #include "app/common/image_convert.h"
 #include "app/common/long_work.h"
 #include "app/icon/icon_commands.h"
@@ -16,8 +17,6 @@
 #include "app/icon/icon_view.h"
 #include "app/icon/image_dialogs.h"
 #include "app/picture/dib_frame.h"
-#include "app/shell/kv_app.h"
-#include "app/shell/main_frame.h"
 #include "editor/image_commands.h"
 #include "formats/image_file.h"
 #include "imaging/filters.h"
@@ -33,15 +32,14 @@ int lastFilter = -1;
 // Runs an image command on a copy of the active canvas's format, off the interface thread with
 // progress past half a second, and makes the result one undoable step. False when there is no
 // canvas, the user cancelled, or the command failed (the user is told).
-bool RunImageCommand(CMainFrame& main, const std::function<bool(editor::FormatState&)>& command) {
-    CKvApp& app = main.App();
+bool RunImageCommand(AppContext& app, const std::function<bool(editor::FormatState&)>& command) {
     // The window may close while the work runs (its progress is an event loop of its own).
-    const QPointer<CIconView> view = main.ActiveCanvas();
+    const QPointer<CIconView> view = ActiveCanvas(app);
     if (view == nullptr) return false;
     // The work runs on a copy: a cancel, or a failure, leaves the format as it was.
     auto work = std::make_shared<editor::FormatState>(*view->State());
     auto done = std::make_shared<bool>(false);
-    if (!RunLongWork(app.Prompts(), &main, text::kWorking, [work, done, command] { *done = command(*work); }))
+    if (!RunLongWork(app.Prompts(), app.Window(), text::kWorking, [work, done, command] { *done = command(*work); }))
         return false;
     if (view == nullptr) return false;
     if (!*done) {
@@ -53,55 +51,52 @@ bool RunImageCommand(CMainFrame& main, const std::function<bool(editor::FormatSt
         s = std::move(*work);
         s.preserveTransparency = preserve;
     });
-    main.updateActions();
+    app.updateActions();
     return true;
 }
 
-void OnResizeImage(CMainFrame& main) {
-    CKvApp& app = main.App();
-    CIconView* view = main.ActiveCanvas();
+void OnResizeImage(AppContext& app) {
+    CIconView* view = ActiveCanvas(app);
     if (view == nullptr) return;
     int width = 0, height = 0;
     editor::SelectedImageSize(*view->State(), width, height);
-    CDialIconScale dialog(width, height, &main);
+    CDialIconScale dialog(width, height, app.Window());
     if (app.Prompts().Exec(dialog) != QDialog::Accepted) return;
     const int w = dialog.NewWidth(), h = dialog.NewHeight();
     if (w == width && h == height) return;
-    RunImageCommand(main, [w, h](editor::FormatState& s) { return editor::ResizeImage(s, w, h); });
+    RunImageCommand(app, [w, h](editor::FormatState& s) { return editor::ResizeImage(s, w, h); });
 }
 
-void OnRotateImage(CMainFrame& main) {
-    CKvApp& app = main.App();
-    if (main.ActiveCanvas() == nullptr) return;
-    CDialIconRotate dialog(&main);
+void OnRotateImage(AppContext& app) {
+    if (ActiveCanvas(app) == nullptr) return;
+    CDialIconRotate dialog(app.Window());
     if (app.Prompts().Exec(dialog) != QDialog::Accepted) return;
     const int angle = dialog.Angle();
-    RunImageCommand(main, [angle](editor::FormatState& s) { return editor::RotateSelectedImage(s, angle); });
+    RunImageCommand(app, [angle](editor::FormatState& s) { return editor::RotateSelectedImage(s, angle); });
 }
 
-void OnColorDepth(CMainFrame& main, int bits) {
-    CIconView* view = main.ActiveCanvas();
+void OnColorDepth(AppContext& app, int bits) {
+    CIconView* view = ActiveCanvas(app);
     if (view == nullptr || view->State()->depth == bits) return;
-    RunImageCommand(main, [bits](editor::FormatState& s) { return editor::ChangeImageDepth(s, bits); });
+    RunImageCommand(app, [bits](editor::FormatState& s) { return editor::ChangeImageDepth(s, bits); });
 }
 
-void OnFilter(CMainFrame& main, int filterNumber) {
+void OnFilter(AppContext& app, int filterNumber) {
     lastFilter = filterNumber;
-    RunImageCommand(main, [filterNumber](editor::FormatState& s) { return editor::FilterImage(s, filterNumber); });
+    RunImageCommand(app, [filterNumber](editor::FormatState& s) { return editor::FilterImage(s, filterNumber); });
 }
 
-void OnLastFilter(CMainFrame& main) {
+void OnLastFilter(AppContext& app) {
     // Before any filter has run there is nothing to repeat.
-    if (lastFilter >= 1 && lastFilter <= kFilterCount) OnFilter(main, lastFilter);
+    if (lastFilter >= 1 && lastFilter <= kFilterCount) OnFilter(app, lastFilter);
 }
 
-void OnGaussianBlur(CMainFrame& main) {
-    CKvApp& app = main.App();
+void OnGaussianBlur(AppContext& app) {
     // Held across the dialog's event loop: the window may be gone when it ends.
-    const QPointer<CIconView> view = main.ActiveCanvas();
+    const QPointer<CIconView> view = ActiveCanvas(app);
     if (view == nullptr) return;
     static bool previewOn = true;
-    CDialIconGaussianBlur dialog(app.prefs.iGaussianBlurRadius, previewOn, &main);
+    CDialIconGaussianBlur dialog(app.Prefs().iGaussianBlurRadius, previewOn, app.Window());
     const auto preview = [view](int radius, bool on) {
         if (view == nullptr) return;
         if (on) view->ShowPreview([radius](editor::FormatState& s) { return editor::BlurImage(s, radius); });
@@ -118,28 +113,27 @@ void OnGaussianBlur(CMainFrame& main) {
     previewOn = dialog.PreviewOn();
     if (result != QDialog::Accepted) return;
     const int radius = dialog.Radius();
-    app.prefs.iGaussianBlurRadius = radius;
-    RunImageCommand(main, [radius](editor::FormatState& s) { return editor::BlurImage(s, radius); });
+    app.Prefs().iGaussianBlurRadius = radius;
+    RunImageCommand(app, [radius](editor::FormatState& s) { return editor::BlurImage(s, radius); });
 }
 
 // ---- Icons from pictures -----------------------------------------------------------------------
 
-void OnNewIconFromImage(CMainFrame& main) {
-    CKvApp& app = main.App();
-    auto* document = qobject_cast<CDibDocument*>(main.ActiveDocument());
+void OnNewIconFromImage(AppContext& app) {
+    auto* document = qobject_cast<CDibDocument*>(app.ActiveDocument());
     if (document == nullptr) return;
-    CDialIconFromImage dialog(app.prefs, &main);
+    CDialIconFromImage dialog(app.Prefs(), app.Window());
     if (app.Prompts().Exec(dialog) != QDialog::Accepted) return;
     const NewIconChoice choice = dialog.Choice();
     const QString drawing = document->TemplateResource() == shell::kTemplateVector ? document->PathName() : QString();
     const QImage raster = drawing.isEmpty() ? document->image : QImage();
     IconProjectRequest base;
     base.threads = static_cast<unsigned>(std::max(1, QThread::idealThreadCount()));
-    base.filterLevel = app.prefs.ApplyFilterToCreateIconFromImageValue;
+    base.filterLevel = app.Prefs().ApplyFilterToCreateIconFromImageValue;
     // The top-left pixel's colour becomes transparent in a picture without transparency there; a
     // drawing, or a picture whose corner is already clear, needs no key.
     const QRgb corner = document->image.isNull() ? 0 : document->image.pixel(0, 0);
-    if (app.prefs.UseTransparentColorToCreateIconFromImage != 0 && drawing.isEmpty() && qAlpha(corner) == 255)
+    if (app.Prefs().UseTransparentColorToCreateIconFromImage != 0 && drawing.isEmpty() && qAlpha(corner) == 255)
         base.transparentColor = ColorRefOf(QColor(corner));
     struct Result {
         CIconDoc doc;
@@ -147,7 +141,7 @@ void OnNewIconFromImage(CMainFrame& main) {
         bool made = false;
     };
     auto result = std::make_shared<Result>();
-    if (!RunLongWork(app.Prompts(), &main, text::kMakingIcon, [raster, drawing, choice, base, result] {
+    if (!RunLongWork(app.Prompts(), app.Window(), text::kMakingIcon, [raster, drawing, choice, base, result] {
             result->made = MakeProjectFromPicture(raster, drawing, choice, base, result->doc, result->error);
         }))
         return;
@@ -158,12 +152,11 @@ void OnNewIconFromImage(CMainFrame& main) {
     OpenNewProject(app, std::move(result->doc), QFileInfo(document->PathName()).completeBaseName());
 }
 
-void OnNewFormatFromImage(CMainFrame& main) {
-    CKvApp& app = main.App();
-    auto* project = qobject_cast<CIconProject*>(main.ActiveDocument());
-    CIconDocMDI* frame = main.ActiveIconFrame();
+void OnNewFormatFromImage(AppContext& app) {
+    auto* project = qobject_cast<CIconProject*>(app.ActiveDocument());
+    CIconDocMDI* frame = app.Active<CIconDocMDI>();
     if (project == nullptr || frame == nullptr) return;
-    const QStringList names = app.Prompts().GetOpenFileNames(&main, {}, text::kPictureFilter);
+    const QStringList names = app.Prompts().GetOpenFileNames(app.Window(), {}, text::kPictureFilter);
     if (names.isEmpty()) return;
     CDIB picture;
     std::string error;
@@ -171,14 +164,13 @@ void OnNewFormatFromImage(CMainFrame& main) {
         app.ShowError(text::kImageReadError);
         return;
     }
-    const int index = AddFormatTo(app, *project, -1, &main, &picture);
+    const int index = AddFormatTo(app, *project, -1, app.Window(), &picture);
     if (index >= 0) frame->formatBar->SetCurrentFormat(index);
 }
 
-void OnBatch(CMainFrame& main) {
-    CKvApp& app = main.App();
-    const QString folder = QString::fromStdString(app.prefs.ActualDir);
-    CDialBatch dialog(app.Prompts(), folder.isEmpty() ? QDir::homePath() : folder, &main);
+void OnBatch(AppContext& app) {
+    const QString folder = QString::fromStdString(app.Prefs().ActualDir);
+    CDialBatch dialog(app.Prompts(), folder.isEmpty() ? QDir::homePath() : folder, app.Window());
     if (app.Prompts().Exec(dialog) != QDialog::Accepted) return;
     IconProjectRequest request;
     dialog.Request(request);
@@ -186,55 +178,60 @@ void OnBatch(CMainFrame& main) {
     bool cancelled = false;
     const QStringList pictures = dialog.Pictures();
     const QString target = QDir::fromNativeSeparators(dialog.folderEdit->text().trimmed());
-    const int made = RunBatch(app.Prompts(), &main, pictures, target, request, failures, cancelled);
+    const int made = RunBatch(app.Prompts(), app.Window(), pictures, target, request, failures, cancelled);
     QString summary = QString(cancelled ? text::kBatchCancelled : text::kBatchDone)
                           .arg(made)
                           .arg(pictures.size())
                           .arg(QDir::toNativeSeparators(target));
     if (!failures.isEmpty()) summary += "\n\n" + failures.join('\n');
-    app.Prompts().ShowMessage(&main, failures.isEmpty() ? QMessageBox::Information : QMessageBox::Warning,
+    app.Prompts().ShowMessage(app.Window(), failures.isEmpty() ? QMessageBox::Information : QMessageBox::Warning,
                                text::kBatchTitle, summary);
 }
 
 }  // namespace
 
-void RegisterImageCommands(CMainFrame& main) {
-    CommandRegistry& commands = *main.commands;
-    const auto editing = [&main] { return main.ActiveCanvas() != nullptr; };
-    const auto add = [&](const QString& id, const QString& label, void (*run)(CMainFrame&), const QKeySequence& key = {}) {
-        commands.Add({.id = id, .text = label, .shortcut = key, .execute = [&main, run] { run(main); }, .enabled = editing});
+void RegisterImageCommands(AppContext& app) {
+    CommandRegistry& commands = app.Commands();
+    const auto editing = [&app] { return ActiveCanvas(app) != nullptr; };
+    const auto add = [&](const QString& id, const QString& label, void (*run)(AppContext&),
+                         const QKeySequence& key = {}) {
+        commands.Add(
+            {.id = id, .text = label, .shortcut = key, .execute = [&app, run] { run(app); }, .enabled = editing});
     };
     add("image.resize", text::kResizeImageItem, OnResizeImage, QKeySequence(Qt::CTRL | Qt::Key_R));
     add("image.rotate", text::kRotateImageItem, OnRotateImage);
     add("image.flipHorizontal", text::kFlipHorizontal,
-        [](CMainFrame& m) { RunImageCommand(m, [](editor::FormatState& s) { return editor::FlipImage(s, false); }); });
+        [](AppContext& a) { RunImageCommand(a, [](editor::FormatState& s) { return editor::FlipImage(s, false); }); });
     add("image.flipVertical", text::kFlipVertical,
-        [](CMainFrame& m) { RunImageCommand(m, [](editor::FormatState& s) { return editor::FlipImage(s, true); }); });
+        [](AppContext& a) { RunImageCommand(a, [](editor::FormatState& s) { return editor::FlipImage(s, true); }); });
     for (std::size_t i = 0; i < std::size(shell::kDepthBits); ++i) {
         const int bits = shell::kDepthBits[i];
         commands.Add({.id = QString("image.depth.%1").arg(bits), .text = text::kDepthNames[i],
-                      .execute = [&main, bits] { OnColorDepth(main, bits); }, .enabled = editing,
-                      .checked = [&main, bits] { return main.ActiveCanvas() != nullptr && main.ActiveCanvas()->State()->depth == bits; },
+                      .execute = [&app, bits] { OnColorDepth(app, bits); }, .enabled = editing,
+                      .checked = [&app, bits] {
+                          return ActiveCanvas(app) != nullptr && ActiveCanvas(app)->State()->depth == bits;
+                      },
                       .group = "depths"});
     }
     commands.Add({.id = "filter.last", .text = text::kLastFilter, .shortcut = QKeySequence(Qt::CTRL | Qt::Key_F),
-                  .execute = [&main] { OnLastFilter(main); },
+                  .execute = [&app] { OnLastFilter(app); },
                   .enabled = [editing] { return editing() && lastFilter != -1; }});
     for (int n = 1; n <= kFilterCount; ++n)
         commands.Add({.id = QString("filter.%1").arg(n),
                       .text = QString::fromUtf8(FilterMenuText(n).data(), static_cast<qsizetype>(FilterMenuText(n).size())),
-                      .execute = [&main, n] { OnFilter(main, n); }, .enabled = editing});
+                      .execute = [&app, n] { OnFilter(app, n); }, .enabled = editing});
     add("filter.gaussianBlur", text::kGaussianBlurItem, OnGaussianBlur);
     add("filter.invert", text::kInvertColors,
-        [](CMainFrame& m) { RunImageCommand(m, [](editor::FormatState& s) { return editor::InvertImage(s); }); },
+        [](AppContext& a) { RunImageCommand(a, [](editor::FormatState& s) { return editor::InvertImage(s); }); },
         QKeySequence(Qt::CTRL | Qt::Key_I));
 
-    commands.Add({.id = "file.newIconFromImage", .text = text::kNewIconFromImage, .execute = [&main] { OnNewIconFromImage(main); },
-                  .enabled = [&main] { return qobject_cast<CDibDocument*>(main.ActiveDocument()) != nullptr; }});
+    commands.Add({.id = "file.newIconFromImage", .text = text::kNewIconFromImage,
+                  .execute = [&app] { OnNewIconFromImage(app); },
+                  .enabled = [&app] { return qobject_cast<CDibDocument*>(app.ActiveDocument()) != nullptr; }});
     commands.Add({.id = "icon.newFormatFromImage", .text = text::kNewFormatFromImage,
-                  .execute = [&main] { OnNewFormatFromImage(main); },
-                  .enabled = [&main] { return main.ActiveIconFrame() != nullptr; }});
-    commands.Add({.id = "file.batch", .text = text::kBatchItem, .execute = [&main] { OnBatch(main); }});
+                  .execute = [&app] { OnNewFormatFromImage(app); },
+                  .enabled = [&app] { return app.Active<CIconDocMDI>() != nullptr; }});
+    commands.Add({.id = "file.batch", .text = text::kBatchItem, .execute = [&app] { OnBatch(app); }});
 }
 
 }  // namespace tellurine::app

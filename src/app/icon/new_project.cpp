@@ -1,12 +1,11 @@
 // New icon projects and new formats.
 #include <QMessageBox>
 
+#include "app/common/app_context.h"
 #include "app/icon/dialogs.h"
 #include "app/icon/icon_files.h"
 #include "app/icon/icon_frame.h"
 #include "app/icon/icon_project.h"
-#include "app/shell/kv_app.h"
-#include "app/shell/main_frame.h"
 #include "formats/icns_codec.h"
 #include "formats/icns_file.h"
 #include "icon/format_maker.h"
@@ -15,13 +14,13 @@
 #include "shell/texts.h"
 
 namespace tellurine::app {
-CIconProject* NewIconFromDialog(CKvApp& app) {
-    CDialNewIcon dialog(app.prefs, app.MainFrame());
+CIconProject* NewIconFromDialog(AppContext& app) {
+    CDialNewIcon dialog(app.Prefs(), app.Window());
     if (app.Prompts().Exec(dialog) != QDialog::Accepted) return nullptr;
     return NewIconProject(app, dialog.Choice());
 }
 
-CIconProject* NewIconProject(CKvApp& app, const NewIconChoice& choice) {
+CIconProject* NewIconProject(AppContext& app, const NewIconChoice& choice) {
     if (choice.formats.empty()) return nullptr;
     CIconDoc doc;
     doc.macintosh = choice.macintosh;
@@ -38,19 +37,19 @@ CIconProject* NewIconProject(CKvApp& app, const NewIconChoice& choice) {
     return OpenNewProject(app, std::move(doc));
 }
 
-CIconProject* OpenNewProject(CKvApp& app, CIconDoc&& doc, const QString& title) {
+CIconProject* OpenNewProject(AppContext& app, CIconDoc&& doc, const QString& title) {
     const int resource = doc.macintosh ? shell::kTemplateIcns : shell::kTemplateIco;
     auto project = std::make_unique<CIconProject>(resource);
     project->Doc() = std::move(doc);
     project->SetTitle(title.isEmpty() ? QString::fromStdString(shell::DocString(project->Template(), shell::kDocName)) +
-                                            QString::number(++app.untitledCount)
+                                            QString::number(app.NextUntitledNumber())
                                       : title);
     CIconProject* result = project.get();
-    app.MainFrame()->AddDocumentWindow(project.release(), new CIconDocMDI(*result, app.canvas));
+    app.AddDocumentWindow(project.release(), new CIconDocMDI(*result, app.Workbench().canvas));
     return result;
 }
 
-int AddFormatTo(CKvApp& app, CIconProject& project, int from, QWidget* parent, const CDIB* picture) {
+int AddFormatTo(AppContext& app, CIconProject& project, int from, QWidget* parent, const CDIB* picture) {
     const CIconObject* source = picture == nullptr ? project.Doc().GetFormat(from) : nullptr;
     // A picture offers its own size, within what a format can have.
     const int largest = project.Doc().macintosh ? 1024 : 256;
@@ -73,8 +72,8 @@ int AddFormatTo(CKvApp& app, CIconProject& project, int from, QWidget* parent, c
         made = MakeFormatFromImage(*picture, w, h, bits, icon);
     } else if (source != nullptr) {
         // The new format is the current one's picture at the new size and depth.
-        const ResizeFilterPreference filter{app.prefs.ApplyFilterToCreateIconFromImageValue != 10,
-                                            app.prefs.ApplyFilterToCreateIconFromImageValue};
+        const ResizeFilterPreference filter{app.Prefs().ApplyFilterToCreateIconFromImageValue != 10,
+                                            app.Prefs().ApplyFilterToCreateIconFromImageValue};
         made = MakeFormatFromFormat(source->Icon(), w, h, bits, filter, icon);
     } else {
         const Block empty = CreateDibBlock(w, h, 32);
@@ -84,13 +83,13 @@ int AddFormatTo(CKvApp& app, CIconProject& project, int from, QWidget* parent, c
         app.ShowError(text::kOutOfMemory, text::kOutOfMemoryTitle);
         return -1;
     }
-    if (w >= 256 && h >= 256 && (project.Doc().macintosh || app.prefs.AutoEnableVistaCompression != 0))
+    if (w >= 256 && h >= 256 && (project.Doc().macintosh || app.Prefs().AutoEnableVistaCompression != 0))
         icon.SetCompressed(true);
     project.AddFormat(std::move(icon));
     return project.Doc().GetFormatCount() - 1;
 }
 
-void EditFormatProperties(CKvApp& app, CIconProject& project, int index, QWidget* parent) {
+void EditFormatProperties(AppContext& app, CIconProject& project, int index, QWidget* parent) {
     CIconObject* format = project.Doc().GetFormat(index);
     if (format == nullptr) return;
     CIconDoc& doc = project.Doc();

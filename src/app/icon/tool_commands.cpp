@@ -4,10 +4,9 @@
 #include <QToolBar>
 #include <QToolButton>
 
+#include "app/common/app_context.h"
 #include "app/icon/icon_commands.h"
 #include "app/icon/tool_pictures.h"
-#include "app/shell/kv_app.h"
-#include "app/shell/main_frame.h"
 #include "shell/texts.h"
 
 namespace tellurine::app {
@@ -41,45 +40,48 @@ QToolButton* ChoiceButton(QToolBar* palette, QMenu* menu, const QString& name) {
 
 }  // namespace
 
-void RegisterToolCommands(CMainFrame& main) {
-    CKvApp& app = main.App();
-    CommandRegistry& commands = *main.commands;
-    auto* palette = new QToolBar(text::kToolPaletteTitle, &main);
+ToolPalette RegisterToolCommands(AppContext& app) {
+    CommandRegistry& commands = app.Commands();
+    shell::Workbench& bench = app.Workbench();
+    shell::Preferences& prefs = app.Prefs();
+    QMainWindow* main = app.Window();
+    auto* palette = new QToolBar(text::kToolPaletteTitle, main);
     palette->setObjectName("toolPalette");
     palette->setIconSize(QSize(20, 20));
-    main.addToolBar(Qt::LeftToolBarArea, palette);
-    main.toolPalette = palette;
+    main->addToolBar(Qt::LeftToolBarArea, palette);
 
     for (std::size_t i = 0; i < std::size(kTools); ++i) {
         const auto kind = static_cast<ToolKind>(i);
         QAction* action = commands.Add({.id = kTools[i].id, .text = text::kToolNames[i],
                                         .shortcut = kTools[i].key != Qt::Key_unknown ? QKeySequence(kTools[i].key) : QKeySequence(),
-                                        .execute = [&app, kind] { app.SetCurrentTool(kind); },
-                                        .checked = [&app, kind] { return app.canvas.tool != nullptr && app.canvas.tool == app.Tool(kind); },
+                                        .execute = [&bench, kind] { bench.SetCurrentTool(kind); },
+                                        .checked = [&bench, kind] {
+                                            return bench.canvas.tool != nullptr && bench.canvas.tool == bench.Tool(kind);
+                                        },
                                         .group = "tools"});
-        action->setIcon(ToolIcon(kind, main.palette()));
+        action->setIcon(ToolIcon(kind, main->palette()));
         palette->addAction(action);
     }
     palette->addSeparator();
 
     // The settings every tool shares; the first tool's are the ones shown (the defaults until the
     // tools are made, after the main window).
-    const auto settings = [&app]() -> const editor::ToolSettings& {
+    const auto settings = [&bench]() -> const editor::ToolSettings& {
         static const editor::ToolSettings defaults;
-        return app.tools.empty() ? defaults : app.tools.front()->settings;
+        return bench.tools.empty() ? defaults : bench.tools.front()->settings;
     };
-    const auto apply = [&app](const std::function<void(editor::ToolSettings&)>& change) {
-        for (const auto& tool : app.tools) change(tool->settings);
+    const auto apply = [&bench](const std::function<void(editor::ToolSettings&)>& change) {
+        for (const auto& tool : bench.tools) change(tool->settings);
     };
     commands.Add({.id = "tools.smoothEdges", .text = text::kSmoothEdges, .shortcut = QKeySequence(Qt::Key_E),
-                  .execute = [&app, apply] {
-                      app.prefs.Smooth32BppDraw = app.prefs.Smooth32BppDraw != 0 ? 0 : 1;
-                      apply([&app](editor::ToolSettings& s) { s.smoothEdges = app.prefs.Smooth32BppDraw != 0; });
+                  .execute = [&prefs, apply] {
+                      prefs.Smooth32BppDraw = prefs.Smooth32BppDraw != 0 ? 0 : 1;
+                      apply([&prefs](editor::ToolSettings& s) { s.smoothEdges = prefs.Smooth32BppDraw != 0; });
                   },
-                  .checked = [&app] { return app.prefs.Smooth32BppDraw != 0; }});
+                  .checked = [&prefs] { return prefs.Smooth32BppDraw != 0; }});
 
     // The gradient: a mode, plus the reflected effect added as 10.
-    auto* gradients = new QMenu(text::kGradients, &main);
+    auto* gradients = new QMenu(text::kGradients, main);
     for (int mode = 0; mode < 5; ++mode)
         gradients->addAction(commands.Add(
             {.id = QString("gradient.%1").arg(mode), .text = text::kGradientNames[mode],
@@ -99,7 +101,7 @@ void RegisterToolCommands(CMainFrame& main) {
          },
          .checked = [settings] { return settings().gradient >= editor::kReflectedGradient; }}));
 
-    auto* shapes = new QMenu(text::kBrushShapes, &main);
+    auto* shapes = new QMenu(text::kBrushShapes, main);
     for (int shape = 0; shape < editor::kBrushShapeCount; ++shape)
         shapes->addAction(commands.Add({.id = QString("brush.%1").arg(shape), .text = text::kBrushShapeNames[shape],
                                         .execute = [apply, shape] { apply([shape](editor::ToolSettings& s) { s.brushShape = shape; }); },
@@ -108,8 +110,6 @@ void RegisterToolCommands(CMainFrame& main) {
 
     // The palette shows the current shape and gradient on buttons that open their lists (the
     // Tools menu's own), whichever way they were chosen.
-    main.gradientMenu = gradients;
-    main.brushShapeMenu = shapes;
     palette->addAction(commands.Action("tools.smoothEdges"));
     QToolButton* shapeButton = ChoiceButton(palette, shapes, "brushShapeButton");
     QToolButton* gradientButton = ChoiceButton(palette, gradients, "gradientButton");
@@ -119,6 +119,7 @@ void RegisterToolCommands(CMainFrame& main) {
     };
     QObject::connect(&commands, &CommandRegistry::refreshed, palette, show);
     show();
+    return {palette, gradients, shapes};
 }
 
 }  // namespace tellurine::app

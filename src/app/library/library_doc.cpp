@@ -8,13 +8,12 @@
 #include <algorithm>
 #include <memory>
 
+#include "app/common/app_context.h"
+#include "app/common/file_reading.h"
 #include "app/common/image_convert.h"
 #include "app/icon/icon_files.h"
 #include "app/icon/icon_project.h"
 #include "app/library/library_frame.h"
-#include "app/shell/document_io.h"
-#include "app/shell/kv_app.h"
-#include "app/shell/main_frame.h"
 #include "formats/ico_file.h"
 #include "formats/icon_project.h"
 #include "formats/ne_resources.h"
@@ -197,18 +196,18 @@ bool CFileIclDocument::WriteTo(const QString& path, shell::LibraryKind kind, QSt
     return false;
 }
 
-bool CFileIclDocument::Save(CKvApp& app, bool choose) {
+bool CFileIclDocument::Save(AppContext& app, bool choose) {
     QString path = PathName();
     shell::LibraryKind kind = shell::LibraryKindOf(path.toStdString(), dllKind == shell::LibraryKind::Dll32 ? 32 : 64);
     if (choose || path.isEmpty()) {
         const QString from = !path.isEmpty() ? path : proposedPath;
         const QString folder = !from.isEmpty()                ? QFileInfo(from).absolutePath()
-                               : !app.prefs.ActualDir.empty() ? QString::fromStdString(app.prefs.ActualDir)
+                               : !app.Prefs().ActualDir.empty() ? QString::fromStdString(app.Prefs().ActualDir)
                                                               : QDir::homePath();
         const QString stem = from.isEmpty() ? Title() : QFileInfo(from).completeBaseName();
         const QStringList filters = {text::kLibraryIclFilter, text::kLibraryDll64Filter, text::kLibraryDll32Filter};
         QString selected = filters[kind == shell::LibraryKind::Icl ? 0 : kind == shell::LibraryKind::Dll64 ? 1 : 2];
-        path = app.Prompts().GetSaveFileName(app.MainFrame(), QDir(folder).filePath(stem + ".icl"), filters.join(";;"),
+        path = app.Prompts().GetSaveFileName(app.Window(), QDir(folder).filePath(stem + ".icl"), filters.join(";;"),
                                              &selected);
         if (path.isEmpty()) return false;
         // A name typed with its extension says the kind; the filter chosen says the rest.
@@ -237,7 +236,7 @@ bool CFileIclDocument::Save(CKvApp& app, bool choose) {
     return true;
 }
 
-CKvDocument* OpenIconLibrary(CKvApp& app, const QString& path, int) {
+CKvDocument* OpenIconLibrary(AppContext& app, const QString& path, int) {
     auto contents = std::make_shared<LibraryContents>();
     const qreal ratio = ScreenRatio();
     if (!ReadOnWorker(app, path, text::kIconReadError,
@@ -251,24 +250,24 @@ CKvDocument* OpenIconLibrary(CKvApp& app, const QString& path, int) {
     document->ratio = ratio;
     document->SetPathName(path);
     document->Take(std::move(*contents));
-    app.MainFrame()->AddDocumentWindow(document, new CFileIclMDI(app, *document));
+    app.AddDocumentWindow(document, new CFileIclMDI(app, *document));
     return document;
 }
 
-CFileIclDocument* NewIconLibrary(CKvApp& app, LibraryContents&& contents, const QString& proposedPath) {
+CFileIclDocument* NewIconLibrary(AppContext& app, LibraryContents&& contents, const QString& proposedPath) {
     auto* document = new CFileIclDocument;
     document->ratio = ScreenRatio();
     document->proposedPath = proposedPath;
     document->SetTitle(!proposedPath.isEmpty()
                            ? QFileInfo(proposedPath).fileName()
                            : QString::fromStdString(shell::DocString(document->Template(), shell::kDocName)).trimmed() +
-                                 QString::number(++app.untitledCount));
+                                 QString::number(app.NextUntitledNumber()));
     document->Take(std::move(contents));
-    app.MainFrame()->AddDocumentWindow(document, new CFileIclMDI(app, *document));
+    app.AddDocumentWindow(document, new CFileIclMDI(app, *document));
     return document;
 }
 
-CIconProject* OpenLibraryIcon(CKvApp& app, CFileIclDocument& library, int row) {
+CIconProject* OpenLibraryIcon(AppContext& app, CFileIclDocument& library, int row) {
     if (row < 0 || row >= library.Count()) return nullptr;
     const shell::LibraryIcon& icon = library.Library().Icons()[static_cast<std::size_t>(row)];
     CIconDoc doc = library.ReadIcon(row);

@@ -75,7 +75,7 @@ public:
     bool WriteTo(const QString& path, shell::LibraryKind kind, QString& error) const;
     bool CanSave() const override { return true; }
     bool SaveWanted() const override { return IsModified() || PathName().isEmpty(); }
-    bool Save(CKvApp& app, bool choose) override;
+    bool Save(AppContext& app, bool choose) override;
     // Where Save proposes to write a library that has no file yet; empty: the last folder used.
     QString proposedPath;
     // The kind a .dll is saved as when saved in place (the last one chosen).
@@ -93,12 +93,12 @@ private:
 };
 
 // Opens an icon library in a window of its own; null after telling the user why not.
-CKvDocument* OpenIconLibrary(CKvApp& app, const QString& path, int templateResource);
+CKvDocument* OpenIconLibrary(AppContext& app, const QString& path, int templateResource);
 // A new library in a window of its own: empty, or holding `contents` (read from a program, whose
 // path with the extension .icl Save then proposes: `proposedPath`).
-CFileIclDocument* NewIconLibrary(CKvApp& app, LibraryContents&& contents = {}, const QString& proposedPath = {});
+CFileIclDocument* NewIconLibrary(AppContext& app, LibraryContents&& contents = {}, const QString& proposedPath = {});
 // Opens a library icon as an icon project whose Save puts its formats back into the library
 // (while the library is open; after, Save asks for a file).
-CIconProject* OpenLibraryIcon(CKvApp& app, CFileIclDocument& library, int row);
+CIconProject* OpenLibraryIcon(AppContext& app, CFileIclDocument& library, int row);
 
 }  // namespace tellurine::app

@@ -16,11 +16,10 @@
 #include <algorithm>
 #include <new>
 
+#include "app/common/app_context.h"
 #include "app/common/long_work.h"
 #include "app/icon/clipboard.h"
 #include "app/icon/icon_project.h"
-#include "app/shell/kv_app.h"
-#include "app/shell/main_frame.h"
 #include "image/file_io.h"
 #include "shell/doc_templates.h"
 #include "shell/program_tiles.h"
@@ -133,7 +132,7 @@ bool CLibraryModel::dropMimeData(const QMimeData* data, Qt::DropAction, int row,
 
 // ---- Frame ------------------------------------------------------------------------------------
 
-CFileIclMDI::CFileIclMDI(CKvApp& app, CFileIclDocument& document, QWidget* parent)
+CFileIclMDI::CFileIclMDI(AppContext& app, CFileIclDocument& document, QWidget* parent)
     : QWidget(parent), app_(app), document_(document) {
     setObjectName("CFileIclMDI");
     auto* layout = new QVBoxLayout(this);
@@ -158,21 +157,20 @@ CFileIclMDI::CFileIclMDI(CKvApp& app, CFileIclDocument& document, QWidget* paren
     layout->addWidget(view, 1);
     setFocusProxy(view);
 
-    if (CMainFrame* main = app_.MainFrame())
-        for (const auto& [id, can] :
-             {std::pair{"library.open", &CFileIclMDI::HasSelection},
-              std::pair{"library.copy", &CFileIclMDI::HasSelection}, std::pair{"library.add", &CFileIclMDI::Always},
-              std::pair{"library.addOpen", &CFileIclMDI::Always}, std::pair{"library.paste", &CFileIclMDI::CanPaste},
-              std::pair{"library.remove", &CFileIclMDI::HasSelection},
-              std::pair{"library.rename", &CFileIclMDI::HasOne},
-              std::pair{"library.moveEarlier", &CFileIclMDI::CanMoveEarlier},
-              std::pair{"library.moveLater", &CFileIclMDI::CanMoveLater},
-              std::pair{"library.saveFolder", &CFileIclMDI::HasIcons}})
-            if (QAction* action = main->commands->WindowAction(id, this)) {
-                toolBar->addAction(action);
-                view->addAction(action);
-                buttons_.push_back({action, can});
-            }
+    for (const auto& [id, can] :
+         {std::pair{"library.open", &CFileIclMDI::HasSelection},
+          std::pair{"library.copy", &CFileIclMDI::HasSelection}, std::pair{"library.add", &CFileIclMDI::Always},
+          std::pair{"library.addOpen", &CFileIclMDI::Always}, std::pair{"library.paste", &CFileIclMDI::CanPaste},
+          std::pair{"library.remove", &CFileIclMDI::HasSelection},
+          std::pair{"library.rename", &CFileIclMDI::HasOne},
+          std::pair{"library.moveEarlier", &CFileIclMDI::CanMoveEarlier},
+          std::pair{"library.moveLater", &CFileIclMDI::CanMoveLater},
+          std::pair{"library.saveFolder", &CFileIclMDI::HasIcons}})
+        if (QAction* action = app_.Commands().WindowAction(id, this)) {
+            toolBar->addAction(action);
+            view->addAction(action);
+            buttons_.push_back({action, can});
+        }
 
     const auto grid = [this, delegate] {
         if (const QSize size = delegate->GridSize(*view); size != view->gridSize()) view->setGridSize(size);
@@ -228,7 +226,7 @@ bool CFileIclMDI::CanPaste() const {
 
 void CFileIclMDI::updateActions() {
     for (const auto& [action, can] : buttons_) action->setEnabled((this->*can)());
-    if (CMainFrame* main = app_.MainFrame()) main->commands->Update();
+    app_.Commands().Update();
 }
 
 QAction* CFileIclMDI::Button(const QString& id) const {
@@ -294,7 +292,7 @@ std::unique_ptr<QMimeData> CFileIclMDI::IconsMimeData(const std::vector<int>& ro
 }
 
 void CFileIclMDI::OnAddFiles() {
-    const QString folder = document_.PathName().isEmpty() ? QString::fromStdString(app_.prefs.ActualDir)
+    const QString folder = document_.PathName().isEmpty() ? QString::fromStdString(app_.Prefs().ActualDir)
                                                           : QFileInfo(document_.PathName()).absolutePath();
     const QStringList files = app_.Prompts().GetOpenFileNames(
         this, folder, QString::fromStdString(shell::QtFilterList(shell::OpenFileFilters())));
@@ -333,8 +331,8 @@ void CFileIclMDI::OnPaste() {
 void CFileIclMDI::OnAddOpenIcon() {
     // A menu of the icon projects open now; the one chosen is added as it is on its canvas.
     QMenu menu(this);
-    for (CKvMdiChild* child : app_.MainFrame()->Children())
-        if (auto* project = qobject_cast<CIconProject*>(child->Document()))
+    for (CKvDocument* document : app_.Documents())
+        if (auto* project = qobject_cast<CIconProject*>(document))
             menu.addAction(project->Title(), this, [this, open = QPointer<CIconProject>(project)] {
                 if (open == nullptr) return;
                 const std::vector<int> rows = SelectedRows();
@@ -367,7 +365,7 @@ void CFileIclMDI::OnMoveLater() {
 }
 
 void CFileIclMDI::OnSaveFolder() {
-    const QString start = document_.PathName().isEmpty() ? QString::fromStdString(app_.prefs.ActualDir)
+    const QString start = document_.PathName().isEmpty() ? QString::fromStdString(app_.Prefs().ActualDir)
                                                          : QFileInfo(document_.PathName()).absolutePath();
     const QString folder = app_.Prompts().GetExistingDirectory(this, text::kLibrarySaveFolderTitle, start);
     if (folder.isEmpty()) return;
@@ -399,42 +397,46 @@ void CFileIclMDI::OnSaveFolder() {
     if (!failures.isEmpty())
         app_.ShowError(QString(text::kExeSaveAllFailed).arg(QDir::toNativeSeparators(folder), failures.join('\n')));
     else
-        app_.MainFrame()->statusBar()->showMessage(
+        app_.Window()->statusBar()->showMessage(
             QString(text::kExeSavedAll).arg(names.size()).arg(QDir::toNativeSeparators(folder)), 5000);
 }
 
 // ---- Commands ---------------------------------------------------------------------------------
 
-void RegisterLibraryCommands(CMainFrame& main) {
+void RegisterLibraryCommands(AppContext& app) {
     using F = CFileIclMDI;
-    QAction* open = main.AddFrameCommand<F>(
-        {.id = "library.open", .text = text::kExeOpenAsProject, .icon = QStyle::SP_DialogOpenButton}, &F::OnOpen,
-        &F::HasSelection);
+    QAction* open = AddFrameCommand<F>(
+        app, {.id = "library.open", .text = text::kExeOpenAsProject, .icon = QStyle::SP_DialogOpenButton},
+        &F::OnOpen, &F::HasSelection);
     open->setShortcuts({QKeySequence(Qt::Key_Return), QKeySequence(Qt::Key_Enter)});
-    main.AddFrameCommand<F>({.id = "library.copy", .text = text::kCopy, .shortcut = QKeySequence::Copy}, &F::OnCopy,
-                            &F::HasSelection)
+    AddFrameCommand<F>(app, {.id = "library.copy", .text = text::kCopy, .shortcut = QKeySequence::Copy},
+                       &F::OnCopy, &F::HasSelection)
         ->setIcon(QIcon::fromTheme("edit-copy"));
-    main.AddFrameCommand<F>({.id = "library.add", .text = text::kLibraryAddIcons, .icon = QStyle::SP_FileIcon},
-                            &F::OnAddFiles, &F::Always);
-    main.AddFrameCommand<F>({.id = "library.addOpen", .text = text::kLibraryAddOpen}, &F::OnAddOpenIcon, &F::Always);
-    main.AddFrameCommand<F>({.id = "library.paste", .text = text::kPaste, .shortcut = QKeySequence::Paste}, &F::OnPaste,
-                            &F::CanPaste);
-    main.AddFrameCommand<F>({.id = "library.remove",
-                             .text = text::kLibraryRemove,
-                             .shortcut = QKeySequence::Delete,
-                             .icon = QStyle::SP_TrashIcon},
-                            &F::OnRemove, &F::HasSelection);
-    main.AddFrameCommand<F>(
-        {.id = "library.rename", .text = text::kLibraryRename, .shortcut = QKeySequence(Qt::Key_F2)}, &F::OnRename,
-        &F::HasOne);
-    main.AddFrameCommand<F>(
-        {.id = "library.moveEarlier", .text = text::kLibraryMoveEarlier, .icon = QStyle::SP_ArrowBack},
+    AddFrameCommand<F>(app,
+                       {.id = "library.add", .text = text::kLibraryAddIcons, .icon = QStyle::SP_FileIcon},
+                       &F::OnAddFiles, &F::Always);
+    AddFrameCommand<F>(app, {.id = "library.addOpen", .text = text::kLibraryAddOpen}, &F::OnAddOpenIcon,
+                       &F::Always);
+    AddFrameCommand<F>(app, {.id = "library.paste", .text = text::kPaste, .shortcut = QKeySequence::Paste},
+                       &F::OnPaste, &F::CanPaste);
+    AddFrameCommand<F>(app,
+                       {.id = "library.remove",
+                        .text = text::kLibraryRemove,
+                        .shortcut = QKeySequence::Delete,
+                        .icon = QStyle::SP_TrashIcon},
+                       &F::OnRemove, &F::HasSelection);
+    AddFrameCommand<F>(
+        app, {.id = "library.rename", .text = text::kLibraryRename, .shortcut = QKeySequence(Qt::Key_F2)},
+        &F::OnRename, &F::HasOne);
+    AddFrameCommand<F>(
+        app, {.id = "library.moveEarlier", .text = text::kLibraryMoveEarlier, .icon = QStyle::SP_ArrowBack},
         &F::OnMoveEarlier, &F::CanMoveEarlier);
-    main.AddFrameCommand<F>(
-        {.id = "library.moveLater", .text = text::kLibraryMoveLater, .icon = QStyle::SP_ArrowForward}, &F::OnMoveLater,
-        &F::CanMoveLater);
-    main.AddFrameCommand<F>({.id = "library.saveFolder", .text = text::kLibrarySaveFolder, .icon = QStyle::SP_DirIcon},
-                            &F::OnSaveFolder, &F::HasIcons);
+    AddFrameCommand<F>(
+        app, {.id = "library.moveLater", .text = text::kLibraryMoveLater, .icon = QStyle::SP_ArrowForward},
+        &F::OnMoveLater, &F::CanMoveLater);
+    AddFrameCommand<F>(
+        app, {.id = "library.saveFolder", .text = text::kLibrarySaveFolder, .icon = QStyle::SP_DirIcon},
+        &F::OnSaveFolder, &F::HasIcons);
 }
 
 }  // namespace tellurine::app

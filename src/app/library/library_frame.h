@@ -16,8 +16,7 @@ class QToolBar;
 
 namespace tellurine::app {
 
-class CKvApp;
-class CMainFrame;
+class AppContext;
 
 // The library's icons as rows: the name (shown and edited), the tile's picture and info line.
 class CLibraryModel : public QAbstractListModel {
@@ -49,7 +48,7 @@ private:
 class CFileIclMDI : public QWidget {
     Q_OBJECT
 public:
-    CFileIclMDI(CKvApp& app, CFileIclDocument& document, QWidget* parent = nullptr);
+    CFileIclMDI(AppContext& app, CFileIclDocument& document, QWidget* parent = nullptr);
     [[nodiscard]] CFileIclDocument& Document() const { return document_; }
 
     QToolBar* toolBar = nullptr;
@@ -86,12 +85,12 @@ private:
     // What copying or dragging icons out gives other programs: each icon as its own file in a
     // temporary folder (URLs and the file list); one icon also as a whole icon and a picture.
     std::unique_ptr<QMimeData> IconsMimeData(const std::vector<int>& rows) const;
-    CKvApp& app_;
+    AppContext& app_;
     CFileIclDocument& document_;
     std::vector<std::pair<QAction*, bool (CFileIclMDI::*)() const>> buttons_;
 };
 
 // The library windows' commands.
-void RegisterLibraryCommands(CMainFrame& main);
+void RegisterLibraryCommands(AppContext& app);
 
 }  // namespace tellurine::app

@@ -4,10 +4,9 @@
 #include <QPainter>
 #include <QUrl>
 
+#include "app/common/app_context.h"
+#include "app/common/file_reading.h"
 #include "app/common/image_convert.h"
-#include "app/shell/document_io.h"
-#include "app/shell/kv_app.h"
-#include "app/shell/main_frame.h"
 #include "shell/texts.h"
 
 namespace tellurine::app {
@@ -33,12 +32,12 @@ CDibDocMDI::CDibDocMDI(CDibDocument& document, const char* frameClass, QWidget* 
     setBackgroundRole(QPalette::Mid);
 }
 
-CKvDocument* OpenPictureFile(CKvApp& app, const QString& path, int templateResource) {
+CKvDocument* OpenPictureFile(AppContext& app, const QString& path, int templateResource) {
     // A picture is decoded on a worker (a large photograph takes many frames); a drawing is
     // rendered here, where its fonts are.
     auto picture = std::make_shared<QImage>();
     if (templateResource == shell::kTemplateVector) {
-        *picture = RenderDrawing(path, QSize(app.prefs.DefaultWmfCX, app.prefs.DefaultWmfCY));
+        *picture = RenderDrawing(path, QSize(app.Prefs().DefaultWmfCX, app.Prefs().DefaultWmfCY));
         if (picture->isNull()) {
             ReportUnreadable(app, path, ReadResult::NotReadable, text::kImageReadError);
             return nullptr;
@@ -52,14 +51,14 @@ CKvDocument* OpenPictureFile(CKvApp& app, const QString& path, int templateResou
     auto* document = new CDibDocument(templateResource);
     document->image = *picture;
     document->SetPathName(path);
-    app.MainFrame()->AddDocumentWindow(document, new CDibDocMDI(*document, document->Template().frame));
+    app.AddDocumentWindow(document, new CDibDocMDI(*document, document->Template().frame));
     return document;
 }
 
-CKvDocument* OpenWebPage(CKvApp& app, const QString& path, int templateResource) {
+CKvDocument* OpenWebPage(AppContext& app, const QString& path, int templateResource) {
     auto* document = new CBrowserDocument(templateResource);
     document->SetPathName(path);
-    app.MainFrame()->AddDocumentWindow(document, new CBrowserDocMDI(*document));
+    app.AddDocumentWindow(document, new CBrowserDocMDI(*document));
     return document;
 }
 

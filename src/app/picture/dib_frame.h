@@ -10,7 +10,7 @@
 
 namespace tellurine::app {
 
-class CKvApp;
+class AppContext;
 
 // An ordinary or vector image shown as it is.
 class CDibDocument : public CKvDocument {
@@ -52,8 +52,8 @@ public:
 };
 
 // The openers of pictures and drawings, and of web pages.
-CKvDocument* OpenPictureFile(CKvApp& app, const QString& path, int templateResource);
-CKvDocument* OpenWebPage(CKvApp& app, const QString& path, int templateResource);
+CKvDocument* OpenPictureFile(AppContext& app, const QString& path, int templateResource);
+CKvDocument* OpenWebPage(AppContext& app, const QString& path, int templateResource);
 
 class CBrowserDocMDI : public QTextBrowser {
     Q_OBJECT

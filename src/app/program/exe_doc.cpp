@@ -8,11 +8,10 @@
 #include <new>
 #include <system_error>
 
+#include "app/common/app_context.h"
+#include "app/common/file_reading.h"
 #include "app/common/image_convert.h"
 #include "app/program/exe_frame.h"
-#include "app/shell/document_io.h"
-#include "app/shell/kv_app.h"
-#include "app/shell/main_frame.h"
 #include "shell/texts.h"
 
 namespace tellurine::app {
@@ -108,16 +107,16 @@ QString CFileExeDocument::IcoFileName(int tile) const {
     return QString::fromStdString(shell::ProgramIcoFileName(PathName().toStdString(), group.name, group.cursor));
 }
 
-CKvDocument* OpenProgramFile(CKvApp& app, const QString& path, int) {
+CKvDocument* OpenProgramFile(AppContext& app, const QString& path, int) {
     if (!LooksLikeProgramFile(path.toStdString())) {
         ReportUnreadable(app, path, ReadResult::NotReadable, text::kIconReadError);
         return nullptr;
     }
-    CMainFrame* main = app.MainFrame();
+    QMainWindow* main = app.Window();
     auto* document = new CFileExeDocument();
     document->SetPathName(path);
     auto* frame = new CFileExeMDI(app, *document);
-    main->AddDocumentWindow(document, frame);
+    app.AddDocumentWindow(document, frame);
 
     // "Loading ..." while any program is read; the status bar's usual text after the last.
     ++g_loading;
@@ -138,13 +137,13 @@ CKvDocument* OpenProgramFile(CKvApp& app, const QString& path, int) {
     QObject::connect(document, &CFileExeDocument::loadFailed, main, [&app, document] {
         const QString file = document->PathName();
         const bool outOfMemory = document->FailedForMemory();
-        if (CKvMdiChild* child = app.MainFrame()->ChildOf(document)) child->close();
+        app.CloseDocumentWindow(document);
         ReportUnreadable(app, file, outOfMemory ? ReadResult::OutOfMemory : ReadResult::NotReadable, text::kIconReadError);
     });
 
     ExeDisplayChoice choice;
-    choice.sizeIndex = std::clamp(app.prefs.ExeDisplaySize, 0, 4);
-    choice.depthIndex = std::clamp(app.prefs.ExeDisplayColor, 0, 3);
+    choice.sizeIndex = std::clamp(app.Prefs().ExeDisplaySize, 0, 4);
+    choice.depthIndex = std::clamp(app.Prefs().ExeDisplayColor, 0, 3);
     choice.ratio = std::max<qreal>(1.0, frame->devicePixelRatioF());
     document->StartLoading(choice);
     return document;

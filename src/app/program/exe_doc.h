@@ -16,7 +16,7 @@
 
 namespace tellurine::app {
 
-class CKvApp;
+class AppContext;
 
 // One icon group as its tile shows it.
 struct ExeTile {
@@ -95,6 +95,6 @@ private:
 // null after telling the user why not. A file whose headers already say it is not a program is
 // refused at once; one whose resources turn out unreadable while the worker reads them closes its
 // window and says so then.
-CKvDocument* OpenProgramFile(CKvApp& app, const QString& path, int templateResource);
+CKvDocument* OpenProgramFile(AppContext& app, const QString& path, int templateResource);
 
 }  // namespace tellurine::app

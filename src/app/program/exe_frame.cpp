@@ -13,12 +13,11 @@
 #include <algorithm>
 #include <new>
 
+#include "app/common/app_context.h"
 #include "app/common/long_work.h"
 #include "app/icon/clipboard.h"
 #include "app/icon/icon_files.h"
 #include "app/library/library_doc.h"
-#include "app/shell/kv_app.h"
-#include "app/shell/main_frame.h"
 #include "formats/ne_resources.h"
 #include "image/file_io.h"
 #include "shell/doc_templates.h"
@@ -139,7 +138,7 @@ void CFileExeView::paintEvent(QPaintEvent* event) {
 
 // ---- Frame ------------------------------------------------------------------------------------
 
-CFileExeMDI::CFileExeMDI(CKvApp& app, CFileExeDocument& document, QWidget* parent)
+CFileExeMDI::CFileExeMDI(AppContext& app, CFileExeDocument& document, QWidget* parent)
     : QWidget(parent), app_(app), document_(document) {
     setObjectName("CFileExeMDI");
     auto* layout = new QVBoxLayout(this);
@@ -148,7 +147,7 @@ CFileExeMDI::CFileExeMDI(CKvApp& app, CFileExeDocument& document, QWidget* paren
     toolBar = new QToolBar(this);
     toolBar->setObjectName("exeToolBar");
     toolBar->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
-    view = new CFileExeView(document_, app_.prefs.ExeShowInfo != 0, this);
+    view = new CFileExeView(document_, app_.Prefs().ExeShowInfo != 0, this);
     view->Model()->exporter = [this](const std::vector<int>& tiles) { return TilesMimeData(tiles); };
     layout->addWidget(toolBar);
     layout->addWidget(view, 1);
@@ -156,19 +155,18 @@ CFileExeMDI::CFileExeMDI(CKvApp& app, CFileExeDocument& document, QWidget* paren
 
     // The window's commands, from the registry: on its tool bar and the tiles' context menu, each
     // enabled by this window's state and acting on it.
-    if (CMainFrame* main = app_.MainFrame())
-        for (const auto& [id, can] :
-             {std::pair{"program.open", &CFileExeMDI::CanOpen}, std::pair{"program.copy", &CFileExeMDI::CanCopy},
-              std::pair{"program.saveIco", &CFileExeMDI::CanCopy}, std::pair{"program.savePng", &CFileExeMDI::CanCopy},
-              std::pair{"program.saveAll", &CFileExeMDI::CanSaveAll},
-              std::pair{"program.openLibrary", &CFileExeMDI::CanSaveAll},
-              std::pair{"program.replaceIcon", &CFileExeMDI::CanCopy},
-              std::pair{"program.addIcon", &CFileExeMDI::CanSaveAll}})
-            if (QAction* action = main->commands->WindowAction(id, this)) {
-                toolBar->addAction(action);
-                view->addAction(action);
-                buttons_.push_back({action, can});
-            }
+    for (const auto& [id, can] :
+         {std::pair{"program.open", &CFileExeMDI::CanOpen}, std::pair{"program.copy", &CFileExeMDI::CanCopy},
+          std::pair{"program.saveIco", &CFileExeMDI::CanCopy}, std::pair{"program.savePng", &CFileExeMDI::CanCopy},
+          std::pair{"program.saveAll", &CFileExeMDI::CanSaveAll},
+          std::pair{"program.openLibrary", &CFileExeMDI::CanSaveAll},
+          std::pair{"program.replaceIcon", &CFileExeMDI::CanCopy},
+          std::pair{"program.addIcon", &CFileExeMDI::CanSaveAll}})
+        if (QAction* action = app_.Commands().WindowAction(id, this)) {
+            toolBar->addAction(action);
+            view->addAction(action);
+            buttons_.push_back({action, can});
+        }
 
     connect(view, &QAbstractItemView::doubleClicked, this, [this](const QModelIndex& index) {
         if (index.isValid()) OnOpenAsProject();
@@ -192,7 +190,7 @@ bool CFileExeMDI::CanSaveAll() const {
 void CFileExeMDI::updateActions() {
     for (const auto& [action, can] : buttons_) action->setEnabled((this->*can)());
     // Tiles arrive many times while a file is read: only the commands are asked again.
-    if (CMainFrame* main = app_.MainFrame()) main->commands->Update();
+    app_.Commands().Update();
 }
 
 QAction* CFileExeMDI::Button(const QString& id) const {
@@ -259,7 +257,7 @@ bool CFileExeMDI::SaveTile(int tile, const QString& path, QString& error) const 
     try {
         CIconDoc doc = document_.ReadIconDoc(tile);
         std::string reason;
-        if (SaveIconProject(path.toStdString(), doc, app_.prefs.WinExplorerCompatibleOrder != 0, reason)) return true;
+        if (SaveIconProject(path.toStdString(), doc, app_.Prefs().WinExplorerCompatibleOrder != 0, reason)) return true;
         error = QString::fromStdString(reason);
     } catch (const std::bad_alloc&) {
         error = text::kOutOfMemory;
@@ -333,7 +331,7 @@ void CFileExeMDI::OnSaveAll() {
     if (!failures.isEmpty())
         app_.ShowError(QString(text::kExeSaveAllFailed).arg(QDir::toNativeSeparators(folder), ListNames(failures)));
     else
-        app_.MainFrame()->statusBar()->showMessage(
+        app_.Window()->statusBar()->showMessage(
             QString(text::kExeSavedAll).arg(names.size()).arg(QDir::toNativeSeparators(folder)), 5000);
 }
 
@@ -356,32 +354,36 @@ void CFileExeMDI::OnOpenAsLibrary() {
 
 // ---- Commands ---------------------------------------------------------------------------------
 
-void RegisterProgramCommands(CMainFrame& main) {
+void RegisterProgramCommands(AppContext& app) {
     // Their keys are the Edit and File menus' own; those are off while a program window is active.
     using F = CFileExeMDI;
-    QAction* open = main.AddFrameCommand<F>(
-        {.id = "program.open", .text = text::kExeOpenAsProject, .icon = QStyle::SP_DialogOpenButton},
+    QAction* open = AddFrameCommand<F>(
+        app, {.id = "program.open", .text = text::kExeOpenAsProject, .icon = QStyle::SP_DialogOpenButton},
         &F::OnOpenAsProject, &F::CanOpen);
     open->setShortcuts({QKeySequence(Qt::Key_Return), QKeySequence(Qt::Key_Enter)});
-    main.AddFrameCommand<F>({.id = "program.copy", .text = text::kCopy, .shortcut = QKeySequence::Copy}, &F::OnCopy,
-                            &F::CanCopy)
+    AddFrameCommand<F>(app, {.id = "program.copy", .text = text::kCopy, .shortcut = QKeySequence::Copy},
+                       &F::OnCopy, &F::CanCopy)
         ->setIcon(QIcon::fromTheme("edit-copy"));
-    main.AddFrameCommand<F>({.id = "program.saveIco",
-                             .text = text::kExeSaveAsIco,
-                             .shortcut = QKeySequence::Save,
-                             .icon = QStyle::SP_DialogSaveButton},
-                            &F::OnSaveAsIco, &F::CanCopy);
-    main.AddFrameCommand<F>({.id = "program.saveAll",
-                             .text = text::kExeSaveAll,
-                             .shortcut = QKeySequence::SaveAs,
-                             .icon = QStyle::SP_DirIcon},
-                            &F::OnSaveAll, &F::CanSaveAll);
-    main.AddFrameCommand<F>({.id = "program.openLibrary", .text = text::kExeOpenAsLibrary}, &F::OnOpenAsLibrary,
-                            &F::CanSaveAll);
-    main.AddFrameCommand<F>({.id = "program.savePng", .text = text::kExeSaveAsPng}, &F::OnSaveAsPng, &F::CanCopy);
-    main.AddFrameCommand<F>({.id = "program.replaceIcon", .text = text::kExeReplaceIcon}, &F::OnReplaceIcon,
-                            &F::CanCopy);
-    main.AddFrameCommand<F>({.id = "program.addIcon", .text = text::kExeAddIcon}, &F::OnAddIcon, &F::CanSaveAll);
+    AddFrameCommand<F>(app,
+                       {.id = "program.saveIco",
+                        .text = text::kExeSaveAsIco,
+                        .shortcut = QKeySequence::Save,
+                        .icon = QStyle::SP_DialogSaveButton},
+                       &F::OnSaveAsIco, &F::CanCopy);
+    AddFrameCommand<F>(app,
+                       {.id = "program.saveAll",
+                        .text = text::kExeSaveAll,
+                        .shortcut = QKeySequence::SaveAs,
+                        .icon = QStyle::SP_DirIcon},
+                       &F::OnSaveAll, &F::CanSaveAll);
+    AddFrameCommand<F>(app, {.id = "program.openLibrary", .text = text::kExeOpenAsLibrary},
+                       &F::OnOpenAsLibrary, &F::CanSaveAll);
+    AddFrameCommand<F>(app, {.id = "program.savePng", .text = text::kExeSaveAsPng}, &F::OnSaveAsPng,
+                       &F::CanCopy);
+    AddFrameCommand<F>(app, {.id = "program.replaceIcon", .text = text::kExeReplaceIcon}, &F::OnReplaceIcon,
+                       &F::CanCopy);
+    AddFrameCommand<F>(app, {.id = "program.addIcon", .text = text::kExeAddIcon}, &F::OnAddIcon,
+                       &F::CanSaveAll);
 }
 
 }  // namespace tellurine::app

@@ -15,8 +15,7 @@ class QToolBar;
 
 namespace tellurine::app {
 
-class CKvApp;
-class CMainFrame;
+class AppContext;
 
 // The document's tiles as list rows: the name as text, the picture, "N formats" as the info line.
 class CExeTileModel : public QAbstractListModel {
@@ -64,7 +63,7 @@ private:
 class CFileExeMDI : public QWidget {
     Q_OBJECT
 public:
-    CFileExeMDI(CKvApp& app, CFileExeDocument& document, QWidget* parent = nullptr);
+    CFileExeMDI(AppContext& app, CFileExeDocument& document, QWidget* parent = nullptr);
     [[nodiscard]] CFileExeDocument& Document() const { return document_; }
 
     QToolBar* toolBar = nullptr;
@@ -102,13 +101,13 @@ private:
     // Sets the program's icons from a file the user chooses, into `group` (the chosen tile's) or
     // a new group; asks before removing a signature.
     void SetIcon(const ExeIconGroupListing* group);
-    CKvApp& app_;
+    AppContext& app_;
     CFileExeDocument& document_;
     std::vector<std::pair<QAction*, bool (CFileExeMDI::*)() const>> buttons_;
 };
 
 // The program windows' commands: open the chosen icon groups as projects, copy one, save one as
 // an .ico file, save them all.
-void RegisterProgramCommands(CMainFrame& main);
+void RegisterProgramCommands(AppContext& app);
 
 }  // namespace tellurine::app

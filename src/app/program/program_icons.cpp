@@ -3,14 +3,12 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QMetaObject>
-#include <QPointer>
 #include <QStatusBar>
 
+#include "app/common/app_context.h"
 #include "app/common/long_work.h"
 #include "app/common/prompts.h"
 #include "app/program/exe_frame.h"
-#include "app/shell/kv_app.h"
-#include "app/shell/main_frame.h"
 #include "formats/icon_project.h"
 #include "image/file_io.h"
 #include "shell/doc_templates.h"
@@ -70,18 +68,15 @@ void CFileExeMDI::SetIcon(const ExeIconGroupListing* group) {
     }
     // The window shows the program as it now is: closed, and the file opened again once this
     // command has returned.
-    CKvApp* app = &app_;
-    QPointer<CMainFrame> main = app_.MainFrame();
-    if (CKvMdiChild* child = main->ChildOf(&document_)) child->close();
+    app_.CloseDocumentWindow(&document_);
     QMetaObject::invokeMethod(
-        main,
-        [app, main, program] {
+        app_.Window(),
+        [app = &app_, program] {
             app->OpenDocumentFile(program);
-            if (main)
-                main->statusBar()->showMessage(
-                    QString(text::kExeIconSet)
-                        .arg(QDir::toNativeSeparators(program), QFileInfo(program).fileName() + ".bak"),
-                    5000);
+            app->Window()->statusBar()->showMessage(
+                QString(text::kExeIconSet)
+                    .arg(QDir::toNativeSeparators(program), QFileInfo(program).fileName() + ".bak"),
+                5000);
         },
         Qt::QueuedConnection);
 }
@@ -122,7 +117,7 @@ void CFileExeMDI::OnSaveAsPng() {
     if (!failures.isEmpty())
         app_.ShowError(QString(text::kExeSaveAllFailed).arg(QDir::toNativeSeparators(folder), failures.join('\n')));
     else
-        app_.MainFrame()->statusBar()->showMessage(
+        app_.Window()->statusBar()->showMessage(
             QString(text::kExeSavedPngs).arg(saved).arg(QDir::toNativeSeparators(folder)), 5000);
 }
 

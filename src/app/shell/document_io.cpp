@@ -1,20 +1,18 @@
-#include "app/shell/document_io.h"
+// CKvApp's opening of files by document kind, and saving.
+#include "app/shell/kv_app.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QMdiArea>
 #include <algorithm>
-#include <memory>
-#include <new>
 
 #include "app/ani/ani_doc.h"
-#include "app/common/long_work.h"
+#include "app/common/file_reading.h"
 #include "app/icon/icon_files.h"
 #include "app/library/library_doc.h"
 #include "app/picture/dib_frame.h"
 #include "app/program/exe_doc.h"
-#include "app/shell/kv_app.h"
 #include "app/shell/main_frame.h"
 #include "formats/iconset.h"
 #include "shell/texts.h"
@@ -50,35 +48,6 @@ bool ReadHead(const QString& path, std::vector<std::uint8_t>& head) {
 
 }  // namespace
 
-bool ReadOnWorker(CKvApp& app, const QString& path, const char* notReadable,
-                  const std::function<ReadResult(std::string& reason)>& read) {
-    struct Outcome {
-        ReadResult result = ReadResult::NotReadable;
-        std::string reason;
-    };
-    auto outcome = std::make_shared<Outcome>();
-    if (!RunFileRead(app.Prompts(), app.MainFrame(), path, [outcome, read] {
-            try {
-                outcome->result = read(outcome->reason);
-            } catch (const std::bad_alloc&) {
-                outcome->result = ReadResult::OutOfMemory;
-            }
-        }))
-        return false;
-    if (outcome->result == ReadResult::Read) return true;
-    ReportUnreadable(app, path, outcome->result, notReadable, outcome->reason);
-    return false;
-}
-
-void ReportUnreadable(CKvApp& app, const QString& path, ReadResult why, const char* notReadable,
-                      const std::string& reason) {
-    QString detail = QDir::toNativeSeparators(path);
-    if (!reason.empty()) detail = QString(text::kErrorDetail).arg(detail, QString::fromStdString(reason));
-    app.ForgetRecentFile(path);
-    if (why == ReadResult::OutOfMemory) app.ShowError(text::kOutOfMemory, text::kOutOfMemoryTitle, detail);
-    else app.ShowError(notReadable, {}, detail);
-}
-
 CKvDocument* CKvApp::OpenDocumentFile(const QString& givenPath) {
     const QString path = QFileInfo(givenPath).absoluteFilePath();
     // A file already open is brought to the front.
@@ -110,16 +79,16 @@ CKvDocument* CKvApp::OpenDocumentFile(const QString& givenPath) {
                               QString(text::kCannotOpenYet).arg(QFileInfo(path).fileName(), typeName));
         return nullptr;
     }
-    CKvDocument* first = opener->open(*this, path, resource);
+    CKvDocument* first = opener->open(*mainFrame_, path, resource);
     if (first != nullptr) AddToRecentFileList(path);
     return first;
 }
 
 // ---- Saving ------------------------------------------------------------------------------------
 
-bool CKvApp::SaveDocument(CKvDocument* document) { return document != nullptr && document->Save(*this, false); }
+bool CKvApp::SaveDocument(CKvDocument* document) { return document != nullptr && document->Save(*mainFrame_, false); }
 
-bool CKvApp::SaveDocumentAs(CKvDocument* document) { return document != nullptr && document->Save(*this, true); }
+bool CKvApp::SaveDocumentAs(CKvDocument* document) { return document != nullptr && document->Save(*mainFrame_, true); }
 
 bool CKvApp::SaveModified(CKvDocument* document) {
     if (document == nullptr || !document->IsModified()) return true;

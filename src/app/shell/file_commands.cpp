@@ -21,8 +21,9 @@ void RegisterFileCommands(CMainFrame& main) {
     const auto hasWindows = [&main] { return !main.Children().empty(); };
 
     commands.Add({.id = "file.new", .text = text::kNewIcon, .shortcut = QKeySequence::New,
-                  .execute = [&app] { NewIconFromDialog(app); }, .icon = QStyle::SP_FileIcon});
-    commands.Add({.id = "file.newLibrary", .text = text::kNewIconLibrary, .execute = [&app] { NewIconLibrary(app); }});
+                  .execute = [&main] { NewIconFromDialog(main); }, .icon = QStyle::SP_FileIcon});
+    commands.Add(
+        {.id = "file.newLibrary", .text = text::kNewIconLibrary, .execute = [&main] { NewIconLibrary(main); }});
     commands.Add({.id = "file.open", .text = text::kOpen, .shortcut = QKeySequence::Open,
                   .execute = [&app, &main] {
                       const QString folder = QString::fromStdString(app.prefs.ActualDir);

@@ -165,7 +165,8 @@ bool CKvApp::InitInstance(const QStringList& arguments) {
     QObject::connect(&recoveryTimer, &QTimer::timeout, this, &CKvApp::SaveRecoveryFiles, Qt::UniqueConnection);
     recoveryTimer.start();
     // A new icon to start with, when the user asked for one and gave no file.
-    if (opened == 0 && prefs.NewIcoDocAtStartup != 0) QTimer::singleShot(0, this, [this] { NewIconFromDialog(*this); });
+    if (opened == 0 && prefs.NewIcoDocAtStartup != 0)
+        QTimer::singleShot(0, this, [this] { NewIconFromDialog(*mainFrame_); });
     if (switches.deletePatch && !switches.patchPath.empty()) {
         QFile::remove(Native(switches.patchPath));
         Step("patch deleted");

@@ -143,7 +143,10 @@ CMainFrame::CMainFrame(CKvApp& app) : app_(app) {
     commands = new CommandRegistry(this);
     RegisterFileCommands(*this);
     RegisterEditCommands(*this);
-    RegisterToolCommands(*this);
+    const ToolPalette tools = RegisterToolCommands(*this);
+    toolPalette = tools.bar;
+    gradientMenu = tools.gradients;
+    brushShapeMenu = tools.brushShapes;
     RegisterImageCommands(*this);
     RegisterProgramCommands(*this);
     RegisterLibraryCommands(*this);
@@ -307,7 +310,12 @@ CKvDocument* CMainFrame::ActiveDocument() const {
     return child != nullptr ? child->Document() : nullptr;
 }
 
-CIconDocMDI* CMainFrame::ActiveIconFrame() const { return ActiveFrame<CIconDocMDI>(); }
+QWidget* CMainFrame::ActiveFrame() const {
+    const CKvMdiChild* child = ActiveChild();
+    return child != nullptr ? child->widget() : nullptr;
+}
+
+CIconDocMDI* CMainFrame::ActiveIconFrame() const { return Active<CIconDocMDI>(); }
 
 std::vector<CKvMdiChild*> CMainFrame::Children() const {
     std::vector<CKvMdiChild*> children;
@@ -320,6 +328,16 @@ CKvMdiChild* CMainFrame::ChildOf(const CKvDocument* document) const {
     for (CKvMdiChild* child : Children())
         if (child->Document() == document) return child;
     return nullptr;
+}
+
+std::vector<CKvDocument*> CMainFrame::Documents() const {
+    std::vector<CKvDocument*> documents;
+    for (const CKvMdiChild* child : Children()) documents.push_back(child->Document());
+    return documents;
+}
+
+void CMainFrame::CloseDocumentWindow(const CKvDocument* document) {
+    if (CKvMdiChild* child = ChildOf(document)) child->close();
 }
 
 void CMainFrame::UpdateWindowTitle() {
@@ -336,7 +354,7 @@ void CMainFrame::updateActions() {
     CKvDocument* document = ActiveDocument();
     auto* project = qobject_cast<CIconProject*>(document);
     CIconDocMDI* frame = ActiveIconFrame();
-    const CIconView* canvas = ActiveCanvas();
+    const CIconView* canvas = ActiveCanvas(*this);
     if (canvas == nullptr) pointerPane->SetText({});
     QString status;
     if (const CIconObject* format = project != nullptr && frame != nullptr ? project->Doc().GetFormat(frame->CurrentFormat())
@@ -370,10 +388,28 @@ void CMainFrame::updateRecentMenus() {
     fill(moreRecentMenu, app_.ownRecentFiles, shell::kOwnRecentFirstCommand, true);
 }
 
+// ---- What the kinds ask of the application -----------------------------------------------------
 
-CIconView* CMainFrame::ActiveCanvas() const {
-    CIconDocMDI* frame = ActiveIconFrame();
-    return frame != nullptr && frame->view->State() != nullptr ? frame->view : nullptr;
+shell::Preferences& CMainFrame::Prefs() { return app_.prefs; }
+
+shell::Workbench& CMainFrame::Workbench() { return app_; }
+
+UserPrompts& CMainFrame::Prompts() { return app_.Prompts(); }
+
+void CMainFrame::ShowError(const QString& text, const QString& title, const QString& detail) {
+    app_.ShowError(text, title, detail);
+}
+
+CKvDocument* CMainFrame::OpenDocumentFile(const QString& path) { return app_.OpenDocumentFile(path); }
+
+void CMainFrame::AddToRecentFileList(const QString& path) { app_.AddToRecentFileList(path); }
+
+void CMainFrame::ForgetRecentFile(const QString& path) { app_.ForgetRecentFile(path); }
+
+int CMainFrame::NextUntitledNumber() { return ++app_.untitledCount; }
+
+void CMainFrame::ForgetRecoveryFile(const CKvDocument& document) {
+    if (app_.Recovery() != nullptr) app_.Recovery()->Forget(qobject_cast<const CIconProject*>(&document));
 }
 
 void CMainFrame::closeEvent(QCloseEvent* event) {

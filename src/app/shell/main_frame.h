@@ -6,7 +6,7 @@
 #include <memory>
 #include <vector>
 
-#include "app/common/commands.h"
+#include "app/common/app_context.h"
 
 class QLabel;
 class QMdiArea;
@@ -18,9 +18,7 @@ namespace tellurine::app {
 class CKvApp;
 class CKvDocument;
 class CIconDocMDI;
-class CIconProject;
 class CColorBar;
-class CIconView;
 
 // A status-bar pane whose text may start with "@n": the number of a small picture drawn at the
 // start of the pane (0 a pointer, 1 a selection frame), followed by the rest of the text.
@@ -67,7 +65,8 @@ private:
     std::unique_ptr<CKvDocument> document_;
 };
 
-class CMainFrame : public QMainWindow {
+// The main window, and the kinds' AppContext: what they ask of the application is passed on to it.
+class CMainFrame : public QMainWindow, public AppContext {
     Q_OBJECT
 public:
     explicit CMainFrame(CKvApp& app);
@@ -92,36 +91,35 @@ public:
     CStatusPane* pointerPane = nullptr;    // pane 4
     CStatusPane* selectionPane = nullptr;  // pane 5
 
-    // Puts a document's frame in a new window and shows it.
-    CKvMdiChild* AddDocumentWindow(CKvDocument* document, QWidget* frame);
+    CKvMdiChild* AddDocumentWindow(CKvDocument* document, QWidget* frame) override;
     [[nodiscard]] CKvMdiChild* ActiveChild() const;
-    [[nodiscard]] CKvDocument* ActiveDocument() const;
+    [[nodiscard]] CKvDocument* ActiveDocument() const override;
+    [[nodiscard]] QWidget* ActiveFrame() const override;
     [[nodiscard]] CIconDocMDI* ActiveIconFrame() const;
-    // The active window's frame when it is a `Frame` (CIconDocMDI, CFileExeMDI ...); null otherwise.
-    template <class Frame>
-    [[nodiscard]] Frame* ActiveFrame() const {
-        const CKvMdiChild* child = ActiveChild();
-        return child != nullptr ? qobject_cast<Frame*>(child->widget()) : nullptr;
-    }
-    // Adds a command on the active window when it is a `Frame`: `run` on it, enabled while `can`
-    // says so (the command's own `execute` and `enabled` are replaced).
-    template <class Frame>
-    QAction* AddFrameCommand(Command command, void (Frame::*run)(), bool (Frame::*can)() const) {
-        command.execute = [this, run] { (ActiveFrame<Frame>()->*run)(); };
-        command.enabled = [this, can] { return ActiveFrame<Frame>() != nullptr && (ActiveFrame<Frame>()->*can)(); };
-        return commands->Add(std::move(command));
-    }
-    // The active window's canvas, when it edits a format.
-    [[nodiscard]] CIconView* ActiveCanvas() const;
     [[nodiscard]] std::vector<CKvMdiChild*> Children() const;
     // The window of a document; null when it has none.
     [[nodiscard]] CKvMdiChild* ChildOf(const CKvDocument* document) const;
     // "Tellurine - NAME" for the active document, "Tellurine" without one.
     void UpdateWindowTitle();
 
+    // What the kinds ask of the application and this window (AppContext).
+    [[nodiscard]] shell::Preferences& Prefs() override;
+    [[nodiscard]] shell::Workbench& Workbench() override;
+    [[nodiscard]] UserPrompts& Prompts() override;
+    void ShowError(const QString& text, const QString& title = {}, const QString& detail = {}) override;
+    CKvDocument* OpenDocumentFile(const QString& path) override;
+    void AddToRecentFileList(const QString& path) override;
+    void ForgetRecentFile(const QString& path) override;
+    int NextUntitledNumber() override;
+    void ForgetRecoveryFile(const CKvDocument& document) override;
+    [[nodiscard]] QMainWindow* Window() override { return this; }
+    [[nodiscard]] CommandRegistry& Commands() override { return *commands; }
+    void CloseDocumentWindow(const CKvDocument* document) override;
+    [[nodiscard]] std::vector<CKvDocument*> Documents() const override;
+
 public slots:
     // Asks every command whether it is enabled and checked, and refreshes the status bar.
-    void updateActions();
+    void updateActions() override;
     // Refills the two recent-file menus from the lists (after they change).
     void updateRecentMenus();
 

@@ -1,4 +1,4 @@
-// Opening files by document kind, and the reading flow every kind shares.
+// Opening a file as a document: the opener each kind gives, and the reading flow they share.
 #pragma once
 
 #include <QString>
@@ -7,13 +7,13 @@
 
 namespace tellurine::app {
 
-class CKvApp;
+class AppContext;
 class CKvDocument;
 
 // How a kind of document opens a file, `templateResource` being the template chosen for it: it
 // makes the document and its window(s) and returns the first document, or null after telling the
-// user why not. Each kind's opener is one line of the table in document_io.cpp.
-using DocumentOpener = CKvDocument* (*)(CKvApp& app, const QString& path, int templateResource);
+// user why not. Each kind's opener is one line of the table in shell/document_io.cpp.
+using DocumentOpener = CKvDocument* (*)(AppContext& app, const QString& path, int templateResource);
 
 // What reading a file came to.
 enum class ReadResult { Read, NotReadable, OutOfMemory };
@@ -21,12 +21,12 @@ enum class ReadResult { Read, NotReadable, OutOfMemory };
 // Reads a file on a worker, with the wait cursor and, past half a second, progress that can be
 // cancelled (the result is then dropped). A bad_alloc thrown by `read` counts as out of memory.
 // A failure is told (ReportUnreadable). True when the file was read.
-bool ReadOnWorker(CKvApp& app, const QString& path, const char* notReadable,
+bool ReadOnWorker(AppContext& app, const QString& path, const char* notReadable,
                   const std::function<ReadResult(std::string& reason)>& read);
 
 // Tells the user that a file could not be read, with the fixed text (`notReadable`, or the one
 // of memory) and the file's name and reason as detail, and takes it off the recent lists.
-void ReportUnreadable(CKvApp& app, const QString& path, ReadResult why, const char* notReadable,
+void ReportUnreadable(AppContext& app, const QString& path, ReadResult why, const char* notReadable,
                       const std::string& reason = {});
 
 }  // namespace tellurine::app
