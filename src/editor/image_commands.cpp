@@ -144,9 +144,10 @@ bool RotateSelectedImage(FormatState& f, int angle) {
     return EditTarget(f, Anchor::Centre, [&](DeviceBitmap& c, DeviceBitmap& m) { return RotateImage(c, m, angle, f.alpha); });
 }
 
-bool ResizeImage(FormatState& f, int width, int height) {
-    return EditTarget(f, Anchor::TopLeft,
-                      [&](DeviceBitmap& c, DeviceBitmap& m) { return ResizeBitmaps(c, m, f.alpha, width, height); });
+bool ResizeImage(FormatState& f, int width, int height, ResampleQuality quality) {
+    return EditTarget(f, Anchor::TopLeft, [&](DeviceBitmap& c, DeviceBitmap& m) {
+        return ResizeBitmaps(c, m, f.alpha, width, height, quality);
+    });
 }
 
 bool ChangeImageDepth(FormatState& f, int bits) {

@@ -11,6 +11,7 @@
 #pragma once
 
 #include "editor/undo_history.h"
+#include "imaging/resample.h"
 
 namespace tellurine::editor {
 
@@ -22,7 +23,7 @@ bool BlurImage(FormatState& format, int radius);          // the Gaussian blur, 
 bool InvertImage(FormatState& format);                    // colours inverted, transparency kept
 bool FlipImage(FormatState& format, bool vertical);
 bool RotateSelectedImage(FormatState& format, int angle);  // counter-clockwise degrees
-bool ResizeImage(FormatState& format, int width, int height);
+bool ResizeImage(FormatState& format, int width, int height, ResampleQuality quality = ResampleQuality::Standard);
 
 // Brings the whole format to another depth (1, 4, 8, 24 or 32 bits) through the colour reduction:
 // a floating selection is laid down first; indexed depths get an optimal palette of the picture

@@ -62,7 +62,8 @@ const DocTemplateInfo* FindDocTemplate(int resource) {
 DocKind DocKindOf(int resource) {
     switch (resource) {
         case kTemplateIco:
-        case kTemplateIcns: return DocKind::IconProject;
+        case kTemplateIcns:
+        case kTemplateToolbarStrip: return DocKind::IconProject;
         case kTemplateDib: return DocKind::Image;
         case kTemplateVector: return DocKind::Vector;
         case kTemplateBrowser: return DocKind::WebPage;
@@ -138,8 +139,10 @@ std::vector<FileFilter> SaveFileFilters(bool macintosh) {
     FileFilter ico, icns;
     TemplateFilter(*FindDocTemplate(kTemplateIco), ico);
     TemplateFilter(*FindDocTemplate(kTemplateIcns), icns);
+    FileFilter strip;
+    TemplateFilter(*FindDocTemplate(kTemplateToolbarStrip), strip);
     if (macintosh) return {icns, {"Icon Set Folder", {"*.iconset"}}};
-    return {{ico.name, {"*.ico"}}, {"Cursor Files (*.CUR)", {"*.cur"}}};
+    return {{ico.name, {"*.ico"}}, {"Cursor Files (*.CUR)", {"*.cur"}}, strip};
 }
 
 std::string QtFilterList(const std::vector<FileFilter>& filters) {
@@ -159,7 +162,7 @@ SaveDialogFilters ProjectSaveFilters(bool macintosh, const std::string& extensio
 
 std::string WithSaveExtension(const std::string& path, const std::string& selectedFilter) {
     const std::string ext = LowerExtension(path);
-    if (ext == ".ico" || ext == ".cur" || ext == ".icns" || ext == ".iconset") return path;
+    if (ext == ".ico" || ext == ".cur" || ext == ".icns" || ext == ".iconset" || ext == ".tbf") return path;
     const std::size_t star = selectedFilter.find("*.");
     if (star == std::string::npos) return path + ".ico";
     std::string added = selectedFilter.substr(star + 1, selectedFilter.find(' ', star) - star - 1);

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "imaging/resample.h"
 #include "shell/new_formats.h"
 #include "shell/preference_table.h"
 #include "shell/profile.h"
@@ -40,6 +41,11 @@ struct Preferences {
     std::array<std::string, kPaletteColorCount> PalColor;
     std::array<std::string, kNewsCount> News;
 };
+
+// How the user wants pictures resampled to another size (HighQualityResample).
+inline ResampleQuality ResampleQualityOf(const Preferences& prefs) {
+    return prefs.HighQualityResample != 0 ? ResampleQuality::High : ResampleQuality::Standard;
+}
 
 // A colour kept as the decimal text of its 0x00BBGGRR value; `fallback` for an empty text (or
 // one that is no number).

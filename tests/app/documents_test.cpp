@@ -192,10 +192,29 @@ void DocumentsTest::openingShowsEveryFormatOfEveryKind() {
     QCOMPARE(vector->image.pixelColor(256, 256), QColor(255, 0, 0));
     QCOMPARE(s.app->MainFrame()->ActiveChild()->widget()->objectName(), QString("CVectorDocMDI"));
 
+    // An image strip opens as a project of one format per cell, and saves back as a strip; a
+    // format of another size is asked about first, and the project stays modified without it.
+    QImage strip(64, 16, QImage::Format_ARGB32);
+    for (int cell = 0; cell < 4; ++cell)
+        for (int y = 0; y < 16; ++y)
+            for (int x = 0; x < 16; ++x) strip.setPixelColor(16 * cell + x, y, QColor(60 * cell, 100, 7 * x, 255));
+    QVERIFY(strip.save(s.Path("tools.tbf"), "PNG"));
+    auto* tools = qobject_cast<CIconProject*>(s.app->OpenDocumentFile(s.Path("tools.tbf")));
+    QVERIFY(tools != nullptr);
+    QCOMPARE(tools->TemplateResource(), shell::kTemplateToolbarStrip);
+    QCOMPARE(tools->Doc().GetFormatCount(), 4);
+    QCOMPARE(ImageFromIcon(tools->Doc().GetFormat(2)->Icon()).pixelColor(5, 9), QColor(120, 100, 35));
+    tools->AddFormat(MakeFormat(32, 32, false));
+    s.prompts->yesNoAnswers = {true};
+    QVERIFY(s.app->SaveDocument(tools));
+    QVERIFY(s.prompts->questions.back().contains("32 x 32, 32 bits: left out"));
+    QVERIFY(tools->IsModified());
+    QCOMPARE(QImage(s.Path("tools.tbf"), "PNG"), strip);
+
     QVERIFY(qobject_cast<CBrowserDocument*>(s.app->OpenDocumentFile(s.Path("page.htm"))) != nullptr);
     QVERIFY(qobject_cast<QTextBrowser*>(s.app->MainFrame()->ActiveChild()->widget())->toPlainText().contains("Hello page"));
     QVERIFY(s.prompts->messages.empty());
-    QCOMPARE(s.app->recentFiles.Entries().size(), std::size_t{5});
+    QCOMPARE(s.app->recentFiles.Entries().size(), std::size_t{6});
 
     // The format bar can be hidden and shown again in every icon window; the choice is kept.
     s.app->MainFrame()->Action("view.formatBar")->trigger();

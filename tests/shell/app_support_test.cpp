@@ -141,9 +141,11 @@ TEST(DocTemplates, ElevenTemplatesKeptAsData) {
 // writes takes the chosen filter's.
 TEST(DocTemplates, SaveDialogChoosesTheProjectsKindAndAddsItsExtension) {
     const SaveDialogFilters windows = ProjectSaveFilters(false, ".ico");
-    EXPECT_EQ(windows.filters, "ICO Files (*.ico);;Cursor Files (*.cur);;ICNS Files (*.icns);;Icon Set Folder (*.iconset)");
+    EXPECT_EQ(windows.filters, "ICO Files (*.ico);;Cursor Files (*.cur);;Toolbar Image Strips (*.tbf);;ICNS Files "
+                               "(*.icns);;Icon Set Folder (*.iconset)");
     EXPECT_EQ(windows.selected, "ICO Files (*.ico)");
     EXPECT_EQ(ProjectSaveFilters(false, ".cur").selected, "Cursor Files (*.cur)");
+    EXPECT_EQ(ProjectSaveFilters(false, ".tbf").selected, "Toolbar Image Strips (*.tbf)");
     const SaveDialogFilters mac = ProjectSaveFilters(true, ".icns");
     EXPECT_EQ(mac.filters.substr(0, mac.filters.find(";;")), "ICNS Files (*.icns)");
     EXPECT_EQ(mac.selected, "ICNS Files (*.icns)");
@@ -155,6 +157,8 @@ TEST(DocTemplates, SaveDialogChoosesTheProjectsKindAndAddsItsExtension) {
              std::tuple{"a/b", "Cursor Files (*.cur)", "a/b.cur"},
              std::tuple{"a/b.png", "ICNS Files (*.icns)", "a/b.png.icns"},
              std::tuple{"a/b", "Icon Set Folder (*.iconset)", "a/b.iconset"},
+             std::tuple{"a/b", "Toolbar Image Strips (*.tbf)", "a/b.tbf"},
+             std::tuple{"a/b.TBF", "ICO Files (*.ico)", "a/b.TBF"},
              std::tuple{"a/b", "", "a/b.ico"},
          })
         EXPECT_EQ(WithSaveExtension(path, filter), written) << path << " " << filter;
@@ -204,7 +208,7 @@ TEST(DocTemplates, FilesChooseTheirTemplateByExtensionAndContent) {
     EXPECT_EQ(DocKindOf(101), DocKind::IconProject);
     EXPECT_EQ(DocKindOf(113), DocKind::IconProject);
     EXPECT_EQ(DocKindOf(104), DocKind::IconLibrary);
-    for (const int notYet : {110, 111, 121}) EXPECT_EQ(DocKindOf(notYet), DocKind::NotYet) << notYet;
+    for (const int notYet : {110, 111}) EXPECT_EQ(DocKindOf(notYet), DocKind::NotYet) << notYet;
 }
 
 TEST(WindowPlaces, NewWindowsCascadeInsideTheWorkspace) {

@@ -28,7 +28,9 @@ CKvDocument* OpenIconFile(AppContext& app, const QString& path, int) {
     CKvDocument* first = nullptr;
     for (NamedIcon& icon : contents->icons) {
         const bool mac = icon.doc.macintosh;
-        auto* project = new CIconProject(mac ? shell::kTemplateIcns : shell::kTemplateIco);
+        auto* project = new CIconProject(contents->container == IconContainer::Strip ? shell::kTemplateToolbarStrip
+                                         : mac                                       ? shell::kTemplateIcns
+                                                                                     : shell::kTemplateIco);
         project->Doc() = std::move(icon.doc);
         project->container = contents->container;
         project->SetPathName(path);
@@ -60,9 +62,11 @@ bool CIconProject::Save(AppContext& app, bool choose) {
     } else if (!app.Prefs().ActualDir.empty()) {
         base = QString::fromStdString(app.Prefs().ActualDir) + '/' + base;
     }
-    const QString suggested = base + Doc().DefaultExtension();
+    // A strip stays a strip until the user picks another kind.
+    const char* extension = container == IconContainer::Strip ? ".tbf" : Doc().DefaultExtension();
+    const QString suggested = base + extension;
 
-    const shell::SaveDialogFilters filters = shell::ProjectSaveFilters(Doc().macintosh, Doc().DefaultExtension());
+    const shell::SaveDialogFilters filters = shell::ProjectSaveFilters(Doc().macintosh, extension);
     QString selected = QString::fromStdString(filters.selected);
     const QString path = app.Prompts().GetSaveFileName(app.Window(), suggested, QString::fromStdString(filters.filters),
                                                        &selected);

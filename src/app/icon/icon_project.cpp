@@ -15,7 +15,8 @@ bool CIconProject::CanSaveInPlace() const {
         case IconContainer::Ico:
         case IconContainer::Cur:
         case IconContainer::Icns:
-        case IconContainer::Iconset: return !PathName().isEmpty();
+        case IconContainer::Iconset:
+        case IconContainer::Strip: return !PathName().isEmpty();
         default: return false;
     }
 }

@@ -64,7 +64,8 @@ void OnResizeImage(AppContext& app) {
     if (app.Prompts().Exec(dialog) != QDialog::Accepted) return;
     const int w = dialog.NewWidth(), h = dialog.NewHeight();
     if (w == width && h == height) return;
-    RunImageCommand(app, [w, h](editor::FormatState& s) { return editor::ResizeImage(s, w, h); });
+    const ResampleQuality quality = shell::ResampleQualityOf(app.Prefs());
+    RunImageCommand(app, [w, h, quality](editor::FormatState& s) { return editor::ResizeImage(s, w, h, quality); });
 }
 
 void OnRotateImage(AppContext& app) {
@@ -130,6 +131,7 @@ void OnNewIconFromImage(AppContext& app) {
     IconProjectRequest base;
     base.threads = static_cast<unsigned>(std::max(1, QThread::idealThreadCount()));
     base.filterLevel = app.Prefs().ApplyFilterToCreateIconFromImageValue;
+    base.quality = shell::ResampleQualityOf(app.Prefs());
     // The top-left pixel's colour becomes transparent in a picture without transparency there; a
     // drawing, or a picture whose corner is already clear, needs no key.
     const QRgb corner = document->image.isNull() ? 0 : document->image.pixel(0, 0);
@@ -174,6 +176,7 @@ void OnBatch(AppContext& app) {
     if (app.Prompts().Exec(dialog) != QDialog::Accepted) return;
     IconProjectRequest request;
     dialog.Request(request);
+    request.quality = shell::ResampleQualityOf(app.Prefs());
     QStringList failures;
     bool cancelled = false;
     const QStringList pictures = dialog.Pictures();

@@ -69,11 +69,12 @@ int AddFormatTo(AppContext& app, CIconProject& project, int from, QWidget* paren
     CKvIcon icon;
     bool made = false;
     if (picture != nullptr) {
-        made = MakeFormatFromImage(*picture, w, h, bits, icon);
+        made = MakeFormatFromImage(*picture, w, h, bits, icon, shell::ResampleQualityOf(app.Prefs()));
     } else if (source != nullptr) {
         // The new format is the current one's picture at the new size and depth.
         const ResizeFilterPreference filter{app.Prefs().ApplyFilterToCreateIconFromImageValue != 10,
-                                            app.Prefs().ApplyFilterToCreateIconFromImageValue};
+                                            app.Prefs().ApplyFilterToCreateIconFromImageValue,
+                                            shell::ResampleQualityOf(app.Prefs())};
         made = MakeFormatFromFormat(source->Icon(), w, h, bits, filter, icon);
     } else {
         const Block empty = CreateDibBlock(w, h, 32);
