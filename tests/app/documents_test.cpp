@@ -210,11 +210,22 @@ void DocumentsTest::openingShowsEveryFormatOfEveryKind() {
     QVERIFY(s.prompts->questions.back().contains("32 x 32, 32 bits: left out"));
     QVERIFY(tools->IsModified());
     QCOMPARE(QImage(s.Path("tools.tbf"), "PNG"), strip);
+    // The same picture as a PNG asks how to open it; as a strip it saves as a new .tbf.
+    QVERIFY(strip.save(s.Path("buttons.png")));
+    s.prompts->items = {"An icon of 16 pictures of 8 x 8"};
+    auto* buttons = qobject_cast<CIconProject*>(s.app->OpenDocumentFile(s.Path("buttons.png")));
+    QVERIFY(buttons != nullptr);
+    QCOMPARE(s.prompts->offeredItems, QString("buttons.png may be a strip of several pictures. Open it as:: One picture, "
+                                              "An icon of 4 pictures of 16 x 16, An icon of 16 pictures of 8 x 8"));
+    QCOMPARE(buttons->Doc().GetFormatCount(), 16);
+    QVERIFY(buttons->PathName().isEmpty());
+    QVERIFY(!s.app->SaveDocument(buttons));
+    QVERIFY(s.prompts->lastSuggested.endsWith("buttons.tbf"));
 
     QVERIFY(qobject_cast<CBrowserDocument*>(s.app->OpenDocumentFile(s.Path("page.htm"))) != nullptr);
     QVERIFY(qobject_cast<QTextBrowser*>(s.app->MainFrame()->ActiveChild()->widget())->toPlainText().contains("Hello page"));
     QVERIFY(s.prompts->messages.empty());
-    QCOMPARE(s.app->recentFiles.Entries().size(), std::size_t{6});
+    QCOMPARE(s.app->recentFiles.Entries().size(), std::size_t{7});
 
     // The format bar can be hidden and shown again in every icon window; the choice is kept.
     s.app->MainFrame()->Action("view.formatBar")->trigger();

@@ -2,6 +2,7 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QImageReader>
 #include <memory>
 
 #include "app/common/app_context.h"
@@ -11,8 +12,10 @@
 #include "app/icon/dialogs.h"
 #include "app/icon/icon_frame.h"
 #include "app/icon/icon_project.h"
+#include "app/picture/dib_frame.h"
 #include "formats/icns_file.h"
 #include "formats/icon_project.h"
+#include "formats/image_strip.h"
 #include "image/file_io.h"
 #include "shell/program_tiles.h"
 #include "shell/texts.h"
@@ -44,6 +47,42 @@ CKvDocument* OpenIconFile(AppContext& app, const QString& path, int) {
         if (first == nullptr) first = project;
     }
     return first;
+}
+
+CKvDocument* OpenPictureOrStrip(AppContext& app, const QString& path, int templateResource) {
+    const QSize size = QImageReader(path).size();
+    const std::optional<StripCell> guess = GuessStripCell(size.width(), size.height());
+    if (templateResource != shell::kTemplateDib || app.Prefs().AskOpenImageStrip == 0 || !guess)
+        return OpenPictureFile(app, path, templateResource);
+    // The cells offered: squares of the guessed side, then of half of it while they divide the
+    // picture (a strip of 32 x 32 buttons may as well be one of 16 x 16 ones).
+    QStringList items{text::kOpenAsPicture};
+    std::vector<StripCell> cells;
+    for (std::int32_t side = guess->width; side >= 8 && cells.size() < 3; side /= 2) {
+        const std::int64_t count = std::int64_t{size.width() / side} * (size.height() / side);
+        if (size.width() % side != 0 || size.height() % side != 0 || count > kMaxStripCells) break;
+        cells.push_back({side, side});
+        items << QString(text::kOpenAsStrip).arg(count).arg(side).arg(side);
+    }
+    bool chosen = false;
+    const QString item = app.Prompts().GetItem(app.Window(), text::kAppTitle,
+                                               QString(text::kStripQuestion).arg(QFileInfo(path).fileName()), items, chosen);
+    const auto index = items.indexOf(item);
+    if (!chosen || index < 0) return nullptr;
+    if (index == 0) return OpenPictureFile(app, path, templateResource);
+    auto doc = std::make_shared<CIconDoc>();
+    const StripCell cell = cells[static_cast<std::size_t>(index - 1)];
+    if (!ReadOnWorker(app, path, text::kImageReadError, [doc, cell, file = path.toStdString()](std::string& reason) {
+            return LoadStripPicture(file, *doc, reason, cell) ? ReadResult::Read : ReadResult::NotReadable;
+        }))
+        return nullptr;
+    auto* project = new CIconProject(shell::kTemplateToolbarStrip);
+    project->Doc() = std::move(*doc);
+    project->container = IconContainer::Strip;
+    project->proposedStem = QFileInfo(path).completeBaseName();
+    project->SetTitle(QFileInfo(path).fileName());
+    app.AddDocumentWindow(project, new CIconDocMDI(*project, app.Workbench().canvas));
+    return project;
 }
 
 bool CIconProject::Save(AppContext& app, bool choose) {

@@ -23,6 +23,10 @@ class CIconProject;
 
 // The opener of icons, cursors and families: one window per icon of the file.
 CKvDocument* OpenIconFile(AppContext& app, const QString& path, int templateResource);
+// Opens a picture as a picture, or, when its shape is that of a strip of equal pictures and the
+// user is asked (AskOpenImageStrip) and chooses so, as a new strip project of one format per
+// picture (saved as a .tbf strip, never over the picture).
+CKvDocument* OpenPictureOrStrip(AppContext& app, const QString& path, int templateResource);
 
 // Writes a project to `path` in the format its extension names (.ico, .cur, .icns or .iconset),
 // after asking about what that file cannot hold and, when it would replace another file, the

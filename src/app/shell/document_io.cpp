@@ -29,7 +29,7 @@ struct KindOpener {
 // the program cannot open yet.
 constexpr KindOpener kOpeners[] = {
     {shell::DocKind::IconProject, OpenIconFile},
-    {shell::DocKind::Image, OpenPictureFile},
+    {shell::DocKind::Image, OpenPictureOrStrip},
     {shell::DocKind::Vector, OpenPictureFile},
     {shell::DocKind::Animation, OpenAnimatedCursor},
     {shell::DocKind::Program, OpenProgramFile},
