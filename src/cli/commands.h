@@ -26,6 +26,7 @@ CommandRunner AddInfoCommand(CLI::App& app);
 CommandRunner AddExtractCommand(CLI::App& app);
 CommandRunner AddConvertCommand(CLI::App& app);
 CommandRunner AddCreateCommand(CLI::App& app);
+CommandRunner AddIconsetCommand(CLI::App& app);
 CommandRunner AddFilterCommand(CLI::App& app);
 CommandRunner AddResizeCommand(CLI::App& app);
 CommandRunner AddRotateCommand(CLI::App& app);

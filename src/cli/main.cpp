@@ -25,13 +25,14 @@ struct Command {
 };
 
 // In the order the help lists them.
-constexpr std::array<Command, 10> kCommands{{
+constexpr std::array<Command, 11> kCommands{{
     {"reduce", AddReduceCommand},
     {"info", AddInfoCommand},
     {"extract", AddExtractCommand},
     {"convert", AddConvertCommand},
     {"seticon", AddSetIconCommand},
     {"create", AddCreateCommand},
+    {"iconset", AddIconsetCommand},
     {"filter", AddFilterCommand},
     {"resize", AddResizeCommand},
     {"rotate", AddRotateCommand},
