@@ -124,9 +124,11 @@ int RunIconset(const IconsetOptions& o) {
 CommandRunner AddIconsetCommand(CLI::App& app) {
     auto options = std::make_shared<IconsetOptions>();
     CLI::App* sub = app.add_subcommand(
-        "iconset", "Make every platform's icon files from one picture, drawing or icon (hand-tuned sizes kept)");
+        "iconset",
+        "Make every platform's icon files from one picture, drawing or icon (hand-tuned sizes kept)");
     sub->add_option("SOURCE", options->source,
-                    "A picture (PNG, BMP, JPEG, ...), an SVG drawing, or an icon (.ico, .icns, .cur, a program's icon, "
+                    "A picture (PNG, BMP, JPEG, ...), an SVG drawing, or an icon (.ico, .icns, .cur, a "
+                    "program's icon, "
                     "...) whose formats are used as they are at their sizes")
         ->required();
     sub->add_option("-o,--output", options->output, "The folder the set is written to (created when missing)")
@@ -134,9 +136,10 @@ CommandRunner AddIconsetCommand(CLI::App& app) {
     sub->add_option("--platforms", options->platforms,
                     "Comma-separated, of windows, macos, linux, msix, android, ios, web (default: all)")
         ->delimiter(',');
-    sub->add_option("--name", options->name,
-                    "The application's name, for the files named after it and the web manifest (default: SOURCE's "
-                    "name)");
+    sub->add_option(
+        "--name", options->name,
+        "The application's name, for the files named after it and the web manifest (default: SOURCE's "
+        "name)");
     sub->add_option("--background", options->background,
                     "The colour under iOS's, the touch and maskable web icons and Android's adaptive icon "
                     "(#RRGGBB; default white)");

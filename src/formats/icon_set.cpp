@@ -13,9 +13,9 @@
 
 #include "formats/icns_codec.h"
 #include "formats/icns_file.h"
+#include "formats/ico_file.h"
 #include "formats/icon_project.h"
 #include "formats/iconset.h"
-#include "formats/ico_file.h"
 #include "formats/image_file.h"
 #include "icon/format_maker.h"
 #include "image/dib_block.h"
@@ -69,9 +69,11 @@ struct IosIcon {
     int scale;
 };
 const IosIcon kIosIcons[] = {
-    {"iphone", 200, 2}, {"iphone", 200, 3}, {"iphone", 290, 2}, {"iphone", 290, 3}, {"iphone", 400, 2},
-    {"iphone", 400, 3}, {"iphone", 600, 2}, {"iphone", 600, 3}, {"ipad", 200, 1},   {"ipad", 200, 2},
-    {"ipad", 290, 1},   {"ipad", 290, 2},   {"ipad", 400, 1},   {"ipad", 400, 2},   {"ipad", 760, 1},
+    {"iphone", 200, 2}, {"iphone", 200, 3}, {"iphone", 290, 2},
+    {"iphone", 290, 3}, {"iphone", 400, 2}, {"iphone", 400, 3},
+    {"iphone", 600, 2}, {"iphone", 600, 3}, {"ipad", 200, 1},
+    {"ipad", 200, 2},   {"ipad", 290, 1},   {"ipad", 290, 2},
+    {"ipad", 400, 1},   {"ipad", 400, 2},   {"ipad", 760, 1},
     {"ipad", 760, 2},   {"ipad", 835, 2},   {"ios-marketing", 10240, 1},
 };
 
@@ -80,7 +82,9 @@ const IosIcon kIosIcons[] = {
 const int kWebIconSizes[] = {192, 512};
 constexpr int kAppleTouchSide = 180;
 
-int Scaled(int base, int percent) { return (base * percent + 50) / 100; }
+int Scaled(int base, int percent) {
+    return (base * percent + 50) / 100;
+}
 
 std::string PointsText(int tenths) {
     return tenths % 10 == 0 ? std::to_string(tenths / 10)
@@ -119,7 +123,8 @@ IconSetFile Square(IconSetPlatform platform, std::string path, int side) {
     return Png(platform, std::move(path), side, side, side);
 }
 
-IconSetFile Pictures(IconSetPlatform platform, std::string path, IconSetFileKind kind, std::vector<int> sizes) {
+IconSetFile Pictures(IconSetPlatform platform, std::string path, IconSetFileKind kind,
+                     std::vector<int> sizes) {
     IconSetFile f;
     f.platform = platform;
     f.path = std::move(path);
@@ -156,7 +161,8 @@ void PlanMacos(std::vector<IconSetFile>& plan, const std::string& stem) {
 void PlanLinux(std::vector<IconSetFile>& plan, const std::string& stem, bool drawing) {
     for (const int side : kLinuxSizes) {
         const std::string box = std::to_string(side) + "x" + std::to_string(side);
-        plan.push_back(Square(IconSetPlatform::Linux, "linux/hicolor/" + box + "/apps/" + stem + ".png", side));
+        plan.push_back(
+            Square(IconSetPlatform::Linux, "linux/hicolor/" + box + "/apps/" + stem + ".png", side));
     }
     if (drawing) {
         IconSetFile copy;
@@ -172,7 +178,8 @@ void PlanMsix(std::vector<IconSetFile>& plan) {
     const auto scaled = [&](const char* asset, int width, int height) {
         for (const int percent : kMsixScales) {
             const int h = Scaled(height, percent);
-            plan.push_back(Png(IconSetPlatform::Msix, dir + asset + ".scale-" + std::to_string(percent) + ".png",
+            plan.push_back(Png(IconSetPlatform::Msix,
+                               dir + asset + ".scale-" + std::to_string(percent) + ".png",
                                Scaled(width, percent), h, h));
         }
     };
@@ -235,13 +242,15 @@ void PlanIos(std::vector<IconSetFile>& plan, IconSetColour background) {
             f.ground = background;  // the system refuses application icons with transparency
             plan.push_back(std::move(f));
         }
-        images += std::string(images.empty() ? "" : ",\n") + "    {\n      \"filename\" : " + JsonString(name) +
-                  ",\n      \"idiom\" : " + JsonString(icon.idiom) + ",\n      \"scale\" : " + JsonString(scale) +
-                  ",\n      \"size\" : " + JsonString(size) + "\n    }";
+        images +=
+            std::string(images.empty() ? "" : ",\n") + "    {\n      \"filename\" : " + JsonString(name) +
+            ",\n      \"idiom\" : " + JsonString(icon.idiom) + ",\n      \"scale\" : " + JsonString(scale) +
+            ",\n      \"size\" : " + JsonString(size) + "\n    }";
     }
-    plan.push_back(Text(IconSetPlatform::Ios, dir + "Contents.json",
-                        "{\n  \"images\" : [\n" + images +
-                            "\n  ],\n  \"info\" : {\n    \"author\" : \"tellurine\",\n    \"version\" : 1\n  }\n}\n"));
+    plan.push_back(
+        Text(IconSetPlatform::Ios, dir + "Contents.json",
+             "{\n  \"images\" : [\n" + images +
+                 "\n  ],\n  \"info\" : {\n    \"author\" : \"tellurine\",\n    \"version\" : 1\n  }\n}\n"));
 }
 
 void PlanWeb(std::vector<IconSetFile>& plan, const std::string& name, IconSetColour background) {
@@ -273,12 +282,15 @@ void PlanWeb(std::vector<IconSetFile>& plan, const std::string& name, IconSetCol
     plan.push_back(Text(IconSetPlatform::Web, "web/site.webmanifest",
                         "{\n  \"name\": " + JsonString(name) + ",\n  \"short_name\": " + JsonString(name) +
                             ",\n  \"icons\": [\n" + icons + "\n  ],\n  \"theme_color\": " + colour +
-                            ",\n  \"background_color\": " + colour + ",\n  \"display\": \"standalone\"\n}\n"));
+                            ",\n  \"background_color\": " + colour +
+                            ",\n  \"display\": \"standalone\"\n}\n"));
 }
 
 }  // namespace
 
-const char* IconSetPlatformName(IconSetPlatform platform) { return kPlatformNames[static_cast<int>(platform)]; }
+const char* IconSetPlatformName(IconSetPlatform platform) {
+    return kPlatformNames[static_cast<int>(platform)];
+}
 
 std::optional<IconSetPlatform> FindIconSetPlatform(std::string_view name) {
     for (const IconSetPlatform platform : kIconSetPlatforms) {
@@ -292,7 +304,8 @@ std::optional<IconSetPlatform> FindIconSetPlatform(std::string_view name) {
 
 std::optional<IconSetColour> ParseIconSetColour(std::string_view text) {
     std::string lower(text);
-    std::transform(lower.begin(), lower.end(), lower.begin(), [](unsigned char c) { return std::tolower(c); });
+    std::transform(lower.begin(), lower.end(), lower.begin(),
+                   [](unsigned char c) { return std::tolower(c); });
     if (lower == "white") return IconSetColour{255, 255, 255};
     if (lower == "black") return IconSetColour{0, 0, 0};
     std::string_view hex = lower;
@@ -315,7 +328,9 @@ std::string IconSetColourText(IconSetColour colour) {
     return text;
 }
 
-std::string IconSetFileStem(const std::string& name) { return SafeFileNamePart(name); }
+std::string IconSetFileStem(const std::string& name) {
+    return SafeFileNamePart(name);
+}
 
 std::vector<IconSetFile> PlanIconSet(const IconSetRequest& request) {
     const std::string stem = IconSetFileStem(request.name);
@@ -396,14 +411,17 @@ Block CentredOnSquare(const Block& picture) {
 }
 
 // Every picture the set scales is scaled here: the one place where the resampler is chosen.
-Block ScalePicture(const PreparedResample& prepared, int side) { return prepared.Resample(side, side); }
+Block ScalePicture(const PreparedResample& prepared, int side) {
+    return prepared.Resample(side, side);
+}
 
 }  // namespace
 
 bool IconSetSource::SetPicture(Block picture32) {
     if (DibBitCount(picture32) != 32) return false;
     *state_ = State{};
-    state_->picture = DibWidth(picture32) == DibHeight(picture32) ? std::move(picture32) : CentredOnSquare(picture32);
+    state_->picture =
+        DibWidth(picture32) == DibHeight(picture32) ? std::move(picture32) : CentredOnSquare(picture32);
     return !state_->picture.empty();
 }
 
@@ -421,10 +439,18 @@ bool IconSetSource::SetProject(CIconDoc doc) {
     return true;
 }
 
-bool IconSetSource::IsDrawing() const { return state_->drawing != nullptr; }
-bool IconSetSource::IsProject() const { return state_->isProject; }
-const CIconDoc* IconSetSource::Project() const { return state_->isProject ? &state_->project : nullptr; }
-std::span<const std::uint8_t> IconSetSource::DrawingBytes() const { return state_->drawingBytes; }
+bool IconSetSource::IsDrawing() const {
+    return state_->drawing != nullptr;
+}
+bool IconSetSource::IsProject() const {
+    return state_->isProject;
+}
+const CIconDoc* IconSetSource::Project() const {
+    return state_->isProject ? &state_->project : nullptr;
+}
+std::span<const std::uint8_t> IconSetSource::DrawingBytes() const {
+    return state_->drawingBytes;
+}
 
 bool LoadIconSetSource(const std::string& path, IconSetSource& source, std::string& error) {
     const auto loadDrawing = [&](std::vector<std::uint8_t> bytes) {
@@ -434,7 +460,8 @@ bool LoadIconSetSource(const std::string& path, IconSetSource& source, std::stri
         return true;
     };
     std::vector<std::uint8_t> bytes;
-    if (IsSvgFile(path, {})) return ReadFileBytes(path, bytes, kMaxSvgBytes, error) && loadDrawing(std::move(bytes));
+    if (IsSvgFile(path, {}))
+        return ReadFileBytes(path, bytes, kMaxSvgBytes, error) && loadDrawing(std::move(bytes));
     IconFileContents contents;
     bool unreadable = false;
     if (LoadIconContainer(path, contents, error, &unreadable)) {
@@ -522,8 +549,9 @@ private:
         auto run = [&] {
             for (std::size_t i = next++; i < order.size(); i = next++) work(order[i]);
         };
-        RunOnThreads(std::clamp<unsigned>(threads_, 1, static_cast<unsigned>(std::max<std::size_t>(order.size(), 1))),
-                     run);
+        RunOnThreads(
+            std::clamp<unsigned>(threads_, 1, static_cast<unsigned>(std::max<std::size_t>(order.size(), 1))),
+            run);
     }
 
     bool MakePictures(std::string& error) {
@@ -598,7 +626,9 @@ private:
     }
 
     // A 32-bit format of the picture of that side.
-    bool TrueColourFormat(int side, CKvIcon& icon) const { return FormatFromPicture(PictureOf(side), 32, icon); }
+    bool TrueColourFormat(int side, CKvIcon& icon) const {
+        return FormatFromPicture(PictureOf(side), 32, icon);
+    }
 
     bool MakeIco(const IconSetFile& f, std::vector<std::uint8_t>& out) const {
         CIconDoc doc;
@@ -652,7 +682,8 @@ private:
             const IconSetFile& f = plan_[i];
             return static_cast<std::int64_t>(f.width) * f.height * (f.kind == IconSetFileKind::Png ? 1 : 2);
         };
-        std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) { return cost(a) > cost(b); });
+        std::stable_sort(order.begin(), order.end(),
+                         [&](std::size_t a, std::size_t b) { return cost(a) > cost(b); });
         std::atomic<bool> failed{false};
         Share(order, [&](std::size_t i) {
             const IconSetFile& f = plan_[i];

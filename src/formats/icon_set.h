@@ -33,10 +33,9 @@
 namespace tellurine {
 
 enum class IconSetPlatform { Windows, Macos, Linux, Msix, Android, Ios, Web };
-inline constexpr std::array kIconSetPlatforms{IconSetPlatform::Windows, IconSetPlatform::Macos,
-                                              IconSetPlatform::Linux,   IconSetPlatform::Msix,
-                                              IconSetPlatform::Android, IconSetPlatform::Ios,
-                                              IconSetPlatform::Web};
+inline constexpr std::array kIconSetPlatforms{
+    IconSetPlatform::Windows, IconSetPlatform::Macos, IconSetPlatform::Linux, IconSetPlatform::Msix,
+    IconSetPlatform::Android, IconSetPlatform::Ios,   IconSetPlatform::Web};
 
 // "windows", "macos", "linux", "msix", "android", "ios", "web"; the folder of its files too.
 const char* IconSetPlatformName(IconSetPlatform platform);
@@ -60,11 +59,11 @@ struct IconSetFile {
     IconSetFileKind kind = IconSetFileKind::Png;
     // The canvas of a PNG file; the largest picture of an .ico or .icns; 0 x 0 for the others.
     int width = 0, height = 0;
-    int picture = 0;          // a PNG file's square picture, centred on the canvas
+    int picture = 0;                      // a PNG file's square picture, centred on the canvas
     std::optional<IconSetColour> ground;  // the picture flattened onto this colour: no alpha left
     bool circle = false;                  // the result masked to the circle the canvas holds
-    std::vector<int> sizes;   // the pictures of an .ico or .icns, in the order they are written
-    std::string text;         // a text file's contents
+    std::vector<int> sizes;               // the pictures of an .ico or .icns, in the order they are written
+    std::string text;                     // a text file's contents
 };
 
 struct IconSetRequest {
