@@ -622,7 +622,9 @@ private:
         const Block& picture = PictureOf(side);
         if (width == side && height == side && !ground && !circle) return EncodePng(picture, out, kPngLevel);
         const Block composed = Compose(picture, width, height, ground ? &*ground : nullptr, circle);
-        return !composed.empty() && EncodePng(composed, out, kPngLevel);
+        // A flattened picture is stored without alpha: iOS refuses icons that have an alpha channel.
+        return !composed.empty() &&
+               EncodePng(composed, out, kPngLevel, ground ? PngChannels::Rgb : PngChannels::Rgba);
     }
 
     // A 32-bit format of the picture of that side.

@@ -582,28 +582,30 @@ std::uint8_t PaethPredictor(int a, int b, int c) {
     return static_cast<std::uint8_t>(pa <= pb && pa <= pc ? a : pb <= pc ? b : c);
 }
 
-// Row filter `type` (0 none, 1 sub, 2 up, 3 average, 4 Paeth) of the RGBA row `cur`, with `prior`
-// the unfiltered row above it (zeros above the first row) and zeros left of the first pixel.
-void FilterRow(int type, const std::uint8_t* cur, const std::uint8_t* prior, std::size_t n, std::uint8_t* out) {
-    const std::size_t first = std::min<std::size_t>(4, n);
+// Row filter `type` (0 none, 1 sub, 2 up, 3 average, 4 Paeth) of the row `cur` of `bpp` bytes per
+// pixel, with `prior` the unfiltered row above it (zeros above the first row) and zeros left of
+// the first pixel.
+void FilterRow(int type, const std::uint8_t* cur, const std::uint8_t* prior, std::size_t n, std::size_t bpp,
+               std::uint8_t* out) {
+    const std::size_t first = std::min(bpp, n);
     switch (type) {
         case 0: std::memcpy(out, cur, n); break;
         case 1:
             std::memcpy(out, cur, first);
-            for (std::size_t i = 4; i < n; ++i) out[i] = static_cast<std::uint8_t>(cur[i] - cur[i - 4]);
+            for (std::size_t i = bpp; i < n; ++i) out[i] = static_cast<std::uint8_t>(cur[i] - cur[i - bpp]);
             break;
         case 2:
             for (std::size_t i = 0; i < n; ++i) out[i] = static_cast<std::uint8_t>(cur[i] - prior[i]);
             break;
         case 3:
             for (std::size_t i = 0; i < first; ++i) out[i] = static_cast<std::uint8_t>(cur[i] - (prior[i] >> 1));
-            for (std::size_t i = 4; i < n; ++i)
-                out[i] = static_cast<std::uint8_t>(cur[i] - ((cur[i - 4] + prior[i]) >> 1));
+            for (std::size_t i = bpp; i < n; ++i)
+                out[i] = static_cast<std::uint8_t>(cur[i] - ((cur[i - bpp] + prior[i]) >> 1));
             break;
         default:
             for (std::size_t i = 0; i < first; ++i) out[i] = static_cast<std::uint8_t>(cur[i] - prior[i]);
-            for (std::size_t i = 4; i < n; ++i)
-                out[i] = static_cast<std::uint8_t>(cur[i] - PaethPredictor(cur[i - 4], prior[i], prior[i - 4]));
+            for (std::size_t i = bpp; i < n; ++i)
+                out[i] = static_cast<std::uint8_t>(cur[i] - PaethPredictor(cur[i - bpp], prior[i], prior[i - bpp]));
             break;
     }
 }
@@ -630,11 +632,11 @@ std::uint64_t FilterCost(const std::uint8_t* row, std::size_t n) {
 }
 
 // The PNG form of a 32-bit picture's rows before compression: top row first, each turned from BGRA
-// into RGBA and led by its filter type. Icon-sized pictures use the "up" filter alone, which packs
-// within about 2% of trying every filter in a fraction of the time; larger ones take, row by row,
-// the filter whose output has the smallest cost.
-void FilterRows(const BgraPicture& picture, std::uint8_t* out) {
-    const std::size_t n = static_cast<std::size_t>(picture.width) * 4;
+// into RGBA (or RGB, the alpha left out, when `bpp` is 3) and led by its filter type. Icon-sized
+// pictures use the "up" filter alone, which packs within about 2% of trying every filter in a
+// fraction of the time; larger ones take, row by row, the filter whose output has the smallest cost.
+void FilterRows(const BgraPicture& picture, std::size_t bpp, std::uint8_t* out) {
+    const std::size_t n = static_cast<std::size_t>(picture.width) * bpp;
     const bool adaptive = std::int64_t{picture.width} * picture.height > 128 * 128;
     std::vector<std::uint8_t> rows(2 * n, 0), trial(adaptive ? 4 * n : 0);
     std::uint8_t* prior = rows.data();
@@ -642,11 +644,19 @@ void FilterRows(const BgraPicture& picture, std::uint8_t* out) {
     // Rows are stored bottom-up; PNG wants the top row first.
     for (std::int32_t y = picture.height - 1; y >= 0; --y, out += n + 1) {
         const std::uint8_t* src = picture.bottom + static_cast<std::ptrdiff_t>(y) * picture.stride;
-        for (std::size_t i = 0; i < n; i += 4) {
-            cur[i] = src[i + 2];
-            cur[i + 1] = src[i + 1];
-            cur[i + 2] = src[i];
-            cur[i + 3] = src[i + 3];
+        if (bpp == 4) {
+            for (std::size_t i = 0; i < n; i += 4) {
+                cur[i] = src[i + 2];
+                cur[i + 1] = src[i + 1];
+                cur[i + 2] = src[i];
+                cur[i + 3] = src[i + 3];
+            }
+        } else {
+            for (std::size_t i = 0; i < n; i += 3, src += 4) {
+                cur[i] = src[2];
+                cur[i + 1] = src[1];
+                cur[i + 2] = src[0];
+            }
         }
         int best = 2;
         if (adaptive) {
@@ -655,7 +665,7 @@ void FilterRows(const BgraPicture& picture, std::uint8_t* out) {
             best = 0;
             for (int type = 1; type <= 4; ++type) {
                 std::uint8_t* to = type == 2 ? out + 1 : trial.data() + static_cast<std::size_t>(type - 1) * n;
-                FilterRow(type, cur, prior, n, to);
+                FilterRow(type, cur, prior, n, bpp, to);
                 const std::uint64_t cost = FilterCost(to, n);
                 if (cost < bestCost) {
                     bestCost = cost;
@@ -664,7 +674,7 @@ void FilterRows(const BgraPicture& picture, std::uint8_t* out) {
             }
             if (best != 2) std::memcpy(out + 1, best == 0 ? cur : trial.data() + static_cast<std::size_t>(best - 1) * n, n);
         } else {
-            FilterRow(2, cur, prior, n, out + 1);
+            FilterRow(2, cur, prior, n, bpp, out + 1);
         }
         out[0] = static_cast<std::uint8_t>(best);
         std::swap(prior, cur);
@@ -797,19 +807,20 @@ Block DecodePng(std::span<const std::uint8_t> png, int depth, PngDecoder decoder
     return depth == 24 ? PackTrueColor(decoded, w, h, depth) : PackIndexed(decoded, w, h, depth);
 }
 
-bool EncodePng(const Block& dib32, std::vector<std::uint8_t>& out, int level) {
+bool EncodePng(const Block& dib32, std::vector<std::uint8_t>& out, int level, PngChannels channels) {
     const auto layout = GetDibLayout(dib32);
     if (!layout || layout->bitCount != 32 || layout->coreHeader) return false;
     return EncodePng(BgraPicture{dib32.data() + layout->pixelOffset, static_cast<std::ptrdiff_t>(layout->stride),
                                  layout->width, layout->height},
-                     out, level);
+                     out, level, channels);
 }
 
-bool EncodePng(const BgraPicture& picture, std::vector<std::uint8_t>& out, int level) {
+bool EncodePng(const BgraPicture& picture, std::vector<std::uint8_t>& out, int level, PngChannels channels) {
     out.clear();
     const std::int32_t w = picture.width, h = picture.height;
     if (picture.bottom == nullptr || w <= 0 || h <= 0 || w > kMaxDibDimension || h > kMaxDibDimension) return false;
-    const std::size_t rowBytes = static_cast<std::size_t>(w) * 4;
+    const std::size_t bpp = channels == PngChannels::Rgb ? 3 : 4;
+    const std::size_t rowBytes = static_cast<std::size_t>(w) * bpp;
     const std::size_t filteredSize = (rowBytes + 1) * static_cast<std::size_t>(h);
     libdeflate_compressor* compressor = Compressor(std::clamp(level, 1, 12));
     if (compressor == nullptr) return false;
@@ -819,7 +830,7 @@ bool EncodePng(const BgraPicture& picture, std::vector<std::uint8_t>& out, int l
         DeflateState& state = ThreadDeflateState();
         std::uint8_t* const filtered = state.filtered.Get(filteredSize);
         if (filtered == nullptr) return false;
-        FilterRows(picture, filtered);
+        FilterRows(picture, bpp, filtered);
         const std::size_t bound = libdeflate_zlib_compress_bound(compressor, filteredSize);
         std::uint8_t* const stream = state.compressed.Get(bound);
         if (stream == nullptr) return false;
@@ -834,7 +845,7 @@ bool EncodePng(const BgraPicture& picture, std::vector<std::uint8_t>& out, int l
         StoreBE32(header, static_cast<std::uint32_t>(w));
         StoreBE32(header + 4, static_cast<std::uint32_t>(h));
         header[8] = 8;  // bits per channel
-        header[9] = 6;  // RGBA; compression, filter method and interlacing all 0
+        header[9] = bpp == 3 ? 2 : 6;  // RGB or RGBA; compression, filter method and interlacing all 0
         p = PutChunk(p, "IHDR", header, sizeof header);
         for (std::size_t begin = 0; begin < packed; begin += kIdatChunkBytes) {
             const std::size_t length = std::min(kIdatChunkBytes, packed - begin);

@@ -82,9 +82,14 @@ bool DecodePngToBgra(std::span<const std::uint8_t> png, std::int32_t& width, std
 enum class PngDecoder { Automatic, Libpng };
 Block DecodePng(std::span<const std::uint8_t> png, int depth, PngDecoder decoder);
 
-// Encodes a 32-bit packed bitmap as an 8-bit-per-channel RGBA PNG (alpha as stored). Returns
-// false on failure. `level` is the compression effort, 1 (fastest) to 12 (smallest).
-bool EncodePng(const Block& dib32, std::vector<std::uint8_t>& out, int level = 6);
+// The channels an encoded PNG stream holds: RGBA (alpha as stored), or RGB, the alpha left out,
+// for pictures that must have none.
+enum class PngChannels { Rgba, Rgb };
+
+// Encodes a 32-bit packed bitmap as an 8-bit-per-channel PNG. Returns false on failure. `level`
+// is the compression effort, 1 (fastest) to 12 (smallest).
+bool EncodePng(const Block& dib32, std::vector<std::uint8_t>& out, int level = 6,
+               PngChannels channels = PngChannels::Rgba);
 
 // 32-bit blue-green-red-alpha rows that lie in someone else's memory: the bottom row first,
 // `stride` bytes from one row's start to the next one's above it.
@@ -96,6 +101,7 @@ struct BgraPicture {
 };
 // The same from such rows, with no copy of them: gives what EncodePng gives for a packed bitmap
 // holding those rows.
-bool EncodePng(const BgraPicture& picture, std::vector<std::uint8_t>& out, int level = 6);
+bool EncodePng(const BgraPicture& picture, std::vector<std::uint8_t>& out, int level = 6,
+               PngChannels channels = PngChannels::Rgba);
 
 }  // namespace tellurine

@@ -86,6 +86,29 @@ TEST(Png, EncodeDecodeRoundTripKeepsEveryByteOfAlpha) {
     EXPECT_FALSE(EncodePng(CreateDibBlock(2, 2, 24), png));
 }
 
+TEST(Png, RgbStreamsLeaveTheAlphaOutAndKeepEveryColour) {
+    // Small pictures take the "up" filter alone, large ones every filter by row: each must undo.
+    for (const int side : {7, 150}) {
+        const Block dib = test::MakeDib(side, side + 3, 32, [](int x, int stored) {
+            return test::Px{U8(x * 37 + stored), U8(x ^ stored), U8(stored * 11), U8(x)};
+        });
+        std::vector<std::uint8_t> png;
+        ASSERT_TRUE(EncodePng(dib, png, 6, PngChannels::Rgb));
+        ASSERT_GT(png.size(), 26u);
+        EXPECT_EQ(png[25], 2) << side;  // the header's colour type: RGB
+        const Block back = DecodePng(png, 32);
+        ASSERT_EQ(DibWidth(back), side);
+        ASSERT_EQ(DibHeight(back), side + 3);
+        bool same = true;
+        for (int stored = 0; stored < side + 3; ++stored)
+            for (int x = 0; x < side; ++x) {
+                const test::Px want = test::At(dib, x, stored);
+                same = same && test::At(back, x, stored) == test::Px{want[0], want[1], want[2], 255};
+            }
+        EXPECT_TRUE(same) << side;
+    }
+}
+
 TEST(Png, PalettesGreyAndInterlacingDecodeToTheStoredValues) {
     Block p = DecodePng(kPalettePng, 32);
     ASSERT_EQ(DibWidth(p), 3);
