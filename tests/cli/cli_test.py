@@ -42,7 +42,7 @@ class Usage(unittest.TestCase):
             self.assertEqual(run(*args).returncode, 2, args)
         self.assertEqual(run("frobnicate").stderr,
                          'tellurine-cli: unknown command "frobnicate"; the commands are convert, create, '
-                         'extract, filter, flip, info, reduce, resize, rotate, seticon (see --help)\n')
+                         'extract, filter, flip, iconset, info, reduce, resize, rotate, seticon (see --help)\n')
 
 
 class Reduce(ScratchCase):
