@@ -1,5 +1,6 @@
 """Makes the deterministic inputs of scripts/bench in the folder given."""
 import io
+import math
 import os
 import random
 import struct
@@ -98,8 +99,31 @@ def family_inputs():
         img.save(os.path.join(out, f"big-{size}.png"))
 
 
+def drawing(path):
+    """An icon drawing of the kind applications ship: a rounded square with a gradient, a soft
+    shadow (a blur filter), a shape of curves and sixty small dots."""
+    dots = "".join(f'<circle cx="{128 + 90 * math.cos(i / 60 * 2 * math.pi):.2f}" '
+                   f'cy="{128 + 90 * math.sin(i / 60 * 2 * math.pi):.2f}" r="4" fill="#fff" fill-opacity="0.8"/>'
+                   for i in range(60))
+    with open(path, "w") as f:
+        f.write(f"""<svg xmlns="http://www.w3.org/2000/svg" width="256" height="256" viewBox="0 0 256 256">
+  <defs>
+    <linearGradient id="g" x1="0" y1="0" x2="1" y2="1">
+      <stop offset="0" stop-color="#3a8ee6"/><stop offset="1" stop-color="#1b3d8f"/>
+    </linearGradient>
+    <filter id="shadow"><feGaussianBlur stdDeviation="6"/></filter>
+  </defs>
+  <rect x="20" y="26" width="216" height="216" rx="48" fill="#000" fill-opacity="0.35" filter="url(#shadow)"/>
+  <rect x="16" y="16" width="216" height="216" rx="48" fill="url(#g)"/>
+  <path d="M70 180 C 90 60, 166 60, 186 180 S 120 220, 70 180 Z" fill="#ffd23f" stroke="#5a3b00" stroke-width="5"/>
+  {dots}
+</svg>
+""")
+
+
 if __name__ == "__main__":
     out = sys.argv[1]
+    drawing(os.path.join(out, "drawing.svg"))
     photo(os.path.join(out, "photo.png"))
     family_inputs()
     # 100 pictures to make icons from: copies of the 1024 x 1024 icon picture.
