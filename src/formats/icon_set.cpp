@@ -638,7 +638,9 @@ private:
             CKvIcon icon;
             const auto tuned = exactFormats_.find(side);
             if (tuned != exactFormats_.end()) {
+                // The hand-tuned format as it is; a large true-colour one stored as PNG all the same.
                 icon = source_.project.GetFormat(tuned->second)->Icon();
+                if (side >= kIcoPngSide && icon.BitsPerPixel() == 32) icon.SetCompressed(true);
             } else {
                 if (!TrueColourFormat(side, icon)) return false;
                 if (side >= kIcoPngSide) {

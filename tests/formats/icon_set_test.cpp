@@ -108,10 +108,21 @@ TEST(IconSetPlan, EveryPlatformsFilesHaveTheirDocumentedSizes) {
         }
         EXPECT_EQ(f.circle, f.path.ends_with("ic_launcher_round.png")) << f.path;
     }
-    EXPECT_EQ(
-        std::count_if(plan.begin(), plan.end(),
-                      [](const IconSetFile& f) { return f.path.find("targetsize") != std::string::npos; }),
-        28);
+    // The sides of the Linux theme folders and of the target-size app list icons, from the paths.
+    std::vector<int> linux, targets;
+    for (const IconSetFile& f : plan) {
+        if (f.path.starts_with("linux/hicolor/") && f.kind == IconSetFileKind::Png) {
+            linux.push_back(std::stoi(f.path.substr(14)));
+            EXPECT_EQ(f.width, linux.back()) << f.path;
+        }
+        if (const auto at = f.path.find("targetsize-"); at != std::string::npos) {
+            targets.push_back(std::stoi(f.path.substr(at + 11)));
+            EXPECT_EQ(f.width, targets.back()) << f.path;
+        }
+    }
+    EXPECT_EQ(linux, (std::vector<int>{16, 22, 24, 32, 48, 64, 128, 256, 512}));
+    EXPECT_EQ(targets, (std::vector<int>{16, 16, 20, 20, 24, 24, 30, 30, 32, 32, 36, 36, 40,  40,
+                                         48, 48, 60, 60, 64, 64, 72, 72, 80, 80, 96, 96, 256, 256}));
     // The drawing's copy only from a drawing.
     EXPECT_EQ(Find(plan, "linux/hicolor/scalable/apps/My_App.svg"), nullptr);
     EXPECT_EQ(Find(FullPlan(true), "linux/hicolor/scalable/apps/My_App.svg")->kind,
@@ -128,14 +139,16 @@ TEST(IconSetPlan, TextFilesNameWhatTheSetHolds) {
         const IconSetFile* f = Find(plan, "ios/AppIcon.appiconset/" + image["filename"].get<std::string>());
         ASSERT_NE(f, nullptr) << image;
         const double points = std::stod(image["size"].get<std::string>());
-        EXPECT_EQ(f->width, static_cast<int>(points * (image["scale"].get<std::string>()[0] - '0'))) << image;
+        EXPECT_EQ(f->width, points * (image["scale"].get<std::string>()[0] - '0')) << image;
         listed.insert(image["idiom"].get<std::string>() + " " + image["size"].get<std::string>() + " " +
                       image["scale"].get<std::string>());
     }
-    EXPECT_EQ(listed.size(), 18u);
-    for (const char* wanted : {"iphone 60x60 3x", "iphone 20x20 2x", "ipad 83.5x83.5 2x", "ipad 76x76 1x",
-                               "ios-marketing 1024x1024 1x"})
-        EXPECT_TRUE(listed.contains(wanted)) << wanted;
+    EXPECT_EQ(listed,
+              (std::set<std::string>{
+                  "iphone 20x20 2x", "iphone 20x20 3x", "iphone 29x29 2x", "iphone 29x29 3x",
+                  "iphone 40x40 2x", "iphone 40x40 3x", "iphone 60x60 2x", "iphone 60x60 3x", "ipad 20x20 1x",
+                  "ipad 20x20 2x", "ipad 29x29 1x", "ipad 29x29 2x", "ipad 40x40 1x", "ipad 40x40 2x",
+                  "ipad 76x76 1x", "ipad 76x76 2x", "ipad 83.5x83.5 2x", "ios-marketing 1024x1024 1x"}));
     EXPECT_EQ(contents["info"]["version"], 1);
 
     const auto manifest = nlohmann::json::parse(Find(plan, "web/site.webmanifest")->text);
@@ -147,6 +160,12 @@ TEST(IconSetPlan, TextFilesNameWhatTheSetHolds) {
         EXPECT_EQ(icon["sizes"], std::to_string(f->width) + "x" + std::to_string(f->height));
         EXPECT_EQ(icon.value("purpose", ""), f->picture < f->width ? "maskable" : "") << icon;
     }
+    // A name with quotes and control characters stays one JSON string.
+    IconSetRequest odd;
+    odd.platforms = {IconSetPlatform::Web};
+    odd.name = "Say \"hi\"\t\x01\\";
+    const std::vector<IconSetFile> web = PlanIconSet(odd);
+    EXPECT_EQ(nlohmann::json::parse(Find(web, "web/site.webmanifest")->text)["name"], odd.name);
     EXPECT_NE(Find(plan, "android/res/values/ic_launcher_background.xml")->text.find(">#102030</color>"),
               std::string::npos);
     EXPECT_NE(Find(plan, "android/res/mipmap-anydpi-v26/ic_launcher_round.xml")
@@ -235,7 +254,9 @@ TEST(IconSet, HandTunedSizesOfAProjectAreKeptAndOnlyMissingSizesScaled) {
     // In the .ico: 16 the pattern, 24 the 4-bit format at its depth, 48 the 24-bit one, and 20
     // scaled from the 24-pixel format (the smallest larger one).
     CIconDoc ico;
-    ASSERT_TRUE(ReadIconFile(files[0], ico));
+    IconFileType type = IconFileType::Cursor;
+    ASSERT_TRUE(ReadIconFile(files[0], ico, &type));
+    EXPECT_EQ(type, IconFileType::Icon);
     std::map<int, const CIconObject*> bySide;
     for (int i = 0; i < ico.GetFormatCount(); ++i) bySide[ico.GetFormat(i)->Width()] = ico.GetFormat(i);
     ASSERT_EQ(bySide.size(), 8u);
@@ -243,6 +264,8 @@ TEST(IconSet, HandTunedSizesOfAProjectAreKeptAndOnlyMissingSizesScaled) {
     EXPECT_EQ(bySide[24]->BitCount(), 4);
     EXPECT_EQ(bySide[48]->BitCount(), 24);
     EXPECT_EQ(bySide[20]->BitCount(), 32);
+    EXPECT_TRUE(bySide[256]->Icon().IsCompressed());  // stored as PNG
+    EXPECT_FALSE(bySide[64]->Icon().IsCompressed());
     const Block green24 = source.Project()->GetFormat(4)->Icon().To32BitDib();
     EXPECT_TRUE(SamePixels(bySide[20]->Icon().To32BitDib(), ResampleDib(green24, 20, 20)));
     EXPECT_TRUE(SamePixels(bySide[64]->Icon().To32BitDib(),
@@ -255,8 +278,8 @@ TEST(IconSet, PicturesArePlacedFlattenedAndMaskedAsEachFileWants) {
         return Px{0, 0, 255, 255};
     })));  // red, wide
     IconSetRequest request;
-    request.platforms = {IconSetPlatform::Msix, IconSetPlatform::Android, IconSetPlatform::Ios,
-                         IconSetPlatform::Web};
+    request.platforms = {IconSetPlatform::Windows, IconSetPlatform::Msix, IconSetPlatform::Android,
+                         IconSetPlatform::Ios, IconSetPlatform::Web};
     request.background = {0, 0, 200};
     const std::vector<IconSetFile> plan = PlanIconSet(request);
     std::vector<Bytes> files;
@@ -291,6 +314,12 @@ TEST(IconSet, PicturesArePlacedFlattenedAndMaskedAsEachFileWants) {
         // A clear pixel's colour does not matter.
         const Px got = At(png, p.x, DibHeight(png) - 1 - p.y);
         EXPECT_EQ(got[3] == 0 ? clear : got, p.pixel) << p.path << " " << p.x << "," << p.y;
+    }
+    // The scaled 256-pixel picture of the .ico is stored as PNG, the smaller ones as bitmaps.
+    CIconDoc ico;
+    ASSERT_TRUE(ReadIconFile(files[0], ico));
+    for (int i = 0; i < ico.GetFormatCount(); ++i) {
+        EXPECT_EQ(ico.GetFormat(i)->Icon().IsCompressed(), ico.GetFormat(i)->Width() == 256);
     }
     // The flattened files have no alpha channel at all (colour type 2); the others keep theirs (6).
     for (std::size_t i = 0; i < plan.size(); ++i) {
@@ -333,6 +362,51 @@ TEST(IconSet, DrawingsAreRenderedAtEverySizeAndCopied) {
     format_test::WriteBytes(dir / "blocked", bytes);
     EXPECT_FALSE(WriteIconSet(source, plan, (dir / "blocked").string(), 2, error));
     EXPECT_NE(error.find("blocked"), std::string::npos) << error;
+    // A source of nothing makes no picture: nothing is written.
+    error.clear();
+    EXPECT_FALSE(WriteIconSet(IconSetSource(), plan, (dir / "none").string(), 2, error));
+    EXPECT_FALSE(error.empty());
+    EXPECT_FALSE(std::filesystem::exists(dir / "none"));
+}
+
+TEST(IconSet, SourcesAreReadByWhatTheyHold) {
+    format_test::ScratchDir dir;
+    const Bytes drawing(kDrawing.begin(), kDrawing.end());
+    format_test::WriteBytes(dir / "art.svg", drawing);
+    format_test::WriteBytes(dir / "art-without-extension", drawing);
+    Bytes png;
+    ASSERT_TRUE(EncodePng(Smooth(40), png));
+    format_test::WriteBytes(dir / "picture.png", png);
+    CIconDoc doc;
+    doc.AddFormat(Format(Checkerboard(16), 32));
+    doc.AddFormat(Format(Smooth(32), 8));
+    Bytes ico;
+    ASSERT_TRUE(WriteIconFile(doc, false, ico));
+    format_test::WriteBytes(dir / "project.ico", ico);
+    format_test::WriteBytes(dir / "junk.png", Bytes{1, 2, 3});
+    enum class Kind { Drawing, Project, Picture, None };
+    const std::pair<const char*, Kind> table[] = {
+        {"art.svg", Kind::Drawing},     {"art-without-extension", Kind::Drawing},
+        {"picture.png", Kind::Picture}, {"project.ico", Kind::Project},
+        {"junk.png", Kind::None},       {"missing.png", Kind::None},
+    };
+    for (const auto& [name, kind] : table) {
+        IconSetSource source;
+        std::string error;
+        const bool read = LoadIconSetSource((dir / name).string(), source, error);
+        EXPECT_EQ(read, kind != Kind::None) << name << ": " << error;
+        EXPECT_EQ(source.IsDrawing(), kind == Kind::Drawing) << name;
+        EXPECT_EQ(source.IsProject(), kind == Kind::Project) << name;
+        if (kind == Kind::None) {
+            EXPECT_FALSE(error.empty()) << name;
+        }
+        if (kind == Kind::Drawing) {
+            EXPECT_EQ(std::vector(source.DrawingBytes().begin(), source.DrawingBytes().end()), drawing);
+        }
+        if (kind == Kind::Project) {
+            EXPECT_EQ(source.Project()->GetFormatCount(), 2) << name;
+        }
+    }
 }
 
 }  // namespace
