@@ -216,6 +216,15 @@ class IconsetTest(ScratchCase):
             px = im.convert("RGBA")
             self.assertNotIn(px.getpixel((10, 10)), [(255, 0, 0, 255), (0, 0, 255, 255)])
 
+    def test_listing_without_json_is_one_line_per_file(self):
+        r = run("iconset", self.path("picture.png"), "-o", self.path("out"), "--platforms", "WEB")
+        self.assertEqual(r.returncode, 0, r.stderr)
+        web = self.path("out/web/")
+        self.assertEqual(r.stdout.splitlines(), [
+            web + "favicon.ico (48x48)", web + "apple-touch-icon.png (180x180)", web + "icon-192.png (192x192)",
+            web + "icon-512.png (512x512)", web + "icon-maskable-192.png (192x192)",
+            web + "icon-maskable-512.png (512x512)", web + "site.webmanifest"])
+
     def test_chosen_platforms_only_and_other_files_left_alone(self):
         os.makedirs(self.path("out/web"))
         self.write("out/web/notes.txt", b"mine")
@@ -231,7 +240,8 @@ class IconsetTest(ScratchCase):
 
     def test_usage_and_failures_are_one_line_with_their_exit_codes(self):
         for args, code, words in (
-            (["--platforms", "windows,symbian"], 2, 'there is no platform "symbian"'),
+            (["--platforms", "windows,symbian"], 2,
+             'there is no platform "symbian" (windows, macos, linux, msix, android, ios, web)'),
             (["--background", "#12345"], 2, "is not a colour"),
             (["--background", "mauve"], 2, "is not a colour"),
         ):
