@@ -542,7 +542,7 @@ private:
 
     static Look LookOf(const IconSetFile& f) { return {f.width, f.height, f.picture, f.ground, f.circle}; }
 
-    // Runs work(i) for i in 0..count-1 on the threads, largest first when `order` gives the order.
+    // Runs work(i) for each i of `order` on the threads, taken in that order.
     template <typename Work>
     void Share(const std::vector<std::size_t>& order, Work&& work) {
         std::atomic<std::size_t> next{0};
@@ -585,7 +585,7 @@ private:
                 }
             }
         } else if (!source_.drawing) {
-            sourcePictures_.push_back(std::make_unique<Block>(source_.picture.Duplicate()));
+            preparations_.push_back(std::make_unique<PreparedResample>(source_.picture, threads_));
         }
         for (const auto& picture : sourcePictures_)
             preparations_.push_back(std::make_unique<PreparedResample>(*picture, threads_));
@@ -718,7 +718,7 @@ private:
     std::vector<int> sides_;  // largest first
     std::vector<Block> pictures_;
     std::map<int, int> exactFormats_;  // side -> the project's format of exactly that size
-    std::vector<std::unique_ptr<Block>> sourcePictures_;
+    std::vector<std::unique_ptr<Block>> sourcePictures_;  // a project's formats that sizes are scaled from
     std::vector<std::unique_ptr<PreparedResample>> preparations_;
 };
 
