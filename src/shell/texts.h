@@ -312,6 +312,25 @@ inline constexpr const char* kBatchSizes = "&Sizes:";
 inline constexpr const char* kBatchDepths = "&Depths:";
 inline constexpr const char* kBatchMac = "&Macintosh icon families (.icns)";
 inline constexpr const char* kBatchProgress = "Making icons...";
+// File > Export Icon Set...
+inline constexpr const char* kExportIconSetItem = "E&xport Icon Set...";
+inline constexpr const char* kExportIconSetTitle = "Export Icon Set";
+inline constexpr const char* kIconSetPlatforms = "Platforms:";
+// The platforms' check boxes, in the order of kIconSetPlatforms.
+inline constexpr const char* kIconSetPlatformNames[] = {"&Windows (.ico)", "&macOS (.icns, .iconset)",
+                                                        "&Linux (hicolor)", "MSI&X (Windows Store)",
+                                                        "&Android (mipmap, adaptive)", "i&OS (AppIcon.appiconset)",
+                                                        "W&eb (favicon, manifest)"};
+inline constexpr const char* kIconSetName = "Application &name:";
+inline constexpr const char* kIconSetBackground = "&Background of opaque icons:";
+inline constexpr const char* kIconSetNoPlatform = "Choose at least one platform.";
+inline constexpr const char* kIconSetBadColour = "The background must be a colour such as #FFFFFF, white or black.";
+inline constexpr const char* kIconSetNoFolder = "Choose the folder the icon set is written to.";
+inline constexpr const char* kIconSetProgress = "Making the icon set...";
+// %1: the number of files; %2: the folder.
+inline constexpr const char* kIconSetDone = "%1 files were written to %2.";
+// %1: the reason.
+inline constexpr const char* kIconSetFailed = "The icon set could not be made: %1";
 inline constexpr const char* kBatchBadList = "The sizes must be numbers from 1 to 1024 and the depths among 1, 4, 8, 24 and 32.";
 inline constexpr const char* kBatchNothing = "Choose the pictures and the folder the icons go to.";
 inline constexpr const char* kBatchDone = "%1 of %2 icons made in %3.";

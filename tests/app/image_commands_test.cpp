@@ -18,6 +18,8 @@
 #include "app/common/image_convert.h"
 #include "app/common/long_work.h"
 #include "app/icon/icon_maker.h"
+#include "app/icon/icon_project.h"
+#include "app/icon/icon_set_export.h"
 #include "app/icon/image_dialogs.h"
 #include "app_test_support.h"
 #include "editor/image_commands.h"
@@ -50,6 +52,7 @@ private slots:
     void blurPreviewsAndCancelledWorkChangesNothing();
     void iconsAreMadeFromPicturesAndDrawings();
     void batchMakesEveryPictureIntoTheFolder();
+    void iconSetsKeepTheProjectsOwnSizes();
 };
 
 void ImageCommandsTest::dialogsRememberTheirChoicesAndEnableTheirControls() {
@@ -338,6 +341,49 @@ void ImageCommandsTest::batchMakesEveryPictureIntoTheFolder() {
     dialog.accept();
     QCOMPARE(dialog.result(), int(QDialog::Rejected));
     QCOMPARE(s.prompts->messages.back().text, QString(text::kBatchBadList));
+}
+
+void ImageCommandsTest::iconSetsKeepTheProjectsOwnSizes() {
+    OpenIcon o({{48, 32}});
+    const auto sixteen = [](const CIconDoc& doc) {
+        for (int i = 0; i < doc.GetFormatCount(); ++i)
+            if (doc.GetFormat(i)->Width() == 16) return ImageFromIcon(doc.GetFormat(i)->Icon());
+        return QImage();
+    };
+    // A hand-drawn 16 x 16: a pattern no scaling of the 48 makes.
+    QImage small(16, 16, QImage::Format_ARGB32);
+    CKvIcon drawn;
+    for (int y = 0; y < 16; ++y)
+        for (int x = 0; x < 16; ++x) small.setPixelColor(x, y, (x + y) % 2 ? QColor(255, 0, 0) : QColor(0, 0, 255));
+    QVERIFY(FormatFromPicture(Dib32FromImage(small), 32, drawn));
+    o.project->AddFormat(std::move(drawn));
+    QVERIFY(o.main->Action("file.exportIconSet")->isEnabled());
+    const QString folder = o.s.Path("set");
+    o.s.prompts->dialogActions.push_back(Accept<CDialIconSet>([&](CDialIconSet& d) {
+        QCOMPARE(d.nameEdit->text(), QString("icon"));
+        for (QCheckBox* check : d.platformChecks) check->setChecked(false);
+        d.platformChecks[0]->setChecked(true);  // Windows
+        d.platformChecks[6]->setChecked(true);  // the web
+        d.folderEdit->setText(folder);
+    }));
+    o.main->Action("file.exportIconSet")->trigger();
+    QCOMPARE(o.s.prompts->messages.back().text.section(' ', 1), QString("files were written to %1.").arg(QDir::toNativeSeparators(folder)));
+    const CIconDoc windows = ReadIcon(folder + "/windows/icon.ico");
+    QCOMPARE(windows.GetFormatCount(), 8);
+    QCOMPARE(sixteen(windows), small);  // as drawn, not scaled
+    QCOMPARE(QImage(folder + "/web/favicon.ico").size(), QSize(48, 48));
+    QVERIFY(QFile::exists(folder + "/web/site.webmanifest"));
+    QVERIFY(!QFile::exists(folder + "/linux"));
+
+    // Nothing chosen, or a colour that is none, keeps the dialog open with a message.
+    CDialIconSet dialog(*o.s.prompts, folder, "icon");
+    dialog.backgroundEdit->setText("mauve-ish");
+    dialog.accept();
+    QCOMPARE(dialog.result(), int(QDialog::Rejected));
+    QCOMPARE(o.s.prompts->messages.back().text, QString(text::kIconSetBadColour));
+    for (QCheckBox* check : dialog.platformChecks) check->setChecked(false);
+    dialog.accept();
+    QCOMPARE(o.s.prompts->messages.back().text, QString(text::kIconSetNoPlatform));
 }
 
 QTEST_MAIN(ImageCommandsTest)

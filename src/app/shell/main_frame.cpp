@@ -21,6 +21,7 @@
 #include "app/icon/icon_commands.h"
 #include "app/icon/icon_frame.h"
 #include "app/icon/icon_project.h"
+#include "app/icon/icon_set_export.h"
 #include "app/icon/icon_view.h"
 #include "app/icon/recovery.h"
 #include "app/library/library_frame.h"
@@ -148,6 +149,7 @@ CMainFrame::CMainFrame(CKvApp& app) : app_(app) {
     gradientMenu = tools.gradients;
     brushShapeMenu = tools.brushShapes;
     RegisterImageCommands(*this);
+    RegisterIconSetCommand(*this);
     RegisterProgramCommands(*this);
     RegisterLibraryCommands(*this);
     RegisterAnimationCommands(*this);
@@ -198,7 +200,8 @@ QAction* CMainFrame::Action(const QString& id) const { return commands->Action(i
 
 void CMainFrame::CreateMenus() {
     QMenu* file = menuBar()->addMenu(text::kMenuFile);
-    commands->AddTo(file, {"file.new", "file.newLibrary", "file.open", "file.close", "-", "file.newIconFromImage", "file.batch", "-",
+    commands->AddTo(file, {"file.new", "file.newLibrary", "file.open", "file.close", "-", "file.newIconFromImage", "file.batch",
+                           "file.exportIconSet", "-",
                            "file.save", "file.saveAs", "-", "file.print", "file.printPreview", "-"});
     recentMenu = file->addMenu(text::kRecentFiles);
     moreRecentMenu = file->addMenu(text::kMoreRecentFiles);
