@@ -1,4 +1,4 @@
-// tellurine-cli iconset SOURCE -o DIR [--platforms LIST] [--name NAME] [--background COLOR] [--json]
+// tellurine-cli iconset SOURCE -o DIR [--platforms LIST] [--name NAME] [--background COLOR] [--resample hq] [--json]
 // Makes the icon files of every platform an application ships on from one picture, drawing or
 // icon project; the sizes a project has formats of are used as they are.
 #include <CLI/CLI.hpp>
@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "cli/commands.h"
+#include "cli/icon_support.h"
 #include "formats/icon_set.h"
 #include "image/block.h"
 #include "image/file_io.h"
@@ -27,6 +28,7 @@ struct IconsetOptions {
     std::vector<std::string> platforms;
     std::string name;
     std::string background = "white";
+    ResampleQuality quality = ResampleQuality::Standard;
     bool json = false;
 };
 
@@ -79,6 +81,7 @@ int RunIconset(const IconsetOptions& o) {
         PrintError("iconset: cannot read " + o.source + ": " + error);
         return kExitFailure;
     }
+    source.SetResampleQuality(o.quality);
     request.drawing = source.IsDrawing();
     const std::vector<IconSetFile> plan = PlanIconSet(request);
     std::error_code ec;
@@ -143,6 +146,7 @@ CommandRunner AddIconsetCommand(CLI::App& app) {
     sub->add_option("--background", options->background,
                     "The colour under iOS's, the touch and maskable web icons and Android's adaptive icon "
                     "(#RRGGBB; default white)");
+    AddResampleOption(sub, options->quality);
     sub->add_flag("--json", options->json, "List the files written as one JSON document");
     return [options] { return RunIconset(*options); };
 }

@@ -358,9 +358,11 @@ struct IconSetSource::State {
     std::vector<std::uint8_t> drawingBytes;
     CIconDoc project;
     bool isProject = false;
+    ResampleQuality quality = ResampleQuality::Standard;
 };
 
 IconSetSource::IconSetSource() : state_(std::make_unique<State>()) {}
+void IconSetSource::SetResampleQuality(ResampleQuality quality) { state_->quality = quality; }
 IconSetSource::~IconSetSource() = default;
 IconSetSource::IconSetSource(IconSetSource&&) noexcept = default;
 IconSetSource& IconSetSource::operator=(IconSetSource&&) noexcept = default;
@@ -585,10 +587,10 @@ private:
                 }
             }
         } else if (!source_.drawing) {
-            preparations_.push_back(std::make_unique<PreparedResample>(source_.picture, threads_));
+            preparations_.push_back(std::make_unique<PreparedResample>(source_.picture, threads_, source_.quality));
         }
         for (const auto& picture : sourcePictures_)
-            preparations_.push_back(std::make_unique<PreparedResample>(*picture, threads_));
+            preparations_.push_back(std::make_unique<PreparedResample>(*picture, threads_, source_.quality));
 
         std::vector<std::size_t> order(sides_.size());
         for (std::size_t i = 0; i < order.size(); ++i) order[i] = i;

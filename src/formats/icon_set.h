@@ -29,6 +29,7 @@
 #include "formats/svg_file.h"
 #include "icon/icon_doc.h"
 #include "image/block.h"
+#include "imaging/resample.h"
 
 namespace tellurine {
 
@@ -96,6 +97,8 @@ public:
     void SetDrawing(std::unique_ptr<SvgDrawing> drawing, std::vector<std::uint8_t> bytes);
     // An icon project; false when it has no format.
     bool SetProject(CIconDoc doc);
+    // How the sizes a picture or project lacks are scaled (the standard rule unless set).
+    void SetResampleQuality(ResampleQuality quality);
 
     [[nodiscard]] bool IsDrawing() const;
     [[nodiscard]] bool IsProject() const;

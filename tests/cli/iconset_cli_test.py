@@ -238,6 +238,18 @@ class IconsetTest(ScratchCase):
             for ours, theirs in zip(im.getpixel((66, 90)), (255, 212, 0, 255)):  # the drawing's yellow
                 self.assertLessEqual(abs(ours - theirs), 2)
 
+    def test_high_quality_resampling_keeps_a_symmetric_picture_symmetric(self):
+        half = Image.new("RGBA", (150, 300), (0, 0, 0, 0))
+        ImageDraw.Draw(half).polygon([(20, 30), (150, 10), (150, 290), (70, 220)], fill=(40, 90, 220, 200))
+        art = Image.new("RGBA", (300, 300))
+        art.paste(half, (0, 0))
+        art.paste(half.transpose(Image.Transpose.FLIP_LEFT_RIGHT), (150, 0))
+        art.save(self.path("mirrored.png"))
+        for f in self.make("mirrored.png", "hq", "--platforms", "linux", "--resample", "hq"):
+            with Image.open(f["path"]) as im:
+                im = im.convert("RGBA")
+                self.assertEqual(im.tobytes(), im.transpose(Image.Transpose.FLIP_LEFT_RIGHT).tobytes(), f["path"])
+
     def test_usage_and_failures_are_one_line_with_their_exit_codes(self):
         for args, code, words in (
             (["--platforms", "windows,symbian"], 2,

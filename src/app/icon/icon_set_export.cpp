@@ -130,6 +130,7 @@ void OnExportIconSet(AppContext& app) {
     bool written = false;
     std::size_t count = 0;
     if (SourceOfActiveDocument(app, source, error)) {
+        source.SetResampleQuality(shell::ResampleQualityOf(app.Prefs()));
         request.drawing = source.IsDrawing();
         const std::vector<IconSetFile> plan = PlanIconSet(request);
         count = plan.size();
