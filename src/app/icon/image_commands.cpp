@@ -19,6 +19,7 @@
 #include "app/picture/dib_frame.h"
 #include "editor/image_commands.h"
 #include "formats/image_file.h"
+#include "formats/svg_file.h"
 #include "imaging/filters.h"
 #include "shell/new_formats.h"
 #include "shell/texts.h"
@@ -122,7 +123,15 @@ void OnGaussianBlur(AppContext& app) {
 
 void OnNewIconFromImage(AppContext& app) {
     auto* document = qobject_cast<CDibDocument*>(app.ActiveDocument());
-    if (document == nullptr) return;
+    // Without a picture in front, the picture is chosen first and opened in its own window.
+    if (document == nullptr) {
+        const QStringList names = app.Prompts().GetOpenFileNames(app.Window(), QString::fromStdString(app.Prefs().ActualDir),
+                                                                 text::kPictureFilter);
+        if (names.isEmpty()) return;
+        const int kind = IsSvgFile(names.front().toStdString(), {}) ? shell::kTemplateVector : shell::kTemplateDib;
+        document = qobject_cast<CDibDocument*>(OpenPictureFile(app, names.front(), kind));
+        if (document == nullptr) return;
+    }
     CDialIconFromImage dialog(app.Prefs(), app.Window());
     if (app.Prompts().Exec(dialog) != QDialog::Accepted) return;
     const NewIconChoice choice = dialog.Choice();
@@ -229,8 +238,7 @@ void RegisterImageCommands(AppContext& app) {
         QKeySequence(Qt::CTRL | Qt::Key_I));
 
     commands.Add({.id = "file.newIconFromImage", .text = text::kNewIconFromImage,
-                  .execute = [&app] { OnNewIconFromImage(app); },
-                  .enabled = [&app] { return qobject_cast<CDibDocument*>(app.ActiveDocument()) != nullptr; }});
+                  .execute = [&app] { OnNewIconFromImage(app); }});
     commands.Add({.id = "icon.newFormatFromImage", .text = text::kNewFormatFromImage,
                   .execute = [&app] { OnNewFormatFromImage(app); },
                   .enabled = [&app] { return app.Active<CIconDocMDI>() != nullptr; }});
