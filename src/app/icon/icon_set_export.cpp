@@ -48,6 +48,7 @@ CDialIconSet::CDialIconSet(UserPrompts& prompts, const QString& folder, const QS
     nameEdit = new QLineEdit(name, this);
     backgroundEdit = new QLineEdit("#FFFFFF", this);
     folderEdit = new QLineEdit(QDir::toNativeSeparators(folder), this);
+    folderEdit->setMinimumWidth(fontMetrics().averageCharWidth() * 40);
     labelled(text::kIconSetName, nameEdit, 1);
     labelled(text::kIconSetBackground, backgroundEdit, 2);
     labelled(text::kBatchFolder, folderEdit, 3);
