@@ -44,6 +44,18 @@ class ScratchCase(unittest.TestCase):
         return json.loads(result.stdout)["files"]
 
 
+def save_mirrored_picture(path):
+    """A 300 x 300 RGBA picture, exactly symmetric left to right, with soft alpha."""
+    from PIL import Image, ImageDraw
+
+    half = Image.new("RGBA", (150, 300), (0, 0, 0, 0))
+    ImageDraw.Draw(half).polygon([(10, 20), (150, 40), (150, 280), (60, 200)], fill=(20, 200, 90, 140))
+    picture = Image.new("RGBA", (300, 300))
+    picture.paste(half, (0, 0))
+    picture.paste(half.transpose(Image.Transpose.FLIP_LEFT_RIGHT), (150, 0))
+    picture.save(path)
+
+
 def main():
     """Runs the tests of the calling module: python3 TEST.py PATH-TO-tellurine-cli."""
     global CLI

@@ -10,7 +10,7 @@ import subprocess
 
 from PIL import Image, ImageDraw
 
-from cli_support import ScratchCase, main, run
+from cli_support import ScratchCase, main, run, save_mirrored_picture
 
 DEFAULT_SIZES = [16, 24, 32, 48, 64, 256]
 
@@ -162,12 +162,7 @@ class CreateTest(ScratchCase):
             draw.ellipse((i / 2, i / 3, 300 - i / 3, 300 - i / 2), outline=(i % 256, 255 - i % 256, 3 * i % 256),
                          width=4)
         img.save(self.path("rings.png"))
-        half = Image.new("RGBA", (150, 300), (0, 0, 0, 0))
-        ImageDraw.Draw(half).polygon([(10, 20), (150, 40), (150, 280), (60, 200)], fill=(20, 200, 90, 140))
-        mirrored = Image.new("RGBA", (300, 300))
-        mirrored.paste(half, (0, 0))
-        mirrored.paste(half.transpose(Image.Transpose.FLIP_LEFT_RIGHT), (150, 0))
-        mirrored.save(self.path("mirrored.png"))
+        save_mirrored_picture(self.path("mirrored.png"))
         sizes = [16, 32, 48, 256]
         for name in ("rings", "mirrored"):
             r = run("create", self.path(name + ".png"), "-o", self.path(name + ".ico"), "--sizes",

@@ -15,7 +15,7 @@ import xml.etree.ElementTree as ET
 
 from PIL import Image, ImageChops, ImageDraw
 
-from cli_support import ScratchCase, main, run
+from cli_support import ScratchCase, main, run, save_mirrored_picture
 
 DRAWING = b"""<svg xmlns="http://www.w3.org/2000/svg" width="64" height="64" viewBox="0 0 64 64">
   <rect x="4" y="4" width="56" height="56" rx="12" fill="#2a7ae2"/>
@@ -239,12 +239,7 @@ class IconsetTest(ScratchCase):
                 self.assertLessEqual(abs(ours - theirs), 2)
 
     def test_high_quality_resampling_keeps_a_symmetric_picture_symmetric(self):
-        half = Image.new("RGBA", (150, 300), (0, 0, 0, 0))
-        ImageDraw.Draw(half).polygon([(20, 30), (150, 10), (150, 290), (70, 220)], fill=(40, 90, 220, 200))
-        art = Image.new("RGBA", (300, 300))
-        art.paste(half, (0, 0))
-        art.paste(half.transpose(Image.Transpose.FLIP_LEFT_RIGHT), (150, 0))
-        art.save(self.path("mirrored.png"))
+        save_mirrored_picture(self.path("mirrored.png"))
         for f in self.make("mirrored.png", "hq", "--platforms", "linux", "--resample", "hq"):
             with Image.open(f["path"]) as im:
                 im = im.convert("RGBA")
