@@ -1,7 +1,7 @@
 // Runs the resampling, cropping, turning and flipping routines on a small picture made from the
 // input, with sizes and angles taken from it, and checks what must hold whatever the pixels:
 // result sizes, round trips of the quarter turns and flips, the device bitmaps' resampler against
-// ResampleDib where they must agree, and rotations that only ever show source or background
+// ResampleDib where they must agree, the high-quality resampler's mirror symmetry, and rotations that only ever show source or background
 // colours.
 //
 // Input: width - 1, height - 1 (each modulo 32), flags (bit 0: 32 bits per pixel, else 24; bit 1:
@@ -62,6 +62,18 @@ void CheckCrop(const Block& dib, int left, int top, int right, int bottom) {
     }
 }
 
+// The picture mirrored left to right.
+Block MirroredDib(const Block& dib) {
+    Block out = dib.Duplicate();
+    const auto layout = GetDibLayout(dib);
+    const std::size_t bytesPerPixel = static_cast<std::size_t>(layout->bitCount / 8);
+    for (int y = 0; y < layout->height; ++y)
+        for (int x = 0; x < layout->width; ++x)
+            std::memcpy(out.data() + layout->RowOffset(y) + static_cast<std::size_t>(layout->width - 1 - x) * bytesPerPixel,
+                        dib.data() + layout->RowOffset(y) + static_cast<std::size_t>(x) * bytesPerPixel, bytesPerPixel);
+    return out;
+}
+
 void CheckResample(const Block& dib, const DeviceBitmap& bitmap, int newWidth, int newHeight) {
     const int width = bitmap.Width(), height = bitmap.Height();
     const int bits = DibBitCount(dib);
@@ -69,6 +81,14 @@ void CheckResample(const Block& dib, const DeviceBitmap& bitmap, int newWidth, i
     Check(HasShape(resampled, newWidth, newHeight, bits));
     if (newWidth == width && newHeight == height)
         Check(resampled.size() == dib.size() && std::memcmp(resampled.data(), dib.data(), dib.size()) == 0);
+
+    // The high-quality resampler gives the mirror image of a mirrored picture, exactly.
+    const Block high = ResampleDib(dib, newWidth, newHeight, ResampleQuality::High);
+    Check(HasShape(high, newWidth, newHeight, bits));
+    const Block highOfMirror = ResampleDib(MirroredDib(dib), newWidth, newHeight, ResampleQuality::High);
+    const Block mirroredHigh = MirroredDib(high);
+    Check(highOfMirror.size() == mirroredHigh.size() &&
+          std::memcmp(highOfMirror.data(), mirroredHigh.data(), mirroredHigh.size()) == 0);
 
     const DeviceBitmap out = ResampleBitmap(bitmap, newWidth, newHeight);
     Check(HasSize(out, newWidth, newHeight));
