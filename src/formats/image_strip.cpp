@@ -73,6 +73,18 @@ std::optional<StripCell> GuessStripCell(std::int32_t width, std::int32_t height)
     return std::nullopt;
 }
 
+std::vector<StripCell> OfferedStripCells(std::int32_t width, std::int32_t height) {
+    std::vector<StripCell> cells;
+    const std::optional<StripCell> guess = GuessStripCell(width, height);
+    if (!guess) return cells;
+    for (std::int32_t side = guess->width; side >= 8 && cells.size() < 3; side /= 2) {
+        const std::int64_t count = std::int64_t{width / side} * (height / side);
+        if (width % side != 0 || height % side != 0 || count > kMaxStripCells) break;
+        cells.push_back({side, side});
+    }
+    return cells;
+}
+
 std::string StripCellText(StripCell cell) { return std::to_string(cell.width) + "x" + std::to_string(cell.height); }
 
 std::optional<StripCell> ParseStripCell(std::string_view text) {

@@ -35,6 +35,11 @@ struct StripCell {
 // times that, squares of its width for a picture standing up; nothing when neither divides.
 std::optional<StripCell> GuessStripCell(std::int32_t width, std::int32_t height);
 
+// The cells a picture may be cut into, for the user to choose from: squares of the guessed side,
+// then of half of it while they still divide the picture and are 8 pixels or more, at most
+// three, none making more than kMaxStripCells cells. Empty when the shape suggests no strip.
+std::vector<StripCell> OfferedStripCells(std::int32_t width, std::int32_t height);
+
 // "16x16" and back; nothing for text that is not two sizes of 1..kMaxDibDimension.
 std::string StripCellText(StripCell cell);
 std::optional<StripCell> ParseStripCell(std::string_view text);

@@ -46,6 +46,15 @@ TEST(ImageStrip, CellsAreGuessedFromTheShapeAndParsed) {
     for (const Case& c : {Case{160, 16, StripCell{16, 16}}, {16, 64, StripCell{16, 16}}, {32, 16, StripCell{16, 16}},
                           {16, 16, std::nullopt}, {24, 16, std::nullopt}, {50, 16, std::nullopt}, {0, 16, std::nullopt}})
         EXPECT_EQ(GuessStripCell(c.w, c.h), c.cell) << c.w << " x " << c.h;
+    // Offered: the guess and its halves while they divide the picture, 8 pixels or more, at most
+    // three, and never past the cell limit.
+    using Cells = std::vector<StripCell>;
+    EXPECT_EQ(OfferedStripCells(256, 32), (Cells{{32, 32}, {16, 16}, {8, 8}}));
+    EXPECT_EQ(OfferedStripCells(96, 24), (Cells{{24, 24}, {12, 12}}));  // 6 does not reach 8
+    EXPECT_EQ(OfferedStripCells(40, 20), (Cells{{20, 20}, {10, 10}}));  // 5 does not divide
+    EXPECT_EQ(OfferedStripCells(4096, 16), (Cells{{16, 16}, {8, 8}}));  // 256, then 1024 cells
+    EXPECT_EQ(OfferedStripCells(8200, 8), (Cells{}));                   // 1025 cells
+    EXPECT_EQ(OfferedStripCells(30, 30), (Cells{}));
     EXPECT_EQ(ParseStripCell("24x16"), (StripCell{24, 16}));
     EXPECT_EQ(ParseStripCell("8X8"), (StripCell{8, 8}));
     for (const char* bad : {"", "16", "x16", "16x", "0x16", "16x-1", "16x16x", "99999x1", " 16x16"})

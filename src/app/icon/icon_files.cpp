@@ -51,19 +51,15 @@ CKvDocument* OpenIconFile(AppContext& app, const QString& path, int) {
 
 CKvDocument* OpenPictureOrStrip(AppContext& app, const QString& path, int templateResource) {
     const QSize size = QImageReader(path).size();
-    const std::optional<StripCell> guess = GuessStripCell(size.width(), size.height());
-    if (templateResource != shell::kTemplateDib || app.Prefs().AskOpenImageStrip == 0 || !guess)
+    const std::vector<StripCell> cells = OfferedStripCells(size.width(), size.height());
+    if (templateResource != shell::kTemplateDib || app.Prefs().AskOpenImageStrip == 0 || cells.empty())
         return OpenPictureFile(app, path, templateResource);
-    // The cells offered: squares of the guessed side, then of half of it while they divide the
-    // picture (a strip of 32 x 32 buttons may as well be one of 16 x 16 ones).
     QStringList items{text::kOpenAsPicture};
-    std::vector<StripCell> cells;
-    for (std::int32_t side = guess->width; side >= 8 && cells.size() < 3; side /= 2) {
-        const std::int64_t count = std::int64_t{size.width() / side} * (size.height() / side);
-        if (size.width() % side != 0 || size.height() % side != 0 || count > kMaxStripCells) break;
-        cells.push_back({side, side});
-        items << QString(text::kOpenAsStrip).arg(count).arg(side).arg(side);
-    }
+    for (const StripCell cell : cells)
+        items << QString(text::kOpenAsStrip)
+                     .arg((size.width() / cell.width) * (size.height() / cell.height))
+                     .arg(cell.width)
+                     .arg(cell.height);
     bool chosen = false;
     const QString item = app.Prompts().GetItem(app.Window(), text::kAppTitle,
                                                QString(text::kStripQuestion).arg(QFileInfo(path).fileName()), items, chosen);
