@@ -15,6 +15,7 @@
 #include "formats/image_strip.h"
 #include "formats/svg_file.h"
 #include "formats/pe_resources.h"
+#include "formats/psd_file.h"
 #include "icon/format_maker.h"
 #include "image/bytes.h"
 #include "image/dib_block.h"
@@ -333,7 +334,20 @@ MakeIconFileStep MakeIconFile(const std::string& image, const IconProjectRequest
     // A drawing is rendered at each size from its vector; anything else is a picture resampled
     // (a file whose name does not say it is a drawing is tried as one when it is no picture).
     const bool namedDrawing = IsSvgFile(image, {});
-    if (namedDrawing || !LoadPictureFile(image, picture, error)) {
+    std::vector<std::uint8_t> head;
+    if (!namedDrawing && LowerExtension(image) == ".psd") {
+        // A Photoshop document's size-named layers are formats as drawn; the rest come from its
+        // merged picture.
+        PsdDocument psd;
+        std::string reason;
+        if (!ReadFileBytes(image, head, kMaxPsdFileBytes, error)) return MakeIconFileStep::Read;
+        if (!ReadPsdFile(head, psd, reason)) {
+            error = "not a Photoshop document that can be read: " + reason;
+            return MakeIconFileStep::Read;
+        }
+        head = {};
+        if (!MakeIconProjectFromPsd(psd, request, doc, error)) return MakeIconFileStep::Make;
+    } else if (namedDrawing || !LoadPictureFile(image, picture, error)) {
         SvgDrawing drawing;
         std::string reason;
         if (!drawing.LoadFile(image, reason)) {
