@@ -1,0 +1,364 @@
+// The Photoshop document reader against documents written here from the published layout (RGB,
+// raw and PackBits channels), the layer-name grammar, the size layers' pictures, and damaged files.
+#include "formats/psd_file.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "format_test_support.h"
+#include "test_support.h"
+
+namespace tellurine {
+namespace {
+
+using format_test::Bytes;
+using format_test::Rgba;
+using Pixels = std::function<Rgba(int, int)>;
+
+void PutBE16(Bytes& out, std::uint32_t v) {
+    out.push_back(static_cast<std::uint8_t>(v >> 8));
+    out.push_back(static_cast<std::uint8_t>(v));
+}
+void PutBE32(Bytes& out, std::uint32_t v) {
+    PutBE16(out, v >> 16);
+    PutBE16(out, v & 0xFFFF);
+}
+void Put(Bytes& out, const std::string& text) {
+    out.insert(out.end(), text.begin(), text.end());
+}
+
+// PackBits: a run of three or more equal bytes as a repeat, everything else as literals.
+Bytes PackRow(const Bytes& row) {
+    Bytes out;
+    std::size_t i = 0;
+    while (i < row.size()) {
+        std::size_t run = 1;
+        while (i + run < row.size() && run < 128 && row[i + run] == row[i]) ++run;
+        if (run >= 3) {
+            out.push_back(static_cast<std::uint8_t>(257 - run));
+            out.push_back(row[i]);
+            i += run;
+            continue;
+        }
+        std::size_t literal = 0;
+        while (i + literal < row.size() && literal < 128 &&
+               !(i + literal + 2 < row.size() && row[i + literal] == row[i + literal + 1] &&
+                 row[i + literal] == row[i + literal + 2]))
+            ++literal;
+        out.push_back(static_cast<std::uint8_t>(literal - 1));
+        out.insert(out.end(), row.begin() + static_cast<long>(i), row.begin() + static_cast<long>(i + literal));
+        i += literal;
+    }
+    return out;
+}
+
+// One channel's plane (0..2 colour, 3 alpha) of a picture, row by row.
+std::vector<Bytes> PlaneRows(int width, int height, const Pixels& pixels, int channel) {
+    std::vector<Bytes> rows(static_cast<std::size_t>(height));
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x) rows[static_cast<std::size_t>(y)].push_back(pixels(x, y)[channel]);
+    return rows;
+}
+
+// Channel data: the compression word, then (PackBits) the row counts and the rows, or the raw rows.
+Bytes ChannelData(const std::vector<std::vector<Bytes>>& planes, bool rle, bool withCompression) {
+    Bytes out;
+    if (withCompression) PutBE16(out, rle ? 1 : 0);
+    std::vector<Bytes> packed;
+    for (const auto& plane : planes)
+        for (const Bytes& row : plane) packed.push_back(rle ? PackRow(row) : row);
+    if (rle)
+        for (const Bytes& row : packed) PutBE16(out, static_cast<std::uint32_t>(row.size()));
+    for (const Bytes& row : packed) out.insert(out.end(), row.begin(), row.end());
+    return out;
+}
+
+struct TestLayer {
+    std::string name;
+    int left = 0, top = 0, width = 0, height = 0;
+    Pixels pixels;
+    bool rle = false;
+    std::uint8_t opacity = 255;
+    bool hidden = false;
+    std::u16string unicodeName;  // written as "luni" when not empty
+};
+
+struct TestDocument {
+    int width = 0, height = 0;
+    std::vector<TestLayer> layers;
+    Pixels composite;
+    bool compositeRle = false;
+    bool mergedAlpha = true;  // a negative layer count and a fourth merged channel
+};
+
+Bytes WritePsd(const TestDocument& d) {
+    Bytes out;
+    Put(out, "8BPS");
+    PutBE16(out, 1);
+    out.insert(out.end(), 6, 0);
+    PutBE16(out, d.mergedAlpha ? 4 : 3);
+    PutBE32(out, static_cast<std::uint32_t>(d.height));
+    PutBE32(out, static_cast<std::uint32_t>(d.width));
+    PutBE16(out, 8);
+    PutBE16(out, 3);
+    PutBE32(out, 0);  // colour mode data
+    PutBE32(out, 4);  // image resources, skipped whole
+    PutBE32(out, 0xDEADBEEF);
+    Bytes records, channels;
+    for (const TestLayer& l : d.layers) {
+        PutBE32(records, static_cast<std::uint32_t>(l.top));
+        PutBE32(records, static_cast<std::uint32_t>(l.left));
+        PutBE32(records, static_cast<std::uint32_t>(l.top + l.height));
+        PutBE32(records, static_cast<std::uint32_t>(l.left + l.width));
+        PutBE16(records, 4);
+        for (const int c : {-1, 0, 1, 2}) {
+            const Bytes data = ChannelData({PlaneRows(l.width, l.height, l.pixels, c < 0 ? 3 : c)}, l.rle, true);
+            PutBE16(records, static_cast<std::uint16_t>(c));
+            PutBE32(records, static_cast<std::uint32_t>(data.size()));
+            channels.insert(channels.end(), data.begin(), data.end());
+        }
+        Put(records, "8BIMnorm");
+        records.insert(records.end(), {l.opacity, 0, static_cast<std::uint8_t>(l.hidden ? 2 : 0), 0});
+        Bytes extra;
+        PutBE32(extra, 0);
+        PutBE32(extra, 0);
+        extra.push_back(static_cast<std::uint8_t>(l.name.size()));
+        Put(extra, l.name);
+        while (extra.size() % 4 != 0) extra.push_back(0);
+        if (!l.unicodeName.empty()) {
+            Put(extra, "8BIMluni");
+            PutBE32(extra, static_cast<std::uint32_t>(4 + 2 * l.unicodeName.size()));
+            PutBE32(extra, static_cast<std::uint32_t>(l.unicodeName.size()));
+            for (const char16_t c : l.unicodeName) PutBE16(extra, c);
+        }
+        PutBE32(records, static_cast<std::uint32_t>(extra.size()));
+        records.insert(records.end(), extra.begin(), extra.end());
+    }
+    Bytes info;
+    const int count = static_cast<int>(d.layers.size());
+    PutBE16(info, static_cast<std::uint16_t>(d.mergedAlpha ? -count : count));
+    info.insert(info.end(), records.begin(), records.end());
+    info.insert(info.end(), channels.begin(), channels.end());
+    PutBE32(out, static_cast<std::uint32_t>(info.size() + 8));
+    PutBE32(out, static_cast<std::uint32_t>(info.size()));
+    out.insert(out.end(), info.begin(), info.end());
+    PutBE32(out, 0);  // global layer mask
+    PutBE16(out, d.compositeRle ? 1 : 0);
+    std::vector<std::vector<Bytes>> planes;
+    for (int c = 0; c < (d.mergedAlpha ? 4 : 3); ++c) planes.push_back(PlaneRows(d.width, d.height, d.composite, c));
+    const Bytes merged = ChannelData(planes, d.compositeRle, false);
+    out.insert(out.end(), merged.begin(), merged.end());
+    return out;
+}
+
+Rgba Pattern(int x, int y) {
+    return {static_cast<std::uint8_t>(x * 16), static_cast<std::uint8_t>(y * 16), 200,
+            static_cast<std::uint8_t>(x == y ? 0 : 255)};
+}
+Rgba Flat(int, int) {
+    return {10, 20, 30, 255};
+}
+
+// A 32 x 32 document: a hand-drawn 16 (raw) and a 32 (PackBits, half opacity, hidden, named in
+// Unicode) that covers only part of the canvas, over a named background.
+TestDocument SampleDocument() {
+    TestDocument d{32, 32, {}, Pattern, true, true};
+    d.layers.push_back({"Background", 0, 0, 32, 32, Flat, false, 255, false, {}});
+    d.layers.push_back({"16", 8, 8, 16, 16, Pattern, false, 255, false, {}});
+    d.layers.push_back({"ignored", 3, 4, 10, 6, Pattern, true, 128, true, u"32x32 8bit"});
+    return d;
+}
+
+std::vector<Rgba> PicturePixels(const Block& picture) {
+    std::vector<Rgba> out;
+    for (int y = 0; y < DibHeight(picture); ++y)
+        for (int x = 0; x < DibWidth(picture); ++x) {
+            const test::Px p = test::At(picture, x, DibHeight(picture) - 1 - y);
+            out.push_back({p[2], p[1], p[0], p[3]});
+        }
+    return out;
+}
+
+std::vector<Rgba> Expected(int width, int height, const std::function<Rgba(int, int)>& pixel) {
+    std::vector<Rgba> out;
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x) out.push_back(pixel(x, y));
+    return out;
+}
+
+TEST(PsdFile, ReadsLayersAndTheMergedPicture) {
+    for (const bool rle : {false, true}) {
+        SCOPED_TRACE(rle ? "PackBits" : "raw");
+        TestDocument d = SampleDocument();
+        d.compositeRle = rle;
+        for (TestLayer& l : d.layers) l.rle = !l.rle;
+        const Bytes file = WritePsd(d);
+        PsdDocument doc;
+        std::string error;
+        ASSERT_TRUE(ReadPsdFile(file, doc, error)) << error;
+        EXPECT_EQ(doc.width, 32);
+        EXPECT_EQ(doc.height, 32);
+        EXPECT_EQ(PicturePixels(doc.composite), Expected(32, 32, Pattern));
+        ASSERT_EQ(doc.layers.size(), 3u);
+        EXPECT_EQ(doc.layers[0].name, "Background");
+        EXPECT_EQ(doc.layers[2].name, "32x32 8bit");
+        EXPECT_TRUE(doc.layers[1].visible);
+        EXPECT_FALSE(doc.layers[2].visible);
+        EXPECT_EQ((std::array{doc.layers[2].left, doc.layers[2].top}), (std::array{3, 4}));
+        EXPECT_EQ(PicturePixels(doc.layers[1].picture32), Expected(16, 16, Pattern));
+        // Half opacity halves the alpha, the colours stay as they are.
+        EXPECT_EQ(PicturePixels(doc.layers[2].picture32), Expected(10, 6, [](int x, int y) {
+                      Rgba p = Pattern(x, y);
+                      p[3] = p[3] == 0 ? 0 : 128;
+                      return p;
+                  }));
+    }
+    // Without a negative layer count the merged picture is opaque.
+    TestDocument d = SampleDocument();
+    d.mergedAlpha = false;
+    PsdDocument doc;
+    std::string error;
+    ASSERT_TRUE(ReadPsdFile(WritePsd(d), doc, error)) << error;
+    EXPECT_EQ(test::At(doc.composite, 0, 31)[3], 255);
+}
+
+TEST(PsdFile, LayerNamesThatSayAFormat) {
+    struct Case {
+        const char* name;
+        int size, bits;
+        bool png;
+    };
+    const Case formats[] = {
+        {"16", 16, 32, false},          {"16x16", 16, 32, false},     {"32x32 8bit", 32, 8, false},
+        {"48 x 48 4-bit", 48, 4, false}, {"256 png", 256, 32, true},  {"24x24@32", 24, 32, false},
+        {"  64X64 24 BIT ", 64, 24, false}, {"1 1bpp", 1, 1, false}, {"1024 @ 8", 1024, 8, false},
+        {"32 8 bits", 32, 8, false},     {"128x128 32-bit PNG", 128, 32, true},
+    };
+    for (const Case& c : formats) {
+        SCOPED_TRACE(c.name);
+        const auto f = ParseFormatName(c.name);
+        ASSERT_TRUE(f.has_value());
+        EXPECT_EQ((std::array{f->size, f->bits, static_cast<int>(f->png)}),
+                  (std::array{c.size, c.bits, static_cast<int>(c.png)}));
+    }
+    for (const char* none : {"Background", "shadow", "", "16 copy", "16x24", "0", "1025", "16 16bit", "16@", "x16",
+                             "8 png@8", "16 png png", "16 8bit @4", "16bit", "99999999999", "16 bit"}) {
+        SCOPED_TRACE(none);
+        EXPECT_FALSE(ParseFormatName(none).has_value());
+    }
+}
+
+TEST(PsdFile, SizeLayersBecomeFormatsAndTheRestComesFromTheMergedPicture) {
+    PsdDocument psd;
+    std::string error;
+    ASSERT_TRUE(ReadPsdFile(WritePsd(SampleDocument()), psd, error)) << error;
+    IconProjectRequest request;
+    request.sizes = {16, 32, 48};
+    request.depths = {32};
+    CIconDoc doc;
+    ASSERT_TRUE(MakeIconProjectFromPsd(psd, request, doc, error)) << error;
+    ASSERT_EQ(doc.GetFormatCount(), 3);
+    std::vector<std::array<int, 2>> formats;
+    for (int i = 0; i < doc.GetFormatCount(); ++i)
+        formats.push_back({doc.GetFormat(i)->Width(), doc.GetFormat(i)->BitCount()});
+    EXPECT_EQ(formats, (std::vector<std::array<int, 2>>{{32, 8}, {48, 32}, {16, 32}}));
+    // The 16 is the layer's own pixels (the canvas is not 16 pixels), unresampled.
+    EXPECT_EQ(format_test::PictureOf(doc.GetFormat(2)->Icon()), Expected(16, 16, Pattern));
+    // The 32 on a 32 x 32 canvas stays where it lies, with transparency around it.
+    const Block at32 = SizeLayerPicture(psd, psd.layers[2], 32);
+    EXPECT_EQ(PicturePixels(at32), Expected(32, 32, [](int x, int y) -> Rgba {
+                  if (x < 3 || x >= 13 || y < 4 || y >= 10) return {0, 0, 0, 0};
+                  Rgba p = Pattern(x - 3, y - 4);
+                  p[3] = p[3] == 0 ? 0 : 128;
+                  return p;
+              }));
+}
+
+TEST(PsdFile, SizeLayerPictureCutsToTheCanvasAndCentres) {
+    TestDocument d{20, 10, {}, Flat, false, true};
+    d.layers.push_back({"16", -2, 6, 8, 6, Pattern, false, 255, false, u"\u00e9\U0001F600"});  // 6 x 4 on the canvas
+    PsdDocument psd;
+    std::string error;
+    ASSERT_TRUE(ReadPsdFile(WritePsd(d), psd, error)) << error;
+    EXPECT_EQ(psd.layers[0].name, "\xc3\xa9\xf0\x9f\x98\x80");
+    const Block square = SizeLayerPicture(psd, psd.layers[0], 16);
+    EXPECT_EQ(PicturePixels(square), Expected(6, 6, [](int x, int y) -> Rgba {
+                  if (y < 1 || y >= 5) return {0, 0, 0, 0};
+                  return Pattern(x + 2, y - 1);
+              }));
+    d.layers[0].left = 20;  // nothing on the canvas
+    ASSERT_TRUE(ReadPsdFile(WritePsd(d), psd, error)) << error;
+    EXPECT_TRUE(SizeLayerPicture(psd, psd.layers[0], 16).empty());
+}
+
+// Offsets into the sample file: the header is 26 bytes, the empty colour mode data 4, the image
+// resources 8, the two section lengths 8, the layer count 2; the first record follows.
+constexpr std::size_t kLayerCount = 26 + 4 + 8 + 8;
+constexpr std::size_t kFirstRecord = kLayerCount + 2;
+
+TEST(PsdFile, RefusesDamagedDocuments) {
+    const Bytes good = WritePsd(SampleDocument());
+    PsdDocument doc;
+    std::string error;
+    ASSERT_TRUE(ReadPsdFile(good, doc, error));
+    const auto patch16 = [](Bytes b, std::size_t at, std::uint16_t v) {
+        b[at] = static_cast<std::uint8_t>(v >> 8);
+        b[at + 1] = static_cast<std::uint8_t>(v);
+        return b;
+    };
+    const auto patch32 = [&](Bytes b, std::size_t at, std::uint32_t v) {
+        return patch16(patch16(std::move(b), at, static_cast<std::uint16_t>(v >> 16)), at + 2,
+                       static_cast<std::uint16_t>(v));
+    };
+    TestDocument rle = SampleDocument();
+    for (TestLayer& l : rle.layers) l.rle = true;
+    rle.compositeRle = true;
+    const Bytes packed = WritePsd(rle);
+    // The merged picture's first row count.
+    std::vector<std::vector<Bytes>> planes;
+    for (int c = 0; c < 4; ++c) planes.push_back(PlaneRows(32, 32, Pattern, c));
+    const std::size_t rowCount = packed.size() - ChannelData(planes, true, false).size();
+    struct Case {
+        const char* what;
+        Bytes bytes;
+    };
+    const Case cases[] = {
+        {"no merged picture", Bytes(packed.begin(), packed.begin() + static_cast<long>(rowCount - 2))},
+        {"not a document", patch32(good, 0, 0x38425053 + 1)},
+        {"version 3", patch16(good, 4, 3)},
+        {"no channels", patch16(good, 12, 0)},
+        {"a canvas too tall", patch32(good, 14, 40000)},
+        {"16 bits per channel", patch16(good, 22, 16)},
+        {"CMYK", patch16(good, 24, 4)},
+        {"colour mode data past the end", patch32(good, 26, 0x7FFFFFFF)},
+        {"image resources past the end", patch32(good, 30, 0xFFFFFFF0)},
+        {"a layer section past the end", patch32(good, 38, 0xFFFFFFFF)},
+        {"more layers than bytes", patch16(good, kLayerCount, 0x7FFF)},
+        {"a huge rectangle", patch32(good, kFirstRecord + 8, 0x7FFFFFFF)},
+        {"a negative rectangle", patch32(good, kFirstRecord + 8, 0xFFFFFFF0)},
+        {"a channel past its section", patch32(good, kFirstRecord + 20, 0x00FFFFFF)},
+        {"an unknown compression", patch16(packed, rowCount - 2, 7)},
+        {"a PackBits row count past the end", patch16(packed, rowCount, 0xFFFF)},
+        {"a PackBits row cut short", patch16(packed, rowCount, 1)},
+        {"a short merged picture", Bytes(good.begin(), good.end() - 1)},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        EXPECT_FALSE(ReadPsdFile(c.bytes, doc, error));
+        EXPECT_FALSE(error.empty());
+        EXPECT_TRUE(doc.layers.empty() && doc.composite.empty());
+    }
+    // Every cut of both files is refused, never read past its end.
+    for (const Bytes* file : {&good, &packed})
+        for (std::size_t size = 0; size < file->size(); ++size) {
+            error.clear();
+            EXPECT_FALSE(ReadPsdFile(std::span(file->data(), size), doc, error)) << size;
+            EXPECT_FALSE(error.empty()) << size;
+        }
+}
+
+}  // namespace
+}  // namespace tellurine
