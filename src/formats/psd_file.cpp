@@ -328,7 +328,9 @@ PsdLayer ReadLayerPixels(const LayerRecord& r, PsdReader& data, bool psb, bool g
         planes[static_cast<std::size_t>(slot)] = DecodePlanes(rest, request);
     }
     if (empty) return layer;
-    const auto plane = [&](std::size_t i) -> const std::uint8_t* { return planes[i].empty() ? nullptr : planes[i].data(); };
+    const auto plane = [&](std::size_t i) -> const std::uint8_t* {
+        return planes[i].empty() ? nullptr : planes[i].data();
+    };
     const std::array<const std::uint8_t*, 3> colour =
         grey ? std::array{plane(0), plane(0), plane(0)} : std::array{plane(0), plane(1), plane(2)};
     layer.picture32 = PictureFromPlanes(static_cast<std::int32_t>(width), static_cast<std::int32_t>(height), colour,

@@ -1,0 +1,105 @@
+"""End-to-end test of tellurine-cli create from a layered Photoshop document: ImageMagick writes the
+document, each size-named layer must come out as its format pixel for pixel, and Pillow, a second
+reader, agrees on the layer names and on the merged picture.
+
+Run by CTest as: python3 psd_cli_test.py PATH-TO-tellurine-cli
+"""
+import shutil
+import struct
+import subprocess
+import unittest
+
+from PIL import Image
+
+from cli_support import ScratchCase, main, run
+
+CONVERT = shutil.which("convert", path="/usr/local/bin:/usr/bin")
+
+
+def picture(path, size, seed):
+    """An RGBA picture of varied colours and alphas, fully clear pixels among them."""
+    w, h = size
+    img = Image.new("RGBA", size)
+    img.putdata([((x * 37 + seed) % 256, (y * 53 + seed) % 256, (x * y + seed) % 256,
+                  0 if (x + y) % 7 == 0 else (x * 17 + y * 3 + seed) % 255 + 1) for y in range(h) for x in range(w)])
+    img.save(path)
+
+
+def pixels(img):
+    """RGBA pixels, the colour of a clear pixel left out."""
+    return [p if p[3] else (0, 0, 0, 0) for p in img.convert("RGBA").getdata()]
+
+
+def directory(path):
+    """(size, bits) of each image of an .ico."""
+    with open(path, "rb") as f:
+        data = f.read()
+    count = struct.unpack_from("<H", data, 4)[0]
+    return sorted((data[6 + 16 * i] or 256, struct.unpack_from("<H", data, 6 + 16 * i + 6)[0]) for i in range(count))
+
+
+@unittest.skipIf(CONVERT is None, "ImageMagick's convert is not installed")
+class PhotoshopTest(ScratchCase):
+    def assertSamePixels(self, got, expected):
+        """Pixel lists compared, the first difference reported (a full list diff takes minutes)."""
+        self.assertEqual(len(got), len(expected))
+        for i, (a, b) in enumerate(zip(got, expected)):
+            self.assertEqual(a, b, f"pixel {i}")
+
+    def make_document(self, compression):
+        picture(self.path("merged.png"), (64, 64), 3)
+        picture(self.path("l16.png"), (16, 16), 1)
+        picture(self.path("l32.png"), (32, 32), 2)
+        picture(self.path("bg.png"), (64, 64), 4)
+        psd = self.path(compression + ".psd")
+        # The first picture is the merged one, each labelled picture after it a layer.
+        subprocess.run([CONVERT, self.path("merged.png"), "-label", "16", self.path("l16.png"), "-label", "32x32 8bit",
+                        self.path("l32.png"), "-label", "Background", self.path("bg.png"), "-depth", "8",
+                        "-compress", compression, psd], check=True)
+        return psd
+
+    def test_size_layers_are_formats_as_drawn(self):
+        for compression in ("RLE", "None", "Zip"):
+            with self.subTest(compression=compression):
+                psd = self.make_document(compression)
+                out = self.path(compression + ".ico")
+                r = run("create", psd, "-o", out, "--sizes", "16,32,64")
+                self.assertEqual(r.returncode, 0, r.stderr)
+                # 16 and 32 from the layers (the 32 at the depth its name says), 64 from the merged picture.
+                self.assertEqual(directory(out), [(16, 32), (32, 8), (64, 32)])
+                with Image.open(out) as ico:
+                    drawn = pixels(Image.open(self.path("l16.png")))
+                    self.assertSamePixels(pixels(ico.ico.getimage((16, 16))), drawn)
+                    # The merged picture as it was written is the 64.
+                    merged = pixels(Image.open(self.path("merged.png")))
+                    self.assertSamePixels(pixels(ico.ico.getimage((64, 64))), merged)
+        # A layer named as a 32-bit format is that layer exactly.
+        subprocess.run([CONVERT, self.path("merged.png"), "-label", "32", self.path("l32.png"), "-depth", "8",
+                        "-compress", "RLE", self.path("one.psd")], check=True)
+        r = run("create", self.path("one.psd"), "-o", self.path("one.ico"), "--sizes", "32")
+        self.assertEqual(r.returncode, 0, r.stderr)
+        with Image.open(self.path("one.ico")) as ico:
+            self.assertSamePixels(pixels(ico.ico.getimage((32, 32))), pixels(Image.open(self.path("l32.png"))))
+
+    def test_pillow_agrees_on_the_names_and_the_merged_picture(self):
+        # Pillow reads raw and PackBits documents. Its layer pixels are not compared: the installed
+        # version's do not match the pictures the layers were written from.
+        psd = self.make_document("RLE")
+        with Image.open(psd) as im:
+            self.assertEqual([layer[0] for layer in im.layers], ["16", "32x32 8bit", "Background"])
+            merged = pixels(im)
+        r = run("create", psd, "-o", self.path("m.ico"), "--sizes", "64")
+        self.assertEqual(r.returncode, 0, r.stderr)
+        with Image.open(self.path("m.ico")) as ico:
+            self.assertSamePixels(pixels(ico.ico.getimage((64, 64))), merged)
+        # A damaged document is refused with a reason.
+        with open(psd, "rb") as f:
+            data = f.read()
+        self.write("cut.psd", data[:len(data) // 2])
+        r = run("create", self.path("cut.psd"), "-o", self.path("cut.ico"))
+        self.assertNotEqual(r.returncode, 0)
+        self.assertIn("Photoshop", r.stderr)
+
+
+if __name__ == "__main__":
+    main()
