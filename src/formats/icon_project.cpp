@@ -334,18 +334,19 @@ MakeIconFileStep MakeIconFile(const std::string& image, const IconProjectRequest
     // A drawing is rendered at each size from its vector; anything else is a picture resampled
     // (a file whose name does not say it is a drawing is tried as one when it is no picture).
     const bool namedDrawing = IsSvgFile(image, {});
-    std::vector<std::uint8_t> head;
-    if (!namedDrawing && LowerExtension(image) == ".psd") {
+    const std::string ext = LowerExtension(image);
+    if (!namedDrawing && (ext == ".psd" || ext == ".psb")) {
         // A Photoshop document's size-named layers are formats as drawn; the rest come from its
         // merged picture.
         PsdDocument psd;
         std::string reason;
-        if (!ReadFileBytes(image, head, kMaxPsdFileBytes, error)) return MakeIconFileStep::Read;
-        if (!ReadPsdFile(head, psd, reason)) {
+        std::vector<std::uint8_t> file;
+        if (!ReadFileBytes(image, file, kMaxPsdFileBytes, error)) return MakeIconFileStep::Read;
+        if (!ReadPsdFile(file, psd, reason)) {
             error = "not a Photoshop document that can be read: " + reason;
             return MakeIconFileStep::Read;
         }
-        head = {};
+        file = {};
         if (!MakeIconProjectFromPsd(psd, request, doc, error)) return MakeIconFileStep::Make;
     } else if (namedDrawing || !LoadPictureFile(image, picture, error)) {
         SvgDrawing drawing;

@@ -92,6 +92,14 @@ class PhotoshopTest(ScratchCase):
         self.assertEqual(r.returncode, 0, r.stderr)
         with Image.open(self.path("m.ico")) as ico:
             self.assertSamePixels(pixels(ico.ico.getimage((64, 64))), merged)
+        # A large document is read by the same reader: the 16 layer comes out as drawn.
+        psb = self.path("big.psb")
+        subprocess.run([CONVERT, self.path("merged.png"), "-label", "16", self.path("l16.png"), "-depth", "8",
+                        "psb:" + psb], check=True)
+        r = run("create", psb, "-o", self.path("big.ico"), "--sizes", "16")
+        self.assertEqual(r.returncode, 0, r.stderr)
+        with Image.open(self.path("big.ico")) as ico:
+            self.assertSamePixels(pixels(ico.ico.getimage((16, 16))), pixels(Image.open(self.path("l16.png"))))
         # A damaged document is refused with a reason.
         with open(psd, "rb") as f:
             data = f.read()
