@@ -189,6 +189,11 @@ std::vector<Rgba> Expected(int width, int height, const std::function<Rgba(int, 
     return out;
 }
 
+// Offsets into the sample file: the header is 26 bytes, the empty colour mode data 4, the image
+// resources 8, the two section lengths 8, the layer count 2; the first record follows.
+constexpr std::size_t kLayerCount = 26 + 4 + 8 + 8;
+constexpr std::size_t kFirstRecord = kLayerCount + 2;
+
 TEST(PsdFile, ReadsLayersAndTheMergedPicture) {
     for (const bool rle : {false, true}) {
         SCOPED_TRACE(rle ? "PackBits" : "raw");
@@ -216,13 +221,21 @@ TEST(PsdFile, ReadsLayersAndTheMergedPicture) {
                       return p;
                   }));
     }
-    // Without a negative layer count the merged picture is opaque.
+    // Without a negative layer count, or without a fourth channel, the merged picture is opaque.
     TestDocument d = SampleDocument();
     d.mergedAlpha = false;
+    Bytes file = WritePsd(d);
     PsdDocument doc;
     std::string error;
-    ASSERT_TRUE(ReadPsdFile(WritePsd(d), doc, error)) << error;
+    ASSERT_TRUE(ReadPsdFile(file, doc, error)) << error;
     EXPECT_EQ(test::At(doc.composite, 0, 31)[3], 255);
+    file[kLayerCount] = 0xFF;
+    file[kLayerCount + 1] = 0xFD;  // -3
+    ASSERT_TRUE(ReadPsdFile(file, doc, error)) << error;
+    EXPECT_EQ(test::At(doc.composite, 0, 31)[3], 255);
+    // The smallest canvas; without layers no count says the extra channel is transparency.
+    ASSERT_TRUE(ReadPsdFile(WritePsd({1, 1, {}, Pattern, false, true}), doc, error)) << error;
+    EXPECT_EQ(PicturePixels(doc.composite), (std::vector<Rgba>{{0, 0, 200, 255}}));
 }
 
 TEST(PsdFile, LayerNamesThatSayAFormat) {
@@ -293,11 +306,6 @@ TEST(PsdFile, SizeLayerPictureCutsToTheCanvasAndCentres) {
     ASSERT_TRUE(ReadPsdFile(WritePsd(d), psd, error)) << error;
     EXPECT_TRUE(SizeLayerPicture(psd, psd.layers[0], 16).empty());
 }
-
-// Offsets into the sample file: the header is 26 bytes, the empty colour mode data 4, the image
-// resources 8, the two section lengths 8, the layer count 2; the first record follows.
-constexpr std::size_t kLayerCount = 26 + 4 + 8 + 8;
-constexpr std::size_t kFirstRecord = kLayerCount + 2;
 
 TEST(PsdFile, RefusesDamagedDocuments) {
     const Bytes good = WritePsd(SampleDocument());
