@@ -59,6 +59,7 @@ bool MakeProjectFromPicture(const CDIB& picture, const DrawingRenderer& drawing,
         request.threads = base.threads;
         request.filterLevel = base.filterLevel;
         request.transparentColor = base.transparentColor;
+        request.quality = base.quality;
         // A drawing is rendered at each size itself, so nothing is resampled.
         CIconDoc made;
         if (!(drawing ? MakeIconProjectFromDrawing(drawing, request, made, error)
