@@ -334,8 +334,7 @@ MakeIconFileStep MakeIconFile(const std::string& image, const IconProjectRequest
     // A drawing is rendered at each size from its vector; anything else is a picture resampled
     // (a file whose name does not say it is a drawing is tried as one when it is no picture).
     const bool namedDrawing = IsSvgFile(image, {});
-    const std::string ext = LowerExtension(image);
-    if (!namedDrawing && (ext == ".psd" || ext == ".psb")) {
+    if (!namedDrawing && IsPsdPath(image)) {
         // A Photoshop document's size-named layers are formats as drawn; the rest come from its
         // merged picture.
         PsdDocument psd;

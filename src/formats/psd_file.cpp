@@ -11,6 +11,7 @@
 #include "image/bytes.h"
 #include "image/dib.h"
 #include "image/dib_block.h"
+#include "image/file_io.h"
 
 namespace tellurine {
 
@@ -358,6 +359,11 @@ void ReadLayers(PsdReader& in, bool psb, bool grey, PsdDocument& doc, bool& merg
 }
 
 }  // namespace
+
+bool IsPsdPath(const std::string& path) {
+    const std::string ext = LowerExtension(path);
+    return ext == ".psd" || ext == ".psb";
+}
 
 bool IsPsdFile(std::span<const std::uint8_t> bytes) {
     return bytes.size() >= 4 && std::memcmp(bytes.data(), "8BPS", 4) == 0;

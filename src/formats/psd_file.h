@@ -53,6 +53,9 @@ struct PsdDocument {
     Block composite;               // the merged picture, 32 bits (opaque unless it has transparency)
 };
 
+// True when the path names a Photoshop document (".psd" or ".psb", in any case).
+bool IsPsdPath(const std::string& path);
+
 // True when the bytes start as a Photoshop document ("8BPS").
 bool IsPsdFile(std::span<const std::uint8_t> bytes);
 

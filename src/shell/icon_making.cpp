@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <thread>
@@ -51,8 +52,12 @@ std::vector<IconProjectRequest> RequestsForFormats(const NewIconChoice& choice) 
     return requests;
 }
 
-bool MakeProjectFromPicture(const CDIB& picture, const DrawingRenderer& drawing, const NewIconChoice& choice,
-                            const IconProjectRequest& base, CIconDoc& doc, std::string& error) {
+namespace {
+
+// Makes each group of the chosen formats with `make` and gathers them, sorted. A format of a size
+// and depth already made (a document's size layer comes with every group) is kept once.
+bool MakeChosenFormats(const NewIconChoice& choice, const IconProjectRequest& base, CIconDoc& doc, std::string& error,
+                       const std::function<bool(const IconProjectRequest&, CIconDoc&)>& make) {
     doc.RemoveAll();
     doc.macintosh = choice.macintosh;
     for (IconProjectRequest request : RequestsForFormats(choice)) {
@@ -60,17 +65,41 @@ bool MakeProjectFromPicture(const CDIB& picture, const DrawingRenderer& drawing,
         request.filterLevel = base.filterLevel;
         request.transparentColor = base.transparentColor;
         request.quality = base.quality;
-        // A drawing is rendered at each size itself, so nothing is resampled.
         CIconDoc made;
-        if (!(drawing ? MakeIconProjectFromDrawing(drawing, request, made, error)
-                      : MakeIconProject(picture, request, made, error))) {
+        if (!make(request, made)) {
             doc.RemoveAll();
             return false;
         }
-        for (int i = 0; i < made.GetFormatCount(); ++i) doc.AddFormat(std::move(made.GetFormat(i)->Icon()));
+        for (int i = 0; i < made.GetFormatCount(); ++i) {
+            const CIconObject& f = *made.GetFormat(i);
+            bool seen = false;
+            for (int j = 0; j < doc.GetFormatCount() && !seen; ++j)
+                seen = doc.GetFormat(j)->Width() == f.Width() && doc.GetFormat(j)->Height() == f.Height() &&
+                       doc.GetFormat(j)->BitCount() == f.BitCount();
+            if (!seen) doc.AddFormat(std::move(made.GetFormat(i)->Icon()));
+        }
     }
+    if (doc.GetFormatCount() == 0) error = "no format was made";
     doc.SortFormats(false);
     return doc.GetFormatCount() > 0;
+}
+
+}  // namespace
+
+bool MakeProjectFromPicture(const CDIB& picture, const DrawingRenderer& drawing, const NewIconChoice& choice,
+                            const IconProjectRequest& base, CIconDoc& doc, std::string& error) {
+    // A drawing is rendered at each size itself, so nothing is resampled.
+    return MakeChosenFormats(choice, base, doc, error, [&](const IconProjectRequest& request, CIconDoc& made) {
+        return drawing ? MakeIconProjectFromDrawing(drawing, request, made, error)
+                       : MakeIconProject(picture, request, made, error);
+    });
+}
+
+bool MakeProjectFromPsd(const PsdDocument& psd, const NewIconChoice& choice, const IconProjectRequest& base,
+                        CIconDoc& doc, std::string& error) {
+    return MakeChosenFormats(choice, base, doc, error, [&](const IconProjectRequest& request, CIconDoc& made) {
+        return MakeIconProjectFromPsd(psd, request, made, error);
+    });
 }
 
 BatchLists DefaultBatchLists(bool macintosh) {

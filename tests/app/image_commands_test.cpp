@@ -2,12 +2,12 @@
 // cancelled, and icons made from pictures (one from a window, or a batch of files).
 #include <QButtonGroup>
 #include <QCheckBox>
-#include <QMdiArea>
 #include <QComboBox>
 #include <QGroupBox>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QMdiArea>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QSignalSpy>
@@ -24,6 +24,7 @@
 #include "app_test_support.h"
 #include "editor/image_commands.h"
 #include "editor/selection.h"
+#include "formats/psd_test_writer.h"
 #include "shell/new_formats.h"
 #include "shell/texts.h"
 
@@ -313,6 +314,28 @@ void ImageCommandsTest::iconsAreMadeFromPicturesAndDrawings() {
     bool found = false;
     for (int i = 0; i < 4; ++i) found = found || project->Doc().GetFormat(i)->Width() == 24;
     QVERIFY(found);
+
+    // A Photoshop document: its layer named "16" is that format as drawn, the 32 is made from the
+    // merged picture.
+    const auto pattern = [](int x, int y) {
+        return psd_test::Rgba{static_cast<std::uint8_t>(x * 16), static_cast<std::uint8_t>(y * 16), 200, 255};
+    };
+    const auto flat = [](int, int) { return psd_test::Rgba{10, 20, 30, 255}; };
+    const psd_test::Bytes psd =
+        psd_test::WritePsd({32, 32, {{"16", 0, 0, 16, 16, pattern, true, 255, false, {}}}, flat, false, true});
+    WriteAll(s.Path("layers.psd"),
+             QByteArray(reinterpret_cast<const char*>(psd.data()), static_cast<qsizetype>(psd.size())));
+    QVERIFY(s.app->OpenDocumentFile(s.Path("layers.psd")) != nullptr);
+    s.prompts->dialogActions.push_back(Accept<CDialIconFromImage>([](CDialIconFromImage& d) {
+        ChooseFormats(d, [](const QString& t) { return t.startsWith("16 x 16, 32 ") || t.startsWith("32 x 32, 32 "); });
+    }));
+    main->Action("file.newIconFromImage")->trigger();
+    const CIconDoc& layered = qobject_cast<CIconProject*>(main->ActiveDocument())->Doc();
+    QCOMPARE(layered.GetFormatCount(), 2);
+    for (int i = 0; i < 2; ++i) {
+        const QImage image = ImageFromIcon(layered.GetFormat(i)->Icon());
+        QCOMPARE(image.pixelColor(5, 3), image.width() == 16 ? QColor(80, 48, 200) : QColor(10, 20, 30));
+    }
 }
 
 void ImageCommandsTest::batchMakesEveryPictureIntoTheFolder() {
@@ -374,7 +397,8 @@ void ImageCommandsTest::iconSetsKeepTheProjectsOwnSizes() {
         d.folderEdit->setText(folder);
     }));
     o.main->Action("file.exportIconSet")->trigger();
-    QCOMPARE(o.s.prompts->messages.back().text.section(' ', 1), QString("files were written to %1.").arg(QDir::toNativeSeparators(folder)));
+    QCOMPARE(o.s.prompts->messages.back().text.section(' ', 1),
+             QString("files were written to %1.").arg(QDir::toNativeSeparators(folder)));
     const CIconDoc windows = ReadIcon(folder + "/windows/icon.ico");
     QCOMPARE(windows.GetFormatCount(), 8);
     QCOMPARE(sixteen(windows), small);  // as drawn, not scaled

@@ -26,21 +26,29 @@
 
 #include "app/common/image_convert.h"
 #include "app/common/prompts.h"
+#include "formats/psd_file.h"
 #include "formats/svg_file.h"
+#include "image/file_io.h"
 #include "shell/texts.h"
 
 namespace tellurine::app {
 
-bool MakeProjectFromPicture(const QImage& raster, const QString& drawingPath, const NewIconChoice& choice,
+bool MakeProjectFromPicture(const QImage& raster, const QString& layeredPath, const NewIconChoice& choice,
                             const IconProjectRequest& base, CIconDoc& doc, std::string& error) {
     CDIB picture;
     shell::DrawingRenderer drawing;
-    if (drawingPath.isEmpty())
+    if (IsPsdPath(layeredPath.toStdString())) {
+        std::vector<std::uint8_t> bytes;
+        PsdDocument psd;
+        return ReadFileBytes(layeredPath.toStdString(), bytes, kMaxPsdFileBytes, error) &&
+               ReadPsdFile(bytes, psd, error) && shell::MakeProjectFromPsd(psd, choice, base, doc, error);
+    }
+    if (layeredPath.isEmpty())
         picture.Attach(Dib32FromImage(raster));
     else {
         // Read once, rendered at each size from the vector.
         auto svg = std::make_shared<SvgDrawing>();
-        if (!svg->LoadFile(drawingPath.toStdString(), error)) return false;
+        if (!svg->LoadFile(layeredPath.toStdString(), error)) return false;
         drawing = [svg](int size) { return svg->Render(size, size); };
     }
     return shell::MakeProjectFromPicture(picture, drawing, choice, base, doc, error);

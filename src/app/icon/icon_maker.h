@@ -23,9 +23,10 @@ namespace tellurine::app {
 
 class UserPrompts;
 
-// Makes the chosen formats from a picture (see shell::MakeProjectFromPicture): a raster, or the
-// SVG drawing at `drawingPath`, rendered at each size.
-bool MakeProjectFromPicture(const QImage& raster, const QString& drawingPath, const NewIconChoice& choice,
+// Makes the chosen formats from a picture (see shell::MakeProjectFromPicture): a raster, or the file
+// at `layeredPath` read again: an SVG drawing rendered at each size, or a Photoshop document whose
+// size layers are formats as drawn (shell::MakeProjectFromPsd).
+bool MakeProjectFromPicture(const QImage& raster, const QString& layeredPath, const NewIconChoice& choice,
                             const IconProjectRequest& base, CIconDoc& doc, std::string& error);
 
 // The new-icon dialog for a picture: the formats to make (the new-icon dialog's, remembered in

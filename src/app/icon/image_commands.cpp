@@ -19,6 +19,7 @@
 #include "app/picture/dib_frame.h"
 #include "editor/image_commands.h"
 #include "formats/image_file.h"
+#include "formats/psd_file.h"
 #include "formats/svg_file.h"
 #include "imaging/filters.h"
 #include "shell/new_formats.h"
@@ -135,7 +136,10 @@ void OnNewIconFromImage(AppContext& app) {
     CDialIconFromImage dialog(app.Prefs(), app.Window());
     if (app.Prompts().Exec(dialog) != QDialog::Accepted) return;
     const NewIconChoice choice = dialog.Choice();
-    const QString drawing = document->TemplateResource() == shell::kTemplateVector ? document->PathName() : QString();
+    // A drawing or a Photoshop document is read again from its file (its vector, its layers).
+    const bool layered =
+        document->TemplateResource() == shell::kTemplateVector || IsPsdPath(document->PathName().toStdString());
+    const QString drawing = layered ? document->PathName() : QString();
     const QImage raster = drawing.isEmpty() ? document->image : QImage();
     IconProjectRequest base;
     base.threads = static_cast<unsigned>(std::max(1, QThread::idealThreadCount()));
