@@ -8,12 +8,13 @@
 #include <fstream>
 #include <new>
 
-#include "icon/format_maker.h"
-#include "image/dib_block.h"
-#include "imaging/codecs.h"
 #include "formats/image_file.h"
+#include "icon/format_maker.h"
+#include "image/bytes.h"
 #include "image/dib.h"
+#include "image/dib_block.h"
 #include "image/file_io.h"
+#include "imaging/codecs.h"
 #include "imaging/resample.h"
 
 namespace tellurine {
@@ -23,20 +24,12 @@ namespace {
 constexpr std::string_view kCellKeyword = "Tellurine strip cell";
 constexpr std::size_t kSignatureSize = 8;
 
-std::uint32_t LoadBigEndian32(const std::uint8_t* p) {
-    return std::uint32_t{p[0]} << 24 | std::uint32_t{p[1]} << 16 | std::uint32_t{p[2]} << 8 | p[3];
-}
-
-void StoreBigEndian32(std::uint8_t* p, std::uint32_t v) {
-    for (int i = 0; i < 4; ++i) p[i] = static_cast<std::uint8_t>(v >> (24 - 8 * i));
-}
-
 // The text of the cell chunk, when the stream has one before its pixel data. Chunks are walked
 // by their lengths only as far as the stream reaches.
 std::optional<std::string> FindCellText(std::span<const std::uint8_t> png) {
     std::size_t at = kSignatureSize;
     while (at + 12 <= png.size()) {
-        const std::uint32_t length = LoadBigEndian32(png.data() + at);
+        const std::uint32_t length = LoadBE32(png.data() + at);
         if (length > png.size() - at - 12) return std::nullopt;
         const auto* type = png.data() + at + 4;
         const auto* data = type + 4;
@@ -55,11 +48,11 @@ std::optional<std::string> FindCellText(std::span<const std::uint8_t> png) {
 void InsertCellText(std::vector<std::uint8_t>& png, StripCell cell) {
     const std::string data = std::string(kCellKeyword) + '\0' + StripCellText(cell);
     std::vector<std::uint8_t> chunk(data.size() + 12);
-    StoreBigEndian32(chunk.data(), static_cast<std::uint32_t>(data.size()));
+    StoreBE32(chunk.data(), static_cast<std::uint32_t>(data.size()));
     std::memcpy(chunk.data() + 4, "tEXt", 4);
     std::memcpy(chunk.data() + 8, data.data(), data.size());
     const auto crc = crc32(0, chunk.data() + 4, static_cast<uInt>(data.size() + 4));
-    StoreBigEndian32(chunk.data() + 8 + data.size(), static_cast<std::uint32_t>(crc));
+    StoreBE32(chunk.data() + 8 + data.size(), static_cast<std::uint32_t>(crc));
     constexpr std::size_t kAfterHeader = kSignatureSize + 12 + 13;
     png.insert(png.begin() + static_cast<std::ptrdiff_t>(kAfterHeader), chunk.begin(), chunk.end());
 }

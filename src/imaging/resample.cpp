@@ -517,9 +517,7 @@ Block PreparedResample::ResampleHigh(std::int32_t newWidth, std::int32_t newHeig
     result.View(newWidth, newHeight, out.data() + outLayout->pixelOffset);
     if (!resample_detail::ResampleLanczos(w.plain, result)) return {};
     if (layout.bitCount == 32) return out;
-    WorkImage stored;
-    stored.View(newWidth, newHeight, out.data() + outLayout->pixelOffset);
-    return StoreWorkImage(stored, 24);
+    return StoreWorkImage(result, 24);
 }
 
 Block ResampleDib(const Block& dib, std::int32_t newWidth, std::int32_t newHeight) {
