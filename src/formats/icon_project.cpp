@@ -15,7 +15,7 @@
 #include "formats/image_strip.h"
 #include "formats/svg_file.h"
 #include "formats/pe_resources.h"
-#include "formats/psd_file.h"
+#include "formats/layered_picture.h"
 #include "icon/format_maker.h"
 #include "image/bytes.h"
 #include "image/dib_block.h"
@@ -334,19 +334,19 @@ MakeIconFileStep MakeIconFile(const std::string& image, const IconProjectRequest
     // A drawing is rendered at each size from its vector; anything else is a picture resampled
     // (a file whose name does not say it is a drawing is tried as one when it is no picture).
     const bool namedDrawing = IsSvgFile(image, {});
-    if (!namedDrawing && IsPsdPath(image)) {
-        // A Photoshop document's size-named layers are formats as drawn; the rest come from its
+    if (!namedDrawing && IsLayeredPicturePath(image)) {
+        // A layered document's size-named layers are formats as drawn; the rest come from its
         // merged picture.
-        PsdDocument psd;
+        LayeredPicture layered;
         std::string reason;
         std::vector<std::uint8_t> file;
-        if (!ReadFileBytes(image, file, kMaxPsdFileBytes, error)) return MakeIconFileStep::Read;
-        if (!ReadPsdFile(file, psd, reason)) {
-            error = "not a Photoshop document that can be read: " + reason;
+        if (!ReadFileBytes(image, file, kMaxLayeredFileBytes, error)) return MakeIconFileStep::Read;
+        if (!ReadLayeredPicture(file, layered, reason)) {
+            error = std::string("not a ") + LayeredPictureKind(image) + " that can be read: " + reason;
             return MakeIconFileStep::Read;
         }
         file = {};
-        if (!MakeIconProjectFromPsd(psd, request, doc, error)) return MakeIconFileStep::Make;
+        if (!MakeIconProjectFromLayers(layered, request, doc, error)) return MakeIconFileStep::Make;
     } else if (namedDrawing || !LoadPictureFile(image, picture, error)) {
         SvgDrawing drawing;
         std::string reason;

@@ -126,8 +126,8 @@ bool SaveIconProject(const std::string& path, const CIconDoc& doc, bool explorer
 // Where making an icon file from a picture stopped.
 enum class MakeIconFileStep { Done, Read, Make, Write, LeftOut };
 // Reads a picture (LoadPictureFile), makes the project `request` asks for into `doc`, named after
-// the picture (a Photoshop document, ".psd" or ".psb", through MakeIconProjectFromPsd), and saves
-// it to `output` without waiting for the disk (the picture stays on disk): what tellurine-cli
+// the picture (a layered document, ".psd", ".psb" or ".ora", through MakeIconProjectFromLayers),
+// and saves it to `output` without waiting for the disk (the picture stays on disk): what tellurine-cli
 // create and the program's batch do for each picture. `leftOut` receives the formats a Macintosh
 // family has no element for; unless `allowLoss`, a family that would leave formats out is not
 // written (LeftOut). `error` says why a step failed.

@@ -7,6 +7,7 @@
 #include "image/file_io.h"
 #include "image/freeimage.h"
 #include "formats/icon_project.h"
+#include "formats/ora_file.h"
 #include "imaging/codecs.h"
 
 namespace tellurine {
@@ -98,6 +99,13 @@ bool LoadPictureFile(const std::string& path, CDIB& dib, std::string& error) {
     if (!ReadFileBytes(path, bytes, kMaxImageFileBytes, error)) return false;
     // Icon files are read by Tellurine's own readers, never by the image library's.
     if (ClassifyIconFile(path, bytes) != IconContainer::Unknown) return PictureFromIcon(path, bytes, dib, error);
+    // Documents the image library does not know, read by our own readers for their merged picture.
+    if (IsOraFile(bytes)) {
+        LayeredPicture layered;
+        if (!ReadOraFile(bytes, layered, error)) return false;
+        dib.Attach(std::move(layered.composite));
+        return true;
+    }
     if (IsPngStream(bytes)) {
         Block picture = DecodePng(bytes, 32);
         if (picture.empty()) {

@@ -302,8 +302,8 @@ LayerRecord ReadLayerRecord(PsdReader& in, bool psb) {
 }
 
 // One layer's channels decoded into its picture; `data` is positioned at its first channel.
-PsdLayer ReadLayerPixels(const LayerRecord& r, PsdReader& data, bool psb, bool grey, std::int64_t& budget) {
-    PsdLayer layer;
+PictureLayer ReadLayerPixels(const LayerRecord& r, PsdReader& data, bool psb, bool grey, std::int64_t& budget) {
+    PictureLayer layer;
     layer.name = r.name;
     layer.left = r.left;
     layer.top = r.top;
@@ -339,7 +339,7 @@ PsdLayer ReadLayerPixels(const LayerRecord& r, PsdReader& data, bool psb, bool g
     return layer;
 }
 
-void ReadLayers(PsdReader& in, bool psb, bool grey, PsdDocument& doc, bool& mergedAlpha, std::int64_t& budget) {
+void ReadLayers(PsdReader& in, bool psb, bool grey, LayeredPicture& doc, bool& mergedAlpha, std::int64_t& budget) {
     std::uint64_t sectionLength = 0, infoLength = 0;
     PsdReader section, info;
     if (!in.Length(psb, sectionLength) || !in.Section(sectionLength, section))
@@ -360,19 +360,14 @@ void ReadLayers(PsdReader& in, bool psb, bool grey, PsdDocument& doc, bool& merg
 
 }  // namespace
 
-bool IsPsdPath(const std::string& path) {
-    const std::string ext = LowerExtension(path);
-    return ext == ".psd" || ext == ".psb";
-}
-
 bool IsPsdFile(std::span<const std::uint8_t> bytes) {
     return bytes.size() >= 4 && std::memcmp(bytes.data(), "8BPS", 4) == 0;
 }
 
-bool ReadPsdFile(std::span<const std::uint8_t> bytes, PsdDocument& doc, std::string& error) {
+bool ReadPsdFile(std::span<const std::uint8_t> bytes, LayeredPicture& doc, std::string& error) {
     doc = {};
     try {
-        if (bytes.size() > kMaxPsdFileBytes) Fail("the file is too large");
+        if (bytes.size() > kMaxLayeredFileBytes) Fail("the file is too large");
         PsdReader in(bytes);
         std::span<const std::uint8_t> signature, reserved;
         std::uint16_t version = 0, channels = 0, depth = 0, mode = 0;
@@ -393,7 +388,7 @@ bool ReadPsdFile(std::span<const std::uint8_t> bytes, PsdDocument& doc, std::str
         std::uint32_t modeLength = 0, resourcesLength = 0;
         if (!in.U32(modeLength) || !in.Skip(modeLength)) Fail("the colour mode data runs past the end");
         if (!in.U32(resourcesLength) || !in.Skip(resourcesLength)) Fail("the image resources run past the end");
-        std::int64_t budget = kMaxPsdPixels;
+        std::int64_t budget = kMaxLayeredPixels;
         bool mergedAlpha = false;
         doc.width = static_cast<int>(width);
         doc.height = static_cast<int>(height);
@@ -425,162 +420,6 @@ bool ReadPsdFile(std::span<const std::uint8_t> bytes, PsdDocument& doc, std::str
     }
     doc = {};
     return false;
-}
-
-namespace {
-
-// The layer name's scanner: lower-case letters, digits and the rest one at a time.
-class NameScanner {
-public:
-    explicit NameScanner(std::string_view text) : text_(text) {}
-    void SkipSpaces() {
-        while (pos_ < text_.size() && std::isspace(static_cast<unsigned char>(text_[pos_]))) ++pos_;
-    }
-    [[nodiscard]] bool AtEnd() const { return pos_ >= text_.size(); }
-    [[nodiscard]] char Peek() const {
-        return AtEnd() ? '\0' : static_cast<char>(std::tolower(static_cast<unsigned char>(text_[pos_])));
-    }
-    bool Take(char c) {
-        if (Peek() != c) return false;
-        ++pos_;
-        return true;
-    }
-    bool Word(std::string_view word) {
-        if (text_.size() - pos_ < word.size()) return false;
-        for (std::size_t i = 0; i < word.size(); ++i)
-            if (std::tolower(static_cast<unsigned char>(text_[pos_ + i])) != word[i]) return false;
-        pos_ += word.size();
-        return true;
-    }
-    // A decimal number of at most 5 digits.
-    bool Number(int& value) {
-        std::size_t digits = 0;
-        value = 0;
-        while (!AtEnd() && std::isdigit(static_cast<unsigned char>(text_[pos_])) && digits < 6) {
-            value = value * 10 + (text_[pos_++] - '0');
-            ++digits;
-        }
-        return digits > 0 && digits <= 5;
-    }
-
-private:
-    std::string_view text_;
-    std::size_t pos_ = 0;
-};
-
-}  // namespace
-
-std::optional<NamedFormat> ParseFormatName(std::string_view name) {
-    NameScanner in(name);
-    NamedFormat format;
-    in.SkipSpaces();
-    if (!in.Number(format.size)) return std::nullopt;
-    in.SkipSpaces();
-    if (in.Take('x')) {
-        int second = 0;
-        in.SkipSpaces();
-        if (!in.Number(second) || second != format.size) return std::nullopt;
-    }
-    bool depthGiven = false;
-    for (in.SkipSpaces(); !in.AtEnd(); in.SkipSpaces()) {
-        int bits = 0;
-        if (in.Take('@')) {
-            in.SkipSpaces();
-            if (!in.Number(bits)) return std::nullopt;
-        } else if (in.Word("png")) {
-            if (format.png) return std::nullopt;
-            format.png = true;
-            continue;
-        } else if (in.Number(bits)) {
-            if (!in.Take('-')) in.SkipSpaces();
-            if (!in.Word("bit") && !in.Word("bpp")) return std::nullopt;
-            in.Take('s');
-        } else {
-            return std::nullopt;
-        }
-        if (depthGiven) return std::nullopt;
-        depthGiven = true;
-        format.bits = bits;
-    }
-    if (format.size < 1 || format.size > kMaxMadeFormatSize || !IsMakeableDepth(format.bits)) return std::nullopt;
-    if (format.png && format.bits != 32) return std::nullopt;
-    return format;
-}
-
-Block SizeLayerPicture(const PsdDocument& doc, const PsdLayer& layer, int size) {
-    const auto l = GetDibLayout(layer.picture32);
-    if (!l || l->bitCount != 32) return {};
-    // The part of the layer on the canvas, in canvas coordinates.
-    const std::int64_t x0 = std::max<std::int64_t>(layer.left, 0), y0 = std::max<std::int64_t>(layer.top, 0);
-    const std::int64_t x1 = std::min<std::int64_t>(std::int64_t{layer.left} + l->width, doc.width);
-    const std::int64_t y1 = std::min<std::int64_t>(std::int64_t{layer.top} + l->height, doc.height);
-    if (x1 <= x0 || y1 <= y0) return {};
-    const auto w = static_cast<std::int32_t>(x1 - x0), h = static_cast<std::int32_t>(y1 - y0);
-    const bool inPlace = doc.width == doc.height && doc.width == size;
-    const std::int32_t side = inPlace ? size : std::max(w, h);
-    // Where the visible part's top-left pixel lands on the square.
-    const std::int64_t toX = inPlace ? x0 : (side - w) / 2, toY = inPlace ? y0 : (side - h) / 2;
-    Block square = CreateDibBlock(side, side, 32);
-    const auto sl = GetDibLayout(square);
-    if (!sl) return {};
-    for (std::int32_t y = 0; y < h; ++y) {
-        const auto layerRow = static_cast<std::int32_t>(y0 - layer.top + y);
-        const auto squareRow = static_cast<std::int32_t>(toY + y);
-        const std::uint8_t* from = layer.picture32.data() + l->RowOffset(l->height - 1 - layerRow) +
-                                   4 * static_cast<std::size_t>(x0 - layer.left);
-        std::uint8_t* to = square.data() + sl->RowOffset(side - 1 - squareRow) + 4 * static_cast<std::size_t>(toX);
-        std::memcpy(to, from, 4 * static_cast<std::size_t>(w));
-    }
-    return square;
-}
-
-bool MakeIconProjectFromPsd(const PsdDocument& psd, const IconProjectRequest& request, CIconDoc& doc,
-                            std::string& error) {
-    doc.RemoveAll();
-    std::vector<CKvIcon> named;
-    std::vector<std::pair<int, int>> made;  // size and depth of the formats the layers give
-    try {
-        for (auto layer = psd.layers.rbegin(); layer != psd.layers.rend(); ++layer) {
-            const std::optional<NamedFormat> format = ParseFormatName(layer->name);
-            if (!format || std::find(made.begin(), made.end(), std::pair{format->size, format->bits}) != made.end())
-                continue;
-            CDIB picture;
-            picture.Attach(SizeLayerPicture(psd, *layer, format->size));
-            if (picture.IsEmpty()) continue;
-            CKvIcon icon;
-            if (!MakeFormatFromImage(picture, format->size, format->size, format->bits, icon, request.quality)) {
-                error = "the layer \"" + layer->name + "\" cannot be made a format";
-                return false;
-            }
-            if (format->png || (request.compressLarge && format->size >= 256)) {
-                icon.SetCompressed(true);
-                if (!request.macintosh) icon.EncodeStoredPng();
-            }
-            named.push_back(std::move(icon));
-            made.emplace_back(format->size, format->bits);
-        }
-        IconProjectRequest rest = request;
-        rest.sizes.clear();
-        for (const int size : request.sizes)
-            if (std::none_of(made.begin(), made.end(), [&](const auto& m) { return m.first == size; }))
-                rest.sizes.push_back(size);
-        if (!rest.sizes.empty()) {
-            CDIB composite;
-            composite.Attach(psd.composite.Duplicate());
-            if (!MakeIconProject(std::move(composite), rest, doc, error)) return false;
-        } else if (named.empty()) {
-            error = "no sizes to make";
-            return false;
-        }
-        for (CKvIcon& icon : named) doc.AddFormat(std::move(icon));
-    } catch (const std::bad_alloc&) {
-        doc.RemoveAll();
-        error = "out of memory";
-        return false;
-    }
-    doc.macintosh = request.macintosh;
-    doc.SortFormats(false);
-    return true;
 }
 
 }  // namespace tellurine

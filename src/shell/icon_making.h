@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "formats/icon_project.h"
-#include "formats/psd_file.h"
+#include "formats/layered_picture.h"
 #include "shell/new_formats.h"
 
 namespace tellurine::shell {
@@ -35,9 +35,9 @@ using tellurine::DrawingRenderer;
 // (transparent colour, filter level, threads). False, with `error`, when nothing could be made.
 bool MakeProjectFromPicture(const CDIB& picture, const DrawingRenderer& drawing, const NewIconChoice& choice,
                             const IconProjectRequest& base, CIconDoc& doc, std::string& error);
-// The same from a Photoshop document: its layers named by size are formats as drawn
-// (MakeIconProjectFromPsd), the chosen formats no layer gives are made from its merged picture.
-bool MakeProjectFromPsd(const PsdDocument& psd, const NewIconChoice& choice, const IconProjectRequest& base,
+// The same from a layered document: its layers named by size are formats as drawn
+// (MakeIconProjectFromLayers), the chosen formats no layer gives are made from its merged picture.
+bool MakeProjectFromLayers(const LayeredPicture& psd, const NewIconChoice& choice, const IconProjectRequest& base,
                         CIconDoc& doc, std::string& error);
 
 // The batch's lists as they start: every Windows size at 32, 8 and 4 bits, or a Macintosh

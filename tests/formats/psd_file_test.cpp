@@ -65,7 +65,7 @@ TEST(PsdFile, ReadsLayersAndTheMergedPicture) {
         d.compositeRle = rle;
         for (TestLayer& l : d.layers) l.rle = !l.rle;
         const Bytes file = WritePsd(d);
-        PsdDocument doc;
+        LayeredPicture doc;
         std::string error;
         ASSERT_TRUE(ReadPsdFile(file, doc, error)) << error;
         EXPECT_EQ(doc.width, 32);
@@ -89,7 +89,7 @@ TEST(PsdFile, ReadsLayersAndTheMergedPicture) {
     TestDocument d = SampleDocument();
     d.mergedAlpha = false;
     Bytes file = WritePsd(d);
-    PsdDocument doc;
+    LayeredPicture doc;
     std::string error;
     ASSERT_TRUE(ReadPsdFile(file, doc, error)) << error;
     EXPECT_EQ(test::At(doc.composite, 0, 31)[3], 255);
@@ -129,14 +129,14 @@ TEST(PsdFile, LayerNamesThatSayAFormat) {
 }
 
 TEST(PsdFile, SizeLayersBecomeFormatsAndTheRestComesFromTheMergedPicture) {
-    PsdDocument psd;
+    LayeredPicture psd;
     std::string error;
     ASSERT_TRUE(ReadPsdFile(WritePsd(SampleDocument()), psd, error)) << error;
     IconProjectRequest request;
     request.sizes = {16, 32, 48};
     request.depths = {32};
     CIconDoc doc;
-    ASSERT_TRUE(MakeIconProjectFromPsd(psd, request, doc, error)) << error;
+    ASSERT_TRUE(MakeIconProjectFromLayers(psd, request, doc, error)) << error;
     ASSERT_EQ(doc.GetFormatCount(), 3);
     std::vector<std::array<int, 2>> formats;
     for (int i = 0; i < doc.GetFormatCount(); ++i)
@@ -157,7 +157,7 @@ TEST(PsdFile, SizeLayersBecomeFormatsAndTheRestComesFromTheMergedPicture) {
 TEST(PsdFile, SizeLayerPictureCutsToTheCanvasAndCentres) {
     TestDocument d{20, 10, {}, Flat, false, true};
     d.layers.push_back({"16", -2, 6, 8, 6, Pattern, false, 255, false, u"\u00e9\U0001F600"});  // 6 x 4 on the canvas
-    PsdDocument psd;
+    LayeredPicture psd;
     std::string error;
     ASSERT_TRUE(ReadPsdFile(WritePsd(d), psd, error)) << error;
     EXPECT_EQ(psd.layers[0].name, "\xc3\xa9\xf0\x9f\x98\x80");
@@ -173,7 +173,7 @@ TEST(PsdFile, SizeLayerPictureCutsToTheCanvasAndCentres) {
 
 TEST(PsdFile, RefusesDamagedDocuments) {
     const Bytes good = WritePsd(SampleDocument());
-    PsdDocument doc;
+    LayeredPicture doc;
     std::string error;
     ASSERT_TRUE(ReadPsdFile(good, doc, error));
     const auto patch16 = [](Bytes b, std::size_t at, std::uint16_t v) {

@@ -26,7 +26,7 @@
 
 #include "app/common/image_convert.h"
 #include "app/common/prompts.h"
-#include "formats/psd_file.h"
+#include "formats/layered_picture.h"
 #include "formats/svg_file.h"
 #include "image/file_io.h"
 #include "shell/texts.h"
@@ -37,11 +37,12 @@ bool MakeProjectFromPicture(const QImage& raster, const QString& layeredPath, co
                             const IconProjectRequest& base, CIconDoc& doc, std::string& error) {
     CDIB picture;
     shell::DrawingRenderer drawing;
-    if (IsPsdPath(layeredPath.toStdString())) {
+    if (IsLayeredPicturePath(layeredPath.toStdString())) {
         std::vector<std::uint8_t> bytes;
-        PsdDocument psd;
-        return ReadFileBytes(layeredPath.toStdString(), bytes, kMaxPsdFileBytes, error) &&
-               ReadPsdFile(bytes, psd, error) && shell::MakeProjectFromPsd(psd, choice, base, doc, error);
+        LayeredPicture layered;
+        return ReadFileBytes(layeredPath.toStdString(), bytes, kMaxLayeredFileBytes, error) &&
+               ReadLayeredPicture(bytes, layered, error) &&
+               shell::MakeProjectFromLayers(layered, choice, base, doc, error);
     }
     if (layeredPath.isEmpty())
         picture.Attach(Dib32FromImage(raster));

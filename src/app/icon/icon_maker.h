@@ -24,8 +24,8 @@ namespace tellurine::app {
 class UserPrompts;
 
 // Makes the chosen formats from a picture (see shell::MakeProjectFromPicture): a raster, or the file
-// at `layeredPath` read again: an SVG drawing rendered at each size, or a Photoshop document whose
-// size layers are formats as drawn (shell::MakeProjectFromPsd).
+// at `layeredPath` read again: an SVG drawing rendered at each size, or a layered document
+// (Photoshop, OpenRaster) whose size layers are formats as drawn (shell::MakeProjectFromLayers).
 bool MakeProjectFromPicture(const QImage& raster, const QString& layeredPath, const NewIconChoice& choice,
                             const IconProjectRequest& base, CIconDoc& doc, std::string& error);
 

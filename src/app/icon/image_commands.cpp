@@ -19,7 +19,7 @@
 #include "app/picture/dib_frame.h"
 #include "editor/image_commands.h"
 #include "formats/image_file.h"
-#include "formats/psd_file.h"
+#include "formats/layered_picture.h"
 #include "formats/svg_file.h"
 #include "imaging/filters.h"
 #include "shell/new_formats.h"
@@ -136,9 +136,9 @@ void OnNewIconFromImage(AppContext& app) {
     CDialIconFromImage dialog(app.Prefs(), app.Window());
     if (app.Prompts().Exec(dialog) != QDialog::Accepted) return;
     const NewIconChoice choice = dialog.Choice();
-    // A drawing or a Photoshop document is read again from its file (its vector, its layers).
+    // A drawing or a layered document is read again from its file (its vector, its layers).
     const bool layered =
-        document->TemplateResource() == shell::kTemplateVector || IsPsdPath(document->PathName().toStdString());
+        document->TemplateResource() == shell::kTemplateVector || IsLayeredPicturePath(document->PathName().toStdString());
     const QString drawing = layered ? document->PathName() : QString();
     const QImage raster = drawing.isEmpty() ? document->image : QImage();
     IconProjectRequest base;

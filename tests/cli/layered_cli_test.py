@@ -1,6 +1,7 @@
-"""End-to-end test of tellurine-cli create from a layered Photoshop document: ImageMagick writes the
+"""End-to-end tests of tellurine-cli create from layered documents. Photoshop: ImageMagick writes the
 document, each size-named layer must come out as its format pixel for pixel, and Pillow, a second
-reader, agrees on the layer names and on the merged picture.
+reader, agrees on the layer names and on the merged picture. OpenRaster: Python's zipfile writes the
+archive as the format's documentation lays it out, with Pillow's PNGs as layers.
 
 Run by CTest as: python3 psd_cli_test.py PATH-TO-tellurine-cli
 """
@@ -8,6 +9,7 @@ import shutil
 import struct
 import subprocess
 import unittest
+import zipfile
 
 from PIL import Image
 
@@ -107,6 +109,57 @@ class PhotoshopTest(ScratchCase):
         r = run("create", self.path("cut.psd"), "-o", self.path("cut.ico"))
         self.assertNotEqual(r.returncode, 0)
         self.assertIn("Photoshop", r.stderr)
+
+
+class OpenRasterTest(ScratchCase):
+    def write_ora(self, name, merged=True):
+        """A 64 x 64 document: a "16" layer at (8, 8), a hidden "32x32 8bit" in a group, a background."""
+        picture(self.path("l16.png"), (16, 16), 1)
+        picture(self.path("l32.png"), (32, 32), 2)
+        picture(self.path("merged.png"), (64, 64), 3)
+        Image.new("RGBA", (64, 64), (20, 40, 60, 255)).save(self.path("bg.png"))
+        stack = ('<?xml version="1.0" encoding="UTF-8"?>\n<image version="0.0.5" w="64" h="64"><stack>'
+                 '<layer name="16" src="data/l16.png" x="8" y="8"/>'
+                 '<stack name="small" visibility="hidden"><layer name="32x32 8bit" src="data/l32.png"/></stack>'
+                 '<layer name="Background" src="data/bg.png"/></stack></image>')
+        path = self.path(name)
+        with zipfile.ZipFile(path, "w") as z:
+            z.writestr(zipfile.ZipInfo("mimetype"), "image/openraster", compress_type=zipfile.ZIP_STORED)
+            z.writestr("stack.xml", stack, compress_type=zipfile.ZIP_DEFLATED)
+            for layer in ("l16", "l32", "bg"):
+                z.write(self.path(layer + ".png"), f"data/{layer}.png", compress_type=zipfile.ZIP_DEFLATED)
+            if merged:
+                z.write(self.path("merged.png"), "mergedimage.png")
+        return path
+
+    def test_size_layers_are_formats_as_drawn(self):
+        out = self.path("a.ico")
+        r = run("create", self.write_ora("a.ora"), "-o", out, "--sizes", "16,32,64")
+        self.assertEqual(r.returncode, 0, r.stderr)
+        self.assertEqual(directory(out), [(16, 32), (32, 8), (64, 32)])
+        with Image.open(out) as ico:
+            self.assertEqual(pixels(ico.ico.getimage((16, 16))), pixels(Image.open(self.path("l16.png"))))
+            self.assertEqual(pixels(ico.ico.getimage((64, 64))), pixels(Image.open(self.path("merged.png"))))
+        # Without a merged picture, the visible layers laid over each other: the opaque background
+        # under the "16" at (8, 8); the hidden 32 left out.
+        r = run("create", self.write_ora("b.ora", merged=False), "-o", self.path("b.ico"), "--sizes", "64")
+        self.assertEqual(r.returncode, 0, r.stderr)
+        with Image.open(self.path("b.ico")) as ico:
+            made = ico.ico.getimage((64, 64)).convert("RGBA")
+        self.assertEqual(made.getpixel((0, 0)), (20, 40, 60, 255))
+        layer = Image.open(self.path("l16.png")).convert("RGBA")
+        expected = Image.new("RGBA", (64, 64), (20, 40, 60, 255))
+        expected.alpha_composite(layer, (8, 8))
+        for x, y in ((8, 8), (12, 9), (23, 23), (15, 20)):
+            self.assertTrue(all(abs(a - b) <= 1 for a, b in zip(made.getpixel((x, y)), expected.getpixel((x, y)))),
+                            (x, y, made.getpixel((x, y)), expected.getpixel((x, y))))
+        # A damaged archive is refused with a reason that names the kind.
+        with open(self.path("a.ora"), "rb") as f:
+            data = f.read()
+        self.write("cut.ora", data[:len(data) - 30])
+        r = run("create", self.path("cut.ora"), "-o", self.path("cut.ico"))
+        self.assertNotEqual(r.returncode, 0)
+        self.assertIn("OpenRaster", r.stderr)
 
 
 if __name__ == "__main__":

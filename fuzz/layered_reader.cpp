@@ -1,22 +1,23 @@
-// Feeds arbitrary bytes to the Photoshop document reader: a refusal leaves nothing and says why; a
-// document read keeps every picture within its caps, and each size layer gives a square picture.
+// Feeds arbitrary bytes to the layered document readers (Photoshop, OpenRaster): a refusal leaves
+// nothing and says why; a document read keeps every picture within its caps, and each size layer
+// gives a square picture.
 #include <cstdint>
 
-#include "formats/psd_file.h"
+#include "formats/layered_picture.h"
 #include "harness.h"
 #include "image/dib_block.h"
 
 void tellurine::fuzz::FuzzInput(std::span<const std::uint8_t> bytes) {
-    PsdDocument doc;
+    LayeredPicture doc;
     std::string error;
-    if (!ReadPsdFile(bytes, doc, error)) {
+    if (!ReadLayeredPicture(bytes, doc, error)) {
         Check(!error.empty() && doc.layers.empty() && doc.composite.empty() && doc.width == 0);
         return;
     }
     Check(doc.width >= 1 && doc.height >= 1 && DibWidth(doc.composite) == doc.width &&
           DibHeight(doc.composite) == doc.height && DibBitCount(doc.composite) == 32);
     std::int64_t pixels = std::int64_t{doc.width} * doc.height;
-    for (const PsdLayer& layer : doc.layers) {
+    for (const PictureLayer& layer : doc.layers) {
         if (layer.picture32.empty()) continue;
         Check(DibBitCount(layer.picture32) == 32);
         pixels += std::int64_t{DibWidth(layer.picture32)} * DibHeight(layer.picture32);
@@ -27,5 +28,5 @@ void tellurine::fuzz::FuzzInput(std::span<const std::uint8_t> bytes) {
         const auto format = ParseFormatName(layer.name);
         if (format) Check(format->size >= 1 && format->size <= kMaxMadeFormatSize);
     }
-    Check(pixels <= kMaxPsdPixels);
+    Check(pixels <= kMaxLayeredPixels);
 }
