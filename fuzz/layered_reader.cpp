@@ -1,4 +1,4 @@
-// Feeds arbitrary bytes to the layered document readers (Photoshop, OpenRaster): a refusal leaves
+// Feeds arbitrary bytes to the layered document readers (Photoshop, OpenRaster, GIMP): a refusal leaves
 // nothing and says why; a document read keeps every picture within its caps, and each size layer
 // gives a square picture.
 #include <cstdint>

@@ -8,6 +8,7 @@
 #include "image/freeimage.h"
 #include "formats/icon_project.h"
 #include "formats/ora_file.h"
+#include "formats/xcf_file.h"
 #include "imaging/codecs.h"
 
 namespace tellurine {
@@ -100,9 +101,9 @@ bool LoadPictureFile(const std::string& path, CDIB& dib, std::string& error) {
     // Icon files are read by Tellurine's own readers, never by the image library's.
     if (ClassifyIconFile(path, bytes) != IconContainer::Unknown) return PictureFromIcon(path, bytes, dib, error);
     // Documents the image library does not know, read by our own readers for their merged picture.
-    if (IsOraFile(bytes)) {
+    if (IsOraFile(bytes) || IsXcfFile(bytes)) {
         LayeredPicture layered;
-        if (!ReadOraFile(bytes, layered, error)) return false;
+        if (!ReadLayeredPicture(bytes, layered, error)) return false;
         dib.Attach(std::move(layered.composite));
         return true;
     }

@@ -27,8 +27,8 @@ bool LoadImageFile(const std::string& path, CDIB& dib, std::string& error);
 // Reads a picture to make icons from, as a 32-bit bitmap (alpha 255 where the image has none).
 // PNG files go through the PNG decoder of icon images, which is faster than the image library's;
 // icon, cursor and Macintosh icon files give their largest format (the deepest of that size),
-// read by Tellurine's own readers, as are OpenRaster documents (their merged picture); everything
-// else goes through DecodeImageFile.
+// read by Tellurine's own readers, as are OpenRaster and GIMP documents (their merged picture);
+// everything else goes through DecodeImageFile.
 bool LoadPictureFile(const std::string& path, CDIB& dib, std::string& error);
 
 // Encodes a bitmap (1, 4, 8, 24 or 32 bits) as PNG or BMP. False, with a reason, on failure.

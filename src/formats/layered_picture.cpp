@@ -1,12 +1,15 @@
 #include "formats/layered_picture.h"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
+#include <cmath>
 #include <cstring>
 #include <new>
 
 #include "formats/ora_file.h"
 #include "formats/psd_file.h"
+#include "formats/xcf_file.h"
 #include "image/dib.h"
 #include "image/dib_block.h"
 #include "image/file_io.h"
@@ -15,25 +18,66 @@ namespace tellurine {
 
 bool IsLayeredPicturePath(const std::string& path) {
     const std::string ext = LowerExtension(path);
-    return ext == ".psd" || ext == ".psb" || ext == ".ora";
+    return ext == ".psd" || ext == ".psb" || ext == ".ora" || ext == ".xcf";
 }
 
 const char* LayeredPictureKind(const std::string& path) {
     const std::string ext = LowerExtension(path);
     if (ext == ".psd" || ext == ".psb") return "Photoshop document";
-    return ext == ".ora" ? "OpenRaster document" : "layered document";
+    if (ext == ".ora") return "OpenRaster document";
+    return ext == ".xcf" ? "GIMP document" : "layered document";
 }
 
 bool IsLayeredPictureFile(std::span<const std::uint8_t> bytes) {
-    return IsPsdFile(bytes) || IsOraFile(bytes);
+    return IsPsdFile(bytes) || IsOraFile(bytes) || IsXcfFile(bytes);
 }
 
 bool ReadLayeredPicture(std::span<const std::uint8_t> bytes, LayeredPicture& doc, std::string& error) {
     if (IsOraFile(bytes)) return ReadOraFile(bytes, doc, error);
     if (IsPsdFile(bytes)) return ReadPsdFile(bytes, doc, error);
+    if (IsXcfFile(bytes)) return ReadXcfFile(bytes, doc, error);
     doc = {};
-    error = "not a Photoshop or OpenRaster document";
+    error = "not a Photoshop, OpenRaster or GIMP document";
     return false;
+}
+
+namespace {
+
+const std::array<float, 256>& LinearTable() {
+    static const std::array<float, 256> table = [] {
+        std::array<float, 256> t{};
+        for (std::size_t i = 0; i < t.size(); ++i) {
+            const double e = static_cast<double>(i) / 255;
+            t[i] = static_cast<float>(e <= 0.04045 ? e / 12.92 : std::pow((e + 0.055) / 1.055, 2.4));
+        }
+        return t;
+    }();
+    return table;
+}
+
+// Encoded values of linear light in steps of 1/65535: fine enough that even the darkest steps
+// round as the formula does.
+const std::vector<std::uint8_t>& EncodedTable() {
+    static const std::vector<std::uint8_t> table = [] {
+        std::vector<std::uint8_t> t(65536);
+        for (std::size_t i = 0; i < t.size(); ++i) {
+            const double l = static_cast<double>(i) / 65535;
+            const double e = l <= 0.0031308 ? 12.92 * l : 1.055 * std::pow(l, 1 / 2.4) - 0.055;
+            t[i] = static_cast<std::uint8_t>(std::lround(e * 255));
+        }
+        return t;
+    }();
+    return table;
+}
+
+}  // namespace
+
+float LinearOfSrgb(std::uint8_t value) {
+    return LinearTable()[value];
+}
+
+std::uint8_t SrgbOfLinear(float linear) {
+    return EncodedTable()[static_cast<std::size_t>(std::lround(std::clamp(linear, 0.0F, 1.0F) * 65535))];
 }
 
 Block CompositeLayers(const LayeredPicture& doc) {
@@ -41,6 +85,8 @@ Block CompositeLayers(const LayeredPicture& doc) {
         Block canvas = CreateDibBlock(doc.width, doc.height, 32);
         const auto cl = GetDibLayout(canvas);
         if (!cl) return {};
+        const auto& linear = LinearTable();
+        const auto& encoded = EncodedTable();
         for (const PictureLayer& layer : doc.layers) {
             const auto l = GetDibLayout(layer.picture32);
             if (!layer.visible || !l || l->bitCount != 32) continue;
@@ -59,8 +105,16 @@ Block CompositeLayers(const LayeredPicture& doc) {
                     // Straight-alpha "over", in units of 1/(255*255).
                     const std::uint32_t under = da * (255 - sa);
                     const std::uint32_t total = sa * 255 + under;
-                    for (int c = 0; c < 3; ++c)
-                        d[c] = static_cast<std::uint8_t>((s[c] * sa * 255 + d[c] * under + total / 2) / total);
+                    for (std::size_t c = 0; c < 3; ++c) {
+                        if (layer.linearLight) {
+                            const float mixed = (linear[s[c]] * static_cast<float>(sa * 255) +
+                                                 linear[d[c]] * static_cast<float>(under)) /
+                                                static_cast<float>(total);
+                            d[c] = encoded[static_cast<std::size_t>(std::lround(std::min(mixed, 1.0F) * 65535))];
+                        } else {
+                            d[c] = static_cast<std::uint8_t>((s[c] * sa * 255 + d[c] * under + total / 2) / total);
+                        }
+                    }
                     d[3] = static_cast<std::uint8_t>((total + 127) / 255);
                 }
             }

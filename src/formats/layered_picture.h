@@ -28,6 +28,8 @@ struct PictureLayer {
     Block picture32;  // 32-bit packed bitmap, straight alpha, the layer's opacity applied; empty
                       // for a layer without pixels (a group marker, an empty layer)
     bool visible = true;
+    bool linearLight = false;  // blended over the layers below in linear light (GIMP 2.10's own
+                               // modes), not on the encoded values
 };
 
 struct LayeredPicture {
@@ -42,7 +44,7 @@ struct LayeredPicture {
 bool IsLayeredPicturePath(const std::string& path);
 
 // What the path's extension says the document is, for messages: "Photoshop document",
-// "OpenRaster document", or "layered document".
+// "OpenRaster document", "GIMP document", or "layered document".
 const char* LayeredPictureKind(const std::string& path);
 
 // True when the bytes start as a layered document of a kind ReadLayeredPicture reads.
@@ -53,8 +55,14 @@ bool IsLayeredPictureFile(std::span<const std::uint8_t> bytes);
 bool ReadLayeredPicture(std::span<const std::uint8_t> bytes, LayeredPicture& doc, std::string& error);
 
 // Lays the visible layers over each other, bottom to top, over a transparent canvas of the
-// document's size ("normal" blending of straight-alpha colours). Empty when memory runs out.
+// document's size ("normal" blending of straight-alpha colours, in linear light for the layers
+// that ask for it). Empty when memory runs out.
 Block CompositeLayers(const LayeredPicture& doc);
+
+// The sRGB transfer: an 8-bit encoded value's linear light (0..1), and linear light back to the
+// nearest 8-bit encoded value.
+float LinearOfSrgb(std::uint8_t value);
+std::uint8_t SrgbOfLinear(float linear);
 
 // The format a layer's name asks for: a square size and a depth, PNG-compressed or not.
 struct NamedFormat {

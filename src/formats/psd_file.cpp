@@ -17,69 +17,6 @@ namespace tellurine {
 
 namespace {
 
-// A cursor over the bytes that refuses to go past their end.
-class PsdReader {
-public:
-    PsdReader() = default;
-    explicit PsdReader(std::span<const std::uint8_t> bytes) : bytes_(bytes) {}
-
-    [[nodiscard]] std::size_t Left() const { return bytes_.size() - pos_; }
-    [[nodiscard]] std::size_t Pos() const { return pos_; }
-    bool Skip(std::uint64_t count) {
-        if (count > Left()) return false;
-        pos_ += static_cast<std::size_t>(count);
-        return true;
-    }
-    bool Bytes(std::size_t count, std::span<const std::uint8_t>& out) {
-        if (count > Left()) return false;
-        out = bytes_.subspan(pos_, count);
-        pos_ += count;
-        return true;
-    }
-    bool U8(std::uint8_t& v) {
-        if (Left() < 1) return false;
-        v = bytes_[pos_++];
-        return true;
-    }
-    bool U16(std::uint16_t& v) {
-        if (Left() < 2) return false;
-        v = LoadBE16(bytes_.data() + pos_);
-        pos_ += 2;
-        return true;
-    }
-    bool U32(std::uint32_t& v) {
-        if (Left() < 4) return false;
-        v = LoadBE32(bytes_.data() + pos_);
-        pos_ += 4;
-        return true;
-    }
-    bool I32(std::int32_t& v) {
-        std::uint32_t u = 0;
-        if (!U32(u)) return false;
-        v = static_cast<std::int32_t>(u);
-        return true;
-    }
-    // A length of 4 bytes, or of 8 in a large document.
-    bool Length(bool wide, std::uint64_t& v) {
-        std::uint32_t high = 0, low = 0;
-        if (wide && !U32(high)) return false;
-        if (!U32(low)) return false;
-        v = (std::uint64_t{high} << 32) | low;
-        return true;
-    }
-    // A section of `length` bytes, as its own reader.
-    bool Section(std::uint64_t length, PsdReader& out) {
-        if (length > Left()) return false;
-        out = PsdReader(bytes_.subspan(pos_, static_cast<std::size_t>(length)));
-        pos_ += static_cast<std::size_t>(length);
-        return true;
-    }
-
-private:
-    std::span<const std::uint8_t> bytes_;
-    std::size_t pos_ = 0;
-};
-
 struct Failure {
     const char* reason;
 };
@@ -248,7 +185,7 @@ bool WideKey(std::span<const std::uint8_t> key) {
     return std::any_of(kWide.begin(), kWide.end(), [&](const char* k) { return std::memcmp(k, key.data(), 4) == 0; });
 }
 
-LayerRecord ReadLayerRecord(PsdReader& in, bool psb) {
+LayerRecord ReadLayerRecord(BigEndianReader& in, bool psb) {
     LayerRecord r;
     std::uint16_t channelCount = 0;
     if (!in.I32(r.top) || !in.I32(r.left) || !in.I32(r.bottom) || !in.I32(r.right) || !in.U16(channelCount))
@@ -269,7 +206,7 @@ LayerRecord ReadLayerRecord(PsdReader& in, bool psb) {
         Fail("a layer record is cut short");
     if (std::memcmp(signature.data(), "8BIM", 4) != 0) Fail("a layer record has no blend signature");
     r.hidden = (flags & 0x02) != 0;
-    PsdReader extra;
+    BigEndianReader extra;
     if (!in.Section(extraLength, extra)) Fail("a layer's extra data runs past its section");
     std::uint32_t maskLength = 0, rangesLength = 0;
     if (!extra.U32(maskLength) || !extra.Skip(maskLength) || !extra.U32(rangesLength) || !extra.Skip(rangesLength))
@@ -287,7 +224,7 @@ LayerRecord ReadLayerRecord(PsdReader& in, bool psb) {
         extra.Bytes(4, sig);
         extra.Bytes(4, key);
         if (std::memcmp(sig.data(), "8BIM", 4) != 0 && std::memcmp(sig.data(), "8B64", 4) != 0) break;
-        PsdReader info;
+        BigEndianReader info;
         if (!extra.Length(psb && WideKey(key), length) || !extra.Section(length, info))
             Fail("a layer's additional information runs past its extra data");
         if (std::memcmp(key.data(), "luni", 4) == 0) {
@@ -302,7 +239,7 @@ LayerRecord ReadLayerRecord(PsdReader& in, bool psb) {
 }
 
 // One layer's channels decoded into its picture; `data` is positioned at its first channel.
-PictureLayer ReadLayerPixels(const LayerRecord& r, PsdReader& data, bool psb, bool grey, std::int64_t& budget) {
+PictureLayer ReadLayerPixels(const LayerRecord& r, BigEndianReader& data, bool psb, bool grey, std::int64_t& budget) {
     PictureLayer layer;
     layer.name = r.name;
     layer.left = r.left;
@@ -315,7 +252,7 @@ PictureLayer ReadLayerPixels(const LayerRecord& r, PsdReader& data, bool psb, bo
     if (!empty) Charge(budget, width, height);
     std::array<std::vector<std::uint8_t>, 4> planes;  // colour 0..2, alpha
     for (const ChannelEntry& channel : r.channels) {
-        PsdReader bytes;
+        BigEndianReader bytes;
         if (!data.Section(channel.length, bytes)) Fail("a layer's channel data runs past its section");
         const int slot = channel.id == -1 ? 3 : channel.id;
         const bool isColour = slot >= 0 && slot <= (grey ? 0 : 2);
@@ -339,9 +276,9 @@ PictureLayer ReadLayerPixels(const LayerRecord& r, PsdReader& data, bool psb, bo
     return layer;
 }
 
-void ReadLayers(PsdReader& in, bool psb, bool grey, LayeredPicture& doc, bool& mergedAlpha, std::int64_t& budget) {
+void ReadLayers(BigEndianReader& in, bool psb, bool grey, LayeredPicture& doc, bool& mergedAlpha, std::int64_t& budget) {
     std::uint64_t sectionLength = 0, infoLength = 0;
-    PsdReader section, info;
+    BigEndianReader section, info;
     if (!in.Length(psb, sectionLength) || !in.Section(sectionLength, section))
         Fail("the layer section runs past the end");
     if (sectionLength == 0) return;
@@ -368,7 +305,7 @@ bool ReadPsdFile(std::span<const std::uint8_t> bytes, LayeredPicture& doc, std::
     doc = {};
     try {
         if (bytes.size() > kMaxLayeredFileBytes) Fail("the file is too large");
-        PsdReader in(bytes);
+        BigEndianReader in(bytes);
         std::span<const std::uint8_t> signature, reserved;
         std::uint16_t version = 0, channels = 0, depth = 0, mode = 0;
         std::uint32_t height = 0, width = 0;

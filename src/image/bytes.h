@@ -2,7 +2,9 @@
 // an icon file or an archive goes through these, so the code does not depend on the host's order.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <span>
 
 namespace tellurine {
 
@@ -41,5 +43,75 @@ inline void StoreBE32(std::uint8_t* p, std::uint32_t v) {
     p[2] = static_cast<std::uint8_t>(v >> 8);
     p[3] = static_cast<std::uint8_t>(v);
 }
+
+// A cursor over big-endian fields that refuses to go past the end of its bytes (the layered
+// document readers' fields).
+class BigEndianReader {
+public:
+    BigEndianReader() = default;
+    explicit BigEndianReader(std::span<const std::uint8_t> bytes) : bytes_(bytes) {}
+
+    [[nodiscard]] std::size_t Left() const { return bytes_.size() - pos_; }
+    [[nodiscard]] std::size_t Pos() const { return pos_; }
+    // Moves to an absolute position (a pointer of the document); false past the end.
+    bool Seek(std::uint64_t pos) {
+        if (pos > bytes_.size()) return false;
+        pos_ = static_cast<std::size_t>(pos);
+        return true;
+    }
+    bool Skip(std::uint64_t count) {
+        if (count > Left()) return false;
+        pos_ += static_cast<std::size_t>(count);
+        return true;
+    }
+    bool Bytes(std::size_t count, std::span<const std::uint8_t>& out) {
+        if (count > Left()) return false;
+        out = bytes_.subspan(pos_, count);
+        pos_ += count;
+        return true;
+    }
+    bool U8(std::uint8_t& v) {
+        if (Left() < 1) return false;
+        v = bytes_[pos_++];
+        return true;
+    }
+    bool U16(std::uint16_t& v) {
+        if (Left() < 2) return false;
+        v = LoadBE16(bytes_.data() + pos_);
+        pos_ += 2;
+        return true;
+    }
+    bool U32(std::uint32_t& v) {
+        if (Left() < 4) return false;
+        v = LoadBE32(bytes_.data() + pos_);
+        pos_ += 4;
+        return true;
+    }
+    bool I32(std::int32_t& v) {
+        std::uint32_t u = 0;
+        if (!U32(u)) return false;
+        v = static_cast<std::int32_t>(u);
+        return true;
+    }
+    // A length of 4 bytes, or of 8 in a large document.
+    bool Length(bool wide, std::uint64_t& v) {
+        std::uint32_t high = 0, low = 0;
+        if (wide && !U32(high)) return false;
+        if (!U32(low)) return false;
+        v = (std::uint64_t{high} << 32) | low;
+        return true;
+    }
+    // A section of `length` bytes, as its own reader.
+    bool Section(std::uint64_t length, BigEndianReader& out) {
+        if (length > Left()) return false;
+        out = BigEndianReader(bytes_.subspan(pos_, static_cast<std::size_t>(length)));
+        pos_ += static_cast<std::size_t>(length);
+        return true;
+    }
+
+private:
+    std::span<const std::uint8_t> bytes_;
+    std::size_t pos_ = 0;
+};
 
 }  // namespace tellurine

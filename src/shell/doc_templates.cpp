@@ -46,7 +46,7 @@ bool Among(const std::string& ext, std::initializer_list<const char*> list) {
 constexpr std::initializer_list<const char*> kProgramExtensions = {".exe", ".dll", ".cpl", ".ocx", ".scr", ".sys",
                                                                    ".mui", ".drv"};
 constexpr std::initializer_list<const char*> kImageExtensions = {
-    ".png", ".bmp", ".dib", ".jpg", ".jpeg", ".jpe", ".gif", ".tif", ".tiff", ".tga", ".pcx", ".psd", ".ora",
+    ".png", ".bmp", ".dib", ".jpg", ".jpeg", ".jpe", ".gif", ".tif", ".tiff", ".tga", ".pcx", ".psd", ".ora", ".xcf",
     ".webp", ".jp2", ".j2k", ".xpm", ".ppm", ".pgm", ".pbm", ".pnm", ".exr", ".hdr", ".dds", ".wbmp"};
 
 }  // namespace

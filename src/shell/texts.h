@@ -302,7 +302,7 @@ inline constexpr const char* kFilterNone = "None";
 inline constexpr const char* kFilterSharpen = "Sharpen";
 inline constexpr const char* kCannotMakeIcon = "The icon could not be made from %1: %2";
 inline constexpr const char* kPictureFilter =
-    "Pictures (*.png *.bmp *.jpg *.jpeg *.gif *.tif *.tiff *.psd *.ora *.ico *.icns *.svg *.svgz)";
+    "Pictures (*.png *.bmp *.jpg *.jpeg *.gif *.tif *.tiff *.psd *.ora *.xcf *.ico *.icns *.svg *.svgz)";
 inline constexpr const char* kBatchTitle = "Batch";
 inline constexpr const char* kBatchPictures = "&Pictures:";
 inline constexpr const char* kBatchAdd = "&Add...";

@@ -1,7 +1,8 @@
 """End-to-end tests of tellurine-cli create from layered documents. Photoshop: ImageMagick writes the
 document, each size-named layer must come out as its format pixel for pixel, and Pillow, a second
 reader, agrees on the layer names and on the merged picture. OpenRaster: Python's zipfile writes the
-archive as the format's documentation lays it out, with Pillow's PNGs as layers.
+archive as the format's documentation lays it out, with Pillow's PNGs as layers. GIMP: GIMP 2.10 itself
+writes the document in batch mode, and its own flattened picture judges the composite.
 
 Run by CTest as: python3 psd_cli_test.py PATH-TO-tellurine-cli
 """
@@ -16,6 +17,37 @@ from PIL import Image
 from cli_support import ScratchCase, main, run
 
 CONVERT = shutil.which("convert", path="/usr/local/bin:/usr/bin")
+GIMP = shutil.which("gimp-console-2.10") or shutil.which("gimp-console")
+
+# Script-Fu for GIMP's batch mode: a 64 x 64 document of the pictures in DIR, top first: a "16" at
+# (8, 8) at half opacity, a hidden group holding a "32x32 8bit", a layer reaching past the canvas,
+# and an opaque background; saved as DIR/doc.xcf and flattened into DIR/flat.png.
+GIMP_SCRIPT = """
+(define (load-layer image path name)
+  (let ((layer (car (gimp-file-load-layer RUN-NONINTERACTIVE image path))))
+    (gimp-item-set-name layer name)
+    layer))
+(let* ((image (car (gimp-image-new 64 64 RGB)))
+       (bg (load-layer image "DIR/bg.png" "Background"))
+       (l16 (load-layer image "DIR/l16.png" "16"))
+       (group (car (gimp-layer-group-new image)))
+       (l32 (load-layer image "DIR/l32.png" "32x32 8bit"))
+       (wide (load-layer image "DIR/wide.png" "wide")))
+  (gimp-image-insert-layer image bg 0 0)
+  (gimp-image-insert-layer image wide 0 0)
+  (gimp-layer-set-offsets wide 40 -10)
+  (gimp-image-insert-layer image group 0 0)
+  (gimp-image-insert-layer image l32 group 0)
+  (gimp-item-set-visible group FALSE)
+  (gimp-image-insert-layer image l16 0 0)
+  (gimp-layer-set-offsets l16 8 8)
+  (gimp-layer-set-opacity l16 50)
+  (gimp-xcf-save 0 image 0 "DIR/doc.xcf" "DIR/doc.xcf")
+  (gimp-image-flatten image)
+  (file-png-save2 RUN-NONINTERACTIVE image (car (gimp-image-get-active-drawable image))
+                  "DIR/flat.png" "DIR/flat.png" 0 9 0 0 0 0 0 0 0))
+(gimp-quit 0)
+"""
 
 
 def picture(path, size, seed):
@@ -160,6 +192,34 @@ class OpenRasterTest(ScratchCase):
         r = run("create", self.path("cut.ora"), "-o", self.path("cut.ico"))
         self.assertNotEqual(r.returncode, 0)
         self.assertIn("OpenRaster", r.stderr)
+
+
+@unittest.skipIf(GIMP is None, "GIMP is not installed (scripts/setup-deps --judges)")
+class GimpTest(ScratchCase):
+    def test_gimps_own_document(self):
+        picture(self.path("l16.png"), (16, 16), 1)
+        picture(self.path("l32.png"), (32, 32), 2)
+        picture(self.path("wide.png"), (100, 30), 5)
+        Image.new("RGBA", (64, 64), (20, 40, 60, 255)).save(self.path("bg.png"))
+        subprocess.run([GIMP, "-i", "-d", "-f", "-b", "-"], input=GIMP_SCRIPT.replace("DIR", self.dir),
+                       text=True, capture_output=True, timeout=240, check=True)
+        out = self.path("doc.ico")
+        r = run("create", self.path("doc.xcf"), "-o", out, "--sizes", "16,32,64")
+        self.assertEqual(r.returncode, 0, r.stderr)
+        self.assertEqual(directory(out), [(16, 32), (32, 8), (64, 32)])
+        with Image.open(out) as ico:
+            made16 = ico.ico.getimage((16, 16)).convert("RGBA")
+            made64 = ico.ico.getimage((64, 64)).convert("RGBA")
+        # The 16 as drawn at half opacity; GIMP keeps the opacity as a float, so within a level.
+        drawn = Image.open(self.path("l16.png")).convert("RGBA")
+        for got, want in zip(made16.getdata(), drawn.getdata()):
+            self.assertLessEqual(abs(got[3] - want[3] / 2), 1)
+            if got[3] and want[3]:
+                self.assertEqual(got[:3], want[:3])
+        # The composite as GIMP flattens it (in linear light), within two levels.
+        flat = Image.open(self.path("flat.png")).convert("RGBA")
+        worst = max(abs(a - b) for p, q in zip(made64.getdata(), flat.getdata()) for a, b in zip(p, q))
+        self.assertLessEqual(worst, 2)
 
 
 if __name__ == "__main__":

@@ -209,7 +209,7 @@ TEST(OraFile, RefusesDamagedAndHostileArchives) {
         Bytes file;
         const char* reason;
     } cases[] = {
-        {"no mimetype", WriteZip({{"stack.xml", stack("")}}), "not a Photoshop or OpenRaster"},
+        {"no mimetype", WriteZip({{"stack.xml", stack("")}}), "not a Photoshop, OpenRaster or GIMP"},
         {"no stack", with({}), "no stack.xml"},
         {"no canvas size", with({{"stack.xml", stack("", "")}}), "no canvas size"},
         {"canvas too large", with({{"stack.xml", stack("", "w=\"99999999\" h=\"2\"")}}), "out of range"},
