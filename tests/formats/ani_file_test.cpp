@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <chrono>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -62,7 +61,7 @@ std::array<std::uint8_t, 4> Pixel(const CDIB& image, int x, int y) {
 // --- Headers, tables and the chunk walk ---------------------------------------------------
 
 // Every file either reads to its frames and steps or is refused, by the counting pass and by
-// reading alike; a refusal comes at once, however many frames or steps the header claims.
+// reading alike, however many frames or steps the header claims.
 TEST(AniFile, EachFileGivesItsStepsOrIsRefused) {
     const Bytes frames = ThreeFrames(), good = Ani({Anih(3, 3), frames});
     Bytes notAcon = good;
@@ -121,12 +120,8 @@ TEST(AniFile, EachFileGivesItsStepsOrIsRefused) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        const auto start = std::chrono::steady_clock::now();
         EXPECT_EQ(CountAniFrames(c.file), c.frames);
         EXPECT_EQ(Steps(Read(c.file, c.frames == 0 ? AniReadStatus::NotReadable : AniReadStatus::Ok)), c.steps);
-        if (c.frames == 0) {
-            EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
-        }
     }
 }
 

@@ -19,6 +19,7 @@
 #include <gtest/gtest.h>
 
 #include "formats/ico_file.h"
+#include "formats/image_header.h"
 #include "icon/kv_icon.h"
 #include "image/archive.h"
 #include "image/dib_block.h"
@@ -79,9 +80,8 @@ inline std::filesystem::path CorpusDir() {
            "corpus-dev";
 }
 
-// The picture an image shows, top row first (alpha 0 where the AND bit is set below 32 bits).
-inline std::vector<Rgba> PictureOf(const CKvIcon& icon) {
-    const Block dib = icon.To32BitDib();
+// The pixels of a 32-bit picture, top row first.
+inline std::vector<Rgba> PictureOf(const Block& dib) {
     const auto l = GetDibLayout(dib);
     std::vector<Rgba> out;
     if (!l) return out;
@@ -92,6 +92,9 @@ inline std::vector<Rgba> PictureOf(const CKvIcon& icon) {
         }
     return out;
 }
+
+// The picture an image shows (alpha 0 where the AND bit is set below 32 bits).
+inline std::vector<Rgba> PictureOf(const CKvIcon& icon) { return PictureOf(icon.To32BitDib()); }
 
 // A 32-bit format whose pixels a function gives, top row first.
 inline CKvIcon Icon32(int w, int h, const std::function<Rgba(int, int)>& pixel) {
@@ -147,6 +150,12 @@ inline Bytes ImageBytes(const CKvIcon& icon) {
     std::uint32_t written = 0;
     EXPECT_EQ(icon.WriteImage(ar, written), 1);
     return ar.TakeBytes();
+}
+
+// What an image is, in the terms DescribeStoredImage tells it: to compare in one assertion.
+inline StoredImageFormat StoredFormatOf(const CKvIcon& icon) {
+    return {static_cast<std::int32_t>(icon.Width()), static_cast<std::int32_t>(icon.Height()), icon.ColorCount(),
+            icon.HasAlpha(), icon.IsCompressed()};
 }
 
 // An icon file of these formats.

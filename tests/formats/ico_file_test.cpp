@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "formats/format_test_support.h"
-#include "formats/png_test_writer.h"
+#include "png_test_writer.h"
 #include "image/bytes.h"
 #include "image/dib_block.h"
 
@@ -81,12 +81,8 @@ TEST_P(IcoRoundTrip, WritesTheDirectoryAndReadsTheSameImageBack) {
     EXPECT_EQ(type, IconFileType::Icon);
     ASSERT_EQ(back.GetFormatCount(), 1);
     const CIconObject& f = *back.GetFormat(0);
-    EXPECT_EQ(f.Width(), w);
-    EXPECT_EQ(f.Height(), h);
+    EXPECT_EQ(format_test::StoredFormatOf(f.Icon()), (StoredImageFormat{w, h, d.colors, d.alpha, d.png}));
     EXPECT_EQ(f.BitCount(), d.bits);
-    EXPECT_EQ(f.ColorCount(), d.colors);
-    EXPECT_EQ(f.HasAlpha(), d.alpha);
-    EXPECT_EQ(f.Icon().IsCompressed(), d.png);
     EXPECT_EQ(BlockBytes(f.Icon()), BlockBytes(icon));
 }
 
@@ -244,16 +240,19 @@ using png_test::Rgba;
 // What a viewer shows of a pixel: a clear pixel's colour is not seen.
 Rgba Shown(Rgba p) { return p[3] == 0 ? Rgba{} : p; }
 
-// An icon file of one image whose directory entry holds `bitCount`.
-std::vector<std::uint8_t> OneImageFile(const std::vector<std::uint8_t>& image, std::uint16_t bitCount) {
-    std::vector<std::uint8_t> file(22 + image.size());
-    std::copy(image.begin(), image.end(), file.begin() + 22);
+// An icon file of these images one after another, each directory entry holding `bitCount`.
+std::vector<std::uint8_t> ImagesFile(const std::vector<std::vector<std::uint8_t>>& images, std::uint16_t bitCount) {
+    std::vector<std::uint8_t> file(6 + 16 * images.size());
     StoreU16(file.data() + 2, 1);
-    StoreU16(file.data() + 4, 1);
-    StoreU16(file.data() + 6 + 4, 1);
-    StoreU16(file.data() + 6 + 6, bitCount);
-    StoreU32(file.data() + 6 + 8, static_cast<std::uint32_t>(image.size()));
-    StoreU32(file.data() + 6 + 12, 22);
+    StoreU16(file.data() + 4, static_cast<std::uint16_t>(images.size()));
+    for (std::size_t i = 0; i < images.size(); ++i) {
+        std::uint8_t* e = file.data() + 6 + 16 * i;
+        StoreU16(e + 4, 1);
+        StoreU16(e + 6, bitCount);
+        StoreU32(e + 8, static_cast<std::uint32_t>(images[i].size()));
+        StoreU32(e + 12, static_cast<std::uint32_t>(file.size()));
+        file.insert(file.end(), images[i].begin(), images[i].end());
+    }
     return file;
 }
 
@@ -317,7 +316,7 @@ TEST_P(IcoPngUnderDepth, KeepsTheDepthOnlyWhenThePixelsFit) {
     Picture picture;
     for (int y = 0; y < c.size; ++y)
         for (int x = 0; x < c.size; ++x) picture.push_back(c.pixel(x, y));
-    const std::vector<std::uint8_t> file = OneImageFile(PngOf(c.size, c.size, c.type, picture), c.entryBits);
+    const std::vector<std::uint8_t> file = ImagesFile({PngOf(c.size, c.size, c.type, picture)}, c.entryBits);
 
     CIconDoc doc;
     ASSERT_TRUE(ReadIconFile(file, doc));
@@ -405,7 +404,7 @@ TEST_P(IcoLongHeader, ReadsLikeThePlainHeaderAndSavesWithIt) {
         StoreU32(image.data() + 116, c.profileBytes);
         image.resize(image.size() + c.profileBytes, 0x5A);
     }
-    std::vector<std::uint8_t> file = OneImageFile(image, 0);
+    std::vector<std::uint8_t> file = ImagesFile({image}, 0);
     file.resize(file.size() - c.cut);
 
     CIconDoc doc;
@@ -495,15 +494,8 @@ TEST(IcoMaskLeftOut, EndsWhereItsEntrySays) {
     image.resize(image.size() - 16 * 4);
     const std::vector<std::uint8_t> next = format_test::ImageBytes(second);
     for (const std::uint32_t count : {static_cast<std::uint32_t>(image.size()), std::uint32_t{40}}) {
-        std::vector<std::uint8_t> file = OneImageFile(image, 32);
-        StoreU16(file.data() + 4, 2);
-        file.insert(file.begin() + 22, 16, 0);
-        std::copy_n(file.begin() + 6, 16, file.begin() + 22);
+        std::vector<std::uint8_t> file = ImagesFile({image, next}, 32);
         StoreU32(file.data() + 6 + 8, count);
-        StoreU32(file.data() + 6 + 12, 38);
-        StoreU32(file.data() + 22 + 8, static_cast<std::uint32_t>(next.size()));
-        StoreU32(file.data() + 22 + 12, static_cast<std::uint32_t>(file.size()));
-        file.insert(file.end(), next.begin(), next.end());
         CIconDoc doc;
         ASSERT_TRUE(ReadIconFile(file, doc));
         std::vector<std::uint8_t> want = BlockBytes(first);

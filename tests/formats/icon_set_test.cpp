@@ -4,7 +4,6 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
-#include <cstring>
 #include <map>
 #include <set>
 #include <string>
@@ -39,16 +38,10 @@ const IconSetFile* Find(const std::vector<IconSetFile>& plan, const std::string&
     return at == plan.end() ? nullptr : &*at;
 }
 
-// Equal pixels, compared as 32-bit rows.
+// Equal 32-bit pictures of one size.
 bool SamePixels(const Block& a, const Block& b) {
-    const auto la = GetDibLayout(a), lb = GetDibLayout(b);
-    if (!la || !lb || la->width != lb->width || la->height != lb->height || la->bitCount != 32 ||
-        lb->bitCount != 32)
-        return false;
-    for (int row = 0; row < la->height; ++row)
-        if (std::memcmp(a.data() + la->RowOffset(row), b.data() + lb->RowOffset(row), 4 * la->width) != 0)
-            return false;
-    return true;
+    return DibBitCount(a) == 32 && DibBitCount(b) == 32 && DibWidth(a) == DibWidth(b) &&
+           format_test::PictureOf(a) == format_test::PictureOf(b);
 }
 
 TEST(IconSetPlan, EveryPlatformsFilesHaveTheirDocumentedSizes) {
@@ -212,9 +205,8 @@ CKvIcon Format(const Block& picture, int bits) {
 
 Block DecodedFile(const std::vector<IconSetFile>& plan, const std::vector<Bytes>& files,
                   const std::string& path) {
-    const auto at =
-        std::find_if(plan.begin(), plan.end(), [&](const IconSetFile& f) { return f.path == path; });
-    return at == plan.end() ? Block{} : DecodePng(files[static_cast<std::size_t>(at - plan.begin())], 32);
+    const IconSetFile* f = Find(plan, path);
+    return f == nullptr ? Block{} : DecodePng(files[static_cast<std::size_t>(f - plan.data())], 32);
 }
 
 TEST(IconSet, HandTunedSizesOfAProjectAreKeptAndOnlyMissingSizesScaled) {

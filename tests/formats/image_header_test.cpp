@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "formats/format_test_support.h"
-#include "formats/png_test_writer.h"
+#include "png_test_writer.h"
 #include "icon/kv_icon.h"
 #include "image/bytes.h"
 
@@ -127,11 +127,7 @@ TEST(ImageHeader, DescribesWhatReadingGives) {
         const std::optional<StoredImageFormat> format = DescribeStoredImage(c.data);
         ASSERT_EQ(format.has_value(), read);
         if (!read) continue;
-        EXPECT_EQ(format->width, static_cast<std::int32_t>(icon.Width()));
-        EXPECT_EQ(format->height, static_cast<std::int32_t>(icon.Height()));
-        EXPECT_EQ(format->colors, icon.ColorCount());
-        EXPECT_EQ(format->alpha, icon.HasAlpha());
-        EXPECT_EQ(format->png, icon.IsCompressed());
+        EXPECT_EQ(*format, format_test::StoredFormatOf(icon));
         EXPECT_EQ(format->Bits(), icon.BitsPerPixel());
     }
 }

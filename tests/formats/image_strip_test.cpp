@@ -2,13 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <zlib.h>
-
-#include <cstring>
-
 #include "formats/icon_project.h"
 #include "icon/format_maker.h"
 #include "imaging/codecs.h"
+#include "png_test_writer.h"
 #include "test_support.h"
 
 namespace tellurine {
@@ -27,15 +24,10 @@ Block Numbered(int w, int h) {
 std::vector<std::uint8_t> PngWithText(const Block& picture, const std::string& keyword, const std::string& text) {
     std::vector<std::uint8_t> png;
     EXPECT_TRUE(EncodePng(picture, png));
+    std::vector<png_test::Chunk> chunks = png_test::ChunksOf(png);
     const std::string data = keyword + '\0' + text;
-    std::vector<std::uint8_t> chunk(data.size() + 12);
-    for (int i = 0; i < 4; ++i) chunk[static_cast<std::size_t>(i)] = static_cast<std::uint8_t>(data.size() >> (24 - 8 * i));
-    std::memcpy(chunk.data() + 4, "tEXt", 4);
-    std::memcpy(chunk.data() + 8, data.data(), data.size());
-    const auto crc = crc32(0, chunk.data() + 4, static_cast<uInt>(data.size() + 4));
-    for (int i = 0; i < 4; ++i) chunk[data.size() + 8 + static_cast<std::size_t>(i)] = static_cast<std::uint8_t>(crc >> (24 - 8 * i));
-    png.insert(png.begin() + 33, chunk.begin(), chunk.end());
-    return png;
+    chunks.insert(chunks.begin() + 1, {"tEXt", std::vector<std::uint8_t>(data.begin(), data.end())});
+    return png_test::Assemble(chunks);
 }
 
 TEST(ImageStrip, CellsAreGuessedFromTheShapeAndParsed) {

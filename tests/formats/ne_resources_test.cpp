@@ -200,12 +200,8 @@ TEST(ProgramCursors, CursorGroupsOfAProgramKeepTheirHotspots) {
     Bytes cursor = {3, 0, 4, 0};  // hotspot (3, 4)
     const Bytes image = format_test::ImageBytes(arrow);
     cursor.insert(cursor.end(), image.begin(), image.end());
-    Bytes group(6 + 14, 0);
-    StoreU16(group.data() + 2, 2);
-    StoreU16(group.data() + 4, 1);
-    StoreU16(group.data() + 6, 32);
-    StoreU16(group.data() + 8, 64);
-    StoreU16(group.data() + 6 + 12, 5);
+    Bytes group = pe_test::GroupData({{5}});
+    StoreU16(group.data() + 2, 2);  // a cursor group
     const Bytes file = pe_test::WritePe({{std::uint16_t{1}, std::uint16_t{5}, 1033, cursor},
                                          {std::uint16_t{12}, std::u16string(u"ARROW"), 1033, group}},
                                         false);

@@ -298,14 +298,8 @@ TEST_P(PeProgram, DescribesWhatReadingGives) {
         EXPECT_EQ(l.language, r.language);
         ASSERT_EQ(l.formats.size(), static_cast<std::size_t>(r.group.FormatCount()));
         ASSERT_EQ(l.images.size(), l.formats.size());
-        for (std::size_t i = 0; i < l.formats.size(); ++i) {
-            const CKvIcon& image = *r.group.FormatAt(static_cast<int>(i));
-            EXPECT_EQ(l.formats[i].width, static_cast<std::int32_t>(image.Width()));
-            EXPECT_EQ(l.formats[i].height, static_cast<std::int32_t>(image.Height()));
-            EXPECT_EQ(l.formats[i].colors, image.ColorCount());
-            EXPECT_EQ(l.formats[i].alpha, image.HasAlpha());
-            EXPECT_EQ(l.formats[i].png, image.IsCompressed());
-        }
+        for (std::size_t i = 0; i < l.formats.size(); ++i)
+            EXPECT_EQ(l.formats[i], format_test::StoredFormatOf(*r.group.FormatAt(static_cast<int>(i)))) << i;
     }
     EXPECT_EQ(Sizes((*read)[4].group), "48 16 ");
     EXPECT_FALSE(DescribeExeIcons(Image(16, 16)));

@@ -145,11 +145,9 @@ inline std::vector<std::uint8_t> WritePe(const std::vector<Resource>& resources,
     const std::size_t pe = 0x80, optional = pe + 24, optionalSize = pe64 ? 240 : 224;
     const std::size_t sections = optional + optionalSize;
     std::vector<std::uint8_t> f(kRsrcRaw + rawSize, 0);
-    f[0] = 'M';
-    f[1] = 'Z';
+    std::copy_n("MZ", 2, f.begin());
     StoreU32(f.data() + 0x3C, static_cast<std::uint32_t>(pe));
-    f[pe] = 'P';
-    f[pe + 1] = 'E';
+    std::copy_n("PE", 2, f.begin() + static_cast<std::ptrdiff_t>(pe));
     StoreU16(f.data() + pe + 4, pe64 ? 0x8664 : 0x14C);
     StoreU16(f.data() + pe + 6, 2);
     StoreU16(f.data() + pe + 20, static_cast<std::uint16_t>(optionalSize));

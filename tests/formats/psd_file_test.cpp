@@ -16,6 +16,7 @@ namespace tellurine {
 namespace {
 
 using format_test::Bytes;
+using format_test::PictureOf;
 using format_test::Rgba;
 using namespace psd_test;
 Rgba Pattern(int x, int y) {
@@ -34,16 +35,6 @@ TestDocument SampleDocument() {
     d.layers.push_back({"16", 8, 8, 16, 16, Pattern, false, 255, false, {}});
     d.layers.push_back({"ignored", 3, 4, 10, 6, Pattern, true, 128, true, u"32x32 8bit"});
     return d;
-}
-
-std::vector<Rgba> PicturePixels(const Block& picture) {
-    std::vector<Rgba> out;
-    for (int y = 0; y < DibHeight(picture); ++y)
-        for (int x = 0; x < DibWidth(picture); ++x) {
-            const test::Px p = test::At(picture, x, DibHeight(picture) - 1 - y);
-            out.push_back({p[2], p[1], p[0], p[3]});
-        }
-    return out;
 }
 
 std::vector<Rgba> Expected(int width, int height, const std::function<Rgba(int, int)>& pixel) {
@@ -70,16 +61,16 @@ TEST(PsdFile, ReadsLayersAndTheMergedPicture) {
         ASSERT_TRUE(ReadPsdFile(file, doc, error)) << error;
         EXPECT_EQ(doc.width, 32);
         EXPECT_EQ(doc.height, 32);
-        EXPECT_EQ(PicturePixels(doc.composite), Expected(32, 32, Pattern));
+        EXPECT_EQ(PictureOf(doc.composite), Expected(32, 32, Pattern));
         ASSERT_EQ(doc.layers.size(), 3u);
         EXPECT_EQ(doc.layers[0].name, "Background");
         EXPECT_EQ(doc.layers[2].name, "32x32 8bit");
         EXPECT_TRUE(doc.layers[1].visible);
         EXPECT_FALSE(doc.layers[2].visible);
         EXPECT_EQ((std::array{doc.layers[2].left, doc.layers[2].top}), (std::array{3, 4}));
-        EXPECT_EQ(PicturePixels(doc.layers[1].picture32), Expected(16, 16, Pattern));
+        EXPECT_EQ(PictureOf(doc.layers[1].picture32), Expected(16, 16, Pattern));
         // Half opacity halves the alpha, the colours stay as they are.
-        EXPECT_EQ(PicturePixels(doc.layers[2].picture32), Expected(10, 6, [](int x, int y) {
+        EXPECT_EQ(PictureOf(doc.layers[2].picture32), Expected(10, 6, [](int x, int y) {
                       Rgba p = Pattern(x, y);
                       p[3] = p[3] == 0 ? 0 : 128;
                       return p;
@@ -99,7 +90,7 @@ TEST(PsdFile, ReadsLayersAndTheMergedPicture) {
     EXPECT_EQ(test::At(doc.composite, 0, 31)[3], 255);
     // The smallest canvas; without layers no count says the extra channel is transparency.
     ASSERT_TRUE(ReadPsdFile(WritePsd({1, 1, {}, Pattern, false, true}), doc, error)) << error;
-    EXPECT_EQ(PicturePixels(doc.composite), (std::vector<Rgba>{{0, 0, 200, 255}}));
+    EXPECT_EQ(PictureOf(doc.composite), (std::vector<Rgba>{{0, 0, 200, 255}}));
 }
 
 TEST(PsdFile, LayerNamesThatSayAFormat) {
@@ -143,10 +134,10 @@ TEST(PsdFile, SizeLayersBecomeFormatsAndTheRestComesFromTheMergedPicture) {
         formats.push_back({doc.GetFormat(i)->Width(), doc.GetFormat(i)->BitCount()});
     EXPECT_EQ(formats, (std::vector<std::array<int, 2>>{{32, 8}, {48, 32}, {16, 32}}));
     // The 16 is the layer's own pixels (the canvas is not 16 pixels), unresampled.
-    EXPECT_EQ(format_test::PictureOf(doc.GetFormat(2)->Icon()), Expected(16, 16, Pattern));
+    EXPECT_EQ(PictureOf(doc.GetFormat(2)->Icon()), Expected(16, 16, Pattern));
     // The 32 on a 32 x 32 canvas stays where it lies, with transparency around it.
     const Block at32 = SizeLayerPicture(psd, psd.layers[2], 32);
-    EXPECT_EQ(PicturePixels(at32), Expected(32, 32, [](int x, int y) -> Rgba {
+    EXPECT_EQ(PictureOf(at32), Expected(32, 32, [](int x, int y) -> Rgba {
                   if (x < 3 || x >= 13 || y < 4 || y >= 10) return {0, 0, 0, 0};
                   Rgba p = Pattern(x - 3, y - 4);
                   p[3] = p[3] == 0 ? 0 : 128;
@@ -162,7 +153,7 @@ TEST(PsdFile, SizeLayerPictureCutsToTheCanvasAndCentres) {
     ASSERT_TRUE(ReadPsdFile(WritePsd(d), psd, error)) << error;
     EXPECT_EQ(psd.layers[0].name, "\xc3\xa9\xf0\x9f\x98\x80");
     const Block square = SizeLayerPicture(psd, psd.layers[0], 16);
-    EXPECT_EQ(PicturePixels(square), Expected(6, 6, [](int x, int y) -> Rgba {
+    EXPECT_EQ(PictureOf(square), Expected(6, 6, [](int x, int y) -> Rgba {
                   if (y < 1 || y >= 5) return {0, 0, 0, 0};
                   return Pattern(x + 2, y - 1);
               }));

@@ -106,10 +106,8 @@ inline Bytes WritePsd(const TestDocument& d) {
     PutBE32(out, 0xDEADBEEF);
     Bytes records, channels;
     for (const TestLayer& l : d.layers) {
-        PutBE32(records, static_cast<std::uint32_t>(l.top));
-        PutBE32(records, static_cast<std::uint32_t>(l.left));
-        PutBE32(records, static_cast<std::uint32_t>(l.top + l.height));
-        PutBE32(records, static_cast<std::uint32_t>(l.left + l.width));
+        for (const int side : {l.top, l.left, l.top + l.height, l.left + l.width})
+            PutBE32(records, static_cast<std::uint32_t>(side));
         PutBE16(records, 4);
         for (const int c : {-1, 0, 1, 2}) {
             const Bytes data = ChannelData({PlaneRows(l.width, l.height, l.pixels, c < 0 ? 3 : c)}, l.rle, true);
@@ -119,9 +117,7 @@ inline Bytes WritePsd(const TestDocument& d) {
         }
         Put(records, "8BIMnorm");
         records.insert(records.end(), {l.opacity, 0, static_cast<std::uint8_t>(l.hidden ? 2 : 0), 0});
-        Bytes extra;
-        PutBE32(extra, 0);
-        PutBE32(extra, 0);
+        Bytes extra(8, 0);  // no layer mask, no blending ranges
         extra.push_back(static_cast<std::uint8_t>(l.name.size()));
         Put(extra, l.name);
         while (extra.size() % 4 != 0) extra.push_back(0);

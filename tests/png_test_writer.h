@@ -1,14 +1,19 @@
-// A small writer of PNG streams for the format tests: 8-bit pictures in any colour type, the zlib
-// data made of stored blocks (no compression) so that a test can find and damage any byte of it.
+// A small writer of PNG streams for the tests: 8-bit pictures in any colour type, the zlib data
+// made of stored blocks (no compression) so that a test can find and damage any byte of it; and a
+// stream taken apart into its chunks and put together again, to change or add chunks.
 #pragma once
 
 #include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include <zlib.h>
+
+#include "image/bytes.h"
 
 namespace tellurine::png_test {
 
@@ -29,6 +34,26 @@ inline void PutChunk(std::vector<std::uint8_t>& out, const char* type, const std
     out.insert(out.end(), type, type + 4);
     out.insert(out.end(), data.begin(), data.end());
     PutBE32(out, Crc32(out.data() + start, out.size() - start));
+}
+
+using Chunk = std::pair<std::string, std::vector<std::uint8_t>>;  // type, data
+
+// The chunks of a PNG stream, in order.
+inline std::vector<Chunk> ChunksOf(const std::vector<std::uint8_t>& png) {
+    std::vector<Chunk> chunks;
+    for (std::size_t pos = 8; pos + 12 <= png.size(); pos += chunks.back().second.size() + 12) {
+        const auto type = png.begin() + static_cast<std::ptrdiff_t>(pos + 4);
+        chunks.emplace_back(std::string(type, type + 4),
+                            std::vector<std::uint8_t>(type + 4, type + 4 + LoadBE32(png.data() + pos)));
+    }
+    return chunks;
+}
+
+// A PNG stream of these chunks, each with its CRC made anew.
+inline std::vector<std::uint8_t> Assemble(const std::vector<Chunk>& chunks) {
+    std::vector<std::uint8_t> png{0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
+    for (const auto& [type, data] : chunks) PutChunk(png, type.c_str(), data);
+    return png;
 }
 
 // An 8-bit PNG stream of a w x h picture in one colour type: 0 grey and 4 grey with alpha (the
