@@ -11,6 +11,7 @@
 
 #include <zlib.h>
 
+#include "png_test_writer.h"
 #include "image/bytes.h"
 #include "test_support.h"
 
@@ -145,37 +146,14 @@ TEST(Png, IndexedDepthsKeepFewColoursExactly) {
     }
 }
 
-// The chunks of a PNG stream: type and data.
-std::vector<std::pair<std::string, std::vector<std::uint8_t>>> Chunks(const std::vector<std::uint8_t>& png) {
-    std::vector<std::pair<std::string, std::vector<std::uint8_t>>> chunks;
-    for (std::size_t pos = 8; pos + 12 <= png.size();) {
-        const std::uint32_t length = LoadBE32(png.data() + pos);
-        chunks.emplace_back(std::string(reinterpret_cast<const char*>(png.data() + pos + 4), 4),
-                            std::vector<std::uint8_t>(png.begin() + pos + 8, png.begin() + pos + 8 + length));
-        pos += length + 12;
-    }
-    return chunks;
-}
-
-// A PNG stream of the given chunks, CRCs made by zlib.
-std::vector<std::uint8_t> Assemble(const std::vector<std::pair<std::string, std::vector<std::uint8_t>>>& chunks) {
-    std::vector<std::uint8_t> png = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
-    for (const auto& [type, data] : chunks) {
-        std::vector<std::uint8_t> chunk(12 + data.size());
-        StoreBE32(chunk.data(), static_cast<std::uint32_t>(data.size()));
-        std::memcpy(chunk.data() + 4, type.data(), 4);
-        std::copy(data.begin(), data.end(), chunk.begin() + 8);
-        StoreBE32(chunk.data() + 8 + data.size(), static_cast<std::uint32_t>(crc32(0, chunk.data() + 4, static_cast<uInt>(data.size() + 4))));
-        png.insert(png.end(), chunk.begin(), chunk.end());
-    }
-    return png;
-}
+using png_test::Assemble;
+using png_test::ChunksOf;
 
 // The same stream with its image data cut into IDAT chunks of `piece` bytes.
 std::vector<std::uint8_t> Rechunked(const std::vector<std::uint8_t>& png, std::size_t piece) {
-    std::vector<std::pair<std::string, std::vector<std::uint8_t>>> out;
+    std::vector<png_test::Chunk> out;
     std::vector<std::uint8_t> data;
-    for (const auto& chunk : Chunks(png)) {
+    for (const auto& chunk : ChunksOf(png)) {
         if (chunk.first == "IDAT") {
             data.insert(data.end(), chunk.second.begin(), chunk.second.end());
             continue;
@@ -228,7 +206,7 @@ TEST(Png, PlainRgbaShortPathMatchesLibpng) {
         std::vector<std::uint8_t> png;
         ASSERT_TRUE(EncodePng(*dib, png, level));
         int idats = 0;
-        for (const auto& chunk : Chunks(png)) idats += chunk.first == "IDAT";
+        for (const auto& chunk : ChunksOf(png)) idats += chunk.first == "IDAT";
         EXPECT_GE(idats, idatsAtLeast);
         ExpectBothDecoders(png, *dib);
         const std::vector<std::uint8_t> pieces = Rechunked(png, 997);
@@ -237,7 +215,7 @@ TEST(Png, PlainRgbaShortPathMatchesLibpng) {
         EXPECT_TRUE(IsIntact(pieces));
 
         // Damage the compressed data and mend the chunk's CRC: neither decoder may accept it.
-        auto chunks = Chunks(png);
+        auto chunks = ChunksOf(png);
         for (auto& [type, data] : chunks)
             if (type == "IDAT") data[data.size() / 2] ^= 0x5A;
         const std::vector<std::uint8_t> damaged = Assemble(chunks);
@@ -245,7 +223,7 @@ TEST(Png, PlainRgbaShortPathMatchesLibpng) {
         EXPECT_FALSE(IsIntact(damaged));
 
         // Bytes after the end of the zlib stream: libpng decides, and the stream is not intact.
-        chunks = Chunks(png);
+        chunks = ChunksOf(png);
         chunks.insert(chunks.end() - 1, {"IDAT", {0, 0, 0}});
         const std::vector<std::uint8_t> trailing = Assemble(chunks);
         EXPECT_FALSE(IsIntact(trailing));
@@ -284,7 +262,7 @@ TEST(Png, DamagedOrLyingStreamsAreRefused) {
     // A row whose filter type is past the five there are.
     std::vector<std::uint8_t> ours;
     ASSERT_TRUE(EncodePng(test::MakeDib(3, 2, 32, [](int x, int) { return test::Px{U8(x), 1, 9, 255}; }), ours, 6));
-    auto chunks = Chunks(ours);
+    auto chunks = ChunksOf(ours);
     for (auto& [type, data] : chunks) {
         if (type != "IDAT") continue;
         std::vector<std::uint8_t> rows(2 * (1 + 3 * 4));
