@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <tuple>
 
 #include "image/archive.h"
 #include "image/bytes.h"
@@ -52,14 +53,16 @@ TEST(CDib, CopyResetsResolutionButAssignmentKeepsIt) {
     source.loaderFlag2 = 1;
     ASSERT_EQ(source.SaveColorTable(2), 1);
 
+    // Resolution, the loader attributes, the transparent index and the saved table's bits.
+    const auto attributes = [](const CDIB& d) {
+        return std::tuple(d.resolution, d.loaderIndex, d.loaderReal, d.loaderFlag1, d.loaderFlag2, d.loaderValue,
+                          d.transparentIndex, d.SavedTableBits());
+    };
+    using Attributes = decltype(attributes(source));
+    const Attributes reset{0, -1, 0.0, 0, 0, 7, 12, 2};
+
     const CDIB copy(source);
-    EXPECT_EQ(copy.resolution, 0);
-    EXPECT_EQ(copy.loaderIndex, -1);
-    EXPECT_EQ(copy.loaderReal, 0.0);
-    EXPECT_EQ(copy.loaderFlag1 + copy.loaderFlag2, 0);
-    EXPECT_EQ(copy.loaderValue, 7);
-    EXPECT_EQ(copy.transparentIndex, 12);
-    EXPECT_EQ(copy.SavedTableBits(), 2);
+    EXPECT_EQ(attributes(copy), reset);
     EXPECT_EQ(copy.SavedColorTable(), source.SavedColorTable());
     EXPECT_EQ(copy.GetPalette(), source.GetPalette());
     ASSERT_EQ(copy.GetBlock().size(), source.GetBlock().size());
@@ -68,18 +71,12 @@ TEST(CDib, CopyResetsResolutionButAssignmentKeepsIt) {
 
     CDIB assigned = MakeDib(2, 2, 24);
     assigned = source;
-    EXPECT_EQ(assigned.resolution, 300);
-    EXPECT_EQ(assigned.loaderIndex, 3);
-    EXPECT_EQ(assigned.loaderReal, 2.5);
-    EXPECT_EQ(assigned.loaderFlag1, 1);
+    EXPECT_EQ(attributes(assigned), (Attributes{300, 3, 2.5, 1, 1, 7, 12, 2}));
     EXPECT_EQ(assigned.BitCount(), 8);
 
     // Duplicating a foreign block resets the attributes a loader set, not the transparency.
     assigned.CopyFromBlock(CreateDibBlock(3, 3, 24));
-    EXPECT_EQ(assigned.resolution, 0);
-    EXPECT_EQ(assigned.loaderIndex, -1);
-    EXPECT_EQ(assigned.transparentIndex, 12);
-    EXPECT_EQ(assigned.SavedTableBits(), 2);
+    EXPECT_EQ(attributes(assigned), reset);
     EXPECT_TRUE(assigned.GetPalette().empty());
 }
 
