@@ -18,6 +18,14 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// What a file holds, or nothing when it cannot be read.
+std::vector<std::uint8_t> FileBytes(const std::string& path) {
+    std::vector<std::uint8_t> read;
+    std::string error;
+    EXPECT_TRUE(ReadFileBytes(path, read, 1 << 20, error)) << path << ": " << error;
+    return read;
+}
+
 class FileIo : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -39,14 +47,11 @@ TEST_F(FileIo, AtomicWriteReplacesAndKeepsTheMode) {
     ::chmod(path.c_str(), 0640);
     const std::vector<std::uint8_t> second = {4, 5}, third = {6};
     ASSERT_TRUE(WriteFileAtomically(path, second, error)) << error;
-    std::vector<std::uint8_t> read;
-    ASSERT_TRUE(ReadFileBytes(path, read, 100, error));
-    EXPECT_EQ(read, second);
+    EXPECT_EQ(FileBytes(path), second);
     FilePieces pieces;
     pieces.Add(third);
     ASSERT_TRUE(WritePiecesAtomically(path, pieces, -1, error)) << error;
-    ASSERT_TRUE(ReadFileBytes(path, read, 100, error));
-    EXPECT_EQ(read, third);
+    EXPECT_EQ(FileBytes(path), third);
     struct stat st {};
     ::stat(path.c_str(), &st);
     EXPECT_EQ(st.st_mode & 0777, 0640u);
@@ -146,9 +151,7 @@ TEST_F(FileIo, PiecesAreWrittenInOrderCopiedFromTheirSource) {
     for (const int sourceFd : {fd, -1}) {
         const std::string path = (dir_ / "made").string();
         ASSERT_TRUE(WritePiecesAtomically(path, pieces, sourceFd, error, Durability::NoFlush)) << error;
-        std::vector<std::uint8_t> read;
-        ASSERT_TRUE(ReadFileBytes(path, read, 1 << 20, error));
-        EXPECT_EQ(read, expected) << sourceFd;
+        EXPECT_EQ(FileBytes(path), expected) << sourceFd;
     }
     ::close(fd);
 }
@@ -173,10 +176,8 @@ TEST_F(FileIo, ReplacerRewritesOldFilesInPlaceOfNewOnes) {
         EXPECT_EQ(writer.HoldsOldFile(), run > 0);  // the last file's old one, removed with the writer
         for (std::size_t i = 0; i < runs[run].size(); ++i) {
             const std::string path = (dir_ / std::to_string(i)).string();
-            std::vector<std::uint8_t> read;
-            std::string error;
-            ASSERT_TRUE(ReadFileBytes(path, read, 1 << 20, error));
-            EXPECT_EQ(read, Content(runs[run][i], static_cast<std::uint8_t>(run * 31 + i))) << run << " " << i;
+            EXPECT_EQ(FileBytes(path), Content(runs[run][i], static_cast<std::uint8_t>(run * 31 + i)))
+                << run << " " << i;
             struct stat st {};
             ::stat(path.c_str(), &st);
             if (i == 1) {
@@ -208,13 +209,10 @@ TEST_F(FileIo, ReplacerLeavesOldFilesOthersCanSee) {
             ASSERT_TRUE(writer.Write(open, Content(300, static_cast<std::uint8_t>(20 + round)), error)) << error;
         }
     }
-    std::vector<std::uint8_t> read;
-    ASSERT_TRUE(ReadFileBytes((dir_ / "other-name").string(), read, 1000, error));
-    EXPECT_EQ(read, Content(300, 1));
+    EXPECT_EQ(FileBytes((dir_ / "other-name").string()), Content(300, 1));
     EXPECT_EQ(ReadFd(reader), Content(300, 2));
     ::close(reader);
-    ASSERT_TRUE(ReadFileBytes(open, read, 1000, error));
-    EXPECT_EQ(read, Content(300, 22));
+    EXPECT_EQ(FileBytes(open), Content(300, 22));
     EXPECT_EQ(EntriesInDir(), 3u);
 }
 
@@ -239,9 +237,7 @@ TEST_F(FileIo, ReplacerWritesAcrossDisks) {
         }
     }
     for (const fs::path& folder : {dir_, memory}) {
-        std::vector<std::uint8_t> read;
-        ASSERT_TRUE(ReadFileBytes((folder / "b").string(), read, 1000, error));
-        EXPECT_EQ(read, Content(200, 2));
+        EXPECT_EQ(FileBytes((folder / "b").string()), Content(200, 2));
         EXPECT_EQ(std::distance(fs::directory_iterator(folder), fs::directory_iterator()), 2);
     }
     fs::remove_all(memory);
