@@ -24,10 +24,12 @@ CMask Uniform(std::uint32_t w, std::uint32_t h, std::uint8_t value) {
 }
 
 TEST(CMask, ApplyToBitmapByDepth) {
-    Block rgb = CreateDibBlock(1, 1, 24);
+    Block rgb = CreateDibBlock(2, 1, 24);
     SetBgra(rgb, 0, 0, 255, 100, 3);
-    ASSERT_EQ(Uniform(1, 1, 128).ApplyToBitmap(rgb), 1);
+    SetBgra(rgb, 1, 0, 255, 100, 3);
+    ASSERT_EQ(Uniform(2, 1, 128).ApplyToBitmap(rgb), 1);
     EXPECT_EQ(GetBgra(rgb, 0, 0), (Bgra{128, 50, 1, 255}));  // channel * 128 / 255
+    EXPECT_EQ(GetBgra(rgb, 1, 0), (Bgra{128, 50, 1, 255}));  // its neighbour's bytes untouched
 
     Block argb = CreateDibBlock(3, 1, 32);
     for (int x = 0; x < 3; ++x) SetBgra(argb, x, 0, 9, 9, 9, 200);
@@ -53,7 +55,7 @@ TEST(CMask, ApplyToBitmapByDepth) {
     Block sixteen = CreateDibBlock(1, 1, 16);
     EXPECT_EQ(Uniform(1, 1, 0).ApplyToBitmap(sixteen), 0);
     EXPECT_EQ(CMask().ApplyToBitmap(rgb), 0);
-    EXPECT_EQ(Uniform(2, 2, 0).ApplyToBitmap(rgb), 0);  // another size
+    EXPECT_EQ(Uniform(1, 1, 0).ApplyToBitmap(rgb), 0);  // another size
 }
 
 // Mask rows follow the bitmap's stored rows: row 0 is the bottom of the picture.
