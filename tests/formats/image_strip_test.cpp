@@ -98,6 +98,7 @@ TEST(ImageStrip, FilesKeepTheirCellAndAreReadAsStripsByContent) {
     EXPECT_TRUE(plan.Whole(doc));
     EXPECT_TRUE(FileHoldsDocument(doc, plan.bytes));  // known by its content, whatever its name
     EXPECT_EQ(ClassifyIconFile("tools.png", plan.bytes), IconContainer::Strip);
+    EXPECT_EQ(png_test::Assemble(png_test::ChunksOf(plan.bytes)), plan.bytes);  // every chunk's CRC is right
 
     // A PNG without the chunk is cut by its shape; a cell asked for wins over the chunk; a chunk
     // that says nothing sensible, or another writer's text, is ignored.
