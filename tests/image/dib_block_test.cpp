@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
 #include <vector>
 
 #include "image/bytes.h"
@@ -16,16 +17,12 @@ TEST(DibBlock, CreationRoundsTheDepthAndFillsTheHeader) {
         const Block b = CreateDibBlock(5, 3, requested);
         ASSERT_FALSE(b.empty()) << requested;
         const auto h = BitmapInfoHeader::Load(b.data());
-        EXPECT_EQ(h.bitCount, expected) << requested;
         const std::uint32_t colors = expected <= 8 ? 1u << expected : 0;
-        EXPECT_EQ(h.size, 40u);
-        EXPECT_EQ(h.width, 5);
-        EXPECT_EQ(h.height, 3);
-        EXPECT_EQ(h.planes, 1);
-        EXPECT_EQ(h.compression, 0u);
-        EXPECT_EQ(h.sizeImage, 0u);
-        EXPECT_EQ(h.clrUsed, colors);
-        EXPECT_EQ(h.clrImportant, colors);
+        // Size, sides, planes, depth, no compression and no image size, colours used and important.
+        EXPECT_EQ(std::tuple(h.size, h.width, h.height, int{h.planes}, int{h.bitCount}, h.compression, h.sizeImage,
+                             h.clrUsed, h.clrImportant),
+                  std::tuple(40u, 5, 3, 1, expected, 0u, 0u, colors, colors))
+            << requested;
         EXPECT_EQ(b.size(), 40 + colors * 4 + DibRowStride(5, expected) * 3) << requested;
     }
     EXPECT_EQ(DibRowStride(1, 1), 4u);
