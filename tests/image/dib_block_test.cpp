@@ -59,11 +59,8 @@ TEST(DibBlock, CoreHeaderIsReadWithItsOwnFieldWidths) {
     p[12 + 3 * 5 + 0] = 10;  // entry 5: blue, green, red
     p[12 + 3 * 5 + 1] = 20;
     p[12 + 3 * 5 + 2] = 30;
-    EXPECT_EQ(DibWidth(b), 300);
-    EXPECT_EQ(DibHeight(b), 2);
-    EXPECT_EQ(DibBitCount(b), 8);
-    EXPECT_EQ(DibColorCount(b), 256u);
-    EXPECT_EQ(DibColorTableSize(b), 768u);
+    EXPECT_EQ(std::tuple(DibWidth(b), DibHeight(b), DibBitCount(b), DibColorCount(b), DibColorTableSize(b)),
+              std::tuple(300, 2, 8, 256u, 768u));
     const auto layout = GetDibLayout(b);
     ASSERT_TRUE(layout);
     EXPECT_EQ(layout->pixelOffset, 12u + 768u);

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <functional>
 #include <random>
+#include <tuple>
 #include <vector>
 
 #include "image/dib_block.h"
@@ -22,10 +23,7 @@ using test::Px;
 void ExpectShape(const Block& b, int w, int h, int bits) {
     const auto l = GetDibLayout(b);
     ASSERT_TRUE(l.has_value());
-    EXPECT_EQ(l->width, w);
-    EXPECT_EQ(l->height, h);
-    EXPECT_EQ(l->bitCount, bits);
-    EXPECT_FALSE(l->coreHeader);
+    EXPECT_EQ(std::tuple(l->width, l->height, l->bitCount, l->coreHeader), std::tuple(w, h, bits, false));
 }
 
 std::uint8_t U8(int v) { return static_cast<std::uint8_t>(v); }
