@@ -28,6 +28,7 @@ CommandRunner AddConvertCommand(CLI::App& app);
 CommandRunner AddCreateCommand(CLI::App& app);
 CommandRunner AddIconsetCommand(CLI::App& app);
 CommandRunner AddFilterCommand(CLI::App& app);
+CommandRunner AddAdjustCommand(CLI::App& app);
 CommandRunner AddResizeCommand(CLI::App& app);
 CommandRunner AddRotateCommand(CLI::App& app);
 CommandRunner AddFlipCommand(CLI::App& app);

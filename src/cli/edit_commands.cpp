@@ -2,6 +2,7 @@
 // tellurine-cli resize FILE --size WxH
 // tellurine-cli rotate FILE --angle A [--right]
 // tellurine-cli flip FILE [--vertical]
+// tellurine-cli adjust FILE [--brightness N] [--contrast N] [--hue N] ... [--shadow DX,DY,R,COLOUR,OPACITY]
 // each with [--format INDEX] [--group NAME] [-o OUT]: edits every format of an icon (or one), and
 // writes it back or to OUT. `filter` also takes an ordinary picture (PNG or BMP in and out).
 #include <CLI/CLI.hpp>
@@ -9,8 +10,11 @@
 #include <algorithm>
 #include <cctype>
 #include <charconv>
+#include <cmath>
+#include <cstring>
 #include <filesystem>
 #include <functional>
+#include <iostream>
 #include <memory>
 #include <string>
 #include <system_error>
@@ -22,6 +26,7 @@
 #include "icon/format_edit.h"
 #include "image/file_io.h"
 #include "image/raster.h"
+#include "imaging/adjust.h"
 #include "imaging/filters.h"
 #include "imaging/rotate.h"
 
@@ -34,7 +39,7 @@ struct EditTarget {
     std::string input;
     std::string output;  // empty: the input is written back
     std::string group;
-    int format = -1;     // -1: every format
+    int format = -1;  // -1: every format
     ProjectOutput how;
 };
 
@@ -115,7 +120,8 @@ constexpr int kFilterGaussian = -3;
 int ParseFilter(const std::string& text) {
     int number = 0;
     const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (ec == std::errc{} && end == text.data() + text.size()) return number >= 1 && number <= kFilterCount ? number : 0;
+    if (ec == std::errc{} && end == text.data() + text.size())
+        return number >= 1 && number <= kFilterCount ? number : 0;
     const std::string key = FilterKey(text);
     for (int i = 1; i <= kFilterCount; ++i)
         if (key == FilterKey(FilterMenuText(i))) return i;
@@ -130,40 +136,39 @@ std::string FilterNames() {
     return names + "invert, gaussian-blur";
 }
 
-// An ordinary picture in and out: the filter on the whole picture, alpha included.
-int FilterPicture(const FilterOptions& o, int filter, ImageFileFormat format) {
-    const std::string output = o.target.output.empty() ? o.target.input : o.target.output;
+// An ordinary picture in and out (PNG or BMP): `edit` on the whole picture, alpha included.
+int EditPicture(const std::string& command, const EditTarget& t, const std::function<bool(Block&)>& edit) {
+    const std::string output = t.output.empty() ? t.input : t.output;
+    ImageFileFormat format{};
+    if (!ImageFileFormatFromPath(output, format)) {
+        PrintError(command + ": a picture is written as .png or .bmp: " + output);
+        return kExitUsage;
+    }
     CDIB dib;
     std::string error;
-    if (!LoadImageFile(o.target.input, dib, error)) {
-        PrintError("filter: cannot read " + o.target.input + ": " + error);
+    if (!LoadImageFile(t.input, dib, error)) {
+        PrintError(command + ": cannot read " + t.input + ": " + error);
         return kExitFailure;
     }
     Block block = dib.DetachBlock();
-    bool ok = false;
-    if (filter == kFilterGaussian) {
-        ok = GaussianBlurDib(block, o.radius, -1, -1, -1, -1) != 0;
-    } else if (filter == kFilterInvert) {
-        const bool alpha = DibBitCount(block) == 32;
-        DeviceBitmap inverted = InvertBitmap(DibToDeviceBitmap(block));
-        Block out = alpha ? DeviceBitmapsToDib32(inverted, DibAlphaToDeviceBitmap(block)) : DeviceBitmapToDib(inverted, 24);
-        ok = !out.empty();
-        if (ok) block = std::move(out);
-    } else {
-        ok = ApplyFilterToDib(block, filter, -1, -1, -1, -1) != 0;
-    }
-    if (!ok) {
-        PrintError("filter: out of memory to filter " + o.target.input);
+    if (!edit(block)) {
+        PrintError(command + ": out of memory to edit " + t.input);
         return kExitFailure;
     }
     dib.Attach(std::move(block));
     std::vector<std::uint8_t> bytes;
     if (!EncodeImageFile(dib, format, bytes, error) ||
-        !WriteFileAtomically(output, bytes, error, o.target.output.empty() ? Durability::Flush : Durability::NoFlush)) {
-        PrintError("filter: cannot write " + output + ": " + error);
+        !WriteFileAtomically(output, bytes, error, t.output.empty() ? Durability::Flush : Durability::NoFlush)) {
+        PrintError(command + ": cannot write " + output + ": " + error);
         return kExitFailure;
     }
     return kExitOk;
+}
+
+// True when the input is an ordinary picture (PNG or BMP) rather than an icon.
+bool IsPictureInput(const EditTarget& t) {
+    ImageFileFormat format{};
+    return ImageFileFormatFromPath(t.input, format);
 }
 
 int RunFilter(const FilterOptions& o) {
@@ -173,17 +178,22 @@ int RunFilter(const FilterOptions& o) {
         return kExitFailure;
     }
     if (filter == kFilterGaussian && (o.radius < kMinBlurRadius || o.radius > kMaxBlurRadius)) {
-        PrintError("filter: the radius must be " + std::to_string(kMinBlurRadius) + ".." + std::to_string(kMaxBlurRadius));
+        PrintError("filter: the radius must be " + std::to_string(kMinBlurRadius) + ".." +
+                   std::to_string(kMaxBlurRadius));
         return kExitFailure;
     }
-    ImageFileFormat pictureFormat{};
-    if (ImageFileFormatFromPath(o.target.input, pictureFormat)) {
-        const std::string output = o.target.output.empty() ? o.target.input : o.target.output;
-        if (!ImageFileFormatFromPath(output, pictureFormat)) {
-            PrintError("filter: a picture is written as .png or .bmp: " + output);
-            return kExitUsage;
-        }
-        return FilterPicture(o, filter, pictureFormat);
+    if (IsPictureInput(o.target)) {
+        return EditPicture("filter", o.target, [&](Block& block) {
+            if (filter == kFilterGaussian) return GaussianBlurDib(block, o.radius, -1, -1, -1, -1) != 0;
+            if (filter != kFilterInvert) return ApplyFilterToDib(block, filter, -1, -1, -1, -1) != 0;
+            const bool alpha = DibBitCount(block) == 32;
+            DeviceBitmap inverted = InvertBitmap(DibToDeviceBitmap(block));
+            Block out =
+                alpha ? DeviceBitmapsToDib32(inverted, DibAlphaToDeviceBitmap(block)) : DeviceBitmapToDib(inverted, 24);
+            if (out.empty()) return false;
+            block = std::move(out);
+            return true;
+        });
     }
     return EditIcon("filter", o.target, [&](CKvIcon& icon) {
         if (filter == kFilterGaussian) return BlurFormat(icon, o.radius);
@@ -239,6 +249,141 @@ int RunRotate(const RotateOptions& o) {
     return EditIcon("rotate", o.target, [&](CKvIcon& icon) { return RotateFormat(icon, angle); });
 }
 
+// --- adjust -------------------------------------------------------------------------------------
+
+struct AdjustOptions {
+    EditTarget target;
+    ColorAdjustment adjustment;
+    std::string levels;
+    std::string colorize;
+    std::string shadow;
+    bool grow = false;
+};
+
+// The parts of a list separated by commas.
+std::vector<std::string> Split(const std::string& text) {
+    std::vector<std::string> parts;
+    std::size_t start = 0;
+    for (std::size_t comma = text.find(','); comma != std::string::npos; comma = text.find(',', start)) {
+        parts.push_back(text.substr(start, comma - start));
+        start = comma + 1;
+    }
+    parts.push_back(text.substr(start));
+    return parts;
+}
+
+// A finite number; whole when `whole`.
+bool ParseNumber(const std::string& text, double& value, bool whole) {
+    const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
+    return ec == std::errc{} && end == text.data() + text.size() && std::isfinite(value) &&
+           (!whole || (value == std::floor(value) && std::abs(value) < 1e6));
+}
+
+// "#RRGGBB", "RRGGBB" or a few names.
+bool ParseColour(std::string text, std::uint8_t& red, std::uint8_t& green, std::uint8_t& blue) {
+    if (text == "black") text = "000000";
+    if (text == "white") text = "FFFFFF";
+    if (!text.empty() && text[0] == '#') text.erase(0, 1);
+    std::uint32_t v = 0;
+    const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), v, 16);
+    if (text.size() != 6 || ec != std::errc{} || end != text.data() + text.size()) return false;
+    red = static_cast<std::uint8_t>(v >> 16);
+    green = static_cast<std::uint8_t>(v >> 8);
+    blue = static_cast<std::uint8_t>(v);
+    return true;
+}
+
+int RunAdjust(AdjustOptions o) {
+    ColorAdjustment& a = o.adjustment;
+    const auto numbers = [](const std::string& text, std::size_t least, std::size_t most, std::size_t colourAt,
+                            std::vector<double>& values) {
+        const std::vector<std::string> parts = Split(text);
+        values.assign(parts.size(), 0);
+        if (parts.size() < least || parts.size() > most) return false;
+        for (std::size_t i = 0; i < parts.size(); ++i)
+            if (i != colourAt && !ParseNumber(parts[i], values[i], i != 2 || colourAt != SIZE_MAX)) return false;
+        return true;
+    };
+    std::vector<double> v;
+    if (!o.levels.empty()) {
+        // Whole numbers but the gamma, the third.
+        if (!numbers(o.levels, 3, 5, SIZE_MAX, v)) {
+            PrintError("adjust: --levels takes BLACK,WHITE,GAMMA[,OUTBLACK,OUTWHITE]: " + o.levels);
+            return kExitUsage;
+        }
+        a.inputBlack = static_cast<int>(v[0]);
+        a.inputWhite = static_cast<int>(v[1]);
+        a.levelsGamma = v[2];
+        if (v.size() > 3) a.outputBlack = static_cast<int>(v[3]);
+        if (v.size() > 4) a.outputWhite = static_cast<int>(v[4]);
+    }
+    if (!o.colorize.empty()) {
+        if (!numbers(o.colorize, 2, 2, 2, v)) {
+            PrintError("adjust: --colorize takes HUE,SATURATION: " + o.colorize);
+            return kExitUsage;
+        }
+        a.colorize = true;
+        a.colorizeHue = static_cast<int>(v[0]);
+        a.colorizeSaturation = static_cast<int>(v[1]);
+    }
+    DropShadow shadow;
+    if (!o.shadow.empty()) {
+        if (!numbers(o.shadow, 5, 5, 3, v) || !ParseColour(Split(o.shadow)[3], shadow.red, shadow.green, shadow.blue)) {
+            PrintError("adjust: --shadow takes DX,DY,RADIUS,#RRGGBB,OPACITY: " + o.shadow);
+            return kExitUsage;
+        }
+        shadow.dx = static_cast<int>(v[0]);
+        shadow.dy = static_cast<int>(v[1]);
+        shadow.radius = static_cast<int>(v[2]);
+        shadow.opacity = static_cast<int>(v[4]);
+    }
+    const char* wrong = CheckColorAdjustment(a);
+    if (wrong == nullptr && !o.shadow.empty()) wrong = CheckDropShadow(shadow);
+    if (wrong != nullptr) {
+        PrintError(std::string("adjust: ") + wrong);
+        return kExitUsage;
+    }
+    const ColorAdjuster adjuster(a);
+    if (IsPictureInput(o.target)) {
+        return EditPicture("adjust", o.target, [&](Block& block) {
+            const auto l = GetDibLayout(block);
+            if (!l || (l->bitCount != 24 && l->bitCount != 32)) return false;
+            for (std::int32_t y = 0; y < l->height; ++y)
+                adjuster.AdjustBgr(block.data() + l->RowOffset(y), static_cast<std::size_t>(l->width),
+                                   static_cast<std::size_t>(l->bitCount / 8));
+            if (o.shadow.empty()) return true;
+            if (l->bitCount != 32) {
+                Block with = CreateDibBlock(l->width, l->height, 32);
+                if (with.empty()) return false;
+                const auto wl = GetDibLayout(with);
+                for (std::int32_t y = 0; y < l->height; ++y)
+                    for (std::int32_t x = 0; x < l->width; ++x) {
+                        std::memcpy(with.data() + wl->RowOffset(y) + 4 * x, block.data() + l->RowOffset(y) + 3 * x, 3);
+                        with.data()[wl->RowOffset(y) + 4 * x + 3] = 255;
+                    }
+                block = std::move(with);
+            }
+            Block shadowed = WithDropShadow(block, shadow, o.grow);
+            if (shadowed.empty()) return false;
+            block = std::move(shadowed);
+            return true;
+        });
+    }
+    if (o.grow) {
+        PrintError("adjust: --grow is for pictures: an icon's formats keep their sizes");
+        return kExitUsage;
+    }
+    return EditIcon("adjust", o.target, [&](CKvIcon& icon) {
+        if (!AdjustFormat(icon, adjuster)) return false;
+        if (o.shadow.empty()) return true;
+        if (icon.HasAlpha()) return ShadowFormat(icon, shadow);
+        // A soft shadow needs alpha: the format's colours are adjusted, and it is said.
+        std::cerr << "tellurine-cli: adjust: the " << icon.Width() << "x" << icon.Height() << " " << icon.BitsPerPixel()
+                  << "-bit format has no alpha and gets no shadow\n";
+        return true;
+    });
+}
+
 struct FlipOptions {
     EditTarget target;
     bool vertical = false;
@@ -278,9 +423,29 @@ CommandRunner AddFlipCommand(CLI::App& app) {
     CLI::App* sub = app.add_subcommand("flip", "Mirror every format of an icon left to right (or top to bottom)");
     AddTargetOptions(sub, o->target);
     sub->add_flag("--vertical", o->vertical, "Mirror top to bottom");
-    return [o] {
-        return EditIcon("flip", o->target, [&](CKvIcon& icon) { return FlipFormat(icon, o->vertical); });
-    };
+    return [o] { return EditIcon("flip", o->target, [&](CKvIcon& icon) { return FlipFormat(icon, o->vertical); }); };
+}
+
+CommandRunner AddAdjustCommand(CLI::App& app) {
+    auto o = std::make_shared<AdjustOptions>();
+    CLI::App* sub = app.add_subcommand(
+        "adjust",
+        "Adjust the colours of every format of an icon at once (indexed ones through their palette), or of a picture");
+    AddTargetOptions(sub, o->target);
+    ColorAdjustment& a = o->adjustment;
+    sub->add_option("--brightness", a.brightness, "-100..100");
+    sub->add_option("--contrast", a.contrast, "-100..100");
+    sub->add_option("--hue", a.hue, "Degrees to turn the hue, -360..360");
+    sub->add_option("--saturation", a.saturation, "-100..100");
+    sub->add_option("--lightness", a.lightness, "-100..100");
+    sub->add_option("--colorize", o->colorize, "HUE,SATURATION: one hue (0..360) at that saturation (0..100)");
+    sub->add_option("--levels", o->levels, "BLACK,WHITE,GAMMA[,OUTBLACK,OUTWHITE], e.g. 10,240,1.2");
+    sub->add_option("--gamma", a.gamma, "0.1..10 (above 1 lightens)");
+    sub->add_flag("--invert", a.invert, "Invert the colours, keeping alpha");
+    sub->add_option("--shadow", o->shadow,
+                    "DX,DY,RADIUS,#RRGGBB,OPACITY: a drop shadow under formats with alpha (e.g. 2,2,3,#000000,60)");
+    sub->add_flag("--grow", o->grow, "With --shadow on a picture: grow the canvas to hold the whole shadow");
+    return [o] { return RunAdjust(*o); };
 }
 
 }  // namespace tellurine::cli

@@ -25,7 +25,7 @@ struct Command {
 };
 
 // In the order the help lists them.
-constexpr std::array<Command, 11> kCommands{{
+constexpr std::array<Command, 12> kCommands{{
     {"reduce", AddReduceCommand},
     {"info", AddInfoCommand},
     {"extract", AddExtractCommand},
@@ -34,6 +34,7 @@ constexpr std::array<Command, 11> kCommands{{
     {"create", AddCreateCommand},
     {"iconset", AddIconsetCommand},
     {"filter", AddFilterCommand},
+    {"adjust", AddAdjustCommand},
     {"resize", AddResizeCommand},
     {"rotate", AddRotateCommand},
     {"flip", AddFlipCommand},

@@ -13,6 +13,7 @@
 #include "image/dib.h"
 #include "image/dib_block.h"
 #include "image/file_io.h"
+#include "imaging/adjust.h"
 
 namespace tellurine {
 
@@ -100,20 +101,20 @@ Block CompositeLayers(const LayeredPicture& doc) {
                 for (std::int64_t x = x0; x < x1; ++x) {
                     const std::uint8_t* s = from + 4 * (x - layer.left);
                     std::uint8_t* d = to + 4 * x;
+                    if (!layer.linearLight) {
+                        BlendOver(s, d);
+                        continue;
+                    }
                     const std::uint32_t sa = s[3], da = d[3];
                     if (sa == 0) continue;
-                    // Straight-alpha "over", in units of 1/(255*255).
+                    // "Over" as BlendOver, the colours mixed in linear light.
                     const std::uint32_t under = da * (255 - sa);
                     const std::uint32_t total = sa * 255 + under;
                     for (std::size_t c = 0; c < 3; ++c) {
-                        if (layer.linearLight) {
-                            const float mixed = (linear[s[c]] * static_cast<float>(sa * 255) +
-                                                 linear[d[c]] * static_cast<float>(under)) /
-                                                static_cast<float>(total);
-                            d[c] = encoded[static_cast<std::size_t>(std::lround(std::min(mixed, 1.0F) * 65535))];
-                        } else {
-                            d[c] = static_cast<std::uint8_t>((s[c] * sa * 255 + d[c] * under + total / 2) / total);
-                        }
+                        const float mixed =
+                            (linear[s[c]] * static_cast<float>(sa * 255) + linear[d[c]] * static_cast<float>(under)) /
+                            static_cast<float>(total);
+                        d[c] = encoded[static_cast<std::size_t>(std::lround(std::min(mixed, 1.0F) * 65535))];
                     }
                     d[3] = static_cast<std::uint8_t>((total + 127) / 255);
                 }

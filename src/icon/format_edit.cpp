@@ -139,6 +139,35 @@ bool InvertFormat(CKvIcon& icon) {
     });
 }
 
+bool AdjustFormat(CKvIcon& icon, const ColorAdjuster& adjuster) {
+    IconImageLayout layout;
+    if (!icon.GetLayout(layout)) return false;
+    Block& block = icon.GetBlock();
+    if (layout.bits <= 8) {
+        // Colour-table entries (up to the pixels) are blue, green, red and a spare byte.
+        const std::size_t entries = (layout.pixelOffset - layout.tableOffset) / 4;
+        adjuster.AdjustBgr(block.data() + layout.tableOffset, entries, 4);
+        return true;
+    }
+    if (layout.bits != 24 && layout.bits != 32) return false;
+    for (std::uint32_t y = 0; y < icon.Height(); ++y)
+        adjuster.AdjustBgr(block.data() + layout.pixelOffset + y * layout.colorStride, icon.Width(),
+                           static_cast<std::size_t>(layout.bits / 8));
+    return true;
+}
+
+bool ShadowFormat(CKvIcon& icon, const DropShadow& shadow) {
+    if (!icon.HasAlpha()) return false;
+    return EditFormatBitmaps(icon, [&](DeviceBitmap& c, DeviceBitmap& m) {
+        return EditAsDib(c, m, true, [&](Block& dib) {
+            Block shadowed = WithDropShadow(dib, shadow, false);
+            if (shadowed.empty()) return false;
+            dib = std::move(shadowed);
+            return true;
+        });
+    });
+}
+
 bool RotateBitmapsCentred(DeviceBitmap& color, DeviceBitmap& mask, bool alpha, int angle) {
     const int width = color.Width(), height = color.Height();
     DeviceBitmap c = color, m = mask;

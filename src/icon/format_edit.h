@@ -11,6 +11,7 @@
 
 #include "icon/kv_icon.h"
 #include "image/device_bitmap.h"
+#include "imaging/adjust.h"
 #include "imaging/resample.h"
 
 namespace tellurine {
@@ -49,6 +50,13 @@ bool InvertFormat(CKvIcon& icon);
 bool RotateFormat(CKvIcon& icon, int angle);
 // Mirrored top to bottom when `vertical`, else left to right.
 bool FlipFormat(CKvIcon& icon, bool vertical);
+
+// The colours adjusted in place: an indexed format's colour table, so that every pixel keeps its
+// index; a 24- or 32-bit format's pixels, their alpha and mask kept. False for a 16-bit format.
+bool AdjustFormat(CKvIcon& icon, const ColorAdjuster& adjuster);
+// A drop shadow under a 32-bit format, cut at its edges (WithDropShadow); false for a format
+// without alpha, which has nowhere to put a soft shadow.
+bool ShadowFormat(CKvIcon& icon, const DropShadow& shadow);
 
 // The format made again at a new size and its own depth (MakeFormatFromFormat), keeping its
 // attributes, point and PNG-compressed flag. Sizes must be 1..kMaxResizeSide.

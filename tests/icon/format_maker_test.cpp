@@ -8,6 +8,7 @@
 #include <tuple>
 
 #include "icon/format_edit.h"
+#include "imaging/adjust.h"
 #include "image/bytes.h"
 #include "image/dib_block.h"
 #include "image/raster.h"
@@ -302,6 +303,45 @@ TEST(FormatEdit, FiltersKeepIndexedFormatsOnTheirOwnTable) {
     int softer = 0;
     for (std::size_t i = 3; i < sharp.size(); i += 4) softer += sharp[i] == 0 && blurred[i] > 0;
     EXPECT_GT(softer, 0);
+}
+
+TEST(FormatEdit, AdjustmentsGoThroughTheTableOrThePixelsAndKeepAlpha) {
+    const CDIB image = AsCdib(Disc(24, 24));
+    ColorAdjustment invert;
+    invert.invert = true;
+    const ColorAdjuster adjuster(invert);
+    for (const test::Depth depth : test::kDepths) {
+        SCOPED_TRACE(depth.bits);
+        CKvIcon icon;
+        ASSERT_TRUE(MakeFormatFromImage(image, 24, 24, depth.bits, icon));
+        icon.SetCompressed(depth.alpha);
+        if (depth.alpha) {
+            icon.EncodeStoredPng();
+            ASSERT_FALSE(icon.UnchangedPng().empty());
+        }
+        IconImageLayout l;
+        ASSERT_TRUE(icon.GetLayout(l));
+        const std::vector<std::uint8_t> before(icon.GetBlock().data(), icon.GetBlock().data() + l.blockSize);
+        ASSERT_TRUE(AdjustFormat(icon, adjuster));
+        const std::uint8_t* after = icon.GetBlock().data();
+        // Indexed: the table inverted and every index kept; else every colour byte inverted and
+        // alpha kept. The mask never changes.
+        const std::size_t colourEnd = l.pixelOffset + l.colorImageSize;
+        const std::size_t step = depth.bits == 32 ? 4 : 3;
+        for (std::size_t i = l.tableOffset; i < l.pixelOffset; ++i)
+            if ((i - l.tableOffset) % 4 != 3) {
+                ASSERT_EQ(after[i], 255 - before[i]) << i;
+            }
+        for (std::size_t i = l.pixelOffset; i < colourEnd; ++i) {
+            const bool colour = depth.bits >= 24 && (i - l.pixelOffset) % (l.colorStride) < icon.Width() * step &&
+                                (i - l.pixelOffset) % l.colorStride % step != 3;
+            ASSERT_EQ(after[i], colour ? 255 - before[i] : before[i]) << i;
+        }
+        EXPECT_TRUE(
+            std::equal(before.begin() + static_cast<std::ptrdiff_t>(l.maskOffset), before.end(), after + l.maskOffset));
+        // A PNG stream kept from before no longer stands for the pixels.
+        EXPECT_TRUE(icon.UnchangedPng().empty());
+    }
 }
 
 }  // namespace
