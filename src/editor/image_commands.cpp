@@ -133,6 +133,34 @@ bool InvertImage(FormatState& f) {
     });
 }
 
+bool AdjustImage(FormatState& f, const ColorAdjuster& adjuster) {
+    // Device bitmap rows are blue, green, red and a spare byte per pixel.
+    const auto adjustBitmap = [&](DeviceBitmap& bitmap) {
+        for (int y = 0; y < bitmap.Height(); ++y)
+            adjuster.AdjustBgr(reinterpret_cast<std::uint8_t*>(bitmap.Row(y)), static_cast<std::size_t>(bitmap.Width()), 4);
+    };
+    const std::size_t pixels = static_cast<std::size_t>(f.Width()) * static_cast<std::size_t>(f.Height());
+    if (f.depth > 8 || f.palette.empty() || f.indices.size() != pixels)
+        return EditTarget(f, Anchor::TopLeft, [&](DeviceBitmap& c, DeviceBitmap&) {
+            adjustBitmap(c);
+            return true;
+        });
+    for (PaletteEntry& e : f.palette.entries) adjuster.Adjust(e.red, e.green, e.blue);
+    // Each pixel shows its entry again; transparent and inverted ones keep their black or white.
+    for (int y = 0; y < f.Height(); ++y) {
+        std::uint32_t* colour = f.color.Row(y);
+        const std::uint32_t* mask = f.mask.Row(y);
+        const std::uint8_t* index = f.indices.data() + static_cast<std::size_t>(y) * static_cast<std::size_t>(f.Width());
+        for (int x = 0; x < f.Width(); ++x) {
+            if ((DeviceBitmap::FromNative(mask[x]) & 0xFFFFFF) == 0xFFFFFF || index[x] >= f.palette.size()) continue;
+            const PaletteEntry& e = f.palette.entries[index[x]];
+            colour[x] = DeviceBitmap::ToNative(RGB(e.red, e.green, e.blue));
+        }
+    }
+    if (f.floatingColor) adjustBitmap(*f.floatingColor);
+    return true;
+}
+
 bool FlipImage(FormatState& f, bool vertical) {
     return EditTarget(f, Anchor::TopLeft, [&](DeviceBitmap& c, DeviceBitmap& m) { return FlipBitmaps(c, m, vertical); });
 }

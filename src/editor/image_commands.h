@@ -11,6 +11,7 @@
 #pragma once
 
 #include "editor/undo_history.h"
+#include "imaging/adjust.h"
 #include "imaging/resample.h"
 
 namespace tellurine::editor {
@@ -21,6 +22,11 @@ void SelectedImageSize(const FormatState& format, int& width, int& height);
 bool FilterImage(FormatState& format, int filterNumber);  // filters 1..12 of the Filters menu
 bool BlurImage(FormatState& format, int radius);          // the Gaussian blur, radius 2..50
 bool InvertImage(FormatState& format);                    // colours inverted, transparency kept
+// The colours adjusted. An indexed format is adjusted through its palette, the whole format
+// whatever is selected, so that every pixel keeps its index (a floating selection's colours are
+// adjusted and then take the nearest of the new entries); the other depths where the command works,
+// their transparency kept.
+bool AdjustImage(FormatState& format, const ColorAdjuster& adjuster);
 bool FlipImage(FormatState& format, bool vertical);
 bool RotateSelectedImage(FormatState& format, int angle);  // counter-clockwise degrees
 bool ResizeImage(FormatState& format, int width, int height, ResampleQuality quality = ResampleQuality::Standard);

@@ -2,10 +2,13 @@
 
 #include <algorithm>
 #include <utility>
+#include <vector>
 
 #include "icon/format_maker.h"
+#include "image/dib_block.h"
 #include "image/raster.h"
 #include "imaging/filters.h"
+#include "imaging/palette_map.h"
 #include "imaging/resample.h"
 #include "imaging/rotate.h"
 
@@ -142,11 +145,34 @@ bool InvertFormat(CKvIcon& icon) {
 bool AdjustFormat(CKvIcon& icon, const ColorAdjuster& adjuster) {
     IconImageLayout layout;
     if (!icon.GetLayout(layout)) return false;
+    if (adjuster.IsIdentity()) return layout.bits <= 8 || layout.bits == 24 || layout.bits == 32;
     Block& block = icon.GetBlock();
     if (layout.bits <= 8) {
         // Colour-table entries (up to the pixels) are blue, green, red and a spare byte.
-        const std::size_t entries = (layout.pixelOffset - layout.tableOffset) / 4;
-        adjuster.AdjustBgr(block.data() + layout.tableOffset, entries, 4);
+        std::uint8_t* table = block.data() + layout.tableOffset;
+        const std::size_t entries = std::min<std::size_t>((layout.pixelOffset - layout.tableOffset) / 4, 256);
+        const std::vector<std::uint8_t> before(table, table + 4 * entries);
+        adjuster.AdjustBgr(table, entries, 4);
+        // A pixel under the AND mask is transparent where its colour is black and inverts the
+        // screen where it is white: it takes the new entry nearest to its old colour, so that it
+        // keeps doing what it did. Every other pixel keeps its index.
+        Palette adjusted;
+        for (std::size_t i = 0; i < entries; ++i)
+            adjusted.entries.push_back({table[4 * i + 2], table[4 * i + 1], table[4 * i], 0});
+        SearchPalette search(adjusted, static_cast<int>(entries));
+        for (std::uint32_t y = 0; y < icon.Height(); ++y) {
+            std::uint8_t* row = block.data() + layout.pixelOffset + y * layout.colorStride;
+            const std::uint8_t* mask = block.data() + layout.maskOffset + y * layout.maskStride;
+            for (std::uint32_t x = 0; x < icon.Width(); ++x) {
+                const auto column = static_cast<std::int32_t>(x);
+                const std::uint8_t index = ReadIndex(row, column, layout.bits);
+                if (ReadIndex(mask, column, 1) == 0 || index >= entries) continue;
+                const std::uint8_t* old = before.data() + 4 * index;
+                if (std::equal(old, old + 3, table + 4 * index)) continue;
+                const int position = NearestPaletteIndex(old[2], old[1], old[0], search, search.size());
+                WriteIndex(row, column, layout.bits, search[position].index);
+            }
+        }
         return true;
     }
     if (layout.bits != 24 && layout.bits != 32) return false;

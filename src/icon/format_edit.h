@@ -52,7 +52,9 @@ bool RotateFormat(CKvIcon& icon, int angle);
 bool FlipFormat(CKvIcon& icon, bool vertical);
 
 // The colours adjusted in place: an indexed format's colour table, so that every pixel keeps its
-// index; a 24- or 32-bit format's pixels, their alpha and mask kept. False for a 16-bit format.
+// index (but those under the AND mask, which take the entry nearest to their old colour so that
+// they stay transparent or inverting); a 24- or 32-bit format's pixels, their alpha and mask kept.
+// False for a 16-bit format.
 bool AdjustFormat(CKvIcon& icon, const ColorAdjuster& adjuster);
 // A drop shadow under a 32-bit format, cut at its edges (WithDropShadow); false for a format
 // without alpha, which has nowhere to put a soft shadow.

@@ -344,6 +344,21 @@ inline constexpr const char* kGaussianBlurText =
     "This will create a Gaussian Blur effect of the current image image (or a portion of it if selected). ";
 inline constexpr const char* kRadiusGroup = "$Radius";
 inline constexpr const char* kPreview = "Preview";
+inline constexpr const char* kAdjustColorsItem = "Adjust &Colors...";
+inline constexpr const char* kAdjustColorsTitle = "Adjust Colors";
+inline constexpr const char* kAdjustBrightness = "&Brightness:";
+inline constexpr const char* kAdjustContrast = "C&ontrast:";
+inline constexpr const char* kAdjustHue = "&Hue:";
+inline constexpr const char* kAdjustSaturation = "&Saturation:";
+inline constexpr const char* kAdjustLightness = "&Lightness:";
+inline constexpr const char* kAdjustGamma = "&Gamma:";
+inline constexpr const char* kAdjustLevels = "Le&vels (input black, white, gamma; output black, white):";
+inline constexpr const char* kAdjustColorize = "Colori&ze with hue and saturation:";
+inline constexpr const char* kAdjustInvert = "&Invert colors";
+inline constexpr const char* kAdjustAllFormats = "Every &format of the icon";
+inline constexpr const char* kAdjustReset = "&Reset";
+inline constexpr const char* kAdjustIndexedNote =
+    "Formats of 256 colors or fewer are adjusted through their palette: every pixel keeps its index.";
 inline constexpr const char* kTick2 = "2";
 inline constexpr const char* kTick25 = "25";
 inline constexpr const char* kTick50 = "50";

@@ -17,6 +17,7 @@
 
 #include "app/common/image_convert.h"
 #include "app/common/long_work.h"
+#include "app/icon/adjust_dialog.h"
 #include "app/icon/icon_maker.h"
 #include "app/icon/icon_project.h"
 #include "app/icon/icon_set_export.h"
@@ -51,6 +52,7 @@ private slots:
     void dialogsRememberTheirChoicesAndEnableTheirControls();
     void commandsChangeTheSelectionOrTheDepthAndUndo();
     void blurPreviewsAndCancelledWorkChangesNothing();
+    void adjustmentsPreviewAndReachEveryFormat();
     void iconsAreMadeFromPicturesAndDrawings();
     void batchMakesEveryPictureIntoTheFolder();
     void iconSetsKeepTheProjectsOwnSizes();
@@ -209,6 +211,57 @@ void ImageCommandsTest::blurPreviewsAndCancelledWorkChangesNothing() {
     QVERIFY(PixelsOf(*o.view) != original);
     QVERIFY(o.project->IsModified());
     ProgressDelayMs() = 500;
+}
+
+void ImageCommandsTest::adjustmentsPreviewAndReachEveryFormat() {
+    OpenIcon o({{32, 32}, {16, 8}});
+    editor::EditSession& session = o.project->Session();
+    const int shown = o.view->Format();
+    const int indexed = session.State(0)->depth == 8 ? 0 : 1, full = 1 - indexed;
+    const editor::FormatState shownBefore = *session.State(shown), fullBefore = *session.State(full),
+                              indexedBefore = *session.State(indexed);
+    // The preview follows the fields; Reset takes every value back; invert on every format is
+    // then accepted.
+    bool previewed = false;
+    ColorAdjustment reset;
+    reset.hue = -1;
+    o.s.prompts->dialogActions.push_back([&](QDialog& dialog) -> int {
+        auto& adjust = dynamic_cast<CDialIconAdjust&>(dialog);
+        adjust.hue->setValue(120);
+        adjust.brightness->setValue(30);
+        adjust.reset();
+        reset = adjust.Adjustment();
+        adjust.invertCheck->setChecked(true);
+        previewed = QTest::qWaitFor(
+            [&] { return PixelsOf(*o.view) != Pixels{shownBefore.color, shownBefore.mask}; }, 10000);
+        adjust.allFormatsCheck->setChecked(true);
+        adjust.accept();
+        return adjust.result();
+    });
+    o.main->Action("image.adjustColors")->trigger();
+    QVERIFY(ColorAdjuster(reset).IsIdentity());
+    QVERIFY(previewed);
+    // The full-colour format: every colour inverted, its transparency kept.
+    const editor::FormatState& fullAfter = *session.State(full);
+    QVERIFY(fullAfter.mask == fullBefore.mask);
+    for (int y = 0; y < fullBefore.Height(); ++y)
+        for (int x = 0; x < fullBefore.Width(); ++x)
+            QCOMPARE(fullAfter.color.GetPixel(x, y), fullBefore.color.GetPixel(x, y) ^ 0xFFFFFF);
+    // The indexed one through its palette: each entry inverted, and the same indices but under
+    // the mask (where the entry nearest the old black or white is taken).
+    const editor::FormatState& indexedAfter = *session.State(indexed);
+    for (int y = 0; y < indexedBefore.Height(); ++y)
+        for (int x = 0; x < indexedBefore.Width(); ++x) {
+            const std::size_t i = static_cast<std::size_t>(y * indexedBefore.Width() + x);
+            if ((indexedBefore.mask.GetPixel(x, y) & 0xFFFFFF) != 0xFFFFFF)
+                QCOMPARE(indexedAfter.indices[i], indexedBefore.indices[i]);
+        }
+    QVERIFY(!indexedBefore.palette.empty());
+    for (std::size_t i = 0; i < indexedBefore.palette.size(); ++i)
+        QCOMPARE(indexedAfter.palette.entries[i].green, std::uint8_t(255 - indexedBefore.palette.entries[i].green));
+    // One step in each: undo gives the shown format back.
+    o.main->Action("edit.undo")->trigger();
+    QVERIFY(PixelsOf(*o.view) == (Pixels{shownBefore.color, shownBefore.mask}));
 }
 
 void ImageCommandsTest::iconsAreMadeFromPicturesAndDrawings() {

@@ -14,7 +14,8 @@ from cli_support import ScratchCase, main, run
 
 
 def images(path):
-    """Each image of an .ico: (width, bits, palette as RGB tuples, pixel bytes, RGBA pixels top-down)."""
+    """Each image of an .ico: (width, bits, palette as RGB tuples, indices or None, RGBA pixels top-down,
+    AND-mask bits), rows top-down."""
     with open(path, "rb") as f:
         data = f.read()
     out = []
@@ -28,6 +29,9 @@ def images(path):
         stride = (width * bits + 31) // 32 * 4
         first = table + 4 * colours
         rows = [data[first + stride * (height - 1 - y):first + stride * (height - y)] for y in range(height)]
+        masks, mask_stride = first + stride * height, (width + 31) // 32 * 4
+        mask = [(data[masks + mask_stride * (height - 1 - y) + x // 8] >> (7 - x % 8)) & 1
+                for y in range(height) for x in range(width)]
         pixels = []
         for row in rows:
             for x in range(width):
@@ -36,7 +40,8 @@ def images(path):
                     pixels.append((r, g, b, a))
                 elif bits == 8:
                     pixels.append(palette[row[x]] + (255,))
-        out.append((width, bits, palette, b"".join(rows), pixels))
+        indices = [row[x] for row in rows for x in range(width)] if bits == 8 else None
+        out.append((width, bits, palette, indices, pixels, mask))
     return sorted(out, key=lambda image: (image[0], image[1]))
 
 
@@ -96,12 +101,19 @@ class AdjustTest(ScratchCase):
         for options, formula in cases:
             with self.subTest(options=options):
                 after = self.adjust(*options)
-                for (width, bits, palette, raw, pixels), new in zip(self.before, after):
+                for (width, bits, palette, indices, pixels, mask), new in zip(self.before, after):
+                    self.assertEqual(new[5], mask)
                     if bits == 8:
-                        # Through the palette: the same indices, each entry adjusted.
-                        self.assertEqual(new[3], raw)
+                        # Through the palette: each entry adjusted, and every pixel keeps its index
+                        # but those under the mask, which keep their colour (black stays transparent)
+                        # where the new palette has it.
                         for old, changed in zip(palette, new[2]):
                             near(self, changed, formula(old), 1, f"{options} palette")
+                        for i, (old, changed) in enumerate(zip(indices, new[3])):
+                            if not mask[i]:
+                                self.assertEqual(changed, old)
+                            elif palette[old] in new[2]:
+                                self.assertEqual(new[2][changed], palette[old])
                     else:
                         for old, changed in zip(pixels, new[4]):
                             self.assertEqual(changed[3], old[3])
@@ -115,7 +127,7 @@ class AdjustTest(ScratchCase):
         self.assertEqual(r.returncode, 0, r.stderr)
         self.assertIn("no alpha", r.stderr)
         after = images(self.path("s.ico"))
-        width, _, _, _, old = self.before[3]
+        width, _, _, _, old, _ = self.before[3]
         new = after[3][4]
         self.assertEqual(new[5 * width + 29], (16, 32, 48, round(0.6 * old[3 * width + 27][3])))
         self.assertEqual(after[0], self.before[0])

@@ -324,18 +324,41 @@ TEST(FormatEdit, AdjustmentsGoThroughTheTableOrThePixelsAndKeepAlpha) {
         const std::vector<std::uint8_t> before(icon.GetBlock().data(), icon.GetBlock().data() + l.blockSize);
         ASSERT_TRUE(AdjustFormat(icon, adjuster));
         const std::uint8_t* after = icon.GetBlock().data();
-        // Indexed: the table inverted and every index kept; else every colour byte inverted and
-        // alpha kept. The mask never changes.
-        const std::size_t colourEnd = l.pixelOffset + l.colorImageSize;
-        const std::size_t step = depth.bits == 32 ? 4 : 3;
+        // Indexed: the table inverted, every index kept but under the AND mask, where the pixel
+        // keeps its colour (black stays transparent); else every colour byte inverted and alpha
+        // kept. The mask never changes.
         for (std::size_t i = l.tableOffset; i < l.pixelOffset; ++i)
             if ((i - l.tableOffset) % 4 != 3) {
                 ASSERT_EQ(after[i], 255 - before[i]) << i;
             }
-        for (std::size_t i = l.pixelOffset; i < colourEnd; ++i) {
-            const bool colour = depth.bits >= 24 && (i - l.pixelOffset) % (l.colorStride) < icon.Width() * step &&
-                                (i - l.pixelOffset) % l.colorStride % step != 3;
-            ASSERT_EQ(after[i], colour ? 255 - before[i] : before[i]) << i;
+        const std::size_t step = depth.bits == 32 ? 4 : 3;
+        for (std::uint32_t y = 0; y < icon.Height(); ++y) {
+            const std::size_t row = l.pixelOffset + y * l.colorStride;
+            for (std::uint32_t x = 0; x < icon.Width(); ++x) {
+                const auto column = static_cast<std::int32_t>(x);
+                if (depth.bits >= 24) {
+                    for (std::size_t c = 0; c < 3; ++c)
+                        ASSERT_EQ(after[row + x * step + c], 255 - before[row + x * step + c]);
+                    if (depth.alpha) {
+                        ASSERT_EQ(after[row + 4 * x + 3], before[row + 4 * x + 3]);
+                    }
+                    continue;
+                }
+                const std::uint8_t was = ReadIndex(before.data() + row, column, depth.bits);
+                const std::uint8_t now = ReadIndex(after + row, column, depth.bits);
+                const auto colourOf = [&](const std::uint8_t* block, std::uint8_t index) {
+                    const std::uint8_t* entry = block + l.tableOffset + 4 * index;
+                    return std::array{entry[0], entry[1], entry[2]};
+                };
+                bool kept = false;
+                for (std::size_t e = 0; e < (l.pixelOffset - l.tableOffset) / 4; ++e)
+                    kept = kept || colourOf(after, static_cast<std::uint8_t>(e)) == colourOf(before.data(), was);
+                if (ReadIndex(before.data() + l.maskOffset + y * l.maskStride, column, 1) == 0) {
+                    ASSERT_EQ(now, was);
+                } else if (kept) {
+                    ASSERT_EQ(colourOf(after, now), colourOf(before.data(), was));
+                }
+            }
         }
         EXPECT_TRUE(
             std::equal(before.begin() + static_cast<std::ptrdiff_t>(l.maskOffset), before.end(), after + l.maskOffset));

@@ -9,6 +9,7 @@
 #include "app/common/app_context.h"
 #include "app/common/image_convert.h"
 #include "app/common/long_work.h"
+#include "app/icon/adjust_dialog.h"
 #include "app/icon/icon_commands.h"
 #include "app/icon/icon_files.h"
 #include "app/icon/icon_frame.h"
@@ -118,6 +119,75 @@ void OnGaussianBlur(AppContext& app) {
     const int radius = dialog.Radius();
     app.Prefs().iGaussianBlurRadius = radius;
     RunImageCommand(app, [radius](editor::FormatState& s) { return editor::BlurImage(s, radius); });
+}
+
+// Runs an image command on copies of every format of the active icon, off the interface thread,
+// and makes the result one undoable step in each format. The work ignores each format's
+// selection: it is the whole icon that is asked for.
+bool RunImageCommandOnAll(AppContext& app, const std::function<bool(editor::FormatState&)>& command) {
+    const QPointer<CIconDocMDI> frame = app.Active<CIconDocMDI>();
+    if (frame == nullptr) return false;
+    editor::EditSession& session = frame->Project().Session();
+    auto work = std::make_shared<std::vector<std::pair<int, editor::FormatState>>>();
+    for (int i = 0; i < frame->Project().Doc().GetFormatCount(); ++i)
+        if (const editor::FormatState* state = session.State(i)) {
+            work->emplace_back(i, *state);
+            work->back().second.selectionActive = false;
+        }
+    auto done = std::make_shared<bool>(true);
+    if (!RunLongWork(app.Prompts(), app.Window(), text::kWorking, [work, done, command] {
+            for (auto& [index, state] : *work) *done = command(state) && *done;
+        }))
+        return false;
+    if (frame == nullptr) return false;
+    if (!*done) {
+        app.ShowError(text::kCommandFailed);
+        return false;
+    }
+    for (auto& [index, state] : *work)
+        session.Edit(index, [&](editor::FormatState& s) {
+            const bool preserve = s.preserveTransparency, selected = s.selectionActive;
+            s = std::move(state);
+            s.preserveTransparency = preserve;
+            s.selectionActive = selected;
+        });
+    if (CIconView* view = ActiveCanvas(app)) view->RefreshCanvas();
+    app.updateActions();
+    return true;
+}
+
+void OnAdjustColors(AppContext& app) {
+    // Held across the dialog's event loop: the window may be gone when it ends.
+    const QPointer<CIconView> view = ActiveCanvas(app);
+    if (view == nullptr) return;
+    CDialIconAdjust dialog(app.Window());
+    const auto preview = [view, &dialog] {
+        if (view == nullptr) return;
+        if (!dialog.PreviewOn()) {
+            view->EndPreview();
+            return;
+        }
+        const ColorAdjustment adjustment = dialog.Adjustment();
+        view->ShowPreview([adjustment](editor::FormatState& s) {
+            return editor::AdjustImage(s, ColorAdjuster(adjustment));
+        });
+    };
+    QObject::connect(&dialog, &CDialIconAdjust::previewRequested, view, preview);
+    // Beside the picture rather than over it, so that the preview can be seen.
+    dialog.adjustSize();
+    dialog.move(view->mapToGlobal(QPoint(std::max(0, view->width() - dialog.width() - 12), 12)));
+    const int result = app.Prompts().Exec(dialog);
+    if (view == nullptr) return;
+    view->EndPreview();
+    if (result != QDialog::Accepted) return;
+    const ColorAdjustment adjustment = dialog.Adjustment();
+    const auto command = [adjustment](editor::FormatState& s) {
+        return editor::AdjustImage(s, ColorAdjuster(adjustment));
+    };
+    if (dialog.AllFormats())
+        RunImageCommandOnAll(app, command);
+    else
+        RunImageCommand(app, command);
 }
 
 // ---- Icons from pictures -----------------------------------------------------------------------
@@ -237,6 +307,7 @@ void RegisterImageCommands(AppContext& app) {
                       .text = QString::fromUtf8(FilterMenuText(n).data(), static_cast<qsizetype>(FilterMenuText(n).size())),
                       .execute = [&app, n] { OnFilter(app, n); }, .enabled = editing});
     add("filter.gaussianBlur", text::kGaussianBlurItem, OnGaussianBlur);
+    add("image.adjustColors", text::kAdjustColorsItem, OnAdjustColors);
     add("filter.invert", text::kInvertColors,
         [](AppContext& a) { RunImageCommand(a, [](editor::FormatState& s) { return editor::InvertImage(s); }); },
         QKeySequence(Qt::CTRL | Qt::Key_I));

@@ -225,7 +225,8 @@ void CMainFrame::CreateMenus() {
             if (id.startsWith(prefix)) menu->addAction(Action(id));
     };
     QMenu* image = menuBar()->addMenu(text::kMenuImage);
-    commands->AddTo(image, {"image.resize", "image.rotate", "-", "image.flipHorizontal", "image.flipVertical", "-"});
+    commands->AddTo(image, {"image.resize", "image.rotate", "-", "image.flipHorizontal", "image.flipVertical", "-",
+                            "image.adjustColors", "-"});
     each(image->addMenu(text::kColorDepthMenu), "image.depth.");
     QMenu* filters = menuBar()->addMenu(text::kMenuFilters);
     commands->AddTo(filters, {"filter.last", "-"});

@@ -1,0 +1,154 @@
+#include "app/icon/adjust_dialog.h"
+
+#include <QCheckBox>
+#include <QDialogButtonBox>
+#include <QDoubleSpinBox>
+#include <QGridLayout>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QPushButton>
+#include <QSlider>
+#include <QSpinBox>
+#include <QVBoxLayout>
+#include <algorithm>
+
+#include "shell/texts.h"
+
+namespace tellurine::app {
+
+CDialIconAdjust::CDialIconAdjust(QWidget* parent) : QDialog(parent) {
+    setWindowTitle(text::kAdjustColorsTitle);
+    setObjectName("CDialIconAdjust");
+    auto* grid = new QGridLayout;
+    int row = 0;
+    // A labelled slider with its number field, kept in step.
+    const auto sliderRow = [&](const char* label, int low, int high, QSpinBox*& spin) {
+        auto* slider = new QSlider(Qt::Horizontal, this);
+        slider->setRange(low, high);
+        spin = new QSpinBox(this);
+        spin->setRange(low, high);
+        auto* caption = new QLabel(label, this);
+        caption->setBuddy(spin);
+        connect(slider, &QSlider::valueChanged, spin, &QSpinBox::setValue);
+        connect(spin, &QSpinBox::valueChanged, slider, &QSlider::setValue);
+        grid->addWidget(caption, row, 0);
+        grid->addWidget(slider, row, 1, 1, 4);
+        grid->addWidget(spin, row++, 5);
+    };
+    sliderRow(text::kAdjustBrightness, -100, 100, brightness);
+    sliderRow(text::kAdjustContrast, -100, 100, contrast);
+    sliderRow(text::kAdjustHue, -180, 180, hue);
+    sliderRow(text::kAdjustSaturation, -100, 100, saturation);
+    sliderRow(text::kAdjustLightness, -100, 100, lightness);
+    const auto doubleSpin = [this](double value) {
+        auto* spin = new QDoubleSpinBox(this);
+        spin->setRange(0.1, 10.0);
+        spin->setSingleStep(0.05);
+        spin->setValue(value);
+        return spin;
+    };
+    gamma = doubleSpin(1.0);
+    auto* gammaLabel = new QLabel(text::kAdjustGamma, this);
+    gammaLabel->setBuddy(gamma);
+    grid->addWidget(gammaLabel, row, 0);
+    grid->addWidget(gamma, row++, 5);
+    const auto level = [this](int value) {
+        auto* spin = new QSpinBox(this);
+        spin->setRange(0, 255);
+        spin->setValue(value);
+        return spin;
+    };
+    inputBlack = level(0);
+    inputBlack->setMaximum(254);
+    inputWhite = level(255);
+    levelsGamma = doubleSpin(1.0);
+    outputBlack = level(0);
+    outputWhite = level(255);
+    auto* levelsLabel = new QLabel(text::kAdjustLevels, this);
+    levelsLabel->setBuddy(inputBlack);
+    grid->addWidget(levelsLabel, row++, 0, 1, 6);
+    int column = 1;
+    for (QWidget* w : {static_cast<QWidget*>(inputBlack), static_cast<QWidget*>(inputWhite),
+                       static_cast<QWidget*>(levelsGamma), static_cast<QWidget*>(outputBlack),
+                       static_cast<QWidget*>(outputWhite)})
+        grid->addWidget(w, row, column++);
+    ++row;
+    colorizeCheck = new QCheckBox(text::kAdjustColorize, this);
+    colorizeHue = new QSpinBox(this);
+    colorizeHue->setRange(0, 360);
+    colorizeSaturation = new QSpinBox(this);
+    colorizeSaturation->setRange(0, 100);
+    colorizeSaturation->setValue(50);
+    grid->addWidget(colorizeCheck, row, 0, 1, 3);
+    grid->addWidget(colorizeHue, row, 4);
+    grid->addWidget(colorizeSaturation, row++, 5);
+    invertCheck = new QCheckBox(text::kAdjustInvert, this);
+    grid->addWidget(invertCheck, row++, 0, 1, 6);
+
+    auto* note = new QLabel(text::kAdjustIndexedNote, this);
+    note->setWordWrap(true);
+    allFormatsCheck = new QCheckBox(text::kAdjustAllFormats, this);
+    previewCheck = new QCheckBox(text::kPreview, this);
+    previewCheck->setChecked(true);
+    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
+    QPushButton* resetButton = buttons->addButton(text::kAdjustReset, QDialogButtonBox::ResetRole);
+    connect(resetButton, &QPushButton::clicked, this, &CDialIconAdjust::reset);
+    connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
+    connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
+    auto* layout = new QVBoxLayout(this);
+    layout->addLayout(grid);
+    layout->addWidget(note);
+    layout->addWidget(allFormatsCheck);
+    layout->addWidget(previewCheck);
+    layout->addWidget(buttons);
+
+    // Every change asks for a preview.
+    for (QSpinBox* spin : findChildren<QSpinBox*>())
+        connect(spin, &QSpinBox::valueChanged, this, &CDialIconAdjust::previewRequested);
+    for (QDoubleSpinBox* spin : findChildren<QDoubleSpinBox*>())
+        connect(spin, &QDoubleSpinBox::valueChanged, this, &CDialIconAdjust::previewRequested);
+    for (QCheckBox* check : {colorizeCheck, invertCheck, previewCheck})
+        connect(check, &QCheckBox::toggled, this, &CDialIconAdjust::previewRequested);
+}
+
+ColorAdjustment CDialIconAdjust::Adjustment() const {
+    ColorAdjustment a;
+    a.brightness = brightness->value();
+    a.contrast = contrast->value();
+    a.hue = hue->value();
+    a.saturation = saturation->value();
+    a.lightness = lightness->value();
+    a.gamma = gamma->value();
+    a.inputBlack = inputBlack->value();
+    // The input white stays above the black, whatever the fields say.
+    a.inputWhite = std::max(inputWhite->value(), a.inputBlack + 1);
+    a.levelsGamma = levelsGamma->value();
+    a.outputBlack = outputBlack->value();
+    a.outputWhite = outputWhite->value();
+    a.colorize = colorizeCheck->isChecked();
+    a.colorizeHue = colorizeHue->value();
+    a.colorizeSaturation = colorizeSaturation->value();
+    a.invert = invertCheck->isChecked();
+    return a;
+}
+
+bool CDialIconAdjust::AllFormats() const {
+    return allFormatsCheck->isChecked();
+}
+
+bool CDialIconAdjust::PreviewOn() const {
+    return previewCheck->isChecked();
+}
+
+void CDialIconAdjust::reset() {
+    for (QSpinBox* spin : {brightness, contrast, hue, saturation, lightness, inputBlack, outputBlack})
+        spin->setValue(0);
+    inputWhite->setValue(255);
+    outputWhite->setValue(255);
+    gamma->setValue(1.0);
+    levelsGamma->setValue(1.0);
+    colorizeCheck->setChecked(false);
+    invertCheck->setChecked(false);
+}
+
+}  // namespace tellurine::app
