@@ -2,17 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include "editor/editor_test_support.h"
+
 namespace tellurine::editor {
 namespace {
 
-FormatState Format(int w, int h, bool alpha, int depth = 24) {
-    FormatState f;
-    f.color = DeviceBitmap::Create(w, h, 0x00FF00);
-    f.mask = DeviceBitmap::Create(w, h, alpha ? 0xFFFFFF : 0);  // opaque either way
-    f.alpha = alpha;
-    f.depth = alpha ? 32 : depth;
-    return f;
-}
+// Opaque green.
+FormatState Format(int w, int h, bool alpha) { return test::Filled(w, h, alpha, 0x00FF00, alpha ? 0xFFFFFF : 0); }
 
 int Covered(const Coverage& c) {
     int n = 0;

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "editor/editor_test_support.h"
 #include "editor/selection.h"
 #include "imaging/filters.h"
 #include "test_support.h"
@@ -9,25 +10,17 @@
 namespace tellurine::editor {
 namespace {
 
-// A w x h format whose pixel (x, y) holds the colour x + 16 y + 1, opaque; with alpha, the alpha
-// of (x, y) is 150 + x.
+using test::Number;
+
+// A numbered w x h format (editor_test_support.h); with alpha, the alpha of (x, y) is 150 + x.
 FormatState Numbered(int w, int h, bool alpha) {
-    FormatState f;
-    f.color = DeviceBitmap::Create(w, h);
-    f.mask = DeviceBitmap::Create(w, h);
-    f.SetDepth(alpha ? 32 : 24);
-    for (int y = 0; y < h; ++y)
-        for (int x = 0; x < w; ++x) {
-            f.color.SetPixel(x, y, static_cast<COLORREF>(x + 16 * y + 1));
-            if (alpha) {
-                const auto a = static_cast<std::uint8_t>(150 + x);
-                f.mask.SetPixel(x, y, RGB(a, a, a));
-            }
-        }
+    FormatState f = test::Numbered(w, h, alpha);
+    for (int x = 0; x < w && alpha; ++x) {
+        const auto a = static_cast<std::uint8_t>(150 + x);
+        for (int y = 0; y < h; ++y) f.mask.SetPixel(x, y, RGB(a, a, a));
+    }
     return f;
 }
-
-COLORREF Number(int x, int y) { return static_cast<COLORREF>(x + 16 * y + 1); }
 
 TEST(ImageCommands, EditTheSelectionOnlyAndKeepAnAndMask) {
     // "&Find Edges" makes flat areas black: the numbered picture is not flat, so look at the

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "editor/editor_test_support.h"
 #include "test_support.h"
 
 namespace tellurine::editor {
@@ -11,17 +12,8 @@ namespace {
 using test::Sides;
 using test::SidesOf;
 
-// A 6 x 6 format without alpha whose pixel (x, y) holds the colour x + 16 y + 1.
-FormatState Numbered(bool alpha = false) {
-    FormatState f;
-    f.color = DeviceBitmap::Create(6, 6);
-    f.mask = DeviceBitmap::Create(6, 6, alpha ? 0xFFFFFF : 0);
-    f.alpha = alpha;
-    f.depth = alpha ? 32 : 24;
-    for (int y = 0; y < 6; ++y)
-        for (int x = 0; x < 6; ++x) f.color.SetPixel(x, y, static_cast<COLORREF>(x + 16 * y + 1));
-    return f;
-}
+// A 6 x 6 opaque format whose pixel (x, y) holds the colour x + 16 y + 1.
+FormatState Numbered(bool alpha = false) { return test::Numbered(6, 6, alpha); }
 
 TEST(Selection, MovingLeavesTransparencyAndDroppingLaysThePixels) {
     FormatState f = Numbered();

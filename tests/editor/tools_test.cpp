@@ -2,17 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include "editor/editor_test_support.h"
+
 namespace tellurine::editor {
 namespace {
 
-FormatState Format(int size, bool alpha) {
-    FormatState f;
-    f.color = DeviceBitmap::Create(size, size, 0xFFFFFF);
-    f.mask = DeviceBitmap::Create(size, size, 0);  // with alpha: clear; without: opaque
-    f.alpha = alpha;
-    f.depth = alpha ? 32 : 24;
-    return f;
-}
+// White, and with alpha wholly clear.
+FormatState Format(int size, bool alpha) { return test::Filled(size, size, alpha, 0xFFFFFF, 0); }
 
 int Changed(const FormatState& a, const FormatState& b) {
     int n = 0;

@@ -1,0 +1,28 @@
+// Formats the editor's tests start from: one colour everywhere, or every pixel numbered.
+#pragma once
+
+#include "editor/undo_history.h"
+
+namespace tellurine::test {
+
+// A w x h format of 24 bits, or of 32 with alpha, each pixel `colour` over the mask value `mask`.
+inline editor::FormatState Filled(int w, int h, bool alpha, COLORREF colour, COLORREF mask) {
+    editor::FormatState f;
+    f.color = DeviceBitmap::Create(w, h, colour);
+    f.mask = DeviceBitmap::Create(w, h, mask);
+    f.SetDepth(alpha ? 32 : 24);
+    return f;
+}
+
+// The colour a numbered format holds at (x, y).
+inline COLORREF Number(int x, int y) { return static_cast<COLORREF>(x + 16 * y + 1); }
+
+// A w x h opaque format whose pixel (x, y) holds the colour Number(x, y).
+inline editor::FormatState Numbered(int w, int h, bool alpha) {
+    editor::FormatState f = Filled(w, h, alpha, 0, alpha ? 0xFFFFFF : 0);
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) f.color.SetPixel(x, y, Number(x, y));
+    return f;
+}
+
+}  // namespace tellurine::test
