@@ -37,6 +37,13 @@ std::vector<std::uint8_t> PngOf(const Block& dib) {
 
 using test::AndBit;
 
+// An image read from a whole PNG stream in memory, at the given directory bit count.
+CKvIcon FromPng(const std::vector<std::uint8_t>& png, std::uint32_t bits) {
+    CKvIcon icon;
+    EXPECT_EQ(icon.ReadImage(std::span<const std::uint8_t>(png), static_cast<std::uint32_t>(png.size()), bits), 1);
+    return icon;
+}
+
 // Bytes of the colour pixel (x, y), y from the top.
 const std::uint8_t* Pixel(const CKvIcon& icon, int x, int y) {
     return test::ColorRow(icon, y) + x * (icon.BitsPerPixel() / 8);
@@ -170,9 +177,7 @@ TEST(KvIconPng, BadStreamsFailAndLeaveImageAndPositionAlone) {
 }
 
 TEST(KvIconPng, WritingReportsTheBytesOfTheFormUsed) {
-    CKvIcon icon;
-    const std::vector<std::uint8_t> png = PngOf(Picture32(5, 3));
-    ASSERT_EQ(icon.ReadImage(png, static_cast<std::uint32_t>(png.size()), 32), 1);
+    CKvIcon icon = FromPng(PngOf(Picture32(5, 3)), 32);
 
     Archive compressed = Archive::ForStoring();
     compressed.WriteU8(0xAB);  // the image goes at the current position
@@ -207,8 +212,7 @@ TEST(KvIconPng, WritingReportsTheBytesOfTheFormUsed) {
 TEST(KvIconPng, UnchangedImagesWriteTheirStoredStream) {
     std::vector<std::uint8_t> stored;
     ASSERT_TRUE(EncodePng(Picture32(40, 30), stored, 1));
-    CKvIcon icon;
-    ASSERT_EQ(icon.ReadImage(std::span<const std::uint8_t>(stored), static_cast<std::uint32_t>(stored.size()), 32), 1);
+    CKvIcon icon = FromPng(stored, 32);
     auto written = [](const CKvIcon& image) {
         Archive ar = Archive::ForStoring();
         std::uint32_t bytes = 0;
@@ -219,18 +223,13 @@ TEST(KvIconPng, UnchangedImagesWriteTheirStoredStream) {
     const CKvIcon copy(icon);
     const std::vector<std::uint8_t> reencoded = written(copy);
     EXPECT_NE(reencoded, stored);
-    CKvIcon fromCopy;
-    ASSERT_EQ(fromCopy.ReadImage(std::span<const std::uint8_t>(reencoded), static_cast<std::uint32_t>(reencoded.size()), 32), 1);
+    const CKvIcon fromCopy = FromPng(reencoded, 32);
     EXPECT_EQ(0, std::memcmp(fromCopy.GetBlock().data(), icon.GetBlock().data(), icon.GetBlock().size()));
 
     // The pixels of an image read from such a stream are made when first asked for, once, however
     // many threads ask at the same time (the program's windows draw a read-only image from several).
     {
-        const CKvIcon shared = [&] {
-            CKvIcon image;
-            EXPECT_EQ(image.ReadImage(std::span<const std::uint8_t>(stored), static_cast<std::uint32_t>(stored.size()), 32), 1);
-            return image;
-        }();
+        const CKvIcon shared = FromPng(stored, 32);
         std::vector<std::thread> readers;
         std::vector<std::uint64_t> sums(4);
         for (std::size_t t = 0; t < sums.size(); ++t)
