@@ -221,6 +221,28 @@ TEST(WindowPlaces, NewWindowsCascadeInsideTheWorkspace) {
     EXPECT_EQ(CascadedPlace(&edge, 24, 500, 400, 1000, 800), (WindowPlace{500, 124}));  // just fits across
 }
 
+// A picture in a thumbnail's square: a small one at the largest whole multiple up to the screen's
+// ratio that fits, a large one fitted with its shape kept and never below 1 x 1; nothing for an
+// empty picture or square.
+TEST(Thumbnails, SmallPicturesGrowByWholeMultiplesAndLargeOnesFit) {
+    const struct {
+        int width, height, side;
+        double ratio;
+        int shownWidth, shownHeight;
+    } cases[] = {
+        {16, 16, 48, 2, 32, 32},   {16, 16, 48, 4, 48, 48},    {16, 8, 48, 2.5, 32, 16}, {20, 10, 48, 1, 20, 10},
+        {48, 48, 48, 2, 48, 48},   {256, 128, 48, 1, 48, 24},  {128, 256, 48, 1, 24, 48}, {1000, 1, 48, 1, 48, 1},
+        {1, 1000, 48, 1, 1, 48},   {1, 1, 1, 1, 1, 1},         {0, 5, 48, 1, 0, 0},      {5, 0, 48, 1, 0, 0},
+        {5, 5, 0, 1, 0, 0},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.width << " x " << c.height << " in " << c.side << " at " << c.ratio);
+        const PictureSize shown = ThumbnailSize(c.width, c.height, c.side, c.ratio);
+        EXPECT_EQ(shown.width, c.shownWidth);
+        EXPECT_EQ(shown.height, c.shownHeight);
+    }
+}
+
 TEST(ProgramTiles, TilesTellTheirFormatsAndShownSize) {
     EXPECT_EQ(ProgramTileInfo(1), "1 format");
     EXPECT_EQ(ProgramTileInfo(7), "7 formats");

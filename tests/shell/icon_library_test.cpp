@@ -7,6 +7,7 @@
 #include "formats/format_test_support.h"
 #include "formats/ne_resources.h"
 #include "shell/icon_library.h"
+#include "shell/program_tiles.h"
 
 namespace tellurine::shell {
 namespace {
@@ -100,6 +101,30 @@ TEST(IconLibraryModel, EditsKeepEveryIconByteForByteAndNamesUnique) {
     EXPECT_EQ(LibraryKindOf("a.DLL", 32), LibraryKind::Dll32);
     EXPECT_EQ(LibraryKindOf("a.dll", 64), LibraryKind::Dll64);
     EXPECT_EQ(LibraryKindOf("a.icl", 32), LibraryKind::Icl);
+}
+
+// A program's groups come over as tiles in group order, each showing the format chosen for display
+// (the largest and deepest at the first choices), a large one fitted to the tile.
+TEST(ProgramTiles, GroupsBecomeTilesShowingTheChosenFormat) {
+    IconLibrary library;
+    ASSERT_TRUE(library.Add(format_test::IconFileOf({format_test::MakeIcon(16, 16, 16, false, 1)}), 0,
+                            ResourceName{{}, "FIRST"}));
+    ASSERT_TRUE(library.Add(format_test::IconFileOf({format_test::MakeIcon(16, 16, 0, true, 2),
+                                                     format_test::MakeIcon(128, 128, 0, true, 3)}), 1));
+    const format_test::ScratchDir dir;
+    format_test::WriteBytes(dir.path() / "tiles.dll", *library.Write(LibraryKind::Dll32, "tiles"));
+    std::vector<ProgramTile> tiles;
+    const auto take = [&](std::vector<ProgramTile> more) { std::ranges::move(more, std::back_inserter(tiles)); };
+    const std::atomic<bool> cancel = false;
+    EXPECT_EQ(ReadProgramTiles((dir.path() / "tiles.dll").string(), {}, cancel, [](const auto&) {}, take),
+              ProgramReadEnd::Done);
+    ASSERT_EQ(tiles.size(), 2u);
+    EXPECT_EQ(tiles[1].group, 1u);
+    EXPECT_EQ(tiles[0].name + " " + tiles[1].name, "FIRST 1");
+    EXPECT_EQ(tiles[1].formatCount, 2);
+    EXPECT_EQ(tiles[1].shownWidth, 128);
+    EXPECT_EQ(tiles[1].pictureWidth, kProgramTileSide);
+    EXPECT_EQ(tiles[0].pictureWidth, 16);
 }
 
 }  // namespace
