@@ -450,10 +450,8 @@ void ImageCommandsTest::iconSetsKeepTheProjectsOwnSizes() {
     o.main->Action("file.exportIconSet")->trigger();
     QCOMPARE(o.s.prompts->messages.back().text.section(' ', 1),
              QString("files were written to %1.").arg(QDir::toNativeSeparators(folder)));
-    const CIconDoc windows = ReadIcon(folder + "/windows/icon.ico");
-    QCOMPARE(windows.GetFormatCount(), 8);
-    QCOMPARE(sixteen(windows), small);  // as drawn, not scaled
-    QCOMPARE(QImage(folder + "/web/favicon.ico").size(), QSize(48, 48));
+    // (Each platform's files and sizes: the formats folder's tests of icon sets.)
+    QCOMPARE(sixteen(ReadIcon(folder + "/windows/icon.ico")), small);  // as drawn, not scaled
     QVERIFY(QFile::exists(folder + "/web/site.webmanifest"));
     QVERIFY(!QFile::exists(folder + "/linux"));
 
