@@ -64,6 +64,7 @@ TEST(CanvasGeometry, PlacingFittingZoomingAndMapping) {
     EXPECT_EQ(PlaceImage(32, 32, 8, 100, 100).originX, 10);  // never below 10
     EXPECT_EQ(FitZoom(32, 40, 40), 1);  // a window smaller than the image plus 20
     EXPECT_EQ(FitZoom(16, 4000, 4000), 30);
+    EXPECT_EQ(FitZoom(10, 120, 200), 10);  // 20 pixels of margin
     EXPECT_EQ(ZoomIn(30), 30);
     EXPECT_EQ(ZoomIn(8), 9);
     EXPECT_EQ(ZoomOut(1), 1);

@@ -106,6 +106,12 @@ TEST(Tools, GradientsAndSmoothEdgesOnFormatsWithAlpha) {
         EXPECT_EQ(middle, reflected ? 0xFF0000u : 0x7F007Fu) << std::hex << middle;  // 255 * 128 / 256 each
         EXPECT_EQ(GetRValue(f.mask.GetPixel(4, 4)), 255);
     }
+    // A vertical gradient runs down a square as a horizontal one runs across it, and reaches its end
+    // on the last row even of an area two pixels high.
+    const CanvasRect box{0, 0, 9, 9};
+    for (int i = 0; i < 9; ++i)
+        EXPECT_EQ(GradientPosition(kVerticalGradient, box, 0, i), GradientPosition(kHorizontalGradient, box, i, 0));
+    EXPECT_EQ(GradientPosition(kVerticalGradient, {0, 0, 9, 2}, 0, 1), GradientPosition(kVerticalGradient, box, 0, 8));
     // The same stroke on a format without alpha takes the primary colour alone.
     std::unique_ptr<CDrawTool> rect = MakeTool(ToolKind::FilledRectangle);
     rect->settings.gradient = kVerticalGradient;
