@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <bit>
-#include <charconv>
 #include <cctype>
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -114,7 +114,9 @@ void PutLE32(Bytes& out, std::uint32_t v) {
     StoreU32(out.data() + out.size() - 4, v);
 }
 
-void PutText(Bytes& out, std::string_view text) { out.insert(out.end(), text.begin(), text.end()); }
+void PutText(Bytes& out, std::string_view text) {
+    out.insert(out.end(), text.begin(), text.end());
+}
 
 // A name's UTF-16 code units, without a terminator.
 std::vector<std::uint16_t> Utf16Units(std::string_view name) {
@@ -139,7 +141,9 @@ std::uint8_t ToByte(double v) {
     return static_cast<std::uint8_t>(std::lround(v * 255));
 }
 
-NamedColor Rgb(double r, double g, double b) { return {ToByte(r), ToByte(g), ToByte(b), 255, {}, {}}; }
+NamedColor Rgb(double r, double g, double b) {
+    return {ToByte(r), ToByte(g), ToByte(b), 255, {}, {}};
+}
 
 // Hue in degrees, saturation and brightness 0 to 1.
 NamedColor FromHsb(double hue, double s, double v) {
@@ -148,12 +152,12 @@ NamedColor FromHsb(double hue, double s, double v) {
     const double f = h6 - sector;
     const double p = v * (1 - s), q = v * (1 - s * f), t = v * (1 - s * (1 - f));
     switch (static_cast<int>(sector)) {
-    case 0: return Rgb(v, t, p);
-    case 1: return Rgb(q, v, p);
-    case 2: return Rgb(p, v, t);
-    case 3: return Rgb(p, q, v);
-    case 4: return Rgb(t, p, v);
-    default: return Rgb(v, p, q);
+        case 0: return Rgb(v, t, p);
+        case 1: return Rgb(q, v, p);
+        case 2: return Rgb(p, v, t);
+        case 3: return Rgb(p, q, v);
+        case 4: return Rgb(t, p, v);
+        default: return Rgb(v, p, q);
     }
 }
 
@@ -172,7 +176,9 @@ NamedColor FromLab(double lightness, double a, double b) {
     };
     const double fy = (lightness + 16) / 116;
     const double x = 0.96422 * inverse(fy + a / 500), y = inverse(fy), z = 0.82521 * inverse(fy - b / 200);
-    const auto encode = [](double v) { return v <= 0.0031308 ? 12.92 * v : 1.055 * std::pow(v, 1 / 2.4) - 0.055; };
+    const auto encode = [](double v) {
+        return v <= 0.0031308 ? 12.92 * v : 1.055 * std::pow(v, 1 / 2.4) - 0.055;
+    };
     return Rgb(encode(3.1338561 * x - 1.6168667 * y - 0.4906146 * z),
                encode(-0.9787684 * x + 1.9161415 * y + 0.0334540 * z),
                encode(0.0719453 * x - 0.2289914 * y + 1.4052427 * z));
@@ -180,7 +186,9 @@ NamedColor FromLab(double lightness, double a, double b) {
 
 // ---- Text lines ----
 
-bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\v' || c == '\f'; }
+bool IsBlank(char c) {
+    return c == ' ' || c == '\t' || c == '\r' || c == '\v' || c == '\f';
+}
 
 std::string_view Trim(std::string_view s) {
     while (!s.empty() && IsBlank(s.front())) s.remove_prefix(1);
@@ -222,8 +230,12 @@ bool ParseRgb(std::string_view& rest, NamedColor& color, bool alpha) {
     for (int i = 0; i < 3; ++i)
         if (!ParseNumber(NextWord(rest), 255, v[i])) return false;
     if (alpha && !Trim(rest).empty() && !ParseNumber(NextWord(rest), 255, v[3])) return false;
-    color = {static_cast<std::uint8_t>(v[0]), static_cast<std::uint8_t>(v[1]), static_cast<std::uint8_t>(v[2]),
-             static_cast<std::uint8_t>(v[3]), {}, {}};
+    color = {static_cast<std::uint8_t>(v[0]),
+             static_cast<std::uint8_t>(v[1]),
+             static_cast<std::uint8_t>(v[2]),
+             static_cast<std::uint8_t>(v[3]),
+             {},
+             {}};
     return true;
 }
 
@@ -236,7 +248,8 @@ std::string TooMany(const char* format) {
 }
 
 bool IsHexColor(std::string_view s) {
-    return s.size() == 8 && std::all_of(s.begin(), s.end(), [](char c) { return std::isxdigit(static_cast<unsigned char>(c)); });
+    return s.size() == 8 && std::all_of(s.begin(), s.end(),
+                                        [](char c) { return std::isxdigit(static_cast<unsigned char>(c)); });
 }
 
 // ---- Readers ----
@@ -278,8 +291,8 @@ bool ReadJasc(ByteSpan bytes, PaletteFile& palette, std::string& error) {
         return false;
     }
     if (lines.size() - 3 < count) {
-        error = "JASC palette: " + std::to_string(count) + " colours declared, " + std::to_string(lines.size() - 3) +
-                " lines follow";
+        error = "JASC palette: " + std::to_string(count) + " colours declared, " +
+                std::to_string(lines.size() - 3) + " lines follow";
         return false;
     }
     for (std::size_t i = 3; i < 3 + count; ++i) {
@@ -309,8 +322,12 @@ bool ReadPaintNet(ByteSpan bytes, PaletteFile& palette, std::string& error) {
         }
         std::uint32_t argb = 0;
         std::from_chars(line.data(), line.data() + 8, argb, 16);
-        palette.colors.push_back({static_cast<std::uint8_t>(argb >> 16), static_cast<std::uint8_t>(argb >> 8),
-                                  static_cast<std::uint8_t>(argb), static_cast<std::uint8_t>(argb >> 24), {}, {}});
+        palette.colors.push_back({static_cast<std::uint8_t>(argb >> 16),
+                                  static_cast<std::uint8_t>(argb >> 8),
+                                  static_cast<std::uint8_t>(argb),
+                                  static_cast<std::uint8_t>(argb >> 24),
+                                  {},
+                                  {}});
     }
     return true;
 }
@@ -335,7 +352,8 @@ bool ReadRiff(ByteSpan bytes, PaletteFile& palette, std::string& error) {
         }
         const std::size_t count = size < 4 ? 0 : LoadU16(bytes.data() + body + 2);
         if (size < 4 || LoadU16(bytes.data() + body) != 0x0300 || 4 + 4 * count > size) {
-            error = "RIFF palette: the data chunk is not version 0x0300 with its " + std::to_string(count) + " entries";
+            error = "RIFF palette: the data chunk is not version 0x0300 with its " + std::to_string(count) +
+                    " entries";
             return false;
         }
         for (std::size_t i = 0; i < count; ++i) {
@@ -361,12 +379,14 @@ bool ReadAcoPart(BigEndianReader& in, std::uint16_t version, PaletteFile& palett
         std::string name;
         for (std::uint16_t& word : v)
             if (!in.U16(word)) {
-                error = part + ": colour " + std::to_string(i) + " of " + std::to_string(count) + " is cut short";
+                error =
+                    part + ": colour " + std::to_string(i) + " of " + std::to_string(count) + " is cut short";
                 return false;
             }
         std::uint32_t units = 0;
         std::span<const std::uint8_t> text;
-        if (version == 2 && (!in.U32(units) || units > in.Left() / 2 || !in.Bytes(std::size_t{2} * units, text))) {
+        if (version == 2 &&
+            (!in.U32(units) || units > in.Left() / 2 || !in.Bytes(std::size_t{2} * units, text))) {
             error = part + ": the name of colour " + std::to_string(i) + " runs past the end of the file";
             return false;
         }
@@ -374,16 +394,20 @@ bool ReadAcoPart(BigEndianReader& in, std::uint16_t version, PaletteFile& palett
         NamedColor color;
         const double w = v[1], x = v[2], y = v[3], z = v[4];
         switch (v[0]) {
-        case 0: color = Rgb(w / 65535, x / 65535, y / 65535); break;
-        case 1: color = FromHsb(w / 65536 * 360, x / 65535, y / 65535); break;
-        case 2: color = FromCmyk(1 - w / 65535, 1 - x / 65535, 1 - y / 65535, 1 - z / 65535); break;
-        case 7: color = FromLab(w / 100, static_cast<std::int16_t>(v[2]) / 100.0, static_cast<std::int16_t>(v[3]) / 100.0); break;
-        case 8: color = Rgb(1 - w / 10000, 1 - w / 10000, 1 - w / 10000); break;
-        default:
-            palette.skipped.push_back("colour " + std::to_string(i) + (name.empty() ? "" : " \"" + name + "\"") +
-                                      ": colour space " + std::to_string(v[0]) +
-                                      " (an ink book's or unknown) has no conversion to RGB");
-            continue;
+            case 0: color = Rgb(w / 65535, x / 65535, y / 65535); break;
+            case 1: color = FromHsb(w / 65536 * 360, x / 65535, y / 65535); break;
+            case 2: color = FromCmyk(1 - w / 65535, 1 - x / 65535, 1 - y / 65535, 1 - z / 65535); break;
+            case 7:
+                color = FromLab(w / 100, static_cast<std::int16_t>(v[2]) / 100.0,
+                                static_cast<std::int16_t>(v[3]) / 100.0);
+                break;
+            case 8: color = Rgb(1 - w / 10000, 1 - w / 10000, 1 - w / 10000); break;
+            default:
+                palette.skipped.push_back("colour " + std::to_string(i) +
+                                          (name.empty() ? "" : " \"" + name + "\"") + ": colour space " +
+                                          std::to_string(v[0]) +
+                                          " (an ink book's or unknown) has no conversion to RGB");
+                continue;
         }
         color.name = std::move(name);
         palette.colors.push_back(std::move(color));
@@ -457,8 +481,8 @@ bool ReadAse(ByteSpan bytes, PaletteFile& palette, std::string& error) {
         const std::string modelName(model.begin(), model.end());
         const std::size_t values = modelName == "CMYK" ? 4 : modelName == "Gray" ? 1 : 3;
         if (modelName != "RGB " && modelName != "CMYK" && modelName != "Gray" && modelName != "LAB ") {
-            palette.skipped.push_back("block " + std::to_string(i) + " \"" + color.name + "\": colour model \"" +
-                                      CleanPaletteName(modelName) + "\" is unknown");
+            palette.skipped.push_back("block " + std::to_string(i) + " \"" + color.name +
+                                      "\": colour model \"" + CleanPaletteName(modelName) + "\" is unknown");
             continue;
         }
         float v[4] = {};
@@ -474,7 +498,7 @@ bool ReadAse(ByteSpan bytes, PaletteFile& palette, std::string& error) {
                 return false;
             }
         }
-        const NamedColor converted = modelName == "CMYK" ? FromCmyk(v[0], v[1], v[2], v[3])
+        const NamedColor converted = modelName == "CMYK"   ? FromCmyk(v[0], v[1], v[2], v[3])
                                      : modelName == "Gray" ? Rgb(v[0], v[0], v[0])
                                      : modelName == "LAB " ? FromLab(v[0] * 100.0, v[1], v[2])
                                                            : Rgb(v[0], v[1], v[2]);
@@ -502,14 +526,15 @@ void WriteGimp(const PaletteFile& palette, Bytes& out) {
     if (!name.empty()) PutText(out, "Name: " + name + "\n");
     PutText(out, "Columns: 0\n#\n");
     for (const NamedColor& c : palette.colors)
-        PutText(out, Number3(c.red) + " " + Number3(c.green) + " " + Number3(c.blue) + "\t" + CleanPaletteName(c.name) +
-                         "\n");
+        PutText(out, Number3(c.red) + " " + Number3(c.green) + " " + Number3(c.blue) + "\t" +
+                         CleanPaletteName(c.name) + "\n");
 }
 
 void WriteJasc(const PaletteFile& palette, Bytes& out) {
     PutText(out, "JASC-PAL\r\n0100\r\n" + std::to_string(palette.colors.size()) + "\r\n");
     for (const NamedColor& c : palette.colors)
-        PutText(out, std::to_string(c.red) + " " + std::to_string(c.green) + " " + std::to_string(c.blue) + "\r\n");
+        PutText(out, std::to_string(c.red) + " " + std::to_string(c.green) + " " + std::to_string(c.blue) +
+                         "\r\n");
 }
 
 void WriteRiff(const PaletteFile& palette, Bytes& out) {
@@ -573,7 +598,8 @@ void WriteAse(const PaletteFile& palette, Bytes& out) {
         PutBE32(out, static_cast<std::uint32_t>(2 + 2 * (units.size() + 1) + 4 + 12 + 2));
         PutAseName(out, units);
         PutText(out, "RGB ");
-        for (const std::uint8_t v : {c.red, c.green, c.blue}) PutBE32(out, std::bit_cast<std::uint32_t>(v / 255.0f));
+        for (const std::uint8_t v : {c.red, c.green, c.blue})
+            PutBE32(out, std::bit_cast<std::uint32_t>(v / 255.0f));
         PutBE16(out, 2);  // a process colour
         ++blocks;
     }
@@ -609,20 +635,21 @@ std::string CleanPaletteName(std::string_view name) {
 
 const char* PaletteFormatName(PaletteFormat format) {
     switch (format) {
-    case PaletteFormat::Gimp: return "gimp";
-    case PaletteFormat::JascPal: return "jasc";
-    case PaletteFormat::RiffPal: return "riff";
-    case PaletteFormat::AcoV1: return "aco1";
-    case PaletteFormat::AcoV2: return "aco";
-    case PaletteFormat::Ase: return "ase";
-    case PaletteFormat::PaintNet: return "paintnet";
+        case PaletteFormat::Gimp: return "gimp";
+        case PaletteFormat::JascPal: return "jasc";
+        case PaletteFormat::RiffPal: return "riff";
+        case PaletteFormat::AcoV1: return "aco1";
+        case PaletteFormat::AcoV2: return "aco";
+        case PaletteFormat::Ase: return "ase";
+        case PaletteFormat::PaintNet: return "paintnet";
     }
     return "";
 }
 
 std::optional<PaletteFormat> PaletteFormatFromName(std::string_view name) {
-    for (const PaletteFormat f : {PaletteFormat::Gimp, PaletteFormat::JascPal, PaletteFormat::RiffPal,
-                                  PaletteFormat::AcoV1, PaletteFormat::AcoV2, PaletteFormat::Ase, PaletteFormat::PaintNet})
+    for (const PaletteFormat f :
+         {PaletteFormat::Gimp, PaletteFormat::JascPal, PaletteFormat::RiffPal, PaletteFormat::AcoV1,
+          PaletteFormat::AcoV2, PaletteFormat::Ase, PaletteFormat::PaintNet})
         if (name == PaletteFormatName(f)) return f;
     return std::nullopt;
 }
@@ -651,8 +678,9 @@ std::optional<PaletteFormat> DetectPaletteFormat(std::span<const std::uint8_t> b
     if (bytes.size() >= 4 && LoadBE16(bytes.data()) == 2) return PaletteFormat::AcoV2;
     if (bytes.size() >= 4 && LoadBE16(bytes.data()) == 1)
         return AcoPartAt(bytes, 4 + std::size_t{LoadBE16(bytes.data() + 2)} * 10, 2) ? PaletteFormat::AcoV2
-                                                                                      : PaletteFormat::AcoV1;
-    const auto first = std::find_if(lines.begin(), lines.end(), [](std::string_view l) { return !l.empty(); });
+                                                                                     : PaletteFormat::AcoV1;
+    const auto first =
+        std::find_if(lines.begin(), lines.end(), [](std::string_view l) { return !l.empty(); });
     if (first != lines.end() && (first->front() == ';' || IsHexColor(*first))) return PaletteFormat::PaintNet;
     return std::nullopt;
 }
@@ -690,8 +718,8 @@ bool WritePaletteFile(const PaletteFile& palette, PaletteFormat format, std::vec
     out.clear();
     error.clear();
     const std::size_t count = palette.colors.size();
-    const bool counted16 = format == PaletteFormat::RiffPal || format == PaletteFormat::AcoV1 ||
-                           format == PaletteFormat::AcoV2;
+    const bool counted16 =
+        format == PaletteFormat::RiffPal || format == PaletteFormat::AcoV1 || format == PaletteFormat::AcoV2;
     if (counted16 && count > 0xFFFF) {
         error = std::string(format == PaletteFormat::RiffPal ? "RIFF palettes" : ".aco files") +
                 " hold at most 65535 colours; this one has " + std::to_string(count);
@@ -706,16 +734,16 @@ bool WritePaletteFile(const PaletteFile& palette, PaletteFormat format, std::vec
         return false;
     }
     switch (format) {
-    case PaletteFormat::Gimp: WriteGimp(palette, out); break;
-    case PaletteFormat::JascPal: WriteJasc(palette, out); break;
-    case PaletteFormat::RiffPal: WriteRiff(palette, out); break;
-    case PaletteFormat::AcoV1: WriteAcoPart(palette, 1, out); break;
-    case PaletteFormat::AcoV2:
-        WriteAcoPart(palette, 1, out);
-        WriteAcoPart(palette, 2, out);
-        break;
-    case PaletteFormat::Ase: WriteAse(palette, out); break;
-    case PaletteFormat::PaintNet: WritePaintNet(palette, out); break;
+        case PaletteFormat::Gimp: WriteGimp(palette, out); break;
+        case PaletteFormat::JascPal: WriteJasc(palette, out); break;
+        case PaletteFormat::RiffPal: WriteRiff(palette, out); break;
+        case PaletteFormat::AcoV1: WriteAcoPart(palette, 1, out); break;
+        case PaletteFormat::AcoV2:
+            WriteAcoPart(palette, 1, out);
+            WriteAcoPart(palette, 2, out);
+            break;
+        case PaletteFormat::Ase: WriteAse(palette, out); break;
+        case PaletteFormat::PaintNet: WritePaintNet(palette, out); break;
     }
     return true;
 }

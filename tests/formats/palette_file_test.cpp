@@ -30,13 +30,16 @@ public:
         return *this;
     }
     Lay& BE16(std::initializer_list<std::uint16_t> values) {
-        for (const std::uint16_t v : values) U8({static_cast<std::uint8_t>(v >> 8), static_cast<std::uint8_t>(v)});
+        for (const std::uint16_t v : values)
+            U8({static_cast<std::uint8_t>(v >> 8), static_cast<std::uint8_t>(v)});
         return *this;
     }
-    Lay& BE32(std::uint32_t v) { return BE16({static_cast<std::uint16_t>(v >> 16), static_cast<std::uint16_t>(v)}); }
+    Lay& BE32(std::uint32_t v) {
+        return BE16({static_cast<std::uint16_t>(v >> 16), static_cast<std::uint16_t>(v)});
+    }
     Lay& LE32(std::uint32_t v) {
-        return U8({static_cast<std::uint8_t>(v), static_cast<std::uint8_t>(v >> 8), static_cast<std::uint8_t>(v >> 16),
-                   static_cast<std::uint8_t>(v >> 24)});
+        return U8({static_cast<std::uint8_t>(v), static_cast<std::uint8_t>(v >> 8),
+                   static_cast<std::uint8_t>(v >> 16), static_cast<std::uint8_t>(v >> 24)});
     }
     Lay& F32(float v) { return BE32(std::bit_cast<std::uint32_t>(v)); }
     // UTF-16 big-endian units and the terminating 0 (ASCII names only).
@@ -63,9 +66,13 @@ private:
     Bytes bytes_;
 };
 
-Bytes Text(std::string_view s) { return Bytes(s.begin(), s.end()); }
+Bytes Text(std::string_view s) {
+    return Bytes(s.begin(), s.end());
+}
 
-Lay AseHeader(std::uint32_t blocks) { return Lay().Text("ASEF").BE16({1, 0}).BE32(blocks); }
+Lay AseHeader(std::uint32_t blocks) {
+    return Lay().Text("ASEF").BE16({1, 0}).BE32(blocks);
+}
 
 NamedColor Color(std::uint8_t r, std::uint8_t g, std::uint8_t b, std::string name = "", std::uint8_t a = 255,
                  std::string group = "") {
@@ -88,24 +95,36 @@ TEST(PaletteFileTest, WritesAndReadsEachLayout) {
         PaletteFile palette;
         Bytes bytes;
     } cases[] = {
-        {PaletteFormat::Gimp, {"Test", {Color(255, 0, 0, "Red"), Color(18, 52, 86, "Sea")}, {}},
+        {PaletteFormat::Gimp,
+         {"Test", {Color(255, 0, 0, "Red"), Color(18, 52, 86, "Sea")}, {}},
          Text("GIMP Palette\nName: Test\nColumns: 0\n#\n255   0   0\tRed\n 18  52  86\tSea\n")},
-        {PaletteFormat::JascPal, {"", {Color(255, 0, 0), Color(18, 52, 86)}, {}},
+        {PaletteFormat::JascPal,
+         {"", {Color(255, 0, 0), Color(18, 52, 86)}, {}},
          Text("JASC-PAL\r\n0100\r\n2\r\n255 0 0\r\n18 52 86\r\n")},
-        {PaletteFormat::RiffPal, {"", {Color(255, 0, 0), Color(18, 52, 86)}, {}},
+        {PaletteFormat::RiffPal,
+         {"", {Color(255, 0, 0), Color(18, 52, 86)}, {}},
          Lay().Text("RIFF").LE32(24).Text("PAL data").LE32(12).U8({0, 3, 2, 0, 255, 0, 0, 0, 18, 52, 86, 0})},
         {PaletteFormat::AcoV1, {"", {Color(255, 0, 0), Color(18, 52, 86)}, {}}, aco1},
-        {PaletteFormat::AcoV2, {"", {Color(255, 0, 0, "Red"), Color(18, 52, 86, "Sea")}, {}},
-         Lay(aco1).BE16({2, 2, 0, 0xFFFF, 0, 0, 0}).BE32(4).Utf16("Red").BE16({0, 0x1212, 0x3434, 0x5656, 0})
-             .BE32(4).Utf16("Sea")},
-        {PaletteFormat::Ase, {"", {Color(255, 0, 0, "Red"), Color(18, 52, 86, "Sea", 255, "G")}, {}},
+        {PaletteFormat::AcoV2,
+         {"", {Color(255, 0, 0, "Red"), Color(18, 52, 86, "Sea")}, {}},
+         Lay(aco1)
+             .BE16({2, 2, 0, 0xFFFF, 0, 0, 0})
+             .BE32(4)
+             .Utf16("Red")
+             .BE16({0, 0x1212, 0x3434, 0x5656, 0})
+             .BE32(4)
+             .Utf16("Sea")},
+        {PaletteFormat::Ase,
+         {"", {Color(255, 0, 0, "Red"), Color(18, 52, 86, "Sea", 255, "G")}, {}},
          AseHeader(4)
              .AseColor("Red", "RGB ", {1.0f, 0.0f, 0.0f})
              .AseBlock(0xC001, Lay().BE16({2}).Utf16("G"))
              .AseColor("Sea", "RGB ", {18 / 255.0f, 52 / 255.0f, 86 / 255.0f})
              .AseBlock(0xC002, Lay())},
-        {PaletteFormat::PaintNet, {"", {Color(255, 0, 0), Color(18, 52, 86, "", 0x80)}, {}},
-         Text("; paint.net Palette File\r\n; Colors are AARRGGBB in hexadecimal\r\nFFFF0000\r\n80123456\r\n")},
+        {PaletteFormat::PaintNet,
+         {"", {Color(255, 0, 0), Color(18, 52, 86, "", 0x80)}, {}},
+         Text(
+             "; paint.net Palette File\r\n; Colors are AARRGGBB in hexadecimal\r\nFFFF0000\r\n80123456\r\n")},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(PaletteFormatName(c.format));
@@ -125,19 +144,21 @@ TEST(PaletteFileTest, WritesAndReadsEachLayout) {
 TEST(PaletteFileTest, RoundTripsEveryFormat) {
     PaletteFile palette{"Mixed", {}, {}};
     for (int i = 0; i < 40; ++i)
-        palette.colors.push_back(Color(static_cast<std::uint8_t>(i * 37), static_cast<std::uint8_t>(255 - i * 5),
-                                       static_cast<std::uint8_t>(i * i), "Colour " + std::to_string(i) + " \xC3\xA9\xF0\x9F\x8E\xA8",
-                                       static_cast<std::uint8_t>(i * 6), i < 20 ? "" : "Second half"));
-    for (const PaletteFormat format : {PaletteFormat::Gimp, PaletteFormat::JascPal, PaletteFormat::RiffPal,
-                                       PaletteFormat::AcoV1, PaletteFormat::AcoV2, PaletteFormat::Ase,
-                                       PaletteFormat::PaintNet}) {
+        palette.colors.push_back(Color(
+            static_cast<std::uint8_t>(i * 37), static_cast<std::uint8_t>(255 - i * 5),
+            static_cast<std::uint8_t>(i * i), "Colour " + std::to_string(i) + " \xC3\xA9\xF0\x9F\x8E\xA8",
+            static_cast<std::uint8_t>(i * 6), i < 20 ? "" : "Second half"));
+    for (const PaletteFormat format :
+         {PaletteFormat::Gimp, PaletteFormat::JascPal, PaletteFormat::RiffPal, PaletteFormat::AcoV1,
+          PaletteFormat::AcoV2, PaletteFormat::Ase, PaletteFormat::PaintNet}) {
         SCOPED_TRACE(PaletteFormatName(format));
         Bytes bytes;
         std::string error;
         ASSERT_TRUE(WritePaletteFile(palette, format, bytes, error)) << error;
         const PaletteFile read = Read(bytes);
         ASSERT_EQ(read.colors.size(), palette.colors.size());
-        const bool names = format == PaletteFormat::Gimp || format == PaletteFormat::AcoV2 || format == PaletteFormat::Ase;
+        const bool names =
+            format == PaletteFormat::Gimp || format == PaletteFormat::AcoV2 || format == PaletteFormat::Ase;
         for (std::size_t i = 0; i < read.colors.size(); ++i) {
             const NamedColor& want = palette.colors[i];
             const NamedColor& got = read.colors[i];
@@ -152,7 +173,8 @@ TEST(PaletteFileTest, RoundTripsEveryFormat) {
 
 // The other colour models and the looser forms the readers take.
 TEST(PaletteFileTest, ConvertsOtherModelsAndForms) {
-    const auto aco = [](std::uint16_t space, std::uint16_t w, std::uint16_t x, std::uint16_t y, std::uint16_t z) {
+    const auto aco = [](std::uint16_t space, std::uint16_t w, std::uint16_t x, std::uint16_t y,
+                        std::uint16_t z) {
         return Lay().BE16({1, 1, space, w, x, y, z});
     };
     const struct {
@@ -165,22 +187,41 @@ TEST(PaletteFileTest, ConvertsOtherModelsAndForms) {
         {"aco CMYK: 0 is full ink", aco(2, 0, 0xFFFF, 0xFFFF, 0xFFFF), {Color(0, 255, 255)}},
         {"aco CMYK black half", aco(2, 0xFFFF, 0xFFFF, 0xFFFF, 32767), {Color(127, 127, 127)}},
         {"aco Lab red", aco(7, 5429, 8081, 6989, 0), {Color(255, 0, 0)}},
-        {"aco Lab blue (negative b)", aco(7, 2957, 6830, static_cast<std::uint16_t>(-11203), 0), {Color(0, 0, 255)}},
+        {"aco Lab blue (negative b)",
+         aco(7, 2957, 6830, static_cast<std::uint16_t>(-11203), 0),
+         {Color(0, 0, 255)}},
         {"aco gray 25% ink", aco(8, 2500, 0, 0, 0), {Color(191, 191, 191)}},
-        {"aco version 2 alone", Lay().BE16({2, 1, 0, 0x8080, 0, 0xFFFF, 0}).BE32(2).Utf16("x"), {Color(128, 0, 255, "x")}},
+        {"aco version 2 alone",
+         Lay().BE16({2, 1, 0, 0x8080, 0, 0xFFFF, 0}).BE32(2).Utf16("x"),
+         {Color(128, 0, 255, "x")}},
         {"aco with bytes after it", Lay(aco(0, 0xFFFF, 0, 0, 0)).BE16({7, 7}), {Color(255, 0, 0)}},
         {"ase CMYK, gray, Lab",
-         AseHeader(3).AseColor("m", "CMYK", {0, 1, 0, 0}).AseColor("g", "Gray", {0.5f}).AseColor("l", "LAB ", {0.5f, 0, 0}),
+         AseHeader(3)
+             .AseColor("m", "CMYK", {0, 1, 0, 0})
+             .AseColor("g", "Gray", {0.5f})
+             .AseColor("l", "LAB ", {0.5f, 0, 0}),
          {Color(255, 0, 255, "m"), Color(128, 128, 128, "g"), Color(119, 119, 119, "l")}},
-        {"ase: an unknown block skipped", AseHeader(2).AseBlock(0x0042, Lay().U8({1, 2, 3})).AseColor("", "RGB ", {0, 0, 1}),
+        {"ase: an unknown block skipped",
+         AseHeader(2).AseBlock(0x0042, Lay().U8({1, 2, 3})).AseColor("", "RGB ", {0, 0, 1}),
          {Color(0, 0, 255)}},
         {"gpl: BOM, CRLF, comments, spaces in names",
-         Text("\xEF\xBB\xBFGIMP Palette\r\n# note\r\nColumns: 4\r\n\r\n  1 2   3   light  blue \r\n4 5 6\r\n"),
+         Text(
+             "\xEF\xBB\xBFGIMP Palette\r\n# note\r\nColumns: 4\r\n\r\n  1 2   3   light  blue \r\n4 5 6\r\n"),
          {Color(1, 2, 3, "light  blue"), Color(4, 5, 6)}},
         {"jasc: LF and an alpha column", Text("JASC-PAL\n0100\n1\n1 2 3 4\n"), {Color(1, 2, 3, "", 4)}},
-        {"paint.net: lower case, no comment", Text("ff0a0b0c\n\n00000000"), {Color(10, 11, 12), Color(0, 0, 0, "", 0)}},
+        {"paint.net: lower case, no comment",
+         Text("ff0a0b0c\n\n00000000"),
+         {Color(10, 11, 12), Color(0, 0, 0, "", 0)}},
         {"riff: another chunk first",
-         Lay().Text("RIFF").LE32(32).Text("PAL note").LE32(3).U8({1, 2, 3, 0}).Text("data").LE32(8).U8({0, 3, 1, 0, 9, 8, 7, 0}),
+         Lay()
+             .Text("RIFF")
+             .LE32(32)
+             .Text("PAL note")
+             .LE32(3)
+             .U8({1, 2, 3, 0})
+             .Text("data")
+             .LE32(8)
+             .U8({0, 3, 1, 0, 9, 8, 7, 0}),
          {Color(9, 8, 7)}},
     };
     for (const auto& c : cases) {
@@ -191,7 +232,8 @@ TEST(PaletteFileTest, ConvertsOtherModelsAndForms) {
 
 // Colours in a model without a formula are left out with a reason; a file of nothing else is refused.
 TEST(PaletteFileTest, SkipsColoursWithoutAConversion) {
-    const PaletteFile aco = Read(Lay().BE16({2, 2, 3, 1, 2, 3, 0}).BE32(4).Utf16("PMS").BE16({0, 0, 0, 0, 0}).BE32(1).BE16({0}));
+    const PaletteFile aco =
+        Read(Lay().BE16({2, 2, 3, 1, 2, 3, 0}).BE32(4).Utf16("PMS").BE16({0, 0, 0, 0, 0}).BE32(1).BE16({0}));
     EXPECT_EQ(aco.colors, std::vector<NamedColor>{Color(0, 0, 0)});
     ASSERT_EQ(aco.skipped.size(), 1u);
     EXPECT_NE(aco.skipped[0].find("colour 0 \"PMS\": colour space 3"), std::string::npos) << aco.skipped[0];
@@ -228,18 +270,25 @@ TEST(PaletteFileTest, RefusesHostileFiles) {
         {"jasc trailing word", Text("JASC-PAL\n0100\n1\n1 2 3 4 5\n"), "JASC palette line 4"},
         {"paint.net bad digit", Text("; c\nFF00000G\n"), "Paint.NET palette line 2"},
         {"riff cut short", Lay().Text("RIFF").LE32(100).Text("PAL "), "cut short (12 of 108 bytes)"},
-        {"riff count past its chunk", Lay(riffHeader).U8({3, 0, 1, 2, 3, 0}), "data chunk is not version 0x0300"},
-        {"riff chunk past the end", Lay().Text("RIFF").LE32(12).Text("PAL data").LE32(9), "runs past the end"},
+        {"riff count past its chunk", Lay(riffHeader).U8({3, 0, 1, 2, 3, 0}),
+         "data chunk is not version 0x0300"},
+        {"riff chunk past the end", Lay().Text("RIFF").LE32(12).Text("PAL data").LE32(9),
+         "runs past the end"},
         {"riff without data", Lay().Text("RIFF").LE32(4).Text("PAL "), "no data chunk"},
         {"aco count past the end", Lay().BE16({1, 9, 0, 1, 2, 3, 4}), "colour 1 of 9 is cut short"},
-        {"aco name past the end", Lay().BE16({2, 1, 0, 0, 0, 0, 0}).BE32(0x40000000).BE16({65}), "name of colour 0"},
+        {"aco name past the end", Lay().BE16({2, 1, 0, 0, 0, 0, 0}).BE32(0x40000000).BE16({65}),
+         "name of colour 0"},
         {"aco version 2 without a count", Lay().BE16({1, 0, 2}), "the colour count is missing"},
-        {"ase NaN", AseHeader(1).AseColor("n", "RGB ", {0, nan, 0}), "block 0: a colour value is not a finite"},
+        {"ase NaN", AseHeader(1).AseColor("n", "RGB ", {0, nan, 0}),
+         "block 0: a colour value is not a finite"},
         {"ase infinity", AseHeader(1).AseColor("i", "Gray", {inf}), "not a finite number"},
         {"ase absurd block count", AseHeader(0xFFFFFFFF), "4294967295 blocks declared, but 0 bytes"},
-        {"ase block past the end", Lay(AseHeader(1)).BE16({1}).BE32(50).BE32(0), "block 0: runs past the end"},
-        {"ase name past its block", Lay(AseHeader(1)).AseBlock(1, Lay().BE16({9}).Utf16("ab")), "name or model"},
-        {"ase values past its block", Lay(AseHeader(1)).AseBlock(1, Lay().BE16({1, 0}).Text("RGB ").F32(1)), "values run"},
+        {"ase block past the end", Lay(AseHeader(1)).BE16({1}).BE32(50).BE32(0),
+         "block 0: runs past the end"},
+        {"ase name past its block", Lay(AseHeader(1)).AseBlock(1, Lay().BE16({9}).Utf16("ab")),
+         "name or model"},
+        {"ase values past its block", Lay(AseHeader(1)).AseBlock(1, Lay().BE16({1, 0}).Text("RGB ").F32(1)),
+         "values run"},
         {"ase group name past its block", Lay(AseHeader(1)).AseBlock(0xC001, Lay().BE16({3})), "group name"},
         {"ase version 2", Lay().Text("ASEF").BE16({2, 0}).BE32(0), ".ase: the header"},
     };
@@ -277,7 +326,8 @@ TEST(PaletteFileTest, CleansNames) {
     } cases[] = {
         {"  a\tb\x01 ", "a b"},
         {"bad \xFF\xC3 end", "bad \xEF\xBF\xBD\xEF\xBF\xBD end"},
-        {"overlong \xC0\xAF, surrogate \xED\xA0\x80", "overlong \xEF\xBF\xBD\xEF\xBF\xBD, surrogate \xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD"},
+        {"overlong \xC0\xAF, surrogate \xED\xA0\x80",
+         "overlong \xEF\xBF\xBD\xEF\xBF\xBD, surrogate \xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD"},
         {"\xF0\x9F\x8E\xA8 kept", "\xF0\x9F\x8E\xA8 kept"},
     };
     for (const auto& c : cases) EXPECT_EQ(CleanPaletteName(c.in), c.out) << c.in;
@@ -293,8 +343,9 @@ TEST(PaletteFileTest, NamesFormatsByExtensionAndWord) {
     EXPECT_EQ(PaletteFormatFromPath("x.ase"), PaletteFormat::Ase);
     EXPECT_EQ(PaletteFormatFromPath("x.txt"), PaletteFormat::PaintNet);
     EXPECT_EQ(PaletteFormatFromPath("x.png"), std::nullopt);
-    for (const PaletteFormat f : {PaletteFormat::Gimp, PaletteFormat::JascPal, PaletteFormat::RiffPal, PaletteFormat::AcoV1,
-                                  PaletteFormat::AcoV2, PaletteFormat::Ase, PaletteFormat::PaintNet})
+    for (const PaletteFormat f :
+         {PaletteFormat::Gimp, PaletteFormat::JascPal, PaletteFormat::RiffPal, PaletteFormat::AcoV1,
+          PaletteFormat::AcoV2, PaletteFormat::Ase, PaletteFormat::PaintNet})
         EXPECT_EQ(PaletteFormatFromName(PaletteFormatName(f)), f);
     EXPECT_EQ(PaletteFormatFromName("act"), std::nullopt);
 }
