@@ -33,5 +33,6 @@ CommandRunner AddResizeCommand(CLI::App& app);
 CommandRunner AddRotateCommand(CLI::App& app);
 CommandRunner AddFlipCommand(CLI::App& app);
 CommandRunner AddSetIconCommand(CLI::App& app);
+CommandRunner AddPaletteCommand(CLI::App& app);
 
 }  // namespace tellurine::cli

@@ -25,7 +25,7 @@ struct Command {
 };
 
 // In the order the help lists them.
-constexpr std::array<Command, 12> kCommands{{
+constexpr std::array<Command, 13> kCommands{{
     {"reduce", AddReduceCommand},
     {"info", AddInfoCommand},
     {"extract", AddExtractCommand},
@@ -38,6 +38,7 @@ constexpr std::array<Command, 12> kCommands{{
     {"resize", AddResizeCommand},
     {"rotate", AddRotateCommand},
     {"flip", AddFlipCommand},
+    {"palette", AddPaletteCommand},
 }};
 
 const Command* FindCommand(const char* name) {
