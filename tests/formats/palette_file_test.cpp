@@ -191,6 +191,7 @@ TEST(PaletteFileTest, ConvertsOtherModelsAndForms) {
          aco(7, 2957, 6830, static_cast<std::uint16_t>(-11203), 0),
          {Color(0, 0, 255)}},
         {"aco gray 25% ink", aco(8, 2500, 0, 0, 0), {Color(191, 191, 191)}},
+        {"aco Lab dark grey, on the linear segment", aco(7, 500, 0, 0, 0), {Color(17, 17, 17)}},
         {"aco version 2 alone",
          Lay().BE16({2, 1, 0, 0x8080, 0, 0xFFFF, 0}).BE32(2).Utf16("x"),
          {Color(128, 0, 255, "x")}},
@@ -252,7 +253,6 @@ TEST(PaletteFileTest, SkipsColoursWithoutAConversion) {
 TEST(PaletteFileTest, RefusesHostileFiles) {
     std::string tooMany = "GIMP Palette\n";
     for (std::size_t i = 0; i <= kMaxPaletteColors; ++i) tooMany += "0 0 0\n";
-    const Lay riffHeader = Lay().Text("RIFF").LE32(20).Text("PAL data").LE32(8).U8({0, 3});
     const float nan = std::bit_cast<float>(0x7FC00000u), inf = std::bit_cast<float>(0x7F800000u);
     const struct {
         const char* what;
@@ -268,10 +268,11 @@ TEST(PaletteFileTest, RefusesHostileFiles) {
         {"jasc absurd count", Text("JASC-PAL\n0100\n99999999\n"), "more than 65536"},
         {"jasc version", Text("JASC-PAL\n0200\n1\n1 2 3\n"), "JASC palette: the header"},
         {"jasc trailing word", Text("JASC-PAL\n0100\n1\n1 2 3 4 5\n"), "JASC palette line 4"},
+        {"jasc alpha past 255", Text("JASC-PAL\n0100\n1\n1 2 3 256\n"), "JASC palette line 4"},
         {"paint.net bad digit", Text("; c\nFF00000G\n"), "Paint.NET palette line 2"},
         {"riff cut short", Lay().Text("RIFF").LE32(100).Text("PAL "), "cut short (12 of 108 bytes)"},
-        {"riff count past its chunk", Lay(riffHeader).U8({3, 0, 1, 2, 3, 0}),
-         "data chunk is not version 0x0300"},
+        {"riff count past its chunk", Lay().Text("RIFF").LE32(16).Text("PAL data").LE32(4).U8({0, 3, 1, 0}),
+         "data chunk is not version 0x0300 with its 1 entries"},
         {"riff chunk past the end", Lay().Text("RIFF").LE32(12).Text("PAL data").LE32(9),
          "runs past the end"},
         {"riff without data", Lay().Text("RIFF").LE32(4).Text("PAL "), "no data chunk"},
@@ -328,7 +329,7 @@ TEST(PaletteFileTest, CleansNames) {
         {"bad \xFF\xC3 end", "bad \xEF\xBF\xBD\xEF\xBF\xBD end"},
         {"overlong \xC0\xAF, surrogate \xED\xA0\x80",
          "overlong \xEF\xBF\xBD\xEF\xBF\xBD, surrogate \xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD"},
-        {"\xF0\x9F\x8E\xA8 kept", "\xF0\x9F\x8E\xA8 kept"},
+        {"\xE2\x82\xAC\xF0\x9F\x8E\xA8 kept", "\xE2\x82\xAC\xF0\x9F\x8E\xA8 kept"},
     };
     for (const auto& c : cases) EXPECT_EQ(CleanPaletteName(c.in), c.out) << c.in;
     const std::string longName(300, 'x');
