@@ -41,8 +41,8 @@ class Usage(unittest.TestCase):
                      ["reduce", "a.png", "b.png", "--colors", "257"]):
             self.assertEqual(run(*args).returncode, 2, args)
         self.assertEqual(run("frobnicate").stderr,
-                         'tellurine-cli: unknown command "frobnicate"; the commands are convert, create, '
-                         'extract, filter, flip, iconset, info, reduce, resize, rotate, seticon (see --help)\n')
+                         'tellurine-cli: unknown command "frobnicate"; the commands are adjust, convert, create, '
+                         'extract, filter, flip, iconset, info, palette, reduce, resize, rotate, seticon (see --help)\n')
 
 
 class Reduce(ScratchCase):

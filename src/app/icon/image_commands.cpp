@@ -173,9 +173,13 @@ void OnAdjustColors(AppContext& app) {
         });
     };
     QObject::connect(&dialog, &CDialIconAdjust::previewRequested, view, preview);
-    // Beside the picture rather than over it, so that the preview can be seen.
+    // At the main window's right edge, clear of the picture where there is room, so that the
+    // preview can be seen.
     dialog.adjustSize();
-    dialog.move(view->mapToGlobal(QPoint(std::max(0, view->width() - dialog.width() - 12), 12)));
+    const QPoint canvasRight = view->mapTo(app.Window(), QPoint(view->width(), 0));
+    const int x = std::max(canvasRight.x() + 12, app.Window()->width() - dialog.width() - 12);
+    dialog.move(app.Window()->mapToGlobal(QPoint(std::max(0, std::min(x, app.Window()->width() - dialog.width())),
+                                                 canvasRight.y())));
     const int result = app.Prompts().Exec(dialog);
     if (view == nullptr) return;
     view->EndPreview();
