@@ -58,16 +58,7 @@ std::string MacRomanToUtf8(std::span<const std::uint8_t> text) {
     std::string out;
     for (std::uint8_t c : text) {
         const char32_t u = c < 0x80 ? c : kMacRomanHigh[c - 0x80];
-        if (u < 0x80) {
-            out += static_cast<char>(u);
-        } else if (u < 0x800) {
-            out += static_cast<char>(0xC0 | (u >> 6));
-            out += static_cast<char>(0x80 | (u & 0x3F));
-        } else {
-            out += static_cast<char>(0xE0 | (u >> 12));
-            out += static_cast<char>(0x80 | ((u >> 6) & 0x3F));
-            out += static_cast<char>(0x80 | (u & 0x3F));
-        }
+        AppendUtf8(out, u);
     }
     return out;
 }

@@ -43,12 +43,7 @@ std::optional<std::string> ReadPascalName(std::span<const std::uint8_t> table, s
     std::string out;
     for (std::size_t i = 0; i < length; ++i) {
         const std::uint8_t c = table[offset + 1 + i];
-        if (c < 0x80) {
-            out += static_cast<char>(c);
-        } else {
-            out += static_cast<char>(0xC0 | (c >> 6));
-            out += static_cast<char>(0x80 | (c & 0x3F));
-        }
+        AppendUtf8(out, c);
     }
     return out;
 }

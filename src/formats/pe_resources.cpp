@@ -174,24 +174,6 @@ std::optional<Directory> ReadDirectory(std::span<const std::uint8_t> res, std::s
     return Directory{offset + kDirectoryHeaderSize, std::min(stated, fits)};
 }
 
-void AppendUtf8(std::string& out, char32_t u) {
-    if (u < 0x80) {
-        out += static_cast<char>(u);
-    } else if (u < 0x800) {
-        out += static_cast<char>(0xC0 | (u >> 6));
-        out += static_cast<char>(0x80 | (u & 0x3F));
-    } else if (u < 0x10000) {
-        out += static_cast<char>(0xE0 | (u >> 12));
-        out += static_cast<char>(0x80 | ((u >> 6) & 0x3F));
-        out += static_cast<char>(0x80 | (u & 0x3F));
-    } else {
-        out += static_cast<char>(0xF0 | (u >> 18));
-        out += static_cast<char>(0x80 | ((u >> 12) & 0x3F));
-        out += static_cast<char>(0x80 | ((u >> 6) & 0x3F));
-        out += static_cast<char>(0x80 | (u & 0x3F));
-    }
-}
-
 // A name string: a 16-bit length in UTF-16 units, then the units; lone surrogates become U+FFFD.
 // Nothing when the string runs off the resource bytes.
 std::optional<std::string> ReadName(std::span<const std::uint8_t> res, std::size_t offset) {
