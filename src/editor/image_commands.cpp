@@ -1,13 +1,16 @@
 #include "editor/image_commands.h"
 
+#include <algorithm>
 #include <functional>
 #include <utility>
 
 #include "editor/selection.h"
 #include "icon/format_edit.h"
 #include "icon/format_maker.h"
+#include "image/dib_block.h"
 #include "image/raster.h"
 #include "imaging/filters.h"
+#include "imaging/palette_map.h"
 #include "imaging/rotate.h"
 
 namespace tellurine::editor {
@@ -133,20 +136,16 @@ bool InvertImage(FormatState& f) {
     });
 }
 
-bool AdjustImage(FormatState& f, const ColorAdjuster& adjuster) {
-    // Device bitmap rows are blue, green, red and a spare byte per pixel.
-    const auto adjustBitmap = [&](DeviceBitmap& bitmap) {
-        for (int y = 0; y < bitmap.Height(); ++y)
-            adjuster.AdjustBgr(reinterpret_cast<std::uint8_t*>(bitmap.Row(y)), static_cast<std::size_t>(bitmap.Width()), 4);
-    };
-    const std::size_t pixels = static_cast<std::size_t>(f.Width()) * static_cast<std::size_t>(f.Height());
-    if (f.depth > 8 || f.palette.empty() || f.indices.size() != pixels)
-        return EditTarget(f, Anchor::TopLeft, [&](DeviceBitmap& c, DeviceBitmap&) {
-            adjustBitmap(c);
-            return true;
-        });
-    for (PaletteEntry& e : f.palette.entries) adjuster.Adjust(e.red, e.green, e.blue);
-    // Each pixel shows its entry again; transparent and inverted ones keep their black or white.
+namespace {
+
+bool IsIndexed(const FormatState& f) {
+    return f.depth <= 8 && !f.palette.empty() &&
+           f.indices.size() == static_cast<std::size_t>(f.Width()) * static_cast<std::size_t>(f.Height());
+}
+
+// Each pixel shows its entry again; transparent and inverted ones keep their black or white, and
+// the commit finds them the entry nearest it.
+void ShowPaletteColours(FormatState& f) {
     for (int y = 0; y < f.Height(); ++y) {
         std::uint32_t* colour = f.color.Row(y);
         const std::uint32_t* mask = f.mask.Row(y);
@@ -157,6 +156,54 @@ bool AdjustImage(FormatState& f, const ColorAdjuster& adjuster) {
             colour[x] = DeviceBitmap::ToNative(RGB(e.red, e.green, e.blue));
         }
     }
+}
+
+// The first 2^depth colours of `palette`, black past its end.
+Palette OfDepth(const Palette& palette, int depth) {
+    Palette out = palette;
+    out.entries.resize(std::size_t{1} << depth);
+    return out;
+}
+
+}  // namespace
+
+bool ReplacePalette(FormatState& f, const Palette& palette) {
+    if (!IsIndexed(f)) return false;
+    f.palette = OfDepth(palette, f.depth);
+    ShowPaletteColours(f);
+    return true;
+}
+
+bool MapOntoPalette(FormatState& f, const Palette& palette, bool dither) {
+    if (!IsIndexed(f) || palette.empty()) return false;
+    const Palette target = OfDepth(palette, f.depth);
+    const Block picture = DeviceBitmapToDib(f.color, 24);
+    const int entries = static_cast<int>(std::min(palette.size(), target.size()));
+    const Block mapped = picture.empty() ? Block() : MapToPalette(picture, target, entries, dither);
+    const auto layout = GetDibLayout(mapped);
+    if (!layout) return false;
+    // The mapped rows are stored bottom-up; the indices run top-down.
+    for (int y = 0; y < f.Height(); ++y)
+        std::copy_n(mapped.data() + layout->RowOffset(f.Height() - 1 - y), f.Width(),
+                    f.indices.begin() + static_cast<std::ptrdiff_t>(y) * f.Width());
+    f.palette = target;
+    ShowPaletteColours(f);
+    return true;
+}
+
+bool AdjustImage(FormatState& f, const ColorAdjuster& adjuster) {
+    // Device bitmap rows are blue, green, red and a spare byte per pixel.
+    const auto adjustBitmap = [&](DeviceBitmap& bitmap) {
+        for (int y = 0; y < bitmap.Height(); ++y)
+            adjuster.AdjustBgr(reinterpret_cast<std::uint8_t*>(bitmap.Row(y)), static_cast<std::size_t>(bitmap.Width()), 4);
+    };
+    if (!IsIndexed(f))
+        return EditTarget(f, Anchor::TopLeft, [&](DeviceBitmap& c, DeviceBitmap&) {
+            adjustBitmap(c);
+            return true;
+        });
+    for (PaletteEntry& e : f.palette.entries) adjuster.Adjust(e.red, e.green, e.blue);
+    ShowPaletteColours(f);
     if (f.floatingColor) adjustBitmap(*f.floatingColor);
     return true;
 }

@@ -27,6 +27,12 @@ bool InvertImage(FormatState& format);                    // colours inverted, t
 // adjusted and then take the nearest of the new entries); the other depths where the command works,
 // their transparency kept.
 bool AdjustImage(FormatState& format, const ColorAdjuster& adjuster);
+// An indexed format's palette replaced entry for entry (up to the depth's count; black past the
+// end of a short one): every pixel keeps its index and shows its entry's new colour.
+bool ReplacePalette(FormatState& format, const Palette& palette);
+// An indexed format's picture mapped onto another palette (its first 2^depth colours), with
+// error diffusion when `dither`: new indices, and the palette taken as ReplacePalette takes it.
+bool MapOntoPalette(FormatState& format, const Palette& palette, bool dither);
 bool FlipImage(FormatState& format, bool vertical);
 bool RotateSelectedImage(FormatState& format, int angle);  // counter-clockwise degrees
 bool ResizeImage(FormatState& format, int width, int height, ResampleQuality quality = ResampleQuality::Standard);

@@ -344,6 +344,20 @@ inline constexpr const char* kGaussianBlurText =
     "This will create a Gaussian Blur effect of the current image image (or a portion of it if selected). ";
 inline constexpr const char* kRadiusGroup = "$Radius";
 inline constexpr const char* kPreview = "Preview";
+inline constexpr const char* kPaletteItem = "&Palette...";
+inline constexpr const char* kPaletteTitle = "Palette";
+inline constexpr const char* kPaletteNote =
+    "Double-click a color to change it: the pixels that use it follow. A loaded palette, or a sorted "
+    "one, is mapped onto the picture.";
+inline constexpr const char* kPaletteLoad = "&Load...";
+inline constexpr const char* kPaletteSave = "&Save...";
+inline constexpr const char* kPaletteSort = "Sort by &Brightness";
+inline constexpr const char* kPaletteDither = "&Dither when mapping";
+inline constexpr const char* kPaletteFilter =
+    "Palettes (*.gpl *.pal *.aco *.ase *.txt);;GIMP Palette (*.gpl);;JASC Palette (*.pal);;"
+    "Adobe Color Swatches (*.aco);;Adobe Swatch Exchange (*.ase);;Paint.NET Palette (*.txt)";
+inline constexpr const char* kPaletteReadError = "The palette could not be read: %1";
+inline constexpr const char* kPaletteWriteError = "The palette could not be written: %1";
 inline constexpr const char* kAdjustColorsItem = "Adjust &Colors...";
 inline constexpr const char* kAdjustColorsTitle = "Adjust Colors";
 inline constexpr const char* kAdjustBrightness = "&Brightness:";

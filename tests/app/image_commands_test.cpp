@@ -13,6 +13,7 @@
 #include <QSignalSpy>
 #include <QSlider>
 #include <QSpinBox>
+#include <QTableWidget>
 #include <QThreadPool>
 
 #include "app/common/image_convert.h"
@@ -22,6 +23,7 @@
 #include "app/icon/icon_project.h"
 #include "app/icon/icon_set_export.h"
 #include "app/icon/image_dialogs.h"
+#include "app/icon/palette_dialog.h"
 #include "app_test_support.h"
 #include "editor/image_commands.h"
 #include "editor/selection.h"
@@ -53,6 +55,7 @@ private slots:
     void commandsChangeTheSelectionOrTheDepthAndUndo();
     void blurPreviewsAndCancelledWorkChangesNothing();
     void adjustmentsPreviewAndReachEveryFormat();
+    void paletteEntriesChangeOrMapThePicture();
     void iconsAreMadeFromPicturesAndDrawings();
     void batchMakesEveryPictureIntoTheFolder();
     void iconSetsKeepTheProjectsOwnSizes();
@@ -260,6 +263,54 @@ void ImageCommandsTest::adjustmentsPreviewAndReachEveryFormat() {
     // One step in each: undo gives the shown format back.
     o.main->Action("edit.undo")->trigger();
     QVERIFY(PixelsOf(*o.view) == (Pixels{shownBefore.color, shownBefore.mask}));
+}
+
+void ImageCommandsTest::paletteEntriesChangeOrMapThePicture() {
+    OpenIcon o({{16, 8}});
+    editor::EditSession& session = o.project->Session();
+    const editor::FormatState before = *session.State(0);
+    const auto unmasked = [&](int x, int y) { return (before.mask.GetPixel(x, y) & 0xFFFFFF) != 0xFFFFFF; };
+    // An entry changed by a double-click: its pixels follow, every index kept.
+    int used = -1;
+    for (int y = 0; y < before.Height() && used < 0; ++y)
+        for (int x = 0; x < before.Width() && used < 0; ++x)
+            if (unmasked(x, y)) used = before.indices[static_cast<std::size_t>(y * before.Width() + x)];
+    QVERIFY(used >= 0);
+    o.s.prompts->colours.push_back(QColor(1, 2, 3));
+    o.s.prompts->dialogActions.push_back(Accept<CDialPalette>([used](CDialPalette& d) {
+        d.grid->cellDoubleClicked(used / 16, used % 16);
+    }));
+    QVERIFY(o.main->Action("image.palette")->isEnabled());
+    o.main->Action("image.palette")->trigger();
+    const editor::FormatState edited = *session.State(0);
+    QVERIFY((edited.palette.entries[static_cast<std::size_t>(used)] == PaletteEntry{1, 2, 3, 0}));
+    for (int y = 0; y < before.Height(); ++y)
+        for (int x = 0; x < before.Width(); ++x) {
+            const auto i = static_cast<std::size_t>(y * before.Width() + x);
+            if (!unmasked(x, y)) continue;
+            QCOMPARE(edited.indices[i], before.indices[i]);
+            if (before.indices[i] == used) QCOMPARE(edited.color.GetPixel(x, y), COLORREF(RGB(1, 2, 3)));
+        }
+    // A loaded palette of two colours is mapped onto the picture: every visible pixel black or
+    // white, and a palette saved as GIMP's reads back the same.
+    const QString gpl = o.s.Path("bw.gpl");
+    WriteAll(gpl, QByteArray("GIMP Palette\nName: bw\n0 0 0 Black\n255 255 255 White\n"));
+    o.s.prompts->openNames.push_back({gpl});
+    o.s.prompts->saveNames.push_back(o.s.Path("saved.gpl"));
+    o.s.prompts->dialogActions.push_back(Accept<CDialPalette>([](CDialPalette& d) {
+        d.load();
+        d.save();
+    }));
+    o.main->Action("image.palette")->trigger();
+    const editor::FormatState& mapped = *session.State(0);
+    for (int y = 0; y < before.Height(); ++y)
+        for (int x = 0; x < before.Width(); ++x)
+            if (unmasked(x, y)) QVERIFY(mapped.color.GetPixel(x, y) == 0 || mapped.color.GetPixel(x, y) == 0xFFFFFF);
+    QVERIFY(ReadAll(o.s.Path("saved.gpl")).startsWith("GIMP Palette\n"));
+    QVERIFY(ReadAll(o.s.Path("saved.gpl")).contains("255 255 255"));
+    // Undo takes the mapping back.
+    o.main->Action("edit.undo")->trigger();
+    QVERIFY(session.State(0)->palette == edited.palette);
 }
 
 void ImageCommandsTest::iconsAreMadeFromPicturesAndDrawings() {

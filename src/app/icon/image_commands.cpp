@@ -17,6 +17,7 @@
 #include "app/icon/icon_project.h"
 #include "app/icon/icon_view.h"
 #include "app/icon/image_dialogs.h"
+#include "app/icon/palette_dialog.h"
 #include "app/picture/dib_frame.h"
 #include "editor/image_commands.h"
 #include "formats/image_file.h"
@@ -194,6 +195,18 @@ void OnAdjustColors(AppContext& app) {
         RunImageCommand(app, command);
 }
 
+void OnPalette(AppContext& app) {
+    CIconView* view = ActiveCanvas(app);
+    if (view == nullptr || view->State() == nullptr || view->State()->depth > 8) return;
+    CDialPalette dialog(view->State()->palette, view->State()->depth, app.Prompts(), app.Window());
+    if (app.Prompts().Exec(dialog) != QDialog::Accepted) return;
+    const Palette palette = dialog.Result();
+    const bool remap = dialog.Remap(), dither = dialog.Dither();
+    RunImageCommand(app, [palette, remap, dither](editor::FormatState& s) {
+        return remap ? editor::MapOntoPalette(s, palette, dither) : editor::ReplacePalette(s, palette);
+    });
+}
+
 // ---- Icons from pictures -----------------------------------------------------------------------
 
 void OnNewIconFromImage(AppContext& app) {
@@ -312,6 +325,11 @@ void RegisterImageCommands(AppContext& app) {
                       .execute = [&app, n] { OnFilter(app, n); }, .enabled = editing});
     add("filter.gaussianBlur", text::kGaussianBlurItem, OnGaussianBlur);
     add("image.adjustColors", text::kAdjustColorsItem, OnAdjustColors);
+    commands.Add({.id = "image.palette", .text = text::kPaletteItem, .execute = [&app] { OnPalette(app); },
+                  .enabled = [&app] {
+                      const CIconView* view = ActiveCanvas(app);
+                      return view != nullptr && view->State() != nullptr && view->State()->depth <= 8;
+                  }});
     add("filter.invert", text::kInvertColors,
         [](AppContext& a) { RunImageCommand(a, [](editor::FormatState& s) { return editor::InvertImage(s); }); },
         QKeySequence(Qt::CTRL | Qt::Key_I));
