@@ -4,6 +4,8 @@
 #pragma once
 
 #include <cstdint>
+#include <new>
+#include <stdexcept>
 #include <optional>
 #include <span>
 #include <string>
@@ -95,5 +97,37 @@ Block SizeLayerPicture(const LayeredPicture& doc, const PictureLayer& layer, int
 // `doc` empty, when a format cannot be made or the request is refused.
 bool MakeIconProjectFromLayers(const LayeredPicture& psd, const IconProjectRequest& request, CIconDoc& doc,
                                std::string& error);
+
+namespace layered_detail {
+
+// What a reader throws when the document breaks one of its rules: why it is refused.
+struct Refusal {
+    std::string reason;
+};
+
+[[noreturn]] inline void Refuse(std::string reason) {
+    throw Refusal{std::move(reason)};
+}
+
+// Reads into `doc` with `read`, which throws a Refusal at a broken rule. A refusal, or memory
+// running out, leaves `doc` empty and `error` saying why.
+template <typename Read>
+bool ReadRefusing(LayeredPicture& doc, std::string& error, Read read) {
+    doc = {};
+    try {
+        read();
+        return true;
+    } catch (const Refusal& refusal) {
+        error = refusal.reason;
+    } catch (const std::bad_alloc&) {
+        error = "out of memory";
+    } catch (const std::length_error&) {
+        error = "out of memory";
+    }
+    doc = {};
+    return false;
+}
+
+}  // namespace layered_detail
 
 }  // namespace tellurine

@@ -25,12 +25,8 @@ constexpr std::size_t kMaxOraLayers = 4096;
 constexpr std::size_t kMaxNesting = 256;
 constexpr int kMaxOffset = 1 << 20;
 
-struct Failure {
-    std::string reason;
-};
-
 [[noreturn]] void Fail(std::string reason) {
-    throw Failure{std::move(reason)};
+    layered_detail::Refuse(std::move(reason));
 }
 
 // One tag of the stack file: an element opened (perhaps closed at once) or closed.
@@ -255,8 +251,7 @@ bool IsOraFile(std::span<const std::uint8_t> bytes) {
 }
 
 bool ReadOraFile(std::span<const std::uint8_t> bytes, LayeredPicture& doc, std::string& error) {
-    doc = {};
-    try {
+    return layered_detail::ReadRefusing(doc, error, [&] {
         if (bytes.size() > kMaxLayeredFileBytes) Fail("the file is too large");
         if (!IsOraFile(bytes)) Fail("not an OpenRaster document");
         ZipArchive zip;
@@ -293,16 +288,7 @@ bool ReadOraFile(std::span<const std::uint8_t> bytes, LayeredPicture& doc, std::
             doc.composite = CompositeLayers(doc);
             if (doc.composite.empty()) Fail("out of memory");
         }
-        return true;
-    } catch (const Failure& failure) {
-        error = failure.reason;
-    } catch (const std::bad_alloc&) {
-        error = "out of memory";
-    } catch (const std::length_error&) {
-        error = "out of memory";
-    }
-    doc = {};
-    return false;
+    });
 }
 
 }  // namespace tellurine

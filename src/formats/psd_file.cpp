@@ -17,12 +17,8 @@ namespace tellurine {
 
 namespace {
 
-struct Failure {
-    const char* reason;
-};
-
 [[noreturn]] void Fail(const char* reason) {
-    throw Failure{reason};
+    layered_detail::Refuse(reason);
 }
 
 // The most a compressed byte can stand for: a PackBits run of 128 from 2 bytes, and zlib's
@@ -288,8 +284,7 @@ bool IsPsdFile(std::span<const std::uint8_t> bytes) {
 }
 
 bool ReadPsdFile(std::span<const std::uint8_t> bytes, LayeredPicture& doc, std::string& error) {
-    doc = {};
-    try {
+    return layered_detail::ReadRefusing(doc, error, [&] {
         if (bytes.size() > kMaxLayeredFileBytes) Fail("the file is too large");
         BigEndianReader in(bytes);
         std::span<const std::uint8_t> signature, reserved;
@@ -333,16 +328,7 @@ bool ReadPsdFile(std::span<const std::uint8_t> bytes, LayeredPicture& doc, std::
             grey ? std::array{p, p, p} : std::array{p, p + planeBytes, p + 2 * planeBytes};
         doc.composite = PictureFromPlanes(static_cast<std::int32_t>(width), static_cast<std::int32_t>(height), colour,
                                           alpha ? p + colours * planeBytes : nullptr, 255);
-        return true;
-    } catch (const Failure& failure) {
-        error = failure.reason;
-    } catch (const std::bad_alloc&) {
-        error = "out of memory";
-    } catch (const std::length_error&) {
-        error = "out of memory";
-    }
-    doc = {};
-    return false;
+    });
 }
 
 }  // namespace tellurine

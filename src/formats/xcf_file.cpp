@@ -43,12 +43,8 @@ enum : std::uint32_t {
 
 enum class Compression : std::uint8_t { None = 0, Rle = 1, Zlib = 2 };
 
-struct Failure {
-    const char* reason;
-};
-
 [[noreturn]] void Fail(const char* reason) {
-    throw Failure{reason};
+    layered_detail::Refuse(reason);
 }
 
 // What the image header and properties say about every layer's pixels.
@@ -322,8 +318,7 @@ bool IsXcfFile(std::span<const std::uint8_t> bytes) {
 }
 
 bool ReadXcfFile(std::span<const std::uint8_t> bytes, LayeredPicture& doc, std::string& error) {
-    doc = {};
-    try {
+    return layered_detail::ReadRefusing(doc, error, [&] {
         if (bytes.size() > kMaxLayeredFileBytes) Fail("the file is too large");
         if (!IsXcfFile(bytes)) Fail("not a GIMP document");
         BigEndianReader in(bytes);
@@ -399,16 +394,7 @@ bool ReadXcfFile(std::span<const std::uint8_t> bytes, LayeredPicture& doc, std::
         Charge(budget, width, height);
         doc.composite = CompositeLayers(doc);
         if (doc.composite.empty()) throw std::bad_alloc();
-        return true;
-    } catch (const Failure& failure) {
-        error = failure.reason;
-    } catch (const std::bad_alloc&) {
-        error = "out of memory";
-    } catch (const std::length_error&) {
-        error = "out of memory";
-    }
-    doc = {};
-    return false;
+    });
 }
 
 }  // namespace tellurine
