@@ -208,6 +208,11 @@ bool AdjustImage(FormatState& f, const ColorAdjuster& adjuster) {
     return true;
 }
 
+bool ShadowImage(FormatState& f, const DropShadow& shadow) {
+    return EditTarget(f, Anchor::TopLeft,
+                      [&](DeviceBitmap& c, DeviceBitmap& m) { return ShadowBitmaps(c, m, f.alpha, shadow); });
+}
+
 bool FlipImage(FormatState& f, bool vertical) {
     return EditTarget(f, Anchor::TopLeft, [&](DeviceBitmap& c, DeviceBitmap& m) { return FlipBitmaps(c, m, vertical); });
 }

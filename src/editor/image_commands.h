@@ -27,6 +27,8 @@ bool InvertImage(FormatState& format);                    // colours inverted, t
 // adjusted and then take the nearest of the new entries); the other depths where the command works,
 // their transparency kept.
 bool AdjustImage(FormatState& format, const ColorAdjuster& adjuster);
+// A drop shadow of the picture's own alpha under it, cut at the edges; 32-bit formats only.
+bool ShadowImage(FormatState& format, const DropShadow& shadow);
 // An indexed format's palette replaced entry for entry (up to the depth's count; black past the
 // end of a short one): every pixel keeps its index and shows its entry's new colour.
 bool ReplacePalette(FormatState& format, const Palette& palette);

@@ -182,16 +182,18 @@ bool AdjustFormat(CKvIcon& icon, const ColorAdjuster& adjuster) {
     return true;
 }
 
+bool ShadowBitmaps(DeviceBitmap& color, DeviceBitmap& mask, bool alpha, const DropShadow& shadow) {
+    return alpha && EditAsDib(color, mask, true, [&](Block& dib) {
+               Block shadowed = WithDropShadow(dib, shadow, false);
+               if (shadowed.empty()) return false;
+               dib = std::move(shadowed);
+               return true;
+           });
+}
+
 bool ShadowFormat(CKvIcon& icon, const DropShadow& shadow) {
-    if (!icon.HasAlpha()) return false;
-    return EditFormatBitmaps(icon, [&](DeviceBitmap& c, DeviceBitmap& m) {
-        return EditAsDib(c, m, true, [&](Block& dib) {
-            Block shadowed = WithDropShadow(dib, shadow, false);
-            if (shadowed.empty()) return false;
-            dib = std::move(shadowed);
-            return true;
-        });
-    });
+    return EditFormatBitmaps(
+        icon, [&](DeviceBitmap& c, DeviceBitmap& m) { return ShadowBitmaps(c, m, icon.HasAlpha(), shadow); });
 }
 
 bool RotateBitmapsCentred(DeviceBitmap& color, DeviceBitmap& mask, bool alpha, int angle) {

@@ -33,6 +33,8 @@ bool BlurBitmaps(DeviceBitmap& color, DeviceBitmap& mask, bool alpha, int radius
 bool RotateBitmapsCentred(DeviceBitmap& color, DeviceBitmap& mask, bool alpha, int angle);
 // Mirrored top to bottom when `vertical`, else left to right.
 bool FlipBitmaps(DeviceBitmap& color, DeviceBitmap& mask, bool vertical);
+// A drop shadow under the picture (WithDropShadow, cut at its edges); false without alpha.
+bool ShadowBitmaps(DeviceBitmap& color, DeviceBitmap& mask, bool alpha, const DropShadow& shadow);
 // Resampled to width x height (1..kMaxResizeSide): colours and alpha together with ResampleDib;
 // an AND mask is resampled as grey and set where it comes out at half or more, its pixels black.
 bool ResizeBitmaps(DeviceBitmap& color, DeviceBitmap& mask, bool alpha, std::int32_t width, std::int32_t height,

@@ -358,6 +358,13 @@ inline constexpr const char* kPaletteFilter =
     "Adobe Color Swatches (*.aco);;Adobe Swatch Exchange (*.ase);;Paint.NET Palette (*.txt)";
 inline constexpr const char* kPaletteReadError = "The palette could not be read: %1";
 inline constexpr const char* kPaletteWriteError = "The palette could not be written: %1";
+inline constexpr const char* kDropShadowItem = "Drop &Shadow...";
+inline constexpr const char* kDropShadowTitle = "Drop Shadow";
+inline constexpr const char* kShadowOffset = "&Offset (right, down):";
+inline constexpr const char* kShadowRadius = "&Blur radius:";
+inline constexpr const char* kShadowOpacity = "O&pacity:";
+inline constexpr const char* kShadowColor = "&Color...";
+inline constexpr const char* kShadowNote = "The shadow is cut at the format's edges; formats of 32 bits only.";
 inline constexpr const char* kAdjustColorsItem = "Adjust &Colors...";
 inline constexpr const char* kAdjustColorsTitle = "Adjust Colors";
 inline constexpr const char* kAdjustBrightness = "&Brightness:";

@@ -56,6 +56,7 @@ private slots:
     void blurPreviewsAndCancelledWorkChangesNothing();
     void adjustmentsPreviewAndReachEveryFormat();
     void paletteEntriesChangeOrMapThePicture();
+    void dropShadowFallsWhereThePictureIsClear();
     void iconsAreMadeFromPicturesAndDrawings();
     void batchMakesEveryPictureIntoTheFolder();
     void iconSetsKeepTheProjectsOwnSizes();
@@ -311,6 +312,29 @@ void ImageCommandsTest::paletteEntriesChangeOrMapThePicture() {
     // Undo takes the mapping back.
     o.main->Action("edit.undo")->trigger();
     QVERIFY(session.State(0)->palette == edited.palette);
+}
+
+void ImageCommandsTest::dropShadowFallsWhereThePictureIsClear() {
+    // A 32 x 32 format opaque but for its one-pixel border, and a sharp red shadow two pixels
+    // right and down at full opacity: the right border is shadow, the left one stays clear.
+    OpenIcon o({{32, 32}});
+    const editor::FormatState before = *o.project->Session().State(0);
+    o.s.prompts->colours.push_back(QColor(255, 0, 0));
+    o.s.prompts->dialogActions.push_back(Accept<CDialDropShadow>([](CDialDropShadow& d) {
+        d.dx->setValue(2);
+        d.dy->setValue(2);
+        d.radius->setValue(0);
+        d.opacity->setValue(100);
+        d.chooseColor();
+    }));
+    QVERIFY(o.main->Action("image.dropShadow")->isEnabled());
+    o.main->Action("image.dropShadow")->trigger();
+    const editor::FormatState& after = *o.project->Session().State(0);
+    QCOMPARE(after.color.GetPixel(31, 10), COLORREF(RGB(255, 0, 0)));
+    QCOMPARE(after.mask.GetPixel(31, 10), after.mask.GetPixel(10, 10));
+    QVERIFY(after.mask.GetPixel(31, 10) != before.mask.GetPixel(31, 10));
+    QCOMPARE(after.mask.GetPixel(0, 10), before.mask.GetPixel(0, 10));
+    QCOMPARE(after.color.GetPixel(10, 10), before.color.GetPixel(10, 10));
 }
 
 void ImageCommandsTest::iconsAreMadeFromPicturesAndDrawings() {

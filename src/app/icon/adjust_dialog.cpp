@@ -12,6 +12,8 @@
 #include <QVBoxLayout>
 #include <algorithm>
 
+#include "app/common/prompts.h"
+#include "imaging/filters.h"
 #include "shell/texts.h"
 
 namespace tellurine::app {
@@ -149,6 +151,74 @@ void CDialIconAdjust::reset() {
     levelsGamma->setValue(1.0);
     colorizeCheck->setChecked(false);
     invertCheck->setChecked(false);
+}
+
+CDialDropShadow::CDialDropShadow(UserPrompts& prompts, QWidget* parent) : QDialog(parent), prompts_(prompts) {
+    setWindowTitle(text::kDropShadowTitle);
+    setObjectName("CDialDropShadow");
+    const DropShadow defaults;
+    const auto spin = [this](int low, int high, int value) {
+        auto* box = new QSpinBox(this);
+        box->setRange(low, high);
+        box->setValue(value);
+        connect(box, &QSpinBox::valueChanged, this, &CDialDropShadow::previewRequested);
+        return box;
+    };
+    dx = spin(-kMaxBlurRadius, kMaxBlurRadius, defaults.dx);
+    dy = spin(-kMaxBlurRadius, kMaxBlurRadius, defaults.dy);
+    radius = spin(0, kMaxBlurRadius, defaults.radius);
+    opacity = spin(0, 100, defaults.opacity);
+    opacity->setSuffix(" %");
+    auto* grid = new QGridLayout;
+    const auto row = [&](int at, const char* label, QWidget* first, QWidget* second = nullptr) {
+        auto* caption = new QLabel(label, this);
+        caption->setBuddy(first);
+        grid->addWidget(caption, at, 0);
+        grid->addWidget(first, at, 1);
+        if (second != nullptr) grid->addWidget(second, at, 2);
+    };
+    row(0, text::kShadowOffset, dx, dy);
+    row(1, text::kShadowRadius, radius);
+    row(2, text::kShadowOpacity, opacity);
+    auto* colourButton = new QPushButton(text::kShadowColor, this);
+    connect(colourButton, &QPushButton::clicked, this, &CDialDropShadow::chooseColor);
+    grid->addWidget(colourButton, 3, 1);
+    previewCheck = new QCheckBox(text::kPreview, this);
+    previewCheck->setChecked(true);
+    connect(previewCheck, &QCheckBox::toggled, this, &CDialDropShadow::previewRequested);
+    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
+    connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
+    connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
+    auto* note = new QLabel(text::kShadowNote, this);
+    note->setWordWrap(true);
+    auto* layout = new QVBoxLayout(this);
+    layout->addLayout(grid);
+    layout->addWidget(note);
+    layout->addWidget(previewCheck);
+    layout->addWidget(buttons);
+}
+
+DropShadow CDialDropShadow::Shadow() const {
+    DropShadow s;
+    s.dx = dx->value();
+    s.dy = dy->value();
+    s.radius = radius->value();
+    s.opacity = opacity->value();
+    s.red = static_cast<std::uint8_t>(colour_.red());
+    s.green = static_cast<std::uint8_t>(colour_.green());
+    s.blue = static_cast<std::uint8_t>(colour_.blue());
+    return s;
+}
+
+bool CDialDropShadow::PreviewOn() const {
+    return previewCheck->isChecked();
+}
+
+void CDialDropShadow::chooseColor() {
+    const QColor chosen = prompts_.GetColor(this, colour_, text::kDropShadowTitle);
+    if (!chosen.isValid()) return;
+    colour_ = chosen;
+    emit previewRequested();
 }
 
 }  // namespace tellurine::app

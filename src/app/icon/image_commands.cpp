@@ -195,6 +195,30 @@ void OnAdjustColors(AppContext& app) {
         RunImageCommand(app, command);
 }
 
+void OnDropShadow(AppContext& app) {
+    // Held across the dialog's event loop: the window may be gone when it ends.
+    const QPointer<CIconView> view = ActiveCanvas(app);
+    if (view == nullptr) return;
+    CDialDropShadow dialog(app.Prompts(), app.Window());
+    const auto preview = [view, &dialog] {
+        if (view == nullptr) return;
+        if (!dialog.PreviewOn()) {
+            view->EndPreview();
+            return;
+        }
+        const DropShadow shadow = dialog.Shadow();
+        view->ShowPreview([shadow](editor::FormatState& s) { return editor::ShadowImage(s, shadow); });
+    };
+    QObject::connect(&dialog, &CDialDropShadow::previewRequested, view, preview);
+    preview();
+    const int result = app.Prompts().Exec(dialog);
+    if (view == nullptr) return;
+    view->EndPreview();
+    if (result != QDialog::Accepted) return;
+    const DropShadow shadow = dialog.Shadow();
+    RunImageCommand(app, [shadow](editor::FormatState& s) { return editor::ShadowImage(s, shadow); });
+}
+
 void OnPalette(AppContext& app) {
     CIconView* view = ActiveCanvas(app);
     if (view == nullptr || view->State() == nullptr || view->State()->depth > 8) return;
@@ -325,6 +349,11 @@ void RegisterImageCommands(AppContext& app) {
                       .execute = [&app, n] { OnFilter(app, n); }, .enabled = editing});
     add("filter.gaussianBlur", text::kGaussianBlurItem, OnGaussianBlur);
     add("image.adjustColors", text::kAdjustColorsItem, OnAdjustColors);
+    commands.Add({.id = "image.dropShadow", .text = text::kDropShadowItem, .execute = [&app] { OnDropShadow(app); },
+                  .enabled = [&app] {
+                      const CIconView* view = ActiveCanvas(app);
+                      return view != nullptr && view->State() != nullptr && view->State()->alpha;
+                  }});
     commands.Add({.id = "image.palette", .text = text::kPaletteItem, .execute = [&app] { OnPalette(app); },
                   .enabled = [&app] {
                       const CIconView* view = ActiveCanvas(app);

@@ -226,7 +226,7 @@ void CMainFrame::CreateMenus() {
     };
     QMenu* image = menuBar()->addMenu(text::kMenuImage);
     commands->AddTo(image, {"image.resize", "image.rotate", "-", "image.flipHorizontal", "image.flipVertical", "-",
-                            "image.adjustColors", "image.palette", "-"});
+                            "image.adjustColors", "image.dropShadow", "image.palette", "-"});
     each(image->addMenu(text::kColorDepthMenu), "image.depth.");
     QMenu* filters = menuBar()->addMenu(text::kMenuFilters);
     commands->AddTo(filters, {"filter.last", "-"});
