@@ -21,8 +21,6 @@ namespace tellurine::cli {
 
 namespace {
 
-// Palette files are small; a larger file is refused before it is read.
-constexpr std::size_t kMaxPaletteFileBytes = 16 << 20;
 // How many colours the text listing shows (--json lists them all).
 constexpr std::size_t kListedColors = 16;
 

@@ -26,6 +26,8 @@
 namespace tellurine {
 
 inline constexpr std::size_t kMaxPaletteColors = 65536;
+// Palette files are small; a larger file is refused before it is read (16 MiB).
+inline constexpr std::size_t kMaxPaletteFileBytes = std::size_t{16} * 1024 * 1024;
 inline constexpr std::size_t kMaxPaletteNameChars = 256;
 // Paint.NET shows this many colours; a longer palette is refused rather than cut.
 inline constexpr std::size_t kMaxPaintNetColors = 96;

@@ -19,8 +19,6 @@ namespace {
 
 constexpr int kColumns = 16;
 constexpr int kSwatch = 22;
-// Palette files are small; a larger file is not one.
-constexpr std::size_t kMaxPaletteFileBytes = std::size_t{16} * 1024 * 1024;
 
 }  // namespace
 
