@@ -23,7 +23,7 @@ constexpr int kSwatch = 22;
 }  // namespace
 
 CDialPalette::CDialPalette(const Palette& palette, int depth, UserPrompts& prompts, QWidget* parent)
-    : QDialog(parent), palette_(palette), depth_(depth), prompts_(prompts) {
+    : QDialog(parent), palette_(palette), prompts_(prompts) {
     setWindowTitle(text::kPaletteTitle);
     setObjectName("CDialPalette");
     palette_.entries.resize(std::size_t{1} << std::clamp(depth, 1, 8));

@@ -42,7 +42,6 @@ private:
     void ShowEntries();
 
     Palette palette_;
-    int depth_ = 8;
     UserPrompts& prompts_;
     bool remap_ = false;
 };
