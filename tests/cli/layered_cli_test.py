@@ -2,9 +2,10 @@
 document, each size-named layer must come out as its format pixel for pixel, and Pillow, a second
 reader, agrees on the layer names and on the merged picture. OpenRaster: Python's zipfile writes the
 archive as the format's documentation lays it out, with Pillow's PNGs as layers. GIMP: GIMP 2.10 itself
-writes the document in batch mode, and its own flattened picture judges the composite.
+writes the document in batch mode, and the Photoshop document it exports of it; its own flattened picture
+judges the composites.
 
-Run by CTest as: python3 psd_cli_test.py PATH-TO-tellurine-cli
+Run by CTest as: python3 layered_cli_test.py PATH-TO-tellurine-cli
 """
 import shutil
 import struct
@@ -21,7 +22,7 @@ GIMP = shutil.which("gimp-console-2.10") or shutil.which("gimp-console")
 
 # Script-Fu for GIMP's batch mode: a 64 x 64 document of the pictures in DIR, top first: a "16" at
 # (8, 8) at half opacity, a hidden group holding a "32x32 8bit", a layer reaching past the canvas,
-# and an opaque background; saved as DIR/doc.xcf and flattened into DIR/flat.png.
+# and an opaque background; saved as DIR/doc.xcf and DIR/doc.psd (RLE) and flattened into DIR/flat.png.
 GIMP_SCRIPT = """
 (define (load-layer image path name)
   (let ((layer (car (gimp-file-load-layer RUN-NONINTERACTIVE image path))))
@@ -43,6 +44,7 @@ GIMP_SCRIPT = """
   (gimp-layer-set-offsets l16 8 8)
   (gimp-layer-set-opacity l16 50)
   (gimp-xcf-save 0 image 0 "DIR/doc.xcf" "DIR/doc.xcf")
+  (file-psd-save RUN-NONINTERACTIVE image (car (gimp-image-get-active-drawable image)) "DIR/doc.psd" "DIR/doc.psd" 1 0)
   (gimp-image-flatten image)
   (file-png-save2 RUN-NONINTERACTIVE image (car (gimp-image-get-active-drawable image))
                   "DIR/flat.png" "DIR/flat.png" 0 9 0 0 0 0 0 0 0))
@@ -203,24 +205,27 @@ class GimpTest(ScratchCase):
         Image.new("RGBA", (64, 64), (20, 40, 60, 255)).save(self.path("bg.png"))
         subprocess.run([GIMP, "-i", "-d", "-f", "-b", "-"], input=GIMP_SCRIPT.replace("DIR", self.dir),
                        text=True, capture_output=True, timeout=240, check=True)
-        out = self.path("doc.ico")
-        r = run("create", self.path("doc.xcf"), "-o", out, "--sizes", "16,32,64")
-        self.assertEqual(r.returncode, 0, r.stderr)
-        self.assertEqual(directory(out), [(16, 32), (32, 8), (64, 32)])
-        with Image.open(out) as ico:
-            made16 = ico.ico.getimage((16, 16)).convert("RGBA")
-            made64 = ico.ico.getimage((64, 64)).convert("RGBA")
-        # The 16 as drawn at half opacity; GIMP keeps the opacity as a float, so within a level.
-        drawn = Image.open(self.path("l16.png")).convert("RGBA")
-        for got, want in zip(made16.getdata(), drawn.getdata()):
-            self.assertLessEqual(abs(got[3] - want[3] / 2), 1)
-            if got[3] and want[3]:
-                self.assertEqual(got[:3], want[:3])
-        # The composite as GIMP flattens it (in linear light), within two levels.
-        flat = Image.open(self.path("flat.png")).convert("RGBA")
-        worst = max(abs(a - b) for p, q in zip(made64.getdata(), flat.getdata()) for a, b in zip(p, q))
-        self.assertLessEqual(worst, 2)
-
+        # GIMP's own document, and the Photoshop document GIMP writes of it.
+        for document in ("doc.xcf", "doc.psd"):
+            with self.subTest(document=document):
+                out = self.path(document + ".ico")
+                r = run("create", self.path(document), "-o", out, "--sizes", "16,32,64")
+                self.assertEqual(r.returncode, 0, r.stderr)
+                self.assertEqual(directory(out), [(16, 32), (32, 8), (64, 32)])
+                with Image.open(out) as ico:
+                    made16 = ico.ico.getimage((16, 16)).convert("RGBA")
+                    made64 = ico.ico.getimage((64, 64)).convert("RGBA")
+                # The 16 as drawn at half opacity; GIMP keeps the opacity as a float, so within a level.
+                drawn = Image.open(self.path("l16.png")).convert("RGBA")
+                for got, want in zip(made16.getdata(), drawn.getdata()):
+                    self.assertLessEqual(abs(got[3] - want[3] / 2), 1)
+                    if got[3] and want[3]:
+                        self.assertEqual(got[:3], want[:3])
+                # The composite (ours from the layers, in linear light; the merged picture GIMP
+                # stores in the Photoshop document) as GIMP flattens it, within two levels.
+                flat = Image.open(self.path("flat.png")).convert("RGBA")
+                worst = max(abs(a - b) for p, q in zip(made64.getdata(), flat.getdata()) for a, b in zip(p, q))
+                self.assertLessEqual(worst, 2)
 
 if __name__ == "__main__":
     main()
