@@ -21,9 +21,11 @@ inline constexpr const char* kCannotOpenYet =
     "%1 is a file of the kind \"%2\", which this version of Tellurine cannot open yet.";
 // A picture shaped like a strip of equal pictures (AskOpenImageStrip): %1 the file's name; the
 // strip's choice %1 pictures of %2 x %3 pixels.
-inline constexpr const char* kStripQuestion = "%1 may be a strip of several pictures. Open it as:";
+inline constexpr const char* kStripQuestion =
+    "%1 may be a strip of several pictures. Open it as (or type a cell size, such as 24x24):";
 inline constexpr const char* kOpenAsPicture = "One picture";
 inline constexpr const char* kOpenAsStrip = "An icon of %1 pictures of %2 x %3";
+inline constexpr const char* kStripCellError = "%1 is not a cell size that fits %2: give WIDTHxHEIGHT, at most the picture's size.";
 // An error's detail line: the file, then the reason.
 inline constexpr const char* kErrorDetail = "%1: %2";
 inline constexpr const char* kFileNotFound = "The file %1 cannot be opened: %2";

@@ -86,7 +86,8 @@ public:
         lastSuggested = suggested;
         return Next(saveNames);
     }
-    QString GetItem(QWidget*, const QString&, const QString& label, const QStringList& offered, bool& chosen) override {
+    QString GetItem(QWidget*, const QString&, const QString& label, const QStringList& offered, bool& chosen,
+                    bool) override {
         offeredItems = label + ": " + offered.join(", ");
         chosen = !items.empty();
         return Next(items);

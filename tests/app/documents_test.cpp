@@ -212,12 +212,23 @@ void DocumentsTest::openingShowsEveryFormatOfEveryKind() {
     s.prompts->items = {"An icon of 16 pictures of 8 x 8"};
     auto* buttons = qobject_cast<CIconProject*>(s.app->OpenDocumentFile(s.Path("buttons.png")));
     QVERIFY(buttons != nullptr);
-    QCOMPARE(s.prompts->offeredItems, QString("buttons.png may be a strip of several pictures. Open it as:: One picture, "
-                                              "An icon of 4 pictures of 16 x 16, An icon of 16 pictures of 8 x 8"));
+    QCOMPARE(s.prompts->offeredItems,
+             QString("buttons.png may be a strip of several pictures. Open it as (or type a cell size, such as 24x24):: "
+                     "One picture, An icon of 4 pictures of 16 x 16, An icon of 16 pictures of 8 x 8"));
     QCOMPARE(buttons->Doc().GetFormatCount(), 16);
     QVERIFY(buttons->PathName().isEmpty());
     QVERIFY(!s.app->SaveDocument(buttons));
     QVERIFY(s.prompts->lastSuggested.endsWith("buttons.tbf"));
+    // A cell size typed in place of the offered ones; one that does not fit is refused, and said.
+    s.prompts->items = {"8x16", "100x5"};
+    auto* typed = qobject_cast<CIconProject*>(s.app->OpenDocumentFile(s.Path("buttons.png")));
+    QVERIFY(typed != nullptr);
+    QCOMPARE(typed->Doc().GetFormatCount(), 8);
+    QCOMPARE(typed->Doc().GetFormat(0)->Height(), 16);
+    QVERIFY(s.prompts->messages.empty());
+    QVERIFY(s.app->OpenDocumentFile(s.Path("buttons.png")) == nullptr);
+    QVERIFY(s.prompts->messages.back().text.contains("100x5 is not a cell size that fits buttons.png"));
+    s.prompts->messages.clear();
 
     QVERIFY(qobject_cast<CBrowserDocument*>(s.app->OpenDocumentFile(s.Path("page.htm"))) != nullptr);
     QVERIFY(qobject_cast<QTextBrowser*>(s.app->MainFrame()->ActiveChild()->widget())->toPlainText().contains("Hello page"));

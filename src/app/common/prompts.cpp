@@ -53,8 +53,8 @@ QString UserPrompts::GetExistingDirectory(QWidget* parent, const QString& title,
 }
 
 QString UserPrompts::GetItem(QWidget* parent, const QString& title, const QString& label, const QStringList& items,
-                             bool& chosen) {
-    return QInputDialog::getItem(parent, title, label, items, 0, false, &chosen);
+                             bool& chosen, bool editable) {
+    return QInputDialog::getItem(parent, title, label, items, 0, editable, &chosen);
 }
 
 QColor UserPrompts::GetColor(QWidget* parent, const QColor& initial, const QString& title) {

@@ -33,9 +33,10 @@ public:
                                     QString* selectedFilter);
     // The folder dialog; empty when cancelled.
     virtual QString GetExistingDirectory(QWidget* parent, const QString& title, const QString& folder);
-    // A choice from a list (the Window menu's "More Windows..."); `chosen` false when cancelled.
+    // A choice from a list (the Window menu's "More Windows..."), or, when `editable`, any text
+    // typed in its place; `chosen` false when cancelled.
     virtual QString GetItem(QWidget* parent, const QString& title, const QString& label, const QStringList& items,
-                            bool& chosen);
+                            bool& chosen, bool editable = false);
     // The colour dialog; an invalid colour when cancelled.
     virtual QColor GetColor(QWidget* parent, const QColor& initial, const QString& title);
     // Shows the progress of long work; the work's result is dropped when the dialog is cancelled.

@@ -61,14 +61,22 @@ CKvDocument* OpenPictureOrStrip(AppContext& app, const QString& path, int templa
                      .arg(cell.width)
                      .arg(cell.height);
     bool chosen = false;
-    const QString item = app.Prompts().GetItem(app.Window(), text::kAppTitle,
-                                               QString(text::kStripQuestion).arg(QFileInfo(path).fileName()), items, chosen);
+    const QString item =
+        app.Prompts().GetItem(app.Window(), text::kAppTitle, QString(text::kStripQuestion).arg(QFileInfo(path).fileName()),
+                              items, chosen, true);
+    if (!chosen) return nullptr;
     const auto index = items.indexOf(item);
-    if (!chosen || index < 0) return nullptr;
     if (index == 0) return OpenPictureFile(app, path, templateResource);
+    // One of the offered cells, or a size typed in their place.
+    std::optional<StripCell> cell;
+    if (index > 0) cell = cells[static_cast<std::size_t>(index - 1)];
+    else cell = ParseStripCell(item.trimmed().toStdString());
+    if (!cell || cell->width > size.width() || cell->height > size.height()) {
+        app.ShowError(QString(text::kStripCellError).arg(item, QFileInfo(path).fileName()));
+        return nullptr;
+    }
     auto doc = std::make_shared<CIconDoc>();
-    const StripCell cell = cells[static_cast<std::size_t>(index - 1)];
-    if (!ReadOnWorker(app, path, text::kImageReadError, [doc, cell, file = path.toStdString()](std::string& reason) {
+    if (!ReadOnWorker(app, path, text::kImageReadError, [doc, cell = *cell, file = path.toStdString()](std::string& reason) {
             return LoadStripPicture(file, *doc, reason, cell) ? ReadResult::Read : ReadResult::NotReadable;
         }))
         return nullptr;
