@@ -11,7 +11,6 @@
 #include <cctype>
 #include <charconv>
 #include <cmath>
-#include <cstring>
 #include <filesystem>
 #include <functional>
 #include <iostream>
@@ -295,19 +294,21 @@ bool ParseColour(std::string text, std::uint8_t& red, std::uint8_t& green, std::
 
 int RunAdjust(AdjustOptions o) {
     ColorAdjustment& a = o.adjustment;
-    const auto numbers = [](const std::string& text, std::size_t least, std::size_t most, std::size_t colourAt,
-                            std::vector<double>& values) {
+    // The numbers of a list of `least` to `most` parts, whole but the one at `fractionalAt`; the
+    // part at `colourAt` is the caller's to read.
+    const auto numbers = [](const std::string& text, std::size_t least, std::size_t most, std::size_t fractionalAt,
+                            std::size_t colourAt, std::vector<double>& values) {
         const std::vector<std::string> parts = Split(text);
         values.assign(parts.size(), 0);
         if (parts.size() < least || parts.size() > most) return false;
         for (std::size_t i = 0; i < parts.size(); ++i)
-            if (i != colourAt && !ParseNumber(parts[i], values[i], i != 2 || colourAt != SIZE_MAX)) return false;
+            if (i != colourAt && !ParseNumber(parts[i], values[i], i != fractionalAt)) return false;
         return true;
     };
+    constexpr std::size_t kNone = SIZE_MAX;
     std::vector<double> v;
     if (!o.levels.empty()) {
-        // Whole numbers but the gamma, the third.
-        if (!numbers(o.levels, 3, 5, SIZE_MAX, v)) {
+        if (!numbers(o.levels, 3, 5, 2, kNone, v)) {
             PrintError("adjust: --levels takes BLACK,WHITE,GAMMA[,OUTBLACK,OUTWHITE]: " + o.levels);
             return kExitUsage;
         }
@@ -318,7 +319,7 @@ int RunAdjust(AdjustOptions o) {
         if (v.size() > 4) a.outputWhite = static_cast<int>(v[4]);
     }
     if (!o.colorize.empty()) {
-        if (!numbers(o.colorize, 2, 2, 2, v)) {
+        if (!numbers(o.colorize, 2, 2, kNone, kNone, v)) {
             PrintError("adjust: --colorize takes HUE,SATURATION: " + o.colorize);
             return kExitUsage;
         }
@@ -328,7 +329,7 @@ int RunAdjust(AdjustOptions o) {
     }
     DropShadow shadow;
     if (!o.shadow.empty()) {
-        if (!numbers(o.shadow, 5, 5, 3, v) || !ParseColour(Split(o.shadow)[3], shadow.red, shadow.green, shadow.blue)) {
+        if (!numbers(o.shadow, 5, 5, kNone, 3, v) || !ParseColour(Split(o.shadow)[3], shadow.red, shadow.green, shadow.blue)) {
             PrintError("adjust: --shadow takes DX,DY,RADIUS,#RRGGBB,OPACITY: " + o.shadow);
             return kExitUsage;
         }
@@ -353,15 +354,12 @@ int RunAdjust(AdjustOptions o) {
                                    static_cast<std::size_t>(l->bitCount / 8));
             if (o.shadow.empty()) return true;
             if (l->bitCount != 32) {
-                Block with = CreateDibBlock(l->width, l->height, 32);
-                if (with.empty()) return false;
-                const auto wl = GetDibLayout(with);
-                for (std::int32_t y = 0; y < l->height; ++y)
-                    for (std::int32_t x = 0; x < l->width; ++x) {
-                        std::memcpy(with.data() + wl->RowOffset(y) + 4 * x, block.data() + l->RowOffset(y) + 3 * x, 3);
-                        with.data()[wl->RowOffset(y) + 4 * x + 3] = 255;
-                    }
-                block = std::move(with);
+                // A shadow needs alpha: the picture is made opaque 32-bit first.
+                CDIB opaque;
+                opaque.Attach(std::move(block));
+                opaque.ConvertTo32(false, 0);
+                block = opaque.DetachBlock();
+                if (DibBitCount(block) != 32) return false;
             }
             Block shadowed = WithDropShadow(block, shadow, o.grow);
             if (shadowed.empty()) return false;

@@ -33,28 +33,43 @@ namespace {
 // The filter last run from the Filters menu, for "Last Filter": -1 before any.
 int lastFilter = -1;
 
-// Runs an image command on a copy of the active canvas's format, off the interface thread with
-// progress past half a second, and makes the result one undoable step. False when there is no
+// Runs an image command on copies of the active canvas's format, or of every format of its icon
+// (`every`: each format whole, whatever is selected in it), off the interface thread with progress
+// past half a second, and makes the result one undoable step in each. False when there is no
 // canvas, the user cancelled, or the command failed (the user is told).
-bool RunImageCommand(AppContext& app, const std::function<bool(editor::FormatState&)>& command) {
+bool RunImageCommand(AppContext& app, const std::function<bool(editor::FormatState&)>& command, bool every = false) {
     // The window may close while the work runs (its progress is an event loop of its own).
     const QPointer<CIconView> view = ActiveCanvas(app);
-    if (view == nullptr) return false;
-    // The work runs on a copy: a cancel, or a failure, leaves the format as it was.
-    auto work = std::make_shared<editor::FormatState>(*view->State());
-    auto done = std::make_shared<bool>(false);
-    if (!RunLongWork(app.Prompts(), app.Window(), text::kWorking, [work, done, command] { *done = command(*work); }))
+    const QPointer<CIconDocMDI> frame = app.Active<CIconDocMDI>();
+    if (view == nullptr || frame == nullptr) return false;
+    editor::EditSession& session = frame->Project().Session();
+    // The work runs on copies: a cancel, or a failure, leaves the formats as they were.
+    auto work = std::make_shared<std::vector<std::pair<int, editor::FormatState>>>();
+    const int first = every ? 0 : view->Format();
+    const int last = every ? frame->Project().Doc().GetFormatCount() - 1 : view->Format();
+    for (int i = first; i <= last; ++i)
+        if (const editor::FormatState* state = session.State(i)) {
+            work->emplace_back(i, *state);
+            if (every) work->back().second.selectionActive = false;
+        }
+    auto done = std::make_shared<bool>(true);
+    if (!RunLongWork(app.Prompts(), app.Window(), text::kWorking, [work, done, command] {
+            for (auto& [index, state] : *work) *done = command(state) && *done;
+        }))
         return false;
-    if (view == nullptr) return false;
+    if (view == nullptr || frame == nullptr) return false;
     if (!*done) {
         app.ShowError(text::kCommandFailed);
         return false;
     }
-    view->EditFormat([&](editor::FormatState& s) {
-        const bool preserve = s.preserveTransparency;
-        s = std::move(*work);
-        s.preserveTransparency = preserve;
-    });
+    for (auto& [index, state] : *work)
+        session.Edit(index, [&](editor::FormatState& s) {
+            const bool preserve = s.preserveTransparency, selected = s.selectionActive;
+            s = std::move(state);
+            s.preserveTransparency = preserve;
+            if (every) s.selectionActive = selected;
+        });
+    view->RefreshCanvas();
     app.updateActions();
     return true;
 }
@@ -122,39 +137,23 @@ void OnGaussianBlur(AppContext& app) {
     RunImageCommand(app, [radius](editor::FormatState& s) { return editor::BlurImage(s, radius); });
 }
 
-// Runs an image command on copies of every format of the active icon, off the interface thread,
-// and makes the result one undoable step in each format. The work ignores each format's
-// selection: it is the whole icon that is asked for.
-bool RunImageCommandOnAll(AppContext& app, const std::function<bool(editor::FormatState&)>& command) {
-    const QPointer<CIconDocMDI> frame = app.Active<CIconDocMDI>();
-    if (frame == nullptr) return false;
-    editor::EditSession& session = frame->Project().Session();
-    auto work = std::make_shared<std::vector<std::pair<int, editor::FormatState>>>();
-    for (int i = 0; i < frame->Project().Doc().GetFormatCount(); ++i)
-        if (const editor::FormatState* state = session.State(i)) {
-            work->emplace_back(i, *state);
-            work->back().second.selectionActive = false;
-        }
-    auto done = std::make_shared<bool>(true);
-    if (!RunLongWork(app.Prompts(), app.Window(), text::kWorking, [work, done, command] {
-            for (auto& [index, state] : *work) *done = command(state) && *done;
-        }))
-        return false;
-    if (frame == nullptr) return false;
-    if (!*done) {
-        app.ShowError(text::kCommandFailed);
-        return false;
-    }
-    for (auto& [index, state] : *work)
-        session.Edit(index, [&](editor::FormatState& s) {
-            const bool preserve = s.preserveTransparency, selected = s.selectionActive;
-            s = std::move(state);
-            s.preserveTransparency = preserve;
-            s.selectionActive = selected;
-        });
-    if (CIconView* view = ActiveCanvas(app)) view->RefreshCanvas();
-    app.updateActions();
-    return true;
+// Runs a dialog whose values are shown on the canvas as they change: `commandOf` makes the image
+// command of the dialog's values, shown while its preview switch is on. The preview ends with the
+// dialog; its result code, or Rejected when the window went meanwhile.
+template <typename Dialog>
+int ExecPreviewing(AppContext& app, const QPointer<CIconView>& view, Dialog& dialog,
+                   const std::function<std::function<bool(editor::FormatState&)>()>& commandOf) {
+    const auto preview = [view, &dialog, commandOf] {
+        if (view == nullptr) return;
+        if (dialog.PreviewOn()) view->ShowPreview(commandOf());
+        else view->EndPreview();
+    };
+    QObject::connect(&dialog, &Dialog::previewRequested, view, preview);
+    preview();
+    const int result = app.Prompts().Exec(dialog);
+    if (view == nullptr) return QDialog::Rejected;
+    view->EndPreview();
+    return result;
 }
 
 void OnAdjustColors(AppContext& app) {
@@ -162,18 +161,11 @@ void OnAdjustColors(AppContext& app) {
     const QPointer<CIconView> view = ActiveCanvas(app);
     if (view == nullptr) return;
     CDialIconAdjust dialog(app.Window());
-    const auto preview = [view, &dialog] {
-        if (view == nullptr) return;
-        if (!dialog.PreviewOn()) {
-            view->EndPreview();
-            return;
-        }
-        const ColorAdjustment adjustment = dialog.Adjustment();
-        view->ShowPreview([adjustment](editor::FormatState& s) {
-            return editor::AdjustImage(s, ColorAdjuster(adjustment));
-        });
+    const auto commandOf = [&dialog]() -> std::function<bool(editor::FormatState&)> {
+        return [adjuster = ColorAdjuster(dialog.Adjustment())](editor::FormatState& s) {
+            return editor::AdjustImage(s, adjuster);
+        };
     };
-    QObject::connect(&dialog, &CDialIconAdjust::previewRequested, view, preview);
     // At the main window's right edge, clear of the picture where there is room, so that the
     // preview can be seen.
     dialog.adjustSize();
@@ -181,18 +173,8 @@ void OnAdjustColors(AppContext& app) {
     const int x = std::max(canvasRight.x() + 12, app.Window()->width() - dialog.width() - 12);
     dialog.move(app.Window()->mapToGlobal(QPoint(std::max(0, std::min(x, app.Window()->width() - dialog.width())),
                                                  canvasRight.y())));
-    const int result = app.Prompts().Exec(dialog);
-    if (view == nullptr) return;
-    view->EndPreview();
-    if (result != QDialog::Accepted) return;
-    const ColorAdjustment adjustment = dialog.Adjustment();
-    const auto command = [adjustment](editor::FormatState& s) {
-        return editor::AdjustImage(s, ColorAdjuster(adjustment));
-    };
-    if (dialog.AllFormats())
-        RunImageCommandOnAll(app, command);
-    else
-        RunImageCommand(app, command);
+    if (ExecPreviewing(app, view, dialog, commandOf) == QDialog::Accepted)
+        RunImageCommand(app, commandOf(), dialog.AllFormats());
 }
 
 void OnDropShadow(AppContext& app) {
@@ -200,23 +182,10 @@ void OnDropShadow(AppContext& app) {
     const QPointer<CIconView> view = ActiveCanvas(app);
     if (view == nullptr) return;
     CDialDropShadow dialog(app.Prompts(), app.Window());
-    const auto preview = [view, &dialog] {
-        if (view == nullptr) return;
-        if (!dialog.PreviewOn()) {
-            view->EndPreview();
-            return;
-        }
-        const DropShadow shadow = dialog.Shadow();
-        view->ShowPreview([shadow](editor::FormatState& s) { return editor::ShadowImage(s, shadow); });
+    const auto commandOf = [&dialog]() -> std::function<bool(editor::FormatState&)> {
+        return [shadow = dialog.Shadow()](editor::FormatState& s) { return editor::ShadowImage(s, shadow); };
     };
-    QObject::connect(&dialog, &CDialDropShadow::previewRequested, view, preview);
-    preview();
-    const int result = app.Prompts().Exec(dialog);
-    if (view == nullptr) return;
-    view->EndPreview();
-    if (result != QDialog::Accepted) return;
-    const DropShadow shadow = dialog.Shadow();
-    RunImageCommand(app, [shadow](editor::FormatState& s) { return editor::ShadowImage(s, shadow); });
+    if (ExecPreviewing(app, view, dialog, commandOf) == QDialog::Accepted) RunImageCommand(app, commandOf());
 }
 
 void OnPalette(AppContext& app) {
