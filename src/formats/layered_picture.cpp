@@ -73,6 +73,17 @@ const std::vector<std::uint8_t>& EncodedTable() {
 
 }  // namespace
 
+void ApplyLayerOpacity(Block& picture32, double opacity) {
+    const auto layout = GetDibLayout(picture32);
+    if (!layout || layout->bitCount != 32 || opacity >= 1.0) return;
+    const auto scale = static_cast<std::uint32_t>(std::lround(std::max(opacity, 0.0) * 65536));
+    for (std::int32_t y = 0; y < layout->height; ++y) {
+        std::uint8_t* row = picture32.data() + layout->RowOffset(y);
+        for (std::int32_t x = 0; x < layout->width; ++x)
+            row[4 * x + 3] = static_cast<std::uint8_t>((row[4 * x + 3] * scale + 32768) >> 16);
+    }
+}
+
 float LinearOfSrgb(std::uint8_t value) {
     return LinearTable()[value];
 }
@@ -233,18 +244,18 @@ Block SizeLayerPicture(const LayeredPicture& doc, const PictureLayer& layer, int
     return square;
 }
 
-bool MakeIconProjectFromLayers(const LayeredPicture& psd, const IconProjectRequest& request, CIconDoc& doc,
+bool MakeIconProjectFromLayers(const LayeredPicture& layered, const IconProjectRequest& request, CIconDoc& doc,
                                std::string& error) {
     doc.RemoveAll();
     std::vector<CKvIcon> named;
     std::vector<std::pair<int, int>> made;  // size and depth of the formats the layers give
     try {
-        for (auto layer = psd.layers.rbegin(); layer != psd.layers.rend(); ++layer) {
+        for (auto layer = layered.layers.rbegin(); layer != layered.layers.rend(); ++layer) {
             const std::optional<NamedFormat> format = ParseFormatName(layer->name);
             if (!format || std::find(made.begin(), made.end(), std::pair{format->size, format->bits}) != made.end())
                 continue;
             CDIB picture;
-            picture.Attach(SizeLayerPicture(psd, *layer, format->size));
+            picture.Attach(SizeLayerPicture(layered, *layer, format->size));
             if (picture.IsEmpty()) continue;
             CKvIcon icon;
             if (!MakeFormatFromImage(picture, format->size, format->size, format->bits, icon, request.quality)) {
@@ -265,7 +276,7 @@ bool MakeIconProjectFromLayers(const LayeredPicture& psd, const IconProjectReque
                 rest.sizes.push_back(size);
         if (!rest.sizes.empty()) {
             CDIB composite;
-            composite.Attach(psd.composite.Duplicate());
+            composite.Attach(layered.composite.Duplicate());
             if (!MakeIconProject(std::move(composite), rest, doc, error)) return false;
         } else if (named.empty()) {
             error = "no sizes to make";

@@ -61,6 +61,9 @@ bool ReadLayeredPicture(std::span<const std::uint8_t> bytes, LayeredPicture& doc
 // that ask for it). Empty when memory runs out.
 Block CompositeLayers(const LayeredPicture& doc);
 
+// A layer's opacity (0..1) multiplied into the alpha of its 32-bit picture.
+void ApplyLayerOpacity(Block& picture32, double opacity);
+
 // The sRGB transfer: an 8-bit encoded value's linear light (0..1), and linear light back to the
 // nearest 8-bit encoded value.
 float LinearOfSrgb(std::uint8_t value);
@@ -95,7 +98,7 @@ Block SizeLayerPicture(const LayeredPicture& doc, const PictureLayer& layer, int
 // and every size of the request that no layer names, at the request's depths, from the merged
 // picture as MakeIconProject makes them. The formats are sorted. False, with `error` set and
 // `doc` empty, when a format cannot be made or the request is refused.
-bool MakeIconProjectFromLayers(const LayeredPicture& psd, const IconProjectRequest& request, CIconDoc& doc,
+bool MakeIconProjectFromLayers(const LayeredPicture& layered, const IconProjectRequest& request, CIconDoc& doc,
                                std::string& error);
 
 namespace layered_detail {

@@ -266,15 +266,7 @@ bool ReadOraFile(std::span<const std::uint8_t> bytes, LayeredPicture& doc, std::
         std::int64_t budget = kMaxLayeredPixels;
         for (const ListedLayer& l : listed) {
             PictureLayer layer{l.name, l.x, l.y, ReadPicture(zip, l.source, budget), l.visible};
-            const auto layout = GetDibLayout(layer.picture32);
-            if (l.opacity < 1.0 && layout) {
-                const auto scale = static_cast<std::uint32_t>(std::lround(l.opacity * 65536));
-                for (std::int32_t y = 0; y < layout->height; ++y) {
-                    std::uint8_t* row = layer.picture32.data() + layout->RowOffset(y);
-                    for (std::int32_t x = 0; x < layout->width; ++x)
-                        row[4 * x + 3] = static_cast<std::uint8_t>((row[4 * x + 3] * scale + 32768) >> 16);
-                }
-            }
+            ApplyLayerOpacity(layer.picture32, l.opacity);
             doc.layers.push_back(std::move(layer));
         }
         if (zip.Find("mergedimage.png") != nullptr) {

@@ -300,14 +300,7 @@ Block ReadLayerPixels(BigEndianReader& in, const Image& image, std::int32_t widt
                           d[3] = static_cast<std::uint8_t>((d[3] * s[0] + 127) / 255);
                       });
     }
-    if (p.opacity < 1.0) {
-        const auto scale = static_cast<std::uint32_t>(std::lround(p.opacity * 65536));
-        for (std::int32_t y = 0; y < height; ++y)
-            for (std::int32_t x = 0; x < width; ++x) {
-                std::uint8_t* d = at(x, y);
-                d[3] = static_cast<std::uint8_t>((d[3] * scale + 32768) >> 16);
-            }
-    }
+    ApplyLayerOpacity(picture, p.opacity);
     return picture;
 }
 

@@ -95,10 +95,10 @@ bool MakeProjectFromPicture(const CDIB& picture, const DrawingRenderer& drawing,
     });
 }
 
-bool MakeProjectFromLayers(const LayeredPicture& psd, const NewIconChoice& choice, const IconProjectRequest& base,
+bool MakeProjectFromLayers(const LayeredPicture& layered, const NewIconChoice& choice, const IconProjectRequest& base,
                         CIconDoc& doc, std::string& error) {
     return MakeChosenFormats(choice, base, doc, error, [&](const IconProjectRequest& request, CIconDoc& made) {
-        return MakeIconProjectFromLayers(psd, request, made, error);
+        return MakeIconProjectFromLayers(layered, request, made, error);
     });
 }
 

@@ -37,7 +37,7 @@ bool MakeProjectFromPicture(const CDIB& picture, const DrawingRenderer& drawing,
                             const IconProjectRequest& base, CIconDoc& doc, std::string& error);
 // The same from a layered document: its layers named by size are formats as drawn
 // (MakeIconProjectFromLayers), the chosen formats no layer gives are made from its merged picture.
-bool MakeProjectFromLayers(const LayeredPicture& psd, const NewIconChoice& choice, const IconProjectRequest& base,
+bool MakeProjectFromLayers(const LayeredPicture& layered, const NewIconChoice& choice, const IconProjectRequest& base,
                         CIconDoc& doc, std::string& error);
 
 // The batch's lists as they start: every Windows size at 32, 8 and 4 bits, or a Macintosh
