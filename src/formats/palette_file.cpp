@@ -65,20 +65,8 @@ char32_t NextCodePoint(std::string_view text, std::size_t& at) {
 // A name of `units` UTF-16 big-endian code units, ending early at a 0; a lone surrogate becomes
 // U+FFFD.
 std::string Utf16BeName(ByteSpan bytes, std::size_t units) {
-    std::string text;
-    for (std::size_t i = 0; i < units; ++i) {
-        char32_t cp = LoadBE16(bytes.data() + 2 * i);
-        if (cp == 0) break;
-        if (cp >= 0xD800 && cp <= 0xDBFF && i + 1 < units) {
-            const char32_t low = LoadBE16(bytes.data() + 2 * (i + 1));
-            if (low >= 0xDC00 && low <= 0xDFFF) {
-                cp = 0x10000 + ((cp - 0xD800) << 10) + (low - 0xDC00);
-                ++i;
-            }
-        }
-        AppendUtf8(text, cp >= 0xD800 && cp <= 0xDFFF ? kReplacement : cp);
-    }
-    return CleanPaletteName(text);
+    return CleanPaletteName(
+        Utf8FromUtf16(units, [bytes](std::size_t i) { return char32_t{LoadBE16(bytes.data() + 2 * i)}; }, true));
 }
 
 void PutBE16(Bytes& out, std::uint32_t v) {

@@ -181,21 +181,7 @@ std::optional<std::string> ReadName(std::span<const std::uint8_t> res, std::size
     const std::size_t units = LoadU16(res.data() + offset);
     if (units * 2 > res.size() - offset - 2) return std::nullopt;
     const std::uint8_t* p = res.data() + offset + 2;
-    std::string out;
-    out.reserve(units);
-    for (std::size_t i = 0; i < units; ++i) {
-        const char32_t u = LoadU16(p + 2 * i);
-        if (u >= 0xD800 && u <= 0xDBFF && i + 1 < units) {
-            const char32_t low = LoadU16(p + 2 * (i + 1));
-            if (low >= 0xDC00 && low <= 0xDFFF) {
-                AppendUtf8(out, 0x10000 + ((u - 0xD800) << 10) + (low - 0xDC00));
-                ++i;
-                continue;
-            }
-        }
-        AppendUtf8(out, u >= 0xD800 && u <= 0xDFFF ? 0xFFFD : u);
-    }
-    return out;
+    return Utf8FromUtf16(units, [p](std::size_t i) { return char32_t{LoadU16(p + 2 * i)}; }, false);
 }
 
 std::optional<std::vector<ResourceRecord>> List(std::span<const std::uint8_t> bytes, std::uint16_t type) {

@@ -133,20 +133,6 @@ Block PictureFromPlanes(std::int32_t width, std::int32_t height, const std::arra
     return picture;
 }
 
-std::string Utf8FromUtf16(const std::vector<std::uint16_t>& units) {
-    std::string out;
-    for (std::size_t i = 0; i < units.size(); ++i) {
-        std::uint32_t c = units[i];
-        if (c >= 0xD800 && c < 0xDC00 && i + 1 < units.size() && units[i + 1] >= 0xDC00 && units[i + 1] < 0xE000)
-            c = 0x10000 + ((c - 0xD800) << 10) + (units[++i] - 0xDC00);
-        else if (c >= 0xD800 && c < 0xE000)
-            c = 0xFFFD;
-        if (c == 0) break;
-        AppendUtf8(out, c);
-    }
-    return out;
-}
-
 struct ChannelEntry {
     std::int16_t id = 0;
     std::uint64_t length = 0;
@@ -214,7 +200,7 @@ LayerRecord ReadLayerRecord(BigEndianReader& in, bool psb) {
             if (!info.U32(count) || count > info.Left() / 2) Fail("a Unicode layer name runs past its block");
             std::vector<std::uint16_t> units(count);
             for (std::uint16_t& u : units) info.U16(u);
-            r.name = Utf8FromUtf16(units);
+            r.name = Utf8FromUtf16(units.size(), [&units](std::size_t i) { return char32_t{units[i]}; }, true);
         }
     }
     return r;

@@ -64,6 +64,26 @@ inline void AppendUtf8(std::string& out, char32_t code) {
     }
 }
 
+// `count` UTF-16 code units, unit i given by `unitAt(i)`, as UTF-8: a surrogate pair gives its
+// code point and a lone surrogate U+FFFD; with `stopAtZero` the text ends at the first 0 unit.
+template <typename UnitAt>
+std::string Utf8FromUtf16(std::size_t count, UnitAt unitAt, bool stopAtZero) {
+    std::string out;
+    for (std::size_t i = 0; i < count; ++i) {
+        char32_t unit = unitAt(i);
+        if (unit == 0 && stopAtZero) break;
+        if (unit >= 0xD800 && unit <= 0xDBFF && i + 1 < count) {
+            const char32_t low = unitAt(i + 1);
+            if (low >= 0xDC00 && low <= 0xDFFF) {
+                unit = 0x10000 + ((unit - 0xD800) << 10) + (low - 0xDC00);
+                ++i;
+            }
+        }
+        AppendUtf8(out, unit >= 0xD800 && unit <= 0xDFFF ? char32_t{0xFFFD} : unit);
+    }
+    return out;
+}
+
 // A cursor over big-endian fields that refuses to go past the end of its bytes (the layered
 // document readers' fields).
 class BigEndianReader {
