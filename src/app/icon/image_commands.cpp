@@ -137,9 +137,9 @@ void OnGaussianBlur(AppContext& app) {
     RunImageCommand(app, [radius](editor::FormatState& s) { return editor::BlurImage(s, radius); });
 }
 
-// Runs a dialog whose values are shown on the canvas as they change: `commandOf` makes the image
-// command of the dialog's values, shown while its preview switch is on. The preview ends with the
-// dialog; its result code, or Rejected when the window went meanwhile.
+// Runs a dialog whose values are shown on the canvas as they change, placed clear of the picture:
+// `commandOf` makes the image command of the dialog's values, shown while its preview switch is
+// on. The preview ends with the dialog; its result code, or Rejected when the window went meanwhile.
 template <typename Dialog>
 int ExecPreviewing(AppContext& app, const QPointer<CIconView>& view, Dialog& dialog,
                    const std::function<std::function<bool(editor::FormatState&)>()>& commandOf) {
@@ -149,6 +149,13 @@ int ExecPreviewing(AppContext& app, const QPointer<CIconView>& view, Dialog& dia
         else view->EndPreview();
     };
     QObject::connect(&dialog, &Dialog::previewRequested, view, preview);
+    // At the main window's right edge, clear of the picture where there is room, so that the
+    // preview can be seen.
+    dialog.adjustSize();
+    const QPoint canvasRight = view->mapTo(app.Window(), QPoint(view->width(), 0));
+    const int x = std::max(canvasRight.x() + 12, app.Window()->width() - dialog.width() - 12);
+    dialog.move(app.Window()->mapToGlobal(QPoint(std::max(0, std::min(x, app.Window()->width() - dialog.width())),
+                                                 canvasRight.y())));
     preview();
     const int result = app.Prompts().Exec(dialog);
     if (view == nullptr) return QDialog::Rejected;
@@ -166,13 +173,6 @@ void OnAdjustColors(AppContext& app) {
             return editor::AdjustImage(s, adjuster);
         };
     };
-    // At the main window's right edge, clear of the picture where there is room, so that the
-    // preview can be seen.
-    dialog.adjustSize();
-    const QPoint canvasRight = view->mapTo(app.Window(), QPoint(view->width(), 0));
-    const int x = std::max(canvasRight.x() + 12, app.Window()->width() - dialog.width() - 12);
-    dialog.move(app.Window()->mapToGlobal(QPoint(std::max(0, std::min(x, app.Window()->width() - dialog.width())),
-                                                 canvasRight.y())));
     if (ExecPreviewing(app, view, dialog, commandOf) == QDialog::Accepted)
         RunImageCommand(app, commandOf(), dialog.AllFormats());
 }
