@@ -1,6 +1,7 @@
 #include "editor/image_commands.h"
 
 #include <algorithm>
+#include <array>
 #include <functional>
 #include <utility>
 
@@ -189,6 +190,79 @@ bool MapOntoPalette(FormatState& f, const Palette& palette, bool dither) {
     f.palette = target;
     ShowPaletteColours(f);
     return true;
+}
+
+bool ReorderPalette(FormatState& f, const Palette& palette, const std::vector<int>& origin) {
+    if (!IsIndexed(f) || origin.size() != std::size_t{1} << f.depth) return false;
+    // Where each old entry went; every old entry must have gone somewhere exactly once.
+    std::vector<int> target(origin.size(), -1);
+    for (std::size_t i = 0; i < origin.size(); ++i) {
+        const auto from = static_cast<std::size_t>(origin[i]);
+        if (origin[i] < 0 || from >= target.size() || target[from] >= 0) return false;
+        target[from] = static_cast<int>(i);
+    }
+    for (std::uint8_t& index : f.indices)
+        if (index < target.size()) index = static_cast<std::uint8_t>(target[index]);
+    f.palette = OfDepth(palette, f.depth);
+    ShowPaletteColours(f);
+    return true;
+}
+
+Palette OptimalPalette(const FormatState& f, int count) {
+    Palette out;
+    out.entries.resize(std::size_t{1} << std::clamp(f.depth, 1, 8));
+    // Median cut: the box of colours with the widest channel is split at its median until there
+    // are `count` boxes; each gives its mean. Unlike the octree, it reaches small counts exactly.
+    using Rgb = std::array<std::uint8_t, 3>;
+    std::vector<Rgb> colours;
+    for (int y = 0; y < f.Height(); ++y)
+        for (int x = 0; x < f.Width(); ++x) {
+            // Pixels under the mask show the screen, not a colour of the picture.
+            if ((f.mask.GetPixel(x, y) & 0xFFFFFF) == 0xFFFFFF) continue;
+            const COLORREF c = f.color.GetPixel(x, y);
+            colours.push_back({GetRValue(c), GetGValue(c), GetBValue(c)});
+        }
+    struct Box {
+        std::size_t begin, end;
+        int channel = 0, range = 0;
+    };
+    const auto measure = [&colours](Box& box) {
+        box.range = -1;
+        for (int c = 0; c < 3; ++c) {
+            const auto [low, high] = std::minmax_element(
+                colours.begin() + static_cast<std::ptrdiff_t>(box.begin), colours.begin() + static_cast<std::ptrdiff_t>(box.end),
+                [c](const Rgb& a, const Rgb& b) { return a[static_cast<std::size_t>(c)] < b[static_cast<std::size_t>(c)]; });
+            const int range = (*high)[static_cast<std::size_t>(c)] - (*low)[static_cast<std::size_t>(c)];
+            if (range > box.range) box = {box.begin, box.end, c, range};
+        }
+    };
+    std::vector<Box> boxes;
+    if (!colours.empty()) measure(boxes.emplace_back(Box{0, colours.size()}));
+    const auto wanted = static_cast<std::size_t>(std::clamp(count, 1, static_cast<int>(out.size())));
+    while (boxes.size() < wanted) {
+        const auto widest = std::max_element(boxes.begin(), boxes.end(),
+                                             [](const Box& a, const Box& b) { return a.range < b.range; });
+        if (widest->range <= 0) break;  // every box is one colour
+        const Box box = *widest;
+        const auto first = colours.begin() + static_cast<std::ptrdiff_t>(box.begin);
+        const auto middle = first + static_cast<std::ptrdiff_t>((box.end - box.begin) / 2);
+        const auto channel = static_cast<std::size_t>(box.channel);
+        std::nth_element(first, middle, colours.begin() + static_cast<std::ptrdiff_t>(box.end),
+                         [channel](const Rgb& a, const Rgb& b) { return a[channel] < b[channel]; });
+        const std::size_t split = box.begin + (box.end - box.begin) / 2;
+        *widest = {box.begin, split};
+        measure(*widest);
+        measure(boxes.emplace_back(Box{split, box.end}));
+    }
+    for (std::size_t i = 0; i < boxes.size(); ++i) {
+        std::array<std::size_t, 3> sum{};
+        for (std::size_t k = boxes[i].begin; k < boxes[i].end; ++k)
+            for (std::size_t c = 0; c < 3; ++c) sum[c] += colours[k][c];
+        const std::size_t n = boxes[i].end - boxes[i].begin;
+        const auto mean = [&](std::size_t c) { return static_cast<std::uint8_t>((sum[c] + n / 2) / n); };
+        out.entries[i] = {mean(0), mean(1), mean(2), 0};
+    }
+    return out;
 }
 
 bool AdjustImage(FormatState& f, const ColorAdjuster& adjuster) {

@@ -35,6 +35,14 @@ bool ReplacePalette(FormatState& format, const Palette& palette);
 // An indexed format's picture mapped onto another palette (its first 2^depth colours), with
 // error diffusion when `dither`: new indices, and the palette taken as ReplacePalette takes it.
 bool MapOntoPalette(FormatState& format, const Palette& palette, bool dither);
+// An indexed format's palette reordered (moved or sorted entries, some perhaps changed): entry i of
+// `palette` was entry origin[i] of the format's palette. Each pixel follows its entry to its new
+// place, so the picture is unchanged but for the entries whose colour changed. False unless
+// `origin` is a permutation of the format's entries.
+bool ReorderPalette(FormatState& format, const Palette& palette, const std::vector<int>& origin);
+// At most `count` colours (1..256) that represent an indexed format's visible pixels, by median
+// cut, black past them up to the depth's entry count.
+Palette OptimalPalette(const FormatState& format, int count);
 bool FlipImage(FormatState& format, bool vertical);
 bool RotateSelectedImage(FormatState& format, int angle);  // counter-clockwise degrees
 bool ResizeImage(FormatState& format, int width, int height, ResampleQuality quality = ResampleQuality::Standard);

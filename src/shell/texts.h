@@ -349,8 +349,11 @@ inline constexpr const char* kPreview = "Preview";
 inline constexpr const char* kPaletteItem = "&Palette...";
 inline constexpr const char* kPaletteTitle = "Palette";
 inline constexpr const char* kPaletteNote =
-    "Double-click a color to change it: the pixels that use it follow. A loaded palette, or a sorted "
-    "one, is mapped onto the picture.";
+    "Double-click a color to change it, drag it to move it: the pixels that use it follow. A loaded "
+    "palette, or a reduced one, is mapped onto the picture.";
+inline constexpr const char* kPaletteReduce = "&Reduce to";
+inline constexpr const char* kPaletteReduceColors = "colors";
+inline constexpr const char* kPaletteAllFormats = "Apply to every indexed &format of the icon";
 inline constexpr const char* kPaletteLoad = "&Load...";
 inline constexpr const char* kPaletteSave = "&Save...";
 inline constexpr const char* kPaletteSort = "Sort by &Brightness";

@@ -15,6 +15,7 @@
 #include <QSpinBox>
 #include <QTableWidget>
 #include <QThreadPool>
+#include <set>
 
 #include "app/common/image_convert.h"
 #include "app/common/long_work.h"
@@ -56,6 +57,7 @@ private slots:
     void blurPreviewsAndCancelledWorkChangesNothing();
     void adjustmentsPreviewAndReachEveryFormat();
     void paletteEntriesChangeOrMapThePicture();
+    void paletteReducedOnEveryIndexedFormat();
     void dropShadowFallsWhereThePictureIsClear();
     void iconsAreMadeFromPicturesAndDrawings();
     void batchMakesEveryPictureIntoTheFolder();
@@ -292,6 +294,23 @@ void ImageCommandsTest::paletteEntriesChangeOrMapThePicture() {
             QCOMPARE(edited.indices[i], before.indices[i]);
             if (before.indices[i] == used) QCOMPARE(edited.color.GetPixel(x, y), COLORREF(RGB(1, 2, 3)));
         }
+    // A swatch dragged to the first place takes its pixels with it, and the entries before it
+    // move up one: the picture shows as before.
+    const Pixels shown = PixelsOf(*o.view);
+    o.s.prompts->dialogActions.push_back(Accept<CDialPalette>([used](CDialPalette& d) {
+        const auto centre = [&d](int i) {
+            return QPoint(d.grid->columnViewportPosition(i % 16) + 11, d.grid->rowViewportPosition(i / 16) + 11);
+        };
+        QTest::mousePress(d.grid->viewport(), Qt::LeftButton, {}, centre(used));
+        QTest::mouseRelease(d.grid->viewport(), Qt::LeftButton, {}, centre(0));
+    }));
+    o.main->Action("image.palette")->trigger();
+    QVERIFY(PixelsOf(*o.view) == shown);
+    const editor::FormatState& moved = *session.State(0);
+    for (std::size_t i = 0; i < moved.indices.size(); ++i) {
+        const int old = edited.indices[i];
+        QCOMPARE(int(moved.indices[i]), old == used ? 0 : old < used ? old + 1 : old);
+    }
     // A loaded palette of two colours is mapped onto the picture: every visible pixel black or
     // white, and a palette saved as GIMP's reads back the same.
     const QString gpl = o.s.Path("bw.gpl");
@@ -311,7 +330,34 @@ void ImageCommandsTest::paletteEntriesChangeOrMapThePicture() {
     QVERIFY(ReadAll(o.s.Path("saved.gpl")).contains("255 255 255"));
     // Undo takes the mapping back.
     o.main->Action("edit.undo")->trigger();
-    QVERIFY(session.State(0)->palette == edited.palette);
+    QVERIFY(session.State(0)->palette == moved.palette);
+}
+
+void ImageCommandsTest::paletteReducedOnEveryIndexedFormat() {
+    // The picture's three best colours mapped onto both indexed formats, the 32-bit one untouched.
+    OpenIcon o({{16, 8}, {32, 4}, {16, 32}});
+    editor::EditSession& session = o.project->Session();
+    const editor::FormatState deep = *session.State(2);
+    const Palette before[] = {session.State(0)->palette, session.State(1)->palette};
+    o.s.prompts->dialogActions.push_back(Accept<CDialPalette>([](CDialPalette& d) {
+        d.reduceCount->setValue(3);
+        d.reduce();
+        d.allFormatsCheck->setChecked(true);
+    }));
+    o.main->Action("image.palette")->trigger();
+    for (int format : {0, 1}) {
+        const editor::FormatState& s = *session.State(format);
+        std::set<COLORREF> colours;
+        for (int y = 0; y < s.Height(); ++y)
+            for (int x = 0; x < s.Width(); ++x)
+                if ((s.mask.GetPixel(x, y) & 0xFFFFFF) != 0xFFFFFF) colours.insert(s.color.GetPixel(x, y));
+        QVERIFY2(colours.size() <= 3, qPrintable(QString::number(colours.size())));
+        QVERIFY2(colours.size() >= 2, qPrintable(QString("%1 %2").arg(format).arg(colours.size())));
+    }
+    QVERIFY(session.State(2)->color.Row(0)[0] == deep.color.Row(0)[0]);
+    // One step in each: undo gives the shown format back.
+    o.main->Action("edit.undo")->trigger();
+    QVERIFY(session.State(0)->palette == before[0] && session.State(1)->palette != before[1]);
 }
 
 void ImageCommandsTest::dropShadowFallsWhereThePictureIsClear() {

@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <numeric>
+#include <set>
+
 #include "editor/editor_test_support.h"
 #include "editor/selection.h"
 #include "imaging/filters.h"
@@ -155,6 +159,60 @@ TEST(ImageCommands, DepthChangesThroughTheColourReduction) {
     ASSERT_TRUE(ChangeImageDepth(f, 24));
     EXPECT_FALSE(f.floatingColor.has_value());
     EXPECT_EQ(f.color.GetPixel(5, 5), Number(1, 1));
+}
+
+TEST(ImageCommands, PaletteEntriesMoveWithTheirPixelsAndReduceByMedianCut) {
+    // A 4-bit format whose pixel (x, y) uses entry (x + y) % 16.
+    FormatState f = test::Filled(16, 16, false, 0, 0);
+    f.SetDepth(4);
+    for (int i = 0; i < 16; ++i)
+        f.palette.entries.push_back({static_cast<std::uint8_t>(i * 16), static_cast<std::uint8_t>(255 - i * 16), 7, 0});
+    for (int y = 0; y < 16; ++y)
+        for (int x = 0; x < 16; ++x) {
+            const PaletteEntry& e = f.palette.entries[static_cast<std::size_t>((x + y) % 16)];
+            f.indices.push_back(static_cast<std::uint8_t>((x + y) % 16));
+            f.color.SetPixel(x, y, RGB(e.red, e.green, e.blue));
+        }
+    const FormatState before = f;
+    // The first two entries swapped: every pixel shows as before, through the other index.
+    std::vector<int> origin(16);
+    std::iota(origin.begin(), origin.end(), 0);
+    std::swap(origin[0], origin[1]);
+    Palette swapped = f.palette;
+    std::swap(swapped.entries[0], swapped.entries[1]);
+    ASSERT_TRUE(ReorderPalette(f, swapped, origin));
+    EXPECT_EQ(f.color, before.color);
+    for (std::size_t i = 0; i < f.indices.size(); ++i) {
+        const int old = before.indices[i];
+        EXPECT_EQ(f.indices[i], old < 2 ? 1 - old : old);
+    }
+    // What is not a permutation of the entries is refused, changing nothing.
+    const FormatState reordered = f;
+    origin[0] = origin[1];
+    EXPECT_FALSE(ReorderPalette(f, swapped, origin));
+    origin.pop_back();
+    EXPECT_FALSE(ReorderPalette(f, swapped, origin));
+    EXPECT_EQ(f.indices, reordered.indices);
+    // Median cut finds a picture's two colours exactly, however many are asked, and ignores the
+    // pixels under the mask.
+    FormatState two = test::Filled(8, 8, false, RGB(10, 20, 30), 0);
+    for (int y = 0; y < 4; ++y)
+        for (int x = 0; x < 8; ++x) two.color.SetPixel(x, y, RGB(200, 100, 0));
+    two.mask.SetPixel(0, 7, 0xFFFFFF);
+    two.color.SetPixel(0, 7, 0xFFFFFF);
+    two.SetDepth(4);
+    for (const int count : {2, 5}) {
+        const Palette p = OptimalPalette(two, count);
+        ASSERT_EQ(p.size(), 16u);
+        const std::set<std::array<int, 3>> found = {{p.entries[0].red, p.entries[0].green, p.entries[0].blue},
+                                                    {p.entries[1].red, p.entries[1].green, p.entries[1].blue}};
+        EXPECT_EQ(found, (std::set<std::array<int, 3>>{{10, 20, 30}, {200, 100, 0}}));
+        EXPECT_EQ(p.entries[2], PaletteEntry{});
+    }
+    // Many colours, few asked: as many entries as asked, each a mean of some.
+    const Palette four = OptimalPalette(Numbered(16, 16, false), 4);
+    EXPECT_NE(four.entries[3], PaletteEntry{});
+    EXPECT_EQ(four.entries[4], PaletteEntry{});
 }
 
 }  // namespace

@@ -191,13 +191,23 @@ void OnDropShadow(AppContext& app) {
 void OnPalette(AppContext& app) {
     CIconView* view = ActiveCanvas(app);
     if (view == nullptr || view->State() == nullptr || view->State()->depth > 8) return;
-    CDialPalette dialog(view->State()->palette, view->State()->depth, app.Prompts(), app.Window());
+    const editor::FormatState shown = *view->State();
+    CDialPalette dialog(shown.palette, shown.depth, app.Prompts(),
+                        [&shown](int count) { return editor::OptimalPalette(shown, count); }, app.Window());
     if (app.Prompts().Exec(dialog) != QDialog::Accepted) return;
     const Palette palette = dialog.Result();
-    const bool remap = dialog.Remap(), dither = dialog.Dither();
-    RunImageCommand(app, [palette, remap, dither](editor::FormatState& s) {
-        return remap ? editor::MapOntoPalette(s, palette, dither) : editor::ReplacePalette(s, palette);
-    });
+    const std::vector<int> origin = dialog.Origin();
+    const bool remap = dialog.Remap(), dither = dialog.Dither(), every = dialog.AllFormats();
+    RunImageCommand(
+        app,
+        [palette, origin, remap, dither, every, depth = shown.depth, original = shown.palette](editor::FormatState& s) {
+            if (every && s.depth > 8) return true;
+            if (remap) return editor::MapOntoPalette(s, palette, dither);
+            // Changed and moved entries are this palette's: other formats take them where they share it.
+            if (every && (s.depth != depth || s.palette != original)) return true;
+            return editor::ReorderPalette(s, palette, origin);
+        },
+        every);
 }
 
 // ---- Icons from pictures -----------------------------------------------------------------------

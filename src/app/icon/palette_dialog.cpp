@@ -3,11 +3,16 @@
 #include <QCheckBox>
 #include <QDialogButtonBox>
 #include <QHeaderView>
+#include <QHBoxLayout>
 #include <QLabel>
+#include <QMouseEvent>
 #include <QPushButton>
+#include <QSpinBox>
 #include <QTableWidget>
 #include <QVBoxLayout>
 #include <algorithm>
+#include <numeric>
+#include <utility>
 
 #include "app/common/prompts.h"
 #include "formats/palette_file.h"
@@ -22,11 +27,14 @@ constexpr int kSwatch = 22;
 
 }  // namespace
 
-CDialPalette::CDialPalette(const Palette& palette, int depth, UserPrompts& prompts, QWidget* parent)
-    : QDialog(parent), palette_(palette), prompts_(prompts) {
+CDialPalette::CDialPalette(const Palette& palette, int depth, UserPrompts& prompts, std::function<Palette(int)> optimal,
+                           QWidget* parent)
+    : QDialog(parent), palette_(palette), prompts_(prompts), optimal_(std::move(optimal)) {
     setWindowTitle(text::kPaletteTitle);
     setObjectName("CDialPalette");
     palette_.entries.resize(std::size_t{1} << std::clamp(depth, 1, 8));
+    origin_.resize(palette_.size());
+    std::iota(origin_.begin(), origin_.end(), 0);
     grid = new QTableWidget(this);
     grid->setEditTriggers(QAbstractItemView::NoEditTriggers);
     grid->setSelectionMode(QAbstractItemView::SingleSelection);
@@ -40,9 +48,21 @@ CDialPalette::CDialPalette(const Palette& palette, int depth, UserPrompts& promp
     grid->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     connect(grid, &QTableWidget::cellDoubleClicked, this,
             [this](int row, int column) { editEntry(row * kColumns + column); });
+    grid->viewport()->installEventFilter(this);
     auto* note = new QLabel(text::kPaletteNote, this);
     note->setWordWrap(true);
+    reduceCount = new QSpinBox(this);
+    reduceCount->setRange(2, static_cast<int>(palette_.size()));
+    reduceCount->setValue(static_cast<int>(palette_.size()));
+    auto* reduceButton = new QPushButton(text::kPaletteReduce, this);
+    connect(reduceButton, &QPushButton::clicked, this, &CDialPalette::reduce);
+    auto* reduceRow = new QHBoxLayout;
+    reduceRow->addWidget(reduceButton);
+    reduceRow->addWidget(reduceCount);
+    reduceRow->addWidget(new QLabel(text::kPaletteReduceColors, this));
+    reduceRow->addStretch();
     ditherCheck = new QCheckBox(text::kPaletteDither, this);
+    allFormatsCheck = new QCheckBox(text::kPaletteAllFormats, this);
     auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
     connect(buttons->addButton(text::kPaletteLoad, QDialogButtonBox::ActionRole), &QPushButton::clicked, this,
             &CDialPalette::load);
@@ -55,13 +75,19 @@ CDialPalette::CDialPalette(const Palette& palette, int depth, UserPrompts& promp
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(grid, 0, Qt::AlignHCenter);
     layout->addWidget(note);
+    layout->addLayout(reduceRow);
     layout->addWidget(ditherCheck);
+    layout->addWidget(allFormatsCheck);
     layout->addWidget(buttons);
     ShowEntries();
 }
 
 bool CDialPalette::Dither() const {
     return ditherCheck->isChecked();
+}
+
+bool CDialPalette::AllFormats() const {
+    return allFormatsCheck->isChecked();
 }
 
 void CDialPalette::ShowEntries() {
@@ -126,11 +152,63 @@ void CDialPalette::save() {
 }
 
 void CDialPalette::sortByBrightness() {
-    std::stable_sort(palette_.entries.begin(), palette_.entries.end(), [](const PaletteEntry& a, const PaletteEntry& b) {
-        return 299 * a.red + 587 * a.green + 114 * a.blue < 299 * b.red + 587 * b.green + 114 * b.blue;
-    });
+    // The entries and where they came from are sorted together, so the pixels can follow.
+    std::vector<int> order(palette_.size());
+    std::iota(order.begin(), order.end(), 0);
+    const auto luma = [this](int i) {
+        const PaletteEntry& e = palette_.entries[static_cast<std::size_t>(i)];
+        return 299 * e.red + 587 * e.green + 114 * e.blue;
+    };
+    std::stable_sort(order.begin(), order.end(), [&](int a, int b) { return luma(a) < luma(b); });
+    Palette sorted = palette_;
+    std::vector<int> origin(order.size());
+    for (std::size_t i = 0; i < order.size(); ++i) {
+        sorted.entries[i] = palette_.entries[static_cast<std::size_t>(order[i])];
+        origin[i] = origin_[static_cast<std::size_t>(order[i])];
+    }
+    palette_ = std::move(sorted);
+    origin_ = std::move(origin);
+    ShowEntries();
+}
+
+void CDialPalette::moveEntry(int from, int to) {
+    const int count = static_cast<int>(palette_.size());
+    if (from < 0 || to < 0 || from >= count || to >= count || from == to) return;
+    const auto rotate = [from, to](auto& v) {
+        if (from < to)
+            std::rotate(v.begin() + from, v.begin() + from + 1, v.begin() + to + 1);
+        else
+            std::rotate(v.begin() + to, v.begin() + from, v.begin() + from + 1);
+    };
+    rotate(palette_.entries);
+    rotate(origin_);
+    ShowEntries();
+    grid->setCurrentCell(to / kColumns, to % kColumns);
+}
+
+void CDialPalette::reduce() {
+    if (!optimal_) return;
+    palette_ = optimal_(reduceCount->value());
+    palette_.entries.resize(origin_.size());
     remap_ = true;
     ShowEntries();
+}
+
+int CDialPalette::EntryAt(QPoint at) const {
+    const int row = grid->rowAt(at.y()), column = grid->columnAt(at.x());
+    const int index = row * kColumns + column;
+    return row < 0 || column < 0 || index >= static_cast<int>(palette_.size()) ? -1 : index;
+}
+
+bool CDialPalette::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == grid->viewport() && event->type() == QEvent::MouseButtonPress)
+        pressed_ = EntryAt(static_cast<QMouseEvent*>(event)->position().toPoint());
+    if (watched == grid->viewport() && event->type() == QEvent::MouseButtonRelease && pressed_ >= 0) {
+        const int to = EntryAt(static_cast<QMouseEvent*>(event)->position().toPoint());
+        const int from = std::exchange(pressed_, -1);
+        if (to >= 0 && to != from) moveEntry(from, to);
+    }
+    return QDialog::eventFilter(watched, event);
 }
 
 }  // namespace tellurine::app

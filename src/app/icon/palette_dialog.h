@@ -1,13 +1,17 @@
 // The Palette dialog of the Image menu for indexed formats: the entries as a grid of swatches, one
-// changed by a double-click (its pixels follow), palettes loaded from and saved to files, and the
-// entries sorted; a loaded or sorted palette is mapped onto the picture, dithered or not.
+// changed by a double-click and moved by a drag (its pixels follow), the entries sorted, palettes
+// loaded from and saved to files, and the picture's colours reduced; a loaded or reduced palette is
+// mapped onto the picture, dithered or not, on this format or on every indexed one.
 #pragma once
 
 #include <QDialog>
+#include <functional>
+#include <vector>
 
 #include "image/palette.h"
 
 class QCheckBox;
+class QSpinBox;
 class QTableWidget;
 
 namespace tellurine::app {
@@ -17,16 +21,24 @@ class UserPrompts;
 class CDialPalette : public QDialog {
     Q_OBJECT
 public:
-    CDialPalette(const Palette& palette, int depth, UserPrompts& prompts, QWidget* parent = nullptr);
+    // `optimal` gives the picture's best palette of so many colours, for Reduce.
+    CDialPalette(const Palette& palette, int depth, UserPrompts& prompts, std::function<Palette(int)> optimal,
+                 QWidget* parent = nullptr);
     // The palette as the dialog leaves it.
     [[nodiscard]] const Palette& Result() const { return palette_; }
-    // Whether the picture is to be mapped onto it (a palette loaded or sorted) rather than each
-    // index keeping its pixels.
+    // Where each entry of the result was in the format's palette, while no palette was loaded or
+    // reduced.
+    [[nodiscard]] const std::vector<int>& Origin() const { return origin_; }
+    // Whether the picture is to be mapped onto it (a palette loaded or reduced) rather than each
+    // pixel following its entry.
     [[nodiscard]] bool Remap() const { return remap_; }
     [[nodiscard]] bool Dither() const;
+    [[nodiscard]] bool AllFormats() const;
 
     QTableWidget* grid = nullptr;
     QCheckBox* ditherCheck = nullptr;
+    QCheckBox* allFormatsCheck = nullptr;
+    QSpinBox* reduceCount = nullptr;
 
 public slots:
     // Asks for a new colour of entry `index`.
@@ -37,13 +49,25 @@ public slots:
     void save();
     // Orders the entries from dark to light.
     void sortByBrightness();
+    // Moves entry `from` to place `to`, the entries between moving up or down one.
+    void moveEntry(int from, int to);
+    // The picture's best palette of as many colours as the count asks.
+    void reduce();
+
+protected:
+    // A swatch dragged onto another place moves there.
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
     void ShowEntries();
+    [[nodiscard]] int EntryAt(QPoint at) const;
 
     Palette palette_;
+    std::vector<int> origin_;
     UserPrompts& prompts_;
+    std::function<Palette(int)> optimal_;
     bool remap_ = false;
+    int pressed_ = -1;
 };
 
 }  // namespace tellurine::app
