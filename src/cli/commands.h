@@ -34,5 +34,6 @@ CommandRunner AddRotateCommand(CLI::App& app);
 CommandRunner AddFlipCommand(CLI::App& app);
 CommandRunner AddSetIconCommand(CLI::App& app);
 CommandRunner AddPaletteCommand(CLI::App& app);
+CommandRunner AddFindCommand(CLI::App& app);
 
 }  // namespace tellurine::cli

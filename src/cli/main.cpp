@@ -25,7 +25,7 @@ struct Command {
 };
 
 // In the order the help lists them.
-constexpr std::array<Command, 13> kCommands{{
+constexpr std::array<Command, 14> kCommands{{
     {"reduce", AddReduceCommand},
     {"info", AddInfoCommand},
     {"extract", AddExtractCommand},
@@ -39,6 +39,7 @@ constexpr std::array<Command, 13> kCommands{{
     {"rotate", AddRotateCommand},
     {"flip", AddFlipCommand},
     {"palette", AddPaletteCommand},
+    {"find", AddFindCommand},
 }};
 
 const Command* FindCommand(const char* name) {

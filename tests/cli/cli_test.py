@@ -2,6 +2,7 @@
 
 Run by CTest as: python3 cli_test.py PATH-TO-tellurine-cli
 """
+import json
 import os
 import unittest
 
@@ -42,7 +43,55 @@ class Usage(unittest.TestCase):
             self.assertEqual(run(*args).returncode, 2, args)
         self.assertEqual(run("frobnicate").stderr,
                          'tellurine-cli: unknown command "frobnicate"; the commands are adjust, convert, create, '
-                         'extract, filter, flip, iconset, info, palette, reduce, resize, rotate, seticon (see --help)\n')
+                         'extract, filter, find, flip, iconset, info, palette, reduce, resize, rotate, seticon '
+                         '(see --help)\n')
+
+
+class Find(ScratchCase):
+    """find: icons written by Pillow under a folder, found by format and by likeness."""
+
+    def test_finds_by_format_kind_and_likeness(self):
+        from PIL import Image, ImageDraw
+
+        def drawing(size, disc):
+            picture = Image.new("RGBA", (size, size), (240, 240, 200, 255))
+            box = (size // 4, size // 4, size * 3 // 4, size * 3 // 4)
+            draw = ImageDraw.Draw(picture)
+            (draw.ellipse if disc else draw.rectangle)(box, fill=(20, 40, 160, 255))
+            draw.line((0, size - 1, size - 1, 0), fill=(0, 0, 0, 255), width=max(1, size // 16))
+            return picture
+
+        os.makedirs(self.path("sub"))
+        drawing(64, True).save(self.path("disc.ico"), sizes=[(16, 16), (32, 32), (48, 48)])
+        drawing(48, False).save(self.path("sub/square.ico"), sizes=[(48, 48)])
+        drawing(64, True).resize((40, 40)).save(self.path("like.png"))
+        self.write("broken.ico", b"\0\0\1\0\5\0junk")
+        found = run("find", self.dir, "--json")
+        self.assertEqual(found.returncode, 0, found.stderr)
+        listing = json.loads(found.stdout)
+        self.assertEqual([os.path.relpath(m["path"], self.dir) for m in listing["matches"]],
+                         ["disc.ico", "like.png", "sub/square.ico"])
+        self.assertEqual(listing["unreadable"], 1)
+        disc = listing["matches"][0]
+        self.assertEqual((disc["kind"], disc["icons"]), ("icon", 1))
+        self.assertEqual(sorted((f["width"], f["bpp"], f["alpha"]) for f in disc["formats"]),
+                         [(16, 32, True), (32, 32, True), (48, 32, True)])
+
+        def names(*args):
+            r = run("find", self.dir, *args)
+            self.assertEqual(r.returncode, 0, r.stderr)
+            return [os.path.relpath(line.split("\t")[0], self.dir) for line in r.stdout.splitlines()]
+
+        self.assertEqual(names("--size", "48", "--kind", "icon", "--no-subfolders"), ["disc.ico"])
+        self.assertEqual(names("--size", "16", "--size", "48", "--name", "*.ICO"), ["disc.ico", "sub/square.ico"])
+        self.assertEqual(names("--no-alpha"), [])
+        # The disc at another size is nearest; the square comes after it or not at all.
+        near = names("--like", self.path("like.png"), "--kind", "icon")
+        self.assertEqual(near[0], "disc.ico")
+        for args in (["--kind", "sprite"], ["--depth", "7"], ["--alpha", "--no-alpha"], ["--distance", "3"]):
+            self.assertEqual(run("find", self.dir, *args).returncode, 2, args)
+        self.assertEqual(run("find", self.path("disc.ico")).returncode, 1)
+        self.assertEqual(run("find", self.dir, "--like", self.path("broken.ico")).returncode, 1)
 
 
 class Reduce(ScratchCase):

@@ -1,0 +1,53 @@
+// What the explorer and search know of a file holding icons: its kind by name, the size and depth
+// of each of its formats, the one a tile shows, and the fingerprint of its look.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tellurine {
+
+enum class IconFileKind { Icon, Cursor, AnimatedCursor, Macintosh, Program, Library, Picture, Vector };
+inline constexpr int kIconFileKindCount = 8;
+
+// The kind a file's extension names, whatever its case: .ico; .cur; .ani; .icns, .rsrc, .rsc and
+// .bin (Macintosh families); .exe, .dll, .ocx, .cpl, .scr (programs); .icl (icon libraries); the
+// pictures the program reads; .svg and .svgz. Nothing for any other file.
+std::optional<IconFileKind> IconFileKindOfPath(const std::string& path);
+// "icon", "cursor", "animated-cursor", "macintosh", "program", "library", "picture", "vector".
+const char* IconFileKindName(IconFileKind kind);
+std::optional<IconFileKind> IconFileKindFromName(std::string_view name);
+
+struct FormatSummary {
+    int width = 0;
+    int height = 0;
+    int bits = 0;  // 32 for formats with alpha
+    friend bool operator==(const FormatSummary&, const FormatSummary&) = default;
+};
+
+struct IconFileInfo {
+    std::string path;
+    IconFileKind kind = IconFileKind::Icon;
+    std::uintmax_t bytes = 0;
+    std::int64_t modified = 0;  // seconds since the epoch
+    int icons = 0;              // the icons the file holds (a program's icon groups)
+    // Every format of every icon, in file order; a picture is one format of its own size.
+    std::vector<FormatSummary> formats;
+    int best = -1;  // the format a tile shows: of the first icon, the largest, the deepest of that size
+    // LikenessHash of the first icon's format nearest 32 pixels (see NearestFormat), when asked for.
+    std::uint64_t likeness = 0;
+    std::string error;  // why the file could not be read
+};
+
+// Of formats, the one nearest `size` pixels: the smallest at least that wide, else the widest,
+// the deepest at equal width. -1 when there are none.
+int NearestFormat(const std::vector<FormatSummary>& formats, int size);
+
+// Reads the file at `path` (a file of one of the kinds above), its likeness fingerprint too when
+// `likeness`. False, with `info.error` set, when it holds nothing the program can read.
+bool ReadIconFileInfo(const std::string& path, IconFileInfo& info, bool likeness);
+
+}  // namespace tellurine
