@@ -11,6 +11,8 @@
 #include "formats/image_file.h"
 #include "formats/svg_file.h"
 #include "image/dib.h"
+#include "image/dib_block.h"
+#include "imaging/resample.h"
 
 namespace tellurine {
 namespace {
@@ -31,6 +33,14 @@ constexpr std::pair<std::string_view, IconFileKind> kExtensions[] = {
 
 // The size a likeness fingerprint is taken at: small formats are drawn for it, and it is cheap.
 constexpr int kLikenessSize = 32;
+
+// A 32-bit picture shrunk to fit a square of `side`, its aspect kept; as it is when it fits.
+Block FitTile(Block picture, int side) {
+    const std::int32_t w = DibWidth(picture), h = DibHeight(picture);
+    if (w <= side && h <= side) return picture;
+    const double scale = static_cast<double>(side) / std::max(w, h);
+    return ShrinkDib32(picture, std::max(1, static_cast<int>(w * scale + 0.5)), std::max(1, static_cast<int>(h * scale + 0.5)));
+}
 
 bool Fail(IconFileInfo& info, std::string error) {
     info.error = std::move(error);
@@ -69,10 +79,11 @@ int NearestFormat(const std::vector<FormatSummary>& formats, int size) {
     return nearest == formats.end() ? -1 : static_cast<int>(nearest - formats.begin());
 }
 
-bool ReadIconFileInfo(const std::string& path, IconFileInfo& info, bool likeness) {
+bool ReadIconFileInfo(const std::string& path, IconFileInfo& info, bool likeness, int tileSize) {
     info.path = path;
     info.formats.clear();
     info.error.clear();
+    info.tile = {};
     info.kind = IconFileKindOfPath(path).value_or(IconFileKind::Icon);
     std::error_code failure;
     info.bytes = std::filesystem::file_size(path, failure);
@@ -90,13 +101,15 @@ bool ReadIconFileInfo(const std::string& path, IconFileInfo& info, bool likeness
         info.icons = 1;
         info.formats.push_back({drawing.Width(), drawing.Height(), 32});
         if (likeness) look = drawing.Render(kLikenessSize, kLikenessSize);
+        if (tileSize > 0) info.tile = drawing.Render(tileSize, tileSize);
     } else if (info.kind == IconFileKind::Picture) {
         CDIB dib;
         std::string error;
         if (!LoadPictureFile(path, dib, error)) return Fail(info, error);
         info.icons = 1;
         info.formats.push_back({dib.Width(), dib.Height(), dib.BitCount()});
-        if (likeness) look = ConvertDibTo32(dib.GetBlock(), false, 0);
+        if (likeness || tileSize > 0) look = ConvertDibTo32(dib.GetBlock(), false, 0);
+        if (tileSize > 0) info.tile = FitTile(look.Duplicate(), tileSize);
     } else {
         IconFileContents contents;
         std::string error;
@@ -107,12 +120,16 @@ bool ReadIconFileInfo(const std::string& path, IconFileInfo& info, bool likeness
                 const CIconObject& f = *icon.doc.GetFormat(i);
                 info.formats.push_back({f.Width(), f.Height(), f.BitCount()});
             }
-        if (!contents.icons.empty()) firstCount = static_cast<std::size_t>(contents.icons.front().doc.GetFormatCount());
-        if (likeness && !contents.icons.empty()) {
+        if (!contents.icons.empty()) {
             const CIconDoc& first = contents.icons.front().doc;
+            firstCount = static_cast<std::size_t>(first.GetFormatCount());
             const std::vector<FormatSummary> own(info.formats.begin(), info.formats.begin() + first.GetFormatCount());
-            const int nearest = NearestFormat(own, kLikenessSize);
-            if (nearest >= 0) look = first.GetFormat(nearest)->Icon().To32BitDib();
+            const auto nearest = [&](int size) {
+                const int i = NearestFormat(own, size);
+                return i < 0 ? Block() : first.GetFormat(i)->Icon().To32BitDib();
+            };
+            if (likeness) look = nearest(kLikenessSize);
+            if (tileSize > 0) info.tile = FitTile(nearest(tileSize), tileSize);
         }
     }
     if (info.formats.empty() || firstCount == 0) return Fail(info, "no icon");

@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "image/block.h"
+
 namespace tellurine {
 
 enum class IconFileKind { Icon, Cursor, AnimatedCursor, Macintosh, Program, Library, Picture, Vector };
@@ -40,6 +42,9 @@ struct IconFileInfo {
     // LikenessHash of the first icon's format nearest 32 pixels (see NearestFormat), when asked for.
     std::uint64_t likeness = 0;
     std::string error;  // why the file could not be read
+    // When asked for, the picture a tile shows: the first icon's format nearest the tile's size,
+    // shrunk to fit it where larger, as a 32-bit packed bitmap.
+    Block tile;
 };
 
 // Of formats, the one nearest `size` pixels: the smallest at least that wide, else the widest,
@@ -47,7 +52,8 @@ struct IconFileInfo {
 int NearestFormat(const std::vector<FormatSummary>& formats, int size);
 
 // Reads the file at `path` (a file of one of the kinds above), its likeness fingerprint too when
-// `likeness`. False, with `info.error` set, when it holds nothing the program can read.
-bool ReadIconFileInfo(const std::string& path, IconFileInfo& info, bool likeness);
+// `likeness`, and its tile's picture when `tileSize` is above 0. False, with `info.error` set,
+// when it holds nothing the program can read.
+bool ReadIconFileInfo(const std::string& path, IconFileInfo& info, bool likeness, int tileSize = 0);
 
 }  // namespace tellurine

@@ -102,12 +102,13 @@ std::vector<std::string> ListIconFiles(const std::string& folder, bool recursive
 }
 
 void ReadIconFileInfos(const std::vector<std::string>& paths, bool likeness, int threads,
-                       const std::function<void(IconFileInfo&&)>& each, const std::atomic<bool>* cancel) {
+                       const std::function<void(IconFileInfo&&)>& each, const std::atomic<bool>* cancel,
+                       int tileSize) {
     std::atomic<std::size_t> next{0};
     const auto work = [&] {
         for (std::size_t i = next++; i < paths.size() && !Cancelled(cancel); i = next++) {
             IconFileInfo info;
-            ReadIconFileInfo(paths[i], info, likeness);
+            ReadIconFileInfo(paths[i], info, likeness, tileSize);
             each(std::move(info));
         }
     };

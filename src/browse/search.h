@@ -40,11 +40,13 @@ bool MatchesCriteria(const IconFileInfo& info, const SearchCriteria& criteria);
 std::vector<std::string> ListIconFiles(const std::string& folder, bool recursive,
                                        const std::atomic<bool>* cancel = nullptr);
 
-// Reads `paths` on `threads` workers (at least one) and calls `each` with every file read, from
-// the worker that read it, in no particular order (`each` guards what it shares). Files that
-// cannot be read come with their error set. Stops early when `cancel` becomes true.
+// Reads `paths` on `threads` workers (at least one; the calling thread is one of them) as
+// ReadIconFileInfo does, and calls `each` with every file read, from the worker that read it, in
+// no particular order (`each` guards what it shares). Files that cannot be read come with their
+// error set. Stops early when `cancel` becomes true.
 void ReadIconFileInfos(const std::vector<std::string>& paths, bool likeness, int threads,
-                       const std::function<void(IconFileInfo&&)>& each, const std::atomic<bool>* cancel = nullptr);
+                       const std::function<void(IconFileInfo&&)>& each, const std::atomic<bool>* cancel = nullptr,
+                       int tileSize = 0);
 
 struct SearchMatch {
     IconFileInfo info;

@@ -70,6 +70,8 @@ DocKind DocKindOf(int resource) {
         case kTemplateImage: return DocKind::Animation;
         case kTemplateExe: return DocKind::Program;
         case kTemplateIconLibrary: return DocKind::IconLibrary;
+        case kTemplateExplorer:
+        case kTemplateSearch: return DocKind::Explorer;
         default: return DocKind::NotYet;
     }
 }

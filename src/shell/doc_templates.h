@@ -31,6 +31,7 @@ enum class DocKind {
     Animation,    // CIconDoc of an animated cursor's steps, shown by its player
     Program,      // CFileExeDoc: the icon groups of a program or library
     IconLibrary,  // CFileIclDoc: the named icons of an .icl library, edited
+    Explorer,     // CExplorerDoc: the files holding icons under a folder, browsed or searched
     NotYet,       // registered, but its subsystem comes later
 };
 

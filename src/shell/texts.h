@@ -260,6 +260,40 @@ inline constexpr const char* kExeSavedPngs = "%1 PNG files saved in %2";
 
 // ---- Icon libraries.
 inline constexpr const char* kNewIconLibrary = "New Icon &Library";
+// The folder explorer and search windows.
+inline constexpr const char* kBrowseFolder = "&Browse Folder...";
+inline constexpr const char* kFindIcons = "&Find Icons...";
+inline constexpr const char* kBrowseFolderTitle = "Browse Folder";
+inline constexpr const char* kFindIconsTitle = "Find Icons in Folder";
+inline constexpr const char* kExplorerSubfolders = "Su&bfolders";
+inline constexpr const char* kExplorerAllKinds = "All kinds";
+inline constexpr const char* kExplorerKindNames[] = {"Icons",    "Cursors",   "Animated cursors", "Macintosh icons",
+                                                     "Programs", "Libraries", "Pictures",         "Drawings"};
+inline constexpr const char* kExplorerAllSizes = "All sizes";
+inline constexpr const char* kExplorerAllDepths = "All depths";
+inline constexpr const char* kExplorerDepthItem = "%1 bits";
+inline constexpr const char* kExplorerAnyAlpha = "With or without alpha";
+inline constexpr const char* kExplorerWithAlpha = "With alpha";
+inline constexpr const char* kExplorerWithoutAlpha = "Without alpha";
+inline constexpr const char* kExplorerSortNames[] = {"By name", "By date", "By size"};
+inline constexpr const char* kExplorerDescending = "&Descending";
+inline constexpr const char* kExplorerName = "&Name:";
+inline constexpr const char* kExplorerLike = "&Like...";
+inline constexpr const char* kExplorerLikeNone = "(no icon)";
+inline constexpr const char* kExplorerStop = "&Stop";
+inline constexpr const char* kExplorerOpen = "&Open";
+inline constexpr const char* kExplorerReading = "Reading %1 of %2 files...";
+inline constexpr const char* kExplorerListing = "Looking for files...";
+inline constexpr const char* kExplorerStopped = "Stopped: %1 of %2 files read, %3 shown";
+inline constexpr const char* kExplorerDone = "%1 files, %2 shown";
+inline constexpr const char* kExplorerNoFiles = "No file here holds icons.";
+inline constexpr const char* kExplorerNoneShown = "No file meets the conditions.";
+inline constexpr const char* kExplorerUnreadable = "cannot be read";
+inline constexpr const char* kExplorerFormats = "%1 formats";
+inline constexpr const char* kExplorerOneFormat = "1 format";
+inline constexpr const char* kExplorerFilter = "Explorer Files (*.exp)";
+inline constexpr const char* kSearchFilter = "Recherche (*.sea)";
+inline constexpr const char* kExplorerNotReadable = "The explorer file could not be read.";
 inline constexpr const char* kLibraryAddIcons = "A&dd Icons...";
 inline constexpr const char* kLibraryAddOpen = "Add &Open Icon";
 inline constexpr const char* kLibraryRemove = "&Remove";

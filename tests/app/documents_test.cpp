@@ -267,8 +267,8 @@ void DocumentsTest::openFailuresSayWhyAndOpenNothing() {
         {"tool.exe", "MZ and nothing", QMessageBox::Critical, text::kIconReadError, false},
         {"text.dll", QByteArray(200, 'x'), QMessageBox::Critical, text::kIconReadError, false},
         {"library.icl", "MZ", QMessageBox::Critical, text::kIconReadError, false},
-        {"found.sea", "", QMessageBox::Information,
-         "found.sea is a file of the kind \"Document Recherche\", which this version of Tellurine cannot open yet.", false},
+        {"found.sea", "Tellurine Explorer 1\nfolder=/x\nsort=sideways\n", QMessageBox::Critical,
+         text::kExplorerNotReadable, true},
     };
     for (const auto& c : cases) {
         s.prompts->messages.clear();

@@ -208,7 +208,8 @@ TEST(DocTemplates, FilesChooseTheirTemplateByExtensionAndContent) {
     EXPECT_EQ(DocKindOf(101), DocKind::IconProject);
     EXPECT_EQ(DocKindOf(113), DocKind::IconProject);
     EXPECT_EQ(DocKindOf(104), DocKind::IconLibrary);
-    for (const int notYet : {110, 111}) EXPECT_EQ(DocKindOf(notYet), DocKind::NotYet) << notYet;
+    for (const int explorer : {110, 111}) EXPECT_EQ(DocKindOf(explorer), DocKind::Explorer) << explorer;
+    EXPECT_EQ(DocKindOf(999), DocKind::NotYet);
 }
 
 TEST(WindowPlaces, NewWindowsCascadeInsideTheWorkspace) {

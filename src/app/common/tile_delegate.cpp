@@ -1,6 +1,7 @@
 #include "app/common/tile_delegate.h"
 
 #include <QPainter>
+#include <QPixmap>
 #include <QWidget>
 #include <algorithm>
 
@@ -13,7 +14,6 @@ namespace {
 // Margins of a tile around its picture and text, and the gap between two tiles.
 constexpr int kTilePadding = 6;
 constexpr int kTileGap = 8;
-constexpr int kMinTextWidth = 80;
 
 }  // namespace
 
@@ -44,7 +44,7 @@ int CTileDelegate::IconSide() const {
 QSize CTileDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex&) const {
     const int lines = showInfo_ ? 2 : 1;
     const int side = IconSide();
-    return {std::max(side, kMinTextWidth) + 2 * kTilePadding,
+    return {std::max(side, textWidth) + 2 * kTilePadding,
             kTilePadding + side + kTilePadding + lines * option.fontMetrics.height() + kTilePadding};
 }
 
@@ -84,6 +84,15 @@ void CTileDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
         const QSizeF shown = picture.deviceIndependentSize();
         const QPointF at(square.left() + static_cast<int>((side - shown.width()) / 2),
                          square.top() + static_cast<int>((side - shown.height()) / 2));
+        if (checkerboard) {
+            constexpr int kCell = 4;
+            QPixmap cells(2 * kCell, 2 * kCell);
+            cells.fill(QColor(0xFF, 0xFF, 0xFF));
+            QPainter(&cells).fillRect(0, 0, kCell, kCell, QColor(0xCC, 0xCC, 0xCC));
+            QPainter(&cells).fillRect(kCell, kCell, kCell, kCell, QColor(0xCC, 0xCC, 0xCC));
+            painter->setBrushOrigin(at);
+            painter->fillRect(QRectF(at, shown), QBrush(cells));
+        }
         painter->drawImage(at, picture);
     }
 

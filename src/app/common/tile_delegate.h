@@ -33,6 +33,10 @@ public:
     [[nodiscard]] int IconSide() const;
     // The grid a list view in icon mode takes for these tiles.
     [[nodiscard]] QSize GridSize(const QWidget& view) const;
+    // Pictures are laid over a light checkerboard, so that what is transparent shows as such.
+    bool checkerboard = false;
+    // The least width of a tile's text, in device-independent pixels.
+    int textWidth = 80;
 
 private:
     std::function<int()> largestSide_;

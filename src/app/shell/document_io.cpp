@@ -9,6 +9,7 @@
 
 #include "app/ani/ani_doc.h"
 #include "app/common/file_reading.h"
+#include "app/explorer/explorer_doc.h"
 #include "app/icon/icon_files.h"
 #include "app/library/library_doc.h"
 #include "app/picture/dib_frame.h"
@@ -35,6 +36,7 @@ constexpr KindOpener kOpeners[] = {
     {shell::DocKind::Program, OpenProgramFile},
     {shell::DocKind::IconLibrary, OpenIconLibrary},
     {shell::DocKind::WebPage, OpenWebPage},
+    {shell::DocKind::Explorer, OpenExplorerFile},
 };
 
 // The first bytes of a file, enough for every check of the template choice.
@@ -60,6 +62,8 @@ CKvDocument* CKvApp::OpenDocumentFile(const QString& givenPath) {
 
     std::vector<std::uint8_t> head;
     const bool iconset = IsIconsetPath(path.toStdString()) && QFileInfo(path).isDir();
+    // Any other folder is browsed.
+    if (!iconset && QFileInfo(path).isDir()) return OpenFolderExplorer(*mainFrame_, path);
     if (!iconset && !ReadHead(path, head)) {
         QFile file(path);
         file.open(QIODevice::ReadOnly);

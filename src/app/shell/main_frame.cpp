@@ -17,6 +17,7 @@
 #include <QUrl>
 
 #include "app/ani/ani_doc.h"
+#include "app/explorer/explorer_frame.h"
 #include "app/icon/color_bar.h"
 #include "app/icon/icon_commands.h"
 #include "app/icon/icon_frame.h"
@@ -153,6 +154,7 @@ CMainFrame::CMainFrame(CKvApp& app) : app_(app) {
     RegisterProgramCommands(*this);
     RegisterLibraryCommands(*this);
     RegisterAnimationCommands(*this);
+    RegisterExplorerCommands(*this);
     // What is shown of the main window: the bars are the window's own, so their commands are here.
     const auto shown = [this](QWidget* bar, const char* id, const char* label) {
         commands->Add({.id = id, .text = label, .execute = [bar] { bar->setVisible(bar->isHidden()); },
@@ -200,7 +202,8 @@ QAction* CMainFrame::Action(const QString& id) const { return commands->Action(i
 
 void CMainFrame::CreateMenus() {
     QMenu* file = menuBar()->addMenu(text::kMenuFile);
-    commands->AddTo(file, {"file.new", "file.newLibrary", "file.open", "file.close", "-", "file.newIconFromImage", "file.batch",
+    commands->AddTo(file, {"file.new", "file.newLibrary", "file.open", "file.close", "-", "file.browseFolder",
+                           "file.findIcons", "-", "file.newIconFromImage", "file.batch",
                            "file.exportIconSet", "-",
                            "file.save", "file.saveAs", "-", "file.print", "file.printPreview", "-"});
     recentMenu = file->addMenu(text::kRecentFiles);
