@@ -22,6 +22,7 @@
 #include "image/file_io.h"
 #include "image/threads.h"
 #include "imaging/codecs.h"
+#include "imaging/color_models.h"
 #include "imaging/resample.h"
 
 namespace tellurine {
@@ -308,24 +309,13 @@ std::optional<IconSetColour> ParseIconSetColour(std::string_view text) {
                    [](unsigned char c) { return std::tolower(c); });
     if (lower == "white") return IconSetColour{255, 255, 255};
     if (lower == "black") return IconSetColour{0, 0, 0};
-    std::string_view hex = lower;
-    if (hex.starts_with('#')) hex.remove_prefix(1);
-    if ((hex.size() != 3 && hex.size() != 6) || !std::all_of(hex.begin(), hex.end(), [](char c) {
-            return std::isxdigit(static_cast<unsigned char>(c)) != 0;
-        }))
-        return std::nullopt;
-    const auto digit = [](char c) { return c <= '9' ? c - '0' : c - 'a' + 10; };
-    const auto channel = [&](std::size_t i) {
-        return static_cast<std::uint8_t>(hex.size() == 3 ? digit(hex[i]) * 17
-                                                         : digit(hex[2 * i]) * 16 + digit(hex[2 * i + 1]));
-    };
-    return IconSetColour{channel(0), channel(1), channel(2)};
+    const std::optional<COLORREF> colour = ParseHexColor(text);
+    if (!colour) return std::nullopt;
+    return IconSetColour{GetRValue(*colour), GetGValue(*colour), GetBValue(*colour)};
 }
 
 std::string IconSetColourText(IconSetColour colour) {
-    char text[8];
-    std::snprintf(text, sizeof text, "#%02X%02X%02X", colour.red, colour.green, colour.blue);
-    return text;
+    return HexColorText(RGB(colour.red, colour.green, colour.blue));
 }
 
 std::string IconSetFileStem(const std::string& name) {

@@ -7,6 +7,7 @@
 
 #include "image/dib.h"
 #include "image/dib_block.h"
+#include "imaging/color_models.h"
 #include "imaging/filters.h"
 
 namespace tellurine {
@@ -31,10 +32,7 @@ Hsl HslOf(double r, double g, double b) {
     if (high == low) return out;
     const double range = high - low;
     out.s = out.l <= 0.5 ? range / (high + low) : range / (2 - high - low);
-    const double rc = (high - r) / range, gc = (high - g) / range, bc = (high - b) / range;
-    double h = r == high ? bc - gc : g == high ? 2 + rc - bc : 4 + gc - rc;
-    h /= 6;
-    out.h = h - std::floor(h);
+    out.h = HueOf(r, g, b);
     return out;
 }
 
