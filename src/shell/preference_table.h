@@ -3,7 +3,9 @@
 // its default. Included by preferences.h/.cpp with the macros defined:
 //   PREF_INT(section, Name, default)     an integer value
 //   PREF_STRING(section, Name, default)  a string value (colours: the decimal text of 0x00BBGGRR,
-//                                        empty for the default colour)
+//                                        empty for the default colour; lists of colours, such as
+//                                        RecentColors and SavedSwatches: those texts separated by
+//                                        commas, "255,65280")
 //   PREF_INT_AS(section, member, "Name", default)  an integer whose name is no C++ identifier
 #define TELLURINE_PREFERENCE_TABLE(PREF_INT, PREF_STRING, PREF_INT_AS)         \
     PREF_INT("prefs", ExcludeTempFilesNetwork, 0)                              \
@@ -119,6 +121,8 @@
     PREF_INT_AS("colors", SavedBkIndex8bpp, "8bppSavedBkIndex", 65535)         \
     PREF_INT("colors", FgOpacity, 255)                                         \
     PREF_INT("colors", BkOpacity, 255)                                         \
+    PREF_STRING("colors", RecentColors, "")                                    \
+    PREF_STRING("colors", SavedSwatches, "")                                   \
     PREF_STRING("folders", ActualDir, "")                                      \
     PREF_STRING("folders", LibrarianLocation, "")                              \
     PREF_STRING("folders", PreviewTempDir, "")                                 \

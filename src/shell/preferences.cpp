@@ -1,8 +1,11 @@
 #include "shell/preferences.h"
 
+#include <algorithm>
 #include <cctype>
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
+#include <string_view>
 #include <type_traits>
 
 namespace tellurine::shell {
@@ -59,6 +62,40 @@ std::uint32_t ProfileColour(const std::string& text, std::uint32_t fallback) {
 }
 
 std::string ProfileColourText(std::uint32_t colour) { return std::to_string(colour); }
+
+std::vector<std::uint32_t> ProfileColourList(const std::string& text, std::size_t limit) {
+    std::vector<std::uint32_t> colours;
+    std::size_t start = 0;
+    while (start <= text.size() && colours.size() < limit) {
+        const std::size_t comma = std::min(text.find(',', start), text.size());
+        std::string_view entry(text.data() + start, comma - start);
+        start = comma + 1;
+        while (!entry.empty() && entry.front() == ' ') entry.remove_prefix(1);
+        while (!entry.empty() && entry.back() == ' ') entry.remove_suffix(1);
+        std::uint32_t colour = 0;
+        const auto [end, error] = std::from_chars(entry.data(), entry.data() + entry.size(), colour);
+        if (entry.empty() || error != std::errc{} || end != entry.data() + entry.size() || colour > 0xFFFFFF ||
+            std::find(colours.begin(), colours.end(), colour) != colours.end())
+            continue;
+        colours.push_back(colour);
+    }
+    return colours;
+}
+
+std::string ProfileColourListText(const std::vector<std::uint32_t>& colours) {
+    std::string text;
+    for (const std::uint32_t colour : colours) {
+        if (!text.empty()) text += ',';
+        text += ProfileColourText(colour);
+    }
+    return text;
+}
+
+void PutColourFirst(std::vector<std::uint32_t>& colours, std::uint32_t colour, std::size_t limit) {
+    std::erase(colours, colour);
+    colours.insert(colours.begin(), colour);
+    if (colours.size() > limit) colours.resize(limit);
+}
 
 void LoadPreferences(const Profile& profile, Preferences& prefs) {
     prefs = Preferences{};  // the indexed groups are read over their defaults

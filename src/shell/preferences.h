@@ -52,6 +52,18 @@ inline ResampleQuality ResampleQualityOf(const Preferences& prefs) {
 std::uint32_t ProfileColour(const std::string& text, std::uint32_t fallback);
 std::string ProfileColourText(std::uint32_t colour);
 
+// The colour dialog's lists (RecentColors, SavedSwatches): the colours last chosen in it and the
+// swatches the user saved, most recent first, each colour once.
+inline constexpr std::size_t kRecentColourCount = 12;
+inline constexpr std::size_t kSavedSwatchCount = 24;
+// A list kept as the decimal texts of 0x00BBGGRR values separated by commas: its first `limit`
+// colours, skipping entries that are no such value (empty, signed, not a number, above 0xFFFFFF)
+// and repeats.
+std::vector<std::uint32_t> ProfileColourList(const std::string& text, std::size_t limit);
+std::string ProfileColourListText(const std::vector<std::uint32_t>& colours);
+// Puts `colour` first, taking it out from where it was, and keeps the first `limit` colours.
+void PutColourFirst(std::vector<std::uint32_t>& colours, std::uint32_t colour, std::size_t limit);
+
 // Reads every value in table order, each with its default when the profile lacks it. No range
 // checks: a variable takes whatever the profile holds.
 void LoadPreferences(const Profile& profile, Preferences& prefs);

@@ -81,6 +81,30 @@ TEST(Preferences, ColoursAreDecimalTextsOfTheirValue) {
     EXPECT_EQ(ProfileColourText(0xA0A0A0), "10526880");
 }
 
+TEST(Preferences, ColourListsSkipWhatIsNoColourAndKeepEachOnceMostRecentFirst) {
+    using Colours = std::vector<std::uint32_t>;
+    const std::pair<const char*, Colours> lists[] = {
+        {"", {}},
+        {"255,65280", {255, 65280}},
+        {" 16777215 ,0", {0xFFFFFF, 0}},
+        {"1,,x,-2,+3,4.5,16777216,99999999999,5", {1, 5}},
+        {"7,8,7", {7, 8}},
+        {"1,2,3,4", {1, 2, 3}},  // the first `limit`
+    };
+    for (const auto& [text, colours] : lists) EXPECT_EQ(ProfileColourList(text, 3), colours) << text;
+    EXPECT_EQ(ProfileColourListText({255, 0, 0xFFFFFF}), "255,0,16777215");
+    EXPECT_EQ(ProfileColourListText({}), "");
+
+    // A new colour goes first and the oldest falls off; one already there moves to the front.
+    Colours recent{1, 2, 3};
+    PutColourFirst(recent, 4, 3);
+    EXPECT_EQ(recent, (Colours{4, 1, 2}));
+    PutColourFirst(recent, 2, 3);
+    EXPECT_EQ(recent, (Colours{2, 4, 1}));
+    PutColourFirst(recent, 2, 3);
+    EXPECT_EQ(recent, (Colours{2, 4, 1}));
+}
+
 TEST(NewFormats, ListsHoldEverySizeAndDepthOnce) {
     ASSERT_EQ(WindowsNewFormats().size(), kWindowsNewFormatCount);
     ASSERT_EQ(MacNewFormats().size(), kMacNewFormatCount);
