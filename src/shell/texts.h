@@ -146,6 +146,28 @@ inline constexpr const char* kForegroundOpacityLabel = "Foreground:";
 inline constexpr const char* kBackgroundOpacityLabel = "Background:";
 inline constexpr const char* kChooseColour = "Choose a Color";
 
+// The colour dialog.
+inline constexpr const char* kColourRed = "&Red:";
+inline constexpr const char* kColourGreen = "&Green:";
+inline constexpr const char* kColourBlue = "&Blue:";
+inline constexpr const char* kColourHue = "&Hue:";
+inline constexpr const char* kColourSaturation = "&Saturation:";
+inline constexpr const char* kColourValue = "&Value:";
+inline constexpr const char* kColourAlpha = "&Alpha:";
+inline constexpr const char* kColourHex = "He&x:";
+inline constexpr const char* kColourPickerHelp =
+    "Click or drag in the square for the saturation (left to right) and value (bottom to top), in the strip "
+    "for the hue.";
+inline constexpr const char* kColourPreviewHelp = "The color before (left) and the color chosen (right)";
+inline constexpr const char* kRecentColours = "Recent colors:";
+inline constexpr const char* kSavedSwatches = "Swatches:";
+inline constexpr const char* kSavedSwatchesHelp = "Click a swatch to take its color; right-click it to remove it.";
+inline constexpr const char* kAddToSwatches = "Add to S&watches";
+inline constexpr const char* kPickColour = "&Pick";
+inline constexpr const char* kPickColourHelp =
+    "Takes the color of a pixel of the program's windows (of the whole screen where the system allows): click "
+    "it, or press Esc to give up.";
+
 // Preferences.
 inline constexpr const char* kPreferences = "&Preferences...";
 inline constexpr const char* kPreferencesTitle = "Preferences";

@@ -92,7 +92,7 @@ public:
         chosen = !items.empty();
         return Next(items);
     }
-    QColor GetColor(QWidget*, const QColor&, const QString&) override { return Next(colours); }
+    QColor GetColor(QWidget*, const QColor&, const QString&, bool) override { return Next(colours); }
     QString GetExistingDirectory(QWidget*, const QString&, const QString&) override { return Next(folderNames); }
     // What to do when long work shows its progress (default: let it run to its end).
     std::function<void(QProgressDialog&)> progressAction;

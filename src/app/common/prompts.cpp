@@ -1,11 +1,11 @@
 #include "app/common/prompts.h"
 
-#include <QColorDialog>
 #include <QDialog>
 #include <QInputDialog>
 #include <QFileDialog>
 #include <QProgressDialog>
 
+#include "app/common/color_dialog.h"
 #include "shell/texts.h"
 
 namespace tellurine::app {
@@ -57,8 +57,9 @@ QString UserPrompts::GetItem(QWidget* parent, const QString& title, const QStrin
     return QInputDialog::getItem(parent, title, label, items, 0, editable, &chosen);
 }
 
-QColor UserPrompts::GetColor(QWidget* parent, const QColor& initial, const QString& title) {
-    return QColorDialog::getColor(initial, parent, title);
+QColor UserPrompts::GetColor(QWidget* parent, const QColor& initial, const QString& title, bool withAlpha) {
+    CColorDialog dialog(initial, title, withAlpha, colourPrefs_, colourProfile_, parent);
+    return Exec(dialog) == QDialog::Accepted ? dialog.Color() : QColor();
 }
 
 void UserPrompts::ShowProgress(QProgressDialog& dialog) { dialog.show(); }

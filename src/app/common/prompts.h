@@ -11,6 +11,11 @@ class QDialog;
 class QProgressDialog;
 class QWidget;
 
+namespace tellurine::shell {
+struct Preferences;
+class Profile;
+}  // namespace tellurine::shell
+
 namespace tellurine::app {
 
 class UserPrompts {
@@ -37,10 +42,20 @@ public:
     // typed in its place; `chosen` false when cancelled.
     virtual QString GetItem(QWidget* parent, const QString& title, const QString& label, const QStringList& items,
                             bool& chosen, bool editable = false);
-    // The colour dialog; an invalid colour when cancelled.
-    virtual QColor GetColor(QWidget* parent, const QColor& initial, const QString& title);
+    // The colour dialog (with an alpha field when `withAlpha`); an invalid colour when cancelled.
+    virtual QColor GetColor(QWidget* parent, const QColor& initial, const QString& title, bool withAlpha = false);
+    // Where the colour dialog keeps the colours last chosen and the saved swatches: the
+    // preferences, and the profile they are written to as they change. Without them it keeps none.
+    void KeepColoursIn(shell::Preferences* prefs, shell::Profile* profile) {
+        colourPrefs_ = prefs;
+        colourProfile_ = profile;
+    }
     // Shows the progress of long work; the work's result is dropped when the dialog is cancelled.
     virtual void ShowProgress(QProgressDialog& dialog);
+
+private:
+    shell::Preferences* colourPrefs_ = nullptr;
+    shell::Profile* colourProfile_ = nullptr;
 };
 
 }  // namespace tellurine::app

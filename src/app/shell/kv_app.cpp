@@ -104,6 +104,7 @@ bool CKvApp::InitInstance(const QStringList& arguments) {
 
     // 10. The preferences.
     shell::LoadPreferences(*profile_, prefs);
+    prompts_->KeepColoursIn(&prefs, profile_.get());
     ApplyCanvasPreferences();
     TakeColours(prefs);
     Step("preferences");
