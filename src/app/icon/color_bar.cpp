@@ -168,13 +168,28 @@ void CColorBar::mousePressEvent(QMouseEvent* event) {
 }
 
 void CColorBar::mouseDoubleClickEvent(QMouseEvent* event) {
-    // Any colour, for the depths that hold any colour.
     const QPoint at = event->position().toPoint();
+    // A palette's cell: a new colour for its entry.
+    if (bits_ == 4 || bits_ == 8) {
+        for (std::size_t i = 0; i < cells_.size() && i < palette_.size(); ++i) {
+            if (!CellRect(i).contains(at)) continue;
+            const PaletteEntry& e = palette_.entries[i];
+            const QColor chosen = prompts_.GetColor(this, QColor(e.red, e.green, e.blue), text::kChooseColour);
+            if (chosen.isValid()) emit paletteEntryChosen(static_cast<int>(i), chosen);
+            return;
+        }
+    }
+    // Any colour, for the depths that hold any colour; with its opacity where there is alpha.
     const bool foreground = ForegroundRect().contains(at);
     if (bits_ <= 8 || (!foreground && !BackgroundRect().contains(at))) return;
     const COLORREF now = editor::SampleColour(editor::DrawingColour(colours_, bits_, foreground), palette_, 0);
-    const QColor chosen = prompts_.GetColor(this, QColorOf(now), text::kChooseColour);
-    if (chosen.isValid()) Pick(foreground, ColorRefOf(chosen));
+    QColor initial = QColorOf(now);
+    QSlider* opacity = foreground ? foregroundOpacity : backgroundOpacity;
+    initial.setAlpha(opacity->value());
+    const QColor chosen = prompts_.GetColor(this, initial, text::kChooseColour, bits_ == 32);
+    if (!chosen.isValid()) return;
+    Pick(foreground, ColorRefOf(chosen));
+    if (bits_ == 32) opacity->setValue(chosen.alpha());
 }
 
 }  // namespace tellurine::app

@@ -1,7 +1,8 @@
 // The colour bar: the foreground and background colours a tool draws with, and what they can be
 // chosen from while the active format is edited: its palette (8 bits), black and white (1 bit) or
 // a set of colours and the colour dialog (true colour), the transparent and inverted swatches,
-// and the opacities used on formats with alpha.
+// and the opacities used on formats with alpha. A double-click on a swatch of a 4- or 8-bit
+// palette asks for a new colour of that entry.
 #pragma once
 
 #include <QWidget>
@@ -46,6 +47,8 @@ public:
 
 signals:
     void coloursChanged();
+    // A palette entry of the edited (4- or 8-bit) format given a new colour by a double-click.
+    void paletteEntryChosen(int index, const QColor& colour);
 
 protected:
     void paintEvent(QPaintEvent* event) override;

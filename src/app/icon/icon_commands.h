@@ -2,6 +2,7 @@
 // their palette, and the Image and Filters menus.
 #pragma once
 
+class QColor;
 class QMenu;
 class QToolBar;
 
@@ -21,5 +22,8 @@ struct ToolPalette {
 void RegisterEditCommands(AppContext& app);
 ToolPalette RegisterToolCommands(AppContext& app);
 void RegisterImageCommands(AppContext& app);
+// Gives entry `index` of the palette of the format being edited a new colour, as one undoable
+// step: the pixels of that index show it.
+void ChangePaletteEntry(AppContext& app, int index, const QColor& colour);
 
 }  // namespace tellurine::app

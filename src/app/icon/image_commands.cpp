@@ -296,6 +296,17 @@ void OnBatch(AppContext& app) {
 
 }  // namespace
 
+void ChangePaletteEntry(AppContext& app, int index, const QColor& colour) {
+    const PaletteEntry entry{static_cast<std::uint8_t>(colour.red()), static_cast<std::uint8_t>(colour.green()),
+                             static_cast<std::uint8_t>(colour.blue()), 0};
+    RunImageCommand(app, [index, entry](editor::FormatState& s) {
+        if (index < 0 || static_cast<std::size_t>(index) >= s.palette.size()) return false;
+        Palette palette = s.palette;
+        palette.entries[static_cast<std::size_t>(index)] = entry;
+        return editor::ReplacePalette(s, palette);
+    });
+}
+
 void RegisterImageCommands(AppContext& app) {
     CommandRegistry& commands = app.Commands();
     const auto editing = [&app] { return ActiveCanvas(app) != nullptr; };

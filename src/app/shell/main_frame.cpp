@@ -134,6 +134,8 @@ CMainFrame::CMainFrame(CKvApp& app) : app_(app) {
     mdiArea->setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
     setCentralWidget(mdiArea);
     colorBar = new CColorBar(app_.colours, app_.canvas.resources, app_.Prompts(), this);
+    connect(colorBar, &CColorBar::paletteEntryChosen, this,
+            [this](int index, const QColor& colour) { ChangePaletteEntry(*this, index, colour); });
     auto* colorDock = new QDockWidget(text::kColorBarTitle, this);
     colorDock->setObjectName("colorBar");
     colorDock->setWidget(colorBar);
