@@ -87,15 +87,16 @@ void ColorDialogTest::fieldsFollowEachOtherAndChoicesAreKept() {
 
         d.show();
         QVERIFY(QTest::qWaitForWindowExposed(&d));
-        const QPoint corner = d.picker->mapTo(&d, d.picker->SquareRect().topLeft() + QPoint(2, 2));
+        const QPoint corner = d.picker->mapToGlobal(d.picker->SquareRect().topLeft() + QPoint(2, 2));
         d.pickButton->click();
-        QTest::keyClick(&d, Qt::Key_Escape);
+        QTest::keyClick(d.PickPopup(), Qt::Key_Escape);
         QVERIFY(!d.Picking() && d.isVisible());
         QCOMPARE(d.Color(), QColor(Qt::red));
         d.SetColor(QColor(0, 0, 255));
         d.picker->repaint();
         d.pickButton->click();
-        MouseOn(&d, QEvent::MouseButtonPress, corner, Qt::LeftButton, Qt::LeftButton);
+        QWidget* popup = d.PickPopup();
+        MouseOn(popup, QEvent::MouseButtonPress, popup->mapFromGlobal(corner), Qt::LeftButton, Qt::LeftButton);
         QVERIFY(!d.Picking());
         QCOMPARE(d.Color(), QColor(250, 250, 252));
     };

@@ -15,6 +15,8 @@
 #include <QVBoxLayout>
 #include <algorithm>
 #include <cmath>
+#include <functional>
+#include <utility>
 
 #include "app/common/image_convert.h"
 #include "shell/preferences.h"
@@ -64,6 +66,42 @@ public:
     }
     const QColor& old_;
     const QColor& now_;
+};
+
+// While the dialog picks, a swatch over its Pick button showing the colour under the pointer. As a
+// popup it receives every mouse and key event of the program wherever the pointer is, over any
+// of its windows, also where the system lets no window grab the pointer.
+class PickerSwatch : public QWidget {
+public:
+    PickerSwatch(const QColor& colour, QWidget* parent) : QWidget(parent, Qt::Popup), colour_(colour) {
+        setMouseTracking(true);
+        setCursor(Qt::CrossCursor);
+    }
+    std::function<void(QPoint global, bool take)> point;
+    std::function<void()> cancel;
+
+protected:
+    void paintEvent(QPaintEvent*) override {
+        QPainter painter(this);
+        FillChecks(painter, rect());
+        painter.fillRect(rect(), colour_);
+        painter.setPen(palette().color(QPalette::Shadow));
+        painter.drawRect(rect().adjusted(0, 0, -1, -1));
+    }
+    void mouseMoveEvent(QMouseEvent* event) override { point(event->globalPosition().toPoint(), false); }
+    // The left button takes the colour under the pointer; another gives up.
+    void mousePressEvent(QMouseEvent* event) override {
+        if (event->button() == Qt::LeftButton) return point(event->globalPosition().toPoint(), true);
+        cancel();
+    }
+    void keyPressEvent(QKeyEvent* event) override {
+        if (event->key() == Qt::Key_Escape) cancel();
+    }
+    // Closed by the system (a click outside the program under Wayland): given up.
+    void hideEvent(QHideEvent*) override { cancel(); }
+
+private:
+    const QColor& colour_;
 };
 
 // The colour of the pixel at a point of the screen: read from the screen where the system gives
@@ -356,7 +394,7 @@ void CColorDialog::Keep() {
 }
 
 void CColorDialog::accept() {
-    if (picking_) return;
+    if (Picking()) return;
     std::vector<std::uint32_t> recent = recentRow->Colours();
     shell::PutColourFirst(recent, ColorRefOf(colour_), shell::kRecentColourCount);
     recentRow->SetColours(std::move(recent));
@@ -372,42 +410,32 @@ void CColorDialog::addToSwatches() {
 }
 
 void CColorDialog::pickFromScreen() {
+    if (Picking()) return;
     beforePicking_ = colour_;
-    picking_ = true;
-    setMouseTracking(true);
-    grabMouse(Qt::CrossCursor);
-    grabKeyboard();
+    auto* popup = new PickerSwatch(colour_, this);
+    popup->point = [this](QPoint global, bool take) {
+        QColor c = ColourAt(global);
+        if (c.isValid()) {
+            c.setAlpha(colour_.alpha());
+            SetColor(c);
+            pickPopup_->update();
+        }
+        if (take) EndPicking();
+    };
+    popup->cancel = [this] {
+        if (!Picking()) return;
+        SetColor(beforePicking_);
+        EndPicking();
+    };
+    popup->setGeometry(QRect(pickButton->mapToGlobal(QPoint(0, 0)), pickButton->size()));
+    pickPopup_ = popup;
+    popup->show();
 }
 
 void CColorDialog::EndPicking() {
-    picking_ = false;
-    setMouseTracking(false);
-    releaseMouse();
-    releaseKeyboard();
-}
-
-void CColorDialog::mouseMoveEvent(QMouseEvent* event) {
-    if (!picking_) return QDialog::mouseMoveEvent(event);
-    QColor c = ColourAt(event->globalPosition().toPoint());
-    if (!c.isValid()) return;
-    c.setAlpha(colour_.alpha());
-    SetColor(c);
-}
-
-void CColorDialog::mousePressEvent(QMouseEvent* event) {
-    if (!picking_) return QDialog::mousePressEvent(event);
-    // The left button takes the colour under the pointer; another gives up.
-    mouseMoveEvent(event);
-    if (event->button() != Qt::LeftButton) SetColor(beforePicking_);
-    EndPicking();
-}
-
-void CColorDialog::keyPressEvent(QKeyEvent* event) {
-    if (!picking_) return QDialog::keyPressEvent(event);
-    if (event->key() == Qt::Key_Escape) {
-        SetColor(beforePicking_);
-        EndPicking();
-    }
+    QWidget* popup = std::exchange(pickPopup_, nullptr);
+    popup->hide();
+    popup->deleteLater();
 }
 
 }  // namespace tellurine::app

@@ -88,7 +88,9 @@ public:
     [[nodiscard]] QColor Color() const { return colour_; }
     // The colour shown as the new one, every field following (alpha kept without the alpha field).
     void SetColor(const QColor& colour);
-    [[nodiscard]] bool Picking() const { return picking_; }
+    // While picking: the popup that takes the mouse and the keys (null otherwise).
+    [[nodiscard]] QWidget* PickPopup() const { return pickPopup_; }
+    [[nodiscard]] bool Picking() const { return pickPopup_ != nullptr; }
 
     QSpinBox* red = nullptr;
     QSpinBox* green = nullptr;
@@ -112,11 +114,6 @@ public slots:
     // pointer reads the pixels it passes over.
     void pickFromScreen();
 
-protected:
-    void mousePressEvent(QMouseEvent* event) override;
-    void mouseMoveEvent(QMouseEvent* event) override;
-    void keyPressEvent(QKeyEvent* event) override;
-
 private:
     // Shows a colour and its HSV form in every field but `source`, the one the user is editing.
     void Show(const QColor& colour, const HsvColor& hsv, const QObject* source);
@@ -127,7 +124,7 @@ private:
     QColor colour_;
     HsvColor hsv_;
     QColor beforePicking_;
-    bool picking_ = false;
+    QWidget* pickPopup_ = nullptr;
     shell::Preferences* prefs_;
     shell::Profile* profile_;
     QWidget* preview_ = nullptr;
