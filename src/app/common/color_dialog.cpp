@@ -55,6 +55,8 @@ public:
         setMinimumSize(120, 40);
         setToolTip(text::kColourPreviewHelp);
     }
+
+protected:
     void paintEvent(QPaintEvent*) override {
         QPainter painter(this);
         const QRect all = rect().adjusted(0, 0, -1, -1);
@@ -64,6 +66,8 @@ public:
         painter.setPen(palette().color(QPalette::Shadow));
         painter.drawRect(all);
     }
+
+private:
     const QColor& old_;
     const QColor& now_;
 };
