@@ -167,8 +167,21 @@ std::vector<int> CExplorerView::SelectedRows() const {
     return rows;
 }
 
+std::function<void()> CExplorerView::firstScreenPaintedHook;
+std::function<void()> CExplorerView::allTilesPaintedHook;
+
 void CExplorerView::paintEvent(QPaintEvent* event) {
     QListView::paintEvent(event);
+    const auto call = [](std::function<void()>& hook) {
+        if (!hook) return;
+        auto once = std::move(hook);
+        hook = nullptr;
+        once();
+    };
+    const QModelIndex last = model_->index(model_->rowCount() - 1);
+    if (!document_.IsScanning() || (last.isValid() && visualRect(last).bottom() >= viewport()->height()))
+        call(firstScreenPaintedHook);
+    if (!document_.IsScanning()) call(allTilesPaintedHook);
     if (model_->rowCount() > 0 || document_.IsScanning()) return;
     PaintGridMessage(*this, document_.Entries().empty() ? text::kExplorerNoFiles : text::kExplorerNoneShown);
 }

@@ -6,6 +6,7 @@
 #include <QAbstractListModel>
 #include <QListView>
 #include <QWidget>
+#include <functional>
 #include <vector>
 
 #include "app/explorer/explorer_doc.h"
@@ -54,6 +55,11 @@ public:
     CExplorerView(CExplorerDoc& document, QWidget* parent = nullptr);
     [[nodiscard]] CExplorerModel* Model() const { return model_; }
     [[nodiscard]] std::vector<int> SelectedRows() const;
+    // Called once, after the first paint that fills the view with tiles (or shows every tile
+    // there is), and once after the first paint when every file has been read: the benchmarks of
+    // browsing end there.
+    static std::function<void()> firstScreenPaintedHook;
+    static std::function<void()> allTilesPaintedHook;
 
 protected:
     void paintEvent(QPaintEvent* event) override;
