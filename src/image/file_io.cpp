@@ -368,14 +368,18 @@ void Publish(int slot, const std::string& path) {
 }
 
 extern "C" void RemoveKeptFilesAndEnd(int number) {
-    for (auto& name : keptName)
-        if (const char* path = name.load()) ::unlink(path);
+    RemoveKeptFiles();
     // The handler was reset on entry (SA_RESETHAND): once it returns, the signal raised again
     // ends the process as it would have.
     ::raise(number);
 }
 
 }  // namespace
+
+void RemoveKeptFiles() {
+    for (auto& name : keptName)
+        if (const char* path = name.load()) ::unlink(path);
+}
 
 void RemoveKeptFilesOnInterrupt() {
     struct sigaction action {};

@@ -121,5 +121,8 @@ private:
 // and then end the process as the signal would have. For the command-line tool, whose jobs have
 // no handlers of their own; call it before the first FileReplacer is made.
 void RemoveKeptFilesOnInterrupt();
+// Removes the files the FileReplacers of the process keep or are writing, and nothing else: safe
+// to call from a signal handler, for a program that ends itself from one (a time limit).
+void RemoveKeptFiles();
 
 }  // namespace tellurine

@@ -1,0 +1,127 @@
+#include "formats/icon_thumbnail.h"
+
+#include <algorithm>
+#include <cmath>
+#include <new>
+#include <optional>
+#include <vector>
+
+#include "formats/icon_project.h"
+#include "formats/image_header.h"
+#include "formats/pe_resources.h"
+#include "icon/kv_icon.h"
+#include "image/dib_block.h"
+#include "imaging/resample.h"
+
+namespace tellurine {
+
+int ChooseThumbnailFormat(std::span<const ThumbnailCandidate> formats, int size) {
+    int best = -1;
+    std::int32_t bestSide = 0;
+    int bestBits = 0;
+    for (std::size_t i = 0; i < formats.size(); ++i) {
+        const std::int32_t side = std::max(formats[i].width, formats[i].height);
+        const int bits = formats[i].bits;
+        bool better = best < 0;
+        if (!better && side != bestSide) {
+            // Of two sizes, the one that reaches `size` wins; of two that do, the smaller; of two
+            // that do not, the larger.
+            const bool reaches = side >= size, bestReaches = bestSide >= size;
+            better = reaches != bestReaches ? reaches : reaches ? side < bestSide : side > bestSide;
+        } else if (!better) {
+            better = bits > bestBits;
+        }
+        if (better) {
+            best = static_cast<int>(i);
+            bestSide = side;
+            bestBits = bits;
+        }
+    }
+    return best;
+}
+
+ThumbnailDimensions FitThumbnail(std::int32_t width, std::int32_t height, int size) {
+    const std::int32_t side = std::max(width, height);
+    if (side <= size) return {width, height};
+    const double scale = static_cast<double>(size) / side;
+    const auto fit = [&](std::int32_t v) {
+        return std::clamp(static_cast<std::int32_t>(std::lround(v * scale)), std::int32_t{1}, std::int32_t{size});
+    };
+    return {fit(width), fit(height)};
+}
+
+namespace {
+
+// The chosen picture of a program's first icon group that has an image that can be read: only
+// the headers of that group's images are read to choose, and only the chosen image is decoded.
+bool ProgramPicture(std::span<const std::uint8_t> bytes, int size, Block& picture) {
+    const auto groups = ListExeIconGroups(bytes);
+    if (!groups) return false;
+    for (const StoredExeIconGroup& group : *groups) {
+        std::vector<ThumbnailCandidate> formats;
+        std::vector<std::span<const std::uint8_t>> images;
+        for (const std::span<const std::uint8_t> image : group.images) {
+            const std::optional<StoredImageFormat> format = DescribeStoredImage(image);
+            if (!format) continue;
+            formats.push_back({format->width, format->height, format->Bits()});
+            images.push_back(image);
+        }
+        const int chosen = ChooseThumbnailFormat(formats, size);
+        if (chosen < 0) continue;
+        const std::span<const std::uint8_t> image = images[static_cast<std::size_t>(chosen)];
+        CKvIcon icon;
+        if (icon.ReadImage(image, static_cast<std::uint32_t>(image.size()), 0) == 0) return false;
+        picture = icon.To32BitDib();
+        return !picture.empty();
+    }
+    return false;
+}
+
+// The chosen picture of any other container: an animated cursor's first step, else a format of
+// its first icon.
+bool ContainerPicture(const std::string& path, std::span<const std::uint8_t> bytes, int size, Block& picture,
+                      bool& outOfMemory) {
+    IconFileContents contents;
+    if (!ReadIconContainer(path, bytes, contents, &outOfMemory)) return false;
+    if (contents.container == IconContainer::Ani) {
+        picture = contents.steps.front().image.DetachBlock();
+        return !picture.empty();
+    }
+    const CIconDoc& doc = contents.icons.front().doc;
+    std::vector<ThumbnailCandidate> formats;
+    for (int i = 0; i < doc.GetFormatCount(); ++i) {
+        const CIconObject& f = *doc.GetFormat(i);
+        formats.push_back({f.Width(), f.Height(), f.BitCount()});
+    }
+    const int chosen = ChooseThumbnailFormat(formats, size);
+    if (chosen < 0) return false;
+    picture = doc.GetFormat(chosen)->Icon().To32BitDib();
+    return !picture.empty();
+}
+
+}  // namespace
+
+bool MakeIconThumbnail(const std::string& path, std::span<const std::uint8_t> bytes, int size, Block& picture,
+                       std::string& error) {
+    bool outOfMemory = false;
+    try {
+        Block chosen;
+        const bool read = ClassifyIconFile(path, bytes) == IconContainer::Pe
+                              ? ProgramPicture(bytes, size, chosen)
+                              : ContainerPicture(path, bytes, size, chosen, outOfMemory);
+        if (read) {
+            const auto layout = GetDibLayout(chosen);
+            if (!layout) throw std::bad_alloc();
+            const ThumbnailDimensions fit = FitThumbnail(layout->width, layout->height, size);
+            picture = ResampleDib(chosen, fit.width, fit.height, ResampleQuality::High);
+            if (!picture.empty()) return true;
+            outOfMemory = true;
+        }
+    } catch (const std::bad_alloc&) {
+        outOfMemory = true;
+    }
+    error = outOfMemory ? kOutOfMemoryText : "no icon that can be read";
+    return false;
+}
+
+}  // namespace tellurine
