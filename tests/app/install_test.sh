@@ -10,8 +10,8 @@ trap 'rm -rf "$prefix"' EXIT
 fail() { echo "FAIL: $*" >&2; exit 1; }
 
 cmake --install "$build" --prefix "$prefix" >/dev/null
-for f in bin/tellurine bin/tellurine-cli share/applications/tellurine.desktop share/mime/packages/tellurine.xml \
-         share/tellurine/tellurine.ico; do
+for f in bin/tellurine bin/tellurine-cli bin/tellurine-thumbnailer share/applications/tellurine.desktop \
+         share/mime/packages/tellurine.xml share/thumbnailers/tellurine.thumbnailer share/tellurine/tellurine.ico; do
   [[ -e "$prefix/$f" ]] || fail "$f not installed"
 done
 desktop-file-validate "$prefix/share/applications/tellurine.desktop" || fail "the .desktop file is not valid"
@@ -23,7 +23,7 @@ update-desktop-database "$prefix/share/applications" || fail "update-desktop-dat
 for type in image/vnd.microsoft.icon image/x-win-bitmap application/x-navi-animation image/x-icns; do
   grep -q "^$type=.*tellurine.desktop" "$prefix/share/applications/mimeinfo.cache" || fail "$type does not offer Tellurine"
 done
-for glob in '*.ico' '*.cur' '*.ani' '*.icns'; do
+for glob in '*.ico' '*.cur' '*.ani' '*.icns' '*.icl' '*.rsrc'; do
   grep -q ":${glob//\*/\\*}" "$prefix/share/mime/globs2" || fail "no type for $glob"
 done
 

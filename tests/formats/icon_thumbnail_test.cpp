@@ -1,0 +1,113 @@
+#include "formats/icon_thumbnail.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "formats/format_test_support.h"
+#include "formats/pe_test_writer.h"
+#include "image/dib_block.h"
+
+namespace tellurine {
+namespace {
+
+using format_test::Icon32;
+using format_test::ImageBytes;
+using format_test::PictureOf;
+using format_test::Rgba;
+
+TEST(IconThumbnail, ChoosesTheSmallestFormatReachingTheSizeElseTheLargestThenTheDeepest) {
+    const std::vector<ThumbnailCandidate> icon{{16, 16, 32}, {32, 32, 32}, {48, 48, 32}, {256, 256, 32}};
+    struct Case {
+        std::vector<ThumbnailCandidate> formats;
+        int size;
+        int chosen;
+    };
+    const Case cases[] = {
+        {{}, 32, -1},
+        {icon, 32, 1},
+        {icon, 40, 2},
+        {icon, 8, 0},
+        {icon, 300, 3},
+        {{{32, 32, 4}, {32, 32, 32}, {32, 32, 8}}, 32, 1},     // the deepest of one size
+        {{{16, 16, 32}, {32, 32, 4}}, 24, 1},                  // reaching the size before depth
+        {{{48, 48, 32}, {256, 256, 8}}, 300, 1},               // the largest when none reaches it
+        {{{16, 16, 8}, {16, 16, 32}}, 64, 1},                  // ... and the deepest of those
+        {{{64, 32, 32}, {48, 48, 32}}, 56, 0},                 // measured by the longest side
+        {{{32, 32, 32}, {32, 32, 32}}, 32, 0},                 // the first of equals
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(ChooseThumbnailFormat(c.formats, c.size), c.chosen) << c.size << " of " << c.formats.size();
+}
+
+TEST(IconThumbnail, FitsTheSquareKeepingTheAspectAndNeverEnlarges) {
+    struct Case {
+        std::int32_t width, height;
+        int size;
+        std::int32_t fitWidth, fitHeight;
+    };
+    const Case cases[] = {
+        {256, 256, 128, 128, 128}, {16, 16, 128, 16, 16}, {256, 128, 128, 128, 64},
+        {100, 300, 128, 43, 128},  {1000, 3, 100, 100, 1},
+    };
+    for (const Case& c : cases) {
+        const ThumbnailDimensions fit = FitThumbnail(c.width, c.height, c.size);
+        EXPECT_EQ(fit.width, c.fitWidth) << c.width << "x" << c.height;
+        EXPECT_EQ(fit.height, c.fitHeight) << c.width << "x" << c.height;
+    }
+}
+
+CKvIcon Plain(int size, Rgba colour) {
+    return Icon32(size, size, [&](int, int) { return colour; });
+}
+
+constexpr Rgba kRed{255, 0, 0, 255}, kGreen{0, 255, 0, 255}, kBlue{0, 0, 255, 255};
+
+// The picture made, its size and the colour at its centre.
+struct Made {
+    std::int32_t width = 0, height = 0;
+    Rgba centre{};
+};
+Made Thumbnail(const std::string& name, const std::vector<std::uint8_t>& bytes, int size) {
+    Block picture;
+    std::string error;
+    EXPECT_TRUE(MakeIconThumbnail(name, bytes, size, picture, error)) << name << ": " << error;
+    const auto layout = GetDibLayout(picture);
+    if (!layout) return {};
+    return {layout->width, layout->height,
+            PictureOf(picture)[static_cast<std::size_t>(layout->height / 2 * layout->width + layout->width / 2)]};
+}
+
+TEST(IconThumbnail, AnIconGivesItsChosenFormatResampledToFit) {
+    const auto file = format_test::IconFileOf({Plain(32, kRed), Plain(64, kGreen), Plain(48, kBlue)});
+    const Made made = Thumbnail("a.ico", file, 40);
+    EXPECT_EQ(made.width, 40);
+    EXPECT_EQ(made.height, 40);
+    EXPECT_EQ(made.centre, kBlue);
+}
+
+TEST(IconThumbnail, AProgramGivesItsFirstGroupPassingOverImagesThatCannotBeRead) {
+    using pe_test::GroupData;
+    const std::uint16_t kIcon = 3, kGroup = 14;
+    const std::vector<pe_test::Resource> resources{
+        {kIcon, std::uint16_t{1}, 0, {1, 2, 3, 4}},
+        {kIcon, std::uint16_t{2}, 0, ImageBytes(Plain(32, kRed))},
+        {kIcon, std::uint16_t{3}, 0, ImageBytes(Plain(256, kGreen))},
+        {kGroup, std::uint16_t{1}, 0, GroupData({{1}, {2}})},
+        {kGroup, std::uint16_t{2}, 0, GroupData({{3}})},
+    };
+    const Made made = Thumbnail("a.exe", pe_test::WritePe(resources, true), 128);
+    EXPECT_EQ(made.width, 32);
+    EXPECT_EQ(made.centre, kRed);
+
+    Block picture;
+    std::string error;
+    const std::vector<std::uint8_t> damaged{0x4D, 0x5A, 0, 0};
+    EXPECT_FALSE(MakeIconThumbnail("a.exe", damaged, 128, picture, error));
+    EXPECT_EQ(error, "no icon that can be read");
+}
+
+}  // namespace
+}  // namespace tellurine
