@@ -1,6 +1,7 @@
 #include "formats/svg_file.h"
 
 #include <cairo.h>
+#include <dlfcn.h>
 #include <librsvg/rsvg.h>
 
 #include <algorithm>
@@ -12,10 +13,74 @@
 
 namespace tellurine {
 
+namespace {
+
+// librsvg, with cairo and GLib, loaded on first use: mapping them and the forty libraries they
+// bring costs several milliseconds at every start of a program that links them, which every
+// program of the project would pay, drawing or not (tellurine-thumbnailer, run for each file a
+// file manager shows, never draws).
+struct SvgApi {
+    decltype(&g_memory_input_stream_new_from_data) memoryInputStreamNewFromData;
+    decltype(&g_object_unref) objectUnref;
+    decltype(&g_error_free) errorFree;
+    decltype(&rsvg_handle_new_from_stream_sync) handleNewFromStreamSync;
+    decltype(&rsvg_handle_get_intrinsic_size_in_pixels) handleGetIntrinsicSizeInPixels;
+    decltype(&rsvg_handle_get_intrinsic_dimensions) handleGetIntrinsicDimensions;
+    decltype(&rsvg_handle_render_document) handleRenderDocument;
+    decltype(&cairo_image_surface_create) imageSurfaceCreate;
+    decltype(&cairo_surface_status) surfaceStatus;
+    decltype(&cairo_surface_destroy) surfaceDestroy;
+    decltype(&cairo_create) create;
+    decltype(&cairo_destroy) destroy;
+    decltype(&cairo_surface_flush) surfaceFlush;
+    decltype(&cairo_image_surface_get_data) imageSurfaceGetData;
+    decltype(&cairo_image_surface_get_stride) imageSurfaceGetStride;
+};
+
+template <typename Fn>
+bool Resolve(void* library, const char* name, Fn& out) {
+    out = reinterpret_cast<Fn>(dlsym(library, name));
+    return out != nullptr;
+}
+
+// The functions are looked up through librsvg, which brings cairo, GIO and GLib with it.
+const SvgApi* LoadSvgApi() {
+    void* library = dlopen("librsvg-2.so.2", RTLD_NOW | RTLD_LOCAL);
+    if (library == nullptr) return nullptr;
+    static SvgApi api;
+    const bool ok = Resolve(library, "g_memory_input_stream_new_from_data", api.memoryInputStreamNewFromData) &&
+                    Resolve(library, "g_object_unref", api.objectUnref) &&
+                    Resolve(library, "g_error_free", api.errorFree) &&
+                    Resolve(library, "rsvg_handle_new_from_stream_sync", api.handleNewFromStreamSync) &&
+                    Resolve(library, "rsvg_handle_get_intrinsic_size_in_pixels", api.handleGetIntrinsicSizeInPixels) &&
+                    Resolve(library, "rsvg_handle_get_intrinsic_dimensions", api.handleGetIntrinsicDimensions) &&
+                    Resolve(library, "rsvg_handle_render_document", api.handleRenderDocument) &&
+                    Resolve(library, "cairo_image_surface_create", api.imageSurfaceCreate) &&
+                    Resolve(library, "cairo_surface_status", api.surfaceStatus) &&
+                    Resolve(library, "cairo_surface_destroy", api.surfaceDestroy) &&
+                    Resolve(library, "cairo_create", api.create) &&
+                    Resolve(library, "cairo_destroy", api.destroy) &&
+                    Resolve(library, "cairo_surface_flush", api.surfaceFlush) &&
+                    Resolve(library, "cairo_image_surface_get_data", api.imageSurfaceGetData) &&
+                    Resolve(library, "cairo_image_surface_get_stride", api.imageSurfaceGetStride);
+    if (!ok) {
+        dlclose(library);
+        return nullptr;
+    }
+    return &api;  // the library stays loaded for the life of the process
+}
+
+const SvgApi* GetSvgApi() {
+    static const SvgApi* const api = LoadSvgApi();
+    return api;
+}
+
+}  // namespace
+
 struct SvgDrawing::Handle {
     RsvgHandle* rsvg = nullptr;
     ~Handle() {
-        if (rsvg != nullptr) g_object_unref(rsvg);
+        if (rsvg != nullptr) GetSvgApi()->objectUnref(rsvg);
     }
 };
 
@@ -36,29 +101,34 @@ bool SvgDrawing::Load(std::span<const std::uint8_t> bytes, std::string& error) {
         error = "the drawing is larger than " + std::to_string(kMaxSvgBytes / (1024 * 1024)) + " MB";
         return false;
     }
+    const SvgApi* api = GetSvgApi();
+    if (api == nullptr) {
+        error = "the SVG library (librsvg) cannot be loaded";
+        return false;
+    }
     // Read from memory with no base file: a reference to another file or a URL has nothing to
     // resolve against, so nothing outside the drawing is read.
     GInputStream* stream =
-        g_memory_input_stream_new_from_data(bytes.data(), static_cast<gssize>(bytes.size()), nullptr);
+        api->memoryInputStreamNewFromData(bytes.data(), static_cast<gssize>(bytes.size()), nullptr);
     GError* failure = nullptr;
-    RsvgHandle* rsvg = rsvg_handle_new_from_stream_sync(stream, nullptr, RSVG_HANDLE_FLAGS_NONE, nullptr, &failure);
-    g_object_unref(stream);
+    RsvgHandle* rsvg = api->handleNewFromStreamSync(stream, nullptr, RSVG_HANDLE_FLAGS_NONE, nullptr, &failure);
+    api->objectUnref(stream);
     if (rsvg == nullptr) {
         error = failure != nullptr ? failure->message : "not a drawing that can be read";
-        if (failure != nullptr) g_error_free(failure);
+        if (failure != nullptr) api->errorFree(failure);
         return false;
     }
     handle_ = std::make_unique<Handle>();
     handle_->rsvg = rsvg;
     gdouble w = 0, h = 0;
-    if (rsvg_handle_get_intrinsic_size_in_pixels(rsvg, &w, &h) && w > 0 && h > 0) {
+    if (api->handleGetIntrinsicSizeInPixels(rsvg, &w, &h) && w > 0 && h > 0) {
         width_ = static_cast<int>(std::lround(std::min<gdouble>(w, kMaxSvgSide)));
         height_ = static_cast<int>(std::lround(std::min<gdouble>(h, kMaxSvgSide)));
     } else {
         gboolean hasWidth = FALSE, hasHeight = FALSE, hasBox = FALSE;
         RsvgLength lw{}, lh{};
         RsvgRectangle box{};
-        rsvg_handle_get_intrinsic_dimensions(rsvg, &hasWidth, &lw, &hasHeight, &lh, &hasBox, &box);
+        api->handleGetIntrinsicDimensions(rsvg, &hasWidth, &lw, &hasHeight, &lh, &hasBox, &box);
         if (hasBox && box.width > 0 && box.height > 0) {
             width_ = static_cast<int>(std::lround(std::min<gdouble>(box.width, kMaxSvgSide)));
             height_ = static_cast<int>(std::lround(std::min<gdouble>(box.height, kMaxSvgSide)));
@@ -76,18 +146,19 @@ bool SvgDrawing::LoadFile(const std::string& path, std::string& error) {
 Block SvgDrawing::Render(int width, int height) const {
     if (handle_ == nullptr || width < 1 || height < 1 || width > kMaxSvgSide || height > kMaxSvgSide) return {};
     const std::lock_guard lock(mutex_);
-    cairo_surface_t* surface = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, width, height);
-    if (cairo_surface_status(surface) != CAIRO_STATUS_SUCCESS) {
-        cairo_surface_destroy(surface);
+    const SvgApi* api = GetSvgApi();  // loaded, since a drawing was
+    cairo_surface_t* surface = api->imageSurfaceCreate(CAIRO_FORMAT_ARGB32, width, height);
+    if (api->surfaceStatus(surface) != CAIRO_STATUS_SUCCESS) {
+        api->surfaceDestroy(surface);
         return {};
     }
-    cairo_t* cr = cairo_create(surface);
+    cairo_t* cr = api->create(surface);
     const RsvgRectangle viewport{0, 0, static_cast<double>(width), static_cast<double>(height)};
     GError* failure = nullptr;
-    const bool drawn = rsvg_handle_render_document(handle_->rsvg, cr, &viewport, &failure) != FALSE;
-    if (failure != nullptr) g_error_free(failure);
-    cairo_destroy(cr);
-    cairo_surface_flush(surface);
+    const bool drawn = api->handleRenderDocument(handle_->rsvg, cr, &viewport, &failure) != FALSE;
+    if (failure != nullptr) api->errorFree(failure);
+    api->destroy(cr);
+    api->surfaceFlush(surface);
 
     Block out;
     if (drawn) out = CreateDibBlockForPixels(width, height, 32);
@@ -95,8 +166,8 @@ Block SvgDrawing::Render(int width, int height) const {
     if (layout) {
         // Cairo's pixels are premultiplied 0xAARRGGBB words, top row first; the bitmap's are
         // straight blue, green, red, alpha bytes, bottom row first.
-        const unsigned char* data = cairo_image_surface_get_data(surface);
-        const int stride = cairo_image_surface_get_stride(surface);
+        const unsigned char* data = api->imageSurfaceGetData(surface);
+        const int stride = api->imageSurfaceGetStride(surface);
         for (int y = 0; y < height; ++y) {
             const auto* s = reinterpret_cast<const std::uint32_t*>(data + static_cast<std::ptrdiff_t>(stride) * y);
             std::uint8_t* d = out.data() + layout->RowOffset(height - 1 - y);
@@ -115,7 +186,7 @@ Block SvgDrawing::Render(int width, int height) const {
     } else {
         out = {};
     }
-    cairo_surface_destroy(surface);
+    api->surfaceDestroy(surface);
     return out;
 }
 
