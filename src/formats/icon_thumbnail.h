@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <vector>
 
-#include "image/block.h"
 
 namespace tellurine {
 
@@ -33,10 +33,12 @@ ThumbnailDimensions FitThumbnail(std::int32_t width, std::int32_t height, int si
 // Makes the thumbnail of the icon container whose bytes are given (`path` names it, whose
 // extension tells resource and MacBinary files apart; nothing is read from it): the format
 // ChooseThumbnailFormat picks from the first icon (a program's first icon group, whose images
-// are read only once chosen; an animated cursor's first step), as a 32-bit packed bitmap
-// resampled by ResampleQuality::High to FitThumbnail's size. False, with `error` set, when the
-// bytes hold no icon that can be read or memory runs out.
-bool MakeIconThumbnail(const std::string& path, std::span<const std::uint8_t> bytes, int size, Block& picture,
-                       std::string& error);
+// are read only once chosen; an animated cursor's first step), resampled by ResampleQuality::High
+// to FitThumbnail's size, as an 8-bit RGBA PNG stream (straight alpha). A format stored as a plain
+// RGBA PNG stream that needs no resampling is given as it is stored, unchanged and not decoded
+// again (a program's when the stream is intact, IsIntactPlainRgbaPng). False, with `error` set,
+// when the bytes hold no icon that can be read or memory runs out.
+bool MakeIconThumbnail(const std::string& path, std::span<const std::uint8_t> bytes, int size,
+                       std::vector<std::uint8_t>& png, std::string& error);
 
 }  // namespace tellurine

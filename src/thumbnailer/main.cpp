@@ -15,7 +15,6 @@
 #include "formats/icon_project.h"
 #include "formats/icon_thumbnail.h"
 #include "image/file_io.h"
-#include "imaging/codecs.h"
 
 namespace {
 
@@ -28,8 +27,6 @@ constexpr int kExitUsage = 2;
 constexpr unsigned kTimeLimitSeconds = 2;
 // Thumbnails are asked for up to 1024 pixels; a size past this is a mistake.
 constexpr int kMaxSize = 4096;
-// Small pictures: level 1 packs them within a few percent of level 6, in half the time.
-constexpr int kPngLevel = 1;
 
 // The line the time limit prints, made before the limit is set (a signal handler cannot build it).
 char timeoutLine[8192];
@@ -111,10 +108,8 @@ int main(int argc, char** argv) {
     // The file is read once, whole: it is never looked at again, whatever happens to it meanwhile.
     std::vector<std::uint8_t> bytes;
     if (!ReadFileBytes(args.input, bytes, kMaxMacFileBytes, error)) return Fail(args.input + ": " + error);
-    Block picture;
-    if (!MakeIconThumbnail(args.input, bytes, args.size, picture, error)) return Fail(args.input + ": " + error);
     std::vector<std::uint8_t> png;
-    if (!EncodePng(picture, png, kPngLevel)) return Fail(args.input + ": the thumbnail cannot be encoded as PNG");
+    if (!MakeIconThumbnail(args.input, bytes, args.size, png, error)) return Fail(args.input + ": " + error);
     // Written beside OUTPUT and renamed over it once whole: a failure leaves no file behind.
     FileReplacer writer(Durability::NoFlush);
     if (!writer.Write(args.output, png, error)) return Fail("cannot write " + args.output + ": " + error);

@@ -9,6 +9,7 @@
 #include "formats/format_test_support.h"
 #include "formats/pe_test_writer.h"
 #include "image/dib_block.h"
+#include "imaging/codecs.h"
 
 namespace tellurine {
 namespace {
@@ -71,9 +72,10 @@ struct Made {
     Rgba centre{};
 };
 Made Thumbnail(const std::string& name, const std::vector<std::uint8_t>& bytes, int size) {
-    Block picture;
+    std::vector<std::uint8_t> png;
     std::string error;
-    EXPECT_TRUE(MakeIconThumbnail(name, bytes, size, picture, error)) << name << ": " << error;
+    EXPECT_TRUE(MakeIconThumbnail(name, bytes, size, png, error)) << name << ": " << error;
+    const Block picture = DecodePng(png, 32);
     const auto layout = GetDibLayout(picture);
     if (!layout) return {};
     return {layout->width, layout->height,
@@ -102,10 +104,10 @@ TEST(IconThumbnail, AProgramGivesItsFirstGroupPassingOverImagesThatCannotBeRead)
     EXPECT_EQ(made.width, 32);
     EXPECT_EQ(made.centre, kRed);
 
-    Block picture;
+    std::vector<std::uint8_t> png;
     std::string error;
     const std::vector<std::uint8_t> damaged{0x4D, 0x5A, 0, 0};
-    EXPECT_FALSE(MakeIconThumbnail("a.exe", damaged, 128, picture, error));
+    EXPECT_FALSE(MakeIconThumbnail("a.exe", damaged, 128, png, error));
     EXPECT_EQ(error, "no icon that can be read");
 }
 
