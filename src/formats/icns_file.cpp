@@ -285,8 +285,21 @@ Outcome ElementImage(const Element& e, const Masks& masks, CKvIcon& icon) {
 // Reads a family into `group`; `budget` is what may still be decoded, and shrinks by what was.
 // Elements left out go to `skipped` (when given) with offsets from `base` plus their place in
 // the family.
+// The size an element's picture has, told before decoding it: its stream's own, else its type's.
+// Nothing when neither tells it.
+std::optional<std::pair<std::int32_t, std::int32_t>> PictureSize(const Element& e) {
+    std::int32_t w = 0, h = 0;
+    if (IsPngStream(e.data)) return PngDimensions(e.data, w, h) ? std::optional(std::pair(w, h)) : std::nullopt;
+    if (IsJpeg2000Stream(e.data))
+        return Jpeg2000Dimensions(e.data, w, h) ? std::optional(std::pair(w, h)) : std::nullopt;
+    if (e.row >= 0) return std::pair(kIcnsRows[e.row].width, kIcnsRows[e.row].height);
+    const std::int32_t side = ModernIcnsElementSize(e.type);
+    if (side > 0) return std::pair(side, side);
+    return std::nullopt;
+}
+
 bool ReadFamily(std::span<const std::uint8_t> family, CIconGroup& group, std::size_t& budget,
-                std::vector<IcnsSkippedElement>* skipped, std::size_t base) {
+                std::vector<IcnsSkippedElement>* skipped, std::size_t base, const IcnsWantedSize* wanted = nullptr) {
     const auto skip = [&](const Element& e, IcnsSkipReason reason) {
         if (skipped != nullptr) skipped->push_back({e.type, base + e.offset, reason});
     };
@@ -323,6 +336,10 @@ bool ReadFamily(std::span<const std::uint8_t> family, CIconGroup& group, std::si
         if (walkOutcome) {
             skip(e, *walkOutcome);
             continue;
+        }
+        if (wanted != nullptr) {
+            const auto size = PictureSize(e);
+            if (size && !(*wanted)(size->first, size->second)) continue;
         }
         CKvIcon icon;
         if (const Outcome outcome = ElementImage(e, masks, icon)) {
@@ -750,7 +767,10 @@ std::vector<MacIconFamily> ReadMacResourceFamilies(std::span<const std::uint8_t>
     return families;
 }
 
-bool ReadIcnsFile(std::span<const std::uint8_t> file, CIconDoc& doc, std::vector<IcnsSkippedElement>* skipped) {
+namespace {
+
+bool ReadFile(std::span<const std::uint8_t> file, CIconDoc& doc, std::vector<IcnsSkippedElement>* skipped,
+              const IcnsWantedSize* wanted) {
     doc.RemoveAll();
     // The located family is read; should it give nothing (the scan can stop at a file type
     // "icns" in a MacBinary header), the scan goes on from there.
@@ -763,7 +783,7 @@ bool ReadIcnsFile(std::span<const std::uint8_t> file, CIconDoc& doc, std::vector
         std::size_t budget = kMaxIcnsDecodedBytes;
         bool read = false;
         try {
-            read = ReadFamily(file.subspan(from + *start), group, budget, &left, from + *start);
+            read = ReadFamily(file.subspan(from + *start), group, budget, &left, from + *start, wanted);
         } catch (const std::bad_alloc&) {
             read = false;
         }
@@ -776,6 +796,16 @@ bool ReadIcnsFile(std::span<const std::uint8_t> file, CIconDoc& doc, std::vector
     if (skipped != nullptr) *skipped = std::move(left);
     doc.macintosh = true;
     return true;
+}
+
+}  // namespace
+
+bool ReadIcnsFile(std::span<const std::uint8_t> file, CIconDoc& doc, std::vector<IcnsSkippedElement>* skipped) {
+    return ReadFile(file, doc, skipped, nullptr);
+}
+
+bool ReadIcnsFile(std::span<const std::uint8_t> file, CIconDoc& doc, const IcnsWantedSize& wanted) {
+    return ReadFile(file, doc, nullptr, &wanted);
 }
 
 }  // namespace tellurine

@@ -8,6 +8,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <span>
 #include <string>
@@ -141,5 +142,13 @@ std::vector<MacIconFamily> ReadMacResourceFamilies(std::span<const std::uint8_t>
 // the elements of the family read that were left out (offsets from the start of the file); it is
 // emptied on failure.
 bool ReadIcnsFile(std::span<const std::uint8_t> file, CIconDoc& doc, std::vector<IcnsSkippedElement>* skipped = nullptr);
+
+// Which pictures of a family are decoded, asked with the size each one's stream header or element
+// type gives before anything of it is decoded: for a reader that wants few of the sizes (a
+// thumbnail). A picture that is not wanted is left out as if the family did not hold it (and not
+// listed as skipped); one whose size cannot be told beforehand is always decoded.
+using IcnsWantedSize = std::function<bool(std::int32_t width, std::int32_t height)>;
+// ReadIcnsFile, decoding only the pictures `wanted` asks for.
+bool ReadIcnsFile(std::span<const std::uint8_t> file, CIconDoc& doc, const IcnsWantedSize& wanted);
 
 }  // namespace tellurine

@@ -6,6 +6,7 @@
 #include <optional>
 #include <vector>
 
+#include "formats/icns_file.h"
 #include "formats/icon_project.h"
 #include "formats/image_header.h"
 #include "formats/pe_resources.h"
@@ -104,14 +105,8 @@ bool ProgramThumbnail(std::span<const std::uint8_t> bytes, int size, std::vector
     return false;
 }
 
-// Any other container: an animated cursor's first step, else the chosen format of its first icon.
-bool ContainerThumbnail(const std::string& path, std::span<const std::uint8_t> bytes, int size,
-                        std::vector<std::uint8_t>& png, bool& outOfMemory) {
-    IconFileContents contents;
-    if (!ReadIconContainer(path, bytes, contents, &outOfMemory)) return false;
-    if (contents.container == IconContainer::Ani)
-        return Deliver({}, 0, 0, contents.steps.front().image.DetachBlock(), size, png);
-    const CIconDoc& doc = contents.icons.front().doc;
+// The chosen format of an icon.
+bool FormatThumbnail(const CIconDoc& doc, int size, std::vector<std::uint8_t>& png) {
     std::vector<ThumbnailCandidate> formats;
     for (int i = 0; i < doc.GetFormatCount(); ++i) {
         const CIconObject& f = *doc.GetFormat(i);
@@ -125,15 +120,44 @@ bool ContainerThumbnail(const std::string& path, std::span<const std::uint8_t> b
                    stored.empty() ? icon.To32BitDib() : Block(), size, png);
 }
 
+// A Macintosh icon family: the sizes its elements tell are gathered first, nothing decoded, and
+// then only the pictures of the size chosen (and those whose size cannot be told) are decoded; the
+// whole family when that gives nothing.
+bool FamilyThumbnail(std::span<const std::uint8_t> bytes, int size, std::vector<std::uint8_t>& png) {
+    std::vector<ThumbnailCandidate> sizes;
+    CIconDoc doc;
+    ReadIcnsFile(bytes, doc, [&](std::int32_t width, std::int32_t height) {
+        sizes.push_back({width, height, 0});
+        return false;
+    });
+    const int chosen = ChooseThumbnailFormat(sizes, size);
+    const bool read = chosen >= 0 && ReadIcnsFile(bytes, doc, [&](std::int32_t width, std::int32_t height) {
+        const ThumbnailCandidate& want = sizes[static_cast<std::size_t>(chosen)];
+        return width == want.width && height == want.height;
+    });
+    return (read || ReadIcnsFile(bytes, doc)) && FormatThumbnail(doc, size, png);
+}
+
+// Any other container: an animated cursor's first step, else the chosen format of its first icon.
+bool ContainerThumbnail(const std::string& path, std::span<const std::uint8_t> bytes, int size,
+                        std::vector<std::uint8_t>& png, bool& outOfMemory) {
+    IconFileContents contents;
+    if (!ReadIconContainer(path, bytes, contents, &outOfMemory)) return false;
+    if (contents.container == IconContainer::Ani)
+        return Deliver({}, 0, 0, contents.steps.front().image.DetachBlock(), size, png);
+    return FormatThumbnail(contents.icons.front().doc, size, png);
+}
+
 }  // namespace
 
 bool MakeIconThumbnail(const std::string& path, std::span<const std::uint8_t> bytes, int size,
                        std::vector<std::uint8_t>& png, std::string& error) {
     bool outOfMemory = false;
     try {
-        const bool made = ClassifyIconFile(path, bytes) == IconContainer::Pe
-                              ? ProgramThumbnail(bytes, size, png)
-                              : ContainerThumbnail(path, bytes, size, png, outOfMemory);
+        const IconContainer container = ClassifyIconFile(path, bytes);
+        const bool made = container == IconContainer::Pe     ? ProgramThumbnail(bytes, size, png)
+                          : container == IconContainer::Icns ? FamilyThumbnail(bytes, size, png)
+                                                             : ContainerThumbnail(path, bytes, size, png, outOfMemory);
         if (made) return true;
     } catch (const std::bad_alloc&) {
         outOfMemory = true;
