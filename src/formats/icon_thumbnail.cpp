@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "formats/icns_file.h"
+#include "formats/ico_file.h"
 #include "formats/icon_project.h"
 #include "formats/image_header.h"
 #include "formats/pe_resources.h"
@@ -120,22 +121,23 @@ bool FormatThumbnail(const CIconDoc& doc, int size, std::vector<std::uint8_t>& p
                    stored.empty() ? icon.To32BitDib() : Block(), size, png);
 }
 
-// A Macintosh icon family: the sizes its elements tell are gathered first, nothing decoded, and
-// then only the pictures of the size chosen (and those whose size cannot be told) are decoded; the
-// whole family when that gives nothing.
-bool FamilyThumbnail(std::span<const std::uint8_t> bytes, int size, std::vector<std::uint8_t>& png) {
+// An icon file or a Macintosh family, read by `read(doc, wanted)` twice: first gathering the
+// sizes its pictures' headers tell, decoding nothing, then decoding only the pictures of the size
+// chosen (and those whose size cannot be told); every picture when that gives nothing.
+template <typename Read>
+bool ChosenSizeThumbnail(const Read& read, int size, std::vector<std::uint8_t>& png) {
     std::vector<ThumbnailCandidate> sizes;
     CIconDoc doc;
-    ReadIcnsFile(bytes, doc, [&](std::int32_t width, std::int32_t height) {
+    read(doc, [&](std::int32_t width, std::int32_t height) {
         sizes.push_back({width, height, 0});
         return false;
     });
     const int chosen = ChooseThumbnailFormat(sizes, size);
-    const bool read = chosen >= 0 && ReadIcnsFile(bytes, doc, [&](std::int32_t width, std::int32_t height) {
+    const bool made = chosen >= 0 && read(doc, [&](std::int32_t width, std::int32_t height) {
         const ThumbnailCandidate& want = sizes[static_cast<std::size_t>(chosen)];
         return width == want.width && height == want.height;
     });
-    return (read || ReadIcnsFile(bytes, doc)) && FormatThumbnail(doc, size, png);
+    return (made || read(doc, [](std::int32_t, std::int32_t) { return true; })) && FormatThumbnail(doc, size, png);
 }
 
 // Any other container: an animated cursor's first step, else the chosen format of its first icon.
@@ -154,10 +156,20 @@ bool MakeIconThumbnail(const std::string& path, std::span<const std::uint8_t> by
                        std::vector<std::uint8_t>& png, std::string& error) {
     bool outOfMemory = false;
     try {
-        const IconContainer container = ClassifyIconFile(path, bytes);
-        const bool made = container == IconContainer::Pe     ? ProgramThumbnail(bytes, size, png)
-                          : container == IconContainer::Icns ? FamilyThumbnail(bytes, size, png)
-                                                             : ContainerThumbnail(path, bytes, size, png, outOfMemory);
+        const auto readFamily = [&](CIconDoc& doc, const IcnsWantedSize& wanted) {
+            return ReadIcnsFile(bytes, doc, wanted);
+        };
+        const auto readIcon = [&](CIconDoc& doc, const IconWantedSize& wanted) {
+            return bytes.size() <= kMaxIconFileBytes && ReadIconFile(bytes, doc, wanted);
+        };
+        bool made = false;
+        switch (ClassifyIconFile(path, bytes)) {
+            case IconContainer::Pe: made = ProgramThumbnail(bytes, size, png); break;
+            case IconContainer::Icns: made = ChosenSizeThumbnail(readFamily, size, png); break;
+            case IconContainer::Ico:
+            case IconContainer::Cur: made = ChosenSizeThumbnail(readIcon, size, png); break;
+            default: made = ContainerThumbnail(path, bytes, size, png, outOfMemory);
+        }
         if (made) return true;
     } catch (const std::bad_alloc&) {
         outOfMemory = true;
