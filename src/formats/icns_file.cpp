@@ -282,31 +282,16 @@ Outcome ElementImage(const Element& e, const Masks& masks, CKvIcon& icon) {
     return outcome && streamOutcome ? streamOutcome : outcome;
 }
 
-// Reads a family into `group`; `budget` is what may still be decoded, and shrinks by what was.
-// Elements left out go to `skipped` (when given) with offsets from `base` plus their place in
-// the family.
-// The size an element's picture has, told before decoding it: its stream's own, else its type's.
-// Nothing when neither tells it.
-std::optional<std::pair<std::int32_t, std::int32_t>> PictureSize(const Element& e) {
-    std::int32_t w = 0, h = 0;
-    if (IsPngStream(e.data)) return PngDimensions(e.data, w, h) ? std::optional(std::pair(w, h)) : std::nullopt;
-    if (IsJpeg2000Stream(e.data))
-        return Jpeg2000Dimensions(e.data, w, h) ? std::optional(std::pair(w, h)) : std::nullopt;
-    if (e.row >= 0) return std::pair(kIcnsRows[e.row].width, kIcnsRows[e.row].height);
-    const std::int32_t side = ModernIcnsElementSize(e.type);
-    if (side > 0) return std::pair(side, side);
-    return std::nullopt;
-}
-
-bool ReadFamily(std::span<const std::uint8_t> family, CIconGroup& group, std::size_t& budget,
-                std::vector<IcnsSkippedElement>* skipped, std::size_t base, const IcnsWantedSize* wanted = nullptr) {
-    const auto skip = [&](const Element& e, IcnsSkipReason reason) {
-        if (skipped != nullptr) skipped->push_back({e.type, base + e.offset, reason});
-    };
-    // Pictures in file order, each with the reason it was skipped when that is known from the walk.
+// What a walk of a family finds: its pictures in file order, each with the reason it was skipped
+// when that is known from the walk, and its masks.
+struct FamilyPictures {
     std::vector<std::pair<Element, Outcome>> pictures;
     Masks masks;
-    const bool walked = WalkElements(family, [&](const Element& e) {
+};
+
+bool CollectPictures(std::span<const std::uint8_t> family, FamilyPictures& found) {
+    auto& [pictures, masks] = found;
+    return WalkElements(family, [&](const Element& e) {
         if (e.row < 0) {
             if (ModernIcnsElementSize(e.type) > 0 || IsStream(e.data)) pictures.push_back({e, kMade});
             return;
@@ -328,30 +313,79 @@ bool ReadFamily(std::span<const std::uint8_t> family, CIconGroup& group, std::si
         }
         if (IsColorRow(e.row)) pictures.push_back({Element{e.type, e.row, color, e.offset}, kMade});
     });
-    if (!walked) return false;
+}
 
+// One picture of a family decoded as the reader keeps it.
+Outcome FamilyImage(const Element& e, const Masks& masks, CKvIcon& icon) {
+    if (const Outcome outcome = ElementImage(e, masks, icon)) return outcome;
+    // Pictures of 256 pixels and more are PNG-compressed when saved as a Windows icon.
+    icon.SetCompressed(icon.Width() >= 256 && icon.Height() >= 256);
+    // The picture remembers its element, and the stream it came from, so that a family saved
+    // again gives it the same element, byte for byte while it is unchanged.
+    icon.SetMacElement({e.type, IsPngStream(e.data)});
+    if (IsStream(e.data)) icon.KeepSourceStream(e.data);
+    return kMade;
+}
+
+// The 32-bit format a stream element reads as, from the stream's header alone; nothing when the
+// header is missing or damaged. Past kMaxIcnsStreamPixels the reason is TooLarge.
+Outcome StreamFormat(std::span<const std::uint8_t> data, IcnsPictureFormat& format) {
+    std::int32_t width = 0, height = 0;
+    const bool png = IsPngStream(data);
+    if (png ? !PngDimensions(data, width, height) : !Jpeg2000Dimensions(data, width, height))
+        return IcnsSkipReason::BadStream;
+    if (std::int64_t{width} * height > kMaxIcnsStreamPixels) return IcnsSkipReason::TooLarge;
+    IconImageLayout layout;
+    if (!CKvIcon::ComputeLayout(width, height, 0, true, layout)) return png ? IcnsSkipReason::BadStream : IcnsSkipReason::TooLarge;
+    format.width = width;
+    format.height = height;
+    format.colors = 0;
+    format.alpha = true;
+    format.blockSize = layout.blockSize;
+    return kMade;
+}
+
+// The format one picture of a family reads as: a stream's from its header, any other picture's
+// by decoding it (the unpacked and run-length forms are small and cheap to make).
+Outcome PictureFormat(const Element& e, const Masks& masks, IcnsPictureFormat& format) {
+    const bool classicIndexed = e.row >= 0 && e.row < kFirstStreamRow && !IsTrueColorRow(e.row);
+    if (!classicIndexed && IsStream(e.data)) {
+        const Outcome outcome = StreamFormat(e.data, format);
+        // A classic true-colour element whose stream is damaged is tried in the classic forms.
+        if (!outcome || !IsTrueColorRow(e.row)) return outcome;
+    }
+    CKvIcon icon;
+    if (const Outcome outcome = ElementImage(e, masks, icon)) return outcome;
+    format.width = static_cast<std::int32_t>(icon.Width());
+    format.height = static_cast<std::int32_t>(icon.Height());
+    format.colors = icon.ColorCount();
+    format.alpha = icon.HasAlpha();
+    format.blockSize = icon.BlockSize();
+    return kMade;
+}
+
+// Reads a family into `group`; `budget` is what may still be decoded, and shrinks by what was.
+// Elements left out go to `skipped` (when given) with offsets from `base` plus their place in
+// the family.
+bool ReadFamily(std::span<const std::uint8_t> family, CIconGroup& group, std::size_t& budget,
+                std::vector<IcnsSkippedElement>* skipped, std::size_t base) {
+    const auto skip = [&](const Element& e, IcnsSkipReason reason) {
+        if (skipped != nullptr) skipped->push_back({e.type, base + e.offset, reason});
+    };
+    FamilyPictures found;
+    if (!CollectPictures(family, found)) return false;
     std::vector<CKvIcon> images;
     std::size_t decoded = 0;  // never more than budget
-    for (const auto& [e, walkOutcome] : pictures) {
+    for (const auto& [e, walkOutcome] : found.pictures) {
         if (walkOutcome) {
             skip(e, *walkOutcome);
             continue;
         }
-        if (wanted != nullptr) {
-            const auto size = PictureSize(e);
-            if (size && !(*wanted)(size->first, size->second)) continue;
-        }
         CKvIcon icon;
-        if (const Outcome outcome = ElementImage(e, masks, icon)) {
+        if (const Outcome outcome = FamilyImage(e, found.masks, icon)) {
             skip(e, *outcome);
             continue;
         }
-        // Pictures of 256 pixels and more are PNG-compressed when saved as a Windows icon.
-        icon.SetCompressed(icon.Width() >= 256 && icon.Height() >= 256);
-        // The picture remembers its element, and the stream it came from, so that a family saved
-        // again gives it the same element, byte for byte while it is unchanged.
-        icon.SetMacElement({e.type, IsPngStream(e.data)});
-        if (IsStream(e.data)) icon.KeepSourceStream(e.data);
         if (icon.BlockSize() > budget - decoded) {
             skip(e, IcnsSkipReason::TooLarge);
             continue;
@@ -363,6 +397,27 @@ bool ReadFamily(std::span<const std::uint8_t> family, CIconGroup& group, std::si
     budget -= decoded;
     for (CKvIcon& icon : images)
         if (!group.AppendFormat(std::move(icon))) return false;
+    return true;
+}
+
+// Lists a family as ReadFamily reads it (see DescribeIcnsFamily), within the same budget.
+bool DescribeFamily(std::span<const std::uint8_t> family, std::vector<IcnsPictureFormat>& formats,
+                    std::size_t& budget) {
+    FamilyPictures found;
+    if (!CollectPictures(family, found)) return false;
+    std::vector<IcnsPictureFormat> listed;
+    std::size_t decoded = 0;
+    for (const auto& [e, walkOutcome] : found.pictures) {
+        IcnsPictureFormat format;
+        format.type = e.type;
+        format.offset = e.offset;
+        if (walkOutcome || PictureFormat(e, found.masks, format) || format.blockSize > budget - decoded) continue;
+        decoded += format.blockSize;
+        listed.push_back(format);
+    }
+    if (listed.empty()) return false;
+    budget -= decoded;
+    formats.insert(formats.end(), listed.begin(), listed.end());
     return true;
 }
 
@@ -734,63 +789,113 @@ bool WriteIcnsFamily(const CIconDoc& doc, std::vector<std::uint8_t>& out, std::v
     }
 }
 
-std::vector<MacIconFamily> ReadMacResourceFamilies(std::span<const std::uint8_t> file) {
-    std::vector<MacIconFamily> families;
-    const std::vector<MacResource> resources = ListMacResources(file, kIcnsMagic);
-    std::vector<std::size_t> found = FindIcnsFamilies(file);
-    if (found.size() > kMaxMacFamilies) found.resize(kMaxMacFamilies);
-    std::size_t budget = kMaxIcnsDecodedBytes;  // for the whole file
-    for (std::size_t offset : found) {
-        MacIconFamily family;
-        family.offset = offset;
-        bool read = false;
-        try {
-            read = ReadFamily(file.subspan(offset), family.group, budget, &family.skipped, offset);
-        } catch (const std::bad_alloc&) {
-            read = false;
-        }
-        if (!read) continue;
-        const auto resource = std::find_if(resources.begin(), resources.end(),
-                                           [offset](const MacResource& r) { return r.dataOffset == offset; });
-        if (resource == resources.end()) {
-            family.name = std::to_string(offset);
-            family.name.insert(0, 1, '@');
-        } else if (!resource->name.empty()) {
-            family.name = resource->name;
-        } else {
-            family.name = std::to_string(resource->id);
-            family.number = resource->id;
-        }
-        family.group.name = family.name;
-        families.push_back(std::move(family));
-    }
-    return families;
-}
-
 namespace {
 
-bool ReadFile(std::span<const std::uint8_t> file, CIconDoc& doc, std::vector<IcnsSkippedElement>* skipped,
-              const IcnsWantedSize* wanted) {
-    doc.RemoveAll();
-    // The located family is read; should it give nothing (the scan can stop at a file type
-    // "icns" in a MacBinary header), the scan goes on from there.
-    CIconGroup group;
-    std::vector<IcnsSkippedElement> left;
+// Names a family found in a resource or MacBinary file after its resource (see MacIconFamily).
+void NameFamily(const std::vector<MacResource>& resources, std::size_t offset, std::string& name,
+                std::optional<std::int32_t>& number) {
+    const auto resource = std::find_if(resources.begin(), resources.end(),
+                                       [offset](const MacResource& r) { return r.dataOffset == offset; });
+    if (resource == resources.end()) {
+        name = std::to_string(offset);
+        name.insert(0, 1, '@');
+    } else if (!resource->name.empty()) {
+        name = resource->name;
+    } else {
+        name = std::to_string(resource->id);
+        number = resource->id;
+    }
+}
+
+// Calls `read(offset, budget)` for each family start of a resource or MacBinary file (of the first
+// kMaxMacFamilies), with one budget for the whole file; `found(offset, name, number)` names each
+// family it read.
+template <typename Read, typename Found>
+void ForEachResourceFamily(std::span<const std::uint8_t> file, Read&& read, Found&& found) {
+    const std::vector<MacResource> resources = ListMacResources(file, kIcnsMagic);
+    std::vector<std::size_t> starts = FindIcnsFamilies(file);
+    if (starts.size() > kMaxMacFamilies) starts.resize(kMaxMacFamilies);
+    std::size_t budget = kMaxIcnsDecodedBytes;
+    for (const std::size_t offset : starts) {
+        bool ok = false;
+        try {
+            ok = read(offset, budget);
+        } catch (const std::bad_alloc&) {
+            ok = false;
+        }
+        if (!ok) continue;
+        std::string name;
+        std::optional<std::int32_t> number;
+        NameFamily(resources, offset, name, number);
+        found(offset, std::move(name), number);
+    }
+}
+
+// Tries `read(start, budget)` on the family of a ".icns" file, and should it give nothing (the
+// scan can stop at a file type "icns" in a MacBinary header) on each later "icns". The start read.
+template <typename Read>
+std::optional<std::size_t> ReadFirstFamily(std::span<const std::uint8_t> file, Read&& read) {
     std::size_t from = 0;
     std::optional<std::size_t> start = LocateIcnsFamily(file);
     for (std::size_t tries = 0; start && tries < kMaxMacFamilies; ++tries) {
-        left.clear();
         std::size_t budget = kMaxIcnsDecodedBytes;
-        bool read = false;
+        bool ok = false;
         try {
-            read = ReadFamily(file.subspan(from + *start), group, budget, &left, from + *start, wanted);
+            ok = read(from + *start, budget);
         } catch (const std::bad_alloc&) {
-            read = false;
+            ok = false;
         }
-        if (read) break;
+        if (ok) return from + *start;
         from += *start + 1;
         start = FindNextIcns(file.subspan(from));
     }
+    return std::nullopt;
+}
+
+}  // namespace
+
+std::vector<MacIconFamily> ReadMacResourceFamilies(std::span<const std::uint8_t> file) {
+    std::vector<MacIconFamily> families;
+    MacIconFamily family;
+    ForEachResourceFamily(
+        file,
+        [&](std::size_t offset, std::size_t& budget) {
+            family = {};
+            family.offset = offset;
+            return ReadFamily(file.subspan(offset), family.group, budget, &family.skipped, offset);
+        },
+        [&](std::size_t, std::string name, std::optional<std::int32_t> number) {
+            family.name = std::move(name);
+            family.number = number;
+            family.group.name = family.name;
+            families.push_back(std::move(family));
+        });
+    return families;
+}
+
+std::vector<MacFamilyListing> DescribeMacResourceFamilies(std::span<const std::uint8_t> file) {
+    std::vector<MacFamilyListing> families;
+    std::vector<IcnsPictureFormat> formats;
+    ForEachResourceFamily(
+        file,
+        [&](std::size_t offset, std::size_t& budget) {
+            formats.clear();
+            return DescribeFamily(file.subspan(offset), formats, budget);
+        },
+        [&](std::size_t offset, std::string name, std::optional<std::int32_t> number) {
+            families.push_back({std::move(name), number, offset, std::move(formats)});
+        });
+    return families;
+}
+
+bool ReadIcnsFile(std::span<const std::uint8_t> file, CIconDoc& doc, std::vector<IcnsSkippedElement>* skipped) {
+    doc.RemoveAll();
+    CIconGroup group;
+    std::vector<IcnsSkippedElement> left;
+    ReadFirstFamily(file, [&](std::size_t start, std::size_t& budget) {
+        left.clear();
+        return ReadFamily(file.subspan(start), group, budget, &left, start);
+    });
     if (skipped != nullptr) skipped->clear();
     if (group.FormatCount() == 0 || !doc.TakeFormats(group)) return false;
     if (skipped != nullptr) *skipped = std::move(left);
@@ -798,14 +903,34 @@ bool ReadFile(std::span<const std::uint8_t> file, CIconDoc& doc, std::vector<Icn
     return true;
 }
 
-}  // namespace
-
-bool ReadIcnsFile(std::span<const std::uint8_t> file, CIconDoc& doc, std::vector<IcnsSkippedElement>* skipped) {
-    return ReadFile(file, doc, skipped, nullptr);
+std::optional<std::size_t> DescribeIcnsFile(std::span<const std::uint8_t> file, std::vector<IcnsPictureFormat>& formats) {
+    formats.clear();
+    return ReadFirstFamily(file, [&](std::size_t start, std::size_t& budget) {
+        formats.clear();
+        return DescribeFamily(file.subspan(start), formats, budget);
+    });
 }
 
-bool ReadIcnsFile(std::span<const std::uint8_t> file, CIconDoc& doc, const IcnsWantedSize& wanted) {
-    return ReadFile(file, doc, nullptr, &wanted);
+bool DescribeIcnsFamily(std::span<const std::uint8_t> family, std::vector<IcnsPictureFormat>& formats) {
+    formats.clear();
+    std::size_t budget = kMaxIcnsDecodedBytes;
+    try {
+        return DescribeFamily(family, formats, budget);
+    } catch (const std::bad_alloc&) {
+        formats.clear();
+        return false;
+    }
+}
+
+bool ReadIcnsPicture(std::span<const std::uint8_t> family, std::size_t offset, CKvIcon& icon) {
+    try {
+        FamilyPictures found;
+        if (!CollectPictures(family, found)) return false;
+        for (const auto& [e, walkOutcome] : found.pictures)
+            if (e.offset == offset) return !walkOutcome && !FamilyImage(e, found.masks, icon);
+    } catch (const std::bad_alloc&) {
+    }
+    return false;
 }
 
 }  // namespace tellurine

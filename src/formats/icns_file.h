@@ -8,7 +8,6 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <optional>
 #include <span>
 #include <string>
@@ -143,12 +142,38 @@ std::vector<MacIconFamily> ReadMacResourceFamilies(std::span<const std::uint8_t>
 // emptied on failure.
 bool ReadIcnsFile(std::span<const std::uint8_t> file, CIconDoc& doc, std::vector<IcnsSkippedElement>* skipped = nullptr);
 
-// Which pictures of a family are decoded, asked with the size each one's stream header or element
-// type gives before anything of it is decoded: for a reader that wants few of the sizes (a
-// thumbnail). A picture that is not wanted is left out as if the family did not hold it (and not
-// listed as skipped); one whose size cannot be told beforehand is always decoded.
-using IcnsWantedSize = std::function<bool(std::int32_t width, std::int32_t height)>;
-// ReadIcnsFile, decoding only the pictures `wanted` asks for.
-bool ReadIcnsFile(std::span<const std::uint8_t> file, CIconDoc& doc, const IcnsWantedSize& wanted);
+// One picture of a family as a listing tells it: its element and the format it reads as.
+struct IcnsPictureFormat {
+    std::uint32_t type = 0;
+    std::size_t offset = 0;  // of the element's 8-byte header, from the start of the family
+    std::int32_t width = 0;
+    std::int32_t height = 0;
+    std::uint32_t colors = 0;  // colour-table entries; 0 for true colour
+    bool alpha = false;
+    std::size_t blockSize = 0;  // of the image it reads as
+};
+
+// The pictures ReadIcnsFamily reads, in the same order, without decoding a PNG or JPEG 2000
+// stream: such an element is listed at its header's size (PNG's IHDR; JPEG 2000's "ihdr" box or
+// codestream size marker), 32 bits with alpha, so a stream damaged past its header is listed here
+// and only found to fail when it is decoded. Every other picture (packed planes, indexed and 1-bit
+// elements) is small, and made to learn its format. False when ReadIcnsFamily would be.
+bool DescribeIcnsFamily(std::span<const std::uint8_t> family, std::vector<IcnsPictureFormat>& formats);
+// The same for the family ReadIcnsFile reads: where it starts in the file, or nothing.
+std::optional<std::size_t> DescribeIcnsFile(std::span<const std::uint8_t> file, std::vector<IcnsPictureFormat>& formats);
+
+// A family of a resource or MacBinary file as listed (see MacIconFamily and DescribeIcnsFamily).
+struct MacFamilyListing {
+    std::string name;
+    std::optional<std::int32_t> number;
+    std::size_t offset = 0;
+    std::vector<IcnsPictureFormat> formats;  // offsets from the family's start
+};
+// The families ReadMacResourceFamilies reads, listed as DescribeIcnsFamily lists them.
+std::vector<MacFamilyListing> DescribeMacResourceFamilies(std::span<const std::uint8_t> file);
+
+// Decodes the one picture of the family whose element starts at `offset` (as listed), to the image
+// ReadIcnsFamily makes of it, reading only that element and the masks. False when it gives none.
+bool ReadIcnsPicture(std::span<const std::uint8_t> family, std::size_t offset, CKvIcon& icon);
 
 }  // namespace tellurine

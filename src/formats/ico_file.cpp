@@ -1,14 +1,12 @@
 #include "formats/ico_file.h"
 
 #include <limits>
-#include <optional>
 #include <new>
 #include <utility>
 
 #include "image/archive.h"
 #include "image/bytes.h"
 #include "image/file_io.h"
-#include "imaging/codecs.h"
 
 namespace tellurine {
 
@@ -23,21 +21,7 @@ struct DirectoryEntry {
     std::uint32_t offset = 0;
 };
 
-// The size an image's own header gives, before anything of it is decoded; nothing when it has none.
-std::optional<std::pair<std::int32_t, std::int32_t>> ImageSize(std::span<const std::uint8_t> bytes,
-                                                               std::uint32_t offset) {
-    if (offset >= bytes.size()) return std::nullopt;
-    const std::span<const std::uint8_t> image = bytes.subspan(offset);
-    std::int32_t w = 0, h = 0;
-    if (IsPngStream(image)) return PngDimensions(image, w, h) ? std::optional(std::pair(w, h)) : std::nullopt;
-    if (image.size() < 16 || LoadU32(image.data()) < 40) return std::nullopt;  // no BITMAPINFOHEADER
-    w = static_cast<std::int32_t>(LoadU32(image.data() + 4));
-    h = static_cast<std::int32_t>(LoadU32(image.data() + 8));
-    return std::pair(w, h / 2);
-}
-
-bool ReadImages(std::span<const std::uint8_t> bytes, CIconDoc& doc, IconFileType* type,
-                const IconWantedSize* wanted = nullptr) {
+bool ReadImages(std::span<const std::uint8_t> bytes, CIconDoc& doc, IconFileType* type) {
     if (bytes.size() < kHeaderSize) return false;
     const std::uint16_t fileType = LoadU16(bytes.data() + 2);
     const std::uint16_t count = LoadU16(bytes.data() + 4);
@@ -53,10 +37,6 @@ bool ReadImages(std::span<const std::uint8_t> bytes, CIconDoc& doc, IconFileType
         entry.bitCount = LoadU16(e + 6);
         entry.byteCount = LoadU32(e + 8);
         entry.offset = LoadU32(e + 12);
-        if (wanted != nullptr) {
-            const auto size = ImageSize(bytes, entry.offset);
-            if (size && !(*wanted)(size->first, size->second)) continue;
-        }
         if (!ar.Seek(entry.offset)) return false;
         CKvIcon icon;
         if (!icon.ReadImage(ar, entry.byteCount, entry.bitCount)) return false;
@@ -81,29 +61,17 @@ std::uint16_t HotspotField(std::int32_t value, std::uint32_t size) {
 
 }  // namespace
 
-namespace {
-
-bool ReadFile(std::span<const std::uint8_t> bytes, CIconDoc& doc, IconFileType* type, const IconWantedSize* wanted) {
+bool ReadIconFile(std::span<const std::uint8_t> bytes, CIconDoc& doc, IconFileType* type) {
     doc.RemoveAll();
     bool ok = false;
     try {
-        ok = ReadImages(bytes, doc, type, wanted) && doc.GetFormatCount() > 0;
+        ok = ReadImages(bytes, doc, type);
     } catch (const std::bad_alloc&) {
         ok = false;
     }
     if (!ok) doc.RemoveAll();
     else doc.macintosh = false;
     return ok;
-}
-
-}  // namespace
-
-bool ReadIconFile(std::span<const std::uint8_t> bytes, CIconDoc& doc, IconFileType* type) {
-    return ReadFile(bytes, doc, type, nullptr);
-}
-
-bool ReadIconFile(std::span<const std::uint8_t> bytes, CIconDoc& doc, const IconWantedSize& wanted) {
-    return ReadFile(bytes, doc, nullptr, &wanted);
 }
 
 bool WriteIconFile(const CIconDoc& doc, bool explorerCompatibleOrder, std::vector<std::uint8_t>& out,

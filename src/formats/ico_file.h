@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <span>
 #include <optional>
 #include <string>
@@ -34,15 +33,6 @@ enum class IconFileType { Icon = 1, Cursor = 2 };
 // A cursor sets the document's cursor flag and gives each format's image the hotspot of its
 // entry (planes field x, bit count field y) as its point.
 bool ReadIconFile(std::span<const std::uint8_t> bytes, CIconDoc& doc, IconFileType* type = nullptr);
-
-// Which images of an icon or cursor file are read, asked with the size each image's own header
-// gives (a PNG's, or a bitmap's width and half its height) before anything of it is decoded: for a
-// reader that wants few of the sizes (a thumbnail). An image that is not wanted is left out as if
-// the file did not hold it, unread, so it cannot fail the file; one whose header cannot be read is
-// always read.
-using IconWantedSize = std::function<bool(std::int32_t width, std::int32_t height)>;
-// ReadIconFile, reading only the images `wanted` asks for.
-bool ReadIconFile(std::span<const std::uint8_t> bytes, CIconDoc& doc, const IconWantedSize& wanted);
 
 // Writes the formats in their save order (CIconDoc::SaveOrder; the document keeps its own) as an icon file (type 1): header,
 // directory, then each image, in bitmap form or, when its compressed flag is set, as PNG.

@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <cmath>
 #include <new>
+#include <numeric>
 #include <optional>
 #include <vector>
 
-#include "formats/icns_file.h"
-#include "formats/ico_file.h"
+#include "formats/icon_catalog.h"
 #include "formats/icon_project.h"
 #include "formats/image_header.h"
 #include "formats/pe_resources.h"
@@ -106,6 +106,13 @@ bool ProgramThumbnail(std::span<const std::uint8_t> bytes, int size, std::vector
     return false;
 }
 
+// The thumbnail of one format.
+bool IconThumbnail(const CKvIcon& icon, int size, std::vector<std::uint8_t>& png) {
+    const std::span<const std::uint8_t> stored = icon.UnchangedPng();
+    return Deliver(stored, static_cast<std::int32_t>(icon.Width()), static_cast<std::int32_t>(icon.Height()),
+                   stored.empty() ? icon.To32BitDib() : Block(), size, png);
+}
+
 // The chosen format of an icon.
 bool FormatThumbnail(const CIconDoc& doc, int size, std::vector<std::uint8_t>& png) {
     std::vector<ThumbnailCandidate> formats;
@@ -114,30 +121,28 @@ bool FormatThumbnail(const CIconDoc& doc, int size, std::vector<std::uint8_t>& p
         formats.push_back({f.Width(), f.Height(), f.BitCount()});
     }
     const int chosen = ChooseThumbnailFormat(formats, size);
-    if (chosen < 0) return false;
-    const CKvIcon& icon = doc.GetFormat(chosen)->Icon();
-    const std::span<const std::uint8_t> stored = icon.UnchangedPng();
-    return Deliver(stored, static_cast<std::int32_t>(icon.Width()), static_cast<std::int32_t>(icon.Height()),
-                   stored.empty() ? icon.To32BitDib() : Block(), size, png);
+    return chosen >= 0 && IconThumbnail(doc.GetFormat(chosen)->Icon(), size, png);
 }
 
-// An icon file or a Macintosh family, read by `read(doc, wanted)` twice: first gathering the
-// sizes its pictures' headers tell, decoding nothing, then decoding only the pictures of the size
-// chosen (and those whose size cannot be told); every picture when that gives nothing.
-template <typename Read>
-bool ChosenSizeThumbnail(const Read& read, int size, std::vector<std::uint8_t>& png) {
-    std::vector<ThumbnailCandidate> sizes;
-    CIconDoc doc;
-    read(doc, [&](std::int32_t width, std::int32_t height) {
-        sizes.push_back({width, height, 0});
-        return false;
-    });
-    const int chosen = ChooseThumbnailFormat(sizes, size);
-    const bool made = chosen >= 0 && read(doc, [&](std::int32_t width, std::int32_t height) {
-        const ThumbnailCandidate& want = sizes[static_cast<std::size_t>(chosen)];
-        return width == want.width && height == want.height;
-    });
-    return (made || read(doc, [](std::int32_t, std::int32_t) { return true; })) && FormatThumbnail(doc, size, png);
+// An icon file or a Macintosh family: its first icon's formats listed from their headers, and only
+// the chosen one decoded; when that one's data is damaged past its header, the next choice.
+bool CatalogThumbnail(const std::string& path, std::span<const std::uint8_t> bytes, int size,
+                      std::vector<std::uint8_t>& png) {
+    IconCatalog catalog;
+    if (!CatalogIconContainer(path, bytes, catalog) || catalog.icons.empty()) return false;
+    std::vector<ThumbnailCandidate> formats;
+    for (const CatalogFormat& f : catalog.icons.front().formats) formats.push_back({f.width, f.height, f.bits});
+    std::vector<int> indices(formats.size());
+    std::iota(indices.begin(), indices.end(), 0);
+    while (!formats.empty()) {
+        const int chosen = ChooseThumbnailFormat(formats, size);
+        CKvIcon icon;
+        if (ReadCatalogFormat(path, bytes, catalog, 0, indices[static_cast<std::size_t>(chosen)], icon))
+            return IconThumbnail(icon, size, png);
+        formats.erase(formats.begin() + chosen);
+        indices.erase(indices.begin() + chosen);
+    }
+    return false;
 }
 
 // Any other container: an animated cursor's first step, else the chosen format of its first icon.
@@ -156,18 +161,12 @@ bool MakeIconThumbnail(const std::string& path, std::span<const std::uint8_t> by
                        std::vector<std::uint8_t>& png, std::string& error) {
     bool outOfMemory = false;
     try {
-        const auto readFamily = [&](CIconDoc& doc, const IcnsWantedSize& wanted) {
-            return ReadIcnsFile(bytes, doc, wanted);
-        };
-        const auto readIcon = [&](CIconDoc& doc, const IconWantedSize& wanted) {
-            return bytes.size() <= kMaxIconFileBytes && ReadIconFile(bytes, doc, wanted);
-        };
         bool made = false;
         switch (ClassifyIconFile(path, bytes)) {
             case IconContainer::Pe: made = ProgramThumbnail(bytes, size, png); break;
-            case IconContainer::Icns: made = ChosenSizeThumbnail(readFamily, size, png); break;
+            case IconContainer::Icns:
             case IconContainer::Ico:
-            case IconContainer::Cur: made = ChosenSizeThumbnail(readIcon, size, png); break;
+            case IconContainer::Cur: made = CatalogThumbnail(path, bytes, size, png); break;
             default: made = ContainerThumbnail(path, bytes, size, png, outOfMemory);
         }
         if (made) return true;

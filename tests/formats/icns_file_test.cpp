@@ -399,23 +399,6 @@ TEST(IcnsFamily, StreamsAreKeptAndEditsStayInTheirKind) {
     EXPECT_EQ(FormatSizeText(doc, 1), "128 x 128 @2x");
 }
 
-TEST(IcnsFamily, EverySizeIsToldBeforeDecodingAndOnlyTheWantedOnesAreDecoded) {
-    Bytes jp2;
-    ASSERT_TRUE(EncodeJpeg2000(Icon32(512, 512, Picture).To32BitDib(), jp2, "peer"));
-    // The last element's size is its type's: its damaged data is never looked at.
-    const Bytes family = Family({{"ic09", jp2}, {"ic08", PngOf(256)}, {"ic12", PngOf(64)}, {"ic07", Bytes(40, 7)}});
-    std::vector<std::pair<std::int32_t, std::int32_t>> told;
-    CIconDoc doc;
-    EXPECT_FALSE(ReadIcnsFile(family, doc, [&](std::int32_t w, std::int32_t h) {
-        told.emplace_back(w, h);
-        return false;
-    }));
-    EXPECT_EQ(told, (std::vector<std::pair<std::int32_t, std::int32_t>>{{512, 512}, {256, 256}, {64, 64}, {128, 128}}));
-    ASSERT_TRUE(ReadIcnsFile(family, doc, [](std::int32_t w, std::int32_t) { return w == 256; }));
-    ASSERT_EQ(doc.GetFormatCount(), 1);
-    EXPECT_EQ(doc.GetFormat(0)->Width(), 256);
-}
-
 // Damaged and doubled elements: what is sound is read and written back, nothing else.
 TEST(IcnsFamily, HostileFamiliesAreWrittenBackSound) {
     const Bytes png = PngOf(32);

@@ -545,28 +545,5 @@ TEST(IcoFiles, SaveLoadAndTheirFailures) {
     }
 }
 
-TEST(IconFile, EverySizeIsToldBeforeDecodingAndOnlyTheWantedImagesAreRead) {
-    format_test::Bytes file = format_test::IconFileOf({MakeIcon(16, 16, 16, false, 1), MakeIcon(48, 24, 0, true, 2),
-                                          MakeIcon(256, 256, 0, true, 3, true)});
-    std::vector<std::pair<std::int32_t, std::int32_t>> told;
-    CIconDoc doc;
-    EXPECT_FALSE(ReadIconFile(file, doc, [&](std::int32_t w, std::int32_t h) {
-        told.emplace_back(w, h);
-        return false;
-    }));
-    std::sort(told.begin(), told.end());  // in the file's save order
-    EXPECT_EQ(told, (std::vector<std::pair<std::int32_t, std::int32_t>>{{16, 16}, {48, 24}, {256, 256}}));
-
-    // A damaged image that is not wanted is not read, so it does not fail the file.
-    const auto idat = std::search(file.begin(), file.end(), std::begin("IDAT"), std::end("IDAT") - 1);
-    ASSERT_NE(idat, file.end());
-    idat[8] ^= 0xFF;
-    EXPECT_FALSE(ReadIconFile(file, doc));
-    ASSERT_TRUE(ReadIconFile(file, doc, [](std::int32_t w, std::int32_t) { return w == 48; }));
-    ASSERT_EQ(doc.GetFormatCount(), 1);
-    EXPECT_EQ(PictureOf(doc.GetFormat(0)->Icon()), PictureOf(MakeIcon(48, 24, 0, true, 2)));
-}
-
-
 }  // namespace
 }  // namespace tellurine

@@ -1,0 +1,101 @@
+#include "formats/icon_catalog.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <filesystem>
+#include <iostream>
+#include <tuple>
+
+#include "format_test_support.h"
+#include "formats/icns_file.h"
+#include "imaging/codecs.h"
+
+namespace tellurine {
+namespace {
+
+using format_test::Bytes;
+
+using Summary = std::tuple<std::int32_t, std::int32_t, int>;
+
+std::vector<Summary> Summaries(const CatalogIcon& icon) {
+    std::vector<Summary> out;
+    for (const CatalogFormat& f : icon.formats) out.emplace_back(f.width, f.height, f.bits);
+    return out;
+}
+
+std::vector<Summary> Summaries(const CIconDoc& doc) {
+    std::vector<Summary> out;
+    for (int i = 0; i < doc.GetFormatCount(); ++i) {
+        const CIconObject& f = *doc.GetFormat(i);
+        out.emplace_back(f.Width(), f.Height(), f.BitCount());
+    }
+    return out;
+}
+
+bool SamePicture(const CKvIcon& a, const CKvIcon& b) {
+    const Block pa = a.To32BitDib(), pb = b.To32BitDib();
+    return pa.size() == pb.size() && std::memcmp(pa.data(), pb.data(), pa.size()) == 0 && a.PointX() == b.PointX() &&
+           a.PointY() == b.PointY();
+}
+
+// Every file of the development corpus: the catalog lists the icons a full read gives, and of
+// each icon the formats that decode on their own are, in order, the formats of the full read,
+// pixel for pixel. A format listed from its header whose stream is damaged is the one allowed
+// difference: a full read leaves it out (a family) or refuses the file (an icon file).
+TEST(IconCatalog, CorpusListsAndDecodesWhatAFullReadGives) {
+    const std::filesystem::path corpus = format_test::CorpusDir();
+    if (!std::filesystem::is_directory(corpus)) GTEST_SKIP() << "no development corpus at " << corpus;
+    int files = 0, listed = 0, formats = 0, undecodable = 0, refusedButListed = 0;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(corpus)) {
+        if (!entry.is_regular_file()) continue;
+        const std::string path = entry.path().string();
+        SCOPED_TRACE(path);
+        const Bytes bytes = format_test::ReadBytes(entry.path());
+        IconFileContents contents;
+        IconCatalog catalog;
+        const bool read = ReadIconContainer(path, bytes, contents);
+        ++files;
+        if (!CatalogIconContainer(path, bytes, catalog)) {
+            EXPECT_FALSE(read);
+            continue;
+        }
+        ++listed;
+        if (read) {
+            EXPECT_EQ(catalog.container, contents.container);
+        } else {
+            ++refusedButListed;
+        }
+        const int before = undecodable;
+        for (std::size_t i = 0; i < catalog.icons.size(); ++i) {
+            std::vector<Summary> decodedFormats;
+            std::vector<CKvIcon> pictures;
+            for (std::size_t f = 0; f < catalog.icons[i].formats.size(); ++f) {
+                CKvIcon decoded;
+                ++formats;
+                if (!ReadCatalogFormat(path, bytes, catalog, static_cast<int>(i), static_cast<int>(f), decoded)) {
+                    ++undecodable;
+                    continue;
+                }
+                decodedFormats.push_back(Summaries(catalog.icons[i])[f]);
+                pictures.push_back(std::move(decoded));
+            }
+            if (!read) continue;
+            ASSERT_EQ(catalog.icons.size(), contents.icons.size());
+            const NamedIcon& named = contents.icons[i];
+            EXPECT_EQ(catalog.icons[i].name, named.name);
+            EXPECT_EQ(catalog.icons[i].number, named.number);
+            ASSERT_EQ(decodedFormats, Summaries(named.doc)) << "icon " << i;
+            for (int f = 0; f < named.doc.GetFormatCount(); ++f)
+                EXPECT_TRUE(SamePicture(pictures[static_cast<std::size_t>(f)], named.doc.GetFormat(f)->Icon())) << f;
+        }
+        if (!read) {
+            EXPECT_GT(undecodable, before) << "listed a file a full read refuses, every format decoding";
+        }
+    }
+    std::cout << files << " files, " << listed << " listed (" << refusedButListed << " refused by a full read), "
+              << formats << " formats, " << undecodable << " listed but undecodable\n";
+}
+
+}  // namespace
+}  // namespace tellurine
