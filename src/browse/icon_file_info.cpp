@@ -7,11 +7,12 @@
 #include <utility>
 
 #include "browse/likeness.h"
-#include "formats/icon_project.h"
+#include "formats/icon_catalog.h"
 #include "formats/image_file.h"
 #include "formats/svg_file.h"
 #include "image/dib.h"
 #include "image/dib_block.h"
+#include "image/file_io.h"
 #include "imaging/resample.h"
 
 namespace tellurine {
@@ -111,26 +112,28 @@ bool ReadIconFileInfo(const std::string& path, IconFileInfo& info, bool likeness
         if (likeness || tileSize > 0) look = ConvertDibTo32(dib.GetBlock(), false, 0);
         if (tileSize > 0) info.tile = FitTile(look.Duplicate(), tileSize);
     } else {
-        IconFileContents contents;
+        // The formats come from the file's headers; only those the fingerprint and the tile are
+        // taken of are decoded.
+        std::vector<std::uint8_t> bytes;
         std::string error;
-        if (!LoadIconContainer(path, contents, error)) return Fail(info, error.empty() ? "no icon" : error);
-        info.icons = static_cast<int>(contents.icons.size());
-        for (const NamedIcon& icon : contents.icons)
-            for (int i = 0; i < icon.doc.GetFormatCount(); ++i) {
-                const CIconObject& f = *icon.doc.GetFormat(i);
-                info.formats.push_back({f.Width(), f.Height(), f.BitCount()});
-            }
-        if (!contents.icons.empty()) {
-            const CIconDoc& first = contents.icons.front().doc;
-            firstCount = static_cast<std::size_t>(first.GetFormatCount());
-            const std::vector<FormatSummary> own(info.formats.begin(), info.formats.begin() + first.GetFormatCount());
-            const auto nearest = [&](int size) {
-                const int i = NearestFormat(own, size);
-                return i < 0 ? Block() : first.GetFormat(i)->Icon().To32BitDib();
-            };
-            if (likeness) look = nearest(kLikenessSize);
-            if (tileSize > 0) info.tile = FitTile(nearest(tileSize), tileSize);
-        }
+        if (!ReadFileBytes(path, bytes, kMaxMacFileBytes, error)) return Fail(info, error);
+        IconCatalog catalog;
+        if (!CatalogIconContainer(path, bytes, catalog))
+            return Fail(info, "not an icon file that can be read: " + path);
+        info.icons = static_cast<int>(catalog.icons.size());
+        for (const CatalogIcon& icon : catalog.icons)
+            for (const CatalogFormat& f : icon.formats) info.formats.push_back({f.width, f.height, f.bits});
+        firstCount = catalog.icons.front().formats.size();
+        const std::vector<FormatSummary> own(info.formats.begin(),
+                                             info.formats.begin() + static_cast<std::ptrdiff_t>(firstCount));
+        // A format listed from its header whose stream turns out damaged gives no picture.
+        const auto nearest = [&](int size) {
+            const int i = NearestFormat(own, size);
+            CKvIcon image;
+            return i >= 0 && ReadCatalogFormat(path, bytes, catalog, 0, i, image) ? image.To32BitDib() : Block();
+        };
+        if (likeness) look = nearest(kLikenessSize);
+        if (tileSize > 0) info.tile = FitTile(nearest(tileSize), tileSize);
     }
     if (info.formats.empty() || firstCount == 0) return Fail(info, "no icon");
     // The tile's format, of the first icon: the largest, the deepest of that size.
