@@ -290,7 +290,8 @@ struct FamilyPictures {
 };
 
 bool CollectPictures(std::span<const std::uint8_t> family, FamilyPictures& found) {
-    auto& [pictures, masks] = found;
+    auto& pictures = found.pictures;
+    Masks& masks = found.masks;
     return WalkElements(family, [&](const Element& e) {
         if (e.row < 0) {
             if (ModernIcnsElementSize(e.type) > 0 || IsStream(e.data)) pictures.push_back({e, kMade});
@@ -336,7 +337,8 @@ Outcome StreamFormat(std::span<const std::uint8_t> data, IcnsPictureFormat& form
         return IcnsSkipReason::BadStream;
     if (std::int64_t{width} * height > kMaxIcnsStreamPixels) return IcnsSkipReason::TooLarge;
     IconImageLayout layout;
-    if (!CKvIcon::ComputeLayout(width, height, 0, true, layout)) return png ? IcnsSkipReason::BadStream : IcnsSkipReason::TooLarge;
+    if (!CKvIcon::ComputeLayout(width, height, 0, true, layout))
+        return png ? IcnsSkipReason::BadStream : IcnsSkipReason::TooLarge;
     format.width = width;
     format.height = height;
     format.colors = 0;
@@ -903,7 +905,8 @@ bool ReadIcnsFile(std::span<const std::uint8_t> file, CIconDoc& doc, std::vector
     return true;
 }
 
-std::optional<std::size_t> DescribeIcnsFile(std::span<const std::uint8_t> file, std::vector<IcnsPictureFormat>& formats) {
+std::optional<std::size_t> DescribeIcnsFile(std::span<const std::uint8_t> file,
+                                             std::vector<IcnsPictureFormat>& formats) {
     formats.clear();
     return ReadFirstFamily(file, [&](std::size_t start, std::size_t& budget) {
         formats.clear();

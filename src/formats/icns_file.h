@@ -160,7 +160,8 @@ struct IcnsPictureFormat {
 // elements) is small, and made to learn its format. False when ReadIcnsFamily would be.
 bool DescribeIcnsFamily(std::span<const std::uint8_t> family, std::vector<IcnsPictureFormat>& formats);
 // The same for the family ReadIcnsFile reads: where it starts in the file, or nothing.
-std::optional<std::size_t> DescribeIcnsFile(std::span<const std::uint8_t> file, std::vector<IcnsPictureFormat>& formats);
+std::optional<std::size_t> DescribeIcnsFile(std::span<const std::uint8_t> file,
+                                             std::vector<IcnsPictureFormat>& formats);
 
 // A family of a resource or MacBinary file as listed (see MacIconFamily and DescribeIcnsFamily).
 struct MacFamilyListing {

@@ -20,7 +20,8 @@ constexpr std::size_t kIconHeaderSize = 6;
 constexpr std::size_t kIconEntrySize = 16;
 
 // A listed format of the given size and colours.
-CatalogFormat FormatOf(std::int32_t width, std::int32_t height, std::uint32_t colors, bool alpha, CatalogSource source) {
+CatalogFormat FormatOf(std::int32_t width, std::int32_t height, std::uint32_t colors, bool alpha,
+                       CatalogSource source) {
     CatalogFormat format;
     format.width = width;
     format.height = height;
@@ -47,7 +48,8 @@ std::optional<CatalogFormat> DescribeIconImage(std::span<const std::uint8_t> dat
     if (data.size() >= 4 && LoadU32(data.data()) == kPngSignature) {
         if (byteCount == 0 || byteCount > data.size()) return std::nullopt;
         const std::uint32_t depth = std::min<std::uint32_t>(bitCount, 32);
-        if (depth != 1 && depth != 4 && depth != 8 && depth != 24) return DescribeWidePng(data.first(byteCount), blockSize);
+        if (depth != 1 && depth != 4 && depth != 8 && depth != 24)
+            return DescribeWidePng(data.first(byteCount), blockSize);
         // Whether the pixels fit the entry's depth is known only from the pixels.
         CKvIcon icon;
         if (!icon.ReadImage(data, byteCount, bitCount)) return std::nullopt;
@@ -136,7 +138,8 @@ bool CatalogWhole(const std::string& path, std::span<const std::uint8_t> bytes, 
         CatalogIcon icon{named.name, named.number, {}};
         for (int i = 0; i < named.doc.GetFormatCount(); ++i) {
             const CIconObject& f = *named.doc.GetFormat(i);
-            icon.formats.push_back(FormatOf(f.Width(), f.Height(), f.ColorCount(), f.HasAlpha(), CatalogSource::Container));
+            icon.formats.push_back(
+                FormatOf(f.Width(), f.Height(), f.ColorCount(), f.HasAlpha(), CatalogSource::Container));
         }
         catalog.icons.push_back(std::move(icon));
     }
@@ -216,11 +219,11 @@ bool ReadCatalogFormat(const std::string& path, std::span<const std::uint8_t> by
                 break;
             case CatalogSource::Container: {
                 IconFileContents contents;
-                if (!ReadIconContainer(path, bytes, contents) || static_cast<std::size_t>(icon) >= contents.icons.size())
-                    return false;
-                const CIconDoc& doc = contents.icons[static_cast<std::size_t>(icon)].doc;
+                if (!ReadIconContainer(path, bytes, contents)) return false;
+                if (static_cast<std::size_t>(icon) >= contents.icons.size()) return false;
+                CIconDoc& doc = contents.icons[static_cast<std::size_t>(icon)].doc;
                 if (format >= doc.GetFormatCount()) return false;
-                out = std::move(contents.icons[static_cast<std::size_t>(icon)].doc.GetFormat(format)->Icon());
+                out = std::move(doc.GetFormat(format)->Icon());
                 return true;
             }
         }

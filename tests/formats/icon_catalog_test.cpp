@@ -39,6 +39,45 @@ bool SamePicture(const CKvIcon& a, const CKvIcon& b) {
            a.PointY() == b.PointY();
 }
 
+// A stream damaged past its header is listed from the header and found only when decoded: an
+// icon file that a full read refuses, a family element that a full read leaves out.
+TEST(IconCatalog, StreamDamagedPastItsHeaderIsListedButNotDecoded) {
+    CIconDoc family;
+    family.AddFormat(format_test::MakeIcon(32, 32, 0, true, 3));
+    family.AddFormat(format_test::MakeIcon(256, 256, 0, true, 4));
+    Bytes icns;
+    ASSERT_TRUE(WriteIcnsFamily(family, icns, nullptr, {.pngStreams = true}));
+    const struct {
+        const char* path;
+        Bytes bytes;
+        std::vector<Summary> listed;
+        int fullReadFormats;
+    } cases[] = {
+        {"a.ico",
+         format_test::IconFileOf(
+             {format_test::MakeIcon(32, 32, 256, false, 1), format_test::MakeIcon(64, 64, 0, true, 2, true)}),
+         {{32, 32, 8}, {64, 64, 32}},
+         0},
+        {"a.icns", icns, {{32, 32, 32}, {256, 256, 32}}, 1},
+    };
+    for (auto c : cases) {
+        SCOPED_TRACE(c.path);
+        c.bytes[c.bytes.size() - 20] ^= 0x55;  // in the last stream's compressed data, before its CRC and IEND
+        IconCatalog catalog;
+        ASSERT_TRUE(CatalogIconContainer(c.path, c.bytes, catalog));
+        ASSERT_EQ(catalog.icons.size(), 1u);
+        EXPECT_EQ(Summaries(catalog.icons[0]), c.listed);
+        IconFileContents contents;
+        ReadIconContainer(c.path, c.bytes, contents);
+        EXPECT_EQ(contents.icons.empty() ? 0 : contents.icons[0].doc.GetFormatCount(), c.fullReadFormats);
+        CKvIcon image;
+        EXPECT_TRUE(ReadCatalogFormat(c.path, c.bytes, catalog, 0, 0, image));
+        EXPECT_EQ(image.Width(), 32u);
+        for (const auto& [icon, format] : {std::pair{0, 1}, {0, 2}, {1, 0}, {0, -1}})
+            EXPECT_FALSE(ReadCatalogFormat(c.path, c.bytes, catalog, icon, format, image)) << icon << "," << format;
+    }
+}
+
 // Every file of the development corpus: the catalog lists the icons a full read gives, and of
 // each icon the formats that decode on their own are, in order, the formats of the full read,
 // pixel for pixel. A format listed from its header whose stream is damaged is the one allowed
