@@ -1,11 +1,14 @@
 // Feeds arbitrary bytes to the animated-cursor reader: both passes must agree, and every step it
-// gives must be a 32-bit picture of the size it reports.
+// gives must be a 32-bit picture of the size it reports; the catalog of the same bytes agrees
+// with the full read.
 #include <vector>
 
 #include "formats/ani_file.h"
+#include "catalog_check.h"
 #include "harness.h"
 
 void tellurine::fuzz::FuzzInput(std::span<const std::uint8_t> bytes) {
+    CheckCatalog("in.ani", bytes);
     const std::uint32_t frames = CountAniFrames(bytes);
     Check(frames <= kMaxAniFrames);
 

@@ -1,11 +1,13 @@
 // Feeds arbitrary bytes to the Macintosh icon family reader, both as a family and as a resource
 // or MacBinary file to scan; a family that reads is written back, must read again, and must then
-// be written as the same bytes.
+// be written as the same bytes; the catalog of the same bytes, as either kind of file, agrees
+// with the full read.
 #include <vector>
 
 #include "formats/icns_codec.h"
 #include "formats/icns_file.h"
 #include "formats/icon_project.h"
+#include "catalog_check.h"
 #include "harness.h"
 
 namespace tellurine::fuzz {
@@ -56,8 +58,8 @@ void FuzzInput(std::span<const std::uint8_t> bytes) {
         }
     }
     CountIcnsImages(bytes);
-    IconFileContents contents;
-    ReadIconContainer((bytes.size() & 1) != 0 ? "in.rsc" : "in.bin", bytes, contents);
+    CheckCatalog("in.icns", bytes);
+    CheckCatalog((bytes.size() & 1) != 0 ? "in.rsc" : "in.bin", bytes);
 }
 
 }  // namespace tellurine::fuzz

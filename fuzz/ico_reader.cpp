@@ -1,13 +1,16 @@
 // Feeds arbitrary bytes to the icon and cursor file reader and to the single-image reader that
-// icon resources in executables and icon libraries go through; whatever reads is written back.
+// icon resources in executables and icon libraries go through; whatever reads is written back,
+// and the catalog of the same bytes agrees with the full read.
 #include <vector>
 
 #include "formats/ico_file.h"
+#include "catalog_check.h"
 #include "harness.h"
 #include "icon/kv_icon.h"
 #include "image/archive.h"
 
 void tellurine::fuzz::FuzzInput(std::span<const std::uint8_t> bytes) {
+    CheckCatalog("in.ico", bytes);
     CIconDoc doc;
     std::vector<std::uint8_t> out;
     if (ReadIconFile(bytes, doc) && WriteIconFile(doc, (bytes.size() & 1) != 0, out)) {

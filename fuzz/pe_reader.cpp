@@ -1,10 +1,12 @@
 // Feeds arbitrary bytes to the reader of program resources: both listings and the icon groups,
-// checked against each other.
+// checked against each other, and the catalog of the same bytes against the full read.
 #include "formats/pe_resources.h"
+#include "catalog_check.h"
 #include "harness.h"
 #include "image/archive.h"
 
 void tellurine::fuzz::FuzzInput(std::span<const std::uint8_t> bytes) {
+    CheckCatalog("in.exe", bytes);
     const auto icons = ListResources(bytes, 3);
     const auto groups = ListResources(bytes, 14);
     const auto read = ReadExeIcons(bytes);

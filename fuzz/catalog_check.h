@@ -1,0 +1,49 @@
+// The check the readers' targets run on the icon catalog: whatever the bytes, listing them and
+// decoding each listed format on its own agrees with reading the whole file.
+#pragma once
+
+#include <span>
+#include <string>
+
+#include "formats/icon_catalog.h"
+#include "harness.h"
+
+namespace tellurine::fuzz {
+
+// Lists the bytes as a file at `path` and decodes every listed format, which must have the size
+// and depth listed. A file the full read takes is listed; when every listed format decodes, the
+// listing is the full read's icons and formats, in order.
+inline void CheckCatalog(const std::string& path, std::span<const std::uint8_t> bytes) {
+    IconFileContents contents;
+    const bool read = ReadIconContainer(path, bytes, contents);
+    IconCatalog catalog;
+    const bool listed = CatalogIconContainer(path, bytes, catalog);
+    Check(listed || !read);
+    if (!listed) return;
+    bool everyDecoded = true;
+    for (std::size_t i = 0; i < catalog.icons.size(); ++i)
+        for (std::size_t f = 0; f < catalog.icons[i].formats.size(); ++f) {
+            const CatalogFormat& format = catalog.icons[i].formats[f];
+            CKvIcon image;
+            if (!ReadCatalogFormat(path, bytes, catalog, static_cast<int>(i), static_cast<int>(f), image)) {
+                everyDecoded = false;
+                continue;
+            }
+            Check(static_cast<std::int32_t>(image.Width()) == format.width &&
+                  static_cast<std::int32_t>(image.Height()) == format.height &&
+                  CIconObject::DepthFromColors(image.ColorCount(), image.HasAlpha()) == format.bits);
+        }
+    if (!read || !everyDecoded) return;
+    Check(catalog.icons.size() == contents.icons.size());
+    for (std::size_t i = 0; i < catalog.icons.size(); ++i) {
+        const CIconDoc& doc = contents.icons[i].doc;
+        Check(catalog.icons[i].formats.size() == static_cast<std::size_t>(doc.GetFormatCount()));
+        for (int f = 0; f < doc.GetFormatCount(); ++f) {
+            const CatalogFormat& format = catalog.icons[i].formats[static_cast<std::size_t>(f)];
+            Check(format.width == doc.GetFormat(f)->Width() && format.height == doc.GetFormat(f)->Height() &&
+                  format.bits == doc.GetFormat(f)->BitCount());
+        }
+    }
+}
+
+}  // namespace tellurine::fuzz
