@@ -51,7 +51,8 @@ bool ReadInts(std::string_view text, int low, int high, std::vector<int>& out) {
 
 std::string Lowered(const std::string& text) {
     std::string out = text;
-    std::transform(out.begin(), out.end(), out.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    std::transform(out.begin(), out.end(), out.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
     return out;
 }
 

@@ -22,15 +22,15 @@ constexpr std::array<const char*, kIconFileKindCount> kKindNames = {
     "icon", "cursor", "animated-cursor", "macintosh", "program", "library", "picture", "vector"};
 
 constexpr std::pair<std::string_view, IconFileKind> kExtensions[] = {
-    {".ico", IconFileKind::Icon},        {".cur", IconFileKind::Cursor},      {".ani", IconFileKind::AnimatedCursor},
-    {".icns", IconFileKind::Macintosh},  {".rsrc", IconFileKind::Macintosh},  {".rsc", IconFileKind::Macintosh},
-    {".bin", IconFileKind::Macintosh},   {".exe", IconFileKind::Program},     {".dll", IconFileKind::Program},
-    {".ocx", IconFileKind::Program},     {".cpl", IconFileKind::Program},     {".scr", IconFileKind::Program},
-    {".icl", IconFileKind::Library},     {".png", IconFileKind::Picture},     {".bmp", IconFileKind::Picture},
-    {".jpg", IconFileKind::Picture},     {".jpeg", IconFileKind::Picture},    {".gif", IconFileKind::Picture},
-    {".tif", IconFileKind::Picture},     {".tiff", IconFileKind::Picture},    {".psd", IconFileKind::Picture},
-    {".psb", IconFileKind::Picture},     {".ora", IconFileKind::Picture},     {".xcf", IconFileKind::Picture},
-    {".svg", IconFileKind::Vector},      {".svgz", IconFileKind::Vector}};
+    {".ico", IconFileKind::Icon},       {".cur", IconFileKind::Cursor},     {".ani", IconFileKind::AnimatedCursor},
+    {".icns", IconFileKind::Macintosh}, {".rsrc", IconFileKind::Macintosh}, {".rsc", IconFileKind::Macintosh},
+    {".bin", IconFileKind::Macintosh},  {".exe", IconFileKind::Program},    {".dll", IconFileKind::Program},
+    {".ocx", IconFileKind::Program},    {".cpl", IconFileKind::Program},    {".scr", IconFileKind::Program},
+    {".icl", IconFileKind::Library},    {".png", IconFileKind::Picture},    {".bmp", IconFileKind::Picture},
+    {".jpg", IconFileKind::Picture},    {".jpeg", IconFileKind::Picture},   {".gif", IconFileKind::Picture},
+    {".tif", IconFileKind::Picture},    {".tiff", IconFileKind::Picture},   {".psd", IconFileKind::Picture},
+    {".psb", IconFileKind::Picture},    {".ora", IconFileKind::Picture},    {".xcf", IconFileKind::Picture},
+    {".svg", IconFileKind::Vector},     {".svgz", IconFileKind::Vector}};
 
 // The size a likeness fingerprint is taken at: small formats are drawn for it, and it is cheap.
 constexpr int kLikenessSize = 32;
@@ -40,7 +40,8 @@ Block FitTile(Block picture, int side) {
     const std::int32_t w = DibWidth(picture), h = DibHeight(picture);
     if (w <= side && h <= side) return picture;
     const double scale = static_cast<double>(side) / std::max(w, h);
-    return ShrinkDib32(picture, std::max(1, static_cast<int>(w * scale + 0.5)), std::max(1, static_cast<int>(h * scale + 0.5)));
+    return ShrinkDib32(picture, std::max(1, static_cast<int>(w * scale + 0.5)),
+                       std::max(1, static_cast<int>(h * scale + 0.5)));
 }
 
 bool Fail(IconFileInfo& info, std::string error) {
@@ -60,7 +61,9 @@ std::optional<IconFileKind> IconFileKindOfPath(const std::string& path) {
     return std::nullopt;
 }
 
-const char* IconFileKindName(IconFileKind kind) { return kKindNames[static_cast<std::size_t>(kind)]; }
+const char* IconFileKindName(IconFileKind kind) {
+    return kKindNames[static_cast<std::size_t>(kind)];
+}
 
 std::optional<IconFileKind> IconFileKindFromName(std::string_view name) {
     for (std::size_t i = 0; i < kKindNames.size(); ++i)
@@ -74,9 +77,8 @@ int NearestFormat(const std::vector<FormatSummary>& formats, int size) {
     const auto distance = [size](const FormatSummary& f) {
         return std::pair{f.width >= size ? f.width - size : (1 << 20) + size - f.width, -f.bits};
     };
-    const auto nearest = std::min_element(formats.begin(), formats.end(), [&](const auto& a, const auto& b) {
-        return distance(a) < distance(b);
-    });
+    const auto nearest = std::min_element(formats.begin(), formats.end(),
+                                          [&](const auto& a, const auto& b) { return distance(a) < distance(b); });
     return nearest == formats.end() ? -1 : static_cast<int>(nearest - formats.begin());
 }
 
@@ -90,10 +92,10 @@ bool ReadIconFileInfo(const std::string& path, IconFileInfo& info, bool likeness
     info.bytes = std::filesystem::file_size(path, failure);
     const auto written = std::filesystem::last_write_time(path, failure);
     if (failure) return Fail(info, failure.message());
-    info.modified = std::chrono::duration_cast<std::chrono::seconds>(
-                        std::chrono::file_clock::to_sys(written).time_since_epoch())
-                        .count();
-    Block look;                 // the 32-bit picture the fingerprint is taken of
+    info.modified =
+        std::chrono::duration_cast<std::chrono::seconds>(std::chrono::file_clock::to_sys(written).time_since_epoch())
+            .count();
+    Block look;                  // the 32-bit picture the fingerprint is taken of
     std::size_t firstCount = 1;  // the formats of the first icon
     if (info.kind == IconFileKind::Vector) {
         SvgDrawing drawing;
@@ -137,12 +139,12 @@ bool ReadIconFileInfo(const std::string& path, IconFileInfo& info, bool likeness
     }
     if (info.formats.empty() || firstCount == 0) return Fail(info, "no icon");
     // The tile's format, of the first icon: the largest, the deepest of that size.
-    info.best = static_cast<int>(std::max_element(info.formats.begin(), info.formats.begin() + static_cast<std::ptrdiff_t>(firstCount),
-                                                  [](const FormatSummary& a, const FormatSummary& b) {
-                                                      return std::pair{a.width * a.height, a.bits} <
-                                                             std::pair{b.width * b.height, b.bits};
-                                                  }) -
-                                 info.formats.begin());
+    info.best = static_cast<int>(
+        std::max_element(info.formats.begin(), info.formats.begin() + static_cast<std::ptrdiff_t>(firstCount),
+                         [](const FormatSummary& a, const FormatSummary& b) {
+                             return std::pair{a.width * a.height, a.bits} < std::pair{b.width * b.height, b.bits};
+                         }) -
+        info.formats.begin());
     info.likeness = likeness ? LikenessHash(look) : 0;
     return true;
 }

@@ -49,6 +49,8 @@ std::uint64_t LikenessHash(const Block& dib32) {
     return hash;
 }
 
-int LikenessDistance(std::uint64_t a, std::uint64_t b) { return std::popcount(a ^ b); }
+int LikenessDistance(std::uint64_t a, std::uint64_t b) {
+    return std::popcount(a ^ b);
+}
 
 }  // namespace tellurine

@@ -11,9 +11,13 @@
 namespace tellurine {
 namespace {
 
-char Lower(char c) { return static_cast<char>(std::tolower(static_cast<unsigned char>(c))); }
+char Lower(char c) {
+    return static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+}
 
-bool Cancelled(const std::atomic<bool>* cancel) { return cancel != nullptr && cancel->load(); }
+bool Cancelled(const std::atomic<bool>* cancel) {
+    return cancel != nullptr && cancel->load();
+}
 
 // Whether `c` is in the set that opens at pattern[at] (past the "["); `at` is left past the "]".
 // A set without its "]" matches nothing.
@@ -102,8 +106,7 @@ std::vector<std::string> ListIconFiles(const std::string& folder, bool recursive
 }
 
 void ReadIconFileInfos(const std::vector<std::string>& paths, bool likeness, int threads,
-                       const std::function<void(IconFileInfo&&)>& each, const std::atomic<bool>* cancel,
-                       int tileSize) {
+                       const std::function<void(IconFileInfo&&)>& each, const std::atomic<bool>* cancel, int tileSize) {
     std::atomic<std::size_t> next{0};
     const auto work = [&] {
         for (std::size_t i = next++; i < paths.size() && !Cancelled(cancel); i = next++) {

@@ -107,8 +107,8 @@ int RunFind(const FindOptions& o) {
 
 CommandRunner AddFindCommand(CLI::App& app) {
     auto options = std::make_shared<FindOptions>();
-    CLI::App* sub = app.add_subcommand(
-        "find", "List the files under a folder that hold icons matching every condition given");
+    CLI::App* sub =
+        app.add_subcommand("find", "List the files under a folder that hold icons matching every condition given");
     sub->add_option("DIR", options->folder, "The folder searched, with its subfolders")->required();
     sub->add_option("--name", options->name, "File names matching a pattern: * any run, ? any character, [a-z]");
     sub->add_option("--size", options->sizes, "A format this many pixels wide (repeat for any of several)")

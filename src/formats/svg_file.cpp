@@ -10,6 +10,7 @@
 
 #include "image/dib_block.h"
 #include "image/file_io.h"
+#include "image/shared_library.h"
 
 namespace tellurine {
 
@@ -37,32 +38,27 @@ struct SvgApi {
     decltype(&cairo_image_surface_get_stride) imageSurfaceGetStride;
 };
 
-template <typename Fn>
-bool Resolve(void* library, const char* name, Fn& out) {
-    out = reinterpret_cast<Fn>(dlsym(library, name));
-    return out != nullptr;
-}
-
 // The functions are looked up through librsvg, which brings cairo, GIO and GLib with it.
 const SvgApi* LoadSvgApi() {
     void* library = dlopen("librsvg-2.so.2", RTLD_NOW | RTLD_LOCAL);
     if (library == nullptr) return nullptr;
     static SvgApi api;
-    const bool ok = Resolve(library, "g_memory_input_stream_new_from_data", api.memoryInputStreamNewFromData) &&
-                    Resolve(library, "g_object_unref", api.objectUnref) &&
-                    Resolve(library, "g_error_free", api.errorFree) &&
-                    Resolve(library, "rsvg_handle_new_from_stream_sync", api.handleNewFromStreamSync) &&
-                    Resolve(library, "rsvg_handle_get_intrinsic_size_in_pixels", api.handleGetIntrinsicSizeInPixels) &&
-                    Resolve(library, "rsvg_handle_get_intrinsic_dimensions", api.handleGetIntrinsicDimensions) &&
-                    Resolve(library, "rsvg_handle_render_document", api.handleRenderDocument) &&
-                    Resolve(library, "cairo_image_surface_create", api.imageSurfaceCreate) &&
-                    Resolve(library, "cairo_surface_status", api.surfaceStatus) &&
-                    Resolve(library, "cairo_surface_destroy", api.surfaceDestroy) &&
-                    Resolve(library, "cairo_create", api.create) &&
-                    Resolve(library, "cairo_destroy", api.destroy) &&
-                    Resolve(library, "cairo_surface_flush", api.surfaceFlush) &&
-                    Resolve(library, "cairo_image_surface_get_data", api.imageSurfaceGetData) &&
-                    Resolve(library, "cairo_image_surface_get_stride", api.imageSurfaceGetStride);
+    const bool ok =
+        ResolveFunction(library, "g_memory_input_stream_new_from_data", api.memoryInputStreamNewFromData) &&
+        ResolveFunction(library, "g_object_unref", api.objectUnref) &&
+        ResolveFunction(library, "g_error_free", api.errorFree) &&
+        ResolveFunction(library, "rsvg_handle_new_from_stream_sync", api.handleNewFromStreamSync) &&
+        ResolveFunction(library, "rsvg_handle_get_intrinsic_size_in_pixels", api.handleGetIntrinsicSizeInPixels) &&
+        ResolveFunction(library, "rsvg_handle_get_intrinsic_dimensions", api.handleGetIntrinsicDimensions) &&
+        ResolveFunction(library, "rsvg_handle_render_document", api.handleRenderDocument) &&
+        ResolveFunction(library, "cairo_image_surface_create", api.imageSurfaceCreate) &&
+        ResolveFunction(library, "cairo_surface_status", api.surfaceStatus) &&
+        ResolveFunction(library, "cairo_surface_destroy", api.surfaceDestroy) &&
+        ResolveFunction(library, "cairo_create", api.create) &&
+        ResolveFunction(library, "cairo_destroy", api.destroy) &&
+        ResolveFunction(library, "cairo_surface_flush", api.surfaceFlush) &&
+        ResolveFunction(library, "cairo_image_surface_get_data", api.imageSurfaceGetData) &&
+        ResolveFunction(library, "cairo_image_surface_get_stride", api.imageSurfaceGetStride);
     if (!ok) {
         dlclose(library);
         return nullptr;
@@ -108,8 +104,7 @@ bool SvgDrawing::Load(std::span<const std::uint8_t> bytes, std::string& error) {
     }
     // Read from memory with no base file: a reference to another file or a URL has nothing to
     // resolve against, so nothing outside the drawing is read.
-    GInputStream* stream =
-        api->memoryInputStreamNewFromData(bytes.data(), static_cast<gssize>(bytes.size()), nullptr);
+    GInputStream* stream = api->memoryInputStreamNewFromData(bytes.data(), static_cast<gssize>(bytes.size()), nullptr);
     GError* failure = nullptr;
     RsvgHandle* rsvg = api->handleNewFromStreamSync(stream, nullptr, RSVG_HANDLE_FLAGS_NONE, nullptr, &failure);
     api->objectUnref(stream);

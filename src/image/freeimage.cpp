@@ -4,15 +4,11 @@
 
 #include <mutex>
 
+#include "image/shared_library.h"
+
 namespace tellurine {
 
 namespace {
-
-template <typename Fn>
-bool Resolve(void* library, const char* name, Fn& out) {
-    out = reinterpret_cast<Fn>(dlsym(library, name));
-    return out != nullptr;
-}
 
 const FreeImageApi* Load() {
     void* library = nullptr;
@@ -22,34 +18,34 @@ const FreeImageApi* Load() {
     }
     if (library == nullptr) return nullptr;
     static FreeImageApi api;
-    const bool ok = Resolve(library, "FreeImage_Initialise", api.Initialise) &&
-                    Resolve(library, "FreeImage_GetFIFCount", api.GetFIFCount) &&
-                    Resolve(library, "FreeImage_AllocateT", api.AllocateT) &&
-                    Resolve(library, "FreeImage_Clone", api.Clone) &&
-                    Resolve(library, "FreeImage_Unload", api.Unload) &&
-                    Resolve(library, "FreeImage_GetImageType", api.GetImageType) &&
-                    Resolve(library, "FreeImage_GetBPP", api.GetBPP) &&
-                    Resolve(library, "FreeImage_GetWidth", api.GetWidth) &&
-                    Resolve(library, "FreeImage_GetHeight", api.GetHeight) &&
-                    Resolve(library, "FreeImage_GetPitch", api.GetPitch) &&
-                    Resolve(library, "FreeImage_GetPalette", api.GetPalette) &&
-                    Resolve(library, "FreeImage_GetColorsUsed", api.GetColorsUsed) &&
-                    Resolve(library, "FreeImage_GetScanLine", api.GetScanLine) &&
-                    Resolve(library, "FreeImage_GetDotsPerMeterX", api.GetDotsPerMeterX) &&
-                    Resolve(library, "FreeImage_GetDotsPerMeterY", api.GetDotsPerMeterY) &&
-                    Resolve(library, "FreeImage_SetDotsPerMeterX", api.SetDotsPerMeterX) &&
-                    Resolve(library, "FreeImage_SetDotsPerMeterY", api.SetDotsPerMeterY) &&
-                    Resolve(library, "FreeImage_IsTransparent", api.IsTransparent) &&
-                    Resolve(library, "FreeImage_HasPixels", api.HasPixels) &&
-                    Resolve(library, "FreeImage_ConvertTo24Bits", api.ConvertTo24Bits) &&
-                    Resolve(library, "FreeImage_ConvertTo32Bits", api.ConvertTo32Bits) &&
-                    Resolve(library, "FreeImage_OpenMemory", api.OpenMemory) &&
-                    Resolve(library, "FreeImage_CloseMemory", api.CloseMemory) &&
-                    Resolve(library, "FreeImage_AcquireMemory", api.AcquireMemory) &&
-                    Resolve(library, "FreeImage_GetFileTypeFromMemory", api.GetFileTypeFromMemory) &&
-                    Resolve(library, "FreeImage_FIFSupportsReading", api.FIFSupportsReading) &&
-                    Resolve(library, "FreeImage_LoadFromMemory", api.LoadFromMemory) &&
-                    Resolve(library, "FreeImage_SaveToMemory", api.SaveToMemory);
+    const bool ok = ResolveFunction(library, "FreeImage_Initialise", api.Initialise) &&
+                    ResolveFunction(library, "FreeImage_GetFIFCount", api.GetFIFCount) &&
+                    ResolveFunction(library, "FreeImage_AllocateT", api.AllocateT) &&
+                    ResolveFunction(library, "FreeImage_Clone", api.Clone) &&
+                    ResolveFunction(library, "FreeImage_Unload", api.Unload) &&
+                    ResolveFunction(library, "FreeImage_GetImageType", api.GetImageType) &&
+                    ResolveFunction(library, "FreeImage_GetBPP", api.GetBPP) &&
+                    ResolveFunction(library, "FreeImage_GetWidth", api.GetWidth) &&
+                    ResolveFunction(library, "FreeImage_GetHeight", api.GetHeight) &&
+                    ResolveFunction(library, "FreeImage_GetPitch", api.GetPitch) &&
+                    ResolveFunction(library, "FreeImage_GetPalette", api.GetPalette) &&
+                    ResolveFunction(library, "FreeImage_GetColorsUsed", api.GetColorsUsed) &&
+                    ResolveFunction(library, "FreeImage_GetScanLine", api.GetScanLine) &&
+                    ResolveFunction(library, "FreeImage_GetDotsPerMeterX", api.GetDotsPerMeterX) &&
+                    ResolveFunction(library, "FreeImage_GetDotsPerMeterY", api.GetDotsPerMeterY) &&
+                    ResolveFunction(library, "FreeImage_SetDotsPerMeterX", api.SetDotsPerMeterX) &&
+                    ResolveFunction(library, "FreeImage_SetDotsPerMeterY", api.SetDotsPerMeterY) &&
+                    ResolveFunction(library, "FreeImage_IsTransparent", api.IsTransparent) &&
+                    ResolveFunction(library, "FreeImage_HasPixels", api.HasPixels) &&
+                    ResolveFunction(library, "FreeImage_ConvertTo24Bits", api.ConvertTo24Bits) &&
+                    ResolveFunction(library, "FreeImage_ConvertTo32Bits", api.ConvertTo32Bits) &&
+                    ResolveFunction(library, "FreeImage_OpenMemory", api.OpenMemory) &&
+                    ResolveFunction(library, "FreeImage_CloseMemory", api.CloseMemory) &&
+                    ResolveFunction(library, "FreeImage_AcquireMemory", api.AcquireMemory) &&
+                    ResolveFunction(library, "FreeImage_GetFileTypeFromMemory", api.GetFileTypeFromMemory) &&
+                    ResolveFunction(library, "FreeImage_FIFSupportsReading", api.FIFSupportsReading) &&
+                    ResolveFunction(library, "FreeImage_LoadFromMemory", api.LoadFromMemory) &&
+                    ResolveFunction(library, "FreeImage_SaveToMemory", api.SaveToMemory);
     if (!ok) {
         dlclose(library);
         return nullptr;

@@ -167,6 +167,13 @@ inline void WriteProject(const QString& path, std::initializer_list<std::pair<in
     if (!SaveIconProject(path.toStdString(), doc, false, error)) qFatal("cannot write %s: %s", qPrintable(path), error.c_str());
 }
 
+// The names a list model shows, row by row.
+inline QStringList RowNames(const QAbstractItemModel& model) {
+    QStringList names;
+    for (int row = 0; row < model.rowCount(); ++row) names << model.index(row, 0).data().toString();
+    return names;
+}
+
 inline QByteArray ReadAll(const QString& path) {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();

@@ -23,12 +23,7 @@ using namespace tellurine::app::test;
 namespace {
 
 // The names the window shows, in its order.
-QStringList Shown(const CExplorerMDI& frame) {
-    QStringList names;
-    const CExplorerModel& model = *frame.view->Model();
-    for (int row = 0; row < model.rowCount(); ++row) names << model.data(model.index(row), Qt::DisplayRole).toString();
-    return names;
-}
+QStringList Shown(const CExplorerMDI& frame) { return RowNames(*frame.view->Model()); }
 
 }  // namespace
 

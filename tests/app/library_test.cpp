@@ -25,11 +25,7 @@ using namespace tellurine::app::test;
 
 namespace {
 
-QStringList Names(const CFileIclMDI& frame) {
-    QStringList names;
-    for (int row = 0; row < frame.model->rowCount(); ++row) names << frame.model->index(row).data().toString();
-    return names;
-}
+QStringList Names(const CFileIclMDI& frame) { return RowNames(*frame.model); }
 
 // The names a library file holds, in the order it lists them.
 QStringList NamesIn(const QString& path) {

@@ -41,9 +41,10 @@ Stamp StampOf(const std::string& path) {
     const auto written = std::filesystem::last_write_time(path, failure);
     const std::uintmax_t bytes = std::filesystem::file_size(path, failure);
     if (failure) return {};
-    return {std::chrono::duration_cast<std::chrono::seconds>(std::chrono::file_clock::to_sys(written).time_since_epoch())
-                .count(),
-            bytes};
+    return {
+        std::chrono::duration_cast<std::chrono::seconds>(std::chrono::file_clock::to_sys(written).time_since_epoch())
+            .count(),
+        bytes};
 }
 
 }  // namespace
@@ -51,9 +52,9 @@ Stamp StampOf(const std::string& path) {
 // What the worker hands over: the listing once, then files read, then the end.
 struct CExplorerDoc::Batch {
     bool listing = false;
-    std::vector<std::string> paths;    // with the listing: every file there is now
-    std::vector<std::string> folders;  // with the listing: the folders that hold them
-    int toRead = 0;                    // with the listing: how many of them are read
+    std::vector<std::string> paths;     // with the listing: every file there is now
+    std::vector<std::string> folders;   // with the listing: the folders that hold them
+    int toRead = 0;                     // with the listing: how many of them are read
     std::optional<std::uint64_t> like;  // with the listing: the fingerprint of the likeness file
     std::vector<ExplorerEntry> entries;
     bool end = false;
@@ -66,13 +67,17 @@ CExplorerDoc::CExplorerDoc(int templateResource, QObject* parent) : CKvDocument(
     rescan_.setInterval(kRescanDelayMs);
     connect(&rescan_, &QTimer::timeout, this, [this] {
         // A change while reading is read when the reading ends.
-        if (scanning_) rescan_.start();
-        else Scan();
+        if (scanning_)
+            rescan_.start();
+        else
+            Scan();
     });
     connect(&watcher_, &QFileSystemWatcher::directoryChanged, this, [this] { rescan_.start(); });
 }
 
-CExplorerDoc::~CExplorerDoc() { StopWorker(); }
+CExplorerDoc::~CExplorerDoc() {
+    StopWorker();
+}
 
 void CExplorerDoc::StopWorker() {
     if (cancel_) *cancel_ = true;
@@ -125,7 +130,8 @@ void CExplorerDoc::StartWorker(bool keepEntries) {
     const bool likeness = !settings_.likeFile.empty();
     const auto post = [this, generation = ++generation_](std::shared_ptr<Batch> batch) {
         batch->generation = generation;
-        QMetaObject::invokeMethod(this, [this, batch] { Take(batch); }, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(
+            this, [this, batch] { Take(batch); }, Qt::QueuedConnection);
     };
     const auto work = [post, likeness, known = std::move(known), settings = settings_, cancel = cancel_,
                        side = static_cast<int>(kTileSide * ratio_ + 0.5), ratio = ratio_] {
@@ -209,8 +215,10 @@ void CExplorerDoc::Take(const std::shared_ptr<Batch>& batch) {
         if (thread_.joinable()) thread_.join();  // it has nothing left to do but return
         scanning_ = false;
     }
-    if (reset) emit entriesReset();
-    else if (static_cast<int>(entries_.size()) > first) emit entriesAdded(first, static_cast<int>(entries_.size()) - first);
+    if (reset)
+        emit entriesReset();
+    else if (static_cast<int>(entries_.size()) > first)
+        emit entriesAdded(first, static_cast<int>(entries_.size()) - first);
     emit progress();
 }
 
@@ -239,11 +247,11 @@ bool CExplorerDoc::Save(AppContext& app, bool choose) {
     const bool search = TemplateResource() == shell::kTemplateSearch;
     QString path = PathName();
     if (choose || path.isEmpty()) {
-        const QString suggested = QDir(QString::fromStdString(settings_.folder))
-                                      .filePath(QFileInfo(QString::fromStdString(settings_.folder)).fileName() +
-                                                (search ? ".sea" : ".exp"));
-        path = app.Prompts().GetSaveFileName(app.Window(), suggested, search ? text::kSearchFilter : text::kExplorerFilter,
-                                             nullptr);
+        const QString suggested =
+            QDir(QString::fromStdString(settings_.folder))
+                .filePath(QFileInfo(QString::fromStdString(settings_.folder)).fileName() + (search ? ".sea" : ".exp"));
+        path = app.Prompts().GetSaveFileName(app.Window(), suggested,
+                                             search ? text::kSearchFilter : text::kExplorerFilter, nullptr);
         if (path.isEmpty()) return false;
     }
     ExplorerSettings saved = settings_;
@@ -300,9 +308,11 @@ CKvDocument* OpenFolderExplorer(AppContext& app, const QString& folder, bool sea
         settings.criteria.kinds = {IconFileKind::Icon, IconFileKind::Cursor, IconFileKind::AnimatedCursor,
                                    IconFileKind::Macintosh};
         if (prefs.ExplorerShowProgramFiles != 0)
-            settings.criteria.kinds.insert(settings.criteria.kinds.end(), {IconFileKind::Program, IconFileKind::Library});
+            settings.criteria.kinds.insert(settings.criteria.kinds.end(),
+                                           {IconFileKind::Program, IconFileKind::Library});
         if (prefs.ExplorerShowImageFiles != 0)
-            settings.criteria.kinds.insert(settings.criteria.kinds.end(), {IconFileKind::Picture, IconFileKind::Vector});
+            settings.criteria.kinds.insert(settings.criteria.kinds.end(),
+                                           {IconFileKind::Picture, IconFileKind::Vector});
     }
     auto* document = new CExplorerDoc(search ? shell::kTemplateSearch : shell::kTemplateExplorer);
     document->SetSettings(settings);

@@ -48,7 +48,8 @@ QString ToolTip(const IconFileInfo& info) {
     QString tip = QString::fromStdString(info.path);
     if (!info.error.empty()) return tip + "\n" + text::kExplorerUnreadable + ": " + QString::fromStdString(info.error);
     for (const FormatSummary& f : info.formats)
-        tip += QStringLiteral("\n%1x%2, %3").arg(f.width).arg(f.height).arg(QString(text::kExplorerDepthItem).arg(f.bits));
+        tip +=
+            QStringLiteral("\n%1x%2, %3").arg(f.width).arg(f.height).arg(QString(text::kExplorerDepthItem).arg(f.bits));
     return tip;
 }
 
@@ -94,7 +95,9 @@ void CExplorerModel::Add(int first, int count) {
     }
 }
 
-int CExplorerModel::rowCount(const QModelIndex& parent) const { return parent.isValid() ? 0 : static_cast<int>(rows_.size()); }
+int CExplorerModel::rowCount(const QModelIndex& parent) const {
+    return parent.isValid() ? 0 : static_cast<int>(rows_.size());
+}
 
 const ExplorerEntry& CExplorerModel::Entry(int row) const {
     return document_.Entries()[static_cast<std::size_t>(rows_[static_cast<std::size_t>(row)])];
@@ -122,7 +125,9 @@ Qt::ItemFlags CExplorerModel::flags(const QModelIndex& index) const {
     return QAbstractListModel::flags(index) | Qt::ItemIsDragEnabled;
 }
 
-QStringList CExplorerModel::mimeTypes() const { return {kFileListMime, "text/uri-list"}; }
+QStringList CExplorerModel::mimeTypes() const {
+    return {kFileListMime, "text/uri-list"};
+}
 
 QMimeData* CExplorerModel::mimeData(const QModelIndexList& indexes) const {
     std::vector<int> rows;
@@ -243,7 +248,8 @@ CExplorerMDI::CExplorerMDI(AppContext& app, CExplorerDoc& document, QWidget* par
 
     for (QComboBox* combo : {kindCombo, sizeCombo, depthCombo, alphaCombo, sortCombo})
         connect(combo, &QComboBox::currentIndexChanged, this, &CExplorerMDI::Apply);
-    for (QCheckBox* check : {subfoldersCheck, descendingCheck}) connect(check, &QCheckBox::toggled, this, &CExplorerMDI::Apply);
+    for (QCheckBox* check : {subfoldersCheck, descendingCheck})
+        connect(check, &QCheckBox::toggled, this, &CExplorerMDI::Apply);
     for (const char* id : {"explorer.open", "explorer.copy", "explorer.stop"})
         if (QAction* action = app_.Commands().WindowAction(id, this)) {
             bar->addAction(action);
@@ -261,15 +267,17 @@ CExplorerMDI::CExplorerMDI(AppContext& app, CExplorerDoc& document, QWidget* par
 
 void CExplorerMDI::ShowSettings() {
     const ExplorerSettings& s = document_.Settings();
-    const QSignalBlocker blockers[] = {QSignalBlocker(kindCombo),  QSignalBlocker(sizeCombo),       QSignalBlocker(depthCombo),
-                                       QSignalBlocker(alphaCombo), QSignalBlocker(sortCombo),       QSignalBlocker(subfoldersCheck),
+    const QSignalBlocker blockers[] = {QSignalBlocker(kindCombo),      QSignalBlocker(sizeCombo),
+                                       QSignalBlocker(depthCombo),     QSignalBlocker(alphaCombo),
+                                       QSignalBlocker(sortCombo),      QSignalBlocker(subfoldersCheck),
                                        QSignalBlocker(descendingCheck)};
     folderLabel->setText(QString::fromStdString(s.folder) + "  ");
     subfoldersCheck->setChecked(s.subfolders);
     kindCombo->setCurrentIndex(s.criteria.kinds.size() == 1 ? static_cast<int>(s.criteria.kinds.front()) + 1 : 0);
-    sizeCombo->setCurrentIndex(s.criteria.sizes.size() == 1 ? std::max(0, sizeCombo->findData(s.criteria.sizes.front())) : 0);
-    depthCombo->setCurrentIndex(s.criteria.depths.size() == 1 ? std::max(0, depthCombo->findData(s.criteria.depths.front()))
-                                                              : 0);
+    sizeCombo->setCurrentIndex(s.criteria.sizes.size() == 1 ? std::max(0, sizeCombo->findData(s.criteria.sizes.front()))
+                                                            : 0);
+    depthCombo->setCurrentIndex(
+        s.criteria.depths.size() == 1 ? std::max(0, depthCombo->findData(s.criteria.depths.front())) : 0);
     alphaCombo->setCurrentIndex(!s.criteria.alpha ? 0 : *s.criteria.alpha ? 1 : 2);
     sortCombo->setCurrentIndex(static_cast<int>(s.sort));
     descendingCheck->setChecked(s.descending);
@@ -302,8 +310,9 @@ void CExplorerMDI::Apply() {
 }
 
 void CExplorerMDI::chooseLike() {
-    const QStringList names = app_.Prompts().GetOpenFileNames(app_.Window(), QString::fromStdString(document_.Settings().folder),
-                                                             QString::fromStdString(shell::QtFilterList(shell::OpenFileFilters())));
+    const QStringList names =
+        app_.Prompts().GetOpenFileNames(app_.Window(), QString::fromStdString(document_.Settings().folder),
+                                        QString::fromStdString(shell::QtFilterList(shell::OpenFileFilters())));
     if (names.isEmpty()) return;
     ExplorerSettings s = document_.Settings();
     s.likeFile = names.front().toStdString();
@@ -314,9 +323,10 @@ void CExplorerMDI::chooseLike() {
 void CExplorerMDI::ShowProgress() {
     const int shown = view->Model()->rowCount();
     if (document_.IsScanning())
-        statusLabel->setText(document_.FilesListed() == 0 && document_.FilesRead() == 0
-                                 ? QString(text::kExplorerListing)
-                                 : QString(text::kExplorerReading).arg(document_.FilesRead()).arg(document_.FilesListed()));
+        statusLabel->setText(
+            document_.FilesListed() == 0 && document_.FilesRead() == 0
+                ? QString(text::kExplorerListing)
+                : QString(text::kExplorerReading).arg(document_.FilesRead()).arg(document_.FilesListed()));
     else if (document_.WasCancelled())
         statusLabel->setText(
             QString(text::kExplorerStopped).arg(document_.FilesRead()).arg(document_.FilesListed()).arg(shown));
@@ -325,17 +335,23 @@ void CExplorerMDI::ShowProgress() {
     app_.Commands().Update();
 }
 
-bool CExplorerMDI::HasSelection() const { return !view->SelectedRows().empty(); }
-bool CExplorerMDI::IsScanning() const { return document_.IsScanning(); }
+bool CExplorerMDI::HasSelection() const {
+    return !view->SelectedRows().empty();
+}
+bool CExplorerMDI::IsScanning() const {
+    return document_.IsScanning();
+}
 
 void CExplorerMDI::OnOpen() {
     std::vector<QString> paths;
-    for (const int row : view->SelectedRows()) paths.push_back(QString::fromStdString(view->Model()->Entry(row).info.path));
+    for (const int row : view->SelectedRows())
+        paths.push_back(QString::fromStdString(view->Model()->Entry(row).info.path));
     for (const QString& path : paths) app_.OpenDocumentFile(path);
 }
 
 void CExplorerMDI::OnCopy() {
-    if (QMimeData* copied = view->Model()->FilesMimeData(view->SelectedRows())) QGuiApplication::clipboard()->setMimeData(copied);
+    if (QMimeData* copied = view->Model()->FilesMimeData(view->SelectedRows()))
+        QGuiApplication::clipboard()->setMimeData(copied);
 }
 
 void CExplorerMDI::OnStop() {
@@ -355,12 +371,13 @@ void RegisterExplorerCommands(AppContext& app) {
     AddFrameCommand<F>(app, {.id = "explorer.stop", .text = text::kExplorerStop, .icon = QStyle::SP_BrowserStop},
                        &F::OnStop, &F::IsScanning);
     const auto browse = [&app](bool search) {
-        const QString folder = app.Prompts().GetExistingDirectory(
-            app.Window(), search ? text::kFindIconsTitle : text::kBrowseFolderTitle,
-            QString::fromStdString(app.Prefs().ActualDir));
+        const QString folder =
+            app.Prompts().GetExistingDirectory(app.Window(), search ? text::kFindIconsTitle : text::kBrowseFolderTitle,
+                                               QString::fromStdString(app.Prefs().ActualDir));
         if (!folder.isEmpty()) OpenFolderExplorer(app, folder, search);
     };
-    app.Commands().Add({.id = "file.browseFolder", .text = text::kBrowseFolder, .execute = [browse] { browse(false); }});
+    app.Commands().Add(
+        {.id = "file.browseFolder", .text = text::kBrowseFolder, .execute = [browse] { browse(false); }});
     app.Commands().Add({.id = "file.findIcons", .text = text::kFindIcons, .execute = [browse] { browse(true); }});
 }
 
