@@ -75,8 +75,8 @@ std::string ReadSegment(std::string_view line, GradientSegment& s) {
     for (std::size_t i = 0; i < 4; ++i) {
         if (i >= 2 && words.size() == 13) break;
         if (!ParseInteger(words[11 + i], types[i]) || types[i] < 0 || types[i] > kTypeLimits[i])
-            return std::string("the ") + kTypeNames[i] + " \"" + CleanPaletteName(words[11 + i].substr(0, 32)) +
-                   "\" is unknown";
+            return std::string("the ") + kTypeNames[i] + " \"" +
+                   CleanPaletteName(words[11 + i].substr(0, 32)) + "\" is unknown";
     }
     s.left = numbers[0], s.middle = numbers[1], s.right = numbers[2];
     s.leftColour = {numbers[3], numbers[4], numbers[5], numbers[6]};
@@ -86,7 +86,8 @@ std::string ReadSegment(std::string_view line, GradientSegment& s) {
     s.leftType = static_cast<EndpointColour>(types[2]);
     s.rightType = static_cast<EndpointColour>(types[3]);
     if (s.left < 0 || s.right > 1) return "has a position outside 0..1";
-    if (!(s.left <= s.middle && s.middle <= s.right)) return "has its left, middle and right positions out of order";
+    if (!(s.left <= s.middle && s.middle <= s.right))
+        return "has its left, middle and right positions out of order";
     return {};
 }
 
@@ -99,7 +100,8 @@ bool ReadGradientFile(std::string_view text, Gradient& gradient, std::string& er
     }
     if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);  // a byte order mark
     const std::vector<std::string_view> lines = Lines(text);
-    if (lines.empty() || Words(lines[0]).size() != 2 || Words(lines[0])[0] != "GIMP" || Words(lines[0])[1] != "Gradient") {
+    if (lines.empty() || Words(lines[0]).size() != 2 || Words(lines[0])[0] != "GIMP" ||
+        Words(lines[0])[1] != "Gradient") {
         error = "not a GIMP gradient: the first line is not \"GIMP Gradient\"";
         return false;
     }
@@ -107,15 +109,16 @@ bool ReadGradientFile(std::string_view text, Gradient& gradient, std::string& er
     std::string name;
     if (at < lines.size() && lines[at].starts_with("Name:")) name = CleanPaletteName(lines[at++].substr(5));
     long long count = 0;
-    const std::vector<std::string_view> countWords = at < lines.size() ? Words(lines[at]) : std::vector<std::string_view>{};
+    const std::vector<std::string_view> countWords =
+        at < lines.size() ? Words(lines[at]) : std::vector<std::string_view>{};
     if (countWords.size() != 1 || !ParseInteger(countWords[0], count)) {
         error = at < lines.size() ? "line " + std::to_string(at + 1) + ": the number of segments is missing"
                                   : "the file ends before the number of segments";
         return false;
     }
     if (count < 1 || count > static_cast<long long>(kMaxGradientSegments)) {
-        error = "line " + std::to_string(at + 1) + ": " + std::to_string(count) + " segments; a gradient has 1 to " +
-                std::to_string(kMaxGradientSegments);
+        error = "line " + std::to_string(at + 1) + ": " + std::to_string(count) +
+                " segments; a gradient has 1 to " + std::to_string(kMaxGradientSegments);
         return false;
     }
     ++at;
@@ -151,12 +154,14 @@ std::string WriteGradientFile(const Gradient& gradient) {
     std::string out = "GIMP Gradient\nName: " + CleanPaletteName(gradient.Name()) + "\n" +
                       std::to_string(gradient.Segments().size()) + "\n";
     for (const GradientSegment& s : gradient.Segments()) {
-        for (const double v : {s.left, s.middle, s.right, s.leftColour.red, s.leftColour.green, s.leftColour.blue,
-                               s.leftColour.alpha, s.rightColour.red, s.rightColour.green, s.rightColour.blue,
-                               s.rightColour.alpha})
+        for (const double v : {s.left, s.middle, s.right, s.leftColour.red, s.leftColour.green,
+                               s.leftColour.blue, s.leftColour.alpha, s.rightColour.red, s.rightColour.green,
+                               s.rightColour.blue, s.rightColour.alpha})
             out += Number(v) + " ";
-        out += std::to_string(static_cast<int>(s.blend)) + " " + std::to_string(static_cast<int>(s.colouring)) + " " +
-               std::to_string(static_cast<int>(s.leftType)) + " " + std::to_string(static_cast<int>(s.rightType)) + "\n";
+        out += std::to_string(static_cast<int>(s.blend)) + " " +
+               std::to_string(static_cast<int>(s.colouring)) + " " +
+               std::to_string(static_cast<int>(s.leftType)) + " " +
+               std::to_string(static_cast<int>(s.rightType)) + "\n";
     }
     return out;
 }

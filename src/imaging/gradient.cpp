@@ -26,9 +26,12 @@ Hsv ToHsv(const GradientColour& c) {
     Hsv out{0, 0, high};
     if (delta <= 0.0001 || high <= 0) return out;
     out.saturation = delta / high;
-    if (c.red == high) out.hue = (c.green - c.blue) / delta;
-    else if (c.green == high) out.hue = 2 + (c.blue - c.red) / delta;
-    else out.hue = 4 + (c.red - c.green) / delta;
+    if (c.red == high)
+        out.hue = (c.green - c.blue) / delta;
+    else if (c.green == high)
+        out.hue = 2 + (c.blue - c.red) / delta;
+    else
+        out.hue = 4 + (c.red - c.green) / delta;
     if (out.hue < 0) out.hue += 6;
     out.hue /= 6;
     return out;
@@ -77,9 +80,11 @@ double Rescaled(double value, double oldLeft, double oldRight, double newLeft, d
 double BlendFactor(GradientBlend blend, double middle, double position) {
     switch (blend) {
         case GradientBlend::Linear: return LinearFactor(middle, position);
-        case GradientBlend::Curved: return std::pow(position, std::log(0.5) / std::log(std::max(middle, kEpsilon)));
+        case GradientBlend::Curved:
+            return std::pow(position, std::log(0.5) / std::log(std::max(middle, kEpsilon)));
         case GradientBlend::Sine:
-            return (std::sin(-std::numbers::pi / 2 + std::numbers::pi * LinearFactor(middle, position)) + 1) / 2;
+            return (std::sin(-std::numbers::pi / 2 + std::numbers::pi * LinearFactor(middle, position)) + 1) /
+                   2;
         case GradientBlend::SphereIncreasing: {
             const double f = LinearFactor(middle, position) - 1;
             return std::sqrt(1 - f * f);
@@ -131,7 +136,8 @@ GradientColour Gradient::ColourAt(double position, const GradientColour& foregro
     const GradientColour b = Resolve(s.rightType, s.rightColour, foreground, background);
     const double alpha = a.alpha + (b.alpha - a.alpha) * f;
     if (s.colouring == GradientColouring::Rgb)
-        return {a.red + (b.red - a.red) * f, a.green + (b.green - a.green) * f, a.blue + (b.blue - a.blue) * f, alpha};
+        return {a.red + (b.red - a.red) * f, a.green + (b.green - a.green) * f,
+                a.blue + (b.blue - a.blue) * f, alpha};
     const Hsv ha = ToHsv(a), hb = ToHsv(b);
     Hsv out{0, ha.saturation + (hb.saturation - ha.saturation) * f, ha.value + (hb.value - ha.value) * f};
     if (s.colouring == GradientColouring::HsvCounterClockwise) {

@@ -17,9 +17,22 @@ struct GradientColour {
 };
 
 // The numbers are the ones GIMP's files hold.
-enum class GradientBlend { Linear = 0, Curved = 1, Sine = 2, SphereIncreasing = 3, SphereDecreasing = 4, Step = 5 };
+enum class GradientBlend {
+    Linear = 0,
+    Curved = 1,
+    Sine = 2,
+    SphereIncreasing = 3,
+    SphereDecreasing = 4,
+    Step = 5
+};
 enum class GradientColouring { Rgb = 0, HsvCounterClockwise = 1, HsvClockwise = 2 };
-enum class EndpointColour { Fixed = 0, Foreground = 1, ForegroundTransparent = 2, Background = 3, BackgroundTransparent = 4 };
+enum class EndpointColour {
+    Fixed = 0,
+    Foreground = 1,
+    ForegroundTransparent = 2,
+    Background = 3,
+    BackgroundTransparent = 4
+};
 
 struct GradientSegment {
     double left = 0, middle = 0.5, right = 1;

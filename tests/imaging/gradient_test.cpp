@@ -29,19 +29,21 @@ TEST(Gradient, BlendingFunctionsFollowGimpsFormulas) {
         double middle, position, factor;
     };
     const Case cases[] = {
-        {GradientBlend::Linear, 0.25, 0.125, 0.25},             // 0.5 * 0.125 / 0.25
-        {GradientBlend::Linear, 0.25, 0.625, 0.75},             // 0.5 + 0.5 * 0.375 / 0.75
-        {GradientBlend::Linear, 0.0, 0.0, 0.0},                 // a middle at the left end
-        {GradientBlend::Curved, 0.25, 0.5, 0.70710678118},      // 0.5 ^ (log 0.5 / log 0.25)
-        {GradientBlend::Sine, 0.5, 0.25, 0.14644660940},        // (1 - sin(pi / 4)) / 2
+        {GradientBlend::Linear, 0.25, 0.125, 0.25},                   // 0.5 * 0.125 / 0.25
+        {GradientBlend::Linear, 0.25, 0.625, 0.75},                   // 0.5 + 0.5 * 0.375 / 0.75
+        {GradientBlend::Linear, 0.0, 0.0, 0.0},                       // a middle at the left end
+        {GradientBlend::Curved, 0.25, 0.5, 0.70710678118},            // 0.5 ^ (log 0.5 / log 0.25)
+        {GradientBlend::Sine, 0.5, 0.25, 0.14644660940},              // (1 - sin(pi / 4)) / 2
         {GradientBlend::SphereIncreasing, 0.5, 0.25, 0.66143782777},  // sqrt(1 - 0.75^2)
         {GradientBlend::SphereDecreasing, 0.5, 0.25, 0.03175416344},  // 1 - sqrt(1 - 0.25^2)
         {GradientBlend::Step, 0.5, 0.49, 0.0},
         {GradientBlend::Step, 0.5, 0.5, 1.0},
     };
     for (const Case& c : cases) {
-        const std::string what = std::to_string(static_cast<int>(c.blend)) + " at " + std::to_string(c.position);
-        ExpectColour(OneSegment(c.blend, c.middle).ColourAt(c.position, {}, {}), {c.factor, c.factor, c.factor, 1}, what);
+        const std::string what =
+            std::to_string(static_cast<int>(c.blend)) + " at " + std::to_string(c.position);
+        ExpectColour(OneSegment(c.blend, c.middle).ColourAt(c.position, {}, {}),
+                     {c.factor, c.factor, c.factor, 1}, what);
     }
 }
 
@@ -58,8 +60,8 @@ TEST(Gradient, ColourModelsEndpointTypesAndSegments) {
         {GradientColouring::HsvClockwise, {1, 0, 1, 0.75}},
     };
     for (const auto& m : models)
-        ExpectColour(OneSegment(GradientBlend::Linear, 0.5, m.colouring, red, blue).ColourAt(0.5, {}, {}), m.want,
-                     "model " + std::to_string(static_cast<int>(m.colouring)));
+        ExpectColour(OneSegment(GradientBlend::Linear, 0.5, m.colouring, red, blue).ColourAt(0.5, {}, {}),
+                     m.want, "model " + std::to_string(static_cast<int>(m.colouring)));
 
     // The endpoint types take the current colours; the transparent ones with alpha 0.
     const GradientColour fg{0.2, 0.4, 0.6, 1}, bg{1, 1, 1, 0.8};
