@@ -201,7 +201,7 @@ CanvasRect ApplyColour(FormatState& format, const Coverage& coverage, ColourValu
     return ApplyPaint(format, coverage, paint, screenBits);
 }
 
-int GradientPosition(int mode, const CanvasRect& a, int x, int y) {
+double GradientFraction(int mode, const CanvasRect& a, int x, int y) {
     const bool reflected = mode >= kReflectedGradient;
     mode %= kReflectedGradient;
     const double w = std::max(1, a.Width() - 1), h = std::max(1, a.Height() - 1);
@@ -215,8 +215,11 @@ int GradientPosition(int mode, const CanvasRect& a, int x, int y) {
         default: return 0;
     }
     t = std::clamp(t, 0.0, 1.0);
-    if (reflected) t = 1 - std::abs(2 * t - 1);
-    return static_cast<int>(t * 256);
+    return reflected ? 1 - std::abs(2 * t - 1) : t;
+}
+
+int GradientPosition(int mode, const CanvasRect& area, int x, int y) {
+    return static_cast<int>(GradientFraction(mode, area, x, y) * 256);
 }
 
 CanvasRect ApplyPaint(FormatState& format, const Coverage& coverage, const StrokePaint& paint, int screenBits) {
@@ -249,13 +252,26 @@ CanvasRect ApplyPaint(FormatState& format, const Coverage& coverage, const Strok
         return KindOf(v) == ColourKind::Inverted ? COLORREF{0xFFFFFF} : SampleColour(v, format.palette, 0);
     };
     const COLORREF first = erase ? 0 : sourceOf(paint.colour), second = sourceOf(paint.second);
+    // A gradient with stops other than the two colours takes its colour and opacity from them.
+    const Gradient* stops = paint.stops != nullptr && !paint.stops->IsTwoColours() ? paint.stops : nullptr;
+    const auto stopColour = [](COLORREF c, int opacity) {
+        return GradientColour{GetRValue(c) / 255.0, GetGValue(c) / 255.0, GetBValue(c) / 255.0, opacity / 255.0};
+    };
+    const GradientColour foreground = stopColour(first, paint.opacity);
+    const GradientColour background = stopColour(second, paint.secondOpacity);
+    const auto toByte = [](double v) { return static_cast<std::uint8_t>(std::lround(std::clamp(v, 0.0, 1.0) * 255)); };
     for (int y = r.top; y < r.bottom; ++y)
         for (int x = r.left; x < r.right; ++x) {
             const int level = coverage.Level(x, y);
             if (level == 0) continue;
             COLORREF source = first;
             int opacity = erase ? 255 : paint.opacity;
-            if (mode != kSolid && !erase) {
+            if (mode != kSolid && !erase && stops != nullptr) {
+                const GradientColour c =
+                    stops->ColourAt(GradientFraction(paint.gradient, paint.area, x, y), foreground, background);
+                source = RGB(toByte(c.red), toByte(c.green), toByte(c.blue));
+                opacity = toByte(c.alpha);
+            } else if (mode != kSolid && !erase) {
                 const int k = GradientPosition(paint.gradient, paint.area, x, y);
                 const auto mix = [k](int a, int b) { return static_cast<std::uint8_t>((a * (256 - k) + b * k) >> 8); };
                 source = RGB(mix(GetRValue(first), GetRValue(second)), mix(GetGValue(first), GetGValue(second)),

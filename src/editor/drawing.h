@@ -9,6 +9,7 @@
 #include "editor/canvas.h"
 #include "editor/colour_value.h"
 #include "editor/undo_history.h"
+#include "imaging/gradient.h"
 
 namespace tellurine::editor {
 
@@ -101,7 +102,9 @@ enum GradientMode { kSolid = 0, kHorizontalGradient = 1, kVerticalGradient = 2, 
 inline constexpr int kReflectedGradient = 10;
 
 // What a stroke on a format with alpha paints: the primary colour and opacity, and for gradients
-// the secondary ones and the rectangle the gradient runs across.
+// the secondary ones, the rectangle the gradient runs across, and the gradient with stops (its
+// foreground is the primary colour at its opacity, its background the secondary one). Without
+// stops, or with the two colours, the gradient runs from the primary to the secondary colour.
 struct StrokePaint {
     ColourValue colour = 0;
     int opacity = 255;
@@ -109,8 +112,10 @@ struct StrokePaint {
     int secondOpacity = 255;
     int gradient = kSolid;  // a mode, plus kReflectedGradient for the reflected effect
     CanvasRect area;        // the stroke's rectangle
+    const Gradient* stops = nullptr;
 };
-// The position 0..256 of a pixel along a gradient across `area`.
+// The position 0..1 of a pixel along a gradient across `area`, and the same in 0..256.
+double GradientFraction(int mode, const CanvasRect& area, int x, int y);
 int GradientPosition(int mode, const CanvasRect& area, int x, int y);
 // Paints through a coverage as ApplyColour does, with a gradient on formats with alpha (formats
 // without alpha take the primary colour alone), each pixel weighted by its coverage level.

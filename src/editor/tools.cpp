@@ -59,7 +59,7 @@ void CDrawTool::Smooth(const FormatState& format, Coverage& coverage) const {
 CanvasRect CDrawTool::PaintNew(FormatState& format, const Coverage& coverage) {
     if (!stroke_) stroke_.emplace(format.Width(), format.Height());
     StrokePaint paint{colour_, opacity_, otherColour_, otherOpacity_, settings.gradient,
-                      Union(stroke_->Bounds(), coverage.Bounds())};
+                      Union(stroke_->Bounds(), coverage.Bounds()), &settings.stops};
     if (stroke_->Bounds().IsEmpty()) {
         // The stroke's first coverage is new everywhere.
         *stroke_ = coverage;

@@ -22,6 +22,7 @@ struct ToolSettings {
     int screenBits = 32;  // the screen's depth, for the 15/16-bit rounding of palette colours
     bool copyOnMove = false;  // the selection tool moves a copy (Ctrl or Alt held)
     int gradient = kSolid;    // a gradient mode, plus kReflectedGradient for the reflected effect
+    Gradient stops;           // the colours the gradient runs through (the two colours by default)
     bool smoothEdges = true;  // Smooth32BppDraw: anti-aliased edges on formats with alpha
     int resizeEdges = 0;      // the selection handle pressed (SelectionHandleAt), for the selection tool
 };
