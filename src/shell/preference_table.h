@@ -123,6 +123,7 @@
     PREF_INT("colors", BkOpacity, 255)                                         \
     PREF_STRING("colors", RecentColors, "")                                    \
     PREF_STRING("colors", SavedSwatches, "")                                   \
+    PREF_STRING("colors", SavedGradient, "")                                   \
     PREF_STRING("folders", ActualDir, "")                                      \
     PREF_STRING("folders", LibrarianLocation, "")                              \
     PREF_STRING("folders", PreviewTempDir, "")                                 \

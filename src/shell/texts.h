@@ -213,6 +213,16 @@ inline constexpr const char* kGradients = "&Gradient";
 inline constexpr const char* kGradientNames[] = {"Solid", "Horizontal gradient", "Vertical gradient", "Radial gradient",
                                                  "Angle gradient"};
 inline constexpr const char* kReflectedGradient = "Reflected gradient effect";
+inline constexpr const char* kEditGradient = "&Edit Gradient...";
+inline constexpr const char* kGradientTitle = "Edit Gradient";
+inline constexpr const char* kGradientNote =
+    "Click the bar to add a stop, drag a stop to move it, double-click it to choose its colour.";
+inline constexpr const char* kGradientRemoveStop = "&Remove Stop";
+inline constexpr const char* kGradientLoad = "&Load...";
+inline constexpr const char* kGradientSave = "&Save...";
+inline constexpr const char* kGradientFilter = "GIMP Gradients (*.ggr);;All Files (*)";
+inline constexpr const char* kGradientReadError = "The gradient could not be read: %1";
+inline constexpr const char* kGradientWriteError = "The gradient could not be written: %1";
 inline constexpr const char* kBrushShapeNames[] = {"Fine",          "Square (medium)", "Square (large)", "Square (extra large)",
                                                    "Circle (small)", "Circle (medium)", "Circle (large)",
                                                    "Circle (extra large)", "Diamond (large)", "Diamond (large)",

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "formats/gradient_file.h"
+
 namespace tellurine::shell {
 
 namespace {
@@ -28,6 +30,11 @@ void Workbench::MakeTools(const Preferences& prefs, int screenBits) {
         tools.back()->settings.smoothEdges = prefs.Smooth32BppDraw != 0;
         tools.back()->settings.screenBits = screenBits;
     }
+    // The gradient with stops, kept as its .ggr text; one that does not read leaves the two colours.
+    Gradient stops;
+    std::string error;
+    if (!prefs.SavedGradient.empty() && ReadGradientFile(prefs.SavedGradient, stops, error))
+        for (const auto& tool : tools) tool->settings.stops = stops;
     SetCurrentTool(ToolKind::Pen);
 }
 
@@ -64,6 +71,9 @@ void Workbench::GiveColours(Preferences& prefs) const {
     prefs.SavedFgRGBColor = ProfileColourText(colours.foreground);
     prefs.SavedBkRGBColor = ProfileColourText(colours.background);
     GiveColourNumbers(prefs);
+    if (tools.empty()) return;
+    const Gradient& stops = tools.front()->settings.stops;
+    prefs.SavedGradient = stops.IsTwoColours() ? "" : WriteGradientFile(stops);
 }
 
 void Workbench::TakeColourNumbers(const Preferences& prefs) {

@@ -33,15 +33,17 @@ public:
     CanvasContext canvas;
     std::vector<std::unique_ptr<editor::CDrawTool>> tools;
 
-    // Makes the twelve tools in their fixed order, the pencil current. Palette colours are drawn
-    // as a screen of `screenBits` shows them (rounded on 15- and 16-bit screens).
+    // Makes the twelve tools in their fixed order, the pencil current, with the gradient with
+    // stops the preferences keep (SavedGradient). Palette colours are drawn as a screen of
+    // `screenBits` shows them (rounded on 15- and 16-bit screens).
     void MakeTools(const Preferences& prefs, int screenBits);
     [[nodiscard]] editor::CDrawTool* Tool(editor::ToolKind kind) const;
     void SetCurrentTool(editor::ToolKind kind) { canvas.tool = Tool(kind); }
 
     // The canvas's settings and the tools' smoothing from the preferences.
     void ApplyPreferences(const Preferences& prefs);
-    // The colour bar's colours and numbers from the preferences (section "colors"), and back.
+    // The colour bar's colours and numbers from the preferences (section "colors"), and back; back
+    // also the tools' gradient with stops, as its .ggr text (empty for the two colours).
     void TakeColours(const Preferences& prefs);
     void GiveColours(Preferences& prefs) const;
     // Only the numbers (indexes and opacities), which the preferences dialog shows and changes.

@@ -5,6 +5,7 @@
 #include <QToolButton>
 
 #include "app/common/app_context.h"
+#include "app/icon/gradient_dialog.h"
 #include "app/icon/icon_commands.h"
 #include "app/icon/tool_pictures.h"
 #include "shell/texts.h"
@@ -26,6 +27,15 @@ constexpr ToolCommand kTools[] = {
     {"tool.line", Qt::Key_L},             {"tool.rectangle", Qt::Key_M}, {"tool.filledRectangle", Qt::Key_N},
     {"tool.ellipse", Qt::Key_X},          {"tool.filledEllipse", Qt::Key_Y}, {"tool.frame3d", Qt::Key_3},
 };
+
+// The colour bar's colour with its opacity, as the gradient editor shows a foreground or
+// background end: the transparent colour clear, the inverted one white.
+GradientColour ShownColour(editor::ColourValue value, int opacity) {
+    const editor::ColourKind kind = editor::KindOf(value);
+    const COLORREF c = kind == editor::ColourKind::Ordinary ? editor::SampleColour(value, {}, 0) : 0xFFFFFF;
+    return {GetRValue(c) / 255.0, GetGValue(c) / 255.0, GetBValue(c) / 255.0,
+            kind == editor::ColourKind::Transparent ? 0.0 : opacity / 255.0};
+}
 
 // A palette button that opens a submenu of choices and shows the chosen one's text.
 QToolButton* ChoiceButton(QToolBar* palette, QMenu* menu, const QString& name) {
@@ -100,6 +110,17 @@ ToolPalette RegisterToolCommands(AppContext& app) {
              });
          },
          .checked = [settings] { return settings().gradient >= editor::kReflectedGradient; }}));
+    // The colours the gradient runs through, for every tool.
+    gradients->addSeparator();
+    gradients->addAction(commands.Add(
+        {.id = "gradients.edit", .text = text::kEditGradient, .execute = [&app, &bench, apply, settings] {
+             const editor::ColourSelection& c = bench.colours;
+             CDialGradient dialog(settings().stops, ShownColour(c.foreground, c.foregroundOpacity),
+                                  ShownColour(c.background, c.backgroundOpacity), app.Prompts(), app.Window());
+             if (app.Prompts().Exec(dialog) != QDialog::Accepted) return;
+             const Gradient chosen = dialog.Result();
+             apply([&chosen](editor::ToolSettings& s) { s.stops = chosen; });
+         }}));
 
     auto* shapes = new QMenu(text::kBrushShapes, main);
     for (int shape = 0; shape < editor::kBrushShapeCount; ++shape)
