@@ -65,7 +65,9 @@ GradientColour Resolve(EndpointColour type, const GradientColour& fixed, const G
         case EndpointColour::ForegroundTransparent: c = foreground, c.alpha = 0; break;
         case EndpointColour::BackgroundTransparent: c = background, c.alpha = 0; break;
     }
-    return c;
+    // A file may hold values outside 0..1; they are taken at the nearest end.
+    const auto unit = [](double v) { return std::isnan(v) ? 0.0 : std::clamp(v, 0.0, 1.0); };
+    return {unit(c.red), unit(c.green), unit(c.blue), unit(c.alpha)};
 }
 
 // A position inside a segment's span, relative to its left end, after the span has moved.

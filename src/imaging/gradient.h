@@ -64,7 +64,7 @@ public:
     [[nodiscard]] bool IsTwoColours() const;
 
     // The colour at a position (clamped to 0..1), the endpoint types taking `foreground` and
-    // `background`. A position on a boundary belongs to the segment left of it.
+    // `background`, every channel in 0..1. A position on a boundary belongs to the segment left of it.
     [[nodiscard]] GradientColour ColourAt(double position, const GradientColour& foreground,
                                           const GradientColour& background) const;
 

@@ -149,12 +149,10 @@ void CommandsTest::gradientEditorEditsEveryToolsStops() {
     // A click on the bar's middle adds a stop; it is dragged along the markers to three quarters
     // and double-clicked for a colour (green).
     s.prompts->colours.push_back(QColor(0, 255, 0));
-    std::size_t stopsAfterClick = 0;
     s.prompts->dialogActions.push_back([&](QDialog& dialog) {
         auto& d = dynamic_cast<CDialGradient&>(dialog);
         GradientBar* bar = d.bar;
         QTest::mouseClick(bar, Qt::LeftButton, {}, QPoint(bar->XOf(0.5), GradientBar::kBarMiddle));
-        stopsAfterClick = d.Result().Stops().size();
         const int row = GradientBar::kMarkerRow;
         QTest::mousePress(bar, Qt::LeftButton, {}, QPoint(bar->XOf(0.5), row));
         QTest::mouseMove(bar, QPoint(bar->XOf(0.6), row));
@@ -165,7 +163,6 @@ void CommandsTest::gradientEditorEditsEveryToolsStops() {
         return d.result();
     });
     main->Action("gradients.edit")->trigger();
-    QCOMPARE(stopsAfterClick, std::size_t{3});
     const Gradient chosen = s.app->tools.front()->settings.stops;
     QCOMPARE(chosen.Stops().size(), std::size_t{3});
     QVERIFY(std::abs(chosen.Stops()[1].position - 0.75) < 0.01);

@@ -25,17 +25,10 @@ TEST(GradientFile, ReadsGimpsLayoutAndWritesWhatReadsBack) {
     ASSERT_TRUE(ReadGradientFile(text, g, error)) << error;
     EXPECT_EQ(g.Name(), "Sunset   glow");
     ASSERT_EQ(g.Segments().size(), 2u);
-    const GradientSegment& a = g.Segments()[0];
-    const GradientSegment& b = g.Segments()[1];
-    EXPECT_EQ(a.middle, 0.25);
-    EXPECT_EQ(a.rightColour, (GradientColour{0, 0, 1, 0.5}));
-    EXPECT_EQ(a.blend, GradientBlend::SphereIncreasing);
-    EXPECT_EQ(a.colouring, GradientColouring::HsvClockwise);
-    EXPECT_EQ(a.leftType, EndpointColour::Foreground);
-    EXPECT_EQ(a.rightType, EndpointColour::BackgroundTransparent);
-    EXPECT_EQ(b.left, 0.5);
-    EXPECT_EQ(b.blend, GradientBlend::Curved);
-    EXPECT_EQ(b.leftType, EndpointColour::Fixed);
+    EXPECT_EQ(g.Segments()[0], (GradientSegment{0, 0.25, 0.5, {1, 0, 0, 1}, {0, 0, 1, 0.5},
+                                                GradientBlend::SphereIncreasing, GradientColouring::HsvClockwise,
+                                                EndpointColour::Foreground, EndpointColour::BackgroundTransparent}));
+    EXPECT_EQ(g.Segments()[1], (GradientSegment{0.5, 0.6, 1, {0, 0, 1, 0.5}, {1, 1, 1, 1}, GradientBlend::Curved}));
 
     // Written and read again: the same segments, numbers exact (a third is no six-decimal number).
     std::vector<GradientSegment> segments = g.Segments();

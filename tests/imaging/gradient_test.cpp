@@ -85,7 +85,6 @@ TEST(Gradient, ColourModelsEndpointTypesAndSegments) {
     ExpectColour(two.ColourAt(0.75, {}, {}), {0, 0.5, 0.5, 0.75}, "second segment");
     ExpectColour(two.ColourAt(-3, {}, {}), kBlack, "below 0");
     ExpectColour(two.ColourAt(7, {}, {}), green, "above 1");
-    EXPECT_FALSE(two.IsTwoColours());
 }
 
 TEST(Gradient, StopsAreAddedMovedRecolouredAndRemoved) {
