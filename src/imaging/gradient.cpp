@@ -83,7 +83,8 @@ double BlendFactor(GradientBlend blend, double middle, double position) {
     switch (blend) {
         case GradientBlend::Linear: return LinearFactor(middle, position);
         case GradientBlend::Curved:
-            return std::pow(position, std::log(0.5) / std::log(std::max(middle, kEpsilon)));
+            // A middle at either end would make the exponent infinite; just inside it is a step.
+            return std::pow(position, std::log(0.5) / std::log(std::clamp(middle, kEpsilon, 1 - kEpsilon)));
         case GradientBlend::Sine:
             return (std::sin(-std::numbers::pi / 2 + std::numbers::pi * LinearFactor(middle, position)) + 1) /
                    2;

@@ -33,6 +33,7 @@ TEST(Gradient, BlendingFunctionsFollowGimpsFormulas) {
         {GradientBlend::Linear, 0.25, 0.625, 0.75},                   // 0.5 + 0.5 * 0.375 / 0.75
         {GradientBlend::Linear, 0.0, 0.0, 0.0},                       // a middle at the left end
         {GradientBlend::Curved, 0.25, 0.5, 0.70710678118},            // 0.5 ^ (log 0.5 / log 0.25)
+        {GradientBlend::Curved, 1.0, 0.5, 0.0},                       // a middle at the right end
         {GradientBlend::Sine, 0.5, 0.25, 0.14644660940},              // (1 - sin(pi / 4)) / 2
         {GradientBlend::SphereIncreasing, 0.5, 0.25, 0.66143782777},  // sqrt(1 - 0.75^2)
         {GradientBlend::SphereDecreasing, 0.5, 0.25, 0.03175416344},  // 1 - sqrt(1 - 0.25^2)
