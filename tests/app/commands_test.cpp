@@ -145,42 +145,29 @@ void CommandsTest::toolPaletteShowsAndChoosesTheCurrentTool() {
 
 void CommandsTest::gradientEditorEditsEveryToolsStops() {
     StartedApp s;
-    CMainFrame* main = s.app->MainFrame();
-    // A click on the bar's middle adds a stop; it is dragged along the markers to three quarters
-    // and double-clicked for a colour (green).
+    // Clicks on the bar add stops: the one at a quarter is taken away with Delete, the one at the
+    // middle is dragged along the markers to three quarters and double-clicked for green.
     s.prompts->colours.push_back(QColor(0, 255, 0));
     s.prompts->dialogActions.push_back([&](QDialog& dialog) {
         auto& d = dynamic_cast<CDialGradient&>(dialog);
         GradientBar* bar = d.bar;
-        QTest::mouseClick(bar, Qt::LeftButton, {}, QPoint(bar->XOf(0.5), GradientBar::kBarMiddle));
         const int row = GradientBar::kMarkerRow;
+        QTest::mouseClick(bar, Qt::LeftButton, {}, QPoint(bar->XOf(0.25), GradientBar::kBarMiddle));
+        QTest::keyClick(bar, Qt::Key_Delete);
+        QTest::mouseClick(bar, Qt::LeftButton, {}, QPoint(bar->XOf(0.5), GradientBar::kBarMiddle));
         QTest::mousePress(bar, Qt::LeftButton, {}, QPoint(bar->XOf(0.5), row));
-        QTest::mouseMove(bar, QPoint(bar->XOf(0.6), row));
         QTest::mouseMove(bar, QPoint(bar->XOf(0.75), row));
         QTest::mouseRelease(bar, Qt::LeftButton, {}, QPoint(bar->XOf(0.75), row));
         QTest::mouseDClick(bar, Qt::LeftButton, {}, QPoint(bar->XOf(0.75), row));
         d.accept();
         return d.result();
     });
-    main->Action("gradients.edit")->trigger();
+    s.app->MainFrame()->Action("gradients.edit")->trigger();
     const Gradient chosen = s.app->tools.front()->settings.stops;
     QCOMPARE(chosen.Stops().size(), std::size_t{3});
     QVERIFY(std::abs(chosen.Stops()[1].position - 0.75) < 0.01);
     QVERIFY((chosen.Stops()[1].colour == GradientColour{0, 1, 0, 1}));
     for (const auto& tool : s.app->tools) QVERIFY(tool->settings.stops.Segments() == chosen.Segments());
-
-    // The stop removed with the Delete key, then cancelled: the tools keep their stops.
-    std::size_t stopsAfterDelete = 0;
-    s.prompts->dialogActions.push_back([&](QDialog& dialog) {
-        auto& d = dynamic_cast<CDialGradient&>(dialog);
-        QTest::mouseClick(d.bar, Qt::LeftButton, {}, QPoint(d.bar->XOf(0.75), GradientBar::kMarkerRow));
-        QTest::keyClick(d.bar, Qt::Key_Delete);
-        stopsAfterDelete = d.Result().Stops().size();
-        return int(QDialog::Rejected);
-    });
-    main->Action("gradients.edit")->trigger();
-    QCOMPARE(stopsAfterDelete, std::size_t{2});
-    QCOMPARE(s.app->tools.back()->settings.stops.Stops().size(), std::size_t{3});
 
     // Kept in the profile for the next run.
     s.app->ExitInstance();
