@@ -86,6 +86,9 @@ TEST(Gradient, ColourModelsEndpointTypesAndSegments) {
         ExpectColour(cases[i].gradient.ColourAt(cases[i].position, fg, bg), cases[i].want,
                      "case " + std::to_string(i));
     EXPECT_TRUE(Gradient().IsTwoColours());
+    GradientSegment hsv = Gradient().Segments()[0];
+    hsv.colouring = GradientColouring::HsvClockwise;
+    EXPECT_FALSE(Gradient({hsv}).IsTwoColours());
 }
 
 TEST(Gradient, StopsAreAddedMovedRecolouredAndRemoved) {
@@ -107,6 +110,11 @@ TEST(Gradient, StopsAreAddedMovedRecolouredAndRemoved) {
     EXPECT_GT(g.Stops()[1].position, 0.99);
     EXPECT_FALSE(g.MoveStop(0, 0.5));
     EXPECT_FALSE(g.MoveStop(2, 0.5));
+    // A stop between neighbours too close to move between is left where it is.
+    Gradient tight;
+    tight.AddStop(0.0001, {}, {});
+    tight.AddStop(0.00005, {}, {});
+    EXPECT_FALSE(tight.MoveStop(1, 0.5));
 
     // A colour set on a stop is fixed on both sides of it.
     const GradientColour red{1, 0, 0, 1};
