@@ -145,16 +145,23 @@ bool ReadExplorerSettings(std::string_view text, ExplorerSettings& settings, std
     return true;
 }
 
-bool ExplorerBefore(const IconFileInfo& a, const IconFileInfo& b, ExplorerSort sort, bool descending) {
-    const auto name = [](const IconFileInfo& f) { return Lowered(std::filesystem::path(f.path).filename().string()); };
-    const std::string na = name(a), nb = name(b);
-    const auto key = [&](const IconFileInfo& f, const std::string& n) {
+std::string ExplorerSortName(const IconFileInfo& info) {
+    return Lowered(std::filesystem::path(info.path).filename().string());
+}
+
+bool ExplorerBefore(const IconFileInfo& a, const std::string& nameA, const IconFileInfo& b, const std::string& nameB,
+                    ExplorerSort sort, bool descending) {
+    const auto key = [sort](const IconFileInfo& f, const std::string& name) {
         const std::int64_t primary = sort == ExplorerSort::Date   ? f.modified
                                      : sort == ExplorerSort::Size ? static_cast<std::int64_t>(f.bytes)
                                                                   : 0;
-        return std::tuple{primary, n, f.path};
+        return std::tuple<std::int64_t, const std::string&, const std::string&>(primary, name, f.path);
     };
-    return descending ? key(b, nb) < key(a, na) : key(a, na) < key(b, nb);
+    return descending ? key(b, nameB) < key(a, nameA) : key(a, nameA) < key(b, nameB);
+}
+
+bool ExplorerBefore(const IconFileInfo& a, const IconFileInfo& b, ExplorerSort sort, bool descending) {
+    return ExplorerBefore(a, ExplorerSortName(a), b, ExplorerSortName(b), sort, descending);
 }
 
 }  // namespace tellurine

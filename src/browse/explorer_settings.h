@@ -51,5 +51,11 @@ bool ReadExplorerSettings(std::string_view text, ExplorerSettings& settings, std
 // Whether file `a` comes before `b` in the order asked for: by file name ignoring case, by date
 // (then name) or by size in bytes (then name); descending reverses it.
 bool ExplorerBefore(const IconFileInfo& a, const IconFileInfo& b, ExplorerSort sort, bool descending);
+// The same with each file's name as ExplorerSortName gives it, worked out once for many
+// comparisons.
+bool ExplorerBefore(const IconFileInfo& a, const std::string& nameA, const IconFileInfo& b, const std::string& nameB,
+                    ExplorerSort sort, bool descending);
+// A file's name as the order compares it: lower case.
+std::string ExplorerSortName(const IconFileInfo& info);
 
 }  // namespace tellurine

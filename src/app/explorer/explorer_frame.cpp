@@ -17,6 +17,7 @@
 #include <algorithm>
 #include <array>
 #include <filesystem>
+#include <utility>
 
 #include "app/common/app_context.h"
 #include "app/common/tile_delegate.h"
@@ -64,30 +65,34 @@ CExplorerModel::CExplorerModel(CExplorerDoc& document, QObject* parent)
     Rebuild();
 }
 
+bool CExplorerModel::Before(int a, int b) const {
+    const auto& entries = document_.Entries();
+    const ExplorerSettings& s = document_.Settings();
+    return ExplorerBefore(entries[static_cast<std::size_t>(a)].info, names_[static_cast<std::size_t>(a)],
+                          entries[static_cast<std::size_t>(b)].info, names_[static_cast<std::size_t>(b)], s.sort,
+                          s.descending);
+}
+
 void CExplorerModel::Rebuild() {
     beginResetModel();
     rows_.clear();
+    names_.clear();
     const auto& entries = document_.Entries();
-    for (std::size_t i = 0; i < entries.size(); ++i)
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        names_.push_back(ExplorerSortName(entries[i].info));
         if (document_.Shows(entries[i])) rows_.push_back(static_cast<int>(i));
-    const ExplorerSettings& s = document_.Settings();
-    std::stable_sort(rows_.begin(), rows_.end(), [&](int a, int b) {
-        return ExplorerBefore(entries[static_cast<std::size_t>(a)].info, entries[static_cast<std::size_t>(b)].info,
-                              s.sort, s.descending);
-    });
+    }
+    std::stable_sort(rows_.begin(), rows_.end(), [this](int a, int b) { return Before(a, b); });
     endResetModel();
 }
 
 void CExplorerModel::Add(int first, int count) {
     // Each new tile goes in its place in the order, so that the tiles already seen stay put.
     const auto& entries = document_.Entries();
-    const ExplorerSettings& s = document_.Settings();
     for (int i = first; i < first + count; ++i) {
+        names_.push_back(ExplorerSortName(entries[static_cast<std::size_t>(i)].info));
         if (!document_.Shows(entries[static_cast<std::size_t>(i)])) continue;
-        const auto at = std::upper_bound(rows_.begin(), rows_.end(), i, [&](int a, int b) {
-            return ExplorerBefore(entries[static_cast<std::size_t>(a)].info, entries[static_cast<std::size_t>(b)].info,
-                                  s.sort, s.descending);
-        });
+        const auto at = std::upper_bound(rows_.begin(), rows_.end(), i, [this](int a, int b) { return Before(a, b); });
         const int row = static_cast<int>(at - rows_.begin());
         beginInsertRows({}, row, row);
         rows_.insert(at, i);
@@ -259,8 +264,8 @@ CExplorerMDI::CExplorerMDI(AppContext& app, CExplorerDoc& document, QWidget* par
         if (index.isValid()) OnOpen();
     });
     connect(view->selectionModel(), &QItemSelectionModel::selectionChanged, this, [this] { app_.Commands().Update(); });
+    // Once for each batch of tiles taken, not for each tile.
     connect(&document_, &CExplorerDoc::progress, this, &CExplorerMDI::ShowProgress);
-    connect(view->Model(), &QAbstractItemModel::rowsInserted, this, &CExplorerMDI::ShowProgress);
     connect(view->Model(), &QAbstractItemModel::modelReset, this, &CExplorerMDI::ShowProgress);
     ShowProgress();
 }
@@ -332,7 +337,8 @@ void CExplorerMDI::ShowProgress() {
             QString(text::kExplorerStopped).arg(document_.FilesRead()).arg(document_.FilesListed()).arg(shown));
     else
         statusLabel->setText(QString(text::kExplorerDone).arg(document_.FilesListed()).arg(shown));
-    app_.Commands().Update();
+    // The commands change only when the reading starts or ends (Stop).
+    if (std::exchange(wasScanning_, document_.IsScanning()) != document_.IsScanning()) app_.Commands().Update();
 }
 
 bool CExplorerMDI::HasSelection() const {

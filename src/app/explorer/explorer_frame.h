@@ -7,6 +7,7 @@
 #include <QListView>
 #include <QWidget>
 #include <functional>
+#include <string>
 #include <vector>
 
 #include "app/explorer/explorer_doc.h"
@@ -43,9 +44,11 @@ public:
 private:
     void Rebuild();
     void Add(int first, int count);
+    [[nodiscard]] bool Before(int entryA, int entryB) const;
 
     CExplorerDoc& document_;
-    std::vector<int> rows_;  // entry indices
+    std::vector<int> rows_;            // entry indices
+    std::vector<std::string> names_;   // each entry's name as the order compares it
     mutable QImage unreadable_;
 };
 
@@ -109,6 +112,7 @@ private:
 
     AppContext& app_;
     CExplorerDoc& document_;
+    bool wasScanning_ = false;
 };
 
 // The explorer windows' commands (open, copy, stop) and the File menu's Browse Folder and Find
