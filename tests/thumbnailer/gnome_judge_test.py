@@ -74,9 +74,13 @@ def premultiplied(im):
 @unittest.skipUnless(GNOME_READY, "GNOME's thumbnail factory (gir1.2-gnomedesktop-3.0) is not installed")
 class GnomeFactoryTest(unittest.TestCase):
     def setUp(self):
-        # The prefix lies beside the program, not under /tmp, where the sandbox mounts a folder
-        # of its own over whatever is there.
-        self.prefix = tempfile.mkdtemp(dir=os.path.dirname(os.path.abspath(THUMBNAILER)), prefix="gnome-judge-")
+        # The prefix lies beside the program, or in the user's cache when the program is under
+        # /tmp: never under /tmp, where the sandbox mounts a folder of its own over whatever is there.
+        base = os.path.dirname(os.path.realpath(THUMBNAILER))
+        if base == "/tmp" or base.startswith("/tmp/"):
+            base = os.path.join(os.path.expanduser("~"), ".cache")
+            os.makedirs(base, exist_ok=True)
+        self.prefix = tempfile.mkdtemp(dir=base, prefix="tellurine-gnome-judge-")
         self.addCleanup(shutil.rmtree, self.prefix)
         self.dir = os.path.join(self.prefix, "files")
         for folder in ("bin", "files", "share/thumbnailers", "share/mime/packages"):
