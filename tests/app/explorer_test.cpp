@@ -41,7 +41,8 @@ void ExplorerTest::browsesAFolderAndFollowsIt() {
         WriteProject(dir.filePath("icons/b.ico"), {{16, 4}, {32, 32}});
         WriteProject(dir.filePath("icons/a.ico"), {{48, 8}, {256, 32}});
         WriteProject(dir.filePath("icons/sub/c.ico"), {{32, 8}});
-        WriteAll(dir.filePath("icons/d.ico"), QByteArray("\0\0\1\0\1\0damaged", 15));
+        const char damaged[] = "\0\0\1\0\1\0damaged";
+        WriteAll(dir.filePath("icons/d.ico"), QByteArray(damaged, sizeof damaged - 1));
     });
     CKvDocument* opened = s.app->OpenDocumentFile(s.Path("icons"));
     auto* frame = s.app->MainFrame()->findChild<CExplorerMDI*>();
