@@ -71,6 +71,16 @@ std::optional<IconFileKind> IconFileKindFromName(std::string_view name) {
     return std::nullopt;
 }
 
+bool ReadFileStamp(const std::string& path, FileStamp& stamp, std::error_code& failure) {
+    stamp.bytes = std::filesystem::file_size(path, failure);
+    const auto written = std::filesystem::last_write_time(path, failure);
+    if (failure) return false;
+    stamp.modified =
+        std::chrono::duration_cast<std::chrono::seconds>(std::chrono::file_clock::to_sys(written).time_since_epoch())
+            .count();
+    return true;
+}
+
 int NearestFormat(const std::vector<FormatSummary>& formats, int size) {
     // Smaller is nearer: those at least `size` wide by how much wider, then the narrower ones by
     // how much narrower; the deeper first at equal width.
@@ -89,12 +99,10 @@ bool ReadIconFileInfo(const std::string& path, IconFileInfo& info, bool likeness
     info.tile = {};
     info.kind = IconFileKindOfPath(path).value_or(IconFileKind::Icon);
     std::error_code failure;
-    info.bytes = std::filesystem::file_size(path, failure);
-    const auto written = std::filesystem::last_write_time(path, failure);
-    if (failure) return Fail(info, failure.message());
-    info.modified =
-        std::chrono::duration_cast<std::chrono::seconds>(std::chrono::file_clock::to_sys(written).time_since_epoch())
-            .count();
+    FileStamp stamp;
+    if (!ReadFileStamp(path, stamp, failure)) return Fail(info, failure.message());
+    info.bytes = stamp.bytes;
+    info.modified = stamp.modified;
     Block look;                  // the 32-bit picture the fingerprint is taken of
     std::size_t firstCount = 1;  // the formats of the first icon
     if (info.kind == IconFileKind::Vector) {

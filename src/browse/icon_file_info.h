@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 #include "image/block.h"
@@ -46,6 +47,16 @@ struct IconFileInfo {
     // shrunk to fit it where larger, as a 32-bit packed bitmap.
     Block tile;
 };
+
+// When a file was last written (seconds since the epoch) and how many bytes it has: what tells
+// whether it changed since it was read.
+struct FileStamp {
+    std::int64_t modified = 0;
+    std::uintmax_t bytes = 0;
+    friend bool operator==(const FileStamp&, const FileStamp&) = default;
+};
+// False, with `failure` set, when the file cannot be looked at.
+bool ReadFileStamp(const std::string& path, FileStamp& stamp, std::error_code& failure);
 
 // Of formats, the one nearest `size` pixels: the smallest at least that wide, else the widest,
 // the deepest at equal width. -1 when there are none.

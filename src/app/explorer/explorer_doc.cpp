@@ -29,24 +29,6 @@ constexpr auto kBatchInterval = std::chrono::milliseconds(40);
 // How long the folder must be still before it is read again.
 constexpr int kRescanDelayMs = 400;
 
-// When and how big a file was, to tell whether it changed since it was read.
-struct Stamp {
-    std::int64_t modified = 0;
-    std::uintmax_t bytes = 0;
-    bool operator==(const Stamp&) const = default;
-};
-
-Stamp StampOf(const std::string& path) {
-    std::error_code failure;
-    const auto written = std::filesystem::last_write_time(path, failure);
-    const std::uintmax_t bytes = std::filesystem::file_size(path, failure);
-    if (failure) return {};
-    return {
-        std::chrono::duration_cast<std::chrono::seconds>(std::chrono::file_clock::to_sys(written).time_since_epoch())
-            .count(),
-        bytes};
-}
-
 }  // namespace
 
 // What the worker hands over: the listing once, then files read, then the end.
@@ -120,8 +102,8 @@ void CExplorerDoc::StartWorker(bool keepEntries) {
     }
     // The worker touches nothing of the document: it works from copies and hands its results over
     // to the document's thread, where they are taken in the order they were sent.
-    std::unordered_map<std::string, Stamp> known;
-    for (const ExplorerEntry& e : entries_) known.emplace(e.info.path, Stamp{e.info.modified, e.info.bytes});
+    std::unordered_map<std::string, FileStamp> known;
+    for (const ExplorerEntry& e : entries_) known.emplace(e.info.path, FileStamp{e.info.modified, e.info.bytes});
     cancel_ = std::make_shared<std::atomic<bool>>(false);
     scanning_ = true;
     cancelled_ = false;
@@ -147,7 +129,9 @@ void CExplorerDoc::StartWorker(bool keepEntries) {
         for (const std::string& path : listing->paths) {
             folders.insert(std::filesystem::path(path).parent_path().string());
             const auto it = known.find(path);
-            if (it == known.end() || !(it->second == StampOf(path))) toRead.push_back(path);
+            FileStamp now;
+            std::error_code failure;
+            if (it == known.end() || !ReadFileStamp(path, now, failure) || !(it->second == now)) toRead.push_back(path);
         }
         listing->folders.assign(folders.begin(), folders.end());
         listing->toRead = static_cast<int>(toRead.size());
