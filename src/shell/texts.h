@@ -326,6 +326,41 @@ inline constexpr const char* kExplorerOneFormat = "1 format";
 inline constexpr const char* kExplorerFilter = "Explorer Files (*.exp)";
 inline constexpr const char* kSearchFilter = "Recherche (*.sea)";
 inline constexpr const char* kExplorerNotReadable = "The explorer file could not be read.";
+// The librarian's collections and their dock.
+inline constexpr const char* kCollectionsTitle = "Collections";
+inline constexpr const char* kCollections = "&Collections";
+inline constexpr const char* kCollectionNew = "&New Collection...";
+inline constexpr const char* kCollectionRename = "Re&name Collection...";
+inline constexpr const char* kCollectionDelete = "&Delete Collection";
+inline constexpr const char* kCollectionExportLibrary = "Export as &Library...";
+inline constexpr const char* kCollectionExportFolder = "Export as &Folder of Icons...";
+inline constexpr const char* kCollectionRemoveIcon = "&Remove from Collection";
+inline constexpr const char* kCollectionAdd = "Add to Co&llection";
+inline constexpr const char* kCollectionAddTip = "Adds the icons of the active window, or the files chosen in it, to the collection shown";
+inline constexpr const char* kCollectionNameLabel = "Name of the collection:";
+inline constexpr const char* kCollectionFirstName = "My Icons";
+inline constexpr const char* kCollectionNone = "(no collection)";
+inline constexpr const char* kCollectionEmpty = "Drop icons here, or use Add to Collection in any window.";
+// %1: the collection's name.
+inline constexpr const char* kCollectionDeleteAsk = "Delete the collection \"%1\" and every icon in it?";
+// %1: how many icons; %2: the collection's name.
+inline constexpr const char* kCollectionRemoveAsk = "Remove %1 icons from the collection \"%2\"? Their files are deleted.";
+inline constexpr const char* kCollectionExists = "A collection named \"%1\" already exists.";
+inline constexpr const char* kCollectionNameEmpty = "A collection needs a name.";
+inline constexpr const char* kCollectionNameLong = "The name is too long.";
+inline constexpr const char* kCollectionNameBad =
+    "A name may not start with a dot or hold a control character or any of / \\ : * ? \" < > |.";
+inline constexpr const char* kCollectionNoIcon = "The file holds no icon.";
+inline constexpr const char* kCollectionIconGone = "The icon's file is no longer there.";
+// %1: the icon's file name.
+inline constexpr const char* kCollectionIconUnreadable = "%1 is not an icon or cursor file.";
+inline constexpr const char* kCollectionNoFit = "The icons do not fit a library of that kind.";
+inline constexpr const char* kCollectionNothingToAdd = "The active window has no icon to add.";
+// %1: the files that were not added, one a line.
+inline constexpr const char* kCollectionNotAdded = "These files gave no icon:\n%1";
+// %1: the file names, one a line.
+inline constexpr const char* kCollectionReplaceAsk = "These files are in the folder already:\n%1\nReplace them?";
+inline constexpr const char* kCollectionNotSaved = "The collection could not be exported.";
 inline constexpr const char* kLibraryAddIcons = "A&dd Icons...";
 inline constexpr const char* kLibraryAddOpen = "Add &Open Icon";
 inline constexpr const char* kLibraryRemove = "&Remove";

@@ -18,6 +18,7 @@
 #include "formats/icon_project.h"
 #include "formats/ne_resources.h"
 #include "image/file_io.h"
+#include "shell/collections.h"
 #include "shell/program_tiles.h"
 #include "shell/texts.h"
 
@@ -100,22 +101,10 @@ int CFileIclDocument::AddFiles(const QStringList& paths, int row, QStringList& f
     int added = 0;
     for (const QString& path : paths) {
         const int before = added;
-        std::vector<std::uint8_t> bytes;
         std::string error;
-        // An icon or cursor file goes in as it is, named after the file when it can be.
-        if (ReadFileBytes(path.toStdString(), bytes, kMaxExeFileBytes, error) && SplitIconFile(bytes, 1)) {
+        for (shell::IconFileBytes& icon : shell::IconFilesOf(path.toStdString(), error)) {
             std::string unused;
-            std::optional<ResourceName> name =
-                shell::ParseLibraryName(QFileInfo(path).completeBaseName().toStdString(), unused);
-            if (AddFile(std::move(bytes), row + added, std::move(name))) ++added;
-        } else {
-            IconFileContents contents;
-            if (LoadIconContainer(path.toStdString(), contents, error))
-                for (const NamedIcon& icon : contents.icons) {
-                    const QString name =
-                        contents.Named() ? QString::fromStdString(icon.name) : QFileInfo(path).completeBaseName();
-                    if (AddIcon(icon.doc, row + added, name)) ++added;
-                }
+            if (AddFile(std::move(icon.file), row + added, shell::ParseLibraryName(icon.name, unused))) ++added;
         }
         if (added == before) failures << QDir::toNativeSeparators(path);
     }
