@@ -1,7 +1,7 @@
 // The explorer and search windows as a person uses them: a folder opened from the command line,
 // its icon files as tiles as they are read, narrowed and ordered from the window's bar, following
 // the folder's changes, opened, copied, stopped, saved as .exp and opened again; a search by
-// name and likeness.
+// name and likeness; the collections' dock, filled from windows and by dropping files, exported.
 #include <QCheckBox>
 #include <QClipboard>
 #include <QComboBox>
@@ -10,6 +10,7 @@
 #include <QMimeData>
 
 #include "app/common/tile_delegate.h"
+#include "app/explorer/collections_dock.h"
 #include "app/explorer/explorer_frame.h"
 #include "app/icon/clipboard.h"
 #include "app/shell/main_frame.h"
@@ -32,6 +33,7 @@ class ExplorerTest : public QObject {
 private slots:
     void browsesAFolderAndFollowsIt();
     void searchesByNameAndLikeness();
+    void keepsCollections();
 };
 
 void ExplorerTest::browsesAFolderAndFollowsIt() {
@@ -134,6 +136,91 @@ void ExplorerTest::searchesByNameAndLikeness() {
     s.prompts->saveNames.push_back(s.Path("found.sea"));
     QVERIFY(frame->Document().Save(*s.app->MainFrame(), false));
     QVERIFY(ReadAll(s.Path("found.sea")).contains("like=" + s.Path("like.ico").toUtf8()));
+}
+
+void ExplorerTest::keepsCollections() {
+    // Two collections in the folder the preferences name; the librarian switch picks the second.
+    StartedApp s({"/librarian:Second"}, false, [](QTemporaryDir& dir) {
+        QSettings(dir.filePath("profile.ini"), QSettings::IniFormat)
+            .setValue("folders/LibrarianLocation", dir.filePath("library"));
+        QDir(dir.path()).mkpath("library/First");
+        QDir(dir.path()).mkpath("library/Second");
+        WriteProject(dir.filePath("library/First/one.ico"), {{16, 4}});
+        WriteProject(dir.filePath("project.ico"), {{32, 32}});
+        WriteProject(dir.filePath("arrow.cur"), {{32, 8}}, true);
+        WriteAll(dir.filePath("notes.txt"), QByteArray("no icon"));
+    });
+    CMainFrame& main = *s.app->MainFrame();
+    CCollectionsDock* dock = main.collectionsDock;
+    QVERIFY(dock != nullptr && !dock->isHidden());
+    QCOMPARE(dock->Current(), QString("Second"));
+    QCOMPARE(dock->combo->count(), 2);
+    QTRY_VERIFY(!dock->emptyLabel->isHidden());
+    QVERIFY(!main.Action("librarian.add")->isEnabled());
+
+    // An open project joins the collection shown, written as an icon file.
+    QVERIFY(s.app->OpenDocumentFile(s.Path("project.ico")) != nullptr);
+    main.updateActions();
+    QVERIFY(main.Action("librarian.add")->isEnabled());
+    main.Action("librarian.add")->trigger();
+    QCOMPARE(ReadIcon(s.Path("library/Second/project.ico")).GetFormatCount(), 1);
+    QTRY_COMPARE(RowNames(*dock->view->Model()), (QStringList{"project.ico"}));
+
+    // Files dropped on the grid join it as they are; one without icons is named to the user.
+    auto* dropped = new QMimeData;
+    dropped->setUrls({QUrl::fromLocalFile(s.Path("arrow.cur")), QUrl::fromLocalFile(s.Path("notes.txt"))});
+    QDragEnterEvent enter(QPoint(5, 5), Qt::CopyAction, dropped, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(dock->view->viewport(), &enter);
+    QVERIFY(enter.isAccepted());
+    QDropEvent drop(QPointF(5, 5), Qt::CopyAction, dropped, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(dock->view->viewport(), &drop);
+    delete dropped;
+    QCOMPARE(ReadAll(s.Path("library/Second/arrow.cur")), ReadAll(s.Path("arrow.cur")));
+    QVERIFY(s.prompts->messages.back().text.contains(QDir::toNativeSeparators(s.Path("notes.txt"))));
+    QTRY_COMPARE(RowNames(*dock->view->Model()), (QStringList{"arrow.cur", "project.ico"}));
+
+    // Exported as a library, and as a folder where a file of the same name stays unless replacing
+    // is chosen.
+    s.prompts->saveNames.push_back(s.Path("second.icl"));
+    main.Action("librarian.exportLibrary")->trigger();
+    shell::IconLibrary library;
+    const QByteArray icl = ReadAll(s.Path("second.icl"));
+    QVERIFY(library.Read(std::span(reinterpret_cast<const std::uint8_t*>(icl.data()), icl.size())));
+    QCOMPARE(library.Icons().size(), std::size_t{2});
+    QVERIFY(library.Icons()[0].Cursor() != library.Icons()[1].Cursor());
+    QDir(s.dir.path()).mkpath("out");
+    WriteAll(s.Path("out/project.ico"), QByteArray("mine"));
+    s.prompts->folderNames.push_back(s.Path("out"));
+    s.prompts->yesNoAnswers.push_back(false);
+    main.Action("librarian.exportFolder")->trigger();
+    QCOMPARE(ReadAll(s.Path("out/project.ico")), QByteArray("mine"));
+    QCOMPARE(ReadAll(s.Path("out/arrow.cur")), ReadAll(s.Path("arrow.cur")));
+
+    // An icon removed after asking; a collection made, renamed and deleted.
+    dock->view->setCurrentIndex(dock->view->Model()->index(0));
+    s.prompts->yesNoAnswers.push_back(true);
+    main.Action("librarian.remove")->trigger();
+    QVERIFY(!QFile::exists(s.Path("library/Second/arrow.cur")));
+    s.prompts->items.push_back("Third");
+    main.Action("librarian.new")->trigger();
+    QCOMPARE(dock->Current(), QString("Third"));
+    s.prompts->items.push_back("First");
+    main.Action("librarian.rename")->trigger();
+    QCOMPARE(s.prompts->messages.back().text, QString("A collection named \"First\" already exists."));
+    s.prompts->items.push_back("Gone");
+    main.Action("librarian.rename")->trigger();
+    QVERIFY(QDir(s.Path("library/Gone")).exists());
+    s.prompts->yesNoAnswers.push_back(true);
+    main.Action("librarian.delete")->trigger();
+    QVERIFY(!QDir(s.Path("library/Gone")).exists());
+    QCOMPARE(dock->Current(), QString("First"));
+
+    // Hidden, it stays hidden at the next start.
+    main.Action("view.collections")->trigger();
+    QVERIFY(dock->isHidden());
+    main.close();
+    s.app->ExitInstance();
+    QCOMPARE(QSettings(s.ProfilePath(), QSettings::IniFormat).value("specs/LibrarianVisible").toInt(), 0);
 }
 
 QTEST_MAIN(ExplorerTest)

@@ -17,6 +17,7 @@
 #include <QUrl>
 
 #include "app/ani/ani_doc.h"
+#include "app/explorer/collections_dock.h"
 #include "app/explorer/explorer_frame.h"
 #include "app/icon/color_bar.h"
 #include "app/icon/icon_commands.h"
@@ -157,6 +158,18 @@ CMainFrame::CMainFrame(CKvApp& app) : app_(app) {
     RegisterLibraryCommands(*this);
     RegisterAnimationCommands(*this);
     RegisterExplorerCommands(*this);
+    // The collections, from the folder the preferences name (the user-data folder's "Collections"
+    // when they name none), showing the one the librarian switch names.
+    const QString collections = app_.prefs.LibrarianLocation.empty()
+                                    ? app_.userDataFolder + "Collections"
+                                    : QString::fromStdString(app_.prefs.LibrarianLocation);
+    collectionsDock = new CCollectionsDock(
+        *this, collections,
+        app_.switches.librarian ? QString::fromStdString(app_.switches.librarianArgument) : QString(), this);
+    addDockWidget(Qt::RightDockWidgetArea, collectionsDock);
+    resizeDocks({collectionsDock}, {330}, Qt::Horizontal);
+    collectionsDock->setVisible(app_.prefs.LibrarianVisible != 0);
+    RegisterCollectionCommands(*this, *collectionsDock);
     // What is shown of the main window: the bars are the window's own, so their commands are here.
     const auto shown = [this](QWidget* bar, const char* id, const char* label) {
         commands->Add({.id = id, .text = label, .execute = [bar] { bar->setVisible(bar->isHidden()); },
@@ -166,8 +179,10 @@ CMainFrame::CMainFrame(CKvApp& app) : app_(app) {
     shown(statusBar(), "view.statusBar", text::kStatusBar);
     shown(colorDock, "view.colorBar", text::kColorBar);
     shown(toolPalette, "view.toolPalette", text::kToolPalette);
+    shown(collectionsDock, "view.collections", text::kCollections);
     // Closed by their own buttons or menus, the bars' check marks follow.
-    connect(colorDock, &QDockWidget::visibilityChanged, this, &CMainFrame::updateActions);
+    for (QDockWidget* dock : {colorDock, static_cast<QDockWidget*>(collectionsDock)})
+        connect(dock, &QDockWidget::visibilityChanged, this, &CMainFrame::updateActions);
     for (QToolBar* bar : {toolBar, toolPalette}) connect(bar, &QToolBar::visibilityChanged, this, &CMainFrame::updateActions);
     CreateMenus();
     statusBar()->showMessage(text::kReady);
@@ -205,7 +220,7 @@ QAction* CMainFrame::Action(const QString& id) const { return commands->Action(i
 void CMainFrame::CreateMenus() {
     QMenu* file = menuBar()->addMenu(text::kMenuFile);
     commands->AddTo(file, {"file.new", "file.newLibrary", "file.open", "file.close", "-", "file.browseFolder",
-                           "file.findIcons", "-", "file.newIconFromImage", "file.batch",
+                           "file.findIcons", "librarian.add", "-", "file.newIconFromImage", "file.batch",
                            "file.exportIconSet", "-",
                            "file.save", "file.saveAs", "-", "file.print", "file.printPreview", "-"});
     recentMenu = file->addMenu(text::kRecentFiles);
@@ -222,7 +237,7 @@ void CMainFrame::CreateMenus() {
 
     QMenu* view = menuBar()->addMenu(text::kMenuView);
     commands->AddTo(view, {"view.toolBar", "view.toolPalette", "view.statusBar", "view.formatBar", "view.colorBar",
-                           "-", "view.zoomIn", "view.zoomOut", "view.fit", "view.grid"});
+                           "view.collections", "-", "view.zoomIn", "view.zoomOut", "view.fit", "view.grid"});
 
     // The commands whose ids begin so, in the order they were made.
     const auto each = [this](QMenu* menu, const char* prefix) {
@@ -431,6 +446,8 @@ void CMainFrame::closeEvent(QCloseEvent* event) {
     // Every document was saved or given up: the windows close without asking again.
     for (CKvMdiChild* child : Children()) child->Document()->SetModifiedFlag(false);
     mdiArea->closeAllSubWindows();
+    // Whether the collections show is kept for the next start.
+    app_.prefs.LibrarianVisible = collectionsDock->isHidden() ? 0 : 1;
     QMainWindow::closeEvent(event);
 }
 

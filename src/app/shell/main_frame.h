@@ -19,6 +19,7 @@ class CKvApp;
 class CKvDocument;
 class CIconDocMDI;
 class CColorBar;
+class CCollectionsDock;
 
 // A status-bar pane whose text may start with "@n": the number of a small picture drawn at the
 // start of the pane (0 a pointer, 1 a selection frame), followed by the rest of the text.
@@ -88,6 +89,7 @@ public:
     QToolBar* toolPalette = nullptr;
     QLabel* formatPane = nullptr;
     CColorBar* colorBar = nullptr;
+    CCollectionsDock* collectionsDock = nullptr;  // the librarian's collections
     CStatusPane* pointerPane = nullptr;    // pane 4
     CStatusPane* selectionPane = nullptr;  // pane 5
 
