@@ -88,6 +88,24 @@ class Failures(ThumbnailerCase):
         self.assertIn("cannot write", result.stderr)
         self.assertEqual(left, ["not-a-folder"])
 
+    def test_an_output_the_client_made_is_written_into_and_read_through_its_own_handle(self):
+        # As Xfce's tumbler does: it makes the file, keeps it open, and reads the thumbnail back
+        # through that handle; a file renamed over it would never reach it.
+        source = os.path.join(ROOT, "fuzz", "seeds", "ico_reader")
+        source = os.path.join(source, sorted(os.listdir(source))[0])
+        os.makedirs(os.path.join(self.dir, "out"))
+        output = os.path.join(self.dir, "out", "tumbler-made.png")
+        with open(output, "w+b") as held:
+            held.write(b"stale bytes, longer than nothing")
+            held.flush()
+            result, left = self.thumbnail("-s", "32", source, output)
+            self.assertEqual(result.returncode, 0, result.stderr)
+            self.assertEqual(left, ["tumbler-made.png"])
+            held.seek(0)
+            with Image.open(held) as im:
+                im.load()
+                self.assertEqual(im.mode, "RGBA")
+
     def test_a_file_that_never_comes_is_given_up_on(self):
         fifo = os.path.join(self.dir, "stalled.ico")
         os.mkfifo(fifo)  # opening it waits for a writer that never comes
