@@ -2,6 +2,7 @@
 // decoding each listed format on its own agrees with reading the whole file.
 #pragma once
 
+#include <algorithm>
 #include <span>
 #include <string>
 
@@ -11,8 +12,10 @@
 namespace tellurine::fuzz {
 
 // Lists the bytes as a file at `path` and decodes every listed format, which must have the size
-// and depth listed. A file the full read takes is listed; when every listed format decodes, the
-// listing is the full read's icons and formats, in order.
+// and depth listed, and again only to be looked at (a tile's decode, which may drop resolution
+// levels of a JPEG 2000 picture but never comes out smaller than asked or larger than listed). A
+// file the full read takes is listed; when every listed format decodes, the listing is the full
+// read's icons and formats, in order.
 inline void CheckCatalog(const std::string& path, std::span<const std::uint8_t> bytes) {
     IconFileContents contents;
     const bool read = ReadIconContainer(path, bytes, contents);
@@ -32,6 +35,12 @@ inline void CheckCatalog(const std::string& path, std::span<const std::uint8_t> 
             Check(static_cast<std::int32_t>(image.Width()) == format.width &&
                   static_cast<std::int32_t>(image.Height()) == format.height &&
                   CIconObject::DepthFromColors(image.ColorCount(), image.HasAlpha()) == format.bits);
+            constexpr std::int32_t kLook = 16;
+            CKvIcon look;
+            Check(ReadCatalogFormat(path, bytes, catalog, static_cast<int>(i), static_cast<int>(f), look, kLook));
+            const auto w = static_cast<std::int32_t>(look.Width()), h = static_cast<std::int32_t>(look.Height());
+            Check(w <= format.width && h <= format.height && w >= std::min(kLook, format.width) &&
+                  h >= std::min(kLook, format.height));
         }
     if (!read || !everyDecoded) return;
     Check(catalog.icons.size() == contents.icons.size());

@@ -136,11 +136,15 @@ bool ReadIconFileInfo(const std::string& path, IconFileInfo& info, bool likeness
         firstCount = catalog.icons.front().formats.size();
         const std::vector<FormatSummary> own(info.formats.begin(),
                                              info.formats.begin() + static_cast<std::ptrdiff_t>(firstCount));
-        // A format listed from its header whose stream turns out damaged gives no picture.
+        // A format listed from its header whose stream turns out damaged gives no picture. Both
+        // pictures are only looked at: a large JPEG 2000 picture is decoded at a lower resolution
+        // that still reaches twice the size, which keeps its fingerprint within a bit or two of
+        // the full picture's (at the size itself, five).
         const auto nearest = [&](int size) {
             const int i = NearestFormat(own, size);
             CKvIcon image;
-            return i >= 0 && ReadCatalogFormat(path, bytes, catalog, 0, i, image) ? image.To32BitDib() : Block();
+            return i >= 0 && ReadCatalogFormat(path, bytes, catalog, 0, i, image, 2 * size) ? image.To32BitDib()
+                                                                                           : Block();
         };
         if (likeness) look = nearest(kLikenessSize);
         if (tileSize > 0) info.tile = FitTile(nearest(tileSize), tileSize);

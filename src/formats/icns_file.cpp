@@ -204,8 +204,9 @@ Outcome UnpackedImage(std::span<const std::uint8_t> data, std::int32_t width, st
     return made ? kMade : IcnsSkipReason::TooLarge;
 }
 
-// A 32-bit image of the stream's own size from a PNG or JPEG 2000 stream.
-Outcome StreamImage(std::span<const std::uint8_t> data, CKvIcon& icon) {
+// A 32-bit image of the stream's own size from a PNG or JPEG 2000 stream; with `atLeast`, a JPEG
+// 2000 stream may give a smaller one whose sides reach it (DecodeJpeg2000Reduced).
+Outcome StreamImage(std::span<const std::uint8_t> data, CKvIcon& icon, std::int32_t atLeast = 0) {
     std::int32_t width = 0, height = 0;
     if (IsPngStream(data)) {
         if (!PngDimensions(data, width, height)) return IcnsSkipReason::BadStream;
@@ -215,7 +216,9 @@ Outcome StreamImage(std::span<const std::uint8_t> data, CKvIcon& icon) {
     if (Jpeg2000Dimensions(data, width, height) && std::int64_t{width} * height > kMaxIcnsStreamPixels)
         return IcnsSkipReason::TooLarge;
     Block bgra;
-    if (!DecodeJpeg2000ToBgra(data, width, height, bgra, kMaxIcnsStreamPixels)) return IcnsSkipReason::BadStream;
+    if (!(atLeast > 0 ? DecodeJpeg2000Reduced(data, atLeast, width, height, bgra, kMaxIcnsStreamPixels)
+                      : DecodeJpeg2000ToBgra(data, width, height, bgra, kMaxIcnsStreamPixels)))
+        return IcnsSkipReason::BadStream;
     return icon.FromBgraRows(width, height, bgra.data()) != 0 ? kMade : IcnsSkipReason::TooLarge;
 }
 
@@ -265,7 +268,7 @@ Outcome LaterElementImage(std::uint32_t type, std::span<const std::uint8_t> data
 // their size check and are read as such. Otherwise a stream is read as one whatever the type;
 // should a classic 32-bit element's stream fail, its data is tried in the classic forms (packed
 // data can begin with the bytes of a stream's signature).
-Outcome ElementImage(const Element& e, const Masks& masks, CKvIcon& icon) {
+Outcome ElementImage(const Element& e, const Masks& masks, CKvIcon& icon, std::int32_t atLeast = 0) {
     if (e.row >= 0 && e.row < kFirstStreamRow && !IsTrueColorRow(e.row)) {
         const int maskRow = masks.For(e.row);
         if (maskRow < 0) return IcnsSkipReason::NoMask;
@@ -273,7 +276,7 @@ Outcome ElementImage(const Element& e, const Masks& masks, CKvIcon& icon) {
     }
     Outcome streamOutcome = kMade;
     if (IsStream(e.data)) {
-        streamOutcome = StreamImage(e.data, icon);
+        streamOutcome = StreamImage(e.data, icon, atLeast);
         if (!streamOutcome || !IsTrueColorRow(e.row)) return streamOutcome;
     }
     const Outcome outcome = e.row < 0              ? LaterElementImage(e.type, e.data, masks, icon)
@@ -316,9 +319,11 @@ bool CollectPictures(std::span<const std::uint8_t> family, FamilyPictures& found
     });
 }
 
-// One picture of a family decoded as the reader keeps it.
-Outcome FamilyImage(const Element& e, const Masks& masks, CKvIcon& icon) {
-    if (const Outcome outcome = ElementImage(e, masks, icon)) return outcome;
+// One picture of a family decoded as the reader keeps it; with `atLeast`, only to be looked at
+// (see ReadIcnsPicture), when it keeps no stream.
+Outcome FamilyImage(const Element& e, const Masks& masks, CKvIcon& icon, std::int32_t atLeast = 0) {
+    if (const Outcome outcome = ElementImage(e, masks, icon, atLeast)) return outcome;
+    if (atLeast > 0) return kMade;
     // Pictures of 256 pixels and more are PNG-compressed when saved as a Windows icon.
     icon.SetCompressed(icon.Width() >= 256 && icon.Height() >= 256);
     // The picture remembers its element, and the stream it came from, so that a family saved
@@ -925,12 +930,12 @@ bool DescribeIcnsFamily(std::span<const std::uint8_t> family, std::vector<IcnsPi
     }
 }
 
-bool ReadIcnsPicture(std::span<const std::uint8_t> family, std::size_t offset, CKvIcon& icon) {
+bool ReadIcnsPicture(std::span<const std::uint8_t> family, std::size_t offset, CKvIcon& icon, std::int32_t atLeast) {
     try {
         FamilyPictures found;
         if (!CollectPictures(family, found)) return false;
         for (const auto& [e, walkOutcome] : found.pictures)
-            if (e.offset == offset) return !walkOutcome && !FamilyImage(e, found.masks, icon);
+            if (e.offset == offset) return !walkOutcome && !FamilyImage(e, found.masks, icon, atLeast);
     } catch (const std::bad_alloc&) {
     }
     return false;

@@ -175,6 +175,8 @@ std::vector<MacFamilyListing> DescribeMacResourceFamilies(std::span<const std::u
 
 // Decodes the one picture of the family whose element starts at `offset` (as listed), to the image
 // ReadIcnsFamily makes of it, reading only that element and the masks. False when it gives none.
-bool ReadIcnsPicture(std::span<const std::uint8_t> family, std::size_t offset, CKvIcon& icon);
+// With `atLeast`, the picture is only to be looked at (a tile, a fingerprint): a JPEG 2000 element
+// may then be decoded smaller, its sides at least that, and keeps no stream.
+bool ReadIcnsPicture(std::span<const std::uint8_t> family, std::size_t offset, CKvIcon& icon, std::int32_t atLeast = 0);
 
 }  // namespace tellurine

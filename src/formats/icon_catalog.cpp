@@ -196,7 +196,7 @@ bool CatalogIconContainer(const std::string& path, std::span<const std::uint8_t>
 }
 
 bool ReadCatalogFormat(const std::string& path, std::span<const std::uint8_t> bytes, const IconCatalog& catalog,
-                       int icon, int format, CKvIcon& out) {
+                       int icon, int format, CKvIcon& out, std::int32_t atLeast) {
     if (icon < 0 || static_cast<std::size_t>(icon) >= catalog.icons.size()) return false;
     const std::vector<CatalogFormat>& formats = catalog.icons[static_cast<std::size_t>(icon)].formats;
     if (format < 0 || static_cast<std::size_t>(format) >= formats.size()) return false;
@@ -215,7 +215,7 @@ bool ReadCatalogFormat(const std::string& path, std::span<const std::uint8_t> by
                        image.ReadImage(bytes.subspan(f.offset, f.length), static_cast<std::uint32_t>(f.length), 0);
                 break;
             case CatalogSource::FamilyPicture:
-                read = f.offset <= bytes.size() && ReadIcnsPicture(bytes.subspan(f.offset), f.element, image);
+                read = f.offset <= bytes.size() && ReadIcnsPicture(bytes.subspan(f.offset), f.element, image, atLeast);
                 break;
             case CatalogSource::Container: {
                 IconFileContents contents;

@@ -66,8 +66,10 @@ bool CatalogIconContainer(const std::string& path, std::span<const std::uint8_t>
 
 // Decodes one listed format of the catalog made from the same `path` and `bytes` to the image a
 // full read gives it, reading only that image (and, in a family, the masks). False when it cannot
-// be decoded (a stream damaged past its header) or the indices are out of range.
+// be decoded (a stream damaged past its header) or the indices are out of range. With `atLeast`,
+// the image is only to be looked at: a family's JPEG 2000 picture may come smaller, its sides at
+// least that (ReadIcnsPicture).
 bool ReadCatalogFormat(const std::string& path, std::span<const std::uint8_t> bytes, const IconCatalog& catalog,
-                       int icon, int format, CKvIcon& out);
+                       int icon, int format, CKvIcon& out, std::int32_t atLeast = 0);
 
 }  // namespace tellurine

@@ -41,6 +41,8 @@ constexpr int kEncoderThreads = 2;
 // OpenJPEG's buffer between the codec and the callbacks. Its default, 1 MiB, is allocated for
 // every stream; icon elements are a few hundred kilobytes at most.
 constexpr OPJ_SIZE_T kStreamBufferSize = 64 * 1024;
+// The most resolution levels a reduced decode drops: a 1,024-pixel picture comes down to 32.
+constexpr int kMaxReducedLevels = 5;
 
 // A comment marker's 16-bit length counts itself and the 2-byte registration value too.
 constexpr std::size_t kMaxCommentLength = 65535 - 4;
@@ -256,18 +258,17 @@ OPJ_BOOL SeekInSpan(OPJ_OFF_T to, void* user) {
     return OPJ_TRUE;
 }
 
-// FreeImage keeps only the first of two components, so grey with alpha is decoded here, straight
-// through OpenJPEG. In a JP2 file the alpha component is the one its channel definitions mark;
-// in a bare codestream, the second.
-bool DecodeGreyAlpha(std::span<const std::uint8_t> bytes, bool jp2, const SizeMarker& size, std::int32_t w,
-                     std::int32_t h, std::uint8_t* out) {
+// Decodes the whole stream straight through OpenJPEG, dropping the `reduce` finest resolution
+// levels (each halves the sides); null on any failure, a level that is not there included.
+ImagePtr DecodeThroughOpenJpeg(std::span<const std::uint8_t> bytes, bool jp2, int reduce) {
     CodecPtr codec(opj_create_decompress(jp2 ? OPJ_CODEC_JP2 : OPJ_CODEC_J2K));
-    if (!codec) return false;
+    if (!codec) return nullptr;
     Silence(codec.get());
     opj_dparameters_t parameters;
     opj_set_default_decoder_parameters(&parameters);
+    parameters.cp_reduce = static_cast<OPJ_UINT32>(reduce);
     StreamPtr stream(opj_stream_create(kStreamBufferSize, OPJ_TRUE));
-    if (!stream) return false;
+    if (!stream) return nullptr;
     ReadSource source{bytes, 0};
     opj_stream_set_user_data(stream.get(), &source, nullptr);
     opj_stream_set_user_data_length(stream.get(), bytes.size());
@@ -278,25 +279,96 @@ bool DecodeGreyAlpha(std::span<const std::uint8_t> bytes, bool jp2, const SizeMa
     opj_image_t* decoded = nullptr;
     const bool headerRead =
         opj_setup_decoder(codec.get(), &parameters) && opj_read_header(stream.get(), codec.get(), &decoded);
-    const ImagePtr image(decoded);
+    ImagePtr image(decoded);
     if (!headerRead || !image || !opj_decode(codec.get(), stream.get(), image.get()) ||
-        !opj_end_decompress(codec.get(), stream.get()) || image->numcomps != 2)
-        return false;
-    const opj_image_comp_t* alpha = &image->comps[image->comps[0].alpha ? 0 : 1];
-    const opj_image_comp_t* grey = &image->comps[image->comps[0].alpha ? 1 : 0];
-    for (const opj_image_comp_t* c : {grey, alpha})
-        if (c->data == nullptr || c->w != static_cast<OPJ_UINT32>(w) || c->h != static_cast<OPJ_UINT32>(h) ||
-            static_cast<int>(c->prec) != size.depth)
-            return false;
+        !opj_end_decompress(codec.get(), stream.get()))
+        return nullptr;
+    return image;
+}
+
+// The decoded components as BGRA rows of `w` x `h`: grey, grey and alpha, red-green-blue, or
+// red-green-blue and alpha. The alpha component is the one a JP2 file's channel definitions mark,
+// else the last of two or four. False when the components are not of that size and depth.
+bool CopyComponents(const opj_image_t& image, const SizeMarker& size, std::uint32_t w, std::uint32_t h,
+                    std::uint8_t* out) {
+    const std::uint32_t count = image.numcomps;
+    if (count == 0 || count > 4 || count != size.components) return false;
+    for (std::uint32_t i = 0; i < count; ++i) {
+        const opj_image_comp_t& c = image.comps[i];
+        if (c.data == nullptr || c.w != w || c.h != h || static_cast<int>(c.prec) != size.depth) return false;
+    }
+    std::uint32_t alphaAt = count == 2 || count == 4 ? count - 1 : count;
+    for (std::uint32_t i = 0; i < count; ++i)
+        if (image.comps[i].alpha && (count == 2 || count == 4)) alphaAt = i;
+    const opj_image_comp_t* colours[3];
+    for (std::uint32_t i = 0, n = 0; i < count; ++i)
+        if (i != alphaAt) colours[n++] = &image.comps[i];
+    const std::uint32_t colourCount = count - (alphaAt < count ? 1 : 0);
+    const opj_image_comp_t* alpha = alphaAt < count ? &image.comps[alphaAt] : nullptr;
     const SampleTo8 to8(size.depth);
-    const int greyOffset = grey->sgnd ? 1 << (size.depth - 1) : 0;
-    const int alphaOffset = alpha->sgnd ? 1 << (size.depth - 1) : 0;
-    const std::size_t count = static_cast<std::size_t>(w) * h;
-    for (std::size_t i = 0; i < count; ++i, out += 4) {
-        out[0] = out[1] = out[2] = to8(grey->data[i] + greyOffset);
-        out[3] = to8(alpha->data[i] + alphaOffset);
+    const auto sample = [&](const opj_image_comp_t& c, std::size_t i) {
+        return to8(c.data[i] + (c.sgnd ? 1 << (size.depth - 1) : 0));
+    };
+    const std::size_t pixels = static_cast<std::size_t>(w) * h;
+    for (std::size_t i = 0; i < pixels; ++i, out += 4) {
+        if (colourCount == 1) {
+            out[0] = out[1] = out[2] = sample(*colours[0], i);
+        } else {
+            out[0] = sample(*colours[2], i);
+            out[1] = sample(*colours[1], i);
+            out[2] = sample(*colours[0], i);
+        }
+        out[3] = alpha != nullptr ? sample(*alpha, i) : std::uint8_t{255};
     }
     return true;
+}
+
+// FreeImage keeps only the first of two components, so grey with alpha is decoded here, straight
+// through OpenJPEG.
+bool DecodeGreyAlpha(std::span<const std::uint8_t> bytes, bool jp2, const SizeMarker& size, std::int32_t w,
+                     std::int32_t h, std::uint8_t* out) {
+    const ImagePtr image = DecodeThroughOpenJpeg(bytes, jp2, 0);
+    return image && image->numcomps == 2 &&
+           CopyComponents(*image, size, static_cast<std::uint32_t>(w), static_cast<std::uint32_t>(h), out);
+}
+
+// The checks every decode makes before anything is decoded (see DecodeJpeg2000ToBgra): the sides,
+// and the codestream's size marker, which must agree with the file's header.
+bool CheckStream(std::span<const std::uint8_t> bytes, std::int64_t maxPixels, std::int32_t& w, std::int32_t& h,
+                 bool& jp2, SizeMarker& size, std::span<const std::uint8_t>* codestreamOut = nullptr) {
+    if (!Jpeg2000Dimensions(bytes, w, h) || std::int64_t{w} * h > maxPixels ||
+        static_cast<std::uint64_t>(w) * h * 4 > kMaxBlockBytes)
+        return false;
+    jp2 = IsJp2File(bytes);
+    std::span<const std::uint8_t> codestream = bytes;
+    if (jp2) {
+        const auto header = FindBox(bytes, kHeaderBox);
+        const auto contents = FindBox(bytes, kCodestreamBox);
+        if (!header || !contents || FindBox(*header, kPaletteBox)) return false;
+        codestream = *contents;
+    }
+    if (!ReadSizeMarker(codestream, size) || size.width != static_cast<std::uint32_t>(w) ||
+        size.height != static_cast<std::uint32_t>(h) || !size.uniform || size.components > 4 ||
+        size.depth > 16 || size.tiles > kMaxTiles)
+        return false;
+    if (codestreamOut != nullptr) *codestreamOut = codestream;
+    return !jp2 || LoadBE16(FindImageHeader(bytes)->data() + 8) == size.components;
+}
+
+// The decomposition levels the main header's coding style marker (FF52) gives every component:
+// its length (16 bits), style (8), progression (8), layers (16), colour transform (8), then the
+// levels. Marker segments follow one another from the size marker up to the first tile (FF90).
+// Nothing when the header holds no such marker.
+std::optional<int> MainHeaderLevels(std::span<const std::uint8_t> codestream) {
+    for (std::size_t at = 2; at + 4 <= codestream.size();) {
+        const std::uint16_t marker = LoadBE16(codestream.data() + at);
+        if (marker == 0xFF90 || (marker & 0xFF00) != 0xFF00) return std::nullopt;
+        const std::size_t length = LoadBE16(codestream.data() + at + 2);
+        if (marker == 0xFF52 && length >= 10 && at + 10 <= codestream.size()) return codestream[at + 9];
+        if (length < 2) return std::nullopt;
+        at += 2 + length;
+    }
+    return std::nullopt;
 }
 
 // Where the encoder's output goes. The JP2 writer skips over each box's length and seeks back to
@@ -370,26 +442,9 @@ bool Jpeg2000Dimensions(std::span<const std::uint8_t> bytes, std::int32_t& width
 bool DecodeJpeg2000ToBgra(std::span<const std::uint8_t> bytes, std::int32_t& width, std::int32_t& height,
                           Block& pixels, std::int64_t maxPixels) {
     std::int32_t w = 0, h = 0;
-    if (!Jpeg2000Dimensions(bytes, w, h) || std::int64_t{w} * h > maxPixels ||
-        static_cast<std::uint64_t>(w) * h * 4 > kMaxBlockBytes)
-        return false;
-
-    // The codestream's own header must agree with the file's before the decoder sizes anything by it.
-    const bool jp2 = IsJp2File(bytes);
-    std::span<const std::uint8_t> codestream = bytes;
-    if (jp2) {
-        const auto header = FindBox(bytes, kHeaderBox);
-        const auto contents = FindBox(bytes, kCodestreamBox);
-        if (!header || !contents || FindBox(*header, kPaletteBox)) return false;
-        codestream = *contents;
-    }
+    bool jp2 = false;
     SizeMarker size;
-    if (!ReadSizeMarker(codestream, size) || size.width != static_cast<std::uint32_t>(w) ||
-        size.height != static_cast<std::uint32_t>(h) || !size.uniform || size.components > 4 ||
-        size.depth > 16 || size.tiles > kMaxTiles)
-        return false;
-    if (jp2 && LoadBE16(FindImageHeader(bytes)->data() + 8) != size.components) return false;
-
+    if (!CheckStream(bytes, maxPixels, w, h, jp2, size)) return false;
     Block out = Block::Allocate(static_cast<std::size_t>(w) * h * 4);
     if (!out) return false;
     const bool decoded = size.components == 2
@@ -400,6 +455,39 @@ bool DecodeJpeg2000ToBgra(std::span<const std::uint8_t> bytes, std::int32_t& wid
     height = h;
     pixels = std::move(out);
     return true;
+}
+
+bool DecodeJpeg2000Reduced(std::span<const std::uint8_t> bytes, std::int32_t atLeast, std::int32_t& width,
+                           std::int32_t& height, Block& pixels, std::int64_t maxPixels) {
+    std::int32_t w = 0, h = 0;
+    bool jp2 = false;
+    SizeMarker size;
+    std::span<const std::uint8_t> codestream;
+    if (!CheckStream(bytes, maxPixels, w, h, jp2, size, &codestream)) return false;
+    // Each level dropped halves the sides, rounding up, as the decoder does on an image at the
+    // origin; no more are dropped than the stream has.
+    const auto side = [](std::int32_t full, int reduce) { return (full + (1 << reduce) - 1) >> reduce; };
+    const int levels = std::min(kMaxReducedLevels, MainHeaderLevels(codestream).value_or(0));
+    int reduce = 0;
+    while (reduce < levels && side(w, reduce + 1) >= atLeast && side(h, reduce + 1) >= atLeast) ++reduce;
+    if (reduce > 0) {
+        // A stream with fewer levels than that, or one whose image lies off the origin, or in a
+        // colour space other than grey or RGB, is decoded whole instead.
+        const ImagePtr image = DecodeThroughOpenJpeg(bytes, jp2, reduce);
+        const std::int32_t rw = side(w, reduce), rh = side(h, reduce);
+        const bool plain = image && (image->color_space == OPJ_CLRSPC_UNSPECIFIED ||
+                                     image->color_space == OPJ_CLRSPC_UNKNOWN ||
+                                     image->color_space == OPJ_CLRSPC_SRGB || image->color_space == OPJ_CLRSPC_GRAY);
+        Block out = plain ? Block::Allocate(static_cast<std::size_t>(rw) * rh * 4) : Block();
+        if (out && CopyComponents(*image, size, static_cast<std::uint32_t>(rw), static_cast<std::uint32_t>(rh),
+                                  out.data())) {
+            width = rw;
+            height = rh;
+            pixels = std::move(out);
+            return true;
+        }
+    }
+    return DecodeJpeg2000ToBgra(bytes, width, height, pixels, maxPixels);
 }
 
 bool EncodeJpeg2000(const Block& dib32, std::vector<std::uint8_t>& out, const char* comment) {

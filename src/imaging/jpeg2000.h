@@ -34,6 +34,14 @@ bool Jpeg2000Dimensions(std::span<const std::uint8_t> bytes, std::int32_t& width
 bool DecodeJpeg2000ToBgra(std::span<const std::uint8_t> bytes, std::int32_t& width, std::int32_t& height,
                           Block& pixels, std::int64_t maxPixels);
 
+// The same, for a picture that is only looked at, at least `atLeast` pixels on each side: the
+// stream is decoded at the coarsest of its resolution levels (up to five dropped, each halving the
+// sides, rounding up) whose sides still reach `atLeast`, which is several times faster on a large
+// picture. `width` and `height` are the sides decoded. When no level can be dropped, or the
+// stream cannot be decoded so, the whole picture is decoded as DecodeJpeg2000ToBgra does.
+bool DecodeJpeg2000Reduced(std::span<const std::uint8_t> bytes, std::int32_t atLeast, std::int32_t& width,
+                           std::int32_t& height, Block& pixels, std::int64_t maxPixels);
+
 // Encodes a 32-bit packed bitmap (alpha as stored) as a JP2 file of four 8-bit components, red,
 // green, blue and alpha, the last marked as alpha, with `comment` in the codestream's comment
 // marker (null: OpenJPEG's own comment; at most 65,531 characters).

@@ -28,7 +28,13 @@ TEST(IconFileInfo, CorpusFingerprintsAreTheFullReadsOnes) {
         EXPECT_EQ(info.icons, static_cast<int>(contents.icons.size()));
         const CIconDoc& first = contents.icons.front().doc;
         const std::vector<FormatSummary> own(info.formats.begin(), info.formats.begin() + first.GetFormatCount());
-        EXPECT_EQ(info.likeness, LikenessHash(first.GetFormat(NearestFormat(own, 32))->Icon().To32BitDib()));
+        const CKvIcon& nearest = first.GetFormat(NearestFormat(own, 32))->Icon();
+        const std::uint64_t full = LikenessHash(nearest.To32BitDib());
+        // A JPEG 2000 picture of 128 pixels or more is looked at through a lower resolution level
+        // of its stream, which may move a bit or two of the fingerprint; every other one is the
+        // full read's.
+        if (nearest.Width() >= 128) EXPECT_LE(LikenessDistance(info.likeness, full), 2);
+        else EXPECT_EQ(info.likeness, full);
     }
 }
 

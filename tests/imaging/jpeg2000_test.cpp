@@ -4,6 +4,7 @@
 #include <openjpeg.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <fstream>
 #include <iterator>
@@ -159,7 +160,66 @@ TEST(Jpeg2000, GreyAlphaDeepAndShallowStreamsDecodeToEightBitBgra) {
                 EXPECT_EQ(p[0], colour ? ExpectedSample(x, y, 2) : grey);
                 EXPECT_EQ(p[3], alpha ? ExpectedSample(x, y, 3) : 255);
             }
+        // One level dropped gives 2 x 1 pixels of the same layout: grey stays grey, no alpha stays
+        // opaque.
+        ASSERT_TRUE(DecodeJpeg2000Reduced(LibraryStream(c.components, c.depth, c.jp2), 1, w, h, bgra, 6));
+        EXPECT_EQ(std::pair(w, h), std::pair(2, 1));
+        for (int x = 0; x < 2; ++x) {
+            const std::uint8_t* p = bgra.data() + x * 4;
+            if (!colour) {
+                EXPECT_TRUE(p[0] == p[1] && p[1] == p[2]);
+            }
+            if (!alpha) {
+                EXPECT_EQ(p[3], 255);
+            }
+        }
     }
+}
+
+// A picture only looked at comes from the coarsest level that still reaches the size asked (at
+// most five dropped), close to the picture shrunk by averages; one that no level can reach is the
+// whole picture, exactly.
+TEST(Jpeg2000, ReducedDecodesStopAtTheSizeAsked) {
+    struct Case {
+        int width, height, atLeast, decodedWidth, decodedHeight;
+    };
+    for (const Case& c : {Case{256, 256, 64, 64, 64}, {256, 256, 65, 128, 128}, {256, 256, 1, 8, 8},
+                          {300, 130, 40, 150, 65}, {256, 256, 300, 256, 256}}) {
+        SCOPED_TRACE(testing::Message() << c.width << " x " << c.height << " at least " << c.atLeast);
+        const Block dib = MakePicture(c.width, c.height);
+        std::vector<std::uint8_t> jp2;
+        ASSERT_TRUE(EncodeJpeg2000(dib, jp2, nullptr));
+        std::int32_t w = 0, h = 0;
+        Block bgra;
+        ASSERT_TRUE(DecodeJpeg2000Reduced(jp2, c.atLeast, w, h, bgra, std::int64_t{c.width} * c.height));
+        ASSERT_EQ(std::pair(w, h), std::pair(c.decodedWidth, c.decodedHeight));
+        if (w == c.width) {
+            EXPECT_TRUE(SamePixels(dib, bgra));
+            continue;
+        }
+        // The blue and green ramps (the other channels wrap around): a pixel of the lower level
+        // stands where the first pixel of its block does.
+        const auto layout = GetDibLayout(dib);
+        const int block = c.width / w;
+        double difference = 0;
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x)
+                for (int channel = 0; channel < 2; ++channel) {
+                    const std::size_t at = layout->RowOffset(c.height - 1 - y * block) +
+                                           static_cast<std::size_t>(x * block) * 4 + channel;
+                    difference += std::abs(dib.data()[at] - bgra.data()[(static_cast<std::size_t>(y) * w + x) * 4 + channel]);
+                }
+        EXPECT_LT(difference / (2.0 * w * h), 3.0);
+    }
+    // Damaged past its header, it is refused as the whole decode refuses it.
+    const Block dib = MakePicture(256, 256);
+    std::vector<std::uint8_t> jp2;
+    ASSERT_TRUE(EncodeJpeg2000(dib, jp2, nullptr));
+    jp2.resize(jp2.size() / 3);
+    std::int32_t w = 0, h = 0;
+    Block bgra;
+    EXPECT_FALSE(DecodeJpeg2000Reduced(jp2, 32, w, h, bgra, 256 * 256));
+    EXPECT_EQ(w, 0);
 }
 
 TEST(Jpeg2000, DamagedStreamsAreRefused) {
