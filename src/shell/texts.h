@@ -355,7 +355,7 @@ inline constexpr const char* kCollectionIconGone = "The icon's file is no longer
 // %1: the icon's file name.
 inline constexpr const char* kCollectionIconUnreadable = "%1 is not an icon or cursor file.";
 inline constexpr const char* kCollectionNoFit = "The icons do not fit a library of that kind.";
-inline constexpr const char* kCollectionNothingToAdd = "The active window has no icon to add.";
+inline constexpr const char* kCollectionAdding = "Adding icons to the collection...";
 // %1: the files that were not added, one a line.
 inline constexpr const char* kCollectionNotAdded = "These files gave no icon:\n%1";
 // %1: the file names, one a line.

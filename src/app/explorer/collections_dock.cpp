@@ -10,8 +10,10 @@
 #include <QStackedWidget>
 #include <QToolBar>
 #include <QVBoxLayout>
+#include <memory>
 
 #include "app/common/app_context.h"
+#include "app/common/long_work.h"
 #include "app/explorer/explorer_doc.h"
 #include "app/explorer/explorer_frame.h"
 #include "app/icon/icon_frame.h"
@@ -146,7 +148,11 @@ int CCollectionsDock::AddIcons(const std::vector<shell::IconFileBytes>& icons) {
     const QString collection = Target();
     if (collection.isEmpty()) return 0;
     std::string error;
-    const auto made = collections_.Add(collection.toStdString(), icons, error);
+    std::vector<std::filesystem::path> made;
+    // Written off the interface thread, to its end.
+    RunLongWork(
+        app_.Prompts(), app_.Window(), text::kCollectionAdding,
+        [&] { made = collections_.Add(collection.toStdString(), icons, error); }, Cancel::NotAllowed);
     if (made.size() < icons.size()) Fail(text::kCollectionNotSaved, error);
     // The grid shows them now rather than when the folder's watch notices.
     if (!made.empty()) document_->Scan();
@@ -154,15 +160,23 @@ int CCollectionsDock::AddIcons(const std::vector<shell::IconFileBytes>& icons) {
 }
 
 int CCollectionsDock::AddFiles(const QStringList& paths) {
-    std::vector<shell::IconFileBytes> icons;
-    QStringList failures;
-    for (const QString& path : paths) {
-        std::string error;
-        std::vector<shell::IconFileBytes> more = shell::IconFilesOf(path.toStdString(), error);
-        if (more.empty()) failures << QDir::toNativeSeparators(path);
-        for (shell::IconFileBytes& icon : more) icons.push_back(std::move(icon));
-    }
-    const int added = AddIcons(icons);
+    // The files are read on a worker (a large program takes a while), which owns what it fills.
+    struct Read {
+        std::vector<shell::IconFileBytes> icons;
+        QStringList failures;
+    };
+    auto read = std::make_shared<Read>();
+    const bool done = RunLongWork(app_.Prompts(), app_.Window(), text::kCollectionAdding, [read, paths] {
+        for (const QString& path : paths) {
+            std::string error;
+            std::vector<shell::IconFileBytes> more = shell::IconFilesOf(path.toStdString(), error);
+            if (more.empty()) read->failures << QDir::toNativeSeparators(path);
+            for (shell::IconFileBytes& icon : more) read->icons.push_back(std::move(icon));
+        }
+    });
+    if (!done) return 0;
+    const QStringList& failures = read->failures;
+    const int added = AddIcons(read->icons);
     if (!failures.isEmpty())
         app_.Prompts().ShowMessage(app_.Window(), QMessageBox::Warning, text::kAppTitle,
                                    QString(text::kCollectionNotAdded).arg(Lines(failures)));
