@@ -278,6 +278,25 @@ bool WriteFileAtomically(const std::string& path, std::span<const std::uint8_t> 
         path, [&](int fd, mode_t mode) { return FillAndClose(fd, mode, bytes, false, durability, error); }, error);
 }
 
+bool WriteIntoFile(const std::string& path, std::span<const std::uint8_t> bytes, std::string& error) {
+    const int fd = ::open(path.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC | O_NOFOLLOW);
+    if (fd < 0) {
+        error = std::strerror(errno);
+        return false;
+    }
+    if (!WriteAt(fd, bytes, 0)) {
+        error = std::strerror(errno);
+        [[maybe_unused]] const int emptied = ::ftruncate(fd, 0);
+        ::close(fd);
+        return false;
+    }
+    if (::close(fd) != 0) {
+        error = std::strerror(errno);
+        return false;
+    }
+    return true;
+}
+
 bool WritePiecesAtomically(const std::string& path, const FilePieces& pieces, int sourceFd, std::string& error,
                            Durability durability) {
     const auto fill = [&](int out, std::string& why) { return WritePieces(out, pieces, sourceFd, why); };

@@ -37,6 +37,12 @@ enum class Durability {
 bool WriteFileAtomically(const std::string& path, std::span<const std::uint8_t> bytes, std::string& error,
                          Durability durability = Durability::Flush);
 
+// Writes the whole of `bytes` into the regular file that is at `path`, keeping the file itself
+// (not a link): for a file another program made and reads back through its own handle, where a
+// new file renamed over it would never reach it. A failure leaves the file empty; false with the
+// reason in `error`.
+bool WriteIntoFile(const std::string& path, std::span<const std::uint8_t> bytes, std::string& error);
+
 // A file given as pieces, in order: spans of bytes that lie elsewhere (a mapped file, a buffer the
 // caller keeps) and bytes made for it, which the pieces hold. Spans that lie in the source, the
 // bytes of the file the new one is made from, are joined where they meet there, or where only

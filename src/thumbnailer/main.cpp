@@ -1,17 +1,14 @@
 // tellurine-thumbnailer -s SIZE INPUT OUTPUT
 // The thumbnail of an icon file, program or library for the desktop's file managers, written as
 // an RGBA PNG: what their thumbnailer entries run for every such file shown.
-#include <fcntl.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <charconv>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -57,34 +54,6 @@ void ArmTimeLimit(const std::string& input) {
 int Fail(const std::string& message, int code = kExitFailure) {
     std::fprintf(stderr, "%s: %s\n", kProgram, message.c_str());
     return code;
-}
-
-// Writes the whole of `bytes` into the file that is at `path`, keeping the file itself: a client
-// that made the file and reads it back through its own handle (Xfce's tumbler does) sees the
-// thumbnail only there, not in a new file renamed over it. A failure empties the file.
-bool WriteInPlace(const std::string& path, std::span<const std::uint8_t> bytes, std::string& error) {
-    const int fd = ::open(path.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC | O_NOFOLLOW);
-    if (fd < 0) {
-        error = std::strerror(errno);
-        return false;
-    }
-    std::size_t done = 0;
-    while (done < bytes.size()) {
-        const ssize_t n = ::write(fd, bytes.data() + done, bytes.size() - done);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) {
-            error = n < 0 ? std::strerror(errno) : "nothing written";
-            [[maybe_unused]] const int emptied = ::ftruncate(fd, 0);
-            ::close(fd);
-            return false;
-        }
-        done += static_cast<std::size_t>(n);
-    }
-    if (::close(fd) != 0) {
-        error = std::strerror(errno);
-        return false;
-    }
-    return true;
 }
 
 struct Arguments {
@@ -144,10 +113,11 @@ int main(int argc, char** argv) {
     if (!MakeIconThumbnail(args.input, bytes, args.size, png, error)) return Fail(args.input + ": " + error);
     // The thumbnail is whole before OUTPUT is touched. A file the client made for it is written
     // into; otherwise the thumbnail is written beside OUTPUT and renamed over it once whole, so a
-    // failure leaves no file behind.
+    // failure leaves no file behind. (Xfce's tumbler makes the file and reads the thumbnail back through
+    // its own handle on it.)
     struct stat made {};
     if (::lstat(args.output.c_str(), &made) == 0 && S_ISREG(made.st_mode)) {
-        if (!WriteInPlace(args.output, png, error)) return Fail("cannot write " + args.output + ": " + error);
+        if (!WriteIntoFile(args.output, png, error)) return Fail("cannot write " + args.output + ": " + error);
         return 0;
     }
     FileReplacer writer(Durability::NoFlush);

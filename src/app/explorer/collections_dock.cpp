@@ -75,16 +75,7 @@ CCollectionsDock::CCollectionsDock(AppContext& app, const QString& folder, const
     connect(document_, &CExplorerDoc::entriesReset, this, &CCollectionsDock::ShowEmptyOrGrid);
     connect(document_, &CExplorerDoc::entriesAdded, this, &CCollectionsDock::ShowEmptyOrGrid);
     connect(document_, &CExplorerDoc::progress, this, &CCollectionsDock::ShowEmptyOrGrid);
-    connect(combo, &QComboBox::currentIndexChanged, this, [this] {
-        ExplorerSettings settings;
-        settings.folder = Current().isEmpty() ? std::string() : collections_.PathOf(Current().toStdString()).string();
-        settings.subfolders = false;
-        document_->SetSettings(settings);
-        document_->SetModifiedFlag(false);
-        if (!settings.folder.empty()) document_->Scan();
-        ShowEmptyOrGrid();
-        app_.Commands().Update();
-    });
+    connect(combo, &QComboBox::currentIndexChanged, this, &CCollectionsDock::ShowCurrent);
     Refresh(shown);
 }
 
@@ -103,18 +94,32 @@ void CCollectionsDock::Show(const QString& collection) {
 void CCollectionsDock::Refresh(const QString& select) {
     QStringList names;
     for (const std::string& name : collections_.Names()) names << QString::fromStdString(name);
-    const QSignalBlocker blocker(combo);
-    const QString before = Current();
-    combo->clear();
-    combo->addItems(names);
-    combo->setEnabled(!names.isEmpty());
-    if (names.isEmpty()) combo->addItem(text::kCollectionNone);
-    const int at = static_cast<int>(names.indexOf(select));
-    combo->setCurrentIndex(names.isEmpty() ? -1 : std::max(at, 0));
-    if (names.isEmpty() || Current() != before || document_->Settings().folder.empty()) {
-        combo->blockSignals(false);
-        emit combo->currentIndexChanged(combo->currentIndex());
+    {
+        // Filled quietly: the grid follows once, below.
+        const QSignalBlocker blocker(combo);
+        combo->clear();
+        combo->addItems(names);
+        combo->setEnabled(!names.isEmpty());
+        if (names.isEmpty()) combo->addItem(text::kCollectionNone);
+        const int at = static_cast<int>(names.indexOf(select));
+        combo->setCurrentIndex(names.isEmpty() ? -1 : std::max(at, 0));
     }
+    ShowCurrent();
+}
+
+void CCollectionsDock::ShowCurrent() {
+    const std::string folder =
+        Current().isEmpty() ? std::string() : collections_.PathOf(Current().toStdString()).string();
+    if (folder != document_->Settings().folder || folder.empty()) {
+        ExplorerSettings settings;
+        settings.folder = folder;
+        settings.subfolders = false;
+        document_->SetSettings(settings);
+        document_->SetModifiedFlag(false);
+        if (!folder.empty()) document_->Scan();
+    }
+    ShowEmptyOrGrid();
+    app_.Commands().Update();
 }
 
 void CCollectionsDock::ShowEmptyOrGrid() {

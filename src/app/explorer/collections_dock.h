@@ -62,8 +62,10 @@ protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
-    // The names into the list, `select` chosen.
+    // The names into the list, `select` chosen, and the grid on the collection chosen.
     void Refresh(const QString& select);
+    // The grid on the collection the list shows (read again when it is another one).
+    void ShowCurrent();
     void ShowEmptyOrGrid();
     // The collection shown, making the first one when there is none; empty when that fails.
     QString Target();
