@@ -51,13 +51,6 @@ std::vector<CAniObject> Read(const Bytes& file, AniReadStatus expected = AniRead
     return steps;
 }
 
-// Blue, green, red, alpha of picture pixel (x, y), y from the top.
-std::array<std::uint8_t, 4> Pixel(const CDIB& image, int x, int y) {
-    const auto l = GetDibLayout(image.GetBlock());
-    const std::uint8_t* p = image.GetBlock().data() + l->RowOffset(l->height - 1 - y) + 4 * x;
-    return {p[0], p[1], p[2], p[3]};
-}
-
 // --- Headers, tables and the chunk walk ---------------------------------------------------
 
 // Every file either reads to its frames and steps or is refused, by the counting pass and by
@@ -187,7 +180,7 @@ TEST(AniFile, PicturesAlphaAndHotspots) {
     CIconDoc check;
     EXPECT_FALSE(ReadIconFile(damaged, check));
 
-    using Px = std::array<std::uint8_t, 4>;  // blue, green, red, alpha
+    using Px = format_test::Rgba;
     struct Case {
         const char* name;
         Bytes frame;
@@ -197,10 +190,10 @@ TEST(AniFile, PicturesAlphaAndHotspots) {
     const Case cases[] = {
         {"32-bit image keeps its alpha", IconFile(5), 32, 5, 5, 1, 32, {{{0, 4}, {0, 0, 0, 0x80}}, {{1, 4}, {}}}},
         {"PNG image keeps its alpha", IconFile(5, true), 32, 5, 5, 1, 32, {{{0, 4}, {0, 0, 0, 0x80}}, {{1, 4}, {}}}},
-        {"4-bit cursor", cursor, 4, 4, 2, 3, 1, {{{0, 0}, {0, 0, 0xC0, 0}}, {{1, 0}, {0, 0, 0xC0, 255}}}},
+        {"4-bit cursor", cursor, 4, 4, 2, 3, 1, {{{0, 0}, {0xC0, 0, 0, 0}}, {{1, 0}, {0xC0, 0, 0, 255}}}},
         {"planes x bits 64 takes alpha from the mask", planes2, 64, 3, 3, 1, 32, {{{0, 2}, {0, 0, 0, 255}}}},
         {"damage past the first image", damaged, 4, 4, 2, 1, 4,
-         {{{0, 0}, {0, 0, 0xC0, 0}}, {{1, 0}, {0, 0, 0xC0, 255}}}},
+         {{{0, 0}, {0xC0, 0, 0, 0}}, {{1, 0}, {0xC0, 0, 0, 255}}}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -211,8 +204,9 @@ TEST(AniFile, PicturesAlphaAndHotspots) {
                   std::tuple(c.bitDepth, c.width, c.height, c.hotspotX, c.hotspotY));
         EXPECT_EQ(std::tuple(s.image.BitCount(), s.image.Width(), s.image.Height()),
                   std::tuple(32, static_cast<int>(c.width), static_cast<int>(c.height)));
-        for (const auto& [at, bgra] : c.pixels)
-            EXPECT_EQ(Pixel(s.image, at.first, at.second), bgra) << at.first << "," << at.second;
+        const std::vector<Px> picture = format_test::PictureOf(s.image.GetBlock());
+        for (const auto& [at, rgba] : c.pixels)
+            EXPECT_EQ(picture[at.second * c.width + at.first], rgba) << at.first << "," << at.second;
     }
 
     // A frame whose first image is damaged refuses the file.
