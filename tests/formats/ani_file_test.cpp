@@ -118,14 +118,6 @@ TEST(AniFile, EachFileGivesItsStepsOrIsRefused) {
     }
 }
 
-// Every step owns its picture, even when steps share a frame.
-TEST(AniFile, StepsSharingAFrameOwnTheirPictures) {
-    const std::vector<CAniObject> steps = Read(Ani({Anih(3, 2), Table("seq ", {1, 1}), ThreeFrames()}));
-    ASSERT_EQ(steps.size(), 2u);
-    EXPECT_NE(steps[0].image.GetBlock().data(), steps[1].image.GetBlock().data());
-    EXPECT_EQ(steps[0].image.GetBlock().bytes().size(), steps[1].image.GetBlock().bytes().size());
-}
-
 // Title and author come from the INFO list, up to 80 bytes; odd sizes are padded at the top level,
 // in lists and for frames, and unknown chunks, lists and sub-chunks are skipped on the way.
 TEST(AniFile, InfoTextsAreReadAmongSkippedAndPaddedChunks) {
@@ -147,6 +139,12 @@ TEST(AniFile, InfoTextsAreReadAmongSkippedAndPaddedChunks) {
     const Bytes longTitle = Ani({List("INFO", {Chunk("INAM", Bytes(80, 'T'))}), Anih(3, 3), ThreeFrames()});
     ASSERT_EQ(ReadAniSteps(longTitle, steps, &info), AniReadStatus::Ok);
     EXPECT_EQ(info.title, std::string(80, 'T'));
+
+    // Every step owns its picture, even when steps share a frame.
+    steps = Read(Ani({Anih(3, 2), Table("seq ", {1, 1}), ThreeFrames()}));
+    ASSERT_EQ(steps.size(), 2u);
+    EXPECT_NE(steps[0].image.GetBlock().data(), steps[1].image.GetBlock().data());
+    EXPECT_EQ(steps[0].image.GetBlock().bytes().size(), steps[1].image.GetBlock().bytes().size());
 }
 
 // --- Pictures -------------------------------------------------------------------------------

@@ -29,14 +29,12 @@ struct Entry {
     bool deflate = false;
 };
 
-void Put16(Bytes& b, std::uint32_t v) {
-    b.push_back(static_cast<std::uint8_t>(v));
-    b.push_back(static_cast<std::uint8_t>(v >> 8));
+// A little-endian field of `size` bytes.
+void Put(Bytes& b, std::uint32_t v, int size) {
+    for (int i = 0; i < size; ++i) b.push_back(static_cast<std::uint8_t>(v >> (8 * i)));
 }
-void Put32(Bytes& b, std::uint32_t v) {
-    Put16(b, v & 0xFFFF);
-    Put16(b, v >> 16);
-}
+void Put16(Bytes& b, std::uint32_t v) { Put(b, v, 2); }
+void Put32(Bytes& b, std::uint32_t v) { Put(b, v, 4); }
 
 // A ZIP archive: each entry's local header and data, then the central directory and its end.
 Bytes WriteZip(const std::vector<Entry>& entries) {

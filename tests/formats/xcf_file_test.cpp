@@ -112,9 +112,7 @@ void RleStream(const Bytes& in, Bytes& out) {
 
 // A hierarchy of one level (and one empty dummy level), its tiles compressed as the document says.
 void WriteHierarchy(Writer& w, const TestDocument& d, int width, int height, std::size_t bpp, const Bytes& pixels) {
-    w.Word(static_cast<std::uint32_t>(width));
-    w.Word(static_cast<std::uint32_t>(height));
-    w.Word(static_cast<std::uint32_t>(bpp));
+    for (const std::size_t v : {std::size_t(width), std::size_t(height), bpp}) w.Word(static_cast<std::uint32_t>(v));
     const std::size_t level = w.Pointer(), dummy = w.Pointer();
     w.Pointer();
     w.Patch(level);
