@@ -621,7 +621,6 @@ TEST(IcnsFiles, LocatingAndScanningFamilies) {
     ASSERT_TRUE(ReadIcnsFile(named, fromNamed));
     EXPECT_EQ(fromNamed.GetFormatCount(), 1);
     EXPECT_TRUE(doc.macintosh);
-    EXPECT_STREQ(doc.DefaultExtension(), ".icns");
 
     // Resource files: families in the first bytes but not within 3,072 bytes of the end, and
     // none that straddle two 524,288-byte blocks.
