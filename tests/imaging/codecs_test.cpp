@@ -72,8 +72,7 @@ TEST(Png, RoundTripsKeepEveryByteOfAlphaAndEveryColourWithout) {
         std::int32_t w = 0, h = 0;
         ASSERT_TRUE(PngDimensions(png, w, h));
         EXPECT_EQ(std::pair(w, h), std::pair(side, side + 3));
-        const Block back = DecodePng(png, 0);  // 0 means 32
-        ASSERT_EQ(DibBitCount(back), 32);
+        const Block back = DecodePng(png, 0);  // 0 means 32; the header is compared with the pixels
         ASSERT_EQ(back.size(), dib.size());
         EXPECT_EQ(0, std::memcmp(back.data(), dib.data(), dib.size()));
 

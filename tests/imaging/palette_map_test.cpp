@@ -17,10 +17,6 @@ using Rows = std::vector<std::vector<int>>;
 
 std::uint8_t U8(int v) { return static_cast<std::uint8_t>(v); }
 
-Palette MakePalette(const std::vector<PaletteEntry>& entries) {
-    return {0x300, entries};
-}
-
 // A 24-bit bitmap of grey pixels given in storage order (first row = first stored row).
 Block GreyImage(const Rows& rows) {
     return test::MakeDib(static_cast<std::int32_t>(rows[0].size()), static_cast<std::int32_t>(rows.size()), 24,
@@ -52,7 +48,7 @@ std::vector<PaletteEntry> Padded(std::vector<PaletteEntry> head) {
     return head;
 }
 
-const Palette kBlackWhite = MakePalette({{0, 0, 0, 0}, {255, 255, 255, 0}});
+const Palette kBlackWhite{.entries = {{0, 0, 0, 0}, {255, 255, 255, 0}}};
 
 // --- Error shares ---------------------------------------------------------------------------
 
@@ -71,7 +67,7 @@ TEST(PaletteErrorShare, RoundsHalvesAwayFromZeroSymmetrically) {
 // the first `count` entries (-1 when there is nothing to search).
 std::vector<int> Nearest(const std::vector<PaletteEntry>& entries, int count,
                          const std::vector<std::array<int, 3>>& colours) {
-    SearchPalette palette(MakePalette(entries), count);
+    SearchPalette palette(Palette{.entries = entries}, count);
     EXPECT_EQ(palette.size(), count);
     std::vector<int> indices;
     for (const auto& [r, g, b] : colours) {
@@ -109,7 +105,7 @@ TEST(PaletteNearest, SearchOrderTiesClampingAndTheCache) {
 // --- 24-bit mapping -------------------------------------------------------------------------
 
 TEST(PaletteMap, WritesTheWholeColourTableAndNearestIndices) {
-    const Palette p = MakePalette({{0, 0, 0, 0}, {255, 0, 0, 0}, {255, 255, 255, 0}});
+    const Palette p{.entries = {{0, 0, 0, 0}, {255, 0, 0, 0}, {255, 255, 255, 0}}};
     const Block out = MapToPalette(GreyImage({{0, 250, 100, 200}}), p, 3, false);
     ASSERT_FALSE(out.empty());
     EXPECT_EQ(Indices(out), (Rows{{0, 2, 0, 2}}));
