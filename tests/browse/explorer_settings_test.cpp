@@ -30,26 +30,18 @@ TEST(ExplorerSettings, ReadBackWhatIsWrittenAndRefuseWhatDoesNotRead) {
     EXPECT_TRUE(back.subfolders);
     EXPECT_FALSE(back.criteria.alpha.has_value());
 
-    const struct {
-        const char* text;
-        const char* error;
-    } refused[] = {
-        {"", "not an explorer file"},
-        {"Tellurine Explorer 2\nfolder=/x\n", "not an explorer file"},
-        {"Tellurine Explorer 1\nsort=name\n", "no folder"},
-        {"Tellurine Explorer 1\nfolder=/x\nsort=sideways\n", "sort"},
-        {"Tellurine Explorer 1\nfolder=/x\nsizes=32,x\n", "sizes"},
-        {"Tellurine Explorer 1\nfolder=/x\nsizes=99999\n", "sizes"},
-        {"Tellurine Explorer 1\nfolder=/x\ndepths=-1\n", "depths"},
-        {"Tellurine Explorer 1\nfolder=/x\nkinds=icon,sprite\n", "kinds"},
-        {"Tellurine Explorer 1\nfolder=/x\nsubfolders=2\n", "subfolders"},
-        {"Tellurine Explorer 1\nfolder=/x\ndistance=65\n", "distance"},
-        {"Tellurine Explorer 1\nfolder=/x\nalpha=yes\n", "alpha"},
+    const std::string head = "Tellurine Explorer 1\nfolder=/x\n";
+    const std::pair<std::string, std::string> refused[] = {
+        {"", "not an explorer file"}, {"Tellurine Explorer 2\nfolder=/x\n", "not an explorer file"},
+        {"Tellurine Explorer 1\nsort=name\n", "no folder"}, {head + "sort=sideways\n", "sort"},
+        {head + "sizes=32,x\n", "sizes"}, {head + "sizes=99999\n", "sizes"}, {head + "depths=-1\n", "depths"},
+        {head + "kinds=icon,sprite\n", "kinds"}, {head + "subfolders=2\n", "subfolders"},
+        {head + "distance=65\n", "distance"}, {head + "alpha=yes\n", "alpha"},
     };
-    for (const auto& r : refused) {
+    for (const auto& [text, word] : refused) {
         ExplorerSettings kept = s;
-        EXPECT_FALSE(ReadExplorerSettings(r.text, kept, error)) << r.text;
-        EXPECT_NE(error.find(r.error), std::string::npos) << error;
+        EXPECT_FALSE(ReadExplorerSettings(text, kept, error)) << text;
+        EXPECT_NE(error.find(word), std::string::npos) << error;
         EXPECT_EQ(WriteExplorerSettings(kept), WriteExplorerSettings(s));
     }
 }

@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <functional>
 
 #include "browse/likeness.h"
 #include "formats/icon_project.h"
@@ -108,32 +109,28 @@ TEST(Search, FindsByEveryConditionUnderAFolder) {
         return names;
     };
     using Names = std::vector<std::string>;
-    SearchCriteria c;
-    EXPECT_EQ(found(c), (Names{"disc.ico", "stripes.ico", "Disc Big.ICO"}));
-    EXPECT_EQ(found(c, false), (Names{"disc.ico", "stripes.ico"}));
-    c.namePattern = "disc*";
-    EXPECT_EQ(found(c), (Names{"disc.ico", "Disc Big.ICO"}));
-    // Size, depth and alpha hold for one format together.
-    c = SearchCriteria{};
-    c.sizes = {32};
-    c.depths = {32};
-    EXPECT_EQ(found(c), (Names{"disc.ico"}));
-    c.sizes = {48};
-    EXPECT_EQ(found(c), Names{});
-    c = SearchCriteria{};
-    c.sizes = {32};
-    c.alpha = false;
-    EXPECT_EQ(found(c), (Names{"stripes.ico"}));
-    c = SearchCriteria{};
-    c.alpha = true;
-    EXPECT_EQ(found(c), (Names{"disc.ico", "Disc Big.ICO"}));
-    c = SearchCriteria{};
-    c.kinds = {IconFileKind::Cursor};
-    EXPECT_EQ(found(c), Names{});
+    EXPECT_EQ(found({}, false), (Names{"disc.ico", "stripes.ico"}));
+    // Each condition set on criteria that otherwise ask nothing; size, depth and alpha hold for one
+    // format together.
+    using Set = std::function<void(SearchCriteria&)>;
+    const std::pair<Set, Names> cases[] = {
+        {[](SearchCriteria&) {}, {"disc.ico", "stripes.ico", "Disc Big.ICO"}},
+        {[](SearchCriteria& c) { c.namePattern = "disc*"; }, {"disc.ico", "Disc Big.ICO"}},
+        {[](SearchCriteria& c) { c.sizes = {32}; c.depths = {32}; }, {"disc.ico"}},
+        {[](SearchCriteria& c) { c.sizes = {48}; c.depths = {32}; }, {}},
+        {[](SearchCriteria& c) { c.sizes = {32}; c.alpha = false; }, {"stripes.ico"}},
+        {[](SearchCriteria& c) { c.alpha = true; }, {"disc.ico", "Disc Big.ICO"}},
+        {[](SearchCriteria& c) { c.kinds = {IconFileKind::Cursor}; }, {}},
+    };
+    for (std::size_t i = 0; i < std::size(cases); ++i) {
+        SearchCriteria c;
+        cases[i].first(c);
+        EXPECT_EQ(found(c), cases[i].second) << i;
+    }
     // Like the small disc: the discs, nearest first, and not the stripes.
     WriteIcon(dir / ".." / "reference.ico", {{24, 32}});
     ASSERT_TRUE(ReadIconFileInfo((dir / ".." / "reference.ico").string(), info, true));
-    c = SearchCriteria{};
+    SearchCriteria c;
     c.like = info.likeness;
     c.maxDistance = 8;
     const auto like = FindIcons(dir.string(), true, c, 2);

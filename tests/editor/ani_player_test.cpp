@@ -13,6 +13,12 @@ AniPlayer Playing(std::int64_t startMs) {
     return p;
 }
 
+// The step shown after the clock is brought to `ms`.
+int StepAt(AniPlayer& p, std::int64_t ms) {
+    p.Update(ms);
+    return p.Step();
+}
+
 TEST(AniPlayer, StepsFollowTheRatesFromTheClock) {
     const struct {
         std::int64_t ms;
@@ -27,8 +33,7 @@ TEST(AniPlayer, StepsFollowTheRatesFromTheClock) {
     };
     for (const auto& c : cases) {
         AniPlayer p = Playing(1000);
-        p.Update(1000 + c.ms);
-        EXPECT_EQ(p.Step(), c.step) << c.ms << " ms";
+        EXPECT_EQ(StepAt(p, 1000 + c.ms), c.step) << c.ms << " ms";
     }
     EXPECT_EQ(Playing(0).LoopMilliseconds(), 517);
     EXPECT_EQ(RateMilliseconds(10), 167u);
@@ -62,12 +67,9 @@ TEST(AniPlayer, PauseKeepsThePlaceAndSteppingStops) {
     EXPECT_EQ(p.Step(), 0);
     EXPECT_EQ(p.MillisecondsToNextStep(5000), -1);
     p.Play(5000);  // the rest of the step: 66.67 ms
-    p.Update(5066);
-    EXPECT_EQ(p.Step(), 0);
-    p.Update(5067);
-    EXPECT_EQ(p.Step(), 1);
-    p.Update(4000);  // a clock running backwards counts as no time
-    EXPECT_EQ(p.Step(), 0);
+    EXPECT_EQ(StepAt(p, 5066), 0);
+    EXPECT_EQ(StepAt(p, 5067), 1);
+    EXPECT_EQ(StepAt(p, 4000), 0);  // a clock running backwards counts as no time
 
     // Stepping stops playing and shows the start of a step, wrapping at both ends.
     const struct {
@@ -85,10 +87,8 @@ TEST(AniPlayer, PauseKeepsThePlaceAndSteppingStops) {
     }
     // Played from the start of step 2: its full 333.33 ms, then step 0.
     p.Play(0);
-    p.Update(333);
-    EXPECT_EQ(p.Step(), 2);
-    p.Update(334);
-    EXPECT_EQ(p.Step(), 0);
+    EXPECT_EQ(StepAt(p, 333), 2);
+    EXPECT_EQ(StepAt(p, 334), 0);
 
     // Without steps there is nothing to show or play.
     AniPlayer empty;
@@ -99,11 +99,9 @@ TEST(AniPlayer, PauseKeepsThePlaceAndSteppingStops) {
 }
 
 TEST(AniPlayer, ZoomFitsBothSides) {
-    EXPECT_EQ(PlayerZoom(32, 32, 340, 500), 10);
-    EXPECT_EQ(PlayerZoom(32, 64, 340, 500), 7);
-    EXPECT_EQ(PlayerZoom(1, 1, 5000, 5000), 30);
-    EXPECT_EQ(PlayerZoom(256, 256, 100, 100), 1);
-    EXPECT_EQ(PlayerZoom(0, 0, 100, 100), 1);
+    const int cases[][5] = {{32, 32, 340, 500, 10}, {32, 64, 340, 500, 7}, {1, 1, 5000, 5000, 30},
+                            {256, 256, 100, 100, 1}, {0, 0, 100, 100, 1}};
+    for (const auto& c : cases) EXPECT_EQ(PlayerZoom(c[0], c[1], c[2], c[3]), c[4]) << c[0] << "x" << c[1];
 }
 
 }  // namespace

@@ -4,6 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cmath>
+#include <tuple>
+
 #include "test_support.h"
 
 namespace tellurine::editor {
@@ -59,16 +63,13 @@ TEST(CanvasPatterns, ResourcesFromTheSettings) {
 }
 
 TEST(CanvasGeometry, PlacingFittingZoomingAndMapping) {
-    EXPECT_EQ(PlaceImage(32, 32, 8, 500, 300).originX, (500 - 256) / 2);
-    EXPECT_EQ(PlaceImage(32, 32, 8, 500, 300).originY, 22);
+    const CanvasPlacement centred = PlaceImage(32, 32, 8, 500, 300);
+    EXPECT_EQ(std::pair(centred.originX, centred.originY), std::pair((500 - 256) / 2, 22));
     EXPECT_EQ(PlaceImage(32, 32, 8, 100, 100).originX, 10);  // never below 10
-    EXPECT_EQ(FitZoom(32, 40, 40), 1);  // a window smaller than the image plus 20
-    EXPECT_EQ(FitZoom(16, 4000, 4000), 30);
-    EXPECT_EQ(FitZoom(10, 120, 200), 10);  // 20 pixels of margin
-    EXPECT_EQ(ZoomIn(30), 30);
-    EXPECT_EQ(ZoomIn(8), 9);
-    EXPECT_EQ(ZoomOut(1), 1);
-    EXPECT_EQ(ZoomOut(8), 7);
+    // A window smaller than the image plus 20 fits at 1; at most 30; 20 pixels of margin.
+    EXPECT_EQ((std::array{FitZoom(32, 40, 40), FitZoom(16, 4000, 4000), FitZoom(10, 120, 200)}),
+              (std::array{1, 30, 10}));
+    EXPECT_EQ((std::array{ZoomIn(30), ZoomIn(8), ZoomOut(1), ZoomOut(8)}), (std::array{30, 9, 1, 7}));
     // Below 100 %: 1/2, 1/3 ... 1/8, and back up through them.
     ViewScale scale{2, 1};
     const int percents[] = {100, 50, 33, 25, 20, 16, 14, 12, 12};
@@ -100,11 +101,8 @@ TEST(CanvasGeometry, PlacingFittingZoomingAndMapping) {
     };
     for (const Case& c : cases) {
         const PixelHit hit = MouseToPixel(p, 16, 16, c.px, c.py);
-        EXPECT_EQ(hit.x, c.x) << c.px << "," << c.py;
-        EXPECT_EQ(hit.y, c.y) << c.px << "," << c.py;
-        EXPECT_EQ(hit.inside, c.inside) << c.px << "," << c.py;
-        EXPECT_EQ(hit.zoomedX, c.x * 8);
-        EXPECT_EQ(hit.zoomedY, c.y * 8);
+        EXPECT_EQ(std::tuple(hit.x, hit.y, hit.inside, hit.zoomedX, hit.zoomedY),
+                  std::tuple(c.x, c.y, c.inside, c.x * 8, c.y * 8)) << c.px << "," << c.py;
     }
 
     // A window's view: scrolled and shrunk points map back to pixels, rounding down outside the
@@ -121,8 +119,7 @@ TEST(CanvasGeometry, PlacingFittingZoomingAndMapping) {
     const auto [sx, sy] = v.ScrollKeeping(under, 7, 9);
     v.scrollX = sx;
     v.scrollY = sy;
-    EXPECT_NEAR(v.ImagePoint(7, 9).first, under.first, 0.25);
-    EXPECT_NEAR(v.ImagePoint(7, 9).second, under.second, 0.25);
+    EXPECT_LT(std::hypot(v.ImagePoint(7, 9).first - under.first, v.ImagePoint(7, 9).second - under.second), 0.25);
     EXPECT_EQ(MaxZoomFor(16, 16), kMaxZoom);
     EXPECT_EQ(MaxZoomFor(1024, 1024), 7);  // 7,178 x 7,188 stays within 64 Mi pixels; 8 would not
 }
@@ -195,10 +192,17 @@ TEST(CanvasPaint, AlphaBlendsOverTheBackdropExactly) {
     EXPECT_EQ(f.At(13, 0), RGB(204, 118, 76));  // alpha 221 over B
 }
 
-TEST(CanvasPaint, TheBackdropStaysFixedToTheImageAndOnlyTheUpdateIsPainted) {
+// A fixture at zoom 6 whose format is all transparent, with or without alpha.
+Fixture Transparent(bool alpha) {
     Fixture f;
-    f.mask = DeviceBitmap::Create(16, 16, 0xFFFFFF);  // all transparent
+    f.alpha = alpha;
+    f.mask = DeviceBitmap::Create(16, 16, alpha ? 0 : 0xFFFFFF);
     f.view.zoom = f.placement.zoom = 6;
+    return f;
+}
+
+TEST(CanvasPaint, TheBackdropStaysFixedToTheImageAndOnlyTheUpdateIsPainted) {
+    Fixture f = Transparent(false);
     // An update over image pixels 5..9 by 7..8 (view coordinates include the origin).
     const CanvasRect update{10 + 5 * 6, 10 + 7 * 6, 10 + 9 * 6, 10 + 8 * 6};
     const PaintedArea painted = f.Paint(update);
@@ -206,10 +210,7 @@ TEST(CanvasPaint, TheBackdropStaysFixedToTheImageAndOnlyTheUpdateIsPainted) {
     EXPECT_EQ(painted.destX, 10 + 5 * 6);
     // The backdrop's blocks reach beyond the update's pixels, laid without a gap (alpha too).
     for (const bool withAlpha : {false, true}) {
-        Fixture g;
-        g.alpha = withAlpha;
-        g.mask = DeviceBitmap::Create(16, 16, withAlpha ? 0 : 0xFFFFFF);  // all transparent
-        g.view.zoom = g.placement.zoom = 6;
+        Fixture g = Transparent(withAlpha);
         g.Paint(update);
         for (const int sy : {7 * 6 + 2, 8 * 6 + 3})  // in both rows of the update
             for (int sx = 0; sx < 64; ++sx)  // the block of x1 * zoom = 60 ends at 64
@@ -228,8 +229,7 @@ TEST(CanvasPaint, TheBackdropStaysFixedToTheImageAndOnlyTheUpdateIsPainted) {
 
     // The work bitmap is kept while its key stays, made anew when the zoom changes.
     EXPECT_EQ(f.renderer.Rebuilds(), 1);
-    EXPECT_EQ(f.renderer.Work().Width(), 16 * 6 + 10);
-    EXPECT_EQ(f.renderer.Work().Height(), 16 * 6 + 20);
+    EXPECT_EQ(std::pair(f.renderer.Work().Width(), f.renderer.Work().Height()), std::pair(16 * 6 + 10, 16 * 6 + 20));
     f.view.zoom = 7;
     f.Paint();
     EXPECT_EQ(f.renderer.Rebuilds(), 2);
@@ -242,8 +242,7 @@ TEST(CanvasPaint, GridStepsStrongerLinesAndDots) {
         f.color = DeviceBitmap::Create(16, 16, 0x00FF00);
         f.view = {zoom, true};
         f.Paint();
-        const int step = GridStep(zoom);
-        EXPECT_EQ(step, zoom < 3 ? 4 : zoom < 5 ? 2 : 1);
+        const int step = zoom < 3 ? 4 : zoom < 5 ? 2 : 1;  // lines every step-th pixel
         const DeviceBitmap& work = f.renderer.Work();
         const COLORREF strong = Darken(0x808080, 6);
         for (int x = 0; x <= 16; ++x) {
@@ -296,13 +295,11 @@ TEST(CanvasPaint, SelectionFrameAndFloatingSelection) {
 }
 
 TEST(ColourValues, ReadingRuleAndDrawingColourByDepth) {
-    EXPECT_EQ(ReadColourValue(0x123456, 0), 0x123456u);
-    EXPECT_EQ(ReadColourValue(0xFFFFFF, 0xFFFFFF), kInvertedColour);
-    EXPECT_EQ(ReadColourValue(0x000000, 0xFFFFFF), kTransparentColour);
-    EXPECT_EQ(ReadColourValue(0x123456, 0xFFFFFF), kTransparentColour);
-    EXPECT_EQ(KindOf(0xF0FFFFFF), ColourKind::Ordinary);
-    EXPECT_EQ(KindOf(0xF1000000), ColourKind::Transparent);
-    EXPECT_EQ(KindOf(0xF7000000), ColourKind::Inverted);
+    EXPECT_EQ((std::array{ReadColourValue(0x123456, 0), ReadColourValue(0xFFFFFF, 0xFFFFFF),
+                          ReadColourValue(0x000000, 0xFFFFFF), ReadColourValue(0x123456, 0xFFFFFF)}),
+              (std::array{0x123456u, kInvertedColour, kTransparentColour, kTransparentColour}));
+    EXPECT_EQ((std::array{KindOf(0xF0FFFFFF), KindOf(0xF1000000), KindOf(0xF7000000)}),
+              (std::array{ColourKind::Ordinary, ColourKind::Transparent, ColourKind::Inverted}));
 
     ColourSelection c{.foreground = 0x112233, .foregroundIndex8 = 7, .foregroundIndex1 = 200};
     for (const int bits : {32, 24, 4}) EXPECT_EQ(DrawingColour(c, bits, true), 0x112233u) << bits;
@@ -312,21 +309,23 @@ TEST(ColourValues, ReadingRuleAndDrawingColourByDepth) {
     c.backgroundIndex1 = kInvertedIndex;
     EXPECT_EQ(DrawingColour(c, 1, false), kInvertedColour);
 
-    // Picking follows the edited depth; what a depth cannot hold changes nothing.
+    // Picking follows the edited depth, and the depth draws with what was picked; what a depth
+    // cannot hold (a palette entry in true colour) changes nothing.
     ColourSelection p;
-    EXPECT_TRUE(PickColour(p, 8, true, 0x01000020));
-    EXPECT_EQ(p.foregroundIndex8, 0x20);
-    EXPECT_FALSE(PickColour(p, 8, true, 0x00123456));
-    EXPECT_TRUE(PickColour(p, 8, false, kInvertedColour));
-    EXPECT_EQ(p.backgroundIndex8, kInvertedIndex);
-    EXPECT_TRUE(PickColour(p, 1, true, 0xFFFFFF));
-    EXPECT_EQ(p.foregroundIndex1, 255);
-    EXPECT_FALSE(PickColour(p, 1, true, 0x00FF00));
-    EXPECT_TRUE(PickColour(p, 32, false, 0x00FF00));
-    EXPECT_EQ(p.background, 0x00FF00u);
-    EXPECT_FALSE(PickColour(p, 24, false, 0x01000003));  // a palette entry means nothing in true colour
-    EXPECT_TRUE(PickColour(p, 4, true, kTransparentColour));
-    EXPECT_EQ(DrawingColour(p, 4, true), kTransparentColour);
+    const struct {
+        int bits;
+        bool left;
+        ColourValue value;
+        bool taken;
+    } picks[] = {{8, true, 0x01000020, true},  {8, true, 0x00123456, false}, {8, false, kInvertedColour, true},
+                 {1, true, 0xFFFFFF, true},     {1, true, 0x00FF00, false},   {32, false, 0x00FF00, true},
+                 {24, false, 0x01000003, false}, {4, true, kTransparentColour, true}};
+    for (const auto& k : picks) {
+        EXPECT_EQ(PickColour(p, k.bits, k.left, k.value), k.taken) << k.bits << " " << std::hex << k.value;
+        if (k.taken) {
+            EXPECT_EQ(DrawingColour(p, k.bits, k.left), k.value) << k.bits << " " << std::hex << k.value;
+        }
+    }
     EXPECT_EQ(p.foregroundIndex8, 0x20);  // the 8-bit selection is kept for 8-bit formats
 
     Palette palette;

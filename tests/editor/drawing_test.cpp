@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "editor/editor_test_support.h"
 
 namespace tellurine::editor {
@@ -23,8 +25,7 @@ TEST(Drawing, BrushShapesAndStrokesStayInsideTheImage) {
         Coverage c(20, 20);
         StampBrush(c, 10, 10, shape);
         const int size = BrushShapeSize(shape);
-        EXPECT_EQ(c.Bounds().Width(), size) << shape;
-        EXPECT_EQ(c.Bounds().Height(), size) << shape;
+        EXPECT_EQ(std::pair(c.Bounds().Width(), c.Bounds().Height()), std::pair(size, size)) << shape;
         if (expected[shape] > 0) {
             EXPECT_EQ(Covered(c), expected[shape]) << shape;
         }
@@ -68,9 +69,8 @@ TEST(Drawing, ColoursOnFormatsWithoutAlpha) {
         Coverage c(4, 1);
         c.Set(x, 0);
         ApplyColour(f, c, cases[x].value, 255);
-        EXPECT_EQ(f.color.GetPixel(x, 0), cases[x].colour) << "row " << x;
-        EXPECT_EQ(f.mask.GetPixel(x, 0), cases[x].mask) << "row " << x;
-        EXPECT_EQ(ReadPixel(f, x, 0), cases[x].value) << "row " << x;
+        EXPECT_EQ(std::tuple(f.color.GetPixel(x, 0), f.mask.GetPixel(x, 0), ReadPixel(f, x, 0)),
+                  std::tuple(cases[x].colour, cases[x].mask, cases[x].value)) << "row " << x;
     }
     EXPECT_EQ(f.color.GetPixel(3, 0), 0x00FF00u);  // not covered
 
@@ -115,11 +115,9 @@ TEST(Drawing, CompositingByTheFormula) {
     Coverage c(2, 1);
     c.Set(0, 0);
     ApplyColour(f, c, 0x0000FF, 0);
-    EXPECT_EQ(GetRValue(f.mask.GetPixel(0, 0)), 0);
-    EXPECT_EQ(GetRValue(f.mask.GetPixel(1, 0)), 255);
+    EXPECT_EQ(std::tuple(GetRValue(f.mask.GetPixel(0, 0)), GetRValue(f.mask.GetPixel(1, 0))), std::tuple(0, 255));
     ApplyColour(f, c, 0x0000FF, 255);
-    EXPECT_EQ(f.color.GetPixel(0, 0), 0x0000FFu);
-    EXPECT_EQ(GetRValue(f.mask.GetPixel(0, 0)), 255);
+    EXPECT_EQ(std::tuple(f.color.GetPixel(0, 0), GetRValue(f.mask.GetPixel(0, 0))), std::tuple(0x0000FFu, 255));
 }
 
 TEST(Drawing, FloodFillCandidates) {
@@ -144,16 +142,13 @@ TEST(Drawing, FloodFillCandidates) {
     const std::uint8_t alphas[] = {0, 79, 80, 20};
     for (int x = 0; x < 4; ++x) a.mask.SetPixel(x, 0, RGB(alphas[x], alphas[x], alphas[x]));
     Coverage clear = FloodFillCoverage(a, 0, 0);
-    EXPECT_TRUE(clear.At(1, 0));
-    EXPECT_FALSE(clear.At(2, 0));
-    EXPECT_FALSE(clear.At(3, 0));  // beyond the pixel that is not a candidate
+    // Not the pixel at 80, nor the one beyond it.
+    EXPECT_EQ(std::tuple(clear.At(1, 0), clear.At(2, 0), clear.At(3, 0)), std::tuple(true, false, false));
     FormatState o = Format(4, 1, true);
     o.color.SetPixel(1, 0, RGB(29, 255, 0));
     o.color.SetPixel(2, 0, RGB(30, 255, 0));
     Coverage near = FloodFillCoverage(o, 0, 0);
-    EXPECT_TRUE(near.At(1, 0));
-    EXPECT_FALSE(near.At(2, 0));
-
+    EXPECT_EQ(std::pair(near.At(1, 0), near.At(2, 0)), std::pair(true, false));
 }
 
 }  // namespace

@@ -222,14 +222,10 @@ private:
                     return FlipImage(f, true);
                 });
             }
-            case 10: {
+            default: {  // up to three undos (10) or redos (11)
                 bool any = false;
-                for (int n = 1 + r.Below(3); n > 0; --n) any = session_.Undo(format) || any;
-                return any;
-            }
-            default: {
-                bool any = false;
-                for (int n = 1 + r.Below(3); n > 0; --n) any = session_.Redo(format) || any;
+                for (int n = 1 + r.Below(3); n > 0; --n)
+                    any = (action == 10 ? session_.Undo(format) : session_.Redo(format)) || any;
                 return any;
             }
         }

@@ -5,33 +5,32 @@
 #include <random>
 
 #include "edit_script.h"
+#include "test_support.h"
 
 namespace tellurine::editor {
 namespace {
 
-// The icon read back from the .ico file the document saves as.
-CIconDoc SavedAndRead(const CIconDoc& doc) {
-    std::vector<std::uint8_t> bytes;
-    CIconDoc back;
-    EXPECT_TRUE(WriteIconFile(doc, false, bytes));
-    EXPECT_TRUE(ReadIconFile(bytes, back));
-    return back;
+// A document of one blank format of the given size and depth.
+CIconDoc Blank(int size, int bits) {
+    CIconDoc doc;
+    CKvIcon icon;
+    EXPECT_TRUE(MakeBlankFormat(size, size, bits, icon));
+    doc.AddFormat(std::move(icon));
+    return doc;
 }
 
-struct Pen {
-    std::unique_ptr<CDrawTool> tool = MakeTool(ToolKind::Pen);
-    ColourSelection colours;
-    // A click at (x, y).
-    void Click(EditSession& session, int format, int x, int y) {
-        session.Press(format, *tool, colours, x, y, false, false);
-        session.Release(x, y);
-    }
-};
+// A pen stroke from (x, y) to (x1, y); a click when they are the same.
+void Stroke(EditSession& session, int format, ColourSelection colours, int x, int y, int x1) {
+    static const std::unique_ptr<CDrawTool> pen = MakeTool(ToolKind::Pen);
+    session.Press(format, *pen, colours, x, y, false, false);
+    if (x1 != x) session.Move(x1, y);
+    session.Release(x1, y);
+}
 
-// Red drawn on a new 4-bit format of the 16 standard colours is red in the file; orange, not among
-// them, shows on the canvas as the entry the file holds; entry 20 of an 8-bit palette, a twin of
-// entry 10, stays entry 20. (That the canvas and the saved file agree after any edit, a picture
-// pasted into an indexed format included, is the property test's below.)
+// Red drawn on a new 4-bit format of the 16 standard colours is red in the file; entry 20 of an
+// 8-bit palette, a twin of entry 10, stays entry 20. (That the canvas and the saved file agree
+// after any edit, a colour the palette lacks or a picture pasted into an indexed format included,
+// is the property test's below.)
 TEST(EditSession, IndexedFormatsHoldWhatTheCanvasShows) {
     // The script's blank 4-bit format and its 8-bit one with twin entries, in the order they save in.
     const CIconDoc starting = script::StartingIcon();
@@ -41,22 +40,17 @@ TEST(EditSession, IndexedFormatsHoldWhatTheCanvasShows) {
     ASSERT_EQ(doc.GetFormat(four)->BitCount(), 4);
     ASSERT_EQ(doc.GetFormat(twins)->BitCount(), 8);
     EditSession session(doc);
-    Pen pen;
-    pen.colours.foreground = RGB(255, 0, 0);
-    pen.Click(session, four, 1, 1);
-    pen.colours.foreground = RGB(255, 128, 64);
-    pen.Click(session, four, 2, 1);
-    pen.colours.foregroundIndex8 = 20;
-    pen.Click(session, twins, 3, 3);
+    Stroke(session, four, {.foreground = RGB(255, 0, 0)}, 1, 1, 1);
+    Stroke(session, twins, {.foregroundIndex8 = 20}, 3, 3, 3);
 
-    const CIconDoc back = SavedAndRead(doc);
-    const FormatState& shown = *session.State(four);
+    std::vector<std::uint8_t> bytes;
+    CIconDoc back;
+    ASSERT_TRUE(WriteIconFile(doc, false, bytes));
+    ASSERT_TRUE(ReadIconFile(bytes, back));
     DeviceBitmap colour, mask;
     back.GetFormat(four)->Icon().ToBitmaps(colour, mask, nullptr);
     EXPECT_EQ(colour.GetPixel(1, 1), RGB(255, 0, 0));
     EXPECT_EQ(mask.GetPixel(1, 1), 0u);
-    EXPECT_EQ(colour.GetPixel(2, 1), shown.color.GetPixel(2, 1));
-    EXPECT_NE(shown.color.GetPixel(2, 1), RGB(255, 128, 64));
     std::vector<std::uint8_t> read;
     ASSERT_TRUE(back.GetFormat(twins)->Icon().ToIndices(read));
     EXPECT_EQ(read[3 * 16 + 3], 20);
@@ -64,10 +58,7 @@ TEST(EditSession, IndexedFormatsHoldWhatTheCanvasShows) {
 }
 
 TEST(EditSession, StrokesKeepOnlyWhatTheyChangedForUndo) {
-    CIconDoc doc;
-    CKvIcon big;
-    ASSERT_TRUE(MakeBlankFormat(1024, 1024, 32, big));
-    doc.AddFormat(std::move(big));
+    CIconDoc doc = Blank(1024, 32);
     EditSession session(doc);
     int told = 0;
     session.onEdited = [&](int index, const CanvasRect& changed) {
@@ -75,14 +66,9 @@ TEST(EditSession, StrokesKeepOnlyWhatTheyChangedForUndo) {
         EXPECT_FALSE(changed.IsEmpty());
         ++told;
     };
-    Pen pen;
-    pen.colours.foreground = RGB(0, 0, 255);
     const FormatState before = *session.State(0);
-    for (int stroke = 0; stroke < 31; ++stroke) {
-        session.Press(0, *pen.tool, pen.colours, 100 + stroke, 200, false, false);
-        session.Move(109 + stroke, 200);
-        session.Release(109 + stroke, 200);
-    }
+    for (int stroke = 0; stroke < 31; ++stroke)
+        Stroke(session, 0, {.foreground = RGB(0, 0, 255)}, 100 + stroke, 200, 109 + stroke);
     EXPECT_EQ(told, 31);
     EXPECT_LT(session.UndoBytes(0), std::size_t{2} << 20);
     EXPECT_EQ(session.State(0)->color.GetPixel(135, 200), RGB(0, 0, 255));
@@ -97,15 +83,11 @@ TEST(EditSession, StrokesKeepOnlyWhatTheyChangedForUndo) {
 // Esc during a drag: a shape, a selection and a moved selection all go back to how they were at
 // the press, with nothing to undo and nothing written into the icon.
 TEST(EditSession, CancelledStrokesLeaveNoTrace) {
-    CIconDoc doc;
-    CKvIcon icon;
-    ASSERT_TRUE(MakeBlankFormat(32, 32, 32, icon));
-    doc.AddFormat(std::move(icon));
+    CIconDoc doc = Blank(32, 32);
     EditSession session(doc);
     int told = 0;
     session.onEdited = [&](int, const CanvasRect&) { ++told; };
-    ColourSelection colours;
-    colours.foreground = RGB(255, 0, 0);
+    ColourSelection colours{.foreground = RGB(255, 0, 0)};
     const FormatState before = *session.State(0);
     const auto line = MakeTool(ToolKind::Line), select = MakeTool(ToolKind::Select);
 
@@ -113,8 +95,7 @@ TEST(EditSession, CancelledStrokesLeaveNoTrace) {
     session.Move(20, 20);
     EXPECT_NE(session.State(0)->color, before.color);  // the shape shows while it is dragged
     const ToolResult cancelled = session.CancelStroke();
-    EXPECT_EQ(cancelled.changed.Width(), 32);  // the whole format is shown again
-    EXPECT_EQ(cancelled.changed.Height(), 32);
+    EXPECT_EQ(test::SidesOf(cancelled.changed), (test::Sides{0, 0, 32, 32}));  // the whole format is shown again
     EXPECT_FALSE(session.Stroking());
     EXPECT_EQ(session.State(0)->color, before.color);
     EXPECT_TRUE(session.Release(20, 20).changed.IsEmpty());  // the release after Esc does nothing

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include <array>
 #include <numeric>
 #include <set>
@@ -97,13 +99,10 @@ TEST(ImageCommands, NewSizesFloatOverTheLiftedPixels) {
     SelectRectangle(f, 1, 2, 3, 2);
     ASSERT_TRUE(RotateSelectedImage(f, 90));
     ASSERT_TRUE(f.floatingColor.has_value());
-    EXPECT_EQ(f.floatingColor->Width(), 1);
-    EXPECT_EQ(f.floatingColor->Height(), 3);
-    EXPECT_EQ(f.floatingX, 2);
-    EXPECT_EQ(f.floatingY, 1);
+    EXPECT_EQ(std::tuple(f.floatingColor->Width(), f.floatingColor->Height(), f.floatingX, f.floatingY),
+              std::tuple(1, 3, 2, 1));
     EXPECT_EQ(f.floatingColor->GetPixel(0, 0), Number(3, 2));  // the right end goes up
-    EXPECT_EQ(f.mask.GetPixel(1, 2), 0xFFFFFFu);
-    EXPECT_EQ(f.color.GetPixel(1, 2), 0u);
+    EXPECT_EQ(std::pair(f.mask.GetPixel(1, 2), f.color.GetPixel(1, 2)), std::pair(0xFFFFFFu, 0u));
     EXPECT_EQ(test::SidesOf(f.selection), (test::Sides{2, 1, 2, 3}));
 
     // A resize of the whole format floats at the top-left corner over a cleared format, and a
@@ -115,9 +114,7 @@ TEST(ImageCommands, NewSizesFloatOverTheLiftedPixels) {
     ASSERT_TRUE(ResizeImage(f, 4, 2));
     ASSERT_TRUE(f.floatingColor.has_value());
     SelectedImageSize(f, w, h);
-    EXPECT_EQ(w, 4);
-    EXPECT_EQ(h, 2);
-    EXPECT_EQ(f.floatingX, 0);
+    EXPECT_EQ(std::tuple(w, h, f.floatingX), std::tuple(4, 2, 0));
     EXPECT_EQ(f.mask.GetPixel(5, 5), 0u);  // alpha 0 under it
     ASSERT_TRUE(ResizeImage(f, 6, 6));
     EXPECT_EQ(f.floatingColor->Width(), 6);
@@ -133,8 +130,7 @@ TEST(ImageCommands, NewSizesFloatOverTheLiftedPixels) {
     for (int y = 0; y < 8; ++y)
         for (int x = 4; x < 8; ++x) f.mask.SetPixel(x, y, 0xFFFFFF);
     ASSERT_TRUE(ResizeImage(f, 4, 4));
-    EXPECT_EQ(f.floatingMask->GetPixel(3, 1), 0xFFFFFFu);
-    EXPECT_EQ(f.floatingColor->GetPixel(3, 1), 0u);
+    EXPECT_EQ(std::pair(f.floatingMask->GetPixel(3, 1), f.floatingColor->GetPixel(3, 1)), std::pair(0xFFFFFFu, 0u));
     EXPECT_EQ(f.floatingMask->GetPixel(0, 1), 0u);
 }
 
@@ -143,12 +139,9 @@ TEST(ImageCommands, DepthChangesThroughTheColourReduction) {
     FormatState f = Numbered(16, 16, true);
     f.mask.SetPixel(0, 0, 0);  // one transparent pixel
     ASSERT_TRUE(ChangeImageDepth(f, 8));
-    EXPECT_EQ(f.depth, 8);
-    EXPECT_EQ(f.colorCount, 256u);
-    EXPECT_FALSE(f.alpha);
-    EXPECT_EQ(f.palette.size(), 256u);
-    EXPECT_EQ(f.mask.GetPixel(0, 0), 0xFFFFFFu);  // alpha below half: the AND mask
-    EXPECT_EQ(f.color.GetPixel(0, 0), 0u);
+    EXPECT_EQ(std::tuple(f.depth, f.colorCount, f.alpha, f.palette.size()), std::tuple(8, 256u, false, 256u));
+    // Alpha below half: transparent in the AND mask, over black.
+    EXPECT_EQ(std::pair(f.mask.GetPixel(0, 0), f.color.GetPixel(0, 0)), std::pair(0xFFFFFFu, 0u));
     EXPECT_EQ(f.mask.GetPixel(5, 5), 0u);
     EXPECT_FALSE(ChangeImageDepth(f, 16));
     // A floating selection is laid down before the depth changes.

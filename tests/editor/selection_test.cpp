@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "editor/editor_test_support.h"
 #include "test_support.h"
 
@@ -19,8 +21,7 @@ TEST(Selection, MovingLeavesTransparencyAndDroppingLaysThePixels) {
     FormatState f = Numbered();
     SelectRectangle(f, 3, 2, 1, 1);  // corners in any order, clipped
     EXPECT_EQ(SidesOf(f.selection), (Sides{1, 1, 3, 2}));
-    EXPECT_TRUE(SelectionContains(f, 3, 2));
-    EXPECT_FALSE(SelectionContains(f, 4, 2));
+    EXPECT_EQ(std::pair(SelectionContains(f, 3, 2), SelectionContains(f, 4, 2)), std::pair(true, false));
     MoveSelection(f, 2, 3, false);
     ASSERT_TRUE(f.floatingColor.has_value());
     EXPECT_EQ(ReadPixel(f, 1, 1), kTransparentColour);  // what was under it is cleared
@@ -52,9 +53,8 @@ TEST(Selection, CopiesTransparencyAndPictures) {
     DeviceBitmap color, alpha;
     SelectedPicture(f, color, alpha);
     ASSERT_EQ(color.Width(), 2);
-    EXPECT_EQ(color.GetPixel(0, 0), 16u + 1u + 1u);
-    EXPECT_EQ(GetRValue(alpha.GetPixel(1, 1)), 0);
-    EXPECT_EQ(GetRValue(alpha.GetPixel(0, 0)), 255);
+    EXPECT_EQ(std::tuple(color.GetPixel(0, 0), GetRValue(alpha.GetPixel(1, 1)), GetRValue(alpha.GetPixel(0, 0))),
+              std::tuple(16u + 1u + 1u, 0, 255));
     FloatPicture(f, color, alpha, 4, 4);
     EXPECT_EQ(f.selection.right, 5);
     DropFloating(f, true);
@@ -108,8 +108,7 @@ TEST(Selection, TheSelectionToolDragsRectanglesAndMovesThem) {
     tool->PointerMove(f, colours, 4, 2);
     tool->ButtonUp(f, colours, 4, 2);
     ASSERT_TRUE(f.floatingColor.has_value());
-    EXPECT_EQ(f.floatingX, 4);
-    EXPECT_EQ(f.floatingY, 2);
+    EXPECT_EQ(std::pair(f.floatingX, f.floatingY), std::pair(4, 2));
     EXPECT_EQ(GetRValue(f.mask.GetPixel(1, 1)), 0);  // cleared under it (alpha 0)
     // A press outside lays it down and starts again.
     tool->ButtonDown(f, colours, 0, 5, false);

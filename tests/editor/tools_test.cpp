@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <tuple>
+
 #include "editor/editor_test_support.h"
 
 namespace tellurine::editor {
@@ -9,6 +12,11 @@ namespace {
 
 // White, and with alpha wholly clear.
 FormatState Format(int size, bool alpha) { return test::Filled(size, size, alpha, 0xFFFFFF, 0); }
+
+// The colour and alpha of a pixel of a format with alpha.
+AlphaPixel Pixel(const FormatState& f, int x, int y) {
+    return {f.color.GetPixel(x, y), GetRValue(f.mask.GetPixel(x, y))};
+}
 
 int Changed(const FormatState& a, const FormatState& b) {
     int n = 0;
@@ -81,13 +89,12 @@ TEST(Tools, ShapesFollowThePointerWithoutTrailsAndTheFrameTakesBothColours) {
         FormatState f = Format(10, false);
         Drag(*MakeTool(ToolKind::Frame3D), f, colours, {{7, 6}, {1, 1}, {2, 2}, {2, 2}}, right);
         const COLORREF light = right ? 0x333333 : 0xEEEEEE, dark = right ? 0xEEEEEE : 0x333333;
-        EXPECT_EQ(f.color.GetPixel(2, 2), light);
-        EXPECT_EQ(f.color.GetPixel(7, 2), light);  // the top side's last pixel
-        EXPECT_EQ(f.color.GetPixel(2, 6), light);
-        EXPECT_EQ(f.color.GetPixel(7, 6), dark);
-        EXPECT_EQ(f.color.GetPixel(5, 6), dark);
-        EXPECT_EQ(f.color.GetPixel(4, 4), 0xFFFFFFu);   // inside: untouched
-        EXPECT_EQ(f.color.GetPixel(1, 1), 0xFFFFFFu);   // the earlier position left no trail
+        // The top-left corner, the top side's last pixel and the left side's are light; the bottom-right
+        // corner and the bottom side dark; inside is untouched, and the earlier position left no trail.
+        const std::tuple<int, int, COLORREF> want[] = {{2, 2, light}, {7, 2, light}, {2, 6, light}, {7, 6, dark},
+                                                       {5, 6, dark},  {4, 4, 0xFFFFFF}, {1, 1, 0xFFFFFF}};
+        for (const auto& [x, y, colour] : want)
+            EXPECT_EQ(f.color.GetPixel(x, y), colour) << right << " " << x << "," << y;
     }
 }
 
@@ -102,9 +109,8 @@ TEST(Tools, GradientsAndSmoothEdgesOnFormatsWithAlpha) {
         const bool reflected = mode >= kReflectedGradient;
         EXPECT_EQ(f.color.GetPixel(0, 4), 0x0000FFu) << mode;
         EXPECT_EQ(f.color.GetPixel(8, 4), reflected ? 0x0000FFu : 0xFF0000u) << mode;
-        const COLORREF middle = f.color.GetPixel(4, 4);
-        EXPECT_EQ(middle, reflected ? 0xFF0000u : 0x7F007Fu) << std::hex << middle;  // 255 * 128 / 256 each
-        EXPECT_EQ(GetRValue(f.mask.GetPixel(4, 4)), 255);
+        // The middle: 255 * 128 / 256 of each, opaque.
+        EXPECT_EQ(Pixel(f, 4, 4), (AlphaPixel{reflected ? 0xFF0000u : 0x7F007Fu, 255})) << mode;
     }
     // A vertical gradient runs down a square as a horizontal one runs across it, and reaches its end
     // on the last row even of an area two pixels high.
@@ -162,11 +168,8 @@ TEST(Tools, GradientStopsPaintThroughTheStroke) {
     ColourSelection colours{.foreground = 0x0000FF};
     FormatState f = Format(9, true);
     Drag(*rect, f, colours, {{0, 0}, {8, 8}});
-    const std::pair<COLORREF, int> want[] = {{0x0000FF, 255}, {0x00FF00, 128}, {0xFF0000, 255}};
-    for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(f.color.GetPixel(4 * i, 4), want[i].first) << i;
-        EXPECT_EQ(GetRValue(f.mask.GetPixel(4 * i, 4)), want[i].second) << i;
-    }
+    const AlphaPixel want[] = {{0x0000FF, 255}, {0x00FF00, 128}, {0xFF0000, 255}};
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(Pixel(f, 4 * i, 4), want[i]) << i;
 }
 
 TEST(Tools, RightButtonPickerAndAlphaStrokes) {
@@ -175,13 +178,11 @@ TEST(Tools, RightButtonPickerAndAlphaStrokes) {
     FormatState f = Format(4, true);
     // A right-button stroke paints the background colour at its opacity (255) over clear pixels.
     Drag(*pen, f, colours, {{1, 1}, {1, 1}}, true);
-    EXPECT_EQ(f.color.GetPixel(1, 1), 0x00FF00u);
-    EXPECT_EQ(GetRValue(f.mask.GetPixel(1, 1)), 255);
+    EXPECT_EQ(Pixel(f, 1, 1), (AlphaPixel{0x00FF00, 255}));
     // A left stroke at opacity 128 over it: composited once even where the stroke passes twice.
     Drag(*pen, f, colours, {{0, 1}, {2, 1}, {0, 1}, {0, 1}});
     const AlphaPixel once = CompositePixel(0x0000FF, 255, 0x00FF00, 255, 128, false);
-    EXPECT_EQ(f.color.GetPixel(1, 1), once.colour);
-    EXPECT_EQ(GetRValue(f.mask.GetPixel(1, 1)), once.alpha);
+    EXPECT_EQ(Pixel(f, 1, 1), once);
     // Opacity 0 erases.
     colours.foregroundOpacity = 0;
     Drag(*pen, f, colours, {{1, 1}, {1, 1}});
@@ -205,10 +206,10 @@ TEST(Tools, RightButtonPickerAndAlphaStrokes) {
     FormatState h = Format(4, false);
     h.color.SetPixel(1, 0, 0xFEFFFF);
     Drag(*MakeTool(ToolKind::Replacer), h, colours, {{0, 0}, {3, 0}, {3, 0}});
-    EXPECT_EQ(h.color.GetPixel(0, 0), 0x0000FFu);
-    EXPECT_EQ(h.color.GetPixel(1, 0), 0xFEFFFFu);
-    EXPECT_EQ(h.color.GetPixel(3, 0), 0x0000FFu);
-    EXPECT_EQ(h.color.GetPixel(0, 1), 0xFFFFFFu);
+    // Only the background colour, and only where the brush passed.
+    for (const auto& [x, y, colour] :
+         {std::tuple{0, 0, 0x0000FFu}, {1, 0, 0xFEFFFFu}, {3, 0, 0x0000FFu}, {0, 1, 0xFFFFFFu}})
+        EXPECT_EQ(h.color.GetPixel(x, y), colour) << x << "," << y;
 }
 
 }  // namespace

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 namespace tellurine::editor {
 namespace {
 
@@ -23,6 +25,13 @@ void Edit(UndoHistory& h, FormatState& s, std::uint32_t number) {
     s.color.SetPixel(0, 0, number);
 }
 
+// Undoes (n < 0) or redoes (n > 0) that many steps, each of which must be there; the number shown then.
+std::uint32_t Go(UndoHistory& h, FormatState& s, int n) {
+    for (; n < 0; ++n) EXPECT_TRUE(h.Undo(s));
+    for (; n > 0; --n) EXPECT_TRUE(h.Redo(s));
+    return Number(s);
+}
+
 TEST(UndoHistory, UndoRedoAndTheRedoBranch) {
     UndoHistory h;
     FormatState s = State(0);
@@ -31,34 +40,24 @@ TEST(UndoHistory, UndoRedoAndTheRedoBranch) {
     Edit(h, s, 1);
     EXPECT_TRUE(h.CanUndo());
     EXPECT_FALSE(h.CanRedo());
-    ASSERT_TRUE(h.Undo(s));
-    EXPECT_EQ(Number(s), 0u);  // the state before the first edit
+    EXPECT_EQ(Go(h, s, -1), 0u);  // the state before the first edit
     EXPECT_TRUE(h.CanRedo());
-    ASSERT_TRUE(h.Redo(s));
-    EXPECT_EQ(Number(s), 1u);  // and back to the edited state
+    EXPECT_EQ(Go(h, s, 1), 1u);  // and back to the edited state
     EXPECT_FALSE(h.CanRedo());
 
     Edit(h, s, 2);
     Edit(h, s, 3);
-    ASSERT_TRUE(h.Undo(s));
-    ASSERT_TRUE(h.Undo(s));
-    EXPECT_EQ(Number(s), 1u);
+    EXPECT_EQ(Go(h, s, -2), 1u);
     // An edit after two undos discards both redoable states.
     Edit(h, s, 9);
     EXPECT_FALSE(h.CanRedo());
-    ASSERT_TRUE(h.Undo(s));
-    EXPECT_EQ(Number(s), 1u);
-    ASSERT_TRUE(h.Undo(s));
-    EXPECT_EQ(Number(s), 0u);
+    EXPECT_EQ(Go(h, s, -1), 1u);
+    EXPECT_EQ(Go(h, s, -1), 0u);
     EXPECT_FALSE(h.CanUndo());
     // The same states can be restored again and again.
     for (int round = 0; round < 3; ++round) {
-        ASSERT_TRUE(h.Redo(s));
-        ASSERT_TRUE(h.Redo(s));
-        EXPECT_EQ(Number(s), 9u);
-        ASSERT_TRUE(h.Undo(s));
-        ASSERT_TRUE(h.Undo(s));
-        EXPECT_EQ(Number(s), 0u);
+        EXPECT_EQ(Go(h, s, 2), 9u);
+        EXPECT_EQ(Go(h, s, -2), 0u);
     }
 }
 
@@ -66,16 +65,14 @@ TEST(UndoHistory, FortyEditsKeepThirtyOneSteps) {
     UndoHistory h;
     FormatState s = State(0);
     for (std::uint32_t i = 1; i <= 40; ++i) Edit(h, s, i);
-    int steps = 0;
-    while (h.Undo(s)) ++steps;
-    EXPECT_EQ(steps, 31);
-    EXPECT_EQ(Number(s), 40u - 31u);
-    int redone = 0;
-    while (h.Redo(s)) ++redone;
-    EXPECT_EQ(redone, 31);
-    EXPECT_EQ(Number(s), 40u);
+    EXPECT_EQ(Go(h, s, -31), 40u - 31u);
+    EXPECT_FALSE(h.CanUndo());
+    EXPECT_EQ(Go(h, s, 31), 40u);
+    EXPECT_FALSE(h.CanRedo());
 }
 
+// A whole-format step swaps the whole state (the depth and the pixels show it); the derived fields
+// follow the restored depth, and a non-empty selection is active again.
 TEST(UndoHistory, DepthPaletteAlphaAndFloatingSelectionComeBackWithThePixels) {
     UndoHistory h;
     FormatState s = State(5, 32);
@@ -86,26 +83,13 @@ TEST(UndoHistory, DepthPaletteAlphaAndFloatingSelectionComeBackWithThePixels) {
     h.Record(s);
     s = State(6, 8);
     s.palette.entries.assign(256, PaletteEntry{1, 2, 3, 0});
-    s.colorCount = 256;
-    s.paletteFormat = true;
-    s.alpha = false;
     ASSERT_TRUE(h.Undo(s));
-    EXPECT_EQ(s.depth, 32);
-    EXPECT_TRUE(s.alpha);
-    EXPECT_FALSE(s.paletteFormat);
-    EXPECT_EQ(s.colorCount, 0u);
-    EXPECT_TRUE(s.palette.empty());
-    EXPECT_EQ(Number(s), 5u);
-    ASSERT_TRUE(s.floatingColor.has_value());  // the floating selection is back
-    EXPECT_TRUE(s.selectionActive);
+    EXPECT_EQ(std::tuple(s.depth, Number(s), s.palette.size(), s.floatingColor.has_value(), s.selectionActive),
+              std::tuple(32, 5u, 0u, true, true));
     ASSERT_TRUE(h.Redo(s));
-    EXPECT_EQ(s.depth, 8);
-    EXPECT_EQ(s.colorCount, 256u);
-    EXPECT_TRUE(s.paletteFormat);
-    EXPECT_FALSE(s.alpha);
-    EXPECT_EQ(s.palette.size(), 256u);
-    EXPECT_FALSE(s.floatingColor.has_value());  // and removed again
-    EXPECT_FALSE(s.selectionActive);
+    EXPECT_EQ(std::tuple(s.depth, Number(s), s.palette.size(), s.floatingColor.has_value(), s.selectionActive),
+              std::tuple(8, 6u, 256u, false, false));
+    EXPECT_EQ(std::tuple(s.colorCount, s.paletteFormat, s.alpha), std::tuple(256u, true, false));
     for (const auto& [depth, colours] : {std::pair{1, 2u}, std::pair{4, 16u}, std::pair{24, 0u}}) {
         UndoHistory d;
         FormatState f = State(1, depth);

@@ -51,13 +51,6 @@ std::vector<CAniObject> Read(const Bytes& file, AniReadStatus expected = AniRead
     return steps;
 }
 
-// Blue, green, red, alpha of picture pixel (x, y), y from the top.
-std::array<std::uint8_t, 4> Pixel(const CDIB& image, int x, int y) {
-    const auto l = GetDibLayout(image.GetBlock());
-    const std::uint8_t* p = image.GetBlock().data() + l->RowOffset(l->height - 1 - y) + 4 * x;
-    return {p[0], p[1], p[2], p[3]};
-}
-
 // --- Headers, tables and the chunk walk ---------------------------------------------------
 
 // Every file either reads to its frames and steps or is refused, by the counting pass and by
@@ -125,14 +118,6 @@ TEST(AniFile, EachFileGivesItsStepsOrIsRefused) {
     }
 }
 
-// Every step owns its picture, even when steps share a frame.
-TEST(AniFile, StepsSharingAFrameOwnTheirPictures) {
-    const std::vector<CAniObject> steps = Read(Ani({Anih(3, 2), Table("seq ", {1, 1}), ThreeFrames()}));
-    ASSERT_EQ(steps.size(), 2u);
-    EXPECT_NE(steps[0].image.GetBlock().data(), steps[1].image.GetBlock().data());
-    EXPECT_EQ(steps[0].image.GetBlock().bytes().size(), steps[1].image.GetBlock().bytes().size());
-}
-
 // Title and author come from the INFO list, up to 80 bytes; odd sizes are padded at the top level,
 // in lists and for frames, and unknown chunks, lists and sub-chunks are skipped on the way.
 TEST(AniFile, InfoTextsAreReadAmongSkippedAndPaddedChunks) {
@@ -154,6 +139,12 @@ TEST(AniFile, InfoTextsAreReadAmongSkippedAndPaddedChunks) {
     const Bytes longTitle = Ani({List("INFO", {Chunk("INAM", Bytes(80, 'T'))}), Anih(3, 3), ThreeFrames()});
     ASSERT_EQ(ReadAniSteps(longTitle, steps, &info), AniReadStatus::Ok);
     EXPECT_EQ(info.title, std::string(80, 'T'));
+
+    // Every step owns its picture, even when steps share a frame.
+    steps = Read(Ani({Anih(3, 2), Table("seq ", {1, 1}), ThreeFrames()}));
+    ASSERT_EQ(steps.size(), 2u);
+    EXPECT_NE(steps[0].image.GetBlock().data(), steps[1].image.GetBlock().data());
+    EXPECT_EQ(steps[0].image.GetBlock().bytes().size(), steps[1].image.GetBlock().bytes().size());
 }
 
 // --- Pictures -------------------------------------------------------------------------------
@@ -187,7 +178,7 @@ TEST(AniFile, PicturesAlphaAndHotspots) {
     CIconDoc check;
     EXPECT_FALSE(ReadIconFile(damaged, check));
 
-    using Px = std::array<std::uint8_t, 4>;  // blue, green, red, alpha
+    using Px = format_test::Rgba;
     struct Case {
         const char* name;
         Bytes frame;
@@ -197,10 +188,10 @@ TEST(AniFile, PicturesAlphaAndHotspots) {
     const Case cases[] = {
         {"32-bit image keeps its alpha", IconFile(5), 32, 5, 5, 1, 32, {{{0, 4}, {0, 0, 0, 0x80}}, {{1, 4}, {}}}},
         {"PNG image keeps its alpha", IconFile(5, true), 32, 5, 5, 1, 32, {{{0, 4}, {0, 0, 0, 0x80}}, {{1, 4}, {}}}},
-        {"4-bit cursor", cursor, 4, 4, 2, 3, 1, {{{0, 0}, {0, 0, 0xC0, 0}}, {{1, 0}, {0, 0, 0xC0, 255}}}},
+        {"4-bit cursor", cursor, 4, 4, 2, 3, 1, {{{0, 0}, {0xC0, 0, 0, 0}}, {{1, 0}, {0xC0, 0, 0, 255}}}},
         {"planes x bits 64 takes alpha from the mask", planes2, 64, 3, 3, 1, 32, {{{0, 2}, {0, 0, 0, 255}}}},
         {"damage past the first image", damaged, 4, 4, 2, 1, 4,
-         {{{0, 0}, {0, 0, 0xC0, 0}}, {{1, 0}, {0, 0, 0xC0, 255}}}},
+         {{{0, 0}, {0xC0, 0, 0, 0}}, {{1, 0}, {0xC0, 0, 0, 255}}}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -211,8 +202,9 @@ TEST(AniFile, PicturesAlphaAndHotspots) {
                   std::tuple(c.bitDepth, c.width, c.height, c.hotspotX, c.hotspotY));
         EXPECT_EQ(std::tuple(s.image.BitCount(), s.image.Width(), s.image.Height()),
                   std::tuple(32, static_cast<int>(c.width), static_cast<int>(c.height)));
-        for (const auto& [at, bgra] : c.pixels)
-            EXPECT_EQ(Pixel(s.image, at.first, at.second), bgra) << at.first << "," << at.second;
+        const std::vector<Px> picture = format_test::PictureOf(s.image.GetBlock());
+        for (const auto& [at, rgba] : c.pixels)
+            EXPECT_EQ(picture[at.second * c.width + at.first], rgba) << at.first << "," << at.second;
     }
 
     // A frame whose first image is damaged refuses the file.

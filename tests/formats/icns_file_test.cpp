@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -136,11 +134,9 @@ TEST(IcnsPacking, OverfullRunsEndTheirPlaneAndShortDataFails) {
 }
 
 TEST(IcnsPalettes, SystemPalettesAndNearestSearch) {
-    EXPECT_EQ(kMacPalette256[0], 0xFFFFFFu);
-    EXPECT_EQ(kMacPalette256[214], 0x000033u);
-    EXPECT_EQ(kMacPalette256[215], 0xEE0000u);
-    EXPECT_EQ(kMacPalette256[245], 0xEEEEEEu);
-    EXPECT_EQ(kMacPalette256[255], 0x000000u);
+    for (const auto& [i, colour] :
+         {std::pair{0, 0xFFFFFFu}, {214, 0x000033u}, {215, 0xEE0000u}, {245, 0xEEEEEEu}, {255, 0u}})
+        EXPECT_EQ(kMacPalette256[static_cast<std::size_t>(i)], colour) << i;
     std::vector<std::uint32_t> sorted(kMacPalette256.begin(), kMacPalette256.end());
     std::sort(sorted.begin(), sorted.end());
     EXPECT_EQ(std::unique(sorted.begin(), sorted.end()), sorted.end());
@@ -625,7 +621,6 @@ TEST(IcnsFiles, LocatingAndScanningFamilies) {
     ASSERT_TRUE(ReadIcnsFile(named, fromNamed));
     EXPECT_EQ(fromNamed.GetFormatCount(), 1);
     EXPECT_TRUE(doc.macintosh);
-    EXPECT_STREQ(doc.DefaultExtension(), ".icns");
 
     // Resource files: families in the first bytes but not within 3,072 bytes of the end, and
     // none that straddle two 524,288-byte blocks.
@@ -653,29 +648,27 @@ TEST(IcnsFiles, LocatingAndScanningFamilies) {
 
 // A resource fork holding one "icns" resource: header, data (length + bytes), map.
 Bytes ResourceFork(const Bytes& data, std::int16_t id, const std::string& name) {
-    Bytes fork(256, 0);
-    StoreBE32(fork.data(), 256);
-    fork.resize(256 + 4);
-    StoreBE32(fork.data() + 256, static_cast<std::uint32_t>(data.size()));
-    fork.insert(fork.end(), data.begin(), data.end());
-    const std::size_t dataLength = fork.size() - 256;
-    const std::size_t mapOffset = fork.size();
-    Bytes map(28 + 2 + 8 + 12, 0);
-    map[24] = 0, map[25] = 28;                 // type list
-    map[26] = 0, map[27] = 28 + 2 + 8 + 12;    // name list
-    map[28] = 0, map[29] = 0;                  // one type
-    std::memcpy(map.data() + 30, "icns", 4);
-    map[34] = 0, map[35] = 0;                  // one resource
-    map[36] = 0, map[37] = 2 + 8;              // its reference, from the type list
-    map[38] = static_cast<std::uint8_t>(static_cast<std::uint16_t>(id) >> 8);
-    map[39] = static_cast<std::uint8_t>(id);
-    if (name.empty()) map[40] = map[41] = 0xFF;
+    const auto number = static_cast<std::uint16_t>(id);
+    const std::uint8_t noName = name.empty() ? 0xFF : 0;
+    // The map: 28 bytes of header whose last fields place the type list (28) and the names (50);
+    // one type, "icns", of one resource whose reference is 10 bytes on: its id and its name's
+    // offset (none: 0xFFFF), then a zero data offset; the names.
+    Bytes map(28, 0);
+    map[25] = 28, map[27] = 50;
+    map.insert(map.end(), {0, 0, 'i', 'c', 'n', 's', 0, 0, 0, 10, std::uint8_t(number >> 8), std::uint8_t(number),
+                           noName, noName});
+    map.resize(50, 0);
     map.push_back(static_cast<std::uint8_t>(name.size()));
     map.insert(map.end(), name.begin(), name.end());
-    fork.insert(fork.end(), map.begin(), map.end());
-    StoreBE32(fork.data() + 4, static_cast<std::uint32_t>(mapOffset));
-    StoreBE32(fork.data() + 8, static_cast<std::uint32_t>(dataLength));
+    // The header (data at 256, the map after it), the data's length and the data, the map.
+    Bytes fork(256 + 4 + data.size(), 0);
+    StoreBE32(fork.data(), 256);
+    StoreBE32(fork.data() + 256, static_cast<std::uint32_t>(data.size()));
+    std::copy(data.begin(), data.end(), fork.begin() + 260);
+    StoreBE32(fork.data() + 4, static_cast<std::uint32_t>(fork.size()));  // the map's offset
+    StoreBE32(fork.data() + 8, static_cast<std::uint32_t>(fork.size() - 256));
     StoreBE32(fork.data() + 12, static_cast<std::uint32_t>(map.size()));
+    fork.insert(fork.end(), map.begin(), map.end());
     fork.resize(fork.size() + 4000, 0);  // room for the scan's margin
     return fork;
 }

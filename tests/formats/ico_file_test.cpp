@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "formats/format_test_support.h"
@@ -60,20 +61,16 @@ TEST_P(IcoRoundTrip, WritesTheDirectoryAndReadsTheSameImageBack) {
     const CKvIcon icon = MakeIcon(w, h, d.colors, d.alpha, 7, d.png);
     const std::vector<std::uint8_t> file = format_test::IconFileOf({icon});
 
+    // The header (reserved, type 1, one image); the entry: sides (256 as 0), colours, reserved,
+    // planes, bits, byte count and offset; the image right after it.
     ASSERT_GE(file.size(), 22u);
-    EXPECT_EQ(LoadU16(file.data()), 0);
-    EXPECT_EQ(LoadU16(file.data() + 2), 1);
-    EXPECT_EQ(LoadU16(file.data() + 4), 1);
     const std::uint8_t* e = Entry(file, 0);
-    EXPECT_EQ(e[0], w & 0xFF);  // 256 -> 0
-    EXPECT_EQ(e[1], h & 0xFF);
-    EXPECT_EQ(e[2], d.colors & 0xFF);
-    EXPECT_EQ(e[3], 0);
-    EXPECT_EQ(LoadU16(e + 4), 1);
-    EXPECT_EQ(LoadU16(e + 6), d.bits);
-    EXPECT_EQ(LoadU32(e + 8), file.size() - 22);
-    EXPECT_EQ(LoadU32(e + 12), 22u);
-    EXPECT_EQ(LoadU32(file.data() + 22), d.png ? kPngSignature : kInfoHeaderSize);
+    EXPECT_EQ(std::tuple(LoadU16(file.data()), LoadU16(file.data() + 2), LoadU16(file.data() + 4)),
+              std::tuple(0, 1, 1));
+    EXPECT_EQ(std::tuple(int{e[0]}, int{e[1]}, int{e[2]}, int{e[3]}, int{LoadU16(e + 4)}, int{LoadU16(e + 6)}),
+              std::tuple(w & 0xFF, h & 0xFF, static_cast<int>(d.colors & 0xFF), 0, 1, d.bits));
+    EXPECT_EQ(std::tuple(std::size_t{LoadU32(e + 8)}, LoadU32(e + 12), LoadU32(file.data() + 22)),
+              std::tuple(file.size() - 22, 22u, d.png ? kPngSignature : kInfoHeaderSize));
 
     CIconDoc back;
     IconFileType type = IconFileType::Cursor;
@@ -140,11 +137,9 @@ TEST(IcoWrite, ImagesFollowEachOtherInSortedOrder) {
 
     // The explorer-compatible order puts the 32-bit format last and the rest by width.
     const std::vector<std::uint8_t> explorer = Write(doc, true);
-    EXPECT_EQ(Entry(explorer, 0)[0], 16);
-    EXPECT_EQ(LoadU16(Entry(explorer, 0) + 6), 1);
-    EXPECT_EQ(LoadU16(Entry(explorer, 1) + 6), 24);
-    EXPECT_EQ(Entry(explorer, 2)[0], 48);
-    EXPECT_EQ(LoadU16(Entry(explorer, 4) + 6), 32);
+    std::vector<std::pair<int, int>> widthAndBits;
+    for (int i = 0; i < 5; ++i) widthAndBits.emplace_back(Entry(explorer, i)[0], LoadU16(Entry(explorer, i) + 6));
+    EXPECT_EQ(widthAndBits, (std::vector<std::pair<int, int>>{{16, 1}, {16, 24}, {48, 8}, {48, 8}, {32, 32}}));
 }
 
 // An empty document, or one with a format that has no image, writes nothing: the output left
@@ -336,14 +331,12 @@ TEST_P(IcoPngUnderDepth, KeepsTheDepthOnlyWhenThePixelsFit) {
             ASSERT_TRUE(icon.GetLayout(l));
             const std::uint8_t* base = icon.GetBlock().data();
             for (std::uint32_t i = 0; i < 256; ++i) ASSERT_EQ(LoadU32(base + l.tableOffset + 4 * i), i * 0x010101u) << i;
-            for (int y = 0; y < c.size; ++y) {
-                for (int x = 0; x < c.size; ++x) {
-                    const Rgba p = c.pixel(x, y);
-                    if (p[3] != 0) {
-                        ASSERT_EQ(base[l.pixelOffset + l.colorStride * static_cast<std::size_t>(c.size - 1 - y) + x], p[0]);
+            for (int y = 0; y < c.size; ++y)
+                for (int x = 0; x < c.size; ++x)
+                    if (c.pixel(x, y)[3] != 0) {
+                        ASSERT_EQ(base[l.pixelOffset + l.colorStride * static_cast<std::size_t>(c.size - 1 - y) + x],
+                                  c.pixel(x, y)[0]);
                     }
-                }
-            }
         }
         if (pass == 0) {
             const std::vector<std::uint8_t> saved = Write(doc);

@@ -59,20 +59,17 @@ TEST(IconSetPlan, EveryPlatformsFilesHaveTheirDocumentedSizes) {
         {"android/res/mipmap-mdpi/ic_launcher_foreground.png", 108, 108, 66},
         {"android/res/mipmap-hdpi/ic_launcher_foreground.png", 162, 162, 99},
         {"android/res/mipmap-xxxhdpi/ic_launcher_foreground.png", 432, 432, 264},
-        {"android/ic_launcher-playstore.png", 512, 512, 512},
+        {"android/ic_launcher-playstore.png", 512, 512, 512}, {"msix/Images/StoreLogo.scale-125.png", 63, 63, 63},
         {"msix/Images/Square44x44Logo.scale-125.png", 55, 55, 55},
         {"msix/Images/Square44x44Logo.scale-400.png", 176, 176, 176},
         {"msix/Images/Square44x44Logo.targetsize-30_altform-unplated.png", 30, 30, 30},
         {"msix/Images/Square150x150Logo.scale-125.png", 188, 188, 188},
         {"msix/Images/Wide310x150Logo.scale-125.png", 388, 188, 188},
         {"msix/Images/Wide310x150Logo.scale-400.png", 1240, 600, 600},
-        {"msix/Images/StoreLogo.scale-125.png", 63, 63, 63},
         {"ios/AppIcon.appiconset/Icon-App-83.5x83.5@2x.png", 167, 167, 167},
         {"ios/AppIcon.appiconset/Icon-App-1024x1024@1x.png", 1024, 1024, 1024},
-        {"macos/My_App.iconset/icon_32x32@2x.png", 64, 64, 64},
-        {"linux/hicolor/22x22/apps/My_App.png", 22, 22, 22},
-        {"web/apple-touch-icon.png", 180, 180, 180},
-        {"web/icon-maskable-192.png", 192, 192, 154},
+        {"macos/My_App.iconset/icon_32x32@2x.png", 64, 64, 64}, {"linux/hicolor/22x22/apps/My_App.png", 22, 22, 22},
+        {"web/apple-touch-icon.png", 180, 180, 180}, {"web/icon-maskable-192.png", 192, 192, 154},
         {"web/icon-maskable-512.png", 512, 512, 410},
     };
     for (const Expected& e : table) {
@@ -96,9 +93,7 @@ TEST(IconSetPlan, EveryPlatformsFilesHaveTheirDocumentedSizes) {
                             f.path.find("maskable") != std::string::npos ||
                             f.path.ends_with("apple-touch-icon.png") || f.path.ends_with("playstore.png");
         EXPECT_EQ(f.ground.has_value(), opaque && f.kind == IconSetFileKind::Png) << f.path;
-        if (f.ground) {
-            EXPECT_EQ(*f.ground, (IconSetColour{0x10, 0x20, 0x30}));
-        }
+        EXPECT_EQ(f.ground.value_or(IconSetColour{0x10, 0x20, 0x30}), (IconSetColour{0x10, 0x20, 0x30}));
         EXPECT_EQ(f.circle, f.path.ends_with("ic_launcher_round.png")) << f.path;
     }
     // The sides of the Linux theme folders and of the target-size app list icons, from the paths.
@@ -264,9 +259,7 @@ TEST(IconSet, HandTunedSizesOfAProjectAreKeptAndOnlyMissingSizesScaled) {
 
 TEST(IconSet, PicturesArePlacedFlattenedAndMaskedAsEachFileWants) {
     IconSetSource source;
-    ASSERT_TRUE(source.SetPicture(MakeDib(40, 20, 32, [](int, int) {
-        return Px{0, 0, 255, 255};
-    })));  // red, wide
+    ASSERT_TRUE(source.SetPicture(MakeDib(40, 20, 32, [](int, int) { return Px{0, 0, 255, 255}; })));  // red, wide
     IconSetRequest request;
     request.platforms = {IconSetPlatform::Windows, IconSetPlatform::Msix, IconSetPlatform::Android,
                          IconSetPlatform::Ios, IconSetPlatform::Web};
@@ -286,8 +279,7 @@ TEST(IconSet, PicturesArePlacedFlattenedAndMaskedAsEachFileWants) {
         {"android/res/mipmap-mdpi/ic_launcher.png", 24, 5, clear},
         {"android/res/mipmap-mdpi/ic_launcher.png", 24, 24, red},
         {"android/res/mipmap-mdpi/ic_launcher_round.png", 24, 24, red},
-        {"android/res/mipmap-mdpi/ic_launcher_round.png", 1, 13,
-         clear},  // outside the circle, inside the picture
+        {"android/res/mipmap-mdpi/ic_launcher_round.png", 1, 13, clear},  // outside the circle, inside the picture
         {"android/res/mipmap-mdpi/ic_launcher_foreground.png", 54, 54, red},
         {"android/res/mipmap-mdpi/ic_launcher_foreground.png", 20, 54, clear},  // outside the safe zone
         {"msix/Images/Wide310x150Logo.scale-100.png", 155, 75, red},
@@ -308,9 +300,8 @@ TEST(IconSet, PicturesArePlacedFlattenedAndMaskedAsEachFileWants) {
     // The scaled 256-pixel picture of the .ico is stored as PNG, the smaller ones as bitmaps.
     CIconDoc ico;
     ASSERT_TRUE(ReadIconFile(files[0], ico));
-    for (int i = 0; i < ico.GetFormatCount(); ++i) {
-        EXPECT_EQ(ico.GetFormat(i)->Icon().IsCompressed(), ico.GetFormat(i)->Width() == 256);
-    }
+    for (int i = 0; i < ico.GetFormatCount(); ++i)
+        EXPECT_EQ(ico.GetFormat(i)->Icon().IsCompressed(), ico.GetFormat(i)->Width() == 256) << i;
     // The flattened files have no alpha channel at all (colour type 2); the others keep theirs (6).
     for (std::size_t i = 0; i < plan.size(); ++i) {
         if (plan[i].kind == IconSetFileKind::Png) {

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "formats/format_test_support.h"
@@ -55,8 +56,7 @@ TEST(IconThumbnail, FitsTheSquareKeepingTheAspectAndNeverEnlarges) {
     };
     for (const Case& c : cases) {
         const ThumbnailDimensions fit = FitThumbnail(c.width, c.height, c.size);
-        EXPECT_EQ(fit.width, c.fitWidth) << c.width << "x" << c.height;
-        EXPECT_EQ(fit.height, c.fitHeight) << c.width << "x" << c.height;
+        EXPECT_EQ(std::pair(fit.width, fit.height), std::pair(c.fitWidth, c.fitHeight)) << c.width << "x" << c.height;
     }
 }
 
@@ -82,15 +82,13 @@ Made Thumbnail(const std::string& name, const std::vector<std::uint8_t>& bytes, 
             PictureOf(picture)[static_cast<std::size_t>(layout->height / 2 * layout->width + layout->width / 2)]};
 }
 
-TEST(IconThumbnail, AnIconGivesItsChosenFormatResampledToFit) {
+// An icon gives its chosen format resampled to fit; a program its first group, passing over the
+// images that cannot be read.
+TEST(IconThumbnail, IconsAndProgramsGiveTheirChosenFormat) {
     const auto file = format_test::IconFileOf({Plain(32, kRed), Plain(64, kGreen), Plain(48, kBlue)});
-    const Made made = Thumbnail("a.ico", file, 40);
-    EXPECT_EQ(made.width, 40);
-    EXPECT_EQ(made.height, 40);
-    EXPECT_EQ(made.centre, kBlue);
-}
+    const Made fitted = Thumbnail("a.ico", file, 40);
+    EXPECT_EQ(std::tuple(fitted.width, fitted.height, fitted.centre), std::tuple(40, 40, kBlue));
 
-TEST(IconThumbnail, AProgramGivesItsFirstGroupPassingOverImagesThatCannotBeRead) {
     using pe_test::GroupData;
     const std::uint16_t kIcon = 3, kGroup = 14;
     const std::vector<pe_test::Resource> resources{
@@ -101,8 +99,7 @@ TEST(IconThumbnail, AProgramGivesItsFirstGroupPassingOverImagesThatCannotBeRead)
         {kGroup, std::uint16_t{2}, 0, GroupData({{3}})},
     };
     const Made made = Thumbnail("a.exe", pe_test::WritePe(resources, true), 128);
-    EXPECT_EQ(made.width, 32);
-    EXPECT_EQ(made.centre, kRed);
+    EXPECT_EQ(std::tuple(made.width, made.height, made.centre), std::tuple(32, 32, kRed));
 
     std::vector<std::uint8_t> png;
     std::string error;

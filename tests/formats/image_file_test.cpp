@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
+
 #include "test_support.h"
 
 namespace tellurine {
@@ -47,14 +49,13 @@ TEST(ImageFile, RefusesWhatIsNotAnImage) {
     EXPECT_FALSE(error.empty());
     EXPECT_TRUE(dib.IsEmpty());
 
-    ImageFileFormat f{};
-    EXPECT_TRUE(ImageFileFormatFromPath("a/b.PNG", f));
-    EXPECT_EQ(f, ImageFileFormat::Png);
-    EXPECT_TRUE(ImageFileFormatFromPath("x.bmp", f));
-    EXPECT_EQ(f, ImageFileFormat::Bmp);
-    EXPECT_FALSE(ImageFileFormatFromPath("x.gif", f));
-    EXPECT_FALSE(ImageFileFormatFromPath("dir.png/file", f));
-    EXPECT_FALSE(ImageFileFormatFromPath("noext", f));
+    const std::pair<const char*, std::optional<ImageFileFormat>> paths[] = {
+        {"a/b.PNG", ImageFileFormat::Png}, {"x.bmp", ImageFileFormat::Bmp}, {"x.gif", std::nullopt},
+        {"dir.png/file", std::nullopt},    {"noext", std::nullopt}};
+    for (const auto& [path, format] : paths) {
+        ImageFileFormat f{};
+        EXPECT_EQ(ImageFileFormatFromPath(path, f) ? std::optional(f) : std::nullopt, format) << path;
+    }
 }
 
 }  // namespace

@@ -51,6 +51,16 @@ Library MakeLibrary() {
     return lib;
 }
 
+// The names of a file's records of one type, in the order listed; a number as "#n".
+std::vector<std::string> Names(const Bytes& file, std::uint16_t type) {
+    std::vector<std::string> out;
+    const auto records = ListResources(file, type);
+    EXPECT_TRUE(records) << type;
+    for (const ResourceRecord& r : records.value_or(std::vector<ResourceRecord>{}))
+        out.push_back(r.name.id ? "#" + std::to_string(*r.name.id) : r.name.text);
+    return out;
+}
+
 // The three library writers: a 16-bit library keeps the groups in the order given; a 32- or
 // 64-bit one in the order Windows sorts a directory (names first).
 struct LibraryWriter {
@@ -64,11 +74,11 @@ class LibraryWriters : public ::testing::TestWithParam<LibraryWriter> {};
 INSTANTIATE_TEST_SUITE_P(
     Kinds, LibraryWriters,
     ::testing::Values(LibraryWriter{"icl", [](const auto& g) { return WriteIconLibrary(g, "tools"); },
-                                    {"7", "FOLDER"}, {{0, 1}, {2}, {3}}},
+                                    {"#7", "FOLDER"}, {{0, 1}, {2}, {3}}},
                       LibraryWriter{"dll32", [](const auto& g) { return WriteResourceLibrary(g, false); },
-                                    {"FOLDER", "7"}, {{2}, {0, 1}, {3}}},
+                                    {"FOLDER", "#7"}, {{2}, {0, 1}, {3}}},
                       LibraryWriter{"dll64", [](const auto& g) { return WriteResourceLibrary(g, true); },
-                                    {"FOLDER", "7"}, {{2}, {0, 1}, {3}}}),
+                                    {"FOLDER", "#7"}, {{2}, {0, 1}, {3}}}),
     [](const auto& p) { return std::string(p.param.name); });
 
 TEST_P(LibraryWriters, WrittenLibraryReadsBackGroupByGroup) {
@@ -79,19 +89,10 @@ TEST_P(LibraryWriters, WrittenLibraryReadsBackGroupByGroup) {
     const bool ne = std::string(writer.name) == "icl";
     EXPECT_EQ(IsNeFile(*file), ne);
 
-    // Names upper-cased, icons numbered from 1 across the groups.
-    const auto groupRecords = ListResources(*file, 14);
-    ASSERT_TRUE(groupRecords);
-    ASSERT_EQ(groupRecords->size(), 2u);
-    for (std::size_t i = 0; i < 2; ++i) EXPECT_EQ((*groupRecords)[i].name.Display(), writer.groupNames[i]);
-    const auto iconRecords = ListResources(*file, 3);
-    ASSERT_TRUE(iconRecords);
-    ASSERT_EQ(iconRecords->size(), 3u);
-    for (std::size_t i = 0; i < 3; ++i) EXPECT_EQ((*iconRecords)[i].name.id, i + 1);
-    const auto cursorRecords = ListResources(*file, 1);
-    ASSERT_TRUE(cursorRecords);
-    ASSERT_EQ(cursorRecords->size(), 1u);
-    EXPECT_EQ((*cursorRecords)[0].name.id, 1);
+    // Names upper-cased, icons and cursors numbered from 1 across the groups.
+    EXPECT_EQ(Names(*file, 14), writer.groupNames);
+    EXPECT_EQ(Names(*file, 3), (std::vector<std::string>{"#1", "#2", "#3"}));
+    EXPECT_EQ(Names(*file, 1), std::vector<std::string>{"#1"});
 
     // Every image comes back byte for byte: icon groups first, then the cursor with its hotspot.
     const auto groups = ReadExeIcons(*file);

@@ -29,14 +29,12 @@ struct Entry {
     bool deflate = false;
 };
 
-void Put16(Bytes& b, std::uint32_t v) {
-    b.push_back(static_cast<std::uint8_t>(v));
-    b.push_back(static_cast<std::uint8_t>(v >> 8));
+// A little-endian field of `size` bytes.
+void Put(Bytes& b, std::uint32_t v, int size) {
+    for (int i = 0; i < size; ++i) b.push_back(static_cast<std::uint8_t>(v >> (8 * i)));
 }
-void Put32(Bytes& b, std::uint32_t v) {
-    Put16(b, v & 0xFFFF);
-    Put16(b, v >> 16);
-}
+void Put16(Bytes& b, std::uint32_t v) { Put(b, v, 2); }
+void Put32(Bytes& b, std::uint32_t v) { Put(b, v, 4); }
 
 // A ZIP archive: each entry's local header and data, then the central directory and its end.
 Bytes WriteZip(const std::vector<Entry>& entries) {
@@ -79,10 +77,8 @@ Bytes WriteZip(const std::vector<Entry>& entries) {
     const auto directoryOffset = static_cast<std::uint32_t>(out.size());
     out.insert(out.end(), directory.begin(), directory.end());
     Put32(out, 0x06054B50);
-    Put16(out, 0);
-    Put16(out, 0);
-    Put16(out, static_cast<std::uint32_t>(entries.size()));
-    Put16(out, static_cast<std::uint32_t>(entries.size()));
+    const auto count = static_cast<std::uint32_t>(entries.size());
+    for (const std::uint32_t v : {0u, 0u, count, count}) Put16(out, v);
     Put32(out, static_cast<std::uint32_t>(directory.size()));
     Put32(out, directoryOffset);
     Put16(out, 0);
@@ -126,10 +122,7 @@ std::vector<Entry> SampleEntries() {
          true},
         {"data/a.png", Png(16, 16, Pattern)},
         {"data/b.png", Png(32, 32, Pattern), true},
-        {"data/c.png", Png(32, 32,
-                           [](int, int) {
-                               return Px{200, 100, 50, 255};
-                           })},
+        {"data/c.png", Png(32, 32, [](int, int) { return Px{200, 100, 50, 255}; })},
         {"mergedimage.png", Png(32, 32, [](int x, int y) { return Pattern(y, x); }), true}};
 }
 
@@ -140,13 +133,11 @@ TEST(OraFile, ReadsLayersGroupsAndTheMergedPicture) {
     LayeredPicture doc;
     std::string error;
     ASSERT_TRUE(ReadLayeredPicture(file, doc, error)) << error;
-    EXPECT_EQ(doc.width, 32);
-    EXPECT_EQ(doc.height, 32);
+    EXPECT_EQ((std::array{doc.width, doc.height}), (std::array{32, 32}));
     ASSERT_EQ(doc.layers.size(), 3u);
     // Bottom to top, the entity and the character reference decoded.
-    EXPECT_EQ(doc.layers[0].name, "Back & \xE2\x98\xBA");
-    EXPECT_EQ(doc.layers[1].name, "32x32 8bit");
-    EXPECT_EQ(doc.layers[2].name, "16");
+    EXPECT_EQ((std::array{doc.layers[0].name, doc.layers[1].name, doc.layers[2].name}),
+              (std::array<std::string, 3>{"Back & \xE2\x98\xBA", "32x32 8bit", "16"}));
     EXPECT_EQ((std::array{doc.layers[2].left, doc.layers[2].top}), (std::array{8, 4}));
     EXPECT_EQ((std::array{doc.layers[0].visible, doc.layers[1].visible, doc.layers[2].visible}),
               (std::array{true, false, true}));
@@ -155,15 +146,6 @@ TEST(OraFile, ReadsLayersGroupsAndTheMergedPicture) {
     EXPECT_EQ(TopDown(doc.layers[1].picture32, 3, 5), (Px{24, 40, 90, 64}));
     EXPECT_EQ(TopDown(doc.layers[2].picture32, 15, 2), Pattern(15, 2));
     EXPECT_EQ(TopDown(doc.composite, 3, 7), Pattern(7, 3));
-    // Size layers become formats as drawn, hidden ones too.
-    IconProjectRequest request;
-    request.sizes = {16, 32};
-    request.depths = {32};
-    CIconDoc icon;
-    ASSERT_TRUE(MakeIconProjectFromLayers(doc, request, icon, error)) << error;
-    ASSERT_EQ(icon.GetFormatCount(), 2);
-    EXPECT_EQ(icon.GetFormat(0)->BitCount(), 8);
-    EXPECT_EQ(icon.GetFormat(1)->Width(), 16);
 }
 
 TEST(OraFile, WithoutAMergedPictureTheVisibleLayersAreLaidOver) {

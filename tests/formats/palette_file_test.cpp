@@ -4,6 +4,7 @@
 // message naming what is wrong and nothing kept.
 #include <bit>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <tuple>
@@ -79,6 +80,10 @@ NamedColor Color(std::uint8_t r, std::uint8_t g, std::uint8_t b, std::string nam
     return {r, g, b, a, std::move(name), std::move(group)};
 }
 
+constexpr PaletteFormat kFormats[] = {PaletteFormat::Gimp,  PaletteFormat::JascPal, PaletteFormat::RiffPal,
+                                      PaletteFormat::AcoV1, PaletteFormat::AcoV2,   PaletteFormat::Ase,
+                                      PaletteFormat::PaintNet};
+
 PaletteFile Read(const Bytes& bytes) {
     PaletteFile palette;
     std::string error;
@@ -107,24 +112,15 @@ TEST(PaletteFileTest, WritesAndReadsEachLayout) {
         {PaletteFormat::AcoV1, {"", {Color(255, 0, 0), Color(18, 52, 86)}, {}}, aco1},
         {PaletteFormat::AcoV2,
          {"", {Color(255, 0, 0, "Red"), Color(18, 52, 86, "Sea")}, {}},
-         Lay(aco1)
-             .BE16({2, 2, 0, 0xFFFF, 0, 0, 0})
-             .BE32(4)
-             .Utf16("Red")
-             .BE16({0, 0x1212, 0x3434, 0x5656, 0})
-             .BE32(4)
-             .Utf16("Sea")},
+         Lay(aco1).BE16({2, 2, 0, 0xFFFF, 0, 0, 0}).BE32(4).Utf16("Red").BE16({0, 0x1212, 0x3434, 0x5656, 0})
+             .BE32(4).Utf16("Sea")},
         {PaletteFormat::Ase,
          {"", {Color(255, 0, 0, "Red"), Color(18, 52, 86, "Sea", 255, "G")}, {}},
-         AseHeader(4)
-             .AseColor("Red", "RGB ", {1.0f, 0.0f, 0.0f})
-             .AseBlock(0xC001, Lay().BE16({2}).Utf16("G"))
-             .AseColor("Sea", "RGB ", {18 / 255.0f, 52 / 255.0f, 86 / 255.0f})
-             .AseBlock(0xC002, Lay())},
+         AseHeader(4).AseColor("Red", "RGB ", {1.0f, 0.0f, 0.0f}).AseBlock(0xC001, Lay().BE16({2}).Utf16("G"))
+             .AseColor("Sea", "RGB ", {18 / 255.0f, 52 / 255.0f, 86 / 255.0f}).AseBlock(0xC002, Lay())},
         {PaletteFormat::PaintNet,
          {"", {Color(255, 0, 0), Color(18, 52, 86, "", 0x80)}, {}},
-         Text(
-             "; paint.net Palette File\r\n; Colors are AARRGGBB in hexadecimal\r\nFFFF0000\r\n80123456\r\n")},
+         Text("; paint.net Palette File\r\n; Colors are AARRGGBB in hexadecimal\r\nFFFF0000\r\n80123456\r\n")},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(PaletteFormatName(c.format));
@@ -148,9 +144,7 @@ TEST(PaletteFileTest, RoundTripsEveryFormat) {
             static_cast<std::uint8_t>(i * 37), static_cast<std::uint8_t>(255 - i * 5),
             static_cast<std::uint8_t>(i * i), "Colour " + std::to_string(i) + " \xC3\xA9\xF0\x9F\x8E\xA8",
             static_cast<std::uint8_t>(i * 6), i < 20 ? "" : "Second half"));
-    for (const PaletteFormat format :
-         {PaletteFormat::Gimp, PaletteFormat::JascPal, PaletteFormat::RiffPal, PaletteFormat::AcoV1,
-          PaletteFormat::AcoV2, PaletteFormat::Ase, PaletteFormat::PaintNet}) {
+    for (const PaletteFormat format : kFormats) {
         SCOPED_TRACE(PaletteFormatName(format));
         Bytes bytes;
         std::string error;
@@ -187,41 +181,26 @@ TEST(PaletteFileTest, ConvertsOtherModelsAndForms) {
         {"aco CMYK: 0 is full ink", aco(2, 0, 0xFFFF, 0xFFFF, 0xFFFF), {Color(0, 255, 255)}},
         {"aco CMYK black half", aco(2, 0xFFFF, 0xFFFF, 0xFFFF, 32767), {Color(127, 127, 127)}},
         {"aco Lab red", aco(7, 5429, 8081, 6989, 0), {Color(255, 0, 0)}},
-        {"aco Lab blue (negative b)",
-         aco(7, 2957, 6830, static_cast<std::uint16_t>(-11203), 0),
-         {Color(0, 0, 255)}},
+        {"aco Lab blue (negative b)", aco(7, 2957, 6830, std::uint16_t(-11203), 0), {Color(0, 0, 255)}},
         {"aco gray 25% ink", aco(8, 2500, 0, 0, 0), {Color(191, 191, 191)}},
         {"aco Lab dark grey, on the linear segment", aco(7, 500, 0, 0, 0), {Color(17, 17, 17)}},
-        {"aco version 2 alone",
-         Lay().BE16({2, 1, 0, 0x8080, 0, 0xFFFF, 0}).BE32(2).Utf16("x"),
+        {"aco version 2 alone", Lay().BE16({2, 1, 0, 0x8080, 0, 0xFFFF, 0}).BE32(2).Utf16("x"),
          {Color(128, 0, 255, "x")}},
         {"aco with bytes after it", Lay(aco(0, 0xFFFF, 0, 0, 0)).BE16({7, 7}), {Color(255, 0, 0)}},
         {"ase CMYK, gray, Lab",
-         AseHeader(3)
-             .AseColor("m", "CMYK", {0, 1, 0, 0})
-             .AseColor("g", "Gray", {0.5f})
+         AseHeader(3).AseColor("m", "CMYK", {0, 1, 0, 0}).AseColor("g", "Gray", {0.5f})
              .AseColor("l", "LAB ", {0.5f, 0, 0}),
          {Color(255, 0, 255, "m"), Color(128, 128, 128, "g"), Color(119, 119, 119, "l")}},
         {"ase: an unknown block skipped",
          AseHeader(2).AseBlock(0x0042, Lay().U8({1, 2, 3})).AseColor("", "RGB ", {0, 0, 1}),
          {Color(0, 0, 255)}},
         {"gpl: BOM, CRLF, comments, spaces in names",
-         Text(
-             "\xEF\xBB\xBFGIMP Palette\r\n# note\r\nColumns: 4\r\n\r\n  1 2   3   light  blue \r\n4 5 6\r\n"),
+         Text("\xEF\xBB\xBFGIMP Palette\r\n# note\r\nColumns: 4\r\n\r\n  1 2   3   light  blue \r\n4 5 6\r\n"),
          {Color(1, 2, 3, "light  blue"), Color(4, 5, 6)}},
         {"jasc: LF and an alpha column", Text("JASC-PAL\n0100\n1\n1 2 3 4\n"), {Color(1, 2, 3, "", 4)}},
-        {"paint.net: lower case, no comment",
-         Text("ff0a0b0c\n\n00000000"),
-         {Color(10, 11, 12), Color(0, 0, 0, "", 0)}},
+        {"paint.net: lower case, no comment", Text("ff0a0b0c\n\n00000000"), {Color(10, 11, 12), Color(0, 0, 0, "", 0)}},
         {"riff: another chunk first",
-         Lay()
-             .Text("RIFF")
-             .LE32(32)
-             .Text("PAL note")
-             .LE32(3)
-             .U8({1, 2, 3, 0})
-             .Text("data")
-             .LE32(8)
+         Lay().Text("RIFF").LE32(32).Text("PAL note").LE32(3).U8({1, 2, 3, 0}).Text("data").LE32(8)
              .U8({0, 3, 1, 0, 9, 8, 7, 0}),
          {Color(9, 8, 7)}},
     };
@@ -338,16 +317,11 @@ TEST(PaletteFileTest, CleansNames) {
 }
 
 TEST(PaletteFileTest, NamesFormatsByExtensionAndWord) {
-    EXPECT_EQ(PaletteFormatFromPath("a/B.GPL"), PaletteFormat::Gimp);
-    EXPECT_EQ(PaletteFormatFromPath("x.pal"), PaletteFormat::JascPal);
-    EXPECT_EQ(PaletteFormatFromPath("x.aco"), PaletteFormat::AcoV2);
-    EXPECT_EQ(PaletteFormatFromPath("x.ase"), PaletteFormat::Ase);
-    EXPECT_EQ(PaletteFormatFromPath("x.txt"), PaletteFormat::PaintNet);
-    EXPECT_EQ(PaletteFormatFromPath("x.png"), std::nullopt);
-    for (const PaletteFormat f :
-         {PaletteFormat::Gimp, PaletteFormat::JascPal, PaletteFormat::RiffPal, PaletteFormat::AcoV1,
-          PaletteFormat::AcoV2, PaletteFormat::Ase, PaletteFormat::PaintNet})
-        EXPECT_EQ(PaletteFormatFromName(PaletteFormatName(f)), f);
+    const std::pair<const char*, std::optional<PaletteFormat>> paths[] = {
+        {"a/B.GPL", PaletteFormat::Gimp}, {"x.pal", PaletteFormat::JascPal},   {"x.aco", PaletteFormat::AcoV2},
+        {"x.ase", PaletteFormat::Ase},    {"x.txt", PaletteFormat::PaintNet}, {"x.png", std::nullopt}};
+    for (const auto& [path, format] : paths) EXPECT_EQ(PaletteFormatFromPath(path), format) << path;
+    for (const PaletteFormat f : kFormats) EXPECT_EQ(PaletteFormatFromName(PaletteFormatName(f)), f);
     EXPECT_EQ(PaletteFormatFromName("act"), std::nullopt);
 }
 

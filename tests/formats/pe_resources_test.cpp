@@ -62,12 +62,21 @@ std::string Sizes(const CIconGroup& group) {
     return out;
 }
 
+// Each group as "name/language: sizes".
+std::string Describe(const std::vector<ExeIconGroup>& groups) {
+    std::string out;
+    for (const ExeIconGroup& g : groups)
+        out += g.name.Display() + "/" + std::to_string(g.language) + ": " + Sizes(g.group) + "; ";
+    return out;
+}
+
 // The tests that run on a PE32 and on a PE32+ file of the same resources.
 class PeProgram : public ::testing::TestWithParam<bool> {};
 INSTANTIATE_TEST_SUITE_P(Widths, PeProgram, ::testing::Bool(),
                          [](const auto& p) { return std::string(p.param ? "PE32plus" : "PE32"); });
 
-TEST_P(PeProgram, ListsRecordsInDirectoryOrderWithEveryLanguage) {
+// Records in directory order with every language; groups with their languages' icons.
+TEST_P(PeProgram, ListsRecordsAndReadsGroups) {
     const std::vector<Resource> resources = Program();
     const std::vector<std::uint8_t> file = pe_test::WritePe(resources, GetParam());
 
@@ -89,31 +98,23 @@ TEST_P(PeProgram, ListsRecordsInDirectoryOrderWithEveryLanguage) {
     const auto none = ListResources(file, 1);
     ASSERT_TRUE(none);
     EXPECT_TRUE(none->empty());
-}
 
-TEST_P(PeProgram, ReadsGroupsWithTheirLanguagesIcons) {
-    const auto groups = ReadExeIcons(pe_test::WritePe(Program(), GetParam()));
-    ASSERT_TRUE(groups);
-    // Group 200 (count 0) and group 150 (every icon missing) are not listed.
-    ASSERT_EQ(groups->size(), 4u);
-    const ExeIconGroup& english = (*groups)[0];
-    EXPECT_EQ(english.name.text, kMainUtf8);
-    EXPECT_EQ(english.language, 1033);
+    // Group 200 (count 0) and group 150 (every icon missing) are not listed. Icon 1 in the group's
+    // own language, or in French, which icon 1 lacks, the first record; missing (99) and unreadable
+    // (4) icons are skipped, the rest kept in entry order; of data shorter than its count (100), the
+    // entries present.
+    const auto read = ReadExeIcons(file);
+    ASSERT_TRUE(read);
+    EXPECT_EQ(Describe(*read), kMainUtf8 + "/1033: 16 24 48 ; " + kMainUtf8 + "/1031: 32 24 ; " + kAlphaUtf8 +
+                                   "/1036: 16 24 ; 100/1033: 24 48 ; ");
+    const ExeIconGroup& english = (*read)[0];
+    EXPECT_FALSE(english.name.id);
     EXPECT_EQ(english.group.name, kMainUtf8);
-    EXPECT_EQ(Sizes(english.group), "16 24 48 ");
+    EXPECT_EQ((*read)[3].name.id, std::uint16_t{100});
     const CKvIcon* png = english.group.FormatAt(2);
     EXPECT_TRUE(png->IsCompressed());
     EXPECT_EQ(png->BitsPerPixel(), 32);
     EXPECT_EQ(english.group.FormatAt(1)->ColorCount(), 256u);
-    // Icon 1 in the group's own language; in French, which icon 1 lacks, the first record.
-    EXPECT_EQ(Sizes((*groups)[1].group), "32 24 ");
-    EXPECT_EQ((*groups)[1].language, 1031);
-    // Missing (99) and unreadable (4) icons are skipped, the rest kept in entry order.
-    EXPECT_EQ((*groups)[2].name.Display(), kAlphaUtf8);
-    EXPECT_EQ(Sizes((*groups)[2].group), "16 24 ");
-    // Data shorter than its count: the entries present.
-    EXPECT_EQ((*groups)[3].name.id, std::uint16_t{100});
-    EXPECT_EQ(Sizes((*groups)[3].group), "24 48 ");
 }
 
 TEST(PeResources, ProgramsWithoutGroups) {

@@ -59,14 +59,12 @@ TEST(PsdFile, ReadsLayersAndTheMergedPicture) {
         LayeredPicture doc;
         std::string error;
         ASSERT_TRUE(ReadPsdFile(file, doc, error)) << error;
-        EXPECT_EQ(doc.width, 32);
-        EXPECT_EQ(doc.height, 32);
+        EXPECT_EQ((std::array{doc.width, doc.height}), (std::array{32, 32}));
         EXPECT_EQ(PictureOf(doc.composite), Expected(32, 32, Pattern));
         ASSERT_EQ(doc.layers.size(), 3u);
         EXPECT_EQ(doc.layers[0].name, "Background");
         EXPECT_EQ(doc.layers[2].name, "32x32 8bit");
-        EXPECT_TRUE(doc.layers[1].visible);
-        EXPECT_FALSE(doc.layers[2].visible);
+        EXPECT_EQ((std::array{doc.layers[1].visible, doc.layers[2].visible}), (std::array{true, false}));
         EXPECT_EQ((std::array{doc.layers[2].left, doc.layers[2].top}), (std::array{3, 4}));
         EXPECT_EQ(PictureOf(doc.layers[1].picture32), Expected(16, 16, Pattern));
         // Half opacity halves the alpha, the colours stay as they are.

@@ -93,17 +93,13 @@ struct TestDocument {
 
 inline Bytes WritePsd(const TestDocument& d) {
     Bytes out;
+    // Version 1, six reserved bytes, the channels, height and width, 8 bits, RGB; no colour mode
+    // data, and 4 bytes of image resources, skipped whole.
     Put(out, "8BPS");
-    PutBE16(out, 1);
-    out.insert(out.end(), 6, 0);
-    PutBE16(out, d.mergedAlpha ? 4 : 3);
-    PutBE32(out, static_cast<std::uint32_t>(d.height));
-    PutBE32(out, static_cast<std::uint32_t>(d.width));
-    PutBE16(out, 8);
-    PutBE16(out, 3);
-    PutBE32(out, 0);  // colour mode data
-    PutBE32(out, 4);  // image resources, skipped whole
-    PutBE32(out, 0xDEADBEEF);
+    for (const std::uint32_t v : {1u, 0u, 0u, 0u, d.mergedAlpha ? 4u : 3u}) PutBE16(out, v);
+    for (const int v : {d.height, d.width}) PutBE32(out, static_cast<std::uint32_t>(v));
+    for (const std::uint32_t v : {8u, 3u}) PutBE16(out, v);
+    for (const std::uint32_t v : {0u, 4u, 0xDEADBEEFu}) PutBE32(out, v);
     Bytes records, channels;
     for (const TestLayer& l : d.layers) {
         for (const int side : {l.top, l.left, l.top + l.height, l.left + l.width})

@@ -112,9 +112,7 @@ void RleStream(const Bytes& in, Bytes& out) {
 
 // A hierarchy of one level (and one empty dummy level), its tiles compressed as the document says.
 void WriteHierarchy(Writer& w, const TestDocument& d, int width, int height, std::size_t bpp, const Bytes& pixels) {
-    w.Word(static_cast<std::uint32_t>(width));
-    w.Word(static_cast<std::uint32_t>(height));
-    w.Word(static_cast<std::uint32_t>(bpp));
+    for (const std::size_t v : {std::size_t(width), std::size_t(height), bpp}) w.Word(static_cast<std::uint32_t>(v));
     const std::size_t level = w.Pointer(), dummy = w.Pointer();
     w.Pointer();
     w.Patch(level);
@@ -230,20 +228,11 @@ TestDocument SampleDocument(int version, std::uint8_t compression) {
     TestDocument d{version, 100, 70, 0, compression, 150, {}, {}};
     d.layers.push_back({"16", 16, 16, 1, Pixels(16, 16, Varied), {{6, {128}}, {15, {4, 3}}, {7, {28}}}, {}});
     d.layers.push_back({"sizes", 1, 1, 1, Bytes(4), {{29, {}}, {8, {0}}}, {}});
-    d.layers.push_back(
-        {"70x70", 70, 66, 1, Pixels(70, 66, Varied), {{30, {1, 0}}, {33, {0x3F000000}}}, Pixels(70, 66, [](int x, int) {
-             return Bytes{static_cast<std::uint8_t>(x < 35 ? 255 : 0)};
-         })});
-    d.layers.push_back({"Background",
-                        100,
-                        70,
-                        0,
-                        Pixels(100, 70,
-                               [](int, int) {
-                                   return Bytes{20, 40, 60};
-                               }),
-                        {{7, {0}}},
-                        {}});
+    const auto leftHalf = [](int x, int) { return Bytes{static_cast<std::uint8_t>(x < 35 ? 255 : 0)}; };
+    d.layers.push_back({"70x70", 70, 66, 1, Pixels(70, 66, Varied), {{30, {1, 0}}, {33, {0x3F000000}}},
+                        Pixels(70, 66, leftHalf)});
+    d.layers.push_back({"Background", 100, 70, 0, Pixels(100, 70, [](int, int) { return Bytes{20, 40, 60}; }),
+                        {{7, {0}}}, {}});
     return d;
 }
 
@@ -259,9 +248,8 @@ TEST(XcfFile, ReadsEveryCompressionPointerSizeAndGroup) {
             EXPECT_EQ((std::array{doc.width, doc.height}), (std::array{100, 70}));
             // Bottom to top, the group itself left out, its hidden state given to its layer.
             ASSERT_EQ(doc.layers.size(), 3u);
-            EXPECT_EQ(doc.layers[0].name, "Background");
-            EXPECT_EQ(doc.layers[1].name, "70x70");
-            EXPECT_EQ(doc.layers[2].name, "16");
+            EXPECT_EQ((std::array{doc.layers[0].name, doc.layers[1].name, doc.layers[2].name}),
+                      (std::array<std::string, 3>{"Background", "70x70", "16"}));
             EXPECT_EQ((std::array{doc.layers[1].visible, doc.layers[2].visible}), (std::array{false, true}));
             EXPECT_EQ((std::array{doc.layers[2].left, doc.layers[2].top}), (std::array{4, 3}));
             EXPECT_EQ((std::array{doc.layers[0].linearLight, doc.layers[2].linearLight}), (std::array{false, true}));
@@ -296,7 +284,7 @@ TEST(XcfFile, ReadsGreyIndexedAndLinearDocuments) {
     } cases[] = {
         {grey, {{10, 10, 10, 200}, {90, 90, 90, 255}}},
         {indexed, {{3, 2, 1, 0}, {60, 50, 40, 255}, {60, 50, 40, 255}}},
-        {linear, {{255, SrgbOfLinear(128 / 255.0F), 0, 255}}},
+        {linear, {{255, 188, 0, 255}}},  // 128 in linear light is 188 encoded
     };
     for (const auto& c : cases) {
         LayeredPicture doc;
@@ -306,12 +294,13 @@ TEST(XcfFile, ReadsGreyIndexedAndLinearDocuments) {
             EXPECT_EQ(TopDown(doc.layers[0].picture32, static_cast<int>(x), 0), c.expected[x])
                 << c.doc.layers[0].name << x;
     }
-    EXPECT_EQ(SrgbOfLinear(128 / 255.0F), 188);
 }
 
 TEST(XcfFile, RefusesDamagedDocuments) {
     const Bytes good = WriteXcf(SampleDocument(11, 1));
-    const auto changed = [](TestDocument d, const std::function<void(TestDocument&)>& change) {
+    // The sample document with one change.
+    const auto changed = [](const std::function<void(TestDocument&)>& change) {
+        TestDocument d = SampleDocument(11, 1);
         change(d);
         return WriteXcf(d);
     };
@@ -326,24 +315,13 @@ TEST(XcfFile, RefusesDamagedDocuments) {
     } cases[] = {
         {"unknown version", badVersion, "version"},
         {"another program's version", cinePaint, "version"},
-        {"16 bits", changed(SampleDocument(11, 1), [](TestDocument& d) { d.precision = 250; }), "8 bits"},
-        {"unknown compression", changed(SampleDocument(11, 1), [](TestDocument& d) { d.compression = 3; }),
-         "compression"},
-        {"canvas of nothing", changed(SampleDocument(11, 1), [](TestDocument& d) { d.width = 0; }), "canvas"},
-        {"indexed without a map", changed(SampleDocument(11, 1), [](TestDocument& d) { d.base = 2; }), "colour map"},
-        {"layer of another mode", changed(SampleDocument(11, 1), [](TestDocument& d) { d.layers[0].type = 3; }),
-         "colour mode"},
-        {"group not listed",
-         changed(SampleDocument(11, 1),
-                 [](TestDocument& d) {
-                     d.layers[2].props[0] = {30, {1, 1, 0}};
-                 }),
-         "group"},
-        {"offsets out of range",
-         changed(SampleDocument(11, 1),
-                 [](TestDocument& d) {
-                     d.layers[0].props[1] = {15, {1u << 30, 0}};
-                 }),
+        {"16 bits", changed([](TestDocument& d) { d.precision = 250; }), "8 bits"},
+        {"unknown compression", changed([](TestDocument& d) { d.compression = 3; }), "compression"},
+        {"canvas of nothing", changed([](TestDocument& d) { d.width = 0; }), "canvas"},
+        {"indexed without a map", changed([](TestDocument& d) { d.base = 2; }), "colour map"},
+        {"layer of another mode", changed([](TestDocument& d) { d.layers[0].type = 3; }), "colour mode"},
+        {"group not listed", changed([](TestDocument& d) { d.layers[2].props[0] = {30, {1, 1, 0}}; }), "group"},
+        {"offsets out of range", changed([](TestDocument& d) { d.layers[0].props[1] = {15, {1u << 30, 0}}; }),
          "offsets"},
     };
     for (const auto& c : cases) {

@@ -182,10 +182,10 @@ TEST(MakeFormat, BlankFormatsAreTransparentOnTheStandardPalette) {
         ASSERT_TRUE(blank.ToBitmaps(colour, mask, nullptr));
         EXPECT_EQ(mask, DeviceBitmap::Create(16, 16, bits == 32 ? 0 : 0xFFFFFF)) << bits;
     }
-    ASSERT_TRUE(MakeBlankFormat(16, 16, 8, blank));
-    EXPECT_EQ(blank.BuildDisplayPalette().entries[9], (PaletteEntry{255, 0, 0, 0}));  // not black
-    ASSERT_TRUE(MakeBlankFormat(16, 16, 4, blank));
-    EXPECT_EQ(blank.BuildDisplayPalette().entries[9], (PaletteEntry{255, 0, 0, 0}));
+    for (const int bits : {8, 4}) {
+        ASSERT_TRUE(MakeBlankFormat(16, 16, bits, blank));
+        EXPECT_EQ(blank.BuildDisplayPalette().entries[9], (PaletteEntry{255, 0, 0, 0})) << bits;  // not black
+    }
     EXPECT_FALSE(MakeBlankFormat(16, 16, 16, blank));
 }
 
@@ -223,13 +223,11 @@ TEST(MakeFormat, ResizeFilterRunsOnlyWhileCreatingAndOnlyWhenTheSizeChanges) {
 }
 
 TEST(MakeFormat, StrengthFollowsTheReductionRatio) {
-    EXPECT_EQ(ResizeFilterStrength(256, 256, 51, 200), 100);  // 51 <= 256/5
-    EXPECT_EQ(ResizeFilterStrength(256, 256, 200, 51), 100);
-    EXPECT_EQ(ResizeFilterStrength(256, 256, 52, 52), 75);
-    EXPECT_EQ(ResizeFilterStrength(256, 256, 85, 85), 75);    // 85 is not above 256/3
-    EXPECT_EQ(ResizeFilterStrength(256, 256, 86, 86), 50);
-    EXPECT_EQ(ResizeFilterStrength(48, 48, 16, 16), 75);
-    EXPECT_EQ(ResizeFilterStrength(16, 16, 32, 32), 50);      // enlargements
+    // 51 <= 256/5 on either side; 85 is not above 256/3; enlargements.
+    const int cases[][5] = {{256, 256, 51, 200, 100}, {256, 256, 200, 51, 100}, {256, 256, 52, 52, 75},
+                            {256, 256, 85, 85, 75},   {256, 256, 86, 86, 50},   {48, 48, 16, 16, 75},
+                            {16, 16, 32, 32, 50}};
+    for (const auto& c : cases) EXPECT_EQ(ResizeFilterStrength(c[0], c[1], c[2], c[3]), c[4]) << c[2] << "x" << c[3];
 }
 
 TEST(FormatEdit, TurnsAndFlipsRoundTripAndResizeKeepsTheFormatsKind) {
@@ -254,21 +252,16 @@ TEST(FormatEdit, TurnsAndFlipsRoundTripAndResizeKeepsTheFormatsKind) {
         EXPECT_TRUE(same()) << bits;
         // A free angle keeps the size and the depth; the corners of the turned square are clear.
         ASSERT_TRUE(RotateFormat(icon, 45));
-        EXPECT_EQ(icon.Width(), 20u);
-        EXPECT_EQ(icon.BitsPerPixel(), bits);
-        EXPECT_TRUE(PixelOf(icon, 0, 0).masked) << bits;
-        EXPECT_TRUE(icon.IsCompressed());
+        EXPECT_EQ(std::tuple(icon.Width(), icon.BitsPerPixel(), PixelOf(icon, 0, 0).masked, icon.IsCompressed()),
+                  std::tuple(20u, bits, true, true));
 
         icon.SetPoint(10, 4);
         icon.SetMacElement({0x69633133, true});  // "ic13", read from a PNG stream
         ASSERT_TRUE(ResizeFormat(icon, 40, 30));
         EXPECT_EQ(icon.MacElement(), (CKvIcon::MacElementTag{0x69633133, true}));
-        EXPECT_EQ(icon.Width(), 40u);
-        EXPECT_EQ(icon.Height(), 30u);
-        EXPECT_EQ(icon.BitsPerPixel(), bits);
-        EXPECT_TRUE(icon.IsCompressed());
-        EXPECT_EQ(icon.PointX(), 20);
-        EXPECT_EQ(icon.PointY(), 6);
+        EXPECT_EQ(std::tuple(icon.Width(), icon.Height(), icon.BitsPerPixel(), icon.IsCompressed(), icon.PointX(),
+                             icon.PointY()),
+                  std::tuple(40u, 30u, bits, true, 20, 6));
         EXPECT_FALSE(ResizeFormat(icon, 0, 30));
         EXPECT_FALSE(ResizeFormat(icon, 4097, 30));
         EXPECT_EQ(icon.Width(), 40u);
@@ -322,46 +315,29 @@ TEST(FormatEdit, AdjustmentsGoThroughTheTableOrThePixelsAndKeepAlpha) {
         IconImageLayout l;
         ASSERT_TRUE(icon.GetLayout(l));
         const std::vector<std::uint8_t> before(icon.GetBlock().data(), icon.GetBlock().data() + l.blockSize);
+        const std::vector<std::uint8_t> shown = PixelsOf(icon);
         ASSERT_TRUE(AdjustFormat(icon, adjuster));
         const std::uint8_t* after = icon.GetBlock().data();
-        // Indexed: the table inverted, every index kept but under the AND mask, where the pixel
-        // keeps its colour (black stays transparent); else every colour byte inverted and alpha
-        // kept. The mask never changes.
+        // An indexed format's table is inverted (not its spare bytes); the mask never changes.
         for (std::size_t i = l.tableOffset; i < l.pixelOffset; ++i)
-            if ((i - l.tableOffset) % 4 != 3) {
-                ASSERT_EQ(after[i], 255 - before[i]) << i;
-            }
-        const std::size_t step = depth.bits == 32 ? 4 : 3;
-        for (std::uint32_t y = 0; y < icon.Height(); ++y) {
-            const std::size_t row = l.pixelOffset + y * l.colorStride;
-            for (std::uint32_t x = 0; x < icon.Width(); ++x) {
-                const auto column = static_cast<std::int32_t>(x);
-                if (depth.bits >= 24) {
-                    for (std::size_t c = 0; c < 3; ++c)
-                        ASSERT_EQ(after[row + x * step + c], 255 - before[row + x * step + c]);
-                    if (depth.alpha) {
-                        ASSERT_EQ(after[row + 4 * x + 3], before[row + 4 * x + 3]);
-                    }
-                    continue;
-                }
-                const std::uint8_t was = ReadIndex(before.data() + row, column, depth.bits);
-                const std::uint8_t now = ReadIndex(after + row, column, depth.bits);
-                const auto colourOf = [&](const std::uint8_t* block, std::uint8_t index) {
-                    const std::uint8_t* entry = block + l.tableOffset + 4 * index;
-                    return std::array{entry[0], entry[1], entry[2]};
-                };
-                bool kept = false;
-                for (std::size_t e = 0; e < (l.pixelOffset - l.tableOffset) / 4; ++e)
-                    kept = kept || colourOf(after, static_cast<std::uint8_t>(e)) == colourOf(before.data(), was);
-                if (ReadIndex(before.data() + l.maskOffset + y * l.maskStride, column, 1) == 0) {
-                    ASSERT_EQ(now, was);
-                } else if (kept) {
-                    ASSERT_EQ(colourOf(after, now), colourOf(before.data(), was));
-                }
-            }
-        }
+            ASSERT_EQ(after[i], (i - l.tableOffset) % 4 == 3 ? before[i] : 255 - before[i]) << i;
         EXPECT_TRUE(
             std::equal(before.begin() + static_cast<std::ptrdiff_t>(l.maskOffset), before.end(), after + l.maskOffset));
+        // Every pixel shows its colour inverted and keeps its alpha, but an indexed pixel under the AND
+        // mask keeps its colour (black stays transparent) where the new table has it.
+        const auto inTable = [&](const std::uint8_t* colour) {
+            for (std::size_t e = l.tableOffset; e < l.pixelOffset; e += 4)
+                if (std::equal(colour, colour + 3, after + e)) return true;
+            return false;
+        };
+        const std::vector<std::uint8_t> now = PixelsOf(icon);
+        for (std::size_t i = 0; i < shown.size(); i += 4) {
+            ASSERT_EQ(now[i + 3], shown[i + 3]) << i / 4;
+            const bool masked = depth.bits <= 8 && shown[i + 3] == 0;
+            if (masked && !inTable(&shown[i])) continue;
+            for (std::size_t c = 0; c < 3; ++c)
+                ASSERT_EQ(now[i + c], masked ? shown[i + c] : 255 - shown[i + c]) << i / 4;
+        }
         // A PNG stream kept from before no longer stands for the pixels.
         EXPECT_TRUE(icon.UnchangedPng().empty());
     }

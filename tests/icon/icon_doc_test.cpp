@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "icon/icon_test_support.h"
@@ -13,18 +14,13 @@ namespace {
 using test::Format;
 
 TEST(IconObject, AttachingAnImageTakesItsFormat) {
-    EXPECT_EQ(CIconObject().Width(), 32);
-    EXPECT_EQ(CIconObject().Height(), 32);
+    EXPECT_EQ(std::pair(CIconObject().Width(), CIconObject().Height()), std::pair(32, 32));
     for (const test::Depth& d : test::kDepths) {
         CIconObject object;
         object.AttachIcon(Format(48, 20, d.colors, d.alpha));
-        EXPECT_EQ(object.Width(), 48);
-        EXPECT_EQ(object.Height(), 20);
-        EXPECT_EQ(object.ColorCount(), d.colors);
-        EXPECT_EQ(object.HasAlpha(), d.alpha);
-        EXPECT_EQ(object.BitCount(), d.bits);
-        EXPECT_EQ(object.IsPaletteFormat(), d.bits == 8);
-        EXPECT_EQ(object.Icon().Width(), 48u);
+        EXPECT_EQ(std::tuple(object.Width(), object.Height(), object.ColorCount(), object.HasAlpha(), object.BitCount(),
+                             object.IsPaletteFormat(), object.Icon().Width()),
+                  std::tuple(48, 20, d.colors, d.alpha, d.bits, d.bits == 8, 48u));
     }
 }
 
@@ -56,8 +52,8 @@ TEST(IconDocGroup, BuildsCopiesInArrayOrder) {
     EXPECT_TRUE(ok);
     EXPECT_EQ(group.name, "app");
     ASSERT_EQ(group.FormatCount(), 2);
-    EXPECT_EQ(group.FormatAt(0)->Attribute1(), 1u);  // not re-sorted
-    EXPECT_TRUE(group.FormatAt(0)->IsCompressed());
+    // Not re-sorted; the compression flag copied.
+    EXPECT_EQ(std::pair(group.FormatAt(0)->Attribute1(), group.FormatAt(0)->IsCompressed()), std::pair(1u, true));
     EXPECT_NE(group.FormatAt(1)->GetBlock().data(), doc.GetFormat(1)->Icon().GetBlock().data());
     EXPECT_EQ(group.FormatAt(1)->BlockSize(), doc.GetFormat(1)->Icon().BlockSize());
 }

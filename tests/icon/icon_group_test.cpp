@@ -20,13 +20,9 @@ std::vector<std::string> Describe(const CIconGroup& group) {
     std::vector<std::string> out;
     for (int i = 0; i < group.FormatCount(); ++i) {
         const CKvIcon* f = group.FormatAt(i);
-        std::string text = std::to_string(f->Width()) + "x" + std::to_string(f->Height()) + ":" +
-                           std::to_string(CIconGroup::SortBits(*f));
-        if (f->Attribute1() != 0) {
-            text += '#';
-            text += std::to_string(f->Attribute1());
-        }
-        out.push_back(text);
+        out.push_back(std::to_string(f->Width()) + "x" + std::to_string(f->Height()) + ":" +
+                      std::to_string(CIconGroup::SortBits(*f)));
+        if (f->Attribute1() != 0) out.back().append("#").append(std::to_string(f->Attribute1()));
     }
     return out;
 }
@@ -85,10 +81,8 @@ TEST(IconGroupFormats, AddCopiesAndIndexChecks) {
     CIconGroup group;
     CKvIcon source = Format(16, 16, 16);
     ASSERT_EQ(group.AddFormatCopy(source), 1);
-    EXPECT_NE(group.FormatAt(0), &source);
-    EXPECT_NE(group.FormatAt(0)->GetBlock().data(), source.GetBlock().data());
-    EXPECT_EQ(group.FormatAt(1), nullptr);
-    EXPECT_EQ(group.FormatAt(-1), nullptr);
+    EXPECT_NE(group.FormatAt(0)->GetBlock().data(), source.GetBlock().data());  // a copy, not the source
+    EXPECT_TRUE(group.FormatAt(1) == nullptr && group.FormatAt(-1) == nullptr);
     EXPECT_FALSE(group.dirty);
 
     group.BuildDisplayOrder();
@@ -134,9 +128,8 @@ TEST(IconGroupMatch, BestFormatWeighsDepthTwiceAsMuchAsSizeAndTiesGoToTheEarlies
     EXPECT_EQ(group.FindBestFormat(32, 64), 2);
     EXPECT_EQ(group.FindBestDisplayFormat(1, 0, 1.0), 0);  // rank 1 is nearest the 2-colour format
     EXPECT_EQ(group.FindBestDisplayFormat(1, 3, 1.0), 2);
-    EXPECT_EQ(group.FindBestDisplayFormat(5, 0, 1.0), -1);
-    EXPECT_EQ(group.FindBestDisplayFormat(0, 4, 1.0), -1);
-    EXPECT_EQ(group.FindBestDisplayFormat(-1, 0, 1.0), -1);
+    for (const auto& [size, depth] : {std::pair{5, 0}, {0, 4}, {-1, 0}})
+        EXPECT_EQ(group.FindBestDisplayFormat(size, depth, 1.0), -1) << size << "," << depth;
 }
 
 TEST(IconGroupMatch, ScaledDisplaySizeLagsOneCall) {

@@ -1,7 +1,9 @@
 // The PNG form of an icon image: reading it from a stream or from memory, and writing it.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
+#include <tuple>
 #include <thread>
 #include <vector>
 
@@ -75,18 +77,13 @@ TEST_P(KvIconPngDepth, DecodesIntoAFullIconBlockOfTheDirectoryDepth) {
     ASSERT_EQ(icon.ReadImage(ar, static_cast<std::uint32_t>(pngSize), static_cast<std::uint32_t>(depth)), 1);
     EXPECT_EQ(ar.Position(), pngSize);
 
-    EXPECT_TRUE(icon.IsCompressed());
-    EXPECT_EQ(icon.Width(), 13u);
-    EXPECT_EQ(icon.Height(), 6u);
-    EXPECT_EQ(icon.ColorCount(), depth <= 8 ? 1u << depth : 0u);
-    EXPECT_EQ(icon.HasAlpha(), depth == 32);
-    EXPECT_EQ(icon.BitsPerPixel(), depth);
+    EXPECT_EQ(std::tuple(icon.IsCompressed(), icon.Width(), icon.Height(), icon.ColorCount(), icon.HasAlpha(),
+                         icon.BitsPerPixel()),
+              std::tuple(true, 13u, 6u, depth <= 8 ? 1u << depth : 0u, depth == 32, depth));
     IconImageLayout l;
     ASSERT_TRUE(icon.GetLayout(l));  // the block is exactly the format's size
     const BitmapInfoHeader header = BitmapInfoHeader::Load(icon.GetBlock().data());
-    EXPECT_EQ(header.height, 12);
-    EXPECT_EQ(header.bitCount, depth);
-    EXPECT_EQ(header.clrUsed, icon.ColorCount());
+    EXPECT_EQ(std::tuple(header.height, header.bitCount, header.clrUsed), std::tuple(12, depth, icon.ColorCount()));
 
     // Opaque pixels keep their colour; clear ones set the AND bit and, below 32 bits, are black
     // (at 1 bit the two colours fill the table and clear pixels take entry 0, shown clear).
@@ -128,20 +125,17 @@ TEST(KvIconPng, ReadingFromMemoryFollowsTheSameRules) {
     CKvIcon fromStream, fromMemory;
     ASSERT_EQ(fromStream.ReadImage(ar, size, 8), 1);
     ASSERT_EQ(fromMemory.ReadImage(png, size, 0), 1);
-    EXPECT_TRUE(fromMemory.IsCompressed());
-    EXPECT_EQ(fromMemory.BitsPerPixel(), 32);
-    EXPECT_TRUE(fromMemory.HasAlpha());
+    EXPECT_EQ(std::tuple(fromMemory.IsCompressed(), fromMemory.BitsPerPixel(), fromMemory.HasAlpha()),
+              std::tuple(true, 32, true));
     EXPECT_EQ(Pixel(fromMemory, 1, 0)[3], 4);  // alpha 1 + 3
-    ASSERT_EQ(fromMemory.BlockSize(), fromStream.BlockSize());
-    EXPECT_EQ(0, std::memcmp(fromMemory.GetBlock().data(), fromStream.GetBlock().data(), fromStream.BlockSize()));
+    EXPECT_TRUE(std::ranges::equal(fromMemory.GetBlock().bytes(), fromStream.GetBlock().bytes()));
 
     // A bitmap-form image ignores the byte count, here as anywhere.
     Archive block = Archive::ForStoring();
     ASSERT_EQ(fromStream.WriteImage(block), 1);
     CKvIcon icon;
     ASSERT_EQ(icon.ReadImage(block.Bytes(), 1, 0), 1);
-    EXPECT_EQ(icon.BlockSize(), fromStream.BlockSize());
-    EXPECT_FALSE(icon.IsCompressed());
+    EXPECT_EQ(std::pair(icon.BlockSize(), icon.IsCompressed()), std::pair(fromStream.BlockSize(), false));
 }
 
 // From a stream and from memory alike.
@@ -170,9 +164,7 @@ TEST(KvIconPng, BadStreamsFailAndLeaveImageAndPositionAlone) {
         EXPECT_EQ(icon.ReadImage(ar, c.byteCount, c.bitCount), 0) << c.byteCount << " " << c.bitCount;
         EXPECT_EQ(ar.Position(), 0u);
         EXPECT_EQ(icon.ReadImage(*c.bytes, c.byteCount, c.bitCount), 0) << c.byteCount << " " << c.bitCount;
-        EXPECT_EQ(icon.ColorCount(), 16u);
-        EXPECT_EQ(icon.Width(), 2u);
-        EXPECT_FALSE(icon.IsCompressed());
+        EXPECT_EQ(std::tuple(icon.ColorCount(), icon.Width(), icon.IsCompressed()), std::tuple(16u, 2u, false));
     }
 }
 
@@ -223,8 +215,7 @@ TEST(KvIconPng, UnchangedImagesWriteTheirStoredStream) {
     const CKvIcon copy(icon);
     const std::vector<std::uint8_t> reencoded = written(copy);
     EXPECT_NE(reencoded, stored);
-    const CKvIcon fromCopy = FromPng(reencoded, 32);
-    EXPECT_EQ(0, std::memcmp(fromCopy.GetBlock().data(), icon.GetBlock().data(), icon.GetBlock().size()));
+    EXPECT_TRUE(std::ranges::equal(FromPng(reencoded, 32).GetBlock().bytes(), icon.GetBlock().bytes()));
 
     // The pixels of an image read from such a stream are made when first asked for, once, however
     // many threads ask at the same time (the program's windows draw a read-only image from several).
@@ -238,7 +229,7 @@ TEST(KvIconPng, UnchangedImagesWriteTheirStoredStream) {
                 for (std::size_t i = 0; i < block.size(); ++i) sums[t] = sums[t] * 31 + block.data()[i];
             });
         for (std::thread& reader : readers) reader.join();
-        EXPECT_EQ(0, std::memcmp(shared.GetBlock().data(), icon.GetBlock().data(), icon.GetBlock().size()));
+        EXPECT_TRUE(std::ranges::equal(shared.GetBlock().bytes(), icon.GetBlock().bytes()));
         for (const std::uint64_t sum : sums) EXPECT_EQ(sum, sums[0]);
         EXPECT_EQ(written(shared), stored);
     }

@@ -25,10 +25,8 @@ TEST(DibBlock, CreationRoundsTheDepthAndFillsTheHeader) {
             << requested;
         EXPECT_EQ(b.size(), 40 + colors * 4 + DibRowStride(5, expected) * 3) << requested;
     }
-    EXPECT_EQ(DibRowStride(1, 1), 4u);
-    EXPECT_EQ(DibRowStride(3, 24), 12u);
-    EXPECT_EQ(DibRowStride(33, 1), 8u);
-    EXPECT_EQ(DibRowStride(5, 32), 20u);
+    for (const auto& [width, bits, stride] : {std::tuple{1, 1, 4u}, {3, 24, 12u}, {33, 1, 8u}, {5, 32, 20u}})
+        EXPECT_EQ(DibRowStride(width, bits), stride) << width << " at " << bits;
 }
 
 TEST(DibBlock, DefaultColourTables) {
@@ -91,18 +89,15 @@ TEST(DibBlock, RefusesAbsurdSizesAndMalformedBlocks) {
 
     const Block good = CreateDibBlock(7, 7, 4);
     ASSERT_TRUE(GetDibLayout(good));
-    auto damaged = [&](auto edit) {
+    // {field offset, value}: colours used absurdly many, or over 256 at 4 bits; a height of -7; run-length
+    // compression; 7 bits a pixel (a 16-bit field); a width whose rows run past the end; an unknown header size.
+    for (const auto& [at, value] : {std::pair{32, 0x40000000u}, {32, 300u}, {8, static_cast<std::uint32_t>(-7)},
+                                    {16, 2u}, {14, 7u}, {4, 100u}, {0, 64u}}) {
         Block b = good.Duplicate();
-        edit(b);
-        return GetDibLayout(b).has_value();
-    };
-    EXPECT_FALSE(damaged([](Block& b) { StoreU32(b.data() + 32, 0x40000000); }));  // colours used
-    EXPECT_FALSE(damaged([](Block& b) { StoreU32(b.data() + 32, 300); }));         // > 256 at 4 bits
-    EXPECT_FALSE(damaged([](Block& b) { StoreU32(b.data() + 8, static_cast<std::uint32_t>(-7)); }));
-    EXPECT_FALSE(damaged([](Block& b) { StoreU32(b.data() + 16, 2); }));  // run-length compressed
-    EXPECT_FALSE(damaged([](Block& b) { StoreU16(b.data() + 14, 7); }));  // no such depth
-    EXPECT_FALSE(damaged([](Block& b) { StoreU32(b.data() + 4, 100); }));  // rows past the end
-    EXPECT_FALSE(damaged([](Block& b) { StoreU32(b.data(), 64); }));       // unknown header size
+        if (at == 14) StoreU16(b.data() + at, static_cast<std::uint16_t>(value));
+        else StoreU32(b.data() + at, value);
+        EXPECT_FALSE(GetDibLayout(b).has_value()) << at << " = " << value;
+    }
 }
 
 }  // namespace

@@ -100,9 +100,8 @@ TEST(CDib, ColourTableAndIndexQueries) {
     CDIB dib = MakeIndexed();
     ASSERT_EQ(dib.SaveColorTable(2), 1);
     EXPECT_EQ(dib.SavedColorTable(), (std::vector<std::uint8_t>{0, 0, 0, 1, 2, 3, 2, 4, 6, 3, 6, 9}));
-    EXPECT_EQ(dib.UsesIndex(10), 1);
-    EXPECT_EQ(dib.UsesIndex(17), 1);
-    EXPECT_EQ(dib.UsesIndex(18), 0);
+    EXPECT_EQ(std::tuple(dib.UsesIndex(9), dib.UsesIndex(10), dib.UsesIndex(17), dib.UsesIndex(18)),
+              std::tuple(0, 1, 1, 0));  // the pixels hold 10 to 17
 
     Block small = CreateDibBlock(2, 2, 8);
     StoreU32(small.data() + 32, 16);  // only 16 colours in the table
@@ -198,23 +197,20 @@ TEST(CDib, ArchiveFormIsFlagSizeAndBlock) {
     EXPECT_EQ(0, std::memcmp(back.GetBlock().data(), dib.GetBlock().data(), dib.GetBlock().size()));
 
     // Truncated, lying about its size, or not a bitmap: refused, and the bitmap keeps its picture.
-    std::vector<std::uint8_t> truncated(bytes.begin(), bytes.end() - 1);
-    Archive t = Archive::ForLoading(truncated);
-    EXPECT_FALSE(back.Serialize(t));
     std::vector<std::uint8_t> lying = bytes;
     StoreU32(lying.data() + 4, 0xFFFFFFF0);
-    Archive l = Archive::ForLoading(lying);
-    EXPECT_FALSE(back.Serialize(l));
-    std::vector<std::uint8_t> garbage = {1, 0, 0, 0, 4, 0, 0, 0, 1, 2, 3, 4};
-    Archive g = Archive::ForLoading(garbage);
-    EXPECT_FALSE(back.Serialize(g));
+    for (const std::vector<std::uint8_t>& refused : {std::vector<std::uint8_t>(bytes.begin(), bytes.end() - 1), lying,
+                                                     std::vector<std::uint8_t>{1, 0, 0, 0, 4, 0, 0, 0, 1, 2, 3, 4}}) {
+        Archive damaged = Archive::ForLoading(refused);
+        EXPECT_FALSE(back.Serialize(damaged)) << refused.size();
+    }
     EXPECT_EQ(back.BitCount(), 8);
 }
 
 TEST(CDib, LibraryImageRoundTripConvertsTheResolution) {
-    EXPECT_EQ(CDIB::DotsPerMeterFromDpi(0), 3780);  // the default 96 dpi
-    EXPECT_EQ(CDIB::DotsPerMeterFromDpi(72), 2835);
-    EXPECT_EQ(CDIB::DotsPerMeterFromDpi(300), 11811);
+    // No resolution counts as the default 96 dpi.
+    for (const auto& [dpi, dotsPerMeter] : {std::pair{0, 3780}, {72, 2835}, {300, 11811}})
+        EXPECT_EQ(CDIB::DotsPerMeterFromDpi(dpi), dotsPerMeter) << dpi;
     std::int32_t dpi = 0;
     ASSERT_TRUE(CDIB::DpiFromDotsPerMeter(11811, dpi));
     EXPECT_EQ(dpi, 300);

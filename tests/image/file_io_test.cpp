@@ -180,13 +180,9 @@ TEST_F(FileIo, ReplacerRewritesOldFilesInPlaceOfNewOnes) {
                 << run << " " << i;
             struct stat st {};
             ::stat(path.c_str(), &st);
-            if (i == 1) {
-                EXPECT_EQ(st.st_mode & 0777, 0604u);
-            }
+            EXPECT_TRUE(i != 1 || (st.st_mode & 0777) == 0604u) << std::oct << st.st_mode;
             if (run == 0) inodes[st.st_ino] = 1;
-            if (run == 1) {
-                EXPECT_EQ(inodes.count(st.st_ino), i == 0 ? 0u : 1u) << i;  // storage reused
-            }
+            EXPECT_TRUE(run != 1 || inodes.count(st.st_ino) == (i == 0 ? 0u : 1u)) << i;  // storage reused
         }
     }
     EXPECT_EQ(EntriesInDir(), runs[0].size());

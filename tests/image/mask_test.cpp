@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <numeric>
+#include <tuple>
 
 #include "image/archive.h"
 #include "test_support.h"
@@ -66,10 +67,7 @@ TEST(CMask, ChannelsFollowTheStoredRowOrder) {
     CMask red, alpha;
     ASSERT_EQ(red.FromRedChannel(b), 1);
     ASSERT_EQ(alpha.FromAlpha(b), 1);
-    EXPECT_EQ(red.At(0, 1), 3);
-    EXPECT_EQ(red.At(1, 0), 7);
-    EXPECT_EQ(alpha.At(0, 1), 4);
-    EXPECT_EQ(alpha.At(1, 0), 8);
+    EXPECT_EQ(std::tuple(red.At(0, 1), red.At(1, 0), alpha.At(0, 1), alpha.At(1, 0)), std::tuple(3, 7, 4, 8));
 
     Block back = red.ToBitmap();
     EXPECT_EQ(GetBgra(back, 0, 0), (Bgra{3, 3, 3, 255}));
@@ -114,8 +112,7 @@ TEST(CMask, ArchiveFormKeepsOnlySquareMasks) {
     CMask back;
     Archive in = Archive::ForLoading(bytes);
     ASSERT_TRUE(back.Serialize(in));
-    EXPECT_EQ(back.Width(), 16u);
-    EXPECT_EQ(back.Height(), 16u);
+    EXPECT_EQ(std::pair(back.Width(), back.Height()), std::pair(16u, 16u));
     EXPECT_EQ(back.Values(), square.Values());
 
     // 16 & 32 == 0: the mask is written as a single 0 and reads back empty.
@@ -130,11 +127,8 @@ TEST(CMask, ArchiveFormKeepsOnlySquareMasks) {
     bytes.resize(bytes.size() + 1536, 3);
     Archive w = Archive::ForLoading(bytes);
     ASSERT_TRUE(back.Serialize(w));
-    EXPECT_EQ(back.Width(), 48u);
-    EXPECT_EQ(back.Height(), 48u);
-    EXPECT_EQ(back.At(0, 0), 7);
-    EXPECT_EQ(back.At(47, 15), 7);
-    EXPECT_EQ(back.At(0, 16), 3);
+    EXPECT_EQ(std::pair(back.Width(), back.Height()), std::pair(48u, 48u));
+    EXPECT_EQ(std::tuple(back.At(0, 0), back.At(47, 15), back.At(0, 16)), std::tuple(7, 7, 3));
     EXPECT_EQ(w.Remaining(), 0u);
 
     // Without the extra bytes the read runs short and fails.

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "test_support.h"
 
 namespace tellurine {
@@ -28,12 +30,11 @@ TEST(Raster, ReplicationAndPatternsAnchorAtTheOrigin) {
     src.SetPixel(1, 0, RGB(255, 0, 0));
     DeviceBitmap dst = DeviceBitmap::Create(8, 4, RGB(9, 9, 9));
     StretchBltReplicate(dst, 1, 0, src, 0, 0, 2, 1, 3, Rop::SrcCopy);
-    EXPECT_EQ(dst.GetPixel(0, 0), RGB(9, 9, 9));
-    EXPECT_EQ(dst.GetPixel(3, 2), 0u);
-    EXPECT_EQ(dst.GetPixel(4, 0), RGB(255, 0, 0));
-    EXPECT_EQ(dst.GetPixel(6, 2), RGB(255, 0, 0));
-    EXPECT_EQ(dst.GetPixel(7, 0), RGB(9, 9, 9));
-    EXPECT_EQ(dst.GetPixel(4, 3), RGB(9, 9, 9));
+    // Each source pixel becomes 3 x 3 from column 1: black over columns 1..3, red over 4..6, rows 0..2.
+    const COLORREF grey = RGB(9, 9, 9), red = RGB(255, 0, 0);
+    for (const auto& [x, y, colour] : {std::tuple{0, 0, grey}, {3, 2, 0u}, {4, 0, red}, {6, 2, red}, {7, 0, grey},
+                                       {4, 3, grey}})
+        EXPECT_EQ(dst.GetPixel(x, y), colour) << x << "," << y;
 
     DeviceBitmap checker = DeviceBitmap::Create(2, 2, RGB(255, 255, 255));
     checker.SetPixel(0, 0, 0);

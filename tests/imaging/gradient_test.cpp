@@ -9,10 +9,8 @@ constexpr GradientColour kBlack{0, 0, 0, 1}, kWhite{1, 1, 1, 1};
 
 Gradient OneSegment(GradientBlend blend, double middle, GradientColouring colouring = GradientColouring::Rgb,
                     GradientColour left = kBlack, GradientColour right = kWhite) {
-    GradientSegment s{.left = 0, .middle = middle, .right = 1, .leftColour = left, .rightColour = right};
-    s.blend = blend;
-    s.colouring = colouring;
-    return Gradient({s});
+    return Gradient({{.left = 0, .middle = middle, .right = 1, .leftColour = left, .rightColour = right, .blend = blend,
+                      .colouring = colouring}});
 }
 
 void ExpectColour(const GradientColour& got, const GradientColour& want, const std::string& what) {
@@ -54,10 +52,7 @@ TEST(Gradient, ColourModelsEndpointTypesAndSegments) {
         return OneSegment(GradientBlend::Linear, 0.5, c, red, blue);
     };
     const auto typed = [](EndpointColour left, EndpointColour right) {
-        GradientSegment s;
-        s.leftType = left;
-        s.rightType = right;
-        return Gradient({s});
+        return Gradient({{.leftColour = {}, .rightColour = {}, .leftType = left, .rightType = right}});
     };
     const Gradient two({{.left = 0, .middle = 0.25, .right = 0.5, .leftColour = kBlack, .rightColour = red},
                         {.left = 0.5, .middle = 0.75, .right = 1, .leftColour = blue, .rightColour = green}});

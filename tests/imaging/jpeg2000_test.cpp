@@ -10,6 +10,7 @@
 #include <iterator>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -124,13 +125,11 @@ TEST(Jpeg2000, PicturesRoundTripExactlyAsJp2AndAsBareCodestream) {
         EXPECT_TRUE(IsJpeg2000Stream(codestream));
 
         for (const std::vector<std::uint8_t>* stream : {&std::as_const(jp2), &codestream}) {
-            std::int32_t w = 0, h = 0;
-            ASSERT_TRUE(Jpeg2000Dimensions(*stream, w, h));
-            EXPECT_EQ(std::pair(w, h), std::pair(width, height));
+            std::int32_t w = 0, h = 0, decodedW = 0, decodedH = 0;
             Block bgra;
-            w = h = 0;
-            ASSERT_TRUE(DecodeJpeg2000ToBgra(*stream, w, h, bgra, std::int64_t{width} * height)) << width;
-            EXPECT_EQ(std::pair(w, h), std::pair(width, height));
+            ASSERT_TRUE(Jpeg2000Dimensions(*stream, w, h));
+            ASSERT_TRUE(DecodeJpeg2000ToBgra(*stream, decodedW, decodedH, bgra, std::int64_t{width} * height));
+            EXPECT_EQ(std::tuple(w, h, decodedW, decodedH), std::tuple(width, height, width, height));
             EXPECT_TRUE(SamePixels(dib, bgra)) << width << " x " << height;
         }
     }
@@ -164,14 +163,9 @@ TEST(Jpeg2000, GreyAlphaDeepAndShallowStreamsDecodeToEightBitBgra) {
         // opaque.
         ASSERT_TRUE(DecodeJpeg2000Reduced(LibraryStream(c.components, c.depth, c.jp2), 1, w, h, bgra, 6));
         EXPECT_EQ(std::pair(w, h), std::pair(2, 1));
-        for (int x = 0; x < 2; ++x) {
-            const std::uint8_t* p = bgra.data() + x * 4;
-            if (!colour) {
-                EXPECT_TRUE(p[0] == p[1] && p[1] == p[2]);
-            }
-            if (!alpha) {
-                EXPECT_EQ(p[3], 255);
-            }
+        for (const std::uint8_t* p = bgra.data(); p < bgra.data() + 8; p += 4) {
+            EXPECT_TRUE(colour || (p[0] == p[1] && p[1] == p[2]));
+            EXPECT_TRUE(alpha || p[3] == 255);
         }
     }
 }
@@ -211,15 +205,6 @@ TEST(Jpeg2000, ReducedDecodesStopAtTheSizeAsked) {
                 }
         EXPECT_LT(difference / (2.0 * w * h), 3.0);
     }
-    // Damaged past its header, it is refused as the whole decode refuses it.
-    const Block dib = MakePicture(256, 256);
-    std::vector<std::uint8_t> jp2;
-    ASSERT_TRUE(EncodeJpeg2000(dib, jp2, nullptr));
-    jp2.resize(jp2.size() / 3);
-    std::int32_t w = 0, h = 0;
-    Block bgra;
-    EXPECT_FALSE(DecodeJpeg2000Reduced(jp2, 32, w, h, bgra, 256 * 256));
-    EXPECT_EQ(w, 0);
 }
 
 TEST(Jpeg2000, DamagedStreamsAreRefused) {
@@ -230,8 +215,10 @@ TEST(Jpeg2000, DamagedStreamsAreRefused) {
 
     std::int32_t w = -1, h = -1;
     Block bgra;
+    // Refused by the whole decode, and as the whole decode refuses it by one that drops levels.
     auto refused = [&](const std::vector<std::uint8_t>& bytes) {
-        return !DecodeJpeg2000ToBgra(bytes, w, h, bgra, 1 << 20) && w == -1 && h == -1 && bgra.empty();
+        return !DecodeJpeg2000ToBgra(bytes, w, h, bgra, 1 << 20) &&
+               !DecodeJpeg2000Reduced(bytes, 8, w, h, bgra, 1 << 20) && w == -1 && h == -1 && bgra.empty();
     };
     EXPECT_TRUE(refused({}));
     for (std::size_t cut = 1; cut < jp2.size(); cut += cut < 200 ? 7 : 97)

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdint>
+#include <tuple>
 #include <vector>
 
 #include "image/dib_block.h"
@@ -15,10 +16,6 @@ namespace {
 using Rows = std::vector<std::vector<int>>;
 
 std::uint8_t U8(int v) { return static_cast<std::uint8_t>(v); }
-
-Palette MakePalette(const std::vector<PaletteEntry>& entries) {
-    return {0x300, entries};
-}
 
 // A 24-bit bitmap of grey pixels given in storage order (first row = first stored row).
 Block GreyImage(const Rows& rows) {
@@ -40,11 +37,18 @@ Rows Indices(const Block& image) {
     return rows;
 }
 
-PaletteEntry TableEntry(const Block& image, std::uint32_t i) {
-    return DibTableEntry(image, *GetDibLayout(image), i);
+// The whole colour table of an 8-bit bitmap, and the table expected: `head`, then zeros to 256.
+std::vector<PaletteEntry> Table(const Block& image) {
+    std::vector<PaletteEntry> entries(256);
+    for (std::uint32_t i = 0; i < 256; ++i) entries[i] = DibTableEntry(image, *GetDibLayout(image), i);
+    return entries;
+}
+std::vector<PaletteEntry> Padded(std::vector<PaletteEntry> head) {
+    head.resize(256);
+    return head;
 }
 
-const Palette kBlackWhite = MakePalette({{0, 0, 0, 0}, {255, 255, 255, 0}});
+const Palette kBlackWhite{.entries = {{0, 0, 0, 0}, {255, 255, 255, 0}}};
 
 // --- Error shares ---------------------------------------------------------------------------
 
@@ -63,7 +67,7 @@ TEST(PaletteErrorShare, RoundsHalvesAwayFromZeroSymmetrically) {
 // the first `count` entries (-1 when there is nothing to search).
 std::vector<int> Nearest(const std::vector<PaletteEntry>& entries, int count,
                          const std::vector<std::array<int, 3>>& colours) {
-    SearchPalette palette(MakePalette(entries), count);
+    SearchPalette palette(Palette{.entries = entries}, count);
     EXPECT_EQ(palette.size(), count);
     std::vector<int> indices;
     for (const auto& [r, g, b] : colours) {
@@ -101,14 +105,11 @@ TEST(PaletteNearest, SearchOrderTiesClampingAndTheCache) {
 // --- 24-bit mapping -------------------------------------------------------------------------
 
 TEST(PaletteMap, WritesTheWholeColourTableAndNearestIndices) {
-    const Palette p = MakePalette({{0, 0, 0, 0}, {255, 0, 0, 0}, {255, 255, 255, 0}});
+    const Palette p{.entries = {{0, 0, 0, 0}, {255, 0, 0, 0}, {255, 255, 255, 0}}};
     const Block out = MapToPalette(GreyImage({{0, 250, 100, 200}}), p, 3, false);
     ASSERT_FALSE(out.empty());
-    EXPECT_EQ(DibWidth(out), 4);
-    EXPECT_EQ(DibHeight(out), 1);
     EXPECT_EQ(Indices(out), (Rows{{0, 2, 0, 2}}));
-    EXPECT_EQ(TableEntry(out, 1), (PaletteEntry{255, 0, 0, 0}));
-    for (std::uint32_t i = 3; i < 256; ++i) EXPECT_EQ(TableEntry(out, i), PaletteEntry{}) << i;
+    EXPECT_EQ(Table(out), Padded(p.entries));
 }
 
 TEST(PaletteMap, DitherToBlackAndWhite) {
@@ -137,17 +138,13 @@ TEST(PaletteMapTransparency, TheTransparentColourMovesBehindTheOthers) {
     // transparent green); pure blue has red 0 and so is transparent: red decides, not alpha.
     Block out = MapToPaletteWithTransparency(
         Image32({{0, 0, 127, 255}, {0, 250, 128, 0}, {255, 255, 255, 0}, {255, 0, 0, 255}}), 2, kFour, 1);
-    EXPECT_EQ(TableEntry(out, 0), (PaletteEntry{255, 0, 0, 0}));
-    EXPECT_EQ(TableEntry(out, 1), (PaletteEntry{0, 0, 255, 0}));
-    EXPECT_EQ(TableEntry(out, 2), (PaletteEntry{200, 200, 200, 0}));
-    EXPECT_EQ(TableEntry(out, 3), (PaletteEntry{0, 255, 0, 0}));
-    for (std::uint32_t i = 4; i < 256; ++i) EXPECT_EQ(TableEntry(out, i), PaletteEntry{}) << i;
+    EXPECT_EQ(Table(out), Padded({{255, 0, 0, 0}, {0, 0, 255, 0}, {200, 200, 200, 0}, {0, 255, 0, 0}}));
     EXPECT_EQ(Indices(out), (Rows{{3, 2, 2, 3}}));
 
     // Without a transparent index all colours are searchable: (128,255,0) is nearest to green;
     // the failing pixel takes index 0.
     out = MapToPaletteWithTransparency(Image32({{0, 255, 128, 255}, {0, 0, 10, 255}}), 2, kFour, -1);
-    EXPECT_EQ(TableEntry(out, 1), (PaletteEntry{0, 255, 0, 0}));
+    EXPECT_EQ(Table(out)[1], (PaletteEntry{0, 255, 0, 0}));
     EXPECT_EQ(Indices(out), (Rows{{1, 0}}));
 
     // At 8 bits the transparent colour moves to entry 255.
@@ -155,10 +152,9 @@ TEST(PaletteMapTransparency, TheTransparentColourMovesBehindTheOthers) {
     for (std::size_t i = 0; i < greys.size(); ++i) greys[i] = static_cast<std::uint8_t>(i / 3);
     out = MapToPaletteWithTransparency(Image32({{200, 200, 200, 0}, {255, 255, 255, 0}}), 8, greys.data(),
                                        10);
-    EXPECT_EQ(TableEntry(out, 9), (PaletteEntry{9, 9, 9, 0}));
-    EXPECT_EQ(TableEntry(out, 10), (PaletteEntry{11, 11, 11, 0}));
-    EXPECT_EQ(TableEntry(out, 254), (PaletteEntry{255, 255, 255, 0}));
-    EXPECT_EQ(TableEntry(out, 255), (PaletteEntry{10, 10, 10, 0}));
+    std::vector<PaletteEntry> moved(256);  // grey 10 last, the greys after it a place earlier
+    for (int i = 0; i < 256; ++i) moved[i].red = moved[i].green = moved[i].blue = U8(i < 10 ? i : i < 255 ? i + 1 : 10);
+    EXPECT_EQ(Table(out), moved);
     EXPECT_EQ(Indices(out), (Rows{{199, 254}}));
 
     // Reserving the last entry always uses it. Only black is searchable, so white takes it; the
@@ -168,7 +164,7 @@ TEST(PaletteMapTransparency, TheTransparentColourMovesBehindTheOthers) {
     out = MapToPaletteReservingLast(Image32({{255, 255, 255, 255}, {0, 0, 0, 255}}), 1, blackWhite,
                                     transparent);
     EXPECT_EQ(transparent, 1);
-    EXPECT_EQ(TableEntry(out, 1), (PaletteEntry{255, 255, 255, 0}));
+    EXPECT_EQ(Table(out)[1], (PaletteEntry{255, 255, 255, 0}));
     EXPECT_EQ(Indices(out), (Rows{{0, 1}}));
 }
 
@@ -181,12 +177,11 @@ TEST(PaletteMap, RejectsBadInput) {
     // Mapping with transparency takes 32 bits, 1 to 8 bits of index, a colour table and a
     // transparent index inside it.
     EXPECT_TRUE(MapToPaletteWithTransparency(CreateDibBlock(2, 2, 24), 2, kFour, -1).empty());
-    EXPECT_TRUE(MapToPaletteWithTransparency(Image32({{0, 0, 0, 0}}), 0, kFour, -1).empty());
-    EXPECT_TRUE(MapToPaletteWithTransparency(Image32({{0, 0, 0, 0}}), 9, kFour, -1).empty());
-    EXPECT_TRUE(MapToPaletteWithTransparency(Image32({{0, 0, 0, 0}}), 2, nullptr, -1).empty());
-    EXPECT_TRUE(MapToPaletteWithTransparency(Image32({{0, 0, 0, 0}}), 2, kFour, 4).empty());
-    int transparent = 0;
-    EXPECT_TRUE(MapToPaletteReservingLast(Block{}, 2, kFour, transparent).empty());
+    for (const auto& [bits, table, transparent] :
+         {std::tuple<int, const std::uint8_t*, int>{0, kFour, -1}, {9, kFour, -1}, {2, nullptr, -1}, {2, kFour, 4}})
+        EXPECT_TRUE(MapToPaletteWithTransparency(Image32({{0, 0, 0, 0}}), bits, table, transparent).empty()) << bits;
+    int reserved = 0;
+    EXPECT_TRUE(MapToPaletteReservingLast(Block{}, 2, kFour, reserved).empty());
 }
 
 }  // namespace

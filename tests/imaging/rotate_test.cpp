@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <functional>
 #include <limits>
+#include <tuple>
 
 #include "image/busy.h"
 #include "image/dib_block.h"
@@ -105,14 +106,13 @@ TEST(SmoothRotation, SameExtentsExactAtZeroAndAntialiasedEdges) {
 
 TEST(RotateCommand, AnglesForTheChoices) {
     using enum RotateChoice;
-    EXPECT_EQ(RotateCommandAngle(RotateDirection::Left, Quarter, 5), 90);
-    EXPECT_EQ(RotateCommandAngle(RotateDirection::Right, Quarter, 5), 270);
-    EXPECT_EQ(RotateCommandAngle(RotateDirection::Right, Half, 5), 180);
-    EXPECT_EQ(RotateCommandAngle(RotateDirection::Left, ThreeQuarters, 5), 270);
-    EXPECT_EQ(RotateCommandAngle(RotateDirection::Right, Free, 30), 330);
-    EXPECT_EQ(RotateCommandAngle(RotateDirection::Left, Free, 0), 1);
-    EXPECT_EQ(RotateCommandAngle(RotateDirection::Left, Free, 400), 359);
-    EXPECT_EQ(RotateCommandAngle(RotateDirection::Right, Free, -7), 359);
+    constexpr RotateDirection kLeft = RotateDirection::Left, kRight = RotateDirection::Right;
+    // A right turn is 360 less the left one; the free angle counts only for a free turn, held in 1..359.
+    const std::tuple<RotateDirection, RotateChoice, int, int> cases[] = {
+        {kLeft, Quarter, 5, 90}, {kRight, Quarter, 5, 270}, {kRight, Half, 5, 180}, {kLeft, ThreeQuarters, 5, 270},
+        {kRight, Free, 30, 330}, {kLeft, Free, 0, 1},       {kLeft, Free, 400, 359}, {kRight, Free, -7, 359}};
+    for (const auto& [direction, choice, free, angle] : cases)
+        EXPECT_EQ(RotateCommandAngle(direction, choice, free), angle) << static_cast<int>(choice) << " " << free;
 }
 
 int gBusyCalls = 0;
