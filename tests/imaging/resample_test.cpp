@@ -149,7 +149,7 @@ TEST(ResampleDib, BleedingMatchesTheNeighbourhoodCountedPixelByPixel) {
                         for (int c = 0; c < 3; ++c) sum[c] += q[c];
                         ++count;
                     }
-                for (int c = 0; c < 3; ++c) p[c] = count ? static_cast<std::uint8_t>(sum[c] / count) : 0;
+                for (int c = 0; c < 3; ++c) p[c] = static_cast<std::uint8_t>(count ? sum[c] / count : 0);
             }
         ASSERT_TRUE(expected.Allocate(tw, th));
         ASSERT_TRUE(resample_detail::AreaAverage(work, expected, double(w) / tw, double(h) / th));
