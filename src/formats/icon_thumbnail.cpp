@@ -136,8 +136,13 @@ bool CatalogThumbnail(const std::string& path, std::span<const std::uint8_t> byt
     std::iota(indices.begin(), indices.end(), 0);
     while (!formats.empty()) {
         const int chosen = ChooseThumbnailFormat(formats, size);
+        // Whole, as a picture only looked at: a family's JPEG 2000 picture is then decoded without
+        // the image library, which takes longer to load than a 256-pixel picture takes to decode.
+        // (Its coarser levels are not used: their colour under clear pixels shows at the edges.)
+        const ThumbnailCandidate& f = formats[static_cast<std::size_t>(chosen)];
         CKvIcon icon;
-        if (ReadCatalogFormat(path, bytes, catalog, 0, indices[static_cast<std::size_t>(chosen)], icon))
+        if (ReadCatalogFormat(path, bytes, catalog, 0, indices[static_cast<std::size_t>(chosen)], icon,
+                              std::max(f.width, f.height)))
             return IconThumbnail(icon, size, png);
         formats.erase(formats.begin() + chosen);
         indices.erase(indices.begin() + chosen);

@@ -332,6 +332,21 @@ bool DecodeGreyAlpha(std::span<const std::uint8_t> bytes, bool jp2, const SizeMa
            CopyComponents(*image, size, static_cast<std::uint32_t>(w), static_cast<std::uint32_t>(h), out);
 }
 
+// A grey or RGB stream, with or without alpha, decoded straight through OpenJPEG at `reduce`
+// levels dropped into `out`, `w` x `h` BGRA; false for any other colour space, and on any failure.
+// Without the image library: loading it and the twenty libraries it brings costs a thumbnail
+// process more than the decoding itself.
+bool DecodePlainStream(std::span<const std::uint8_t> bytes, bool jp2, const SizeMarker& size, int reduce,
+                       std::int32_t w, std::int32_t h, Block& out) {
+    const ImagePtr image = DecodeThroughOpenJpeg(bytes, jp2, reduce);
+    if (!image || (image->color_space != OPJ_CLRSPC_UNSPECIFIED && image->color_space != OPJ_CLRSPC_UNKNOWN &&
+                   image->color_space != OPJ_CLRSPC_SRGB && image->color_space != OPJ_CLRSPC_GRAY))
+        return false;
+    out = Block::Allocate(static_cast<std::size_t>(w) * h * 4);
+    return out && CopyComponents(*image, size, static_cast<std::uint32_t>(w), static_cast<std::uint32_t>(h),
+                                 out.data());
+}
+
 // The checks every decode makes before anything is decoded (see DecodeJpeg2000ToBgra): the sides,
 // and the codestream's size marker, which must agree with the file's header.
 bool CheckStream(std::span<const std::uint8_t> bytes, std::int64_t maxPixels, std::int32_t& w, std::int32_t& h,
@@ -470,22 +485,14 @@ bool DecodeJpeg2000Reduced(std::span<const std::uint8_t> bytes, std::int32_t atL
     const int levels = std::min(kMaxReducedLevels, MainHeaderLevels(codestream).value_or(0));
     int reduce = 0;
     while (reduce < levels && side(w, reduce + 1) >= atLeast && side(h, reduce + 1) >= atLeast) ++reduce;
-    if (reduce > 0) {
-        // A stream with fewer levels than that, or one whose image lies off the origin, or in a
-        // colour space other than grey or RGB, is decoded whole instead.
-        const ImagePtr image = DecodeThroughOpenJpeg(bytes, jp2, reduce);
-        const std::int32_t rw = side(w, reduce), rh = side(h, reduce);
-        const bool plain = image && (image->color_space == OPJ_CLRSPC_UNSPECIFIED ||
-                                     image->color_space == OPJ_CLRSPC_UNKNOWN ||
-                                     image->color_space == OPJ_CLRSPC_SRGB || image->color_space == OPJ_CLRSPC_GRAY);
-        Block out = plain ? Block::Allocate(static_cast<std::size_t>(rw) * rh * 4) : Block();
-        if (out && CopyComponents(*image, size, static_cast<std::uint32_t>(rw), static_cast<std::uint32_t>(rh),
-                                  out.data())) {
-            width = rw;
-            height = rh;
-            pixels = std::move(out);
-            return true;
-        }
+    // A stream with fewer levels than that, or one whose image lies off the origin, or in a colour
+    // space other than grey or RGB, is decoded whole by the image library instead.
+    const std::int32_t rw = side(w, reduce), rh = side(h, reduce);
+    if (Block out; DecodePlainStream(bytes, jp2, size, reduce, rw, rh, out)) {
+        width = rw;
+        height = rh;
+        pixels = std::move(out);
+        return true;
     }
     return DecodeJpeg2000ToBgra(bytes, width, height, pixels, maxPixels);
 }

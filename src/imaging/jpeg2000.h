@@ -37,8 +37,9 @@ bool DecodeJpeg2000ToBgra(std::span<const std::uint8_t> bytes, std::int32_t& wid
 // The same, for a picture that is only looked at, at least `atLeast` pixels on each side: the
 // stream is decoded at the coarsest of its resolution levels (up to five dropped, each halving the
 // sides, rounding up) whose sides still reach `atLeast`, which is several times faster on a large
-// picture. `width` and `height` are the sides decoded. When no level can be dropped, or the
-// stream cannot be decoded so, the whole picture is decoded as DecodeJpeg2000ToBgra does.
+// picture. `width` and `height` are the sides decoded. Grey and RGB streams are decoded without
+// the image library, also when no level can be dropped; any other stream, or one that cannot be
+// decoded so, gives the whole picture as DecodeJpeg2000ToBgra does.
 bool DecodeJpeg2000Reduced(std::span<const std::uint8_t> bytes, std::int32_t atLeast, std::int32_t& width,
                            std::int32_t& height, Block& pixels, std::int64_t maxPixels);
 

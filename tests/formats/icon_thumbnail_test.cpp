@@ -11,6 +11,7 @@
 #include "formats/pe_test_writer.h"
 #include "image/dib_block.h"
 #include "imaging/codecs.h"
+#include "imaging/jpeg2000.h"
 
 namespace tellurine {
 namespace {
@@ -100,6 +101,15 @@ TEST(IconThumbnail, IconsAndProgramsGiveTheirChosenFormat) {
     };
     const Made made = Thumbnail("a.exe", pe_test::WritePe(resources, true), 128);
     EXPECT_EQ(std::tuple(made.width, made.height, made.centre), std::tuple(32, 32, kRed));
+
+    // A family's JPEG 2000 picture.
+    std::vector<std::uint8_t> jp2, family{'i', 'c', 'n', 's', 0, 0, 0, 0, 'i', 'c', '0', '8', 0, 0, 0, 0};
+    ASSERT_TRUE(EncodeJpeg2000(Plain(256, kGreen).To32BitDib(), jp2, nullptr));
+    family.insert(family.end(), jp2.begin(), jp2.end());
+    StoreBE32(family.data() + 4, static_cast<std::uint32_t>(family.size()));
+    StoreBE32(family.data() + 12, static_cast<std::uint32_t>(jp2.size() + 8));
+    const Made fromStream = Thumbnail("a.icns", family, 32);
+    EXPECT_EQ(std::tuple(fromStream.width, fromStream.height, fromStream.centre), std::tuple(32, 32, kGreen));
 
     std::vector<std::uint8_t> png;
     std::string error;
