@@ -15,6 +15,7 @@
 
 #include "formats/icon_project.h"
 #include "formats/icon_thumbnail.h"
+#include "image/block.h"
 #include "image/file_io.h"
 
 namespace {
@@ -105,6 +106,7 @@ int main(int argc, char** argv) {
     if (!ParseArguments(argc, argv, args, error)) return Fail(error, kExitUsage);
     ArmTimeLimit(args.input);
     RemoveKeptFilesOnInterrupt();
+    KeepFreedMemoryForReuse();  // a decoder's buffers of a megabyte each, freed and taken again
 
     // The file is read once, whole: it is never looked at again, whatever happens to it meanwhile.
     std::vector<std::uint8_t> bytes;
