@@ -124,9 +124,10 @@ bool ReadIconFileInfo(const std::string& path, IconFileInfo& info, bool likeness
     } else {
         // The formats come from the file's headers; only those the fingerprint and the tile are
         // taken of are decoded.
-        std::vector<std::uint8_t> bytes;
+        Block file;
         std::string error;
-        if (!ReadFileBytes(path, bytes, kMaxMacFileBytes, error)) return Fail(info, error);
+        if (!ReadFileBlock(path, file, kMaxMacFileBytes, error)) return Fail(info, error);
+        const std::span<const std::uint8_t> bytes = file.bytes();
         IconCatalog catalog;
         if (!CatalogIconContainer(path, bytes, catalog))
             return Fail(info, "not an icon file that can be read: " + path);

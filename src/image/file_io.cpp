@@ -36,25 +36,33 @@ mode_t CreationMask() {
 
 }  // namespace
 
-bool ReadFileBytes(const std::string& path, std::vector<std::uint8_t>& out, std::size_t limit,
-                   std::string& error) {
+namespace {
+
+// Opens `path` for a whole read of at most `limit` bytes: the descriptor and the file's size, or
+// -1 with the reason in `error`.
+int OpenForWholeRead(const std::string& path, std::size_t limit, std::size_t& size, std::string& error) {
     const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0) {
         error = Reason("cannot open");
-        return false;
+        return -1;
     }
     struct stat st {};
     if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
         error = S_ISDIR(st.st_mode) ? "is a folder" : Reason("cannot read");
         ::close(fd);
-        return false;
+        return -1;
     }
     if (static_cast<std::uint64_t>(st.st_size) > limit) {
         error = "file too large";
         ::close(fd);
-        return false;
+        return -1;
     }
-    out.resize(static_cast<std::size_t>(st.st_size));
+    size = static_cast<std::size_t>(st.st_size);
+    return fd;
+}
+
+// Reads into `out` until it is full or the file ends; closes `fd`. How many bytes came.
+std::size_t ReadAndClose(int fd, std::span<std::uint8_t> out) {
     std::size_t done = 0;
     while (done < out.size()) {
         const ssize_t n = ::read(fd, out.data() + done, out.size() - done);
@@ -63,7 +71,38 @@ bool ReadFileBytes(const std::string& path, std::vector<std::uint8_t>& out, std:
         done += static_cast<std::size_t>(n);
     }
     ::close(fd);
-    out.resize(done);
+    return done;
+}
+
+}  // namespace
+
+bool ReadFileBytes(const std::string& path, std::vector<std::uint8_t>& out, std::size_t limit,
+                   std::string& error) {
+    std::size_t size = 0;
+    const int fd = OpenForWholeRead(path, limit, size, error);
+    if (fd < 0) return false;
+    out.resize(size);
+    out.resize(ReadAndClose(fd, out));
+    return true;
+}
+
+bool ReadFileBlock(const std::string& path, Block& out, std::size_t limit, std::string& error) {
+    std::size_t size = 0;
+    const int fd = OpenForWholeRead(path, std::min(limit, kMaxBlockBytes), size, error);
+    if (fd < 0) return false;
+    Block block = Block::Uninitialised(size);
+    if (size != 0 && !block) {
+        ::close(fd);
+        error = "out of memory";
+        return false;
+    }
+    // A file that shrank while it was read keeps what came.
+    if (const std::size_t done = ReadAndClose(fd, block.bytes()); done < size) {
+        Block whole = Block::Uninitialised(done);
+        if (done != 0) std::memcpy(whole.data(), block.data(), done);
+        block = std::move(whole);
+    }
+    out = std::move(block);
     return true;
 }
 

@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "image/block.h"
+
 namespace tellurine {
 
 // A path's extension with its dot, in lower case (".ico"); empty when it has none.
@@ -23,6 +25,11 @@ std::string SafeFileNamePart(std::string name);
 // when it is larger than `limit` bytes.
 bool ReadFileBytes(const std::string& path, std::vector<std::uint8_t>& out, std::size_t limit,
                    std::string& error);
+
+// The same into a block, for a large file read once: nothing is zeroed before the read, and a
+// file of megabytes comes into huge pages, a fault for each 2 MiB instead of each 4 KiB. A file
+// past kMaxBlockBytes is too large.
+bool ReadFileBlock(const std::string& path, Block& out, std::size_t limit, std::string& error);
 
 // How hard a write insists that the bytes reached the disk before the file replaces the old one.
 enum class Durability {

@@ -109,10 +109,11 @@ int main(int argc, char** argv) {
     KeepFreedMemoryForReuse();  // a decoder's buffers of a megabyte each, freed and taken again
 
     // The file is read once, whole: it is never looked at again, whatever happens to it meanwhile.
-    std::vector<std::uint8_t> bytes;
-    if (!ReadFileBytes(args.input, bytes, kMaxMacFileBytes, error)) return Fail(args.input + ": " + error);
+    Block bytes;
+    if (!ReadFileBlock(args.input, bytes, kMaxMacFileBytes, error)) return Fail(args.input + ": " + error);
     std::vector<std::uint8_t> png;
-    if (!MakeIconThumbnail(args.input, bytes, args.size, png, error)) return Fail(args.input + ": " + error);
+    if (!MakeIconThumbnail(args.input, bytes.bytes(), args.size, png, error))
+        return Fail(args.input + ": " + error);
     // The thumbnail is whole before OUTPUT is touched. A file the client made for it is written
     // into; otherwise the thumbnail is written beside OUTPUT and renamed over it once whole, so a
     // failure leaves no file behind. (Xfce's tumbler makes the file and reads the thumbnail back through

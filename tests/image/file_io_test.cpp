@@ -264,17 +264,35 @@ TEST_F(FileIo, ReplacerLeavesNothingBehindWhenInterrupted) {
     EXPECT_EQ(names, (std::vector<std::string>{"0", "1", "2", "3"}));
 }
 
+// Both whole-file readers: the bytes of an empty, a small and a huge-page-sized file, the limit,
+// and what is not a readable file.
 TEST_F(FileIo, ReadsAreBounded) {
-    const std::string path = (dir_ / "big.bin").string();
-    std::ofstream(path) << std::string(1000, 'x');
+    for (const std::size_t size : {std::size_t{0}, std::size_t{1000}, std::size_t{(5u << 20) + 3}}) {
+        std::string text(size, 'x');
+        for (std::size_t i = 0; i < size; i += 4093) text[i] = static_cast<char>(i / 4093);
+        const std::string path = (dir_ / "file.bin").string();
+        std::ofstream(path, std::ios::binary) << text;
+        const std::vector<std::uint8_t> expected(text.begin(), text.end());
+        std::vector<std::uint8_t> out;
+        Block block;
+        std::string error;
+        ASSERT_TRUE(ReadFileBytes(path, out, size, error)) << error;
+        ASSERT_TRUE(ReadFileBlock(path, block, size, error)) << error;
+        EXPECT_EQ(out, expected);
+        EXPECT_TRUE(std::ranges::equal(block.bytes(), expected)) << size;
+        if (size == 0) continue;
+        EXPECT_FALSE(ReadFileBytes(path, out, size - 1, error));
+        EXPECT_EQ(error, "file too large");
+        EXPECT_FALSE(ReadFileBlock(path, block, size - 1, error));
+        EXPECT_EQ(error, "file too large");
+    }
     std::vector<std::uint8_t> out;
+    Block block;
     std::string error;
-    EXPECT_FALSE(ReadFileBytes(path, out, 999, error));
-    EXPECT_EQ(error, "file too large");
-    EXPECT_TRUE(ReadFileBytes(path, out, 1000, error));
-    EXPECT_EQ(out.size(), 1000u);
-    EXPECT_FALSE(ReadFileBytes(dir_.string(), out, 1000, error));
-    EXPECT_FALSE(ReadFileBytes((dir_ / "none").string(), out, 1000, error));
+    for (const std::filesystem::path& unreadable : {dir_, dir_ / "none"}) {
+        EXPECT_FALSE(ReadFileBytes(unreadable.string(), out, 1000, error));
+        EXPECT_FALSE(ReadFileBlock(unreadable.string(), block, 1000, error));
+    }
 }
 
 TEST(FileNames, UnsafeCharactersBecomeUnderscores) {
