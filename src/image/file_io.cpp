@@ -34,10 +34,6 @@ mode_t CreationMask() {
     return mask;
 }
 
-}  // namespace
-
-namespace {
-
 // Opens `path` for a whole read of at most `limit` bytes: the descriptor and the file's size, or
 // -1 with the reason in `error`.
 int OpenForWholeRead(const std::string& path, std::size_t limit, std::size_t& size, std::string& error) {

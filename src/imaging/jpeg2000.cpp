@@ -342,7 +342,7 @@ bool DecodePlainStream(std::span<const std::uint8_t> bytes, bool jp2, const Size
     if (!image || (image->color_space != OPJ_CLRSPC_UNSPECIFIED && image->color_space != OPJ_CLRSPC_UNKNOWN &&
                    image->color_space != OPJ_CLRSPC_SRGB && image->color_space != OPJ_CLRSPC_GRAY))
         return false;
-    out = Block::Allocate(static_cast<std::size_t>(w) * h * 4);
+    out = Block::Uninitialised(static_cast<std::size_t>(w) * h * 4);  // every pixel is written
     return out && CopyComponents(*image, size, static_cast<std::uint32_t>(w), static_cast<std::uint32_t>(h),
                                  out.data());
 }
