@@ -47,7 +47,6 @@ inline void CheckCatalog(const std::string& path, std::span<const std::uint8_t> 
             CKvIcon whole;
             Check(ReadCatalogFormat(path, bytes, catalog, static_cast<int>(i), static_cast<int>(f), whole,
                                     std::max(format.width, format.height)) &&
-                  whole.To32BitDib().bytes().size() == image.To32BitDib().bytes().size() &&
                   std::ranges::equal(whole.To32BitDib().bytes(), image.To32BitDib().bytes()));
         }
     if (!read || !everyDecoded) return;
