@@ -412,6 +412,14 @@ void ExeDocTest::replacesAndAddsIconsAndSavesPngs() {
     main.Action("program.savePng")->trigger();
     QCOMPARE(QDir(s.Path("png")).entryList(QDir::Files),
              QStringList({"tool-1-0-16x16-8.png", "tool-1-1-32x32-32.png", "tool-1-2-256x256-32.png"}));
+    // Saved there again, the files are asked about first: declined, none is written.
+    const QString first = s.Path("png/tool-1-0-16x16-8.png");
+    QVERIFY(QFile::remove(s.Path("png/tool-1-1-32x32-32.png")) && QFile::resize(first, 3));
+    s.prompts->folderNames.push_back(s.Path("png"));
+    main.Action("program.savePng")->trigger();
+    QVERIFY(s.prompts->questions.back().contains("tool-1-2-256x256-32.png"));
+    QCOMPARE(QFileInfo(first).size(), 3);
+    QVERIFY(!QFileInfo::exists(s.Path("png/tool-1-1-32x32-32.png")));
 
     // Replace: group 1 takes the icon's two formats, the file reopens showing them, the program
     // as it was stays beside it.

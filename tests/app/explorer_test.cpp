@@ -102,10 +102,10 @@ void ExplorerTest::browsesAFolderAndFollowsIt() {
     // Stopped before the first files are taken: what was read stays, and the bar says so.
     auto* third = qobject_cast<CExplorerDoc*>(OpenFolderExplorer(*s.app->MainFrame(), s.Path("icons")));
     auto* thirdFrame = qobject_cast<CExplorerMDI*>(s.app->MainFrame()->ActiveFrame());
-    QVERIFY(third->IsScanning());
-    s.app->MainFrame()->Action("explorer.stop")->trigger();
+    QVERIFY(third->IsScanning() && thirdFrame->Button("explorer.stop")->isEnabled());
+    thirdFrame->Button("explorer.stop")->trigger();
     QTRY_VERIFY(!third->IsScanning());
-    QVERIFY(third->WasCancelled());
+    QVERIFY(third->WasCancelled() && !thirdFrame->Button("explorer.stop")->isEnabled());
     QVERIFY(thirdFrame->statusLabel->text().startsWith("Stopped:"));
 }
 

@@ -13,7 +13,6 @@
 #include <QPushButton>
 #include <QStyle>
 #include <QToolBar>
-#include <QVBoxLayout>
 #include <algorithm>
 #include <array>
 #include <filesystem>
@@ -170,13 +169,6 @@ CExplorerView::CExplorerView(CExplorerDoc& document, QWidget* parent) : QListVie
     setBatchSize(200);
 }
 
-std::vector<int> CExplorerView::SelectedRows() const {
-    std::vector<int> rows;
-    for (const QModelIndex& index : selectionModel()->selectedIndexes()) rows.push_back(index.row());
-    std::sort(rows.begin(), rows.end());
-    return rows;
-}
-
 std::function<void()> CExplorerView::firstScreenPaintedHook;
 std::function<void()> CExplorerView::allTilesPaintedHook;
 
@@ -199,14 +191,11 @@ void CExplorerView::paintEvent(QPaintEvent* event) {
 // ---- Frame ------------------------------------------------------------------------------------
 
 CExplorerMDI::CExplorerMDI(AppContext& app, CExplorerDoc& document, QWidget* parent)
-    : QWidget(parent), app_(app), document_(document) {
+    : CTileWindow(app, "explorerBar", parent), document_(document) {
     const bool search = document_.TemplateResource() == shell::kTemplateSearch;
     setObjectName(QString::fromUtf8(document_.Template().frame));
-    auto* layout = new QVBoxLayout(this);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->setSpacing(0);
-    bar = new QToolBar(this);
-    bar->setObjectName("explorerBar");
+    // The buttons beside the filters show their pictures only.
+    toolBar->setToolButtonStyle(Qt::ToolButtonIconOnly);
     folderLabel = new QLabel(this);
     subfoldersCheck = new QCheckBox(text::kExplorerSubfolders, this);
     kindCombo = new QComboBox(this);
@@ -223,47 +212,38 @@ CExplorerMDI::CExplorerMDI(AppContext& app, CExplorerDoc& document, QWidget* par
     sortCombo = new QComboBox(this);
     for (const char* name : text::kExplorerSortNames) sortCombo->addItem(name);
     descendingCheck = new QCheckBox(text::kExplorerDescending, this);
-    bar->addWidget(folderLabel);
-    bar->addWidget(subfoldersCheck);
-    bar->addSeparator();
+    toolBar->addWidget(folderLabel);
+    toolBar->addWidget(subfoldersCheck);
+    toolBar->addSeparator();
     if (search) {
-        bar->addWidget(new QLabel(text::kExplorerName, this));
+        toolBar->addWidget(new QLabel(text::kExplorerName, this));
         nameEdit = new QLineEdit(this);
         nameEdit->setObjectName("nameEdit");
         nameEdit->setPlaceholderText("*.ico");
-        bar->addWidget(nameEdit);
+        toolBar->addWidget(nameEdit);
         likeButton = new QPushButton(text::kExplorerLike, this);
         likeLabel = new QLabel(text::kExplorerLikeNone, this);
-        bar->addWidget(likeButton);
-        bar->addWidget(likeLabel);
+        toolBar->addWidget(likeButton);
+        toolBar->addWidget(likeLabel);
         connect(likeButton, &QPushButton::clicked, this, &CExplorerMDI::chooseLike);
         connect(nameEdit, &QLineEdit::textChanged, this, &CExplorerMDI::Apply);
     }
     for (QWidget* w : std::initializer_list<QWidget*>{kindCombo, sizeCombo, depthCombo, alphaCombo, sortCombo})
-        bar->addWidget(w);
-    bar->addWidget(descendingCheck);
+        toolBar->addWidget(w);
+    toolBar->addWidget(descendingCheck);
     view = new CExplorerView(document_, this);
     statusLabel = new QLabel(this);
     statusLabel->setContentsMargins(6, 2, 6, 2);
-    layout->addWidget(bar);
-    layout->addWidget(view, 1);
-    layout->addWidget(statusLabel);
-    setFocusProxy(view);
+    SetGrid(view, "explorer.open", statusLabel);
     ShowSettings();
 
     for (QComboBox* combo : {kindCombo, sizeCombo, depthCombo, alphaCombo, sortCombo})
         connect(combo, &QComboBox::currentIndexChanged, this, &CExplorerMDI::Apply);
     for (QCheckBox* check : {subfoldersCheck, descendingCheck})
         connect(check, &QCheckBox::toggled, this, &CExplorerMDI::Apply);
-    for (const char* id : {"explorer.open", "explorer.copy", "explorer.stop"})
-        if (QAction* action = app_.Commands().WindowAction(id, this)) {
-            bar->addAction(action);
-            if (std::string_view(id) != "explorer.stop") view->addAction(action);
-        }
-    connect(view, &QAbstractItemView::doubleClicked, this, [this](const QModelIndex& index) {
-        if (index.isValid()) OnOpen();
-    });
-    connect(view->selectionModel(), &QItemSelectionModel::selectionChanged, this, [this] { app_.Commands().Update(); });
+    AddButton("explorer.open", [this] { return HasSelection(); });
+    AddButton("explorer.copy", [this] { return HasSelection(); });
+    AddButton("explorer.stop", [this] { return IsScanning(); }, false);
     // Once for each batch of tiles taken, not for each tile.
     connect(&document_, &CExplorerDoc::progress, this, &CExplorerMDI::ShowProgress);
     connect(view->Model(), &QAbstractItemModel::modelReset, this, &CExplorerMDI::ShowProgress);
@@ -338,7 +318,7 @@ void CExplorerMDI::ShowProgress() {
     else
         statusLabel->setText(QString(text::kExplorerDone).arg(document_.FilesListed()).arg(shown));
     // The commands change only when the reading starts or ends (Stop).
-    if (std::exchange(wasScanning_, document_.IsScanning()) != document_.IsScanning()) app_.Commands().Update();
+    if (std::exchange(wasScanning_, document_.IsScanning()) != document_.IsScanning()) updateActions();
 }
 
 bool CExplorerMDI::HasSelection() const {

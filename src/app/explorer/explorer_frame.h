@@ -10,15 +10,14 @@
 #include <string>
 #include <vector>
 
+#include "app/common/tile_window.h"
 #include "app/explorer/explorer_doc.h"
 
-class QAction;
 class QCheckBox;
 class QComboBox;
 class QLabel;
 class QLineEdit;
 class QPushButton;
-class QToolBar;
 
 namespace tellurine::app {
 
@@ -57,7 +56,7 @@ class CExplorerView : public QListView {
 public:
     CExplorerView(CExplorerDoc& document, QWidget* parent = nullptr);
     [[nodiscard]] CExplorerModel* Model() const { return model_; }
-    [[nodiscard]] std::vector<int> SelectedRows() const;
+    [[nodiscard]] std::vector<int> SelectedRows() const { return app::SelectedRows(*this); }
     // Called once, after the first paint that fills the view with tiles (or shows every tile
     // there is), and once after the first paint when every file has been read: the benchmarks of
     // browsing end there.
@@ -73,13 +72,12 @@ private:
     CTileDelegate* delegate_;
 };
 
-class CExplorerMDI : public QWidget {
+class CExplorerMDI : public CTileWindow {
     Q_OBJECT
 public:
     CExplorerMDI(AppContext& app, CExplorerDoc& document, QWidget* parent = nullptr);
     [[nodiscard]] CExplorerDoc& Document() const { return document_; }
 
-    QToolBar* bar = nullptr;
     QLabel* folderLabel = nullptr;
     QCheckBox* subfoldersCheck = nullptr;
     QComboBox* kindCombo = nullptr;
@@ -110,7 +108,6 @@ private:
     void ShowSettings();
     void ShowProgress();
 
-    AppContext& app_;
     CExplorerDoc& document_;
     bool wasScanning_ = false;
 };

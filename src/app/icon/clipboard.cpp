@@ -1,12 +1,14 @@
 #include "app/icon/clipboard.h"
 
 #include <QBuffer>
+#include <QDir>
 #include <QImage>
 #include <QUrl>
 
 #include "app/common/image_convert.h"
 #include "icon/icon_group.h"
 #include "image/dib_block.h"
+#include "image/file_io.h"
 #include "image/raster.h"
 #include "shell/clipboard_forms.h"
 
@@ -79,6 +81,18 @@ void AddFileList(QMimeData& data, const QStringList& paths) {
     for (const QString& path : paths) urls << QUrl::fromLocalFile(path);
     data.setUrls(urls);
     data.setData(kFileListMime, paths.join('\n').toUtf8());
+}
+
+void AddCopiedFiles(QMimeData& data, const std::vector<std::pair<QString, std::vector<std::uint8_t>>>& files) {
+    const QString folder = QDir(QDir::tempPath()).filePath("tellurine-copied");
+    QStringList written;
+    if (QDir().mkpath(folder))
+        for (const auto& [name, bytes] : files) {
+            const QString path = QDir(folder).filePath(name);
+            std::string error;
+            if (WriteFileAtomically(path.toStdString(), bytes, error, Durability::NoFlush)) written << path;
+        }
+    if (!written.isEmpty()) AddFileList(data, written);
 }
 
 std::vector<CKvIcon> FormatsFromMimeData(const QMimeData& data) {

@@ -3,8 +3,9 @@
 #pragma once
 
 #include <QMimeData>
+#include <cstdint>
 #include <memory>
-
+#include <utility>
 #include <vector>
 
 #include "icon/icon_doc.h"
@@ -39,6 +40,9 @@ std::unique_ptr<QMimeData> WholeIconMimeData(CIconGroup& group);
 bool IconFromMimeData(const QMimeData& data, CIconDoc& doc);
 // Adds files for other programs: as URLs, and as the program's own list (one full path a line).
 void AddFileList(QMimeData& data, const QStringList& paths);
+// Adds files for other programs from their names and bytes: each written as it is (nothing is
+// encoded while a drag starts) into a temporary folder of the program's own.
+void AddCopiedFiles(QMimeData& data, const std::vector<std::pair<QString, std::vector<std::uint8_t>>>& files);
 
 // A palette from clipboard contents; false when there is none.
 bool PaletteFromMimeData(const QMimeData& data, Palette& palette);

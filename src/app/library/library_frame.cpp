@@ -2,17 +2,13 @@
 
 #include <QAction>
 #include <QClipboard>
-#include <QDir>
 #include <QFileInfo>
 #include <QGuiApplication>
 #include <QMenu>
 #include <QMimeData>
 #include <QPointer>
-#include <QStatusBar>
 #include <QStyle>
-#include <QToolBar>
 #include <QUrl>
-#include <QVBoxLayout>
 #include <algorithm>
 #include <new>
 
@@ -133,14 +129,8 @@ bool CLibraryModel::dropMimeData(const QMimeData* data, Qt::DropAction, int row,
 // ---- Frame ------------------------------------------------------------------------------------
 
 CFileIclMDI::CFileIclMDI(AppContext& app, CFileIclDocument& document, QWidget* parent)
-    : QWidget(parent), app_(app), document_(document) {
+    : CTileWindow(app, "libraryToolBar", parent), document_(document) {
     setObjectName("CFileIclMDI");
-    auto* layout = new QVBoxLayout(this);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->setSpacing(0);
-    toolBar = new QToolBar(this);
-    toolBar->setObjectName("libraryToolBar");
-    toolBar->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
     view = new CLibraryView(this);
     view->setObjectName("CFileIclView");
     SetUpTileGrid(*view);
@@ -153,24 +143,18 @@ CFileIclMDI::CFileIclMDI(AppContext& app, CFileIclDocument& document, QWidget* p
     auto* delegate = new CTileDelegate([&document] { return document.LargestPictureSide(); }, true, view);
     view->setModel(model);
     view->setItemDelegate(delegate);
-    layout->addWidget(toolBar);
-    layout->addWidget(view, 1);
-    setFocusProxy(view);
-
-    for (const auto& [id, can] :
-         {std::pair{"library.open", &CFileIclMDI::HasSelection},
-          std::pair{"library.copy", &CFileIclMDI::HasSelection}, std::pair{"library.add", &CFileIclMDI::Always},
-          std::pair{"library.addOpen", &CFileIclMDI::Always}, std::pair{"library.paste", &CFileIclMDI::CanPaste},
-          std::pair{"library.remove", &CFileIclMDI::HasSelection},
-          std::pair{"library.rename", &CFileIclMDI::HasOne},
-          std::pair{"library.moveEarlier", &CFileIclMDI::CanMoveEarlier},
-          std::pair{"library.moveLater", &CFileIclMDI::CanMoveLater},
-          std::pair{"library.saveFolder", &CFileIclMDI::HasIcons}})
-        if (QAction* action = app_.Commands().WindowAction(id, this)) {
-            toolBar->addAction(action);
-            view->addAction(action);
-            buttons_.push_back({action, can});
-        }
+    SetGrid(view, "library.open");
+    using F = CFileIclMDI;
+    AddButtons<F>({{"library.open", &F::HasSelection},
+                   {"library.copy", &F::HasSelection},
+                   {"library.add", &F::Always},
+                   {"library.addOpen", &F::Always},
+                   {"library.paste", &F::CanPaste},
+                   {"library.remove", &F::HasSelection},
+                   {"library.rename", &F::HasOne},
+                   {"library.moveEarlier", &F::CanMoveEarlier},
+                   {"library.moveLater", &F::CanMoveLater},
+                   {"library.saveFolder", &F::HasIcons}});
 
     const auto grid = [this, delegate] {
         if (const QSize size = delegate->GridSize(*view); size != view->gridSize()) view->setGridSize(size);
@@ -180,22 +164,7 @@ CFileIclMDI::CFileIclMDI(AppContext& app, CFileIclDocument& document, QWidget* p
     connect(&document_, &CFileIclDocument::iconsChanged, this, &CFileIclMDI::updateActions);
     connect(model, &CLibraryModel::renameRefused, this, [this](const QString& message) { app_.ShowError(message); });
     connect(model, &CLibraryModel::dropped, this, &CFileIclMDI::Select);
-    connect(view, &QAbstractItemView::doubleClicked, this, [this](const QModelIndex& index) {
-        if (index.isValid()) OnOpen();
-    });
-    connect(view->selectionModel(), &QItemSelectionModel::selectionChanged, this, &CFileIclMDI::updateActions);
-    connect(model, &QAbstractItemModel::modelReset, this, [this] {
-        connect(view->selectionModel(), &QItemSelectionModel::selectionChanged, this, &CFileIclMDI::updateActions,
-                Qt::UniqueConnection);
-    });
     updateActions();
-}
-
-std::vector<int> CFileIclMDI::SelectedRows() const {
-    std::vector<int> rows;
-    for (const QModelIndex& index : view->selectionModel()->selectedIndexes()) rows.push_back(index.row());
-    std::sort(rows.begin(), rows.end());
-    return rows;
 }
 
 bool CFileIclMDI::Always() const {
@@ -222,17 +191,6 @@ bool CFileIclMDI::CanPaste() const {
     const QMimeData* copied = QGuiApplication::clipboard()->mimeData();
     return copied != nullptr &&
            (copied->hasFormat(kIconEditMime) || copied->hasFormat(kIconFormatMime) || copied->hasUrls());
-}
-
-void CFileIclMDI::updateActions() {
-    for (const auto& [action, can] : buttons_) action->setEnabled((this->*can)());
-    app_.Commands().Update();
-}
-
-QAction* CFileIclMDI::Button(const QString& id) const {
-    for (const auto& button : buttons_)
-        if (button.first->objectName() == id) return button.first;
-    return nullptr;
 }
 
 void CFileIclMDI::Select(int first, int count) {
@@ -274,20 +232,13 @@ std::unique_ptr<QMimeData> CFileIclMDI::IconsMimeData(const std::vector<int>& ro
         mime = nullptr;
     }
     if (mime == nullptr) mime = std::make_unique<QMimeData>();
-    // The icons' own bytes, written as they are: no encoding holds up the drag.
-    const QString folder = QDir(QDir::tempPath()).filePath("tellurine-copied");
     const QString library = document_.PathName().isEmpty() ? document_.Title() : document_.PathName();
     const std::vector<std::string> names = document_.Library().FolderNames(library.toStdString());
-    QStringList files;
-    if (QDir().mkpath(folder))
-        for (const int row : rows) {
-            const QString path = QDir(folder).filePath(QString::fromStdString(names[static_cast<std::size_t>(row)]));
-            std::string error;
-            if (WriteFileAtomically(path.toStdString(), document_.Library().Icons()[static_cast<std::size_t>(row)].file,
-                                    error, Durability::NoFlush))
-                files << path;
-        }
-    if (!files.isEmpty()) AddFileList(*mime, files);
+    std::vector<std::pair<QString, std::vector<std::uint8_t>>> files;
+    for (const int row : rows)
+        files.emplace_back(QString::fromStdString(names[static_cast<std::size_t>(row)]),
+                           document_.Library().Icons()[static_cast<std::size_t>(row)].file);
+    AddCopiedFiles(*mime, files);
     return mime;
 }
 
@@ -370,35 +321,16 @@ void CFileIclMDI::OnSaveFolder() {
     const QString folder = app_.Prompts().GetExistingDirectory(this, text::kLibrarySaveFolderTitle, start);
     if (folder.isEmpty()) return;
     const QString library = document_.PathName().isEmpty() ? document_.Title() : document_.PathName();
-    const std::vector<std::string> names = document_.Library().FolderNames(library.toStdString());
-    QStringList existing;
-    for (const std::string& name : names)
-        if (QFileInfo::exists(QDir(folder).filePath(QString::fromStdString(name))))
-            existing << QString::fromStdString(name);
-    if (!existing.isEmpty() &&
-        !app_.Prompts().AskYesNo(this, text::kOverwriteTitle,
-                                 QString(text::kExeReplaceFiles)
-                                     .arg(existing.size())
-                                     .arg(QDir::toNativeSeparators(folder), existing.join('\n'))))
-        return;
+    QStringList names;
+    for (const std::string& name : document_.Library().FolderNames(library.toStdString()))
+        names << QString::fromStdString(name);
     // Each icon's own bytes, as the library holds them.
-    QStringList failures;
-    RunLongWork(
-        app_.Prompts(), this, QString(text::kSavingFile).arg(QDir::toNativeSeparators(folder)),
-        [&] {
-            for (std::size_t i = 0; i < names.size(); ++i) {
-                std::string error;
-                const std::string path = QDir(folder).filePath(QString::fromStdString(names[i])).toStdString();
-                if (!WriteFileAtomically(path, document_.Library().Icons()[i].file, error))
-                    failures << QString::fromStdString(names[i] + ": " + error);
-            }
+    SaveFilesToFolder(
+        app_, this, folder, names,
+        [this](int i, const std::string& path, std::string& error) {
+            return WriteFileAtomically(path, document_.Library().Icons()[static_cast<std::size_t>(i)].file, error);
         },
-        Cancel::NotAllowed);
-    if (!failures.isEmpty())
-        app_.ShowError(QString(text::kExeSaveAllFailed).arg(QDir::toNativeSeparators(folder), failures.join('\n')));
-    else
-        app_.Window()->statusBar()->showMessage(
-            QString(text::kExeSavedAll).arg(names.size()).arg(QDir::toNativeSeparators(folder)), 5000);
+        text::kExeSavedAll);
 }
 
 // ---- Commands ---------------------------------------------------------------------------------

@@ -9,10 +9,8 @@
 #include <memory>
 
 #include "app/common/tile_delegate.h"
+#include "app/common/tile_window.h"
 #include "app/library/library_doc.h"
-
-class QAction;
-class QToolBar;
 
 namespace tellurine::app {
 
@@ -45,17 +43,16 @@ private:
     CFileIclDocument& document_;
 };
 
-class CFileIclMDI : public QWidget {
+class CFileIclMDI : public CTileWindow {
     Q_OBJECT
 public:
     CFileIclMDI(AppContext& app, CFileIclDocument& document, QWidget* parent = nullptr);
     [[nodiscard]] CFileIclDocument& Document() const { return document_; }
 
-    QToolBar* toolBar = nullptr;
     QListView* view = nullptr;
     CLibraryModel* model = nullptr;
     // The chosen icons, in row order.
-    [[nodiscard]] std::vector<int> SelectedRows() const;
+    [[nodiscard]] std::vector<int> SelectedRows() const { return app::SelectedRows(*view); }
     [[nodiscard]] bool HasSelection() const;
     [[nodiscard]] bool HasOne() const;
     [[nodiscard]] bool CanMoveEarlier() const;
@@ -63,13 +60,10 @@ public:
     [[nodiscard]] bool HasIcons() const;
     [[nodiscard]] bool CanPaste() const;
     [[nodiscard]] bool Always() const;
-    // The window's own button for a command ("library.add" ...); null for another id.
-    [[nodiscard]] QAction* Button(const QString& id) const;
     // Chooses rows (and makes the first current).
     void Select(int first, int count);
 
 public slots:
-    void updateActions();
     void OnOpen();
     void OnCopy();
     void OnAddFiles();
@@ -85,9 +79,7 @@ private:
     // What copying or dragging icons out gives other programs: each icon as its own file in a
     // temporary folder (URLs and the file list); one icon also as a whole icon and a picture.
     std::unique_ptr<QMimeData> IconsMimeData(const std::vector<int>& rows) const;
-    AppContext& app_;
     CFileIclDocument& document_;
-    std::vector<std::pair<QAction*, bool (CFileIclMDI::*)() const>> buttons_;
 };
 
 // The library windows' commands.

@@ -6,10 +6,7 @@
 #include <QFileInfo>
 #include <QGuiApplication>
 #include <QPaintEvent>
-#include <QStatusBar>
 #include <QStyle>
-#include <QToolBar>
-#include <QVBoxLayout>
 #include <algorithm>
 #include <new>
 
@@ -19,24 +16,10 @@
 #include "app/icon/icon_files.h"
 #include "app/library/library_doc.h"
 #include "formats/ne_resources.h"
-#include "image/file_io.h"
 #include "shell/doc_templates.h"
 #include "shell/texts.h"
 
 namespace tellurine::app {
-
-namespace {
-
-// Failures listed by name in one message at most.
-constexpr int kMaxListedNames = 10;
-
-QString ListNames(const QStringList& names) {
-    QStringList shown = names.mid(0, kMaxListedNames);
-    if (names.size() > kMaxListedNames) shown << QStringLiteral("...");
-    return shown.join('\n');
-}
-
-}  // namespace
 
 // ---- Tiles ------------------------------------------------------------------------------------
 
@@ -113,14 +96,6 @@ void CFileExeView::UpdateGrid() {
     if (const QSize grid = delegate_->GridSize(*this); grid != gridSize()) setGridSize(grid);
 }
 
-std::vector<int> CFileExeView::SelectedTiles() const {
-    std::vector<int> rows;
-    if (selectionModel() == nullptr) return rows;
-    for (const QModelIndex& index : selectionModel()->selectedIndexes()) rows.push_back(index.row());
-    std::sort(rows.begin(), rows.end());
-    return rows;
-}
-
 QString CFileExeView::Message() const {
     if (document_.GetState() == CFileExeDocument::State::Ready && document_.Tiles().empty()) return text::kExeNoIcons;
     return {};
@@ -139,69 +114,37 @@ void CFileExeView::paintEvent(QPaintEvent* event) {
 // ---- Frame ------------------------------------------------------------------------------------
 
 CFileExeMDI::CFileExeMDI(AppContext& app, CFileExeDocument& document, QWidget* parent)
-    : QWidget(parent), app_(app), document_(document) {
+    : CTileWindow(app, "exeToolBar", parent), document_(document) {
     setObjectName("CFileExeMDI");
-    auto* layout = new QVBoxLayout(this);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->setSpacing(0);
-    toolBar = new QToolBar(this);
-    toolBar->setObjectName("exeToolBar");
-    toolBar->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
     view = new CFileExeView(document_, app_.Prefs().ExeShowInfo != 0, this);
     view->Model()->exporter = [this](const std::vector<int>& tiles) { return TilesMimeData(tiles); };
-    layout->addWidget(toolBar);
-    layout->addWidget(view, 1);
-    setFocusProxy(view);
-
-    // The window's commands, from the registry: on its tool bar and the tiles' context menu, each
-    // enabled by this window's state and acting on it.
-    for (const auto& [id, can] :
-         {std::pair{"program.open", &CFileExeMDI::CanOpen}, std::pair{"program.copy", &CFileExeMDI::CanCopy},
-          std::pair{"program.saveIco", &CFileExeMDI::CanCopy}, std::pair{"program.savePng", &CFileExeMDI::CanCopy},
-          std::pair{"program.saveAll", &CFileExeMDI::CanSaveAll},
-          std::pair{"program.openLibrary", &CFileExeMDI::CanSaveAll},
-          std::pair{"program.replaceIcon", &CFileExeMDI::CanCopy},
-          std::pair{"program.addIcon", &CFileExeMDI::CanSaveAll}})
-        if (QAction* action = app_.Commands().WindowAction(id, this)) {
-            toolBar->addAction(action);
-            view->addAction(action);
-            buttons_.push_back({action, can});
-        }
-
-    connect(view, &QAbstractItemView::doubleClicked, this, [this](const QModelIndex& index) {
-        if (index.isValid()) OnOpenAsProject();
-    });
-    connect(view->selectionModel(), &QItemSelectionModel::selectionChanged, this, &CFileExeMDI::updateActions);
+    SetGrid(view, "program.open");
+    AddButtons<CFileExeMDI>({{"program.open", &CFileExeMDI::CanOpen},
+                             {"program.copy", &CFileExeMDI::CanCopy},
+                             {"program.saveIco", &CFileExeMDI::CanCopy},
+                             {"program.savePng", &CFileExeMDI::CanCopy},
+                             {"program.saveAll", &CFileExeMDI::CanSaveAll},
+                             {"program.openLibrary", &CFileExeMDI::CanSaveAll},
+                             {"program.replaceIcon", &CFileExeMDI::CanCopy},
+                             {"program.addIcon", &CFileExeMDI::CanSaveAll}});
     connect(&document_, &CFileExeDocument::tilesAdded, this, &CFileExeMDI::updateActions);
     connect(&document_, &CFileExeDocument::loaded, this, &CFileExeMDI::updateActions);
     updateActions();
 }
 
 bool CFileExeMDI::CanOpen() const {
-    return !view->SelectedTiles().empty();
+    return !SelectedRows(*view).empty();
 }
 bool CFileExeMDI::CanCopy() const {
-    return view->SelectedTiles().size() == 1;
+    return SelectedRows(*view).size() == 1;
 }
 bool CFileExeMDI::CanSaveAll() const {
     return document_.GetState() == CFileExeDocument::State::Ready && !document_.Tiles().empty();
 }
 
-void CFileExeMDI::updateActions() {
-    for (const auto& [action, can] : buttons_) action->setEnabled((this->*can)());
-    // Tiles arrive many times while a file is read: only the commands are asked again.
-    app_.Commands().Update();
-}
-
-QAction* CFileExeMDI::Button(const QString& id) const {
-    for (const auto& button : buttons_)
-        if (button.first->objectName() == id) return button.first;
-    return nullptr;
-}
-
 void CFileExeMDI::OnOpenAsProject() {
     const QString file = QFileInfo(document_.PathName()).fileName();
-    for (const int tile : view->SelectedTiles()) {
+    for (const int tile : SelectedRows(*view)) {
         CIconDoc doc;
         try {
             const WaitCursor busy;
@@ -218,7 +161,7 @@ void CFileExeMDI::OnOpenAsProject() {
 }
 
 void CFileExeMDI::OnCopy() {
-    const std::vector<int> chosen = view->SelectedTiles();
+    const std::vector<int> chosen = SelectedRows(*view);
     if (chosen.size() != 1) return;
     if (QMimeData* copied = TilesMimeData(chosen)) QGuiApplication::clipboard()->setMimeData(copied);
 }
@@ -233,19 +176,12 @@ QMimeData* CFileExeMDI::TilesMimeData(const std::vector<int>& tiles) const {
         } else {
             mime = std::make_unique<QMimeData>();
         }
-        // A file manager takes each group as an .ico file: its images as the program stores them,
-        // so that nothing is encoded while the drag starts.
-        const QString folder = QDir(QDir::tempPath()).filePath("tellurine-copied");
-        QStringList files;
-        if (QDir().mkpath(folder))
-            for (const int tile : tiles) {
-                const ExeIconGroupListing* group = document_.Group(tile);
-                const auto bytes = group != nullptr ? GroupIconFile(*group) : std::nullopt;
-                const QString file = QDir(folder).filePath(document_.IcoFileName(tile));
-                std::string error;
-                if (bytes && WriteFileAtomically(file.toStdString(), *bytes, error, Durability::NoFlush)) files << file;
-            }
-        if (!files.isEmpty()) AddFileList(*mime, files);
+        // A file manager takes each group as an .ico file: its images as the program stores them.
+        std::vector<std::pair<QString, std::vector<std::uint8_t>>> files;
+        for (const int tile : tiles)
+            if (const ExeIconGroupListing* group = document_.Group(tile))
+                if (auto bytes = GroupIconFile(*group)) files.emplace_back(document_.IcoFileName(tile), std::move(*bytes));
+        AddCopiedFiles(*mime, files);
         return mime->formats().isEmpty() ? nullptr : mime.release();
     } catch (const std::bad_alloc&) {
         app_.ShowError(text::kOutOfMemory, text::kOutOfMemoryTitle);
@@ -253,12 +189,10 @@ QMimeData* CFileExeMDI::TilesMimeData(const std::vector<int>& tiles) const {
     }
 }
 
-bool CFileExeMDI::SaveTile(int tile, const QString& path, QString& error) const {
+bool CFileExeMDI::SaveTile(int tile, const std::string& path, std::string& error) const {
     try {
         CIconDoc doc = document_.ReadIconDoc(tile);
-        std::string reason;
-        if (SaveIconProject(path.toStdString(), doc, app_.Prefs().WinExplorerCompatibleOrder != 0, reason)) return true;
-        error = QString::fromStdString(reason);
+        return SaveIconProject(path, doc, app_.Prefs().WinExplorerCompatibleOrder != 0, error);
     } catch (const std::bad_alloc&) {
         error = text::kOutOfMemory;
     }
@@ -266,7 +200,7 @@ bool CFileExeMDI::SaveTile(int tile, const QString& path, QString& error) const 
 }
 
 void CFileExeMDI::OnSaveAsIco() {
-    const std::vector<int> chosen = view->SelectedTiles();
+    const std::vector<int> chosen = SelectedRows(*view);
     if (chosen.size() != 1) return;
     const int tile = chosen.front();
     const QString suggested = QFileInfo(document_.PathName()).dir().filePath(document_.IcoFileName(tile));
@@ -284,13 +218,13 @@ void CFileExeMDI::OnSaveAsIco() {
     if (QFileInfo::exists(path) &&
         !app_.Prompts().AskYesNo(this, text::kOverwriteTitle, QString(text::kOverwriteQuestion).arg(shown)))
         return;
-    QString error;
+    std::string error;
     bool saved = false;
     {
         const WaitCursor busy;
-        saved = SaveTile(tile, path, error);
+        saved = SaveTile(tile, path.toStdString(), error);
     }
-    if (!saved) app_.ShowError(QString(text::kSaveFailed).arg(shown, error));
+    if (!saved) app_.ShowError(QString(text::kSaveFailed).arg(shown, QString::fromStdString(error)));
 }
 
 void CFileExeMDI::OnSaveAll() {
@@ -298,8 +232,6 @@ void CFileExeMDI::OnSaveAll() {
     const QString folder = app_.Prompts().GetExistingDirectory(this, text::kExeSaveAllTitle,
                                                                QFileInfo(document_.PathName()).absolutePath());
     if (folder.isEmpty()) return;
-    const QDir dir(folder);
-
     // One file per group; a name that two groups would share (one name in two languages, or two
     // names that differ only in characters a file name cannot hold) gets " (2)", " (3)", ...
     std::vector<std::string> wanted;
@@ -307,32 +239,10 @@ void CFileExeMDI::OnSaveAll() {
         wanted.push_back(document_.IcoFileName(tile).toStdString());
     QStringList names;
     for (const std::string& name : shell::UniqueFileNames(wanted)) names << QString::fromStdString(name);
-    QStringList existing;
-    for (const QString& name : names)
-        if (QFileInfo::exists(dir.filePath(name))) existing << name;
-    if (!existing.isEmpty() &&
-        !app_.Prompts().AskYesNo(this, text::kOverwriteTitle,
-                                 QString(text::kExeReplaceFiles)
-                                     .arg(existing.size())
-                                     .arg(QDir::toNativeSeparators(folder), ListNames(existing))))
-        return;
-
-    // Written on a worker, to the end: the window paints meanwhile and takes no input.
-    QStringList failures;
-    RunLongWork(
-        app_.Prompts(), this, QString(text::kSavingFile).arg(QDir::toNativeSeparators(folder)),
-        [&] {
-            for (int tile = 0; tile < names.size(); ++tile) {
-                QString error;
-                if (!SaveTile(tile, dir.filePath(names[tile]), error)) failures << names[tile] + ": " + error;
-            }
-        },
-        Cancel::NotAllowed);
-    if (!failures.isEmpty())
-        app_.ShowError(QString(text::kExeSaveAllFailed).arg(QDir::toNativeSeparators(folder), ListNames(failures)));
-    else
-        app_.Window()->statusBar()->showMessage(
-            QString(text::kExeSavedAll).arg(names.size()).arg(QDir::toNativeSeparators(folder)), 5000);
+    SaveFilesToFolder(
+        app_, this, folder, names,
+        [this](int tile, const std::string& path, std::string& error) { return SaveTile(tile, path, error); },
+        text::kExeSavedAll);
 }
 
 void CFileExeMDI::OnOpenAsLibrary() {

@@ -8,10 +8,8 @@
 #include <functional>
 
 #include "app/common/tile_delegate.h"
+#include "app/common/tile_window.h"
 #include "app/program/exe_doc.h"
-
-class QAction;
-class QToolBar;
 
 namespace tellurine::app {
 
@@ -41,8 +39,6 @@ class CFileExeView : public QListView {
 public:
     CFileExeView(CFileExeDocument& document, bool showInfo, QWidget* parent = nullptr);
     [[nodiscard]] CExeTileModel* Model() const { return model_; }
-    // The chosen tiles, in row order.
-    [[nodiscard]] std::vector<int> SelectedTiles() const;
     // What the view says in place of tiles ("This file contains no icons."), or nothing.
     [[nodiscard]] QString Message() const;
     // Called after the view's first paint once the document is read: every tile's picture is made
@@ -60,25 +56,20 @@ private:
     CTileDelegate* delegate_ = nullptr;
 };
 
-class CFileExeMDI : public QWidget {
+class CFileExeMDI : public CTileWindow {
     Q_OBJECT
 public:
     CFileExeMDI(AppContext& app, CFileExeDocument& document, QWidget* parent = nullptr);
     [[nodiscard]] CFileExeDocument& Document() const { return document_; }
 
-    QToolBar* toolBar = nullptr;
     CFileExeView* view = nullptr;
     // What the window's commands (RegisterProgramCommands) may do now: open the chosen groups as
     // icon projects (Enter, double click), copy or save the one chosen group, save every group.
     [[nodiscard]] bool CanOpen() const;
     [[nodiscard]] bool CanCopy() const;
     [[nodiscard]] bool CanSaveAll() const;
-    // The window's own button for a command ("program.copy" ...); null for another id.
-    [[nodiscard]] QAction* Button(const QString& id) const;
 
 public slots:
-    // Has the main window ask its commands again (the chosen tiles or the document's state changed).
-    void updateActions();
     void OnOpenAsProject();
     void OnCopy();
     void OnSaveAsIco();
@@ -94,16 +85,14 @@ public slots:
 private:
     // Writes a tile's group to `path` through the project writer (beside the target, then renamed
     // over it); false with the reason in `error`.
-    bool SaveTile(int tile, const QString& path, QString& error) const;
+    bool SaveTile(int tile, const std::string& path, std::string& error) const;
     // What copying or dragging tiles gives other programs: each group as an .ico file in a
     // temporary folder (the file list and URLs); one group also as the whole icon and a picture.
     QMimeData* TilesMimeData(const std::vector<int>& tiles) const;
     // Sets the program's icons from a file the user chooses, into `group` (the chosen tile's) or
     // a new group; asks before removing a signature.
     void SetIcon(const ExeIconGroupListing* group);
-    AppContext& app_;
     CFileExeDocument& document_;
-    std::vector<std::pair<QAction*, bool (CFileExeMDI::*)() const>> buttons_;
 };
 
 // The program windows' commands: open the chosen icon groups as projects, copy one, save one as

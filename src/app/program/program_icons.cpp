@@ -19,7 +19,7 @@
 namespace tellurine::app {
 
 void CFileExeMDI::OnReplaceIcon() {
-    const std::vector<int> chosen = view->SelectedTiles();
+    const std::vector<int> chosen = SelectedRows(*view);
     if (chosen.size() == 1) SetIcon(document_.Group(chosen.front()));
 }
 
@@ -82,43 +82,41 @@ void CFileExeMDI::SetIcon(const ExeIconGroupListing* group) {
 }
 
 void CFileExeMDI::OnSaveAsPng() {
-    const std::vector<int> chosen = view->SelectedTiles();
+    const std::vector<int> chosen = SelectedRows(*view);
     if (chosen.size() != 1) return;
     const ExeIconGroupListing* group = document_.Group(chosen.front());
     const QString folder = app_.Prompts().GetExistingDirectory(this, text::kExePngFolderTitle,
                                                                QFileInfo(document_.PathName()).absolutePath());
     if (folder.isEmpty() || group == nullptr) return;
     // Named as tellurine-cli extract names them: the group's file stem, the format's place, size
-    // and depth.
+    // and depth; the stored PNG streams as they are, the others encoded on the worker.
     const std::string stem =
         shell::ProgramGroupFileStem(document_.PathName().toStdString(), group->name.Display(), group->cursor);
-    QStringList failures;
-    int saved = 0;
+    CIconGroup formats;
     try {
-        WaitCursor busy;
-        const CIconGroup formats = document_.ReadGroup(chosen.front());
-        for (int i = 0; i < formats.FormatCount(); ++i) {
+        const WaitCursor busy;
+        formats = document_.ReadGroup(chosen.front());
+    } catch (const std::bad_alloc&) {
+        app_.ShowError(text::kOutOfMemory, text::kOutOfMemoryTitle);
+        return;
+    }
+    QStringList names;
+    for (int i = 0; i < formats.FormatCount(); ++i) {
+        const CKvIcon& icon = *formats.FormatAt(i);
+        names << QString::fromStdString(shell::FormatPngFileName(stem, static_cast<std::size_t>(i),
+                                                                 static_cast<int>(icon.Width()),
+                                                                 static_cast<int>(icon.Height()), icon.BitsPerPixel()));
+    }
+    SaveFilesToFolder(
+        app_, this, folder, names,
+        [&formats](int i, const std::string& path, std::string& error) {
             const CKvIcon& icon = *formats.FormatAt(i);
-            const std::string name =
-                shell::FormatPngFileName(stem, static_cast<std::size_t>(i), static_cast<int>(icon.Width()),
-                                         static_cast<int>(icon.Height()), icon.BitsPerPixel());
             const auto unchanged = icon.UnchangedPng();
             std::vector<std::uint8_t> png(unchanged.begin(), unchanged.end());
-            std::string error = "the picture could not be encoded";
-            if ((!png.empty() || icon.EncodePngStream(png)) &&
-                WriteFileAtomically(QDir(folder).filePath(QString::fromStdString(name)).toStdString(), png, error))
-                ++saved;
-            else
-                failures << QString::fromStdString(name + ": " + error);
-        }
-    } catch (const std::bad_alloc&) {
-        failures << text::kOutOfMemory;
-    }
-    if (!failures.isEmpty())
-        app_.ShowError(QString(text::kExeSaveAllFailed).arg(QDir::toNativeSeparators(folder), failures.join('\n')));
-    else
-        app_.Window()->statusBar()->showMessage(
-            QString(text::kExeSavedPngs).arg(saved).arg(QDir::toNativeSeparators(folder)), 5000);
+            error = "the picture could not be encoded";
+            return (!png.empty() || icon.EncodePngStream(png)) && WriteFileAtomically(path, png, error);
+        },
+        text::kExeSavedPngs);
 }
 
 }  // namespace tellurine::app
