@@ -220,10 +220,9 @@ void CFileExeMDI::OnSaveAsIco() {
         return;
     std::string error;
     bool saved = false;
-    {
-        const WaitCursor busy;
-        saved = SaveTile(tile, path.toStdString(), error);
-    }
+    RunLongWork(
+        app_.Prompts(), this, QString(text::kSavingFile).arg(shown),
+        [&] { saved = SaveTile(tile, path.toStdString(), error); }, Cancel::NotAllowed);
     if (!saved) app_.ShowError(QString(text::kSaveFailed).arg(shown, QString::fromStdString(error)));
 }
 
