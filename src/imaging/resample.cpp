@@ -505,9 +505,9 @@ Block PreparedResample::Resample(std::int32_t newWidth, std::int32_t newHeight) 
     return cropped.empty() ? std::move(work) : std::move(cropped);
 }
 
-Block PreparedResample::ResampleHigh(std::int32_t newWidth, std::int32_t newHeight) const {
+Block PreparedResample::ResampleHigh(std::int32_t newWidth, std::int32_t newHeight, const PictureLevel* level) const {
     const DibLayout& layout = *work_->layout;
-    if (newWidth == layout.width && newHeight == layout.height) return dib_->Duplicate();
+    if (level == nullptr && newWidth == layout.width && newHeight == layout.height) return dib_->Duplicate();
     Work& w = *work_;
     if (!w.LoadPlain(*dib_)) return {};
     Block out = CreateDibBlockForPixels(newWidth, newHeight, 32);
@@ -515,7 +515,13 @@ Block PreparedResample::ResampleHigh(std::int32_t newWidth, std::int32_t newHeig
     if (!outLayout) return {};
     WorkImage result;
     result.View(newWidth, newHeight, out.data() + outLayout->pixelOffset);
-    if (!resample_detail::ResampleLanczos(w.plain, result)) return {};
+    // Rows are stored from the bottom: there the level's first row stands off the full picture's.
+    resample_detail::LevelAxis across, down;
+    if (level != nullptr) {
+        across = {level->fullWidth, level->step, 0};
+        down = {level->fullHeight, level->step, level->fullHeight - 1 - (layout.height - 1) * level->step};
+    }
+    if (!resample_detail::ResampleLanczos(w.plain, result, across, down)) return {};
     if (layout.bitCount == 32) return out;
     return StoreWorkImage(result, 24);
 }
@@ -526,6 +532,19 @@ Block ResampleDib(const Block& dib, std::int32_t newWidth, std::int32_t newHeigh
 
 Block ResampleDib(const Block& dib, std::int32_t newWidth, std::int32_t newHeight, ResampleQuality quality) {
     return PreparedResample(dib, 1, quality).Resample(newWidth, newHeight);
+}
+
+Block ResampleLevel(const Block& dib, const PictureLevel& level, std::int32_t newWidth, std::int32_t newHeight) {
+    const auto layout = GetDibLayout(dib);
+    const auto reduced = [&level](std::int32_t full) {
+        return level.step > 0 ? static_cast<std::int32_t>((std::int64_t{full} + level.step - 1) / level.step) : 0;
+    };
+    if (!layout || (layout->bitCount != 24 && layout->bitCount != 32) || layout->width != reduced(level.fullWidth) ||
+        layout->height != reduced(level.fullHeight) ||
+        newWidth <= 0 || newHeight <= 0 || newWidth > kMaxDibDimension || newHeight > kMaxDibDimension)
+        return {};
+    const PreparedResample prepared(dib, 1, ResampleQuality::High);
+    return prepared.ResampleHigh(newWidth, newHeight, &level);
 }
 
 Block ShrinkDib32(const Block& dib, std::int32_t newWidth, std::int32_t newHeight) {

@@ -25,6 +25,19 @@ enum class ResampleQuality { Standard, High };
 Block ResampleDib(const Block& dib, std::int32_t newWidth, std::int32_t newHeight);
 Block ResampleDib(const Block& dib, std::int32_t newWidth, std::int32_t newHeight, ResampleQuality quality);
 
+// A coarser level of a picture, as a JPEG 2000 stream's resolution levels are: each of its pixels
+// stands where the full picture's pixel (x * step, y * step) does, counted from the top left.
+struct PictureLevel {
+    std::int32_t fullWidth = 0;
+    std::int32_t fullHeight = 0;
+    std::int32_t step = 1;
+};
+// `dib`, such a level, resampled with the High quality as the full picture would be: each new
+// pixel centred where it lies on the full picture, so that the level's pixels, which stand off
+// the centres of the blocks they sum up, do not shift the edges. Empty as ResampleDib's, and for a
+// level whose size is not the full one divided by its step, rounded up.
+Block ResampleLevel(const Block& dib, const PictureLevel& level, std::int32_t newWidth, std::int32_t newHeight);
+
 // A 32-bit picture shrunk to newWidth x newHeight (each at most the picture's own) for display:
 // each new pixel the average of the area it covers, weighted by alpha so that the colours of
 // transparent pixels do not show. Much cheaper than ResampleDib, for thumbnails rather than
@@ -53,7 +66,9 @@ public:
     [[nodiscard]] const Block& Source() const { return *dib_; }
 
 private:
-    [[nodiscard]] Block ResampleHigh(std::int32_t newWidth, std::int32_t newHeight) const;
+    [[nodiscard]] Block ResampleHigh(std::int32_t newWidth, std::int32_t newHeight,
+                                     const PictureLevel* level = nullptr) const;
+    friend Block ResampleLevel(const Block&, const PictureLevel&, std::int32_t, std::int32_t);
 
     struct Work;
     const Block* dib_ = nullptr;

@@ -42,44 +42,54 @@ struct Taps {
     std::int64_t sum = 0;
 };
 
-// The taps of every new index along an axis of `from` source pixels made `to` long. Indices past
-// the source's ends are left out rather than clamped, which keeps the taps of both edges alike.
-std::vector<Taps> AxisTaps(std::int32_t from, std::int32_t to) {
-    std::vector<Taps> axis(static_cast<std::size_t>(to));
-    const double scale = static_cast<double>(from) / to;
+// The taps of every new index along an axis of `from` source pixels made `to` long. The source is
+// the axis of a picture `axis.full` long, or a coarser level of it whose pixel k stands where the
+// full picture's pixel `axis.origin + k * axis.step` does: each new pixel is centred where it would
+// be on the full picture. Indices past the source's ends are left out rather than clamped, which
+// keeps the taps of both edges alike.
+std::vector<Taps> AxisTaps(std::int32_t from, std::int32_t to, LevelAxis axis) {
+    if (axis.full == 0) axis = {from, 1, 0};
+    std::vector<Taps> taps(static_cast<std::size_t>(to));
+    const double step = axis.step;
+    const double scale = static_cast<double>(axis.full) / to / step;
     const double widen = std::max(scale, 1.0);
     const double support = kLobes * widen;
-    const std::int32_t half = (to + 1) / 2;  // the left half, and the middle one of an odd count
-    for (std::int32_t i = 0; i < half; ++i) {
-        // The centre of new pixel i in source pixels, from integers and one division: exact for
-        // the middle pixel of an odd count, whose taps then are symmetric too.
-        const double centre =
-            static_cast<double>((2 * std::int64_t{i} + 1) * from - to) / static_cast<double>(2 * std::int64_t{to});
+    // A whole picture's taps are the mirror image of each other about the middle: only the left
+    // half (and the middle one of an odd count) is computed.
+    const bool mirrored = axis.step == 1 && axis.origin == 0 && axis.full == from;
+    const std::int32_t computed = mirrored ? (to + 1) / 2 : to;
+    for (std::int32_t i = 0; i < computed; ++i) {
+        // The centre of new pixel i in full-picture pixels, from integers and one division: exact
+        // for the middle pixel of an odd count, whose taps then are symmetric too; then in source
+        // pixels.
+        const double full = static_cast<double>((2 * std::int64_t{i} + 1) * axis.full - to) /
+                            static_cast<double>(2 * std::int64_t{to});
+        const double centre = (full - axis.origin) / step;
         const auto first = std::max<std::int32_t>(0, static_cast<std::int32_t>(std::floor(centre - support)) + 1);
         const auto last = std::min<std::int32_t>(from - 1, static_cast<std::int32_t>(std::ceil(centre + support)) - 1);
-        Taps& taps = axis[static_cast<std::size_t>(i)];
-        taps.first = first;
+        Taps& t = taps[static_cast<std::size_t>(i)];
+        t.first = first;
         for (std::int32_t j = first; j <= last; ++j) {
             const auto w = static_cast<std::int32_t>(std::lround(Lanczos((j - centre) / widen) * kOne));
-            taps.weights.push_back(w);
-            taps.sum += w;
+            t.weights.push_back(w);
+            t.sum += w;
         }
         // A tap whose weights cancel out (possible only for absurd shrinks) falls back to the
         // nearest source pixel.
-        if (taps.sum <= 0) {
-            taps.first = std::clamp<std::int32_t>(static_cast<std::int32_t>(std::lround(centre)), 0, from - 1);
-            taps.weights.assign(1, 1);
-            taps.sum = 1;
+        if (t.sum <= 0) {
+            t.first = std::clamp<std::int32_t>(static_cast<std::int32_t>(std::lround(centre)), 0, from - 1);
+            t.weights.assign(1, 1);
+            t.sum = 1;
         }
     }
-    for (std::int32_t i = half; i < to; ++i) {
-        const Taps& left = axis[static_cast<std::size_t>(to - 1 - i)];
-        Taps& right = axis[static_cast<std::size_t>(i)];
+    for (std::int32_t i = computed; i < to; ++i) {
+        const Taps& left = taps[static_cast<std::size_t>(to - 1 - i)];
+        Taps& right = taps[static_cast<std::size_t>(i)];
         right.weights.assign(left.weights.rbegin(), left.weights.rend());
         right.sum = left.sum;
         right.first = from - left.first - static_cast<std::int32_t>(left.weights.size());
     }
-    return axis;
+    return taps;
 }
 
 // sum / divisor rounded half up, for a positive divisor and a sum of either sign.
@@ -95,10 +105,10 @@ using Weighted = std::vector<std::int32_t>;
 
 }  // namespace
 
-bool ResampleLanczos(const WorkImage& src, WorkImage& dst) {
+bool ResampleLanczos(const WorkImage& src, WorkImage& dst, LevelAxis across, LevelAxis down) {
     try {
-        const std::vector<Taps> columns = AxisTaps(src.width, dst.width);
-        const std::vector<Taps> rows = AxisTaps(src.height, dst.height);
+        const std::vector<Taps> columns = AxisTaps(src.width, dst.width, across);
+        const std::vector<Taps> rows = AxisTaps(src.height, dst.height, down);
         const auto newWidth = static_cast<std::size_t>(dst.width);
 
         // Across first: every source row becomes a row of the new width.

@@ -59,8 +59,17 @@ bool AreaAverage(const WorkImage& src, WorkImage& dst, double sx, double sy);
 // definition); sources without alpha pass false.
 void Interpolate(const WorkImage& src, WorkImage& dst, double sx, double sy, bool borrowColour);
 
+// An axis of a picture `full` pixels long, whose source pixel k stands where the full picture's
+// pixel `origin + k * step` does (a coarser level of it); all zero for the source itself.
+struct LevelAxis {
+    std::int32_t full = 0;
+    std::int32_t step = 1;
+    std::int32_t origin = 0;
+};
+
 // The high-quality resampler (resample_high.cpp): `src` filtered into every pixel of `dst`, any
-// sizes. False when its working rows cannot be had.
-bool ResampleLanczos(const WorkImage& src, WorkImage& dst);
+// sizes, each new pixel centred where it lies on the full picture along each axis (rows counted
+// from the bottom, as stored). False when its working rows cannot be had.
+bool ResampleLanczos(const WorkImage& src, WorkImage& dst, LevelAxis across = {}, LevelAxis down = {});
 
 }  // namespace tellurine::resample_detail

@@ -233,6 +233,36 @@ TEST(ResampleDib, HighQualityKeepsSymmetryFlatAreasAndHidesTransparentColours) {
     }
 }
 
+// A coarser level (each pixel the full picture's pixel (4x, 4y) from the top left, as JPEG 2000
+// levels stand) resampled as the full picture would be: on ramps along both axes it gives the
+// full picture's result inside the edges' reach, where resampling the level as a picture of its
+// own is off by up to a pixel and a half of the full picture.
+TEST(ResampleLevel, GivesWhatTheFullPictureGivesAndRefusesLevelsOfAnotherSize) {
+    constexpr int kW = 66, kH = 62, kStep = 4, kLw = 17, kLh = 16;
+    const auto ramp = [](int x, int top) { return Px{U8(3 * x), U8(4 * top), 128, 255}; };
+    const Block full = MakeDib(kW, kH, 32, [&](int x, int y) { return ramp(x, kH - 1 - y); });
+    const Block level = MakeDib(kLw, kLh, 32, [&](int x, int y) { return ramp(kStep * x, kStep * (kLh - 1 - y)); });
+    const PictureLevel spec{kW, kH, kStep};
+    const Block expected = ResampleDib(full, 22, 20, ResampleQuality::High);
+    const Block fromLevel = ResampleLevel(level, spec, 22, 20);
+    const Block plain = ResampleDib(level, 22, 20, ResampleQuality::High);
+    ExpectShape(fromLevel, 22, 20, 32);
+    int worst = 0, plainWorst = 0;
+    for (int y = 3; y < 17; ++y)
+        for (int x = 3; x < 19; ++x)
+            for (int c : {0, 1}) {
+                worst = std::max(worst, std::abs(At(fromLevel, x, y)[c] - At(expected, x, y)[c]));
+                plainWorst = std::max(plainWorst, std::abs(At(plain, x, y)[c] - At(expected, x, y)[c]));
+            }
+    EXPECT_LE(worst, 1);
+    EXPECT_GE(plainWorst, 4);
+
+    EXPECT_TRUE(ResampleLevel(level, {kW + 4, kH, kStep}, 22, 20).empty());
+    EXPECT_TRUE(ResampleLevel(level, {kW, kH, 0}, 22, 20).empty());
+    EXPECT_TRUE(ResampleLevel(level, spec, 0, 20).empty());
+    EXPECT_TRUE(ResampleLevel(MakeDib(kLw, kLh, 8, [](int, int) { return Px{}; }), spec, 22, 20).empty());
+}
+
 TEST(ShrinkDib32, AveragesTheAreaWeightedByAlphaAndRefusesGrowing) {
     // Left half opaque blue-ish, right half transparent red: the red never shows.
     const Block src = MakeDib(4, 2, 32, [](int x, int) { return x < 2 ? Px{200, 100, 0, 255} : Px{0, 0, 255, 0}; });
