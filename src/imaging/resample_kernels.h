@@ -70,6 +70,6 @@ struct LevelAxis {
 // The high-quality resampler (resample_high.cpp): `src` filtered into every pixel of `dst`, any
 // sizes, each new pixel centred where it lies on the full picture along each axis (rows counted
 // from the bottom, as stored). False when its working rows cannot be had.
-bool ResampleLanczos(const WorkImage& src, WorkImage& dst, LevelAxis across = {}, LevelAxis down = {});
+bool ResampleLanczos(const WorkImage& src, WorkImage& dst, LevelAxis columnAxis = {}, LevelAxis rowAxis = {});
 
 }  // namespace tellurine::resample_detail
