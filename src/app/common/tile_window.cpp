@@ -77,7 +77,7 @@ void CTileWindow::updateActions() {
     app_.Commands().Update();
 }
 
-bool SaveFilesToFolder(AppContext& app, QWidget* parent, const QString& folder, const QStringList& names,
+void SaveFilesToFolder(AppContext& app, QWidget* parent, const QString& folder, const QStringList& names,
                        const std::function<bool(int, const std::string& path, std::string& error)>& write,
                        const char* saved) {
     const QDir dir(folder);
@@ -88,7 +88,7 @@ bool SaveFilesToFolder(AppContext& app, QWidget* parent, const QString& folder, 
     if (!existing.isEmpty() &&
         !app.Prompts().AskYesNo(parent, text::kOverwriteTitle,
                                 QString(text::kExeReplaceFiles).arg(existing.size()).arg(shown, ListNames(existing))))
-        return false;
+        return;
     // Written on a worker, to the end: the window paints meanwhile and takes no input.
     QStringList failures;
     RunLongWork(
@@ -109,7 +109,6 @@ bool SaveFilesToFolder(AppContext& app, QWidget* parent, const QString& folder, 
         app.ShowError(QString(text::kExeSaveAllFailed).arg(shown, ListNames(failures)));
     else
         app.Window()->statusBar()->showMessage(QString(saved).arg(names.size()).arg(shown), 5000);
-    return true;
 }
 
 }  // namespace tellurine::app

@@ -57,8 +57,8 @@ private:
 // Saves files into a folder the user chose. The names there already are asked about first, in
 // one question; then `write(i, path, error)` writes the i-th on a worker while the window paints.
 // The failures are listed in one message, or else the status bar says `saved` ("%1 icons saved in
-// %2") with the count and the folder. False when the user would not replace the files.
-bool SaveFilesToFolder(AppContext& app, QWidget* parent, const QString& folder, const QStringList& names,
+// %2") with the count and the folder. Nothing is written when the user would not replace the files.
+void SaveFilesToFolder(AppContext& app, QWidget* parent, const QString& folder, const QStringList& names,
                        const std::function<bool(int, const std::string& path, std::string& error)>& write,
                        const char* saved);
 
