@@ -74,14 +74,11 @@ bool Deliver(std::span<const std::uint8_t> stored, std::int32_t width, std::int3
     }
     const auto layout = GetDibLayout(picture);
     if (!layout) throw std::bad_alloc();
-    if (level.step > 1) {
-        const ThumbnailDimensions fit = FitThumbnail(level.fullWidth, level.fullHeight, size);
-        const Block resampled = ResampleLevel(picture, level, fit.width, fit.height);
-        if (resampled.empty() || !EncodePng(resampled, png, kPngLevel)) throw std::bad_alloc();
-        return true;
-    }
-    const ThumbnailDimensions fit = FitThumbnail(layout->width, layout->height, size);
-    const Block resampled = ResampleDib(picture, fit.width, fit.height, ResampleQuality::High);
+    const bool isLevel = level.step > 1;
+    const ThumbnailDimensions fit = isLevel ? FitThumbnail(level.fullWidth, level.fullHeight, size)
+                                            : FitThumbnail(layout->width, layout->height, size);
+    const Block resampled = isLevel ? ResampleLevel(picture, level, fit.width, fit.height)
+                                    : ResampleDib(picture, fit.width, fit.height, ResampleQuality::High);
     if (resampled.empty() || !EncodePng(resampled, png, kPngLevel)) throw std::bad_alloc();
     return true;
 }
@@ -159,7 +156,7 @@ bool CatalogThumbnail(const std::string& path, std::span<const std::uint8_t> byt
         // picture would be (a level's pixels stand off the centres of the blocks they sum up).
         // That differs from the whole picture's thumbnail by under 1 in 255 on average and a
         // tenth of the range at the sharpest edges; a level of the thumbnail's own size would be
-        // off by 1 to 3 on average and by half the range at edges.
+        // off by 1 to 3 on average and by up to half the range at edges.
         const ThumbnailCandidate& f = formats[static_cast<std::size_t>(chosen)];
         const ThumbnailDimensions fit = FitThumbnail(f.width, f.height, size);
         CKvIcon icon;
