@@ -136,10 +136,20 @@ inline bool Filter(const WorkImage& src, WorkImage& dst, LevelAxis columnAxis, L
         const std::vector<Taps> rows = AxisTaps(src.height, dst.height, rowAxis);
         const auto newWidth = static_cast<std::size_t>(dst.width);
 
-        // Across first: every source row becomes a row of the new width.
-        Weighted across(newWidth * static_cast<std::size_t>(src.height) * 4);
+        // Across first: a source row becomes a row of the new width when the rows down first need
+        // it. Only the last `window` rows made are kept, in turn, as many as one new row's taps
+        // reach: a few kilobytes for a thumbnail, where all the rows would take half a megabyte of
+        // pages that a short-lived process pays for once each.
+        std::size_t window = 1;
+        for (const Taps& taps : rows) window = std::max(window, taps.weights.size());
+        Weighted across(newWidth * window * 4);
+        std::vector<std::int32_t> held(window, -1);  // the source row each place holds
         Weighted line(static_cast<std::size_t>(src.width) * 4);
-        for (std::int32_t y = 0; y < src.height; ++y) {
+        const auto acrossRow = [&](std::int32_t y) {
+            const std::size_t place = static_cast<std::size_t>(y) % window;
+            std::int32_t* out = &across[place * newWidth * 4];
+            if (held[place] == y) return static_cast<const std::int32_t*>(out);
+            held[place] = y;
             const std::uint8_t* in = src.Row(y);
             for (std::int32_t x = 0; x < src.width; ++x, in += 4) {
                 const std::int32_t a = in[3];
@@ -149,7 +159,7 @@ inline bool Filter(const WorkImage& src, WorkImage& dst, LevelAxis columnAxis, L
                 p[2] = in[2] * a;
                 p[3] = a * 255;
             }
-            std::int32_t* out = &across[static_cast<std::size_t>(y) * newWidth * 4];
+            std::int32_t* next = out;
             for (const Taps& taps : columns) {
                 std::int64_t sums[4] = {};
                 const std::int32_t* p = &line[static_cast<std::size_t>(taps.first) * 4];
@@ -157,9 +167,10 @@ inline bool Filter(const WorkImage& src, WorkImage& dst, LevelAxis columnAxis, L
                     for (int c = 0; c < 4; ++c) sums[c] += std::int64_t{w} * p[c];
                     p += 4;
                 }
-                for (int c = 0; c < 4; ++c) *out++ = DivideRounded(sums[c], taps.sum);
+                for (int c = 0; c < 4; ++c) *next++ = DivideRounded(sums[c], taps.sum);
             }
-        }
+            return static_cast<const std::int32_t*>(out);
+        };
 
         // Then down: every new row from the rows across, then back to straight alpha.
         std::vector<std::int64_t> sums(newWidth * 4);
@@ -168,7 +179,7 @@ inline bool Filter(const WorkImage& src, WorkImage& dst, LevelAxis columnAxis, L
             std::fill(sums.begin(), sums.end(), 0);
             for (std::size_t k = 0; k < taps.weights.size(); ++k) {
                 const std::int64_t w = taps.weights[k];
-                const std::int32_t* in = &across[(static_cast<std::size_t>(taps.first) + k) * newWidth * 4];
+                const std::int32_t* in = acrossRow(taps.first + static_cast<std::int32_t>(k));
                 for (std::size_t i = 0; i < newWidth * 4; ++i) sums[i] += w * in[i];
             }
             std::uint8_t* out = dst.Row(y);
