@@ -127,6 +127,14 @@ PictureLevel LevelOf(const CKvIcon& picture, std::int32_t w, std::int32_t h) {
     return {};
 }
 
+// A Windows icon's image that is a PNG stream, as the file holds it; empty for any other.
+std::span<const std::uint8_t> IconPngStream(std::span<const std::uint8_t> bytes, const CatalogFormat& f) {
+    if (f.source != CatalogSource::IconImage || f.offset > bytes.size() || f.length > bytes.size() - f.offset)
+        return {};
+    const std::span<const std::uint8_t> stream = bytes.subspan(f.offset, f.length);
+    return IsPngStream(stream) ? stream : std::span<const std::uint8_t>{};
+}
+
 // The chosen format of an icon.
 bool FormatThumbnail(const CIconDoc& doc, int size, std::vector<std::uint8_t>& png) {
     std::vector<ThumbnailCandidate> formats;
@@ -159,10 +167,17 @@ bool CatalogThumbnail(const std::string& path, std::span<const std::uint8_t> byt
         // off by 1 to 3 on average and by up to half the range at edges.
         const ThumbnailCandidate& f = formats[static_cast<std::size_t>(chosen)];
         const ThumbnailDimensions fit = FitThumbnail(f.width, f.height, size);
+        const int index = indices[static_cast<std::size_t>(chosen)];
+        // A PNG image to be resampled is decoded once: read as an icon image, its whole stream
+        // would be inflated first to check it. The decoder refuses a damaged one just the same.
+        const auto stream = IconPngStream(bytes, catalog.icons.front().formats[static_cast<std::size_t>(index)]);
+        std::int32_t w = 0, h = 0;
         CKvIcon icon;
-        if (ReadCatalogFormat(path, bytes, catalog, 0, indices[static_cast<std::size_t>(chosen)], icon,
-                              2 * std::max(fit.width, fit.height)))
+        if (!stream.empty() && PngDimensions(stream, w, h) && (fit.width != w || fit.height != h)) {
+            if (Block picture = DecodePng(stream, 32)) return Deliver({}, 0, 0, std::move(picture), size, png);
+        } else if (ReadCatalogFormat(path, bytes, catalog, 0, index, icon, 2 * std::max(fit.width, fit.height))) {
             return IconThumbnail(icon, size, png, LevelOf(icon, f.width, f.height));
+        }
         formats.erase(formats.begin() + chosen);
         indices.erase(indices.begin() + chosen);
     }

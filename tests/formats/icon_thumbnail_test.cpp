@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <tuple>
@@ -92,6 +93,16 @@ TEST(IconThumbnail, IconsAndProgramsGiveTheirChosenFormat) {
     const auto file = format_test::IconFileOf({Plain(32, kRed), Plain(64, kGreen), Plain(48, kBlue)});
     const Made fitted = Thumbnail("a.ico", file, 40);
     EXPECT_EQ(std::tuple(fitted.width, fitted.height, fitted.centre), std::tuple(40, 40, kBlue));
+    // A PNG image is resampled from its stream; a damaged one gives way to the next choice.
+    CKvIcon compressed = Plain(256, kGreen);
+    compressed.SetCompressed(true);
+    auto withPng = format_test::IconFileOf({Plain(32, kRed), std::move(compressed)});
+    const Made fromPng = Thumbnail("b.ico", withPng, 64);
+    EXPECT_EQ(std::tuple(fromPng.width, fromPng.height, fromPng.centre), std::tuple(64, 64, kGreen));
+    const std::string idat = "IDAT";
+    *(std::search(withPng.begin(), withPng.end(), idat.begin(), idat.end()) + 8) ^= 0x55;
+    const Made passedOver = Thumbnail("b.ico", withPng, 64);
+    EXPECT_EQ(std::tuple(passedOver.width, passedOver.height, passedOver.centre), std::tuple(32, 32, kRed));
 
     using pe_test::GroupData;
     const std::uint16_t kIcon = 3, kGroup = 14;
