@@ -101,7 +101,13 @@ bool ProgramThumbnail(std::span<const std::uint8_t> bytes, int size, std::vector
         if (chosen < 0) continue;
         const std::span<const std::uint8_t> image = images[static_cast<std::size_t>(chosen)];
         const ThumbnailCandidate& format = formats[static_cast<std::size_t>(chosen)];
-        if (IsIntactPlainRgbaPng(image, PngCheckMemory::SmallWindow))
+        // A stream shown at its own size is checked and copied; one to be resampled is decoded
+        // once, which refuses a damaged one as checking would.
+        const ThumbnailDimensions fit = FitThumbnail(format.width, format.height, size);
+        const bool resized = fit.width != format.width || fit.height != format.height;
+        if (IsPngStream(image) && resized)
+            if (Block picture = DecodePng(image, 32)) return Deliver({}, 0, 0, std::move(picture), size, png);
+        if (!resized && IsIntactPlainRgbaPng(image, PngCheckMemory::SmallWindow))
             return Deliver(image, format.width, format.height, {}, size, png);
         CKvIcon icon;
         if (icon.ReadImage(image, static_cast<std::uint32_t>(image.size()), 0) == 0) return false;

@@ -94,9 +94,9 @@ TEST(IconThumbnail, IconsAndProgramsGiveTheirChosenFormat) {
     const Made fitted = Thumbnail("a.ico", file, 40);
     EXPECT_EQ(std::tuple(fitted.width, fitted.height, fitted.centre), std::tuple(40, 40, kBlue));
     // A PNG image is resampled from its stream; a damaged one gives way to the next choice.
-    CKvIcon compressed = Plain(256, kGreen);
-    compressed.SetCompressed(true);
-    auto withPng = format_test::IconFileOf({Plain(32, kRed), std::move(compressed)});
+    CKvIcon compressedGreen = Plain(256, kGreen);
+    compressedGreen.SetCompressed(true);
+    auto withPng = format_test::IconFileOf({Plain(32, kRed), compressedGreen});
     const Made fromPng = Thumbnail("b.ico", withPng, 64);
     EXPECT_EQ(std::tuple(fromPng.width, fromPng.height, fromPng.centre), std::tuple(64, 64, kGreen));
     const std::string idat = "IDAT";
@@ -115,6 +115,12 @@ TEST(IconThumbnail, IconsAndProgramsGiveTheirChosenFormat) {
     };
     const Made made = Thumbnail("a.exe", pe_test::WritePe(resources, true), 128);
     EXPECT_EQ(std::tuple(made.width, made.height, made.centre), std::tuple(32, 32, kRed));
+    const Made fromPngImage = Thumbnail("b.exe",
+                                        pe_test::WritePe({{kIcon, std::uint16_t{1}, 0, ImageBytes(compressedGreen)},
+                                                          {kGroup, std::uint16_t{1}, 0, GroupData({{1}})}},
+                                                         true),
+                                        64);
+    EXPECT_EQ(std::tuple(fromPngImage.width, fromPngImage.height, fromPngImage.centre), std::tuple(64, 64, kGreen));
 
     // A family's JPEG 2000 picture, read from a level 8 times smaller (twice the size asked), gives
     // what the whole picture would inside the edges' reach; its pixels stand 3.5 pixels off the
