@@ -92,4 +92,7 @@ inline Px At(const Block& b, int x, int y) {
     return Px{p[0], p[1], p[2], bpp == 4 ? p[3] : std::uint8_t{255}};
 }
 
+// The pixel at column x of row y counted from the top of the picture.
+inline Px TopDown(const Block& b, int x, int y) { return At(b, x, DibHeight(b) - 1 - y); }
+
 }  // namespace tellurine::test

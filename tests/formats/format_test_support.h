@@ -14,9 +14,11 @@
 #include <iterator>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <zlib.h>
 
 #include "formats/ico_file.h"
 #include "formats/image_header.h"
@@ -37,6 +39,24 @@ inline Bytes ReadBytes(const std::filesystem::path& path) {
 inline void WriteBytes(const std::filesystem::path& path, std::span<const std::uint8_t> bytes) {
     std::ofstream(path, std::ios::binary)
         .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+}
+
+// The bytes of a text, as a file holds them.
+inline Bytes Text(std::string_view text) { return Bytes(text.begin(), text.end()); }
+
+// Bytes packed by zlib's deflate at its best: a raw stream (window bits -15) or a gzip one (31).
+inline Bytes Deflate(std::span<const std::uint8_t> in, int windowBits) {
+    z_stream z{};
+    EXPECT_EQ(deflateInit2(&z, 9, Z_DEFLATED, windowBits, 8, Z_DEFAULT_STRATEGY), Z_OK);
+    Bytes out(deflateBound(&z, static_cast<uLong>(in.size())) + 32);  // room for a gzip header too
+    z.next_in = const_cast<Bytef*>(in.data());
+    z.avail_in = static_cast<uInt>(in.size());
+    z.next_out = out.data();
+    z.avail_out = static_cast<uInt>(out.size());
+    EXPECT_EQ(deflate(&z, Z_FINISH), Z_STREAM_END);
+    out.resize(z.total_out);
+    deflateEnd(&z);
+    return out;
 }
 
 // A folder of its own under the temporary directory, removed with what it holds at the end of the scope.
@@ -158,12 +178,17 @@ inline StoredImageFormat StoredFormatOf(const CKvIcon& icon) {
             icon.HasAlpha(), icon.IsCompressed()};
 }
 
-// An icon file of these formats.
-inline Bytes IconFileOf(std::vector<CKvIcon> formats) {
+// A project of these formats, in this order.
+inline CIconDoc DocOf(std::vector<CKvIcon> formats) {
     CIconDoc doc;
     for (CKvIcon& icon : formats) doc.AddFormat(std::move(icon));
+    return doc;
+}
+
+// An icon file of these formats.
+inline Bytes IconFileOf(std::vector<CKvIcon> formats) {
     Bytes out;
-    EXPECT_TRUE(WriteIconFile(doc, false, out));
+    EXPECT_TRUE(WriteIconFile(DocOf(std::move(formats)), false, out));
     return out;
 }
 

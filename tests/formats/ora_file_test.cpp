@@ -21,7 +21,9 @@ namespace tellurine {
 namespace {
 
 using format_test::Bytes;
+using format_test::Text;
 using test::Px;
+using test::TopDown;
 
 struct Entry {
     std::string name;
@@ -40,19 +42,7 @@ void Put32(Bytes& b, std::uint32_t v) { Put(b, v, 4); }
 Bytes WriteZip(const std::vector<Entry>& entries) {
     Bytes out, directory;
     for (const Entry& e : entries) {
-        Bytes data = e.data;
-        if (e.deflate) {
-            z_stream zs{};
-            deflateInit2(&zs, 9, Z_DEFLATED, -MAX_WBITS, 8, Z_DEFAULT_STRATEGY);
-            data.resize(deflateBound(&zs, static_cast<uLong>(e.data.size())));
-            zs.next_in = const_cast<Bytef*>(e.data.data());
-            zs.avail_in = static_cast<uInt>(e.data.size());
-            zs.next_out = data.data();
-            zs.avail_out = static_cast<uInt>(data.size());
-            deflate(&zs, Z_FINISH);
-            data.resize(zs.total_out);
-            deflateEnd(&zs);
-        }
+        const Bytes data = e.deflate ? format_test::Deflate(e.data, -MAX_WBITS) : e.data;
         const auto crc = static_cast<std::uint32_t>(crc32(0, e.data.data(), static_cast<uInt>(e.data.size())));
         const auto offset = static_cast<std::uint32_t>(out.size());
         for (Bytes* header : {&out, &directory}) {
@@ -85,10 +75,6 @@ Bytes WriteZip(const std::vector<Entry>& entries) {
     return out;
 }
 
-Bytes Text(std::string_view s) {
-    return Bytes(s.begin(), s.end());
-}
-
 // A PNG of w x h pixels, each f(x, y) with y counted from the top.
 Bytes Png(int w, int h, const std::function<Px(int, int)>& f) {
     Bytes png;
@@ -98,11 +84,6 @@ Bytes Png(int w, int h, const std::function<Px(int, int)>& f) {
 
 Px Pattern(int x, int y) {
     return {static_cast<std::uint8_t>(x * 8), static_cast<std::uint8_t>(y * 8), 90, 255};
-}
-
-// The pixel at (x, y) counted from the top.
-Px TopDown(const Block& b, int x, int y) {
-    return test::At(b, x, DibHeight(b) - 1 - y);
 }
 
 // A 32 x 32 document, top first: a "16" layer at (8, 4), a hidden group holding a "32" layer, a

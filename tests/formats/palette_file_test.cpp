@@ -12,12 +12,14 @@
 
 #include <gtest/gtest.h>
 
+#include "formats/format_test_support.h"
 #include "formats/palette_file.h"
 
 namespace tellurine {
 namespace {
 
-using Bytes = std::vector<std::uint8_t>;
+using format_test::Bytes;
+using format_test::Text;
 
 // Bytes laid out field by field.
 class Lay {
@@ -66,10 +68,6 @@ public:
 private:
     Bytes bytes_;
 };
-
-Bytes Text(std::string_view s) {
-    return Bytes(s.begin(), s.end());
-}
 
 Lay AseHeader(std::uint32_t blocks) {
     return Lay().Text("ASEF").BE16({1, 0}).BE32(blocks);

@@ -1,7 +1,6 @@
 #include "formats/svg_file.h"
 
 #include <gtest/gtest.h>
-#include <zlib.h>
 
 #include <cstdlib>
 #include <string>
@@ -15,10 +14,7 @@ namespace {
 
 using format_test::Bytes;
 using format_test::Rgba;
-
-Bytes Text(const std::string& s) {
-    return Bytes(s.begin(), s.end());
-}
+using format_test::Text;
 
 // A circle clipping a blue square, a blurred yellow square, and a half-transparent red bar: what
 // a renderer of SVG Tiny alone gets wrong.
@@ -100,17 +96,7 @@ TEST(SvgDrawing, HostileDrawingsAreRefusedOrDrawnWithoutWhatTheyReferTo) {
     for (int y = 0; y < 16; ++y) EXPECT_EQ(Pixel(rendered, 8, y)[3], 0);
 
     // A gzip-compressed drawing (.svgz) reads as the plain one.
-    Bytes packed(compressBound(kDrawing.size()) + 32);
-    z_stream z{};
-    ASSERT_EQ(deflateInit2(&z, 9, Z_DEFLATED, 31, 8, Z_DEFAULT_STRATEGY), Z_OK);
-    z.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(kDrawing.data()));
-    z.avail_in = static_cast<uInt>(kDrawing.size());
-    z.next_out = packed.data();
-    z.avail_out = static_cast<uInt>(packed.size());
-    ASSERT_EQ(deflate(&z, Z_FINISH), Z_STREAM_END);
-    packed.resize(z.total_out);
-    deflateEnd(&z);
-    ASSERT_TRUE(drawing.Load(packed, error)) << error;
+    ASSERT_TRUE(drawing.Load(format_test::Deflate(Text(kDrawing), 31), error)) << error;
     EXPECT_EQ(Pixel(drawing.Render(16, 16), 8, 8), (Rgba{255, 204, 0, 255}));
 
     for (const auto& [path, head, svg] : {std::tuple{"a.SVG", "", true}, std::tuple{"a.svgz", "", true},

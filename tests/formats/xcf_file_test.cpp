@@ -17,6 +17,7 @@ namespace {
 
 using format_test::Bytes;
 using test::Px;
+using test::TopDown;
 
 struct Property {
     std::uint32_t type;
@@ -215,11 +216,6 @@ Bytes Pixels(int width, int height, const std::function<Bytes(int, int)>& f) {
 Bytes Varied(int x, int y) {
     return {static_cast<std::uint8_t>(x * 3), static_cast<std::uint8_t>(y * 5), static_cast<std::uint8_t>(x ^ y),
             static_cast<std::uint8_t>((x + y) % 5 == 0 ? 0 : 255 - x)};
-}
-
-// The pixel at (x, y) counted from the top, blue first.
-Px TopDown(const Block& b, int x, int y) {
-    return test::At(b, x, DibHeight(b) - 1 - y);
 }
 
 // A 100 x 70 RGB document, top first: a "16" at (4, 3) with half opacity, a hidden group holding a
