@@ -347,9 +347,7 @@ TEST(IcnsFamily, FormatsNotHeldAreNamed) {
             }
         return icon;
     };
-    CIconDoc doc;
-    doc.AddFormat(truecolour(0));
-    doc.AddFormat(truecolour(255));  // a second 32 x 32: "ic11"
+    CIconDoc doc = format_test::DocOf({truecolour(0), truecolour(255)});  // the second 32 x 32: "ic11"
     CKvIcon windows;  // 4 bits whose table is not the Macintosh one
     ASSERT_EQ(windows.SetFormat(16, 16, 16, false), 1);
     IconImageLayout l;
@@ -688,9 +686,8 @@ TEST(IcnsFiles, ResourceFamiliesAreNamedFromTheMap) {
 }
 
 TEST(IcnsFiles, ProjectsAreSavedByTheirMacintoshFlag) {
-    CIconDoc doc;
-    doc.AddFormat(Icon32(32, 32, [](int x, int) { return Rgba{std::uint8_t(x), 0, 0, 255}; }));
-    doc.AddFormat(Icon32(96, 96, [](int, int) { return Rgba{0, 0, 0, 255}; }));
+    CIconDoc doc = format_test::DocOf({Icon32(32, 32, [](int x, int) { return Rgba{std::uint8_t(x), 0, 0, 255}; }),
+                                       Icon32(96, 96, [](int, int) { return Rgba{0, 0, 0, 255}; })});
     Bytes out;
     std::vector<int> leftOut;
     doc.macintosh = true;
@@ -703,8 +700,7 @@ TEST(IcnsFiles, ProjectsAreSavedByTheirMacintoshFlag) {
     EXPECT_EQ(LoadU16(out.data() + 4), 2);
 
     // A project with nothing the family can hold is not written.
-    CIconDoc odd;
-    odd.AddFormat(Icon32(20, 20, [](int, int) { return Rgba{0, 0, 0, 255}; }));
+    CIconDoc odd = format_test::DocOf({Icon32(20, 20, [](int, int) { return Rgba{0, 0, 0, 255}; })});
     odd.macintosh = true;
     EXPECT_FALSE(WriteIconProject(odd, false, out, &leftOut));
     EXPECT_TRUE(out.empty());

@@ -103,12 +103,10 @@ INSTANTIATE_TEST_SUITE_P(DepthsAndSizes, IcoRoundTrip, ::testing::ValuesIn(Round
 // Images follow the directory in the save order, each at its entry's offset, and equal formats
 // keep their order; saving again, or saving what was read, gives the same bytes.
 TEST(IcoWrite, ImagesFollowEachOtherInSortedOrder) {
-    CIconDoc doc;
-    doc.AddFormat(MakeIcon(32, 32, 0, true, 1, true));
-    doc.AddFormat(MakeIcon(16, 16, 2, false, 2));
-    doc.AddFormat(MakeIcon(48, 48, 256, false, 3));
-    doc.AddFormat(MakeIcon(16, 16, 0, false, 4));
-    doc.AddFormat(MakeIcon(48, 48, 256, false, 5));  // compares equal to the third
+    // The last compares equal to the third.
+    CIconDoc doc = format_test::DocOf({MakeIcon(32, 32, 0, true, 1, true), MakeIcon(16, 16, 2, false, 2),
+                                       MakeIcon(48, 48, 256, false, 3), MakeIcon(16, 16, 0, false, 4),
+                                       MakeIcon(48, 48, 256, false, 5)});
     const std::vector<std::uint8_t> file = Write(doc);
     ASSERT_EQ(LoadU16(file.data() + 4), 5);
     const int bits[] = {1, 8, 8, 24, 32};
@@ -158,9 +156,7 @@ TEST(IcoWrite, RefusesWhatCouldNotBeReadBack) {
 // --- Reading what others write -------------------------------------------------------------
 
 TEST(IcoRead, CursorLoadsAndSavesAsAnIcon) {
-    CIconDoc doc;
-    doc.AddFormat(MakeIcon(32, 32, 2, false, 3));
-    doc.AddFormat(MakeIcon(32, 32, 0, true, 4, true));
+    CIconDoc doc = format_test::DocOf({MakeIcon(32, 32, 2, false, 3), MakeIcon(32, 32, 0, true, 4, true)});
     std::vector<std::uint8_t> file = Write(doc);
     StoreU16(file.data() + 2, 2);
     StoreU16(file.data() + 6 + 4, 9);   // hotspot x
@@ -505,9 +501,8 @@ TEST(IcoMaskLeftOut, EndsWhereItsEntrySays) {
 // and a failed load (not an icon, no file) gives an error and an empty document.
 TEST(IcoFiles, SaveLoadAndTheirFailures) {
     const format_test::ScratchDir dir;
-    CIconDoc doc;
-    doc.AddFormat(MakeIcon(48, 48, 0, true, 5));
-    doc.AddFormat(MakeIcon(256, 256, 0, true, 6, true));
+    const CIconDoc doc =
+        format_test::DocOf({MakeIcon(48, 48, 0, true, 5), MakeIcon(256, 256, 0, true, 6, true)});
     const std::string path = (dir / "a.ico").string();
     std::string error;
     ASSERT_TRUE(SaveIconProject(path, doc, false, error)) << error;

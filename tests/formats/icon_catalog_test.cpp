@@ -41,9 +41,8 @@ bool SamePicture(const CKvIcon& a, const CKvIcon& b) {
 // A stream damaged past its header is listed from the header and found only when decoded: an
 // icon file that a full read refuses, a family element that a full read leaves out.
 TEST(IconCatalog, StreamDamagedPastItsHeaderIsListedButNotDecoded) {
-    CIconDoc family;
-    family.AddFormat(format_test::MakeIcon(32, 32, 0, true, 3));
-    family.AddFormat(format_test::MakeIcon(256, 256, 0, true, 4));
+    const CIconDoc family = format_test::DocOf({format_test::MakeIcon(32, 32, 0, true, 3),
+                                                format_test::MakeIcon(256, 256, 0, true, 4)});
     Bytes icns;
     ASSERT_TRUE(WriteIcnsFamily(family, icns, nullptr, {.pngStreams = true}));
     const struct {

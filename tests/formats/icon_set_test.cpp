@@ -203,13 +203,11 @@ Block DecodedFile(const std::vector<IconSetFile>& plan, const std::vector<Bytes>
 }
 
 TEST(IconSet, HandTunedSizesOfAProjectAreKeptAndOnlyMissingSizesScaled) {
-    CIconDoc doc;
-    doc.AddFormat(Format(Smooth(256), 32));                                                      // 0
-    doc.AddFormat(Format(Smooth(32), 32));                                                       // 1
-    doc.AddFormat(Format(Checkerboard(16), 8));                                                  // 2
-    doc.AddFormat(Format(Checkerboard(16), 32));                                                 // 3
-    doc.AddFormat(Format(MakeDib(24, 24, 32, [](int, int) { return Px{0, 128, 0, 255}; }), 4));  // 4
-    doc.AddFormat(Format(Smooth(48), 24));                                                       // 5
+    // 0 and 1 smooth at 32 bits, 2 and 3 the pattern at 8 and 32, 4 green at 4 bits, 5 smooth at 24.
+    CIconDoc doc = format_test::DocOf({Format(Smooth(256), 32), Format(Smooth(32), 32), Format(Checkerboard(16), 8),
+                                       Format(Checkerboard(16), 32),
+                                       Format(MakeDib(24, 24, 32, [](int, int) { return Px{0, 128, 0, 255}; }), 4),
+                                       Format(Smooth(48), 24)});
     const Block exact16 = doc.GetFormat(3)->Icon().To32BitDib();
 
     // The exact size (of two, the 32-bit one), else the smallest larger one, else the largest.
@@ -358,12 +356,8 @@ TEST(IconSet, SourcesAreReadByWhatTheyHold) {
     Bytes png;
     ASSERT_TRUE(EncodePng(Smooth(40), png));
     format_test::WriteBytes(dir / "picture.png", png);
-    CIconDoc doc;
-    doc.AddFormat(Format(Checkerboard(16), 32));
-    doc.AddFormat(Format(Smooth(32), 8));
-    Bytes ico;
-    ASSERT_TRUE(WriteIconFile(doc, false, ico));
-    format_test::WriteBytes(dir / "project.ico", ico);
+    format_test::WriteBytes(dir / "project.ico",
+                            format_test::IconFileOf({Format(Checkerboard(16), 32), Format(Smooth(32), 8)}));
     format_test::WriteBytes(dir / "junk.png", Bytes{1, 2, 3});
     enum class Kind { Drawing, Project, Picture, None };
     const std::pair<const char*, Kind> table[] = {

@@ -43,8 +43,7 @@ Library MakeLibrary() {
     for (const CKvIcon& icon : icons) lib.blocks.push_back(format_test::ImageBytes(icon));
     lib.groups.push_back(Group(7, "", format_test::IconFileOf({icons[0], icons[1]})));
     lib.groups.push_back(Group(std::nullopt, "Folder", format_test::IconFileOf({icons[2]})));
-    CIconDoc pointer;
-    pointer.AddFormat(CKvIcon(icons[3]));
+    CIconDoc pointer = format_test::DocOf({icons[3]});
     pointer.cursor = true;
     lib.groups.push_back(Group(3, "", {}));
     EXPECT_TRUE(WriteIconFile(pointer, false, lib.groups.back().iconFile));

@@ -54,10 +54,8 @@ void IcoSeeds(const std::filesystem::path& out) {
 }
 
 Bytes FamilyOf(std::vector<CKvIcon> icons) {
-    CIconDoc doc;
-    for (CKvIcon& icon : icons) doc.AddFormat(std::move(icon));
     Bytes out;
-    EXPECT_TRUE(WriteIcnsFamily(doc, out));
+    EXPECT_TRUE(WriteIcnsFamily(format_test::DocOf(std::move(icons)), out));
     return out;
 }
 
