@@ -279,10 +279,9 @@ Rgba ManyColoursClear(int x, int y) {
     return {p[0], p[1], p[2], static_cast<std::uint8_t>((x + y) % 7 == 0 ? 0 : 255)};
 }
 
+// (The image reader's tests take a two-colour picture through every depth, and a bit count of 0.)
 const PngUnderDepth kPngsUnderDepths[] = {
     {"rgba_256px_two_colours_under_8", 256, 6, 8, 8, TwoColours},
-    {"rgba_two_colours_under_4", 32, 6, 4, 4, TwoColours},
-    {"rgba_two_colours_under_1_clear_takes_entry_0", 32, 6, 1, 1, TwoColours},
     {"rgba_17_colours_under_4", 32, 6, 4, 32, SeventeenColours},
     {"rgba_one_half_clear_pixel_under_8", 32, 6, 8, 32, HalfClear},
     {"grey_256_levels_under_8", 16, 0, 8, 8, Levels},
@@ -295,7 +294,6 @@ const PngUnderDepth kPngsUnderDepths[] = {
     {"depth_500", 32, 6, 500, 32, TwoColours},
     {"depth_16", 32, 6, 16, 32, TwoColours},
     {"depth_2", 32, 6, 2, 32, TwoColours},
-    {"depth_0", 32, 6, 0, 32, TwoColours},
 };
 
 class IcoPngUnderDepth : public ::testing::TestWithParam<PngUnderDepth> {};
@@ -426,13 +424,10 @@ const Damage kDamages[] = {
     {"offset_at_the_end", [](auto& f) { StoreU32(f.data() + 6 + 12, static_cast<std::uint32_t>(f.size())); }},
     {"offset_far_past_the_end", [](auto& f) { StoreU32(f.data() + 6 + 12, 0xFFFFFFFF); }},
     {"offset_into_the_directory", [](auto& f) { StoreU32(f.data() + 6 + 12, 6); }},
+    // An image the image reader refuses fails the file, whatever the reason: a PNG stream's byte
+    // count (the image reader's tests go through the ways a stream or a header is refused), a
+    // bitmap's header.
     {"PNG_byte_count_0", [](auto& f) { StoreU32(f.data() + 22 + 8, 0); }},
-    {"PNG_byte_count_past_the_end", [](auto& f) { StoreU32(f.data() + 22 + 8, LoadU32(f.data() + 22 + 8) + 1); }},
-    {"PNG_byte_count_huge", [](auto& f) { StoreU32(f.data() + 22 + 8, 0xFFFFFFFF); }},
-    {"PNG_cut_short", [](auto& f) { StoreU32(f.data() + 22 + 8, LoadU32(f.data() + 22 + 8) - 12); }},
-    {"PNG_data_damaged", [](auto& f) { f[f.size() - 40] ^= 0x5A; }},
-    // A bitmap image that its own header makes unreadable fails the file like any other (the image
-    // reader's tests, and the image header's, go through the ways a header is refused).
     {"absurd_height", [](auto& f) { StoreU32(f.data() + 38 + 8, 0x40000000); }},
     {"large_but_in_limits", [](auto& f) { StoreU32(f.data() + 38 + 4, 4000); }},
 };
