@@ -22,6 +22,7 @@
 
 #include "formats/ico_file.h"
 #include "formats/image_header.h"
+#include "formats/layered_picture.h"
 #include "icon/kv_icon.h"
 #include "image/archive.h"
 #include "image/dib_block.h"
@@ -57,6 +58,19 @@ inline Bytes Deflate(std::span<const std::uint8_t> in, int windowBits) {
     out.resize(z.total_out);
     deflateEnd(&z);
     return out;
+}
+
+// A layered document reader refuses the bytes with an error naming `reason`, and keeps nothing of
+// the picture it was given.
+template <typename Reader>
+void ExpectRefused(Reader read, std::span<const std::uint8_t> bytes, std::string_view reason = "") {
+    LayeredPicture doc{1, 1, {}, CreateDibBlock(1, 1, 32)};
+    doc.layers.emplace_back();
+    std::string error;
+    EXPECT_FALSE(read(bytes, doc, error));
+    EXPECT_FALSE(error.empty());
+    EXPECT_NE(error.find(reason), std::string::npos) << error;
+    EXPECT_TRUE(doc.layers.empty() && doc.composite.empty());
 }
 
 // A folder of its own under the temporary directory, removed with what it holds at the end of the scope.

@@ -189,17 +189,12 @@ TEST(OraFile, RefusesDamagedAndHostileArchives) {
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
-        LayeredPicture doc;
-        std::string error;
-        EXPECT_FALSE(ReadLayeredPicture(c.file, doc, error));
-        EXPECT_NE(error.find(c.reason), std::string::npos) << error;
-        EXPECT_TRUE(doc.layers.empty() && doc.composite.empty());
+        format_test::ExpectRefused(ReadLayeredPicture, c.file, c.reason);
     }
     // Every cut of a good archive is refused cleanly.
     for (std::size_t size = 0; size < sample.size(); size += 7) {
-        LayeredPicture doc;
-        std::string error;
-        EXPECT_FALSE(ReadLayeredPicture(std::span(sample).first(size), doc, error)) << size;
+        SCOPED_TRACE(size);
+        format_test::ExpectRefused(ReadLayeredPicture, std::span(sample).first(size));
     }
 }
 

@@ -208,16 +208,13 @@ TEST(PsdFile, RefusesDamagedDocuments) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
-        EXPECT_FALSE(ReadPsdFile(c.bytes, doc, error));
-        EXPECT_FALSE(error.empty());
-        EXPECT_TRUE(doc.layers.empty() && doc.composite.empty());
+        format_test::ExpectRefused(ReadPsdFile, c.bytes);
     }
     // Every cut of both files is refused, never read past its end.
     for (const Bytes* file : {&good, &packed})
         for (std::size_t size = 0; size < file->size(); ++size) {
-            error.clear();
-            EXPECT_FALSE(ReadPsdFile(std::span(file->data(), size), doc, error)) << size;
-            EXPECT_FALSE(error.empty()) << size;
+            SCOPED_TRACE(size);
+            format_test::ExpectRefused(ReadPsdFile, std::span(file->data(), size));
         }
 }
 

@@ -322,27 +322,19 @@ TEST(XcfFile, RefusesDamagedDocuments) {
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
-        LayeredPicture doc;
-        std::string error;
-        EXPECT_FALSE(ReadXcfFile(c.file, doc, error));
-        EXPECT_NE(error.find(c.reason), std::string::npos) << error;
-        EXPECT_TRUE(doc.layers.empty() && doc.composite.empty());
+        format_test::ExpectRefused(ReadXcfFile, c.file, c.reason);
     }
     // Every cut of a good document before its last (unread) dummy level, and a tile whose runs
     // overflow it, are refused cleanly.
     for (std::size_t size = 0; size + 16 < good.size(); size += 13) {
-        LayeredPicture doc;
-        std::string error;
-        EXPECT_FALSE(ReadXcfFile(std::span(good).first(size), doc, error)) << size;
+        SCOPED_TRACE(size);
+        format_test::ExpectRefused(ReadXcfFile, std::span(good).first(size));
     }
     Bytes overflow = WriteXcf(TestDocument{0, 1, 1, 0, 1, 150, {}, {{"x", 1, 1, 0, {1, 2, 3}, {}, {}}}});
     const std::size_t firstRun = overflow.size() - 12 - 6;  // the tile's three one-byte literals, then the dummy level
     ASSERT_EQ(overflow[firstRun], 255);
     overflow[firstRun] = 2;  // a run of three in a tile of one pixel
-    LayeredPicture doc;
-    std::string error;
-    EXPECT_FALSE(ReadXcfFile(overflow, doc, error));
-    EXPECT_NE(error.find("overflow"), std::string::npos) << error;
+    format_test::ExpectRefused(ReadXcfFile, overflow, "overflow");
 }
 
 }  // namespace
