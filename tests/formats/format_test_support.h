@@ -25,6 +25,7 @@
 #include "formats/layered_picture.h"
 #include "icon/kv_icon.h"
 #include "image/archive.h"
+#include "image/bytes.h"
 #include "image/dib_block.h"
 
 namespace tellurine::format_test {
@@ -203,6 +204,19 @@ inline CIconDoc DocOf(std::vector<CKvIcon> formats) {
 inline Bytes IconFileOf(std::vector<CKvIcon> formats) {
     Bytes out;
     EXPECT_TRUE(WriteIconFile(DocOf(std::move(formats)), false, out));
+    return out;
+}
+
+// A Macintosh icon family of elements given as (type, data), laid out by hand.
+inline Bytes IcnsFamily(const std::vector<std::pair<std::string, Bytes>>& elements) {
+    Bytes out{'i', 'c', 'n', 's', 0, 0, 0, 0};
+    for (const auto& [type, data] : elements) {
+        out.insert(out.end(), type.begin(), type.end());
+        out.resize(out.size() + 4);
+        StoreBE32(out.data() + out.size() - 4, static_cast<std::uint32_t>(data.size() + 8));
+        out.insert(out.end(), data.begin(), data.end());
+    }
+    StoreBE32(out.data() + 4, static_cast<std::uint32_t>(out.size()));
     return out;
 }
 

@@ -31,6 +31,9 @@ using format_test::Icon32;
 using format_test::PictureOf;
 using format_test::Rgba;
 
+// A family laid out by hand from elements given as (type, data).
+const auto Family = format_test::IcnsFamily;
+
 // An indexed format drawn from a system palette (index = f(x, y)), transparent where t(x, y).
 CKvIcon MakeIndexed(int w, int h, int depth, const std::function<int(int, int)>& index,
                     const std::function<bool(int, int)>& transparent) {
@@ -56,21 +59,6 @@ CKvIcon MakeIndexed(int w, int h, int depth, const std::function<int(int, int)>&
             if (clear) WriteIndex(base + l.maskOffset + l.maskStride * stored, x, 1, 1);
         }
     return icon;
-}
-
-// A family from elements given as (type, data).
-Bytes Family(const std::vector<std::pair<std::string, Bytes>>& elements, std::uint32_t totalAdjust = 0) {
-    Bytes out(8);
-    std::memcpy(out.data(), "icns", 4);
-    for (const auto& [type, data] : elements) {
-        const std::size_t at = out.size();
-        out.resize(at + 8);
-        std::memcpy(out.data() + at, type.data(), 4);
-        StoreBE32(out.data() + at + 4, static_cast<std::uint32_t>(data.size() + 8));
-        out.insert(out.end(), data.begin(), data.end());
-    }
-    StoreBE32(out.data() + 4, static_cast<std::uint32_t>(out.size()) + totalAdjust);
-    return out;
 }
 
 Bytes Packed(const Bytes& plane) {

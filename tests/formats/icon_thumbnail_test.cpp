@@ -126,12 +126,9 @@ TEST(IconThumbnail, IconsAndProgramsGiveTheirChosenFormat) {
     // what the whole picture would inside the edges' reach; its pixels stand 3.5 pixels off the
     // centres of their blocks, which would shift these ramps by 3 or 4.
     const CKvIcon ramps = Icon32(256, 256, [](int x, int y) { return Rgba{std::uint8_t(x), std::uint8_t(y), 9, 255}; });
-    std::vector<std::uint8_t> jp2, family{'i', 'c', 'n', 's', 0, 0, 0, 0, 'i', 'c', '0', '8', 0, 0, 0, 0};
+    std::vector<std::uint8_t> jp2;
     ASSERT_TRUE(EncodeJpeg2000(ramps.To32BitDib(), jp2, nullptr));
-    family.insert(family.end(), jp2.begin(), jp2.end());
-    StoreBE32(family.data() + 4, static_cast<std::uint32_t>(family.size()));
-    StoreBE32(family.data() + 12, static_cast<std::uint32_t>(jp2.size() + 8));
-    const Made fromStream = Thumbnail("a.icns", family, 16);
+    const Made fromStream = Thumbnail("a.icns", format_test::IcnsFamily({{"ic08", jp2}}), 16);
     const std::vector<Rgba> whole = PictureOf(ResampleDib(ramps.To32BitDib(), 16, 16, ResampleQuality::High));
     ASSERT_EQ(fromStream.pixels.size(), whole.size());
     int worst = 0;

@@ -69,13 +69,11 @@ void IcnsSeeds(const std::filesystem::path& out) {
     std::fill(flat.GetBlock().data() + 40, flat.GetBlock().data() + 40 + 256 * 256 * 4, std::uint8_t{0x80});
     Save(out, "jpeg2000.icns", FamilyOf({flat}), 16384);
     // Later elements: "ARGB" planes in "ic04"; an "odrp" magic.
-    Bytes argb = {'i', 'c', 'n', 's', 0, 0, 0, 0, 'i', 'c', '0', '4', 0, 0, 0, 0, 'A', 'R', 'G', 'B'};
+    Bytes argb = {'A', 'R', 'G', 'B'};
     argb.reserve(argb.size() + 16);  // GCC's bounds warning misreads the growth of a short vector
     for (int plane = 0; plane < 4; ++plane)
         argb.insert(argb.end(), {0xFD, static_cast<std::uint8_t>(plane * 60), 0xFD, 9});
-    StoreBE32(argb.data() + 12, static_cast<std::uint32_t>(argb.size() - 8));
-    StoreBE32(argb.data() + 4, static_cast<std::uint32_t>(argb.size()));
-    Save(out, "argb.icns", argb, 16384);
+    Save(out, "argb.icns", format_test::IcnsFamily({{"ic04", argb}}), 16384);
     Bytes odrp = family;
     std::copy_n("odrp", 4, odrp.begin());
     Save(out, "odrp.icns", odrp, 16384);
