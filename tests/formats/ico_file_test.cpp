@@ -205,23 +205,6 @@ TEST(IcoRead, CursorLoadsAndSavesAsAnIcon) {
     EXPECT_EQ(cursor.GetFormat(1)->BitCount(), 32);
 }
 
-TEST(IcoRead, BitmapImagesTakeTheirSizeFromTheirOwnHeader) {
-    std::vector<std::uint8_t> file = TwoFormatFile();
-    // The directory's sizes, colour count and bit count of the bitmap image are all wrong.
-    std::uint8_t* e = file.data() + 6;
-    e[0] = 99;
-    e[1] = 1;
-    e[2] = 3;
-    StoreU16(e + 6, 8);
-    for (const std::uint32_t bytes : {0u, 1u, 0xFFFFFFFFu}) {
-        StoreU32(e + 8, bytes);
-        CIconDoc doc;
-        ASSERT_TRUE(ReadIconFile(file, doc)) << bytes;
-        EXPECT_EQ(doc.GetFormat(0)->Width(), 16);
-        EXPECT_EQ(doc.GetFormat(0)->BitCount(), 4);
-    }
-}
-
 // --- PNG images under a directory depth -----------------------------------------------------
 
 using png_test::Picture;
@@ -469,21 +452,24 @@ TEST(IcoHostileSweep, EveryTruncationFailsButInTheLastMask) {
     }
 }
 
-// A bitmap image written without its mask (as some writers leave it out of 32-bit images) ends
-// where its directory entry says: the mask reads as opaque, not as the next image's bytes. A
-// byte count too small for the colour pixels is a damaged entry, and the image is read whole.
-TEST(IcoMaskLeftOut, EndsWhereItsEntrySays) {
+// A bitmap image takes its size and depth from its own header, whatever its directory entry says.
+// Written without its mask (as some writers leave it out of 32-bit images), it ends where its entry
+// says: the mask reads as opaque, not as the next image's bytes. A byte count too small for the
+// colour pixels, or past the end, is a damaged entry, and the image is read whole.
+TEST(IcoRead, BitmapImagesTakeTheirFormatFromTheirHeaderAndEndWhereTheirEntrySays) {
     const CKvIcon first = MakeIcon(16, 16, 0, true, 1), second = MakeIcon(16, 16, 0, true, 2);
     std::vector<std::uint8_t> image = format_test::ImageBytes(first);
     image.resize(image.size() - 16 * 4);
     const std::vector<std::uint8_t> next = format_test::ImageBytes(second);
-    for (const std::uint32_t count : {static_cast<std::uint32_t>(image.size()), std::uint32_t{40}}) {
-        std::vector<std::uint8_t> file = ImagesFile({image, next}, 32);
+    const auto maskLeftOut = static_cast<std::uint32_t>(image.size());
+    for (const std::uint32_t count : {maskLeftOut, 0u, 1u, 40u, 0xFFFFFFFFu}) {
+        // The entries' sizes (0, for 256) and bit count (8) are wrong.
+        std::vector<std::uint8_t> file = ImagesFile({image, next}, 8);
         StoreU32(file.data() + 6 + 8, count);
         CIconDoc doc;
-        ASSERT_TRUE(ReadIconFile(file, doc));
+        ASSERT_TRUE(ReadIconFile(file, doc)) << count;
         std::vector<std::uint8_t> want = BlockBytes(first);
-        if (count != 40) std::fill(want.end() - 64, want.end(), 0);
+        if (count == maskLeftOut) std::fill(want.end() - 64, want.end(), 0);
         else std::copy_n(next.begin(), 64, want.end() - 64);
         EXPECT_EQ(BlockBytes(doc.GetFormat(0)->Icon()), want) << count;
         EXPECT_EQ(BlockBytes(doc.GetFormat(1)->Icon()), BlockBytes(second));
