@@ -26,14 +26,6 @@ struct Library {
     std::vector<LibraryGroup> groups;
 };
 
-LibraryGroup Group(std::optional<std::uint16_t> id, const char* name, Bytes iconFile) {
-    LibraryGroup group;
-    group.name.id = id;
-    group.name.text = name;
-    group.iconFile = std::move(iconFile);
-    return group;
-}
-
 Library MakeLibrary() {
     Library lib;
     std::vector<CKvIcon> icons = {
@@ -41,11 +33,11 @@ Library MakeLibrary() {
         format_test::MakeIcon(32, 32, 256, false, 3), format_test::MakeIcon(32, 32, 2, false, 4)};
     icons[3].SetPoint(5, 9);
     for (const CKvIcon& icon : icons) lib.blocks.push_back(format_test::ImageBytes(icon));
-    lib.groups.push_back(Group(7, "", format_test::IconFileOf({icons[0], icons[1]})));
-    lib.groups.push_back(Group(std::nullopt, "Folder", format_test::IconFileOf({icons[2]})));
+    lib.groups.push_back({{7, ""}, format_test::IconFileOf({icons[0], icons[1]})});
+    lib.groups.push_back({{std::nullopt, "Folder"}, format_test::IconFileOf({icons[2]})});
     CIconDoc pointer = format_test::DocOf({icons[3]});
     pointer.cursor = true;
-    lib.groups.push_back(Group(3, "", {}));
+    lib.groups.push_back({{3, ""}, {}});
     EXPECT_TRUE(WriteIconFile(pointer, false, lib.groups.back().iconFile));
     return lib;
 }
@@ -190,9 +182,9 @@ TEST(IconLibrary, DamagedTablesAreReadAsFarAsTheyHold) {
     }
     // Numbered names must fit 15 bits; a library holds at most 32,767 images.
     const Bytes oneIcon = format_test::IconFileOf({format_test::MakeIcon(16, 16, 16, false, 1)});
-    EXPECT_FALSE(WriteIconLibrary({Group(0x8000, "", oneIcon)}, "x"));
-    EXPECT_FALSE(WriteIconLibrary({Group(0, "", oneIcon)}, "x"));
-    EXPECT_FALSE(WriteIconLibrary({Group(1, "", Bytes(oneIcon.begin(), oneIcon.end() - 1))}, "x"));
+    EXPECT_FALSE(WriteIconLibrary({LibraryGroup{{0x8000, ""}, oneIcon}}, "x"));
+    EXPECT_FALSE(WriteIconLibrary({LibraryGroup{{0, ""}, oneIcon}}, "x"));
+    EXPECT_FALSE(WriteIconLibrary({LibraryGroup{{1, ""}, Bytes(oneIcon.begin(), oneIcon.end() - 1)}}, "x"));
 }
 
 TEST(ProgramCursors, CursorGroupsOfAProgramKeepTheirHotspots) {
