@@ -40,11 +40,6 @@ std::vector<std::uint8_t> BlockBytes(const CKvIcon& icon) {
 
 const std::uint8_t* Entry(const std::vector<std::uint8_t>& file, int i) { return file.data() + 6 + 16 * i; }
 
-// A doc of two formats, a bitmap one and a PNG one, whose last image ends at the end of the file.
-std::vector<std::uint8_t> TwoFormatFile() {
-    return format_test::IconFileOf({MakeIcon(16, 16, 16, false, 1), MakeIcon(32, 32, 0, true, 2, true)});
-}
-
 // The name of a table row's test, from the row's own name.
 constexpr auto RowName = [](const auto& p) { return std::string(p.param.name); };
 
@@ -418,8 +413,10 @@ const Damage kDamages[] = {
 class IcoHostile : public ::testing::TestWithParam<Damage> {};
 
 TEST_P(IcoHostile, FailsAndLeavesTheDocumentEmpty) {
-    std::vector<std::uint8_t> file = TwoFormatFile();
-    ASSERT_EQ(LoadU32(file.data() + 6 + 12), 38u);  // the bitmap image comes first
+    // A bitmap image, then a PNG one that ends at the end of the file.
+    std::vector<std::uint8_t> file =
+        format_test::IconFileOf({MakeIcon(16, 16, 16, false, 1), MakeIcon(32, 32, 0, true, 2, true)});
+    ASSERT_EQ(LoadU32(file.data() + 6 + 12), 38u);
     GetParam().apply(file);
     CIconDoc doc;
     doc.AddFormat(MakeIcon(16, 16, 2, false, 1));
