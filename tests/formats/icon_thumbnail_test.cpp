@@ -73,7 +73,8 @@ constexpr Rgba kRed{255, 0, 0, 255}, kGreen{0, 255, 0, 255}, kBlue{0, 0, 255, 25
 struct Made {
     std::int32_t width = 0, height = 0;
     Rgba centre{};
-    std::vector<Rgba> pixels{};
+    std::vector<Rgba> pixels{};  // not compared: the size and the centre are
+    bool operator==(const Made& o) const { return std::tie(width, height, centre) == std::tie(o.width, o.height, o.centre); }
 };
 Made Thumbnail(const std::string& name, const std::vector<std::uint8_t>& bytes, int size) {
     std::vector<std::uint8_t> png;
@@ -91,18 +92,15 @@ Made Thumbnail(const std::string& name, const std::vector<std::uint8_t>& bytes, 
 // images that cannot be read.
 TEST(IconThumbnail, IconsAndProgramsGiveTheirChosenFormat) {
     const auto file = format_test::IconFileOf({Plain(32, kRed), Plain(64, kGreen), Plain(48, kBlue)});
-    const Made fitted = Thumbnail("a.ico", file, 40);
-    EXPECT_EQ(std::tuple(fitted.width, fitted.height, fitted.centre), std::tuple(40, 40, kBlue));
+    EXPECT_EQ(Thumbnail("a.ico", file, 40), (Made{40, 40, kBlue}));
     // A PNG image is resampled from its stream; a damaged one gives way to the next choice.
     CKvIcon compressedGreen = Plain(256, kGreen);
     compressedGreen.SetCompressed(true);
     auto withPng = format_test::IconFileOf({Plain(32, kRed), compressedGreen});
-    const Made fromPng = Thumbnail("b.ico", withPng, 64);
-    EXPECT_EQ(std::tuple(fromPng.width, fromPng.height, fromPng.centre), std::tuple(64, 64, kGreen));
+    EXPECT_EQ(Thumbnail("b.ico", withPng, 64), (Made{64, 64, kGreen}));
     const std::string idat = "IDAT";
     *(std::search(withPng.begin(), withPng.end(), idat.begin(), idat.end()) + 8) ^= 0x55;
-    const Made passedOver = Thumbnail("b.ico", withPng, 64);
-    EXPECT_EQ(std::tuple(passedOver.width, passedOver.height, passedOver.centre), std::tuple(32, 32, kRed));
+    EXPECT_EQ(Thumbnail("b.ico", withPng, 64), (Made{32, 32, kRed}));
 
     using pe_test::GroupData;
     const std::uint16_t kIcon = 3, kGroup = 14;
@@ -113,14 +111,10 @@ TEST(IconThumbnail, IconsAndProgramsGiveTheirChosenFormat) {
         {kGroup, std::uint16_t{1}, 0, GroupData({{1}, {2}})},
         {kGroup, std::uint16_t{2}, 0, GroupData({{3}})},
     };
-    const Made made = Thumbnail("a.exe", pe_test::WritePe(resources, true), 128);
-    EXPECT_EQ(std::tuple(made.width, made.height, made.centre), std::tuple(32, 32, kRed));
-    const Made fromPngImage = Thumbnail("b.exe",
-                                        pe_test::WritePe({{kIcon, std::uint16_t{1}, 0, ImageBytes(compressedGreen)},
-                                                          {kGroup, std::uint16_t{1}, 0, GroupData({{1}})}},
-                                                         true),
-                                        64);
-    EXPECT_EQ(std::tuple(fromPngImage.width, fromPngImage.height, fromPngImage.centre), std::tuple(64, 64, kGreen));
+    EXPECT_EQ(Thumbnail("a.exe", pe_test::WritePe(resources, true), 128), (Made{32, 32, kRed}));
+    const auto pngProgram = pe_test::WritePe(
+        {{kIcon, std::uint16_t{1}, 0, ImageBytes(compressedGreen)}, {kGroup, std::uint16_t{1}, 0, GroupData({{1}})}}, true);
+    EXPECT_EQ(Thumbnail("b.exe", pngProgram, 64), (Made{64, 64, kGreen}));
 
     // A family's JPEG 2000 picture, read from a level 8 times smaller (twice the size asked), gives
     // what the whole picture would inside the edges' reach; its pixels stand 3.5 pixels off the
