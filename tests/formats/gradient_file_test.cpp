@@ -2,12 +2,11 @@
 // holds, the writer's text reads back to the same gradient, hostile files are refused with a
 // message naming what is wrong, and every gradient GIMP installs reads when GIMP is there.
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
 
 #include <gtest/gtest.h>
 
+#include "formats/format_test_support.h"
 #include "formats/gradient_file.h"
 
 namespace tellurine {
@@ -89,12 +88,11 @@ TEST(GradientFile, ReadsGimpsOwnGradients) {
     int read = 0;
     for (const auto& entry : std::filesystem::directory_iterator(folder)) {
         if (entry.path().extension() != ".ggr") continue;
-        std::ifstream in(entry.path(), std::ios::binary);
-        std::stringstream text;
-        text << in.rdbuf();
+        const format_test::Bytes bytes = format_test::ReadBytes(entry.path());
         Gradient g, back;
         std::string error;
-        EXPECT_TRUE(ReadGradientFile(text.str(), g, error)) << entry.path() << ": " << error;
+        const std::string text(bytes.begin(), bytes.end());
+        EXPECT_TRUE(ReadGradientFile(text, g, error)) << entry.path() << ": " << error;
         EXPECT_FALSE(g.Name().empty()) << entry.path();
         EXPECT_TRUE(ReadGradientFile(WriteGradientFile(g), back, error)) << error;
         EXPECT_EQ(back.Segments(), g.Segments()) << entry.path();
