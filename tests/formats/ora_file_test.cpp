@@ -107,7 +107,7 @@ std::vector<Entry> SampleEntries() {
         {"mergedimage.png", Png(32, 32, [](int x, int y) { return Pattern(y, x); }), true}};
 }
 
-TEST(OraFile, ReadsLayersGroupsAndTheMergedPicture) {
+TEST(OraFile, ReadsLayersGroupsAndTheMergedPictureOrLaysTheLayersOver) {
     const Bytes file = WriteZip(SampleEntries());
     ASSERT_TRUE(IsOraFile(file));
     ASSERT_TRUE(IsLayeredPictureFile(file));
@@ -127,15 +127,12 @@ TEST(OraFile, ReadsLayersGroupsAndTheMergedPicture) {
     EXPECT_EQ(TopDown(doc.layers[1].picture32, 3, 5), (Px{24, 40, 90, 64}));
     EXPECT_EQ(TopDown(doc.layers[2].picture32, 15, 2), Pattern(15, 2));
     EXPECT_EQ(TopDown(doc.composite, 3, 7), Pattern(7, 3));
-}
 
-TEST(OraFile, WithoutAMergedPictureTheVisibleLayersAreLaidOver) {
+    // Without a merged picture the visible layers are laid over: outside the "16", the
+    // half-opaque background alone; inside it, the opaque layer.
     std::vector<Entry> entries = SampleEntries();
     entries.pop_back();
-    LayeredPicture doc;
-    std::string error;
     ASSERT_TRUE(ReadOraFile(WriteZip(entries), doc, error)) << error;
-    // Outside the "16": the half-opaque background alone; inside it, the opaque layer.
     EXPECT_EQ(TopDown(doc.composite, 0, 0), (Px{200, 100, 50, 128}));
     EXPECT_EQ(TopDown(doc.composite, 8 + 5, 4 + 6), Pattern(5, 6));
     // "Over" with straight alpha: half-opaque white over half-opaque black gives 2/3 white at 3/4.
