@@ -117,7 +117,7 @@ TEST(PsdFile, LayerNamesThatSayAFormat) {
     }
 }
 
-TEST(PsdFile, SizeLayersBecomeFormatsAndTheRestComesFromTheMergedPicture) {
+TEST(PsdFile, SizeLayersBecomeFormatsCutToTheCanvasAndTheRestComesFromTheMergedPicture) {
     LayeredPicture psd;
     std::string error;
     ASSERT_TRUE(ReadPsdFile(WritePsd(SampleDocument()), psd, error)) << error;
@@ -141,13 +141,10 @@ TEST(PsdFile, SizeLayersBecomeFormatsAndTheRestComesFromTheMergedPicture) {
                   p[3] = p[3] == 0 ? 0 : 128;
                   return p;
               }));
-}
 
-TEST(PsdFile, SizeLayerPictureCutsToTheCanvasAndCentres) {
+    // On a canvas of another shape, a layer is cut to the canvas and centred in its square.
     TestDocument d{20, 10, {}, Flat, false, true};
     d.layers.push_back({"16", -2, 6, 8, 6, Pattern, false, 255, false, u"\u00e9\U0001F600"});  // 6 x 4 on the canvas
-    LayeredPicture psd;
-    std::string error;
     ASSERT_TRUE(ReadPsdFile(WritePsd(d), psd, error)) << error;
     EXPECT_EQ(psd.layers[0].name, "\xc3\xa9\xf0\x9f\x98\x80");
     const Block square = SizeLayerPicture(psd, psd.layers[0], 16);
