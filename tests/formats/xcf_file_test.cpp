@@ -232,7 +232,7 @@ TestDocument SampleDocument(int version, std::uint8_t compression) {
     return d;
 }
 
-TEST(XcfFile, ReadsEveryCompressionPointerSizeAndGroup) {
+TEST(XcfFile, ReadsEveryCompressionPointerSizeGroupAndColourMode) {
     for (const int version : {0, 11})
         for (const int compression : {0, 1, 2}) {
             SCOPED_TRACE(testing::Message() << "version " << version << ", compression " << compression);
@@ -266,9 +266,7 @@ TEST(XcfFile, ReadsEveryCompressionPointerSizeAndGroup) {
             EXPECT_EQ(mixed[2], SrgbOfLinear(LinearOfSrgb(v[0]) * a + LinearOfSrgb(20) * (1 - a)));
             EXPECT_EQ(mixed[3], 255);
         }
-}
 
-TEST(XcfFile, ReadsGreyIndexedAndLinearDocuments) {
     // Grey with alpha; indexed with alpha on or off at 128; 8-bit linear turned into encoded values.
     TestDocument grey{3, 2, 1, 1, 1, 0, {}, {{"g", 2, 1, 3, {10, 200, 90, 255}, {}, {}}}};
     TestDocument indexed{
