@@ -74,7 +74,7 @@ std::vector<std::string> ElementTypes(const Bytes& family) {
     return types;
 }
 
-TEST(IcnsPacking, RunsAreCutFromTheBackAndReadForward) {
+TEST(IcnsPacking, RunsAreCutFromTheBackAndReadForwardAndShortDataFails) {
     // 300 equal bytes: two full repeat runs at the end, the remainder of 44 at the start.
     EXPECT_EQ(Packed(Bytes(300, 7)), (Bytes{0x80 | 41, 7, 0xFD, 7, 0xFD, 7}));
     // Remainders of 1 and 2 become literal runs of their own.
@@ -108,9 +108,7 @@ TEST(IcnsPacking, RunsAreCutFromTheBackAndReadForward) {
         EXPECT_TRUE(std::equal(plane.begin(), plane.end(), planes.begin()));
         EXPECT_TRUE(std::equal(plane.begin(), plane.end(), planes.begin() + plane.size()));
     }
-}
 
-TEST(IcnsPacking, OverfullRunsEndTheirPlaneAndShortDataFails) {
     Bytes planes;
     // Plane of 4: a repeat of 3, then a literal of 2 that would overfill: the plane ends there
     // and the next plane starts after the run.
@@ -577,7 +575,34 @@ TEST(IcnsFiles, CorpusFamiliesOpenWithAllTheirSizes) {
     }
 }
 
-TEST(IcnsFiles, LocatingAndScanningFamilies) {
+// A resource fork holding one "icns" resource: header, data (length + bytes), map.
+Bytes ResourceFork(const Bytes& data, std::int16_t id, const std::string& name) {
+    const auto number = static_cast<std::uint16_t>(id);
+    const std::uint8_t noName = name.empty() ? 0xFF : 0;
+    // The map: 28 bytes of header whose last fields place the type list (28) and the names (50);
+    // one type, "icns", of one resource whose reference is 10 bytes on: its id and its name's
+    // offset (none: 0xFFFF), then a zero data offset; the names.
+    Bytes map(28, 0);
+    map[25] = 28, map[27] = 50;
+    map.insert(map.end(), {0, 0, 'i', 'c', 'n', 's', 0, 0, 0, 10, std::uint8_t(number >> 8), std::uint8_t(number),
+                           noName, noName});
+    map.resize(50, 0);
+    map.push_back(static_cast<std::uint8_t>(name.size()));
+    map.insert(map.end(), name.begin(), name.end());
+    // The header (data at 256, the map after it), the data's length and the data, the map.
+    Bytes fork(256 + 4 + data.size(), 0);
+    StoreBE32(fork.data(), 256);
+    StoreBE32(fork.data() + 256, static_cast<std::uint32_t>(data.size()));
+    std::copy(data.begin(), data.end(), fork.begin() + 260);
+    StoreBE32(fork.data() + 4, static_cast<std::uint32_t>(fork.size()));  // the map's offset
+    StoreBE32(fork.data() + 8, static_cast<std::uint32_t>(fork.size() - 256));
+    StoreBE32(fork.data() + 12, static_cast<std::uint32_t>(map.size()));
+    fork.insert(fork.end(), map.begin(), map.end());
+    fork.resize(fork.size() + 4000, 0);  // room for the scan's margin
+    return fork;
+}
+
+TEST(IcnsFiles, LocatingScanningAndNamingFamilies) {
     const Bytes family = Family({{"ICN#", Bytes(256, 0xFF)}, {"is32", Bytes{0x80, 1}}});
     // A family behind a 128-byte MacBinary header (four zero bytes first).
     Bytes wrapped(128, 0);
@@ -623,38 +648,8 @@ TEST(IcnsFiles, LocatingAndScanningFamilies) {
     ASSERT_EQ(contents.icons.size(), 1u);
     EXPECT_EQ(contents.icons[0].name, "@300");
     EXPECT_FALSE(ReadIconContainer("empty.rsc", Bytes(5000, 0), contents));
-}
 
-// A resource fork holding one "icns" resource: header, data (length + bytes), map.
-Bytes ResourceFork(const Bytes& data, std::int16_t id, const std::string& name) {
-    const auto number = static_cast<std::uint16_t>(id);
-    const std::uint8_t noName = name.empty() ? 0xFF : 0;
-    // The map: 28 bytes of header whose last fields place the type list (28) and the names (50);
-    // one type, "icns", of one resource whose reference is 10 bytes on: its id and its name's
-    // offset (none: 0xFFFF), then a zero data offset; the names.
-    Bytes map(28, 0);
-    map[25] = 28, map[27] = 50;
-    map.insert(map.end(), {0, 0, 'i', 'c', 'n', 's', 0, 0, 0, 10, std::uint8_t(number >> 8), std::uint8_t(number),
-                           noName, noName});
-    map.resize(50, 0);
-    map.push_back(static_cast<std::uint8_t>(name.size()));
-    map.insert(map.end(), name.begin(), name.end());
-    // The header (data at 256, the map after it), the data's length and the data, the map.
-    Bytes fork(256 + 4 + data.size(), 0);
-    StoreBE32(fork.data(), 256);
-    StoreBE32(fork.data() + 256, static_cast<std::uint32_t>(data.size()));
-    std::copy(data.begin(), data.end(), fork.begin() + 260);
-    StoreBE32(fork.data() + 4, static_cast<std::uint32_t>(fork.size()));  // the map's offset
-    StoreBE32(fork.data() + 8, static_cast<std::uint32_t>(fork.size() - 256));
-    StoreBE32(fork.data() + 12, static_cast<std::uint32_t>(map.size()));
-    fork.insert(fork.end(), map.begin(), map.end());
-    fork.resize(fork.size() + 4000, 0);  // room for the scan's margin
-    return fork;
-}
-
-TEST(IcnsFiles, ResourceFamiliesAreNamedFromTheMap) {
-    const Bytes family = Family({{"ics#", Bytes(64, 0xFF)}});
-    IconFileContents contents;
+    // A family of a resource fork is named from the map.
     ASSERT_TRUE(ReadIconContainer("app.rsc", ResourceFork(family, 128, ""), contents));
     ASSERT_EQ(contents.icons.size(), 1u);
     EXPECT_EQ(contents.icons[0].name, "128");
