@@ -163,8 +163,9 @@ TEST(PaletteFileTest, RoundTripsEveryFormat) {
     }
 }
 
-// The other colour models and the looser forms the readers take.
-TEST(PaletteFileTest, ConvertsOtherModelsAndForms) {
+// The other colour models and the looser forms the readers take; colours of a model without a
+// formula are skipped.
+TEST(PaletteFileTest, ConvertsOtherModelsAndFormsAndSkipsColoursWithoutAConversion) {
     const auto aco = [](std::uint16_t space, std::uint16_t w, std::uint16_t x, std::uint16_t y,
                         std::uint16_t z) {
         return Lay().BE16({1, 1, space, w, x, y, z});
@@ -206,15 +207,14 @@ TEST(PaletteFileTest, ConvertsOtherModelsAndForms) {
         SCOPED_TRACE(c.what);
         EXPECT_EQ(Read(c.bytes).colors, c.colors);
     }
-}
 
-// Colours in a model without a formula are left out with a reason; a file of nothing else is refused.
-TEST(PaletteFileTest, SkipsColoursWithoutAConversion) {
-    const PaletteFile aco =
+    // Colours in a model without a formula are left out with a reason; a file of nothing else is
+    // refused.
+    const PaletteFile pms =
         Read(Lay().BE16({2, 2, 3, 1, 2, 3, 0}).BE32(4).Utf16("PMS").BE16({0, 0, 0, 0, 0}).BE32(1).BE16({0}));
-    EXPECT_EQ(aco.colors, std::vector<NamedColor>{Color(0, 0, 0)});
-    ASSERT_EQ(aco.skipped.size(), 1u);
-    EXPECT_NE(aco.skipped[0].find("colour 0 \"PMS\": colour space 3"), std::string::npos) << aco.skipped[0];
+    EXPECT_EQ(pms.colors, std::vector<NamedColor>{Color(0, 0, 0)});
+    ASSERT_EQ(pms.skipped.size(), 1u);
+    EXPECT_NE(pms.skipped[0].find("colour 0 \"PMS\": colour space 3"), std::string::npos) << pms.skipped[0];
 
     const PaletteFile ase = Read(AseHeader(2).AseColor("odd", "XYZ ", {1, 2, 3}).AseColor("", "Gray", {1}));
     EXPECT_EQ(ase.colors, std::vector<NamedColor>{Color(255, 255, 255)});
