@@ -97,7 +97,7 @@ INSTANTIATE_TEST_SUITE_P(DepthsAndSizes, IcoRoundTrip, ::testing::ValuesIn(Round
 
 // Images follow the directory in the save order, each at its entry's offset, and equal formats
 // keep their order; saving again, or saving what was read, gives the same bytes.
-TEST(IcoWrite, ImagesFollowEachOtherInSortedOrder) {
+TEST(IcoWrite, ImagesFollowEachOtherInSortedOrderAndWhatCouldNotBeReadBackIsRefused) {
     // The last compares equal to the third.
     CIconDoc doc = format_test::DocOf({MakeIcon(32, 32, 0, true, 1, true), MakeIcon(16, 16, 2, false, 2),
                                        MakeIcon(48, 48, 256, false, 3), MakeIcon(16, 16, 0, false, 4),
@@ -133,18 +133,16 @@ TEST(IcoWrite, ImagesFollowEachOtherInSortedOrder) {
     std::vector<std::pair<int, int>> widthAndBits;
     for (int i = 0; i < 5; ++i) widthAndBits.emplace_back(Entry(explorer, i)[0], LoadU16(Entry(explorer, i) + 6));
     EXPECT_EQ(widthAndBits, (std::vector<std::pair<int, int>>{{16, 1}, {16, 24}, {48, 8}, {48, 8}, {32, 32}}));
-}
 
-// An empty document, or one with a format that has no image, writes nothing: the output left
-// from before is cleared each time.
-TEST(IcoWrite, RefusesWhatCouldNotBeReadBack) {
+    // An empty document, or one with a format that has no image, writes nothing: the output left
+    // from before is cleared each time.
     CIconDoc empty, withEmptyFormat;
     withEmptyFormat.AddFormat(MakeIcon(16, 16, 16, false, 1));
     withEmptyFormat.AddFormat(CKvIcon());
-    for (CIconDoc* doc : {&empty, &withEmptyFormat}) {
+    for (const CIconDoc* refused : {&empty, &withEmptyFormat}) {
         std::vector<std::uint8_t> out{1, 2, 3};
-        EXPECT_FALSE(WriteIconFile(*doc, false, out)) << doc->GetFormatCount() << " formats";
-        EXPECT_TRUE(out.empty()) << doc->GetFormatCount() << " formats";
+        EXPECT_FALSE(WriteIconFile(*refused, false, out)) << refused->GetFormatCount() << " formats";
+        EXPECT_TRUE(out.empty()) << refused->GetFormatCount() << " formats";
     }
 }
 
