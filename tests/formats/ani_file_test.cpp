@@ -152,7 +152,7 @@ TEST(AniFile, InfoTextsAreReadAmongSkippedAndPaddedChunks) {
 // The step of a one-frame file: its picture (colours, and alpha from the image or its mask),
 // depth, size and hotspot (the 16-bit fields at 4 and 6 of the frame's first directory entry,
 // which an icon file fills with planes and bit count).
-TEST(AniFile, PicturesAlphaAndHotspots) {
+TEST(AniFile, PicturesAlphaHotspotsAndBounds) {
     // A 4-bit cursor: colour 3 is red C0; top row pixels 0 and 1 are colour 3, pixel 0 masked.
     CKvIcon icon;
     ASSERT_EQ(icon.SetFormat(4, 2, 16, false), 1);
@@ -210,11 +210,9 @@ TEST(AniFile, PicturesAlphaAndHotspots) {
     // A frame whose first image is damaged refuses the file.
     StoreU32(damaged.data() + 6 + 12, 0xFFFFFF00);
     EXPECT_TRUE(Read(Ani({Anih(1, 1), List("fram", {Chunk("icon", damaged)})}), AniReadStatus::NotReadable).empty());
-}
 
-TEST(AniFile, DecodedPicturesAreBounded) {
-    // One small PNG frame of 512 x 512 (1 MiB decoded) shown by many steps: refused as soon as
-    // the frame is decoded, before the steps' copies are made.
+    // Decoded pictures are bounded: one small PNG frame of 512 x 512 (1 MiB decoded) shown by many
+    // steps is refused as soon as the frame is decoded, before the steps' copies are made.
     const Bytes frame = List("fram", {Chunk("icon", IconFile(512, true))});
     ASSERT_LT(frame.size(), 64u * 1024);
     const std::uint32_t over = kMaxAniDecodedBytes / (512 * 512 * 4) + 1;
