@@ -9,7 +9,7 @@
 namespace tellurine {
 namespace {
 
-TEST(ImageFile, EncodesAndDecodesEveryDepthItWrites) {
+TEST(ImageFile, EncodesAndDecodesEveryDepthItWritesAndRefusesWhatIsNotAnImage) {
     for (auto format : {ImageFileFormat::Png, ImageFileFormat::Bmp}) {
         for (int bits : {8, 24, 32}) {
             Block b = CreateDibBlock(5, 3, bits);
@@ -36,9 +36,8 @@ TEST(ImageFile, EncodesAndDecodesEveryDepthItWrites) {
             EXPECT_EQ(test::GetBgra(d, 0, 2).r, 0);
         }
     }
-}
 
-TEST(ImageFile, RefusesWhatIsNotAnImage) {
+    // What is not an image is refused.
     CDIB dib;
     std::string error;
     EXPECT_FALSE(DecodeImageFile({}, dib, error));
