@@ -32,7 +32,7 @@ Rgba Pixel(const Block& dib, int x, int y) {
     return {p[2], p[1], p[0], p[3]};
 }
 
-TEST(SvgDrawing, RendersClipsFiltersAndStraightAlphaAtAnySize) {
+TEST(SvgDrawing, RendersClipsFiltersAndStraightAlphaAtAnySizeAndMakesIconsFromTheVector) {
     SvgDrawing drawing;
     std::string error;
     ASSERT_TRUE(drawing.Load(Text(kDrawing), error)) << error;
@@ -52,6 +52,24 @@ TEST(SvgDrawing, RendersClipsFiltersAndStraightAlphaAtAnySize) {
     EXPECT_EQ(Pixel(wide, 16, 8)[3], 255);
     EXPECT_FALSE(drawing.Render(0, 16));
     EXPECT_FALSE(drawing.Render(kMaxSvgSide + 1, 16));
+
+    // Each size of an icon made from the drawing is the drawing rendered at that size, never
+    // resampled.
+    IconProjectRequest request;
+    request.sizes = {16, 48};
+    request.depths = {32};
+    CIconDoc doc;
+    ASSERT_TRUE(MakeIconProjectFromDrawing([&](int size) { return drawing.Render(size, size); }, request, doc, error));
+    ASSERT_EQ(doc.GetFormatCount(), 2);
+    for (int i = 0; i < 2; ++i) {
+        const CKvIcon& icon = doc.GetFormat(i)->Icon();
+        const Block rendered = drawing.Render(static_cast<int>(icon.Width()), static_cast<int>(icon.Height()));
+        const std::vector<Rgba> made = format_test::PictureOf(icon);
+        for (int y = 0; y < static_cast<int>(icon.Height()); y += 5)
+            EXPECT_EQ(made[static_cast<std::size_t>(y) * icon.Width() + 3], Pixel(rendered, 3, y)) << icon.Width();
+    }
+    EXPECT_FALSE(MakeIconProjectFromDrawing([](int) { return Block(); }, request, doc, error));
+    EXPECT_EQ(doc.GetFormatCount(), 0);
 
     // rsvg-convert's PNG of the same drawing at each size, as the judge of the pixels.
     if (std::system("command -v rsvg-convert >/dev/null") != 0) GTEST_SKIP() << "needs rsvg-convert";
@@ -102,28 +120,6 @@ TEST(SvgDrawing, HostileDrawingsAreRefusedOrDrawnWithoutWhatTheyReferTo) {
     for (const auto& [path, head, svg] : {std::tuple{"a.SVG", "", true}, std::tuple{"a.svgz", "", true},
                                           std::tuple{"drawing", "<?xml?><svg ", true}, std::tuple{"a.png", "x", false}})
         EXPECT_EQ(IsSvgFile(path, Text(head)), svg) << path;
-}
-
-// Each size of an icon made from a drawing is the drawing rendered at that size, never resampled.
-TEST(SvgDrawing, IconsAreMadeFromTheVectorAtEachSize) {
-    SvgDrawing drawing;
-    std::string error;
-    ASSERT_TRUE(drawing.Load(Text(kDrawing), error));
-    IconProjectRequest request;
-    request.sizes = {16, 48};
-    request.depths = {32};
-    CIconDoc doc;
-    ASSERT_TRUE(MakeIconProjectFromDrawing([&](int size) { return drawing.Render(size, size); }, request, doc, error));
-    ASSERT_EQ(doc.GetFormatCount(), 2);
-    for (int i = 0; i < 2; ++i) {
-        const CKvIcon& icon = doc.GetFormat(i)->Icon();
-        const Block rendered = drawing.Render(static_cast<int>(icon.Width()), static_cast<int>(icon.Height()));
-        const std::vector<Rgba> made = format_test::PictureOf(icon);
-        for (int y = 0; y < static_cast<int>(icon.Height()); y += 5)
-            EXPECT_EQ(made[static_cast<std::size_t>(y) * icon.Width() + 3], Pixel(rendered, 3, y)) << icon.Width();
-    }
-    EXPECT_FALSE(MakeIconProjectFromDrawing([](int) { return Block(); }, request, doc, error));
-    EXPECT_EQ(doc.GetFormatCount(), 0);
 }
 
 }  // namespace
