@@ -289,7 +289,7 @@ std::optional<std::vector<Rgba>> Icns2Png(const Bytes& family, int size) {
 
 // Indexed formats without a 1-bit format of their size keep their mask in the mask-only element,
 // so the family reads back with no 1-bit format nobody made; a 1-bit format's element holds it.
-TEST(IcnsFamily, IndexedMasksAddNoFormat) {
+TEST(IcnsFamily, IndexedMasksAddNoFormatAndFormatsNotHeldAreNamed) {
     const auto corner = [](int x, int y) { return x < 3 && y < 2; };
     struct Case {
         std::vector<std::pair<int, int>> formats;  // size, depth
@@ -313,11 +313,9 @@ TEST(IcnsFamily, IndexedMasksAddNoFormat) {
         EXPECT_EQ(read.GetFormatCount(), doc.GetFormatCount());
         EXPECT_TRUE(FileHoldsDocument(doc, family));
     }
-}
 
-// What a family holds of a project: a 24-bit format comes back at 32 bits with the same pixels
-// (held), unless a colour under its mask changes the screen; Windows colours in 4 bits do not.
-TEST(IcnsFamily, FormatsNotHeldAreNamed) {
+    // What a family holds of a project: a 24-bit format comes back at 32 bits with the same pixels
+    // (held), unless a colour under its mask changes the screen; Windows colours in 4 bits do not.
     const auto truecolour = [](std::uint8_t underMask) {
         CKvIcon icon;
         EXPECT_EQ(icon.SetFormat(32, 32, 0, false), 1);
