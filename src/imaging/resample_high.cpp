@@ -94,10 +94,9 @@ std::vector<Taps> AxisTaps(std::int32_t from, std::int32_t to, LevelAxis axis) {
     return taps;
 }
 
-// sum / t.sum rounded half up (the floor of (2 sum + t.sum) / (2 t.sum)), without a division,
-// which took more time than all the filter's multiplications: the quotient from the reciprocal in
-// doubles is within one of the floor, and the remainder in whole numbers sets it right, so the
-// result is exact.
+// sum / t.sum rounded half up (the floor of (2 sum + t.sum) / (2 t.sum)) without a 64-bit
+// division: the quotient from the reciprocal in doubles is within a step or two of the floor, and
+// the remainder in whole numbers sets it right, so the result is exact.
 std::int32_t DivideRounded(std::int64_t sum, const Taps& t) {
     const std::int64_t twice = 2 * sum + t.sum, divisor = 2 * t.sum;
     auto q = static_cast<std::int64_t>(static_cast<double>(twice) * t.inverse);
