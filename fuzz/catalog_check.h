@@ -14,8 +14,8 @@ namespace tellurine::fuzz {
 // Lists the bytes as a file at `path` and decodes every listed format, which must have the size
 // and depth listed, and again only to be looked at: a tile's decode, which may drop resolution
 // levels of a JPEG 2000 picture but never comes out smaller than asked or larger than listed, and
-// a thumbnail's, which asks for the whole picture and must give the very pixels of the first
-// decode without the image library. A file the full read takes is listed; when every listed
+// once more asking for the whole picture, which must give the very pixels of the first decode
+// without the image library. A file the full read takes is listed; when every listed
 // format decodes, the listing is the full read's icons and formats, in order.
 inline void CheckCatalog(const std::string& path, std::span<const std::uint8_t> bytes) {
     IconFileContents contents;
@@ -42,8 +42,8 @@ inline void CheckCatalog(const std::string& path, std::span<const std::uint8_t> 
             const auto w = static_cast<std::int32_t>(look.Width()), h = static_cast<std::int32_t>(look.Height());
             Check(w <= format.width && h <= format.height && w >= std::min(kLook, format.width) &&
                   h >= std::min(kLook, format.height));
-            // Looked at whole (a thumbnail's decode, which passes the image library by), the same
-            // pixels as the full read's.
+            // Looked at whole (a decode that passes the image library by), the same pixels as the
+            // full read's.
             CKvIcon whole;
             Check(ReadCatalogFormat(path, bytes, catalog, static_cast<int>(i), static_cast<int>(f), whole,
                                     std::max(format.width, format.height)) &&

@@ -83,6 +83,18 @@ bool Deliver(std::span<const std::uint8_t> stored, std::int32_t width, std::int3
     return true;
 }
 
+// The thumbnail of a PNG stream that is to be resampled, decoded once: read as an icon image, it
+// would first be inflated whole to check it. False when the bytes are no PNG stream, are shown at
+// their own size, or do not decode (the decoder refuses a damaged stream as the check would).
+bool ResampledPng(std::span<const std::uint8_t> stream, int size, std::vector<std::uint8_t>& png) {
+    std::int32_t w = 0, h = 0;
+    if (!IsPngStream(stream) || !PngDimensions(stream, w, h)) return false;
+    const ThumbnailDimensions fit = FitThumbnail(w, h, size);
+    if (fit.width == w && fit.height == h) return false;
+    Block picture = DecodePng(stream, 32);
+    return picture && Deliver({}, 0, 0, std::move(picture), size, png);
+}
+
 // A program's first icon group that has an image that can be read: only the headers of that
 // group's images are read to choose, and only the chosen image is decoded, if at all.
 bool ProgramThumbnail(std::span<const std::uint8_t> bytes, int size, std::vector<std::uint8_t>& png) {
@@ -101,13 +113,9 @@ bool ProgramThumbnail(std::span<const std::uint8_t> bytes, int size, std::vector
         if (chosen < 0) continue;
         const std::span<const std::uint8_t> image = images[static_cast<std::size_t>(chosen)];
         const ThumbnailCandidate& format = formats[static_cast<std::size_t>(chosen)];
-        // A stream shown at its own size is checked and copied; one to be resampled is decoded
-        // once, which refuses a damaged one as checking would.
-        const ThumbnailDimensions fit = FitThumbnail(format.width, format.height, size);
-        const bool resized = fit.width != format.width || fit.height != format.height;
-        if (IsPngStream(image) && resized)
-            if (Block picture = DecodePng(image, 32)) return Deliver({}, 0, 0, std::move(picture), size, png);
-        if (!resized && IsIntactPlainRgbaPng(image, PngCheckMemory::SmallWindow))
+        // A stream shown at its own size is checked and copied as it is.
+        if (ResampledPng(image, size, png)) return true;
+        if (IsIntactPlainRgbaPng(image, PngCheckMemory::SmallWindow))
             return Deliver(image, format.width, format.height, {}, size, png);
         CKvIcon icon;
         if (icon.ReadImage(image, static_cast<std::uint32_t>(image.size()), 0) == 0) return false;
@@ -133,12 +141,11 @@ PictureLevel LevelOf(const CKvIcon& picture, std::int32_t w, std::int32_t h) {
     return {};
 }
 
-// A Windows icon's image that is a PNG stream, as the file holds it; empty for any other.
-std::span<const std::uint8_t> IconPngStream(std::span<const std::uint8_t> bytes, const CatalogFormat& f) {
+// A Windows icon's image as the file holds it; empty for a format of another source.
+std::span<const std::uint8_t> IconImageBytes(std::span<const std::uint8_t> bytes, const CatalogFormat& f) {
     if (f.source != CatalogSource::IconImage || f.offset > bytes.size() || f.length > bytes.size() - f.offset)
         return {};
-    const std::span<const std::uint8_t> stream = bytes.subspan(f.offset, f.length);
-    return IsPngStream(stream) ? stream : std::span<const std::uint8_t>{};
+    return bytes.subspan(f.offset, f.length);
 }
 
 // The chosen format of an icon.
@@ -174,16 +181,12 @@ bool CatalogThumbnail(const std::string& path, std::span<const std::uint8_t> byt
         const ThumbnailCandidate& f = formats[static_cast<std::size_t>(chosen)];
         const ThumbnailDimensions fit = FitThumbnail(f.width, f.height, size);
         const int index = indices[static_cast<std::size_t>(chosen)];
-        // A PNG image to be resampled is decoded once: read as an icon image, its whole stream
-        // would be inflated first to check it. The decoder refuses a damaged one just the same.
-        const auto stream = IconPngStream(bytes, catalog.icons.front().formats[static_cast<std::size_t>(index)]);
-        std::int32_t w = 0, h = 0;
+        if (ResampledPng(IconImageBytes(bytes, catalog.icons.front().formats[static_cast<std::size_t>(index)]), size,
+                         png))
+            return true;
         CKvIcon icon;
-        if (!stream.empty() && PngDimensions(stream, w, h) && (fit.width != w || fit.height != h)) {
-            if (Block picture = DecodePng(stream, 32)) return Deliver({}, 0, 0, std::move(picture), size, png);
-        } else if (ReadCatalogFormat(path, bytes, catalog, 0, index, icon, 2 * std::max(fit.width, fit.height))) {
+        if (ReadCatalogFormat(path, bytes, catalog, 0, index, icon, 2 * std::max(fit.width, fit.height)))
             return IconThumbnail(icon, size, png, LevelOf(icon, f.width, f.height));
-        }
         formats.erase(formats.begin() + chosen);
         indices.erase(indices.begin() + chosen);
     }
