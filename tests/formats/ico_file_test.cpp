@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <fstream>
 #include <string>
 #include <tuple>
@@ -70,11 +69,10 @@ TEST_P(IcoRoundTrip, WritesTheDirectoryAndReadsTheSameImageBack) {
     CIconDoc back;
     IconFileType type = IconFileType::Cursor;
     ASSERT_TRUE(ReadIconFile(file, back, &type));
-    EXPECT_EQ(type, IconFileType::Icon);
     ASSERT_EQ(back.GetFormatCount(), 1);
     const CIconObject& f = *back.GetFormat(0);
-    EXPECT_EQ(format_test::StoredFormatOf(f.Icon()), (StoredImageFormat{w, h, d.colors, d.alpha, d.png}));
-    EXPECT_EQ(f.BitCount(), d.bits);
+    EXPECT_EQ(std::tuple(type, format_test::StoredFormatOf(f.Icon()), f.BitCount()),
+              std::tuple(IconFileType::Icon, StoredImageFormat{w, h, d.colors, d.alpha, d.png}, d.bits));
     EXPECT_EQ(BlockBytes(f.Icon()), BlockBytes(icon));
 }
 
@@ -160,14 +158,12 @@ TEST(IcoRead, CursorLoadsAndSavesAsAnIcon) {
     CIconDoc cursor;
     IconFileType type = IconFileType::Icon;
     ASSERT_TRUE(ReadIconFile(file, cursor, &type));
-    EXPECT_EQ(type, IconFileType::Cursor);
     ASSERT_EQ(cursor.GetFormatCount(), 2);
-    EXPECT_EQ(cursor.GetFormat(0)->BitCount(), 1);
-    EXPECT_EQ(cursor.GetFormat(1)->BitCount(), 32);
-    EXPECT_TRUE(cursor.GetFormat(1)->HasAlpha());
-    EXPECT_TRUE(cursor.cursor);
-    EXPECT_EQ(cursor.GetFormat(0)->Icon().PointX(), 9);
-    EXPECT_EQ(cursor.GetFormat(0)->Icon().PointY(), 13);
+    const CKvIcon& bitmap = cursor.GetFormat(0)->Icon();
+    EXPECT_EQ(std::tuple(type, cursor.cursor, bitmap.BitsPerPixel(), bitmap.PointX(), bitmap.PointY()),
+              std::tuple(IconFileType::Cursor, true, 1, 9, 13));
+    EXPECT_EQ(std::tuple(cursor.GetFormat(1)->BitCount(), cursor.GetFormat(1)->HasAlpha()),
+              std::tuple(32, true));
 
     // Saved as a cursor: type 2, the hotspots in the directory, the PNG image in bitmap form so
     // that its hotspot's y is never taken for a depth; it reads back the same.
@@ -181,10 +177,8 @@ TEST(IcoRead, CursorLoadsAndSavesAsAnIcon) {
     for (int i = 0; i < 2; ++i) {
         const CKvIcon& before = cursor.GetFormat(i)->Icon();
         const CKvIcon& after = again.GetFormat(i)->Icon();
-        EXPECT_FALSE(after.IsCompressed()) << i;
-        EXPECT_EQ(after.BitsPerPixel(), before.BitsPerPixel()) << i;
-        EXPECT_EQ(after.PointX(), before.PointX()) << i;
-        EXPECT_EQ(after.PointY(), i == 0 ? 13 : 0) << i;
+        EXPECT_EQ(std::tuple(after.IsCompressed(), after.BitsPerPixel(), after.PointX(), after.PointY()),
+                  std::tuple(false, before.BitsPerPixel(), before.PointX(), i == 0 ? 13 : 0)) << i;
         EXPECT_TRUE(std::ranges::equal(after.GetBlock().bytes(), before.GetBlock().bytes())) << i;
     }
 
@@ -289,9 +283,8 @@ TEST_P(IcoPngUnderDepth, KeepsTheDepthOnlyWhenThePixelsFit) {
         SCOPED_TRACE(pass == 0 ? "read" : "saved and read again");
         ASSERT_EQ(doc.GetFormatCount(), 1);
         const CKvIcon& icon = doc.GetFormat(0)->Icon();
-        EXPECT_EQ(doc.GetFormat(0)->BitCount(), c.bits);
-        EXPECT_EQ(icon.HasAlpha(), c.bits == 32);
-        EXPECT_TRUE(icon.IsCompressed());
+        EXPECT_EQ(std::tuple(doc.GetFormat(0)->BitCount(), icon.HasAlpha(), icon.IsCompressed()),
+                  std::tuple(c.bits, c.bits == 32, true));
         const Picture shown = PictureOf(icon);
         ASSERT_EQ(shown.size(), picture.size());
         for (std::size_t i = 0; i < picture.size(); ++i)
@@ -391,8 +384,6 @@ struct Damage {
 };
 
 const Damage kDamages[] = {
-    {"empty", [](auto& f) { f.clear(); }},
-    {"header_only", [](auto& f) { f.resize(6); }},
     {"type_3", [](auto& f) { StoreU16(f.data() + 2, 3); }},
     {"type_0", [](auto& f) { StoreU16(f.data() + 2, 0); }},
     {"count_0", [](auto& f) { StoreU16(f.data() + 4, 0); }},
@@ -424,8 +415,9 @@ TEST_P(IcoHostile, FailsAndLeavesTheDocumentEmpty) {
 
 INSTANTIATE_TEST_SUITE_P(Damages, IcoHostile, ::testing::ValuesIn(kDamages), RowName);
 
-// Every cut fails, except one inside the AND mask of a last image in bitmap form: icons whose
-// last image has unpadded or no mask rows are common, and load with the missing bits opaque.
+// Every cut fails and leaves the document empty, except one inside the AND mask of a last image in
+// bitmap form: icons whose last image has unpadded or no mask rows are common, and load with the
+// missing bits opaque.
 TEST(IcoHostileSweep, EveryTruncationFailsButInTheLastMask) {
     for (const bool pngLast : {false, true}) {
         // Equal formats keep their order.
@@ -433,7 +425,7 @@ TEST(IcoHostileSweep, EveryTruncationFailsButInTheLastMask) {
             format_test::IconFileOf({MakeIcon(16, 16, 0, true, 1, !pngLast), MakeIcon(16, 16, 0, true, 2, pngLast)});
         const std::size_t maskStart = pngLast ? file.size() : file.size() - 16 * 4;
         for (std::size_t size = 0; size < file.size(); ++size) {
-            CIconDoc doc;
+            CIconDoc doc = format_test::DocOf({MakeIcon(16, 16, 2, false, 1)});
             const bool read = ReadIconFile(std::span(file.data(), size), doc);
             ASSERT_EQ(read, size >= maskStart) << size;
             ASSERT_EQ(doc.GetFormatCount(), read ? 2 : 0);
@@ -487,9 +479,7 @@ TEST(IcoFiles, SaveLoadAndTheirFailures) {
     ASSERT_TRUE(LoadIconFile(path, back, error)) << error;
     EXPECT_FALSE(back.macintosh);
     ASSERT_EQ(back.GetFormatCount(), 2);
-    EXPECT_EQ(back.GetFormat(0)->Width(), 256);  // the file is in the save order: largest first
-    EXPECT_EQ(doc.GetFormat(0)->Width(), 48);    // the project keeps its own
-    EXPECT_TRUE(back.GetFormat(0)->Icon().IsCompressed());
+    // The file is in the save order, largest first.
     for (int i = 0; i < 2; ++i) EXPECT_EQ(BlockBytes(back.GetFormat(i)->Icon()), BlockBytes(doc.GetFormat(1 - i)->Icon()));
 
     CIconDoc empty;
