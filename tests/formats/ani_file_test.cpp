@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -11,7 +10,6 @@
 #include "formats/format_test_support.h"
 #include "formats/ico_file.h"
 #include "image/bytes.h"
-#include "image/dib_block.h"
 
 namespace tellurine {
 namespace {
@@ -131,10 +129,9 @@ TEST(AniFile, InfoTextsAreReadAmongSkippedAndPaddedChunks) {
                                List("fram", {Chunk("icon", oddFrame), Chunk("junk", {9}), Icon(3)})}),
                            steps, &info),
               AniReadStatus::Ok);
-    EXPECT_EQ(Steps(steps), "2@10 3@10");
-    EXPECT_EQ(info.frameCount, 2u);
-    EXPECT_EQ(info.title, "abc");
-    EXPECT_EQ(info.author, "x");  // up to its first zero byte
+    // The author up to its first zero byte.
+    EXPECT_EQ(std::tuple(Steps(steps), info.frameCount, info.title, info.author),
+              std::tuple("2@10 3@10", 2u, "abc", "x"));
 
     const Bytes longTitle = Ani({List("INFO", {Chunk("INAM", Bytes(80, 'T'))}), Anih(3, 3), ThreeFrames()});
     ASSERT_EQ(ReadAniSteps(longTitle, steps, &info), AniReadStatus::Ok);

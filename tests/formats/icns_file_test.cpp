@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -88,9 +89,7 @@ TEST(IcnsPacking, RunsAreCutFromTheBackAndReadForwardAndShortDataFails) {
     for (int i = 0; i < 200; ++i) ramp[i] = static_cast<std::uint8_t>(i);
     const Bytes packed = Packed(ramp);
     ASSERT_EQ(packed.size(), 202u);
-    EXPECT_EQ(packed[0], 71);
-    EXPECT_EQ(packed[73], 127);
-    EXPECT_EQ(packed[74], 72);
+    EXPECT_EQ((std::array{packed[0], packed[73], packed[74]}), (std::array<std::uint8_t, 3>{71, 127, 72}));
 
     // Whatever the plane, unpacking gives it back.
     std::mt19937 random(5);
@@ -355,8 +354,7 @@ TEST(IcnsFamily, StreamsAreKeptAndEditsStayInTheirKind) {
     ASSERT_EQ(doc.GetFormatCount(), 3);
     Bytes out;
     ASSERT_TRUE(WriteIcnsFamily(doc, out));
-    EXPECT_EQ(*ElementData(out, "ic09"), jp2);
-    EXPECT_EQ(*ElementData(out, "ic08"), png256);
+    EXPECT_EQ(std::pair(*ElementData(out, "ic09"), *ElementData(out, "ic08")), std::pair(jp2, png256));
 
     // Edit the 256 (one pixel): it stays PNG, and the JPEG 2000 one is still copied.
     CKvIcon& edited = doc.GetFormat(1)->Icon();
@@ -650,9 +648,8 @@ TEST(IcnsFiles, LocatingScanningAndNamingFamilies) {
     // A family of a resource fork is named from the map.
     ASSERT_TRUE(ReadIconContainer("app.rsc", ResourceFork(family, 128, ""), contents));
     ASSERT_EQ(contents.icons.size(), 1u);
-    EXPECT_EQ(contents.icons[0].name, "128");
-    EXPECT_EQ(contents.icons[0].number, std::optional<std::int32_t>(128));
-    EXPECT_TRUE(contents.icons[0].doc.macintosh);
+    EXPECT_EQ(std::tuple(contents.icons[0].name, contents.icons[0].number, contents.icons[0].doc.macintosh),
+              std::tuple("128", std::optional<std::int32_t>(128), true));
 
     ASSERT_TRUE(ReadIconContainer("app.rsc", ResourceFork(family, -16455, "Ic\x8Ene \xA5"), contents));
     EXPECT_EQ(contents.icons[0].name, "Ic\u00E9ne \u2022");  // names are Mac Roman
@@ -670,8 +667,7 @@ TEST(IcnsFiles, ProjectsAreSavedByTheirMacintoshFlag) {
     EXPECT_EQ(leftOut, std::vector<int>{1});
     doc.macintosh = false;
     ASSERT_TRUE(WriteIconProject(doc, false, out, &leftOut));
-    EXPECT_EQ(LoadU16(out.data() + 2), 1);
-    EXPECT_EQ(LoadU16(out.data() + 4), 2);
+    EXPECT_EQ(std::tuple(LoadU16(out.data() + 2), LoadU16(out.data() + 4)), std::tuple(1, 2));
 
     // A project with nothing the family can hold is not written.
     CIconDoc odd = format_test::DocOf({Icon32(20, 20, [](int, int) { return Rgba{0, 0, 0, 255}; })});

@@ -7,6 +7,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <tuple>
 
 #include "formats/format_test_support.h"
 #include "formats/ico_file.h"
@@ -239,16 +240,14 @@ TEST(IconSet, HandTunedSizesOfAProjectAreKeptAndOnlyMissingSizesScaled) {
     CIconDoc ico;
     IconFileType type = IconFileType::Cursor;
     ASSERT_TRUE(ReadIconFile(files[0], ico, &type));
-    EXPECT_EQ(type, IconFileType::Icon);
     std::map<int, const CIconObject*> bySide;
     for (int i = 0; i < ico.GetFormatCount(); ++i) bySide[ico.GetFormat(i)->Width()] = ico.GetFormat(i);
     ASSERT_EQ(bySide.size(), 8u);
     EXPECT_TRUE(SamePixels(bySide[16]->Icon().To32BitDib(), exact16));
-    EXPECT_EQ(bySide[24]->BitCount(), 4);
-    EXPECT_EQ(bySide[48]->BitCount(), 24);
-    EXPECT_EQ(bySide[20]->BitCount(), 32);
-    EXPECT_TRUE(bySide[256]->Icon().IsCompressed());  // stored as PNG
-    EXPECT_FALSE(bySide[64]->Icon().IsCompressed());
+    // An icon file, not a cursor; the depths as said; the 256-pixel format stored as PNG, a smaller not.
+    EXPECT_EQ(std::tuple(type, bySide[24]->BitCount(), bySide[48]->BitCount(), bySide[20]->BitCount(),
+                         bySide[256]->Icon().IsCompressed(), bySide[64]->Icon().IsCompressed()),
+              std::tuple(IconFileType::Icon, 4, 24, 32, true, false));
     const Block green24 = source.Project()->GetFormat(4)->Icon().To32BitDib();
     EXPECT_TRUE(SamePixels(bySide[20]->Icon().To32BitDib(), ResampleDib(green24, 20, 20)));
     EXPECT_TRUE(SamePixels(bySide[64]->Icon().To32BitDib(),
@@ -369,9 +368,9 @@ TEST(IconSet, SourcesAreReadByWhatTheyHold) {
         IconSetSource source;
         std::string error;
         const bool read = LoadIconSetSource((dir / name).string(), source, error);
-        EXPECT_EQ(read, kind != Kind::None) << name << ": " << error;
-        EXPECT_EQ(source.IsDrawing(), kind == Kind::Drawing) << name;
-        EXPECT_EQ(source.IsProject(), kind == Kind::Project) << name;
+        EXPECT_EQ(std::tuple(read, source.IsDrawing(), source.IsProject()),
+                  std::tuple(kind != Kind::None, kind == Kind::Drawing, kind == Kind::Project))
+            << name << ": " << error;
         if (kind == Kind::None) {
             EXPECT_FALSE(error.empty()) << name;
         }

@@ -74,8 +74,7 @@ TEST(ImageStrip, SplitsRowByRowAndJoinsBackWhatSharesTheFirstSize) {
     std::vector<int> leftOut;
     const Block strip = JoinStrip(doc, &leftOut);
     EXPECT_EQ(leftOut, std::vector<int>{6});
-    ASSERT_EQ(DibWidth(strip), 24);
-    ASSERT_EQ(DibHeight(strip), 3);
+    ASSERT_EQ(std::pair(DibWidth(strip), DibHeight(strip)), std::pair(24, 3));
     EXPECT_EQ(At(strip, 12 + 1, 2), At(sheet, 1, 3));  // cell 3 (second row, first column)
 
     // Cells that do not fit, or too many of them, are refused and leave the project empty.
@@ -94,8 +93,7 @@ TEST(ImageStrip, FilesKeepTheirCellAndAreReadAsStripsByContent) {
     // 6 x 10 cells are not what the shape suggests (10 x 10): the file says so itself.
     IconSavePlan plan;
     ASSERT_TRUE(PlanIconSave(doc, SaveKindOf("tools.TBF"), false, {}, false, plan));
-    EXPECT_EQ(plan.kind, IconContainer::Strip);
-    EXPECT_TRUE(plan.Whole(doc));
+    EXPECT_EQ(std::pair(plan.kind, plan.Whole(doc)), std::pair(IconContainer::Strip, true));
     EXPECT_TRUE(FileHoldsDocument(doc, plan.bytes));  // known by its content, whatever its name
     EXPECT_EQ(ClassifyIconFile("tools.png", plan.bytes), IconContainer::Strip);
     EXPECT_EQ(png_test::Assemble(png_test::ChunksOf(plan.bytes)), plan.bytes);  // every chunk's CRC is right

@@ -12,7 +12,6 @@
 #include <vector>
 
 #include "format_test_support.h"
-#include "formats/zip_archive.h"
 #include "image/bytes.h"
 #include "imaging/codecs.h"
 #include "test_support.h"

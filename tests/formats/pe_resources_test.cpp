@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "formats/format_test_support.h"
@@ -112,8 +113,7 @@ TEST_P(PeProgram, ListsRecordsAndReadsGroups) {
     EXPECT_EQ(english.group.name, kMainUtf8);
     EXPECT_EQ((*read)[3].name.id, std::uint16_t{100});
     const CKvIcon* png = english.group.FormatAt(2);
-    EXPECT_TRUE(png->IsCompressed());
-    EXPECT_EQ(png->BitsPerPixel(), 32);
+    EXPECT_EQ(std::tuple(png->IsCompressed(), png->BitsPerPixel()), std::tuple(true, 32));
     EXPECT_EQ(english.group.FormatAt(1)->ColorCount(), 256u);
 }
 
@@ -294,9 +294,8 @@ TEST_P(PeProgram, DescribesWhatReadingGives) {
     for (std::size_t g = 0; g < read->size(); ++g) {
         const ExeIconGroup& r = (*read)[g];
         const ExeIconGroupListing& l = (*listed)[g];
-        EXPECT_EQ(l.name.Display(), r.name.Display());
-        EXPECT_EQ(l.name.id, r.name.id);
-        EXPECT_EQ(l.language, r.language);
+        EXPECT_EQ(std::tuple(l.name.Display(), l.name.id, l.language),
+                  std::tuple(r.name.Display(), r.name.id, r.language));
         ASSERT_EQ(l.formats.size(), static_cast<std::size_t>(r.group.FormatCount()));
         ASSERT_EQ(l.images.size(), l.formats.size());
         for (std::size_t i = 0; i < l.formats.size(); ++i)
@@ -347,9 +346,9 @@ TEST(PeResourcesWine, MatchesWrestool) {
             ASSERT_TRUE(ours);
             ASSERT_EQ(ours->size(), theirs.size());
             for (std::size_t i = 0; i < theirs.size(); ++i) {
-                EXPECT_EQ((*ours)[i].name.Display(), theirs[i].name);
-                EXPECT_EQ((*ours)[i].language, theirs[i].language);
-                EXPECT_EQ((*ours)[i].data.size(), theirs[i].size);
+                const ResourceRecord& r = (*ours)[i];
+                EXPECT_EQ(std::tuple(r.name.Display(), r.language, r.data.size()),
+                          std::tuple(theirs[i].name, theirs[i].language, theirs[i].size));
             }
         }
 
@@ -373,9 +372,8 @@ TEST(PeResourcesWine, MatchesWrestool) {
                 const std::uint32_t at = LoadU32(icon.data() + 6 + 16 * i + 12);
                 const std::uint32_t w = icon[6 + 16 * i],
                                     h = g.cursor ? LoadU32(icon.data() + at + 8) / 2 : icon[7 + 16 * i];
-                EXPECT_EQ(g.group.FormatAt(static_cast<int>(i))->Width(), w == 0 ? 256 : w)
-                    << file << " " << i;
-                EXPECT_EQ(g.group.FormatAt(static_cast<int>(i))->Height(), h == 0 ? 256 : h)
+                const CKvIcon& f = *g.group.FormatAt(static_cast<int>(i));
+                EXPECT_EQ(std::pair(f.Width(), f.Height()), std::pair(w == 0 ? 256 : w, h == 0 ? 256 : h))
                     << file << " " << i;
             }
         }
