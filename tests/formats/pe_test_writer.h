@@ -194,25 +194,19 @@ inline std::vector<std::uint8_t> WritePe(const std::vector<Resource>& resources,
 }
 
 // Icon group data: header (0, 1, count), then per icon a 14-byte entry whose identifier is the
-// last field; the size, bits and byte count fields are there for show (the reader goes by the images).
-struct GroupEntry {
-    std::uint16_t id;
-    std::uint8_t size = 16;
-    std::uint16_t bits = 32;
-    std::uint32_t bytes = 0;
-};
+// last field. The reader goes by the images: every entry says 16 x 16 at 32 bits and no byte count.
+using GroupEntry = std::uint16_t;  // the icon's identifier
 
-inline std::vector<std::uint8_t> GroupData(const std::vector<GroupEntry>& entries) {
-    std::vector<std::uint8_t> g(6 + 14 * entries.size(), 0);
+inline std::vector<std::uint8_t> GroupData(const std::vector<GroupEntry>& ids) {
+    std::vector<std::uint8_t> g(6 + 14 * ids.size(), 0);
     StoreU16(g.data() + 2, 1);
-    StoreU16(g.data() + 4, static_cast<std::uint16_t>(entries.size()));
-    for (std::size_t i = 0; i < entries.size(); ++i) {
+    StoreU16(g.data() + 4, static_cast<std::uint16_t>(ids.size()));
+    for (std::size_t i = 0; i < ids.size(); ++i) {
         std::uint8_t* e = g.data() + 6 + 14 * i;
-        e[0] = e[1] = entries[i].size;
+        e[0] = e[1] = 16;
         StoreU16(e + 4, 1);
-        StoreU16(e + 6, entries[i].bits);
-        StoreU32(e + 8, entries[i].bytes);
-        StoreU16(e + 12, entries[i].id);
+        StoreU16(e + 6, 32);
+        StoreU16(e + 12, ids[i]);
     }
     return g;
 }
