@@ -6,9 +6,9 @@
 #include <cstdint>
 #include <cstring>
 #include <functional>
-#include <initializer_list>
 
 #include "image/block.h"
+#include "image/dib.h"
 #include "image/dib_block.h"
 
 namespace tellurine::test {
@@ -94,5 +94,12 @@ inline Px At(const Block& b, int x, int y) {
 
 // The pixel at column x of row y counted from the top of the picture.
 inline Px TopDown(const Block& b, int x, int y) { return At(b, x, DibHeight(b) - 1 - y); }
+
+// A bitmap object holding the block.
+inline CDIB Attached(Block block) {
+    CDIB dib;
+    dib.Attach(std::move(block));
+    return dib;
+}
 
 }  // namespace tellurine::test

@@ -19,8 +19,7 @@ TEST(ImageFile, EncodesAndDecodesEveryDepthItWritesAndRefusesWhatIsNotAnImage) {
             } else {
                 test::SetBgra(b, 4, 0, 30, 20, 10, 128);
             }
-            CDIB dib;
-            dib.Attach(std::move(b));
+            CDIB dib = test::Attached(std::move(b));
             std::vector<std::uint8_t> bytes;
             std::string error;
             ASSERT_TRUE(EncodeImageFile(dib, format, bytes, error)) << error;

@@ -32,12 +32,6 @@ Block Disc(int width, int height) {
     });
 }
 
-CDIB AsCdib(Block block) {
-    CDIB dib;
-    dib.Attach(std::move(block));
-    return dib;
-}
-
 // The AND bit and the colour (from the table at 8 bits or fewer) of pixel (x, y), y from the top.
 struct StoredPixel {
     bool masked;
@@ -58,7 +52,7 @@ StoredPixel PixelOf(const CKvIcon& icon, int x, int y) {
 
 TEST(MakeIconProject, MakesEverySizeAtEveryDepthCentredAndSorted) {
     // 120 x 80: centred on a 120 x 120 transparent square before resampling, nothing stretched.
-    const CDIB image = AsCdib(Disc(120, 80));
+    const CDIB image = test::Attached(Disc(120, 80));
     IconProjectRequest request;
     request.sizes = {16, 256, 32, 16};  // a repeated size is made once
     request.depths = {32, 8, 4, 1, 24};
@@ -100,7 +94,7 @@ TEST(MakeIconProject, MakesEverySizeAtEveryDepthCentredAndSorted) {
 
 TEST(MakeIconProject, TakesTheTransparentColourAndTheFilterLevelAsked) {
     // A 24-bit picture: a green ground with a grey square in the middle.
-    const CDIB image = AsCdib(test::MakeDib(64, 64, 24, [](int x, int stored) {
+    const CDIB image = test::Attached(test::MakeDib(64, 64, 24, [](int x, int stored) {
         const bool inside = x >= 16 && x < 48 && stored >= 16 && stored < 48;
         return inside ? test::Px{128, 128, 128, 255} : test::Px{0, 200, 0, 255};
     }));
@@ -130,7 +124,7 @@ TEST(MakeIconProject, TakesTheTransparentColourAndTheFilterLevelAsked) {
 }
 
 TEST(MakeIconProject, RefusesBadSizesDepthsAndImagesLeavingNothing) {
-    const CDIB image = AsCdib(Disc(32, 32));
+    const CDIB image = test::Attached(Disc(32, 32));
     CIconDoc doc;
     doc.AddBlankFormat(16, 16, 0, true);
     std::string error;
@@ -191,7 +185,7 @@ TEST(MakeFormat, BlankFormatsAreTransparentOnTheStandardPalette) {
 
 TEST(MakeFormat, ResizeFilterRunsOnlyWhileCreatingAndOnlyWhenTheSizeChanges) {
     const Block source = Disc(48, 48);
-    const CDIB image = AsCdib(source.Duplicate());
+    const CDIB image = test::Attached(source.Duplicate());
     CKvIcon made;
     // Switch off: the plain resample.
     ASSERT_TRUE(MakeFormatFromImage(image, 16, 16, 32, made));
@@ -231,7 +225,7 @@ TEST(MakeFormat, StrengthFollowsTheReductionRatio) {
 }
 
 TEST(FormatEdit, TurnsAndFlipsRoundTripAndResizeKeepsTheFormatsKind) {
-    const CDIB image = AsCdib(Disc(20, 20));
+    const CDIB image = test::Attached(Disc(20, 20));
     for (const int bits : {32, 24, 8, 4, 1}) {
         CKvIcon icon;
         ASSERT_TRUE(MakeFormatFromImage(image, 20, 20, bits, icon));
@@ -269,7 +263,7 @@ TEST(FormatEdit, TurnsAndFlipsRoundTripAndResizeKeepsTheFormatsKind) {
 }
 
 TEST(FormatEdit, FiltersKeepIndexedFormatsOnTheirOwnTable) {
-    const CDIB image = AsCdib(Disc(24, 24));
+    const CDIB image = test::Attached(Disc(24, 24));
     CKvIcon icon;
     ASSERT_TRUE(MakeFormatFromImage(image, 24, 24, 4, icon));
     // The 16-entry table and the AND mask; nothing when the block no longer fits its format.
@@ -299,7 +293,7 @@ TEST(FormatEdit, FiltersKeepIndexedFormatsOnTheirOwnTable) {
 }
 
 TEST(FormatEdit, AdjustmentsGoThroughTheTableOrThePixelsAndKeepAlpha) {
-    const CDIB image = AsCdib(Disc(24, 24));
+    const CDIB image = test::Attached(Disc(24, 24));
     ColorAdjustment invert;
     invert.invert = true;
     const ColorAdjuster adjuster(invert);

@@ -13,6 +13,7 @@
 namespace tellurine {
 namespace {
 
+using test::Attached;
 using test::Bgra;
 using test::GetBgra;
 using test::GetIndex;
@@ -20,11 +21,6 @@ using test::SetBgra;
 using test::SetIndex;
 using test::SetTableEntry;
 
-CDIB Attached(Block block) {
-    CDIB dib;
-    dib.Attach(std::move(block));
-    return dib;
-}
 CDIB MakeDib(int w, int h, int bits) { return Attached(CreateDibBlock(w, h, bits)); }
 
 // Pixel (x, y) of a 24- or 32-bit bitmap, y from the top.
@@ -148,8 +144,7 @@ TEST(CDib, FlattenAndConvertRespectTheirDepths) {
     CDIB keyed = MakeIndexed();
     keyed.ConvertTo32(true, RGB(11, 22, 33));
     ASSERT_EQ(keyed.BitCount(), 32);
-    EXPECT_EQ(PixelOf(keyed, 1, 0).a, 0);
-    EXPECT_EQ(PixelOf(keyed, 0, 0).a, 255);
+    EXPECT_EQ(std::tuple(PixelOf(keyed, 1, 0).a, PixelOf(keyed, 0, 0).a), std::tuple(0, 255));
     CDIB plain = dib;
     plain.ConvertTo32(false, 0);
     EXPECT_EQ(PixelOf(plain, 0, 0).a, 128);  // 32-bit alpha is kept without a key
@@ -168,9 +163,9 @@ TEST(CDib, KeyedCopyMarksLowAlphaMagenta) {
     const CDIB keyed = dib.MakeKeyedCopy();
     ASSERT_EQ(keyed.BitCount(), 24);
     EXPECT_EQ(dib.BitCount(), 32);  // the source is untouched
-    EXPECT_EQ(PixelOf(keyed, 0, 0), (Bgra{255, 0, 255, 255}));
-    EXPECT_EQ(PixelOf(keyed, 1, 0), (Bgra{0xA8, 0xA8, 0xE8, 255}));  // over E1E1E1 at alpha 64
-    EXPECT_EQ(PixelOf(keyed, 2, 0), (Bgra{1, 2, 3, 255}));
+    // Magenta at alpha 63; over E1E1E1 at alpha 64; the colour itself when opaque.
+    EXPECT_EQ((std::array{PixelOf(keyed, 0, 0), PixelOf(keyed, 1, 0), PixelOf(keyed, 2, 0)}),
+              (std::array<Bgra, 3>{{{255, 0, 255, 255}, {0xA8, 0xA8, 0xE8, 255}, {1, 2, 3, 255}}}));
     // A picture without alpha is fully opaque: nothing becomes magenta.
     EXPECT_EQ(PixelOf(MakeIndexed().MakeKeyedCopy(), 0, 0), (Bgra{30, 20, 10, 255}));
 }
@@ -186,8 +181,7 @@ TEST(CDib, ArchiveFormIsFlagSizeAndBlock) {
     dib.Serialize(out);
     const auto& bytes = out.Bytes();
     ASSERT_EQ(bytes.size(), 8 + dib.GetBlock().size());
-    EXPECT_EQ(LoadU32(bytes.data()), 1u);
-    EXPECT_EQ(LoadU32(bytes.data() + 4), 40u + 1024u + 8u);
+    EXPECT_EQ(std::pair(LoadU32(bytes.data()), LoadU32(bytes.data() + 4)), std::pair(1u, 40u + 1024u + 8u));
     EXPECT_EQ(0, std::memcmp(bytes.data() + 8, dib.GetBlock().data(), dib.GetBlock().size()));
 
     Archive in = Archive::ForLoading(bytes);

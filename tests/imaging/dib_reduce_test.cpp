@@ -10,16 +10,11 @@
 namespace tellurine {
 namespace {
 
+using test::Attached;
 using test::Bgra;
 using test::GetBgra;
 using test::GetIndex;
 using test::SetBgra;
-
-CDIB Attached(Block b) {
-    CDIB dib;
-    dib.Attach(std::move(b));
-    return dib;
-}
 
 // Eight columns of distinct colours, the left half half-transparent at 32 bits.
 Block Stripes(int bits) {
