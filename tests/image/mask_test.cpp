@@ -49,8 +49,7 @@ TEST(CMask, ApplyToBitmapByDepth) {
         CMask threshold = Uniform(2, 1, 127);
         threshold.Values()[1] = 128;
         ASSERT_EQ(threshold.ApplyToBitmap(indexed), 1);
-        EXPECT_EQ(GetIndex(indexed, 0, 0), 0) << bits;
-        EXPECT_EQ(GetIndex(indexed, 1, 0), 1) << bits;
+        EXPECT_EQ(std::pair(GetIndex(indexed, 0, 0), GetIndex(indexed, 1, 0)), std::pair(0, 1)) << bits;
     }
 
     Block sixteen = CreateDibBlock(1, 1, 16);
@@ -85,12 +84,9 @@ TEST(CMask, CopiesOfEmptyMasksStayEmpty) {
     CMask a = Uniform(4, 2, 9);
     a.attribute = 5;
     CMask b(a);
-    EXPECT_EQ(b.Width(), 4u);
-    EXPECT_EQ(b.Values(), a.Values());
-    EXPECT_EQ(b.attribute, 5);
+    EXPECT_EQ(std::tuple(b.Width(), b.Values(), b.attribute), std::tuple(4u, a.Values(), 5));
     b = CMask();
-    EXPECT_TRUE(b.IsEmpty());
-    EXPECT_EQ(b.Width(), 0u);
+    EXPECT_EQ(std::tuple(b.IsEmpty(), b.Width()), std::tuple(true, 0u));
     b.Clear();
     EXPECT_EQ(b.attribute, 0);
     EXPECT_EQ(b.Allocate(0, 3), 0);
@@ -112,8 +108,7 @@ TEST(CMask, ArchiveFormKeepsOnlySquareMasks) {
     CMask back;
     Archive in = Archive::ForLoading(bytes);
     ASSERT_TRUE(back.Serialize(in));
-    EXPECT_EQ(std::pair(back.Width(), back.Height()), std::pair(16u, 16u));
-    EXPECT_EQ(back.Values(), square.Values());
+    EXPECT_EQ(std::tuple(back.Width(), back.Height(), back.Values()), std::tuple(16u, 16u, square.Values()));
 
     // 16 & 32 == 0: the mask is written as a single 0 and reads back empty.
     CMask tall = Uniform(16, 32, 1);
