@@ -1,7 +1,6 @@
 // Feeds arbitrary text to the GIMP gradient reader: a refusal says why and leaves the gradient as
 // it was; a gradient read has 1 to kMaxGradientSegments segments tiling 0..1 in order, gives
 // colours in 0..1 everywhere, and reads back exactly from what the writer makes of it.
-#include <cmath>
 #include <string>
 #include <string_view>
 

@@ -7,7 +7,6 @@
 // reader's rules.
 #pragma once
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>

@@ -10,7 +10,6 @@
 
 #include "editor/editor_test_support.h"
 #include "editor/selection.h"
-#include "imaging/filters.h"
 #include "test_support.h"
 
 namespace tellurine::editor {

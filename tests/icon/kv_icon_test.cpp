@@ -3,13 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstring>
 #include <tuple>
 #include <vector>
 
 #include "icon/standard_palette.h"
 #include "image/archive.h"
-#include "image/bytes.h"
 
 #include "icon/icon_test_support.h"
 

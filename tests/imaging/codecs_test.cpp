@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <string>
 #include <tuple>
 #include <utility>
 #include <vector>
