@@ -60,10 +60,9 @@ TEST(StartSwitches, DelpatchWinsAndTextRunsToTheEnd) {
     };
     for (const Case& c : cases) {
         const StartSwitches s = ParseStartSwitches(c.raw);
-        EXPECT_EQ(s.deletePatch, c.patch) << c.raw;
-        EXPECT_EQ(s.patchPath, c.patchPath) << c.raw;
-        EXPECT_EQ(s.librarian, c.librarian) << c.raw;
-        EXPECT_EQ(s.librarianArgument, c.argument) << c.raw;
+        EXPECT_EQ(std::tuple(s.deletePatch, s.patchPath, s.librarian, s.librarianArgument),
+                  std::tuple(c.patch, std::string(c.patchPath), c.librarian, std::string(c.argument)))
+            << c.raw;
     }
     EXPECT_EQ(RawCommandLine({"/delpatch:/tmp/a b.bin", "x.ico"}), "\"/delpatch:/tmp/a b.bin\" x.ico");
     EXPECT_EQ(CommandLineFiles({"/home/me/a.ico", "-v", "/p", "b.cur", "/a.ico", "--quit", "/librarian:x", "c.ico"}),
@@ -163,12 +162,10 @@ TEST(DocTemplates, SaveDialogChoosesTheProjectsKindAndAddsItsExtension) {
          })
         EXPECT_EQ(WithSaveExtension(path, filter), written) << path << " " << filter;
     // A recovered project goes back in place only into a file a save writes.
-    EXPECT_EQ(RecoveredSaveKind("x/a.ico"), IconContainer::Ico);
-    EXPECT_EQ(RecoveredSaveKind("x/a.CUR"), IconContainer::Cur);
-    EXPECT_EQ(RecoveredSaveKind("x/a.icns"), IconContainer::Icns);
-    EXPECT_EQ(RecoveredSaveKind("x/a.iconset"), IconContainer::Iconset);
-    EXPECT_EQ(RecoveredSaveKind("x/a.ani"), IconContainer::Unknown);
-    EXPECT_EQ(RecoveredSaveKind("x/a.exe"), IconContainer::Unknown);
+    for (const auto& [path, kind] :
+         {std::pair{"x/a.ico", IconContainer::Ico}, {"x/a.CUR", IconContainer::Cur}, {"x/a.icns", IconContainer::Icns},
+          {"x/a.iconset", IconContainer::Iconset}, {"x/a.ani", IconContainer::Unknown}, {"x/a.exe", IconContainer::Unknown}})
+        EXPECT_EQ(RecoveredSaveKind(path), kind) << path;
 }
 
 TEST(DocTemplates, FilesChooseTheirTemplateByExtensionAndContent) {
@@ -205,11 +202,10 @@ TEST(DocTemplates, FilesChooseTheirTemplateByExtensionAndContent) {
         {"a.weird", {}, 109},
     };
     for (const Case& c : cases) EXPECT_EQ(ChooseDocTemplate(c.path, c.head), c.resource) << c.path;
-    EXPECT_EQ(DocKindOf(101), DocKind::IconProject);
-    EXPECT_EQ(DocKindOf(113), DocKind::IconProject);
-    EXPECT_EQ(DocKindOf(104), DocKind::IconLibrary);
-    for (const int explorer : {110, 111}) EXPECT_EQ(DocKindOf(explorer), DocKind::Explorer) << explorer;
-    EXPECT_EQ(DocKindOf(999), DocKind::NotYet);
+    for (const auto& [resource, kind] : {std::pair{101, DocKind::IconProject}, {113, DocKind::IconProject},
+                                         {104, DocKind::IconLibrary}, {110, DocKind::Explorer}, {111, DocKind::Explorer},
+                                         {999, DocKind::NotYet}})
+        EXPECT_EQ(DocKindOf(resource), kind) << resource;
 }
 
 TEST(WindowPlaces, NewWindowsCascadeInsideTheWorkspace) {
@@ -239,8 +235,7 @@ TEST(Thumbnails, SmallPicturesGrowByWholeMultiplesAndLargeOnesFit) {
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::Message() << c.width << " x " << c.height << " in " << c.side << " at " << c.ratio);
         const PictureSize shown = ThumbnailSize(c.width, c.height, c.side, c.ratio);
-        EXPECT_EQ(shown.width, c.shownWidth);
-        EXPECT_EQ(shown.height, c.shownHeight);
+        EXPECT_EQ(std::pair(shown.width, shown.height), std::pair(c.shownWidth, c.shownHeight));
     }
 }
 
@@ -274,10 +269,9 @@ TEST(Workbench, PreferencesSetTheToolsCanvasAndColours) {
     EXPECT_EQ(bench.Tool(editor::ToolKind::Line)->settings.screenBits, 16);
     bench.ApplyPreferences(prefs);
     bench.TakeColours(prefs);
-    EXPECT_FALSE(bench.canvas.showGrid);
-    EXPECT_EQ(bench.canvas.previewColor, 0xFFu);
-    EXPECT_EQ(bench.colours.foreground, 0xFF00u);
-    EXPECT_EQ(bench.colours.foregroundOpacity, 77);
+    EXPECT_EQ(std::tuple(bench.canvas.showGrid, bench.canvas.previewColor, bench.colours.foreground,
+                         bench.colours.foregroundOpacity),
+              std::tuple(false, 0xFFu, 0xFF00u, 77));
     prefs.Smooth32BppDraw = 0;
     bench.ApplyPreferences(prefs);
     EXPECT_FALSE(bench.Tool(editor::ToolKind::Brush)->settings.smoothEdges);
@@ -286,9 +280,8 @@ TEST(Workbench, PreferencesSetTheToolsCanvasAndColours) {
     bench.colours.background = 0x123456;
     Preferences saved;
     bench.GiveColours(saved);
-    EXPECT_EQ(saved.SavedBkIndex8bpp, 12);
-    EXPECT_EQ(ProfileColour(saved.SavedBkRGBColor, 0), 0x123456u);
-    EXPECT_EQ(saved.FgOpacity, 77);
+    EXPECT_EQ(std::tuple(saved.SavedBkIndex8bpp, ProfileColour(saved.SavedBkRGBColor, 0), saved.FgOpacity),
+              std::tuple(12, 0x123456u, 77));
 }
 
 TEST(ClipboardForms, PaletteFormRoundTripsAndRefusesWhatDoesNotRead) {
@@ -336,12 +329,10 @@ TEST(Animation, StepsListWithTheirRatesAndMakeCursors) {
     doc.macintosh = true;
     ASSERT_TRUE(MakeProjectFromStep(step, doc));
     ASSERT_EQ(doc.GetFormatCount(), 1);
-    EXPECT_TRUE(doc.cursor);
-    EXPECT_FALSE(doc.macintosh);
-    EXPECT_EQ(doc.GetFormat(0)->Width(), 16);
-    EXPECT_EQ(doc.GetFormat(0)->BitCount(), 32);
-    EXPECT_EQ(doc.GetFormat(0)->Icon().PointX(), 3);
-    EXPECT_EQ(doc.GetFormat(0)->Icon().PointY(), 5);
+    const CIconObject& made = *doc.GetFormat(0);
+    EXPECT_EQ(std::tuple(doc.cursor, doc.macintosh, made.Width(), made.BitCount(), made.Icon().PointX(),
+                         made.Icon().PointY()),
+              std::tuple(true, false, 16, 32, 3, 5));
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "formats/format_test_support.h"
@@ -119,12 +120,9 @@ TEST(ProgramTiles, GroupsBecomeTilesShowingTheChosenFormat) {
     EXPECT_EQ(ReadProgramTiles((dir.path() / "tiles.dll").string(), {}, cancel, [](const auto&) {}, take),
               ProgramReadEnd::Done);
     ASSERT_EQ(tiles.size(), 2u);
-    EXPECT_EQ(tiles[1].group, 1u);
-    EXPECT_EQ(tiles[0].name + " " + tiles[1].name, "FIRST 1");
-    EXPECT_EQ(tiles[1].formatCount, 2);
-    EXPECT_EQ(tiles[1].shownWidth, 128);
-    EXPECT_EQ(tiles[1].pictureWidth, kProgramTileSide);
-    EXPECT_EQ(tiles[0].pictureWidth, 16);
+    EXPECT_EQ(std::tuple(tiles[0].name, tiles[0].pictureWidth, tiles[1].name, tiles[1].group, tiles[1].formatCount,
+                         tiles[1].shownWidth, tiles[1].pictureWidth),
+              std::tuple(std::string("FIRST"), 16, std::string("1"), std::size_t{1}, 2, 128, kProgramTileSide));
 }
 
 }  // namespace

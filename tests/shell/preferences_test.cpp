@@ -19,8 +19,7 @@ TEST(Preferences, AnEmptyProfileGivesEveryDefault) {
     prefs.JpegQuality = 5;  // whatever was there before is replaced
     prefs.CreateFormatFromImage.fill(7);
     LoadPreferences(empty, prefs);
-    EXPECT_EQ(prefs.JpegQuality, 80);
-    EXPECT_EQ(prefs.AddTextFont, "MS Sans Serif");
+    EXPECT_EQ(std::tuple(prefs.JpegQuality, prefs.AddTextFont), std::tuple(80, std::string("MS Sans Serif")));
     EXPECT_EQ(ProfileColour(prefs.TransparentColor1, 0xEBEBEB), 0xEBEBEBu);  // empty: the default
     EXPECT_EQ(prefs.CreateFormatFromImage, Preferences{}.CreateFormatFromImage);
     EXPECT_EQ(empty.size(), 0u);  // reading writes nothing
@@ -55,11 +54,9 @@ TEST(Preferences, EveryValueIsReadAndWrittenUnderItsOwnSectionAndName) {
 
     Preferences back;
     LoadPreferences(profile, back);
-    EXPECT_EQ(back.JpegQuality, -3);
-    EXPECT_EQ(back.TransparencyColorSheme, 9);
-    EXPECT_EQ(back.AddTextFont, "Noto Sans");
-    EXPECT_EQ(back.CreateFormatFromImageMac[15], 1);
-    EXPECT_EQ(back.News[9], "hello");
+    EXPECT_EQ(std::tuple(back.JpegQuality, back.TransparencyColorSheme, back.AddTextFont,
+                         back.CreateFormatFromImageMac[15], back.News[9]),
+              std::tuple(-3, 9, std::string("Noto Sans"), 1, std::string("hello")));
 }
 
 TEST(Preferences, IntegersStoredAsTextReadAsTheirLeadingNumber) {
@@ -123,9 +120,9 @@ TEST(NewFormats, ListsHoldEverySizeAndDepthOnce) {
                                                     std::tuple{8, 2, "256", "256"},
                                                     std::tuple{24, 3, "16.7 million", "16.7 million"},
                                                     std::tuple{32, 4, "16.7 million", "16.7 million + alpha"}}) {
-        EXPECT_EQ(DepthIndex(bits), index);
-        EXPECT_EQ(ColourCountText(bits, false), plain);
-        EXPECT_EQ(ColourCountText(bits, true), alpha) << bits;
+        EXPECT_EQ(std::tuple(DepthIndex(bits), ColourCountText(bits, false), ColourCountText(bits, true)),
+                  std::tuple(index, std::string(plain), std::string(alpha)))
+            << bits;
     }
     EXPECT_EQ(DepthIndex(16), 4);
     // The status bar's and the printed page's lines for a format.
@@ -165,11 +162,10 @@ TEST(PreferencePages, EveryFieldIsAValueOfItsKindOnAPage) {
     EXPECT_EQ(pagesUsed.size(), PreferencePages().size());
     // The accessors reach the variable itself, names with digits first included.
     *IntPreference(prefs, "ShowSplashScreen") = 0;
-    EXPECT_EQ(prefs.ShowSplashScreen, 0);
     *IntPreference(prefs, "8bppSavedFgIndex") = 7;
-    EXPECT_EQ(prefs.SavedFgIndex8bpp, 7);
     *StringPreference(prefs, "ActualDir") = "/x";
-    EXPECT_EQ(prefs.ActualDir, "/x");
+    EXPECT_EQ(std::tuple(prefs.ShowSplashScreen, prefs.SavedFgIndex8bpp, prefs.ActualDir),
+              std::tuple(0, 7, std::string("/x")));
     EXPECT_EQ(IntPreference(prefs, "NoSuchValue"), nullptr);
 }
 
