@@ -4,7 +4,9 @@
 #pragma once
 
 #include <QDialog>
+#include <QDropEvent>
 #include <QListWidget>
+#include <QMimeData>
 #include <QProcess>
 #include <QProgressDialog>
 #include <QScrollBar>
@@ -240,6 +242,56 @@ inline void ChooseFormats(CDialNewIcon& dialog, const std::function<bool(const Q
         QListWidgetItem* item = dialog.formatList->item(i);
         item->setCheckState(wanted(item->text()) ? Qt::Checked : Qt::Unchecked);
     }
+}
+
+// The texts of a list's ticked items, in its order.
+inline QStringList CheckedTexts(const QListWidget& list) {
+    QStringList texts;
+    for (int i = 0; i < list.count(); ++i)
+        if (list.item(i)->checkState() == Qt::Checked) texts << list.item(i)->text();
+    return texts;
+}
+
+// Whether a pixel of an edited format shows: its mask leaves it visible.
+inline bool Visible(const editor::FormatState& format, int x, int y) {
+    return (format.mask.GetPixel(x, y) & 0xFFFFFF) != 0xFFFFFF;
+}
+
+// The palette index of the first pixel of an indexed format that shows, or -1 when none does.
+inline int VisibleIndex(const editor::FormatState& format) {
+    for (int y = 0; y < format.Height(); ++y)
+        for (int x = 0; x < format.Width(); ++x)
+            if (Visible(format, x, y)) return format.indices[static_cast<std::size_t>(y * format.Width() + x)];
+    return -1;
+}
+
+// After a palette entry was given a colour: the entry holds it, every pixel that shows keeps its
+// index, and the entry's pixels show the colour.
+inline void CompareRepainted(const editor::FormatState& before, const editor::FormatState& after, int entry,
+                             COLORREF colour) {
+    QVERIFY((after.palette.entries[static_cast<std::size_t>(entry)] ==
+             PaletteEntry{GetRValue(colour), GetGValue(colour), GetBValue(colour), 0}));
+    for (int y = 0; y < before.Height(); ++y)
+        for (int x = 0; x < before.Width(); ++x) {
+            const auto i = static_cast<std::size_t>(y * before.Width() + x);
+            if (!Visible(before, x, y)) continue;
+            QCOMPARE(after.indices[i], before.indices[i]);
+            if (before.indices[i] == entry) QCOMPARE(after.color.GetPixel(x, y), colour);
+        }
+}
+
+// Drags files over a widget and, when it takes them, drops them there; whether it took them.
+inline bool DropFiles(QWidget* widget, const QStringList& paths) {
+    QMimeData mime;
+    QList<QUrl> urls;
+    for (const QString& path : paths) urls << QUrl::fromLocalFile(path);
+    mime.setUrls(urls);
+    QDragEnterEvent enter(QPoint(5, 5), Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
+    QCoreApplication::sendEvent(widget, &enter);
+    if (!enter.isAccepted()) return false;
+    QDropEvent drop(QPointF(5, 5), Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
+    QCoreApplication::sendEvent(widget, &drop);
+    return true;
 }
 
 // Lets the test fill a dialog in, then presses its OK button (which may refuse and keep it open).

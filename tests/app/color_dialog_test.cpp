@@ -116,21 +116,13 @@ void ColorDialogTest::doubleClickOnAPaletteSwatchChangesTheEntry() {
         o.frame->formatBar->SetCurrentFormat(format);
         const editor::FormatState before = *session.State(format);
         // An index some visible pixel uses.
-        std::size_t used = 0;
-        for (int y = 0; y < before.Height(); ++y)
-            for (int x = 0; x < before.Width(); ++x)
-                if ((before.mask.GetPixel(x, y) & 0xFFFFFF) != 0xFFFFFF)
-                    used = before.indices[static_cast<std::size_t>(y * before.Width() + x)];
+        const int used = VisibleIndex(before);
+        QVERIFY(used >= 0);
         o.s.prompts->colours.push_back(QColor(1, 2, 3));
         QTest::mouseDClick(bar, Qt::LeftButton, {}, bar->CellRect(used).center());
         const editor::FormatState& after = *session.State(format);
-        QVERIFY((after.palette.entries[used] == PaletteEntry{1, 2, 3, 0}));
-        QCOMPARE(after.indices, before.indices);
-        for (int y = 0; y < before.Height(); ++y)
-            for (int x = 0; x < before.Width(); ++x)
-                if (before.indices[static_cast<std::size_t>(y * before.Width() + x)] == used &&
-                    (before.mask.GetPixel(x, y) & 0xFFFFFF) != 0xFFFFFF)
-                    QCOMPARE(after.color.GetPixel(x, y), COLORREF(RGB(1, 2, 3)));
+        CompareRepainted(before, after, used, RGB(1, 2, 3));
+        QCOMPARE(after.indices, before.indices);  // those of hidden pixels too
         QCOMPARE(editor::SampleColour(bar->Cells()[used], after.palette), COLORREF(RGB(1, 2, 3)));
         // One step undoes it.
         o.main->Action("edit.undo")->trigger();

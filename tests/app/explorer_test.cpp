@@ -167,14 +167,7 @@ void ExplorerTest::keepsCollections() {
     QTRY_COMPARE(RowNames(*dock->view->Model()), (QStringList{"project.ico"}));
 
     // Files dropped on the grid join it as they are; one without icons is named to the user.
-    auto* dropped = new QMimeData;
-    dropped->setUrls({QUrl::fromLocalFile(s.Path("arrow.cur")), QUrl::fromLocalFile(s.Path("notes.txt"))});
-    QDragEnterEvent enter(QPoint(5, 5), Qt::CopyAction, dropped, Qt::LeftButton, Qt::NoModifier);
-    QApplication::sendEvent(dock->view->viewport(), &enter);
-    QVERIFY(enter.isAccepted());
-    QDropEvent drop(QPointF(5, 5), Qt::CopyAction, dropped, Qt::LeftButton, Qt::NoModifier);
-    QApplication::sendEvent(dock->view->viewport(), &drop);
-    delete dropped;
+    QVERIFY(DropFiles(dock->view->viewport(), {s.Path("arrow.cur"), s.Path("notes.txt")}));
     QCOMPARE(ReadAll(s.Path("library/Second/arrow.cur")), ReadAll(s.Path("arrow.cur")));
     QVERIFY(s.prompts->messages.back().text.contains(QDir::toNativeSeparators(s.Path("notes.txt"))));
     QTRY_COMPARE(RowNames(*dock->view->Model()), (QStringList{"arrow.cur", "project.ico"}));

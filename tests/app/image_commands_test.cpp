@@ -139,8 +139,7 @@ void ImageCommandsTest::commandsChangeTheSelectionOrTheDepthAndUndo() {
     o.s.prompts->dialogActions.push_back(Accept<CDialIconScale>([](CDialIconScale& d) { d.widthSpin->setValue(8); }));
     o.main->Action("image.resize")->trigger();
     QVERIFY(o.view->State()->floatingColor.has_value());
-    QCOMPARE(o.view->State()->floatingColor->Width(), 8);
-    QCOMPARE(o.view->State()->floatingColor->Height(), 4);
+    QCOMPARE(QSize(o.view->State()->floatingColor->Width(), o.view->State()->floatingColor->Height()), QSize(8, 4));
     o.s.prompts->dialogActions.push_back(Accept<CDialIconRotate>());
     o.main->Action("image.rotate")->trigger();
     QCOMPARE(o.view->State()->floatingColor->Width(), 4);
@@ -257,8 +256,7 @@ void ImageCommandsTest::adjustmentsPreviewAndReachEveryFormat() {
     for (int y = 0; y < indexedBefore.Height(); ++y)
         for (int x = 0; x < indexedBefore.Width(); ++x) {
             const std::size_t i = static_cast<std::size_t>(y * indexedBefore.Width() + x);
-            if ((indexedBefore.mask.GetPixel(x, y) & 0xFFFFFF) != 0xFFFFFF)
-                QCOMPARE(indexedAfter.indices[i], indexedBefore.indices[i]);
+            if (Visible(indexedBefore, x, y)) QCOMPARE(indexedAfter.indices[i], indexedBefore.indices[i]);
         }
     QVERIFY(!indexedBefore.palette.empty());
     for (std::size_t i = 0; i < indexedBefore.palette.size(); ++i)
@@ -272,12 +270,8 @@ void ImageCommandsTest::paletteEntriesChangeOrMapThePicture() {
     OpenIcon o({{16, 8}});
     editor::EditSession& session = o.project->Session();
     const editor::FormatState before = *session.State(0);
-    const auto unmasked = [&](int x, int y) { return (before.mask.GetPixel(x, y) & 0xFFFFFF) != 0xFFFFFF; };
     // An entry changed by a double-click: its pixels follow, every index kept.
-    int used = -1;
-    for (int y = 0; y < before.Height() && used < 0; ++y)
-        for (int x = 0; x < before.Width() && used < 0; ++x)
-            if (unmasked(x, y)) used = before.indices[static_cast<std::size_t>(y * before.Width() + x)];
+    const int used = VisibleIndex(before);
     QVERIFY(used >= 0);
     o.s.prompts->colours.push_back(QColor(1, 2, 3));
     o.s.prompts->dialogActions.push_back(Accept<CDialPalette>([used](CDialPalette& d) {
@@ -286,14 +280,7 @@ void ImageCommandsTest::paletteEntriesChangeOrMapThePicture() {
     QVERIFY(o.main->Action("image.palette")->isEnabled());
     o.main->Action("image.palette")->trigger();
     const editor::FormatState edited = *session.State(0);
-    QVERIFY((edited.palette.entries[static_cast<std::size_t>(used)] == PaletteEntry{1, 2, 3, 0}));
-    for (int y = 0; y < before.Height(); ++y)
-        for (int x = 0; x < before.Width(); ++x) {
-            const auto i = static_cast<std::size_t>(y * before.Width() + x);
-            if (!unmasked(x, y)) continue;
-            QCOMPARE(edited.indices[i], before.indices[i]);
-            if (before.indices[i] == used) QCOMPARE(edited.color.GetPixel(x, y), COLORREF(RGB(1, 2, 3)));
-        }
+    CompareRepainted(before, edited, used, RGB(1, 2, 3));
     // A swatch dragged to the first place takes its pixels with it, and the entries before it
     // move up one: the picture shows as before.
     const Pixels shown = PixelsOf(*o.view);
@@ -325,7 +312,7 @@ void ImageCommandsTest::paletteEntriesChangeOrMapThePicture() {
     const editor::FormatState& mapped = *session.State(0);
     for (int y = 0; y < before.Height(); ++y)
         for (int x = 0; x < before.Width(); ++x)
-            if (unmasked(x, y)) QVERIFY(mapped.color.GetPixel(x, y) == 0 || mapped.color.GetPixel(x, y) == 0xFFFFFF);
+            if (Visible(before, x, y)) QVERIFY(mapped.color.GetPixel(x, y) == 0 || mapped.color.GetPixel(x, y) == 0xFFFFFF);
     QVERIFY(ReadAll(o.s.Path("saved.gpl")).startsWith("GIMP Palette\n"));
     QVERIFY(ReadAll(o.s.Path("saved.gpl")).contains("255 255 255"));
     // Undo takes the mapping back.
@@ -350,7 +337,7 @@ void ImageCommandsTest::paletteReducedOnEveryIndexedFormat() {
         std::set<COLORREF> colours;
         for (int y = 0; y < s.Height(); ++y)
             for (int x = 0; x < s.Width(); ++x)
-                if ((s.mask.GetPixel(x, y) & 0xFFFFFF) != 0xFFFFFF) colours.insert(s.color.GetPixel(x, y));
+                if (Visible(s, x, y)) colours.insert(s.color.GetPixel(x, y));
         QVERIFY2(colours.size() <= 3, qPrintable(QString::number(colours.size())));
         QVERIFY2(colours.size() >= 2, qPrintable(QString("%1 %2").arg(format).arg(colours.size())));
     }
@@ -458,9 +445,7 @@ void ImageCommandsTest::iconsAreMadeFromPicturesAndDrawings() {
             d.presetBox->setCurrentIndex(preset);
             emit d.presetBox->activated(preset);
             QStringList names;
-            for (int i = 0; i < d.formatList->count(); ++i)
-                if (d.formatList->item(i)->checkState() == Qt::Checked)
-                    names << d.formatList->item(i)->text().section(',', 0, 0);
+            for (const QString& text : CheckedTexts(*d.formatList)) names << text.section(',', 0, 0);
             chosenByPreset << QString("%1 %2 %3")
                                   .arg(d.macButton->isChecked())
                                   .arg(d.compressCheck->isChecked())

@@ -1,9 +1,7 @@
 // Start-up as the program runs it: what its steps leave behind, the profile read and written back,
 // files and switches from the command line, dropped files, What's New and the recent-file menus.
-#include <QDropEvent>
 #include <QMdiArea>
 #include <QMenu>
-#include <QMimeData>
 
 #include <QTextBrowser>
 
@@ -71,16 +69,9 @@ void StartupTest::filesAndSwitchesFromTheCommandLineAndDropped() {
     QVERIFY(s.prompts->messages.empty());
 
     // A file dropped on the main window opens as if chosen in the open dialog.
-    auto* mime = new QMimeData;
-    mime->setUrls({QUrl::fromLocalFile(c)});
-    QDragEnterEvent enter(QPoint(100, 100), Qt::CopyAction, mime, Qt::LeftButton, Qt::NoModifier);
-    QCoreApplication::sendEvent(s.app->MainFrame(), &enter);
-    QVERIFY(enter.isAccepted());
-    QDropEvent drop(QPointF(100, 100), Qt::CopyAction, mime, Qt::LeftButton, Qt::NoModifier);
-    QCoreApplication::sendEvent(s.app->MainFrame(), &drop);
+    QVERIFY(DropFiles(s.app->MainFrame(), {c}));
     QCOMPARE(s.app->MainFrame()->Children().size(), std::size_t{3});
     QCOMPARE(s.app->MainFrame()->ActiveDocument()->TemplateResource(), shell::kTemplateIcns);
-    delete mime;
 
     // Opening a file already open brings its window forward instead of a second one.
     s.app->OpenDocumentFile(a);
