@@ -117,10 +117,9 @@ void AniDocTest::playerFollowsTheRatesAndTheSequence() {
     for (const auto& t : ticks) {
         now = t.ms;
         frame->OnTimer();
-        QCOMPARE(frame->CurrentStep(), t.step);
-        QCOMPARE(frame->stepList->currentIndex().row(), t.step);
-        QCOMPARE(frame->playerView->Picture().width(), t.width);
-        QCOMPARE(frame->timer.interval(), t.nextInMs);
+        QCOMPARE(std::tuple(frame->CurrentStep(), frame->stepList->currentIndex().row(),
+                            frame->playerView->Picture().width(), frame->timer.interval()),
+                 std::tuple(t.step, t.step, t.width, t.nextInMs));
     }
     QCOMPARE(frame->stepLabel->text(), QString("Step 1 of 4"));
     QCOMPARE(frame->playerView->Hotspot(), QPoint(3, 4));

@@ -131,8 +131,7 @@ void FramesTest::canvasShowsTheFormatMagnifiedAndZooms() {
     QVERIFY(view->AutoZoom());
     QCOMPARE(view->Zoom(), fitted32);
     // The scroll area is the zoomed image plus 23.
-    view->ZoomIn();
-    for (int i = 0; i < 20; ++i) view->ZoomIn();
+    for (int i = 0; i < 21; ++i) view->ZoomIn();
     QCOMPARE(view->horizontalScrollBar()->maximum(), 32 * view->Zoom() + 23 - view->viewport()->width());
 }
 
@@ -266,9 +265,9 @@ void FramesTest::displayPreferencesRepaintEveryWindowAndAreSaved() {
     }));
     s.app->colours.foregroundOpacity = 200;
     s.app->MainFrame()->Action("app.preferences")->trigger();
-    QCOMPARE(s.app->prefs.TransparencyStyle, 0);
-    QCOMPARE(s.app->prefs.TransparencyColorSheme, 4);
-    QCOMPARE(s.app->canvas.resources.settings.gridStrongerPixelCount, 4);
+    QCOMPARE(std::tuple(s.app->prefs.TransparencyStyle, s.app->prefs.TransparencyColorSheme,
+                        s.app->canvas.resources.settings.gridStrongerPixelCount),
+             std::tuple(0, 4, 4));
     QVERIFY(!s.app->canvas.showGrid);
     QCOMPARE(corner(), QColor(0x30, 0x30, 0x30));
     QSettings ini(s.ProfilePath(), QSettings::IniFormat);
@@ -299,8 +298,7 @@ void FramesTest::printingFitsTheFormatToThePage() {
         const QRect target = PaintPrintPage(painter, sheet.rect(), page);
         painter.end();
         // Scaled to fit the width, centred, pixel for pixel.
-        QCOMPARE(target.width(), 800);
-        QCOMPARE(target.height(), 800);
+        QCOMPARE(target.size(), QSize(800, 800));
         if (!headerAndFooter) QCOMPARE(target.center().y(), 499);
         const int cell = 800 / 16;
         QCOMPARE(sheet.pixelColor(target.left() + 5 * cell + 2, target.top() + 7 * cell + cell - 2), page.picture.pixelColor(5, 7));
@@ -410,8 +408,7 @@ void FramesTest::largeFormatsShrinkTheWheelZoomsAboutThePointerAndEscCancels() {
     QCoreApplication::processEvents();
     // Too big for the window: fitting shows it whole at 1/2, without the grid.
     view->FitToWindow();
-    QCOMPARE(view->Zoom(), 1);
-    QCOMPARE(view->Shrink(), 2);
+    QCOMPARE(std::pair(view->Zoom(), view->Shrink()), std::pair(1, 2));
     QVERIFY(view->CanvasTitle().endsWith("Zoom 50 %"));
     QVERIFY(main->Action("view.zoomIn")->isEnabled() && main->Action("view.zoomOut")->isEnabled());
     const QImage picture = ImageFromIcon(project->Doc().GetFormat(0)->Icon());
@@ -550,15 +547,13 @@ void FramesTest::selectingMovingCopyingAndPasting() {
     main->Action("edit.pasteAsFormat")->trigger();
     QCOMPARE(project->Doc().GetFormatCount(), 2);
     const CIconObject* pasted = project->Doc().GetFormat(1);
-    QCOMPARE(pasted->Width(), 24);
-    QCOMPARE(pasted->BitCount(), 8);
+    QCOMPARE(std::pair(pasted->Width(), pasted->BitCount()), std::pair(24, 8));
     QCOMPARE(ImageFromIcon(pasted->Icon()), copied);
     // A picture from elsewhere pasted as a format is a 32-bit one of its size.
     QGuiApplication::clipboard()->setImage(QImage(5, 7, QImage::Format_ARGB32));
     main->Action("edit.pasteAsFormat")->trigger();
     QCOMPARE(project->Doc().GetFormatCount(), 3);
-    QCOMPARE(project->Doc().GetFormat(2)->Height(), 7);
-    QCOMPARE(project->Doc().GetFormat(2)->BitCount(), 32);
+    QCOMPARE(std::pair(project->Doc().GetFormat(2)->Height(), project->Doc().GetFormat(2)->BitCount()), std::pair(7, 32));
     QVERIFY(!main->Action("edit.pasteAsNewIcon")->isEnabled());  // a picture is no whole icon
 
     // A whole format copied carries the whole icon too: pasted as a new icon, every format comes.
