@@ -69,9 +69,8 @@ void ImageCommandsTest::dialogsRememberTheirChoicesAndEnableTheirControls() {
     // accepted choice comes back next time, and "Right" turns clockwise.
     {
         CDialIconRotate first;
-        QCOMPARE(first.directionGroup->checkedId(), 0);
-        QCOMPARE(first.angleGroup->checkedId(), 0);
-        QCOMPARE(first.freeSpin->value(), 45);
+        QCOMPARE(std::tuple(first.directionGroup->checkedId(), first.angleGroup->checkedId(), first.freeSpin->value()),
+                 std::tuple(0, 0, 45));
         QVERIFY(!first.freeSpin->isEnabled() && !first.rangeNote->isEnabled());
         QCOMPARE(first.Angle(), 90);
         first.angleGroup->button(3)->setChecked(true);
@@ -81,8 +80,7 @@ void ImageCommandsTest::dialogsRememberTheirChoicesAndEnableTheirControls() {
         QCOMPARE(first.Angle(), 330);
         first.accept();
         CDialIconRotate second;
-        QCOMPARE(second.angleGroup->checkedId(), 3);
-        QCOMPARE(second.freeSpin->value(), 30);
+        QCOMPARE(std::pair(second.angleGroup->checkedId(), second.freeSpin->value()), std::pair(3, 30));
         QCOMPARE(second.findChild<QLabel*>("note")->text(), QString(text::kRotateNote).mid(1));
         second.angleGroup->button(0)->setChecked(true);
         QCOMPARE(second.Angle(), 270);
