@@ -224,8 +224,7 @@ void FramesTest::colourBarFollowsTheEditedDepth() {
     // Each opacity has its number beside the slider, each following the other.
     QCOMPARE(bar->foregroundOpacityValue->value(), 100);
     bar->backgroundOpacityValue->setValue(40);
-    QCOMPARE(bar->backgroundOpacity->value(), 40);
-    QCOMPARE(s.app->colours.backgroundOpacity, 40);
+    QCOMPARE(std::pair(bar->backgroundOpacity->value(), s.app->colours.backgroundOpacity), std::pair(40, 40));
     QVERIFY(bar->backgroundOpacityValue->isEnabled());
     QVERIFY(bar->foregroundOpacityValue->geometry().left() > bar->foregroundOpacity->geometry().right());
 
