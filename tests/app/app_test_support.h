@@ -261,7 +261,8 @@ inline bool Visible(const editor::FormatState& format, int x, int y) {
 inline int VisibleIndex(const editor::FormatState& format) {
     for (int y = 0; y < format.Height(); ++y)
         for (int x = 0; x < format.Width(); ++x)
-            if (Visible(format, x, y)) return format.indices[static_cast<std::size_t>(y * format.Width() + x)];
+            if (Visible(format, x, y))
+                return format.indices[static_cast<std::size_t>(y * format.Width() + x)];
     return -1;
 }
 

@@ -552,7 +552,8 @@ void FramesTest::selectingMovingCopyingAndPasting() {
     QGuiApplication::clipboard()->setImage(QImage(5, 7, QImage::Format_ARGB32));
     main->Action("edit.pasteAsFormat")->trigger();
     QCOMPARE(project->Doc().GetFormatCount(), 3);
-    QCOMPARE(std::pair(project->Doc().GetFormat(2)->Height(), project->Doc().GetFormat(2)->BitCount()), std::pair(7, 32));
+    QCOMPARE(std::pair(project->Doc().GetFormat(2)->Height(), project->Doc().GetFormat(2)->BitCount()),
+             std::pair(7, 32));
     QVERIFY(!main->Action("edit.pasteAsNewIcon")->isEnabled());  // a picture is no whole icon
 
     // A whole format copied carries the whole icon too: pasted as a new icon, every format comes.

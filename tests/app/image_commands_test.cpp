@@ -69,7 +69,8 @@ void ImageCommandsTest::dialogsRememberTheirChoicesAndEnableTheirControls() {
     // accepted choice comes back next time, and "Right" turns clockwise.
     {
         CDialIconRotate first;
-        QCOMPARE(std::tuple(first.directionGroup->checkedId(), first.angleGroup->checkedId(), first.freeSpin->value()),
+        QCOMPARE(std::tuple(first.directionGroup->checkedId(), first.angleGroup->checkedId(),
+                            first.freeSpin->value()),
                  std::tuple(0, 0, 45));
         QVERIFY(!first.freeSpin->isEnabled() && !first.rangeNote->isEnabled());
         QCOMPARE(first.Angle(), 90);
@@ -137,7 +138,8 @@ void ImageCommandsTest::commandsChangeTheSelectionOrTheDepthAndUndo() {
     o.s.prompts->dialogActions.push_back(Accept<CDialIconScale>([](CDialIconScale& d) { d.widthSpin->setValue(8); }));
     o.main->Action("image.resize")->trigger();
     QVERIFY(o.view->State()->floatingColor.has_value());
-    QCOMPARE(QSize(o.view->State()->floatingColor->Width(), o.view->State()->floatingColor->Height()), QSize(8, 4));
+    QCOMPARE(QSize(o.view->State()->floatingColor->Width(), o.view->State()->floatingColor->Height()),
+             QSize(8, 4));
     o.s.prompts->dialogActions.push_back(Accept<CDialIconRotate>());
     o.main->Action("image.rotate")->trigger();
     QCOMPARE(o.view->State()->floatingColor->Width(), 4);
@@ -310,7 +312,8 @@ void ImageCommandsTest::paletteEntriesChangeOrMapThePicture() {
     const editor::FormatState& mapped = *session.State(0);
     for (int y = 0; y < before.Height(); ++y)
         for (int x = 0; x < before.Width(); ++x)
-            if (Visible(before, x, y)) QVERIFY(mapped.color.GetPixel(x, y) == 0 || mapped.color.GetPixel(x, y) == 0xFFFFFF);
+            if (Visible(before, x, y))
+                QVERIFY(mapped.color.GetPixel(x, y) == 0 || mapped.color.GetPixel(x, y) == 0xFFFFFF);
     QVERIFY(ReadAll(o.s.Path("saved.gpl")).startsWith("GIMP Palette\n"));
     QVERIFY(ReadAll(o.s.Path("saved.gpl")).contains("255 255 255"));
     // Undo takes the mapping back.

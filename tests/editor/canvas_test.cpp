@@ -40,9 +40,9 @@ TEST(CanvasPatterns, CellsFollowTheCounterRule) {
 
 TEST(CanvasPatterns, ResourcesFromTheSettings) {
     // 160 * 3 / 9; (160 * 6 + 255 * 3) / 9; all the way to white; each channel inverted.
-    EXPECT_EQ((std::array{Darken(0xA0A0A0, 6), Lighten(0xA0A0A0, 3), Lighten(0x000000, 9),
-                          InvertColour(0x102030)}),
-              (std::array{0x353535u, 0xBFBFBFu, 0xFFFFFFu, 0xEFDFCFu}));
+    EXPECT_EQ(
+        (std::array{Darken(0xA0A0A0, 6), Lighten(0xA0A0A0, 3), Lighten(0x000000, 9), InvertColour(0x102030)}),
+        (std::array{0x353535u, 0xBFBFBFu, 0xFFFFFFu, 0xEFDFCFu}));
 
     CanvasSettings s;
     s.transparencyStyle = 3;

@@ -178,7 +178,8 @@ TEST(IcoRead, CursorLoadsAndSavesAsAnIcon) {
         const CKvIcon& before = cursor.GetFormat(i)->Icon();
         const CKvIcon& after = again.GetFormat(i)->Icon();
         EXPECT_EQ(std::tuple(after.IsCompressed(), after.BitsPerPixel(), after.PointX(), after.PointY()),
-                  std::tuple(false, before.BitsPerPixel(), before.PointX(), i == 0 ? 13 : 0)) << i;
+                  std::tuple(false, before.BitsPerPixel(), before.PointX(), i == 0 ? 13 : 0))
+            << i;
         EXPECT_TRUE(std::ranges::equal(after.GetBlock().bytes(), before.GetBlock().bytes())) << i;
     }
 

@@ -2,8 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <tuple>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "icon/kv_icon.h"

@@ -162,9 +162,12 @@ TEST(DocTemplates, SaveDialogChoosesTheProjectsKindAndAddsItsExtension) {
          })
         EXPECT_EQ(WithSaveExtension(path, filter), written) << path << " " << filter;
     // A recovered project goes back in place only into a file a save writes.
-    for (const auto& [path, kind] :
-         {std::pair{"x/a.ico", IconContainer::Ico}, {"x/a.CUR", IconContainer::Cur}, {"x/a.icns", IconContainer::Icns},
-          {"x/a.iconset", IconContainer::Iconset}, {"x/a.ani", IconContainer::Unknown}, {"x/a.exe", IconContainer::Unknown}})
+    for (const auto& [path, kind] : {std::pair{"x/a.ico", IconContainer::Ico},
+                                     {"x/a.CUR", IconContainer::Cur},
+                                     {"x/a.icns", IconContainer::Icns},
+                                     {"x/a.iconset", IconContainer::Iconset},
+                                     {"x/a.ani", IconContainer::Unknown},
+                                     {"x/a.exe", IconContainer::Unknown}})
         EXPECT_EQ(RecoveredSaveKind(path), kind) << path;
 }
 
@@ -202,8 +205,11 @@ TEST(DocTemplates, FilesChooseTheirTemplateByExtensionAndContent) {
         {"a.weird", {}, 109},
     };
     for (const Case& c : cases) EXPECT_EQ(ChooseDocTemplate(c.path, c.head), c.resource) << c.path;
-    for (const auto& [resource, kind] : {std::pair{101, DocKind::IconProject}, {113, DocKind::IconProject},
-                                         {104, DocKind::IconLibrary}, {110, DocKind::Explorer}, {111, DocKind::Explorer},
+    for (const auto& [resource, kind] : {std::pair{101, DocKind::IconProject},
+                                         {113, DocKind::IconProject},
+                                         {104, DocKind::IconLibrary},
+                                         {110, DocKind::Explorer},
+                                         {111, DocKind::Explorer},
                                          {999, DocKind::NotYet}})
         EXPECT_EQ(DocKindOf(resource), kind) << resource;
 }

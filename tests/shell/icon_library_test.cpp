@@ -120,9 +120,10 @@ TEST(ProgramTiles, GroupsBecomeTilesShowingTheChosenFormat) {
     EXPECT_EQ(ReadProgramTiles((dir.path() / "tiles.dll").string(), {}, cancel, [](const auto&) {}, take),
               ProgramReadEnd::Done);
     ASSERT_EQ(tiles.size(), 2u);
-    EXPECT_EQ(std::tuple(tiles[0].name, tiles[0].pictureWidth, tiles[1].name, tiles[1].group, tiles[1].formatCount,
-                         tiles[1].shownWidth, tiles[1].pictureWidth),
-              std::tuple(std::string("FIRST"), 16, std::string("1"), std::size_t{1}, 2, 128, kProgramTileSide));
+    EXPECT_EQ(
+        std::tuple(tiles[0].name, tiles[0].pictureWidth, tiles[1].name, tiles[1].group, tiles[1].formatCount,
+                   tiles[1].shownWidth, tiles[1].pictureWidth),
+        std::tuple(std::string("FIRST"), 16, std::string("1"), std::size_t{1}, 2, 128, kProgramTileSide));
 }
 
 }  // namespace
