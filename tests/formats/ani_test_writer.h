@@ -18,9 +18,9 @@ inline void PutU32(Bytes& out, std::uint32_t v) {
     StoreU32(out.data() + out.size() - 4, v);
 }
 
-// A chunk, padded to an even size unless `pad` is false.
-inline Bytes Chunk(const char* id, const Bytes& data, bool pad = true) {
-    Bytes out(8 + data.size() + (pad ? data.size() & 1 : 0), 0);
+// A chunk, padded to an even size.
+inline Bytes Chunk(const char* id, const Bytes& data) {
+    Bytes out(8 + data.size() + (data.size() & 1), 0);
     std::copy_n(id, 4, out.begin());
     StoreU32(out.data() + 4, static_cast<std::uint32_t>(data.size()));
     std::copy(data.begin(), data.end(), out.begin() + 8);

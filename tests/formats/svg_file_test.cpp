@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <string>
+#include <tuple>
 
 #include "formats/format_test_support.h"
 #include "formats/image_file.h"
