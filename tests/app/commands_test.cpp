@@ -204,6 +204,8 @@ void CommandsTest::windowMenuListsTheOpenDocuments() {
     QCOMPARE(texts.back(), QString("&More Windows..."));
     main->windowMenu->actions()[4]->trigger();  // "&1 icon0.ico", after the three commands and a separator
     QCOMPARE(main->ActiveDocument()->Title(), QString("icon0.ico"));
+    emit main->windowMenu->aboutToShow();
+    QVERIFY(main->windowMenu->actions()[4]->isChecked() && !main->windowMenu->actions()[5]->isChecked());
     // More Windows offers them all and activates the one chosen.
     s.prompts->items.push_back("icon10.ico");
     QVERIFY(main->commands->Execute("window.more"));

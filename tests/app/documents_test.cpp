@@ -20,6 +20,7 @@
 #include "app/icon/icon_files.h"
 #include "app/icon/icon_frame.h"
 #include "app/icon/icon_project.h"
+#include "app/icon/icon_set_export.h"
 #include "app/picture/dib_frame.h"
 #include "app/shell/main_frame.h"
 #include "app_test_support.h"
@@ -180,6 +181,15 @@ void DocumentsTest::openingShowsEveryFormatOfEveryKind() {
     QCOMPARE(vector->image.size(), QSize(512, 512));  // DefaultWmfCX x DefaultWmfCY
     QCOMPARE(vector->image.pixelColor(256, 256), QColor(255, 0, 0));
     QCOMPARE(s.app->MainFrame()->ActiveChild()->widget()->objectName(), QString("CVectorDocMDI"));
+    // Its Linux icon set keeps the drawing itself as the scalable icon.
+    s.prompts->dialogActions.push_back(Accept<CDialIconSet>([&](CDialIconSet& d) {
+        for (QCheckBox* check : d.platformChecks) check->setChecked(check == d.platformChecks[2]);  // Linux
+        d.nameEdit->setText("drawing");
+        d.folderEdit->setText(s.Path("set"));
+    }));
+    s.app->MainFrame()->Action("file.exportIconSet")->trigger();
+    QCOMPARE(ReadAll(s.Path("set/linux/hicolor/scalable/apps/drawing.svg")), ReadAll(s.Path("drawing.svg")));
+    s.prompts->messages.pop_back();  // the set's report of what it wrote
 
     // An image strip opens as a project of one format per cell, and saves back as a strip; a
     // format of another size is asked about first, and the project stays modified without it.

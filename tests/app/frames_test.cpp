@@ -253,6 +253,7 @@ void FramesTest::displayPreferencesRepaintEveryWindowAndAreSaved() {
         QCOMPARE(CPrefsPropertySheet::ButtonColour(d.transparentColor1), 0x303030u);
         d.showGrid->setChecked(false);
         d.strongerSpacing->setValue(4);
+        CPrefsPropertySheet::SetButtonColour(d.gridColor, 0x0000FF);
         d.template findChild<QCheckBox*>("MacPngElements")->setChecked(true);
         // The pages of plain values, each widget named after its value.
         QVERIFY(!d.template findChild<QCheckBox*>("ShowSplashScreen")->isChecked());  // the test's profile
@@ -272,6 +273,7 @@ void FramesTest::displayPreferencesRepaintEveryWindowAndAreSaved() {
     QSettings ini(s.ProfilePath(), QSettings::IniFormat);
     QCOMPARE(ini.value("prefs/TransparentColor1").toString(), QString::number(0x303030));
     QCOMPARE(ini.value("prefs/MacPngElements").toInt(), 1);
+    QCOMPARE(ini.value("prefs/GridColor").toString(), QString::number(0x0000FF));
     QCOMPARE(ini.value("prefs/ShowSplashScreen").toInt(), 1);
     QCOMPARE(ini.value("folders/ActualDir").toString(), QString("/somewhere/icons"));
     QCOMPARE(s.app->colours.foregroundOpacity, 99);
@@ -518,6 +520,12 @@ void FramesTest::selectingMovingCopyingAndPasting() {
     // Delete removes the floating picture; the image under it shows again.
     main->Action("edit.delete")->trigger();
     QCOMPARE(pixel(7, 7), original.pixelColor(2, 2));
+    // With the whole format selected, it floats at the format's corner.
+    main->Action("edit.selectAll")->trigger();
+    main->Action("edit.paste")->trigger();
+    QVERIFY(pixel(0, 0) == QColor(255, 0, 0) && pixel(2, 2) == QColor(255, 0, 0) &&
+            pixel(3, 3) != QColor(255, 0, 0));
+    main->Action("edit.delete")->trigger();
 
     // What was copied comes back through the private format, pixel for pixel.
     main->Action("edit.selectAll")->trigger();

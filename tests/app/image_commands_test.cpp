@@ -232,6 +232,7 @@ void ImageCommandsTest::adjustmentsPreviewAndReachEveryFormat() {
         auto& adjust = dynamic_cast<CDialIconAdjust&>(dialog);
         adjust.hue->setValue(120);
         adjust.brightness->setValue(30);
+        adjust.gamma->setValue(2.0);
         adjust.reset();
         reset = adjust.Adjustment();
         adjust.invertCheck->setChecked(true);
