@@ -56,6 +56,7 @@ void ExplorerTest::browsesAFolderAndFollowsIt() {
     QVERIFY(!model.data(model.index(0), kTilePictureRole).value<QImage>().isNull());
     QVERIFY(model.data(model.index(0), Qt::ToolTipRole).toString().contains("256x256"));
     QCOMPARE(model.data(model.index(3), kTileInfoRole).toString(), QString(text::kExplorerUnreadable));
+    QVERIFY(!model.data(model.index(3), kTilePictureRole).value<QImage>().isNull());  // a warning sign
     QCOMPARE(QStringList({model.data(model.index(0), kTileInfoRole).toString(),
                           model.data(model.index(2), kTileInfoRole).toString()}),
              QStringList({"256x256, 2 formats", "32x32, 1 format"}));

@@ -228,10 +228,12 @@ void ImageCommandsTest::adjustmentsPreviewAndReachEveryFormat() {
     bool previewed = false;
     ColorAdjustment reset;
     reset.hue = -1;
+    std::pair<int, int> typed;  // the hue and brightness fields take what is typed
     o.s.prompts->dialogActions.push_back([&](QDialog& dialog) -> int {
         auto& adjust = dynamic_cast<CDialIconAdjust&>(dialog);
         adjust.hue->setValue(120);
-        adjust.brightness->setValue(30);
+        adjust.brightness->setValue(-30);
+        typed = {adjust.hue->value(), adjust.brightness->value()};
         adjust.gamma->setValue(2.0);
         adjust.reset();
         reset = adjust.Adjustment();
@@ -244,6 +246,7 @@ void ImageCommandsTest::adjustmentsPreviewAndReachEveryFormat() {
     });
     o.main->Action("image.adjustColors")->trigger();
     QVERIFY(ColorAdjuster(reset).IsIdentity());
+    QCOMPARE(typed, std::pair(120, -30));
     QVERIFY(previewed);
     // The full-colour format: every colour inverted, its transparency kept.
     const editor::FormatState& fullAfter = *session.State(full);
