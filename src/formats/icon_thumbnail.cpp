@@ -88,7 +88,7 @@ bool Deliver(std::span<const std::uint8_t> stored, std::int32_t width, std::int3
 // their own size, or do not decode (the decoder refuses a damaged stream as the check would).
 bool ResampledPng(std::span<const std::uint8_t> stream, int size, std::vector<std::uint8_t>& png) {
     std::int32_t w = 0, h = 0;
-    if (!IsPngStream(stream) || !PngDimensions(stream, w, h)) return false;
+    if (!PngDimensions(stream, w, h)) return false;  // also false for bytes that are no PNG stream
     const ThumbnailDimensions fit = FitThumbnail(w, h, size);
     if (fit.width == w && fit.height == h) return false;
     Block picture = DecodePng(stream, 32);

@@ -65,11 +65,8 @@ std::vector<std::uint8_t> StoredImage(const StoredIcon& icon) {
 std::vector<std::uint8_t> TestProgram(bool pe64, pe_test::Layout* layout = nullptr) {
     std::vector<pe_test::Resource> resources;
     for (const StoredIcon& icon : kIcons) resources.push_back({std::uint16_t{3}, icon.id, 0, StoredImage(icon)});
-    for (const StoredGroup& group : kGroups) {
-        std::vector<pe_test::GroupEntry> entries;
-        for (const std::uint16_t id : group.icons) entries.push_back({id});
-        resources.push_back({std::uint16_t{14}, group.name, group.language, pe_test::GroupData(entries)});
-    }
+    for (const StoredGroup& group : kGroups)
+        resources.push_back({std::uint16_t{14}, group.name, group.language, pe_test::GroupData(group.icons)});
     return pe_test::WritePe(resources, pe64, layout);
 }
 

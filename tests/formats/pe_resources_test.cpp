@@ -259,7 +259,7 @@ TEST(PeResources, SkipsDamagedRecordsAndSurvivesLoops) {
 
 TEST(PeResources, BoundsImageReadsPerFile) {
     // Two groups whose entries all name one icon: reading stops after kMaxExeImageReads images.
-    std::vector<pe_test::GroupEntry> entries(40000, pe_test::GroupEntry{7});
+    const std::vector<std::uint16_t> entries(40000, 7);
     const std::vector<std::uint8_t> file =
         pe_test::WritePe({{kIcon, std::uint16_t{7}, 0, Image(1, 2)},
                           {kGroup, std::uint16_t{1}, 0, GroupData(entries)},

@@ -195,9 +195,7 @@ inline std::vector<std::uint8_t> WritePe(const std::vector<Resource>& resources,
 
 // Icon group data: header (0, 1, count), then per icon a 14-byte entry whose identifier is the
 // last field. The reader goes by the images: every entry says 16 x 16 at 32 bits and no byte count.
-using GroupEntry = std::uint16_t;  // the icon's identifier
-
-inline std::vector<std::uint8_t> GroupData(const std::vector<GroupEntry>& ids) {
+inline std::vector<std::uint8_t> GroupData(const std::vector<std::uint16_t>& ids) {
     std::vector<std::uint8_t> g(6 + 14 * ids.size(), 0);
     StoreU16(g.data() + 2, 1);
     StoreU16(g.data() + 4, static_cast<std::uint16_t>(ids.size()));
