@@ -778,12 +778,11 @@ Block DecodePng(std::span<const std::uint8_t> png, int depth, PngDecoder decoder
     if (depth == 0) depth = 32;
     if (depth != 1 && depth != 4 && depth != 8 && depth != 24 && depth != 32) return {};
     if (!IsPngStream(png)) return {};
-    // A large plain RGBA picture at 32 bits is inflated and undone in its own block; smaller ones
-    // are inflated into this thread's buffer.
+    // A plain RGBA picture at 32 bits is inflated and undone in its own block, which the picture
+    // needs anyway: no other buffer's pages are touched for it.
     std::int32_t w = 0, h = 0;
     if (depth == 32 && decoder == PngDecoder::Automatic && PngDimensions(png, w, h) &&
-        IsPlainRgbaPng(png, static_cast<std::uint32_t>(w), static_cast<std::uint32_t>(h)) &&
-        (std::uint64_t{static_cast<std::uint32_t>(w)} * 4 + 1) * static_cast<std::uint32_t>(h) > kScratchBytes) {
+        IsPlainRgbaPng(png, static_cast<std::uint32_t>(w), static_cast<std::uint32_t>(h))) {
         if (Block dib = PlainRgbaDecoder().DecodeToDib(png)) return dib;
         decoder = PngDecoder::Libpng;
     }

@@ -2,17 +2,19 @@
 //
 // Each new pixel's centre is mapped onto the source with pixel centres aligned at both edges, and
 // the filter is widened by the shrink factor, so a picture is sampled the same way from either
-// side. The arithmetic is integer from the weights on: the weights of a column (or row) on the
-// right half are the mirror image of those of its partner on the left, and integer sums do not
-// depend on their order, so a picture symmetric about its centre gives a symmetric result at
+// side. The arithmetic is exact, in whole numbers, from the weights on: the weights of a column (or
+// row) on the right half are the mirror image of those of its partner on the left, and exact sums
+// do not depend on their order, so a picture symmetric about its centre gives a symmetric result at
 // every size, exactly.
 //
 // Colours are weighted by their alpha while filtering, so the colour a transparent pixel happens
 // to carry never shows, and divided by the new alpha at the end; what is stored stays straight
 // (not premultiplied) alpha.
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <new>
 #include <numbers>
 #include <vector>
@@ -35,11 +37,12 @@ double Sinc(double x) {
 
 double Lanczos(double x) { return std::abs(x) < kLobes ? Sinc(x) * Sinc(x / kLobes) : 0.0; }
 
-// The taps of one new column (or row): the first source index, its weights and their sum.
+// The taps of one new column (or row): the first source index, its weights and their sum, all
+// whole numbers.
 struct Taps {
     std::int32_t first = 0;
-    std::vector<std::int32_t> weights;
-    std::int64_t sum = 0;
+    std::vector<double> weights;
+    double sum = 0;
     double inverse = 0;  // 1 / (2 * sum), for DivideRounded
 };
 
@@ -71,7 +74,7 @@ std::vector<Taps> AxisTaps(std::int32_t from, std::int32_t to, LevelAxis axis) {
         Taps& t = taps[static_cast<std::size_t>(i)];
         t.first = first;
         for (std::int32_t j = first; j <= last; ++j) {
-            const auto w = static_cast<std::int32_t>(std::lround(Lanczos((j - centre) / widen) * kOne));
+            const double w = std::round(Lanczos((j - centre) / widen) * kOne);
             t.weights.push_back(w);
             t.sum += w;
         }
@@ -90,33 +93,73 @@ std::vector<Taps> AxisTaps(std::int32_t from, std::int32_t to, LevelAxis axis) {
         right.sum = left.sum;
         right.first = from - left.first - static_cast<std::int32_t>(left.weights.size());
     }
-    for (Taps& t : taps) t.inverse = 1.0 / static_cast<double>(2 * t.sum);
+    for (Taps& t : taps) t.inverse = 1.0 / (2 * t.sum);
     return taps;
 }
 
-// sum / t.sum rounded half up (the floor of (2 sum + t.sum) / (2 t.sum)) without a 64-bit
-// division: the quotient from the reciprocal in doubles is within a step or two of the floor, and
-// the remainder in whole numbers sets it right, so the result is exact.
-std::int32_t DivideRounded(std::int64_t sum, const Taps& t) {
-    const std::int64_t twice = 2 * sum + t.sum, divisor = 2 * t.sum;
-    auto q = static_cast<std::int64_t>(static_cast<double>(twice) * t.inverse);
-    std::int64_t remainder = twice - q * divisor;
-    while (remainder < 0) --q, remainder += divisor;
-    while (remainder >= divisor) ++q, remainder -= divisor;
-    return static_cast<std::int32_t>(q);
+// A pixel's four channels, each weighted by alpha: blue, green and red times alpha, and alpha
+// times 255, so that all four share the range 0..65025; or their sums. They are whole numbers held
+// in doubles, far below 2^53 for any real size, so every product and sum is exact and the order
+// in which they are added does not matter. Rows of them are kept as plain doubles, four to a
+// pixel, and moved in and out with Load and Store, which need no more alignment than a double's.
+using Quad = double __attribute__((vector_size(32)));
+using Ints = std::int32_t __attribute__((vector_size(16)));
+
+// A stored pixel's four bytes as a Quad, from one load of all four.
+[[gnu::always_inline]] inline Quad Channels(const std::uint8_t* pixel) {
+    std::uint32_t bytes;
+    std::memcpy(&bytes, pixel, sizeof bytes);
+    constexpr Ints kShifts = std::endian::native == std::endian::little ? Ints{0, 8, 16, 24} : Ints{24, 16, 8, 0};
+    return __builtin_convertvector((Ints{} + static_cast<std::int32_t>(bytes)) >> kShifts & 255, Quad);
 }
 
-// Four channels per pixel, each alpha-weighted: blue, green and red times alpha, and alpha times
-// 255, so all four share the range 0..65025.
-using Weighted = std::vector<std::int32_t>;
+[[gnu::always_inline]] inline Quad Load(const double* p) {
+    Quad q;
+    std::memcpy(&q, p, sizeof q);
+    return q;
+}
+[[gnu::always_inline]] inline void Store(double* p, Quad q) { std::memcpy(p, &q, sizeof q); }
 
-// The filter's work, below, is compiled twice: for any x86-64 processor, and with AVX2 for those
-// that have it, whose wider registers take four of the channels' 64-bit sums at once. The
-// arithmetic is in whole numbers either way, so the results are the same to the bit.
+// sum / t.sum rounded half up, the floor of (2 sum + t.sum) / (2 t.sum), for the four channels
+// at once. The quotient from the reciprocal, rounded to the nearest whole number, is that floor or
+// one above it, as the reciprocal is off by far less than half a step; the remainder, exact, says
+// which.
+[[gnu::always_inline]] inline Quad DivideRounded(Quad sum, const Taps& t) {
+    constexpr double kRound = 0x1.8p52;  // adding it and taking it away rounds to a whole number
+    const Quad twice = 2 * sum + t.sum;
+    const Quad q = (twice * t.inverse + kRound) - kRound;
+    const Quad remainder = twice - q * (2 * t.sum);
+    const Quad one = {1, 1, 1, 1}, none = {};
+    return q - (remainder < 0 ? one : none);
+}
+
+// The sum of the taps' pixels times their weights, pixel k at `pixel(k)`. Four sums run side by
+// side so that each addition need not wait for the one before; as every sum is exact, how they
+// are grouped does not change the total.
+template <typename PixelAt>
+[[gnu::always_inline]] inline Quad Weigh(const Taps& taps, PixelAt pixel) {
+    const double* weights = taps.weights.data();
+    const std::size_t count = taps.weights.size();
+    Quad s0 = {}, s1 = {}, s2 = {}, s3 = {};
+    std::size_t k = 0;
+    for (; k + 4 <= count; k += 4) {
+        s0 += weights[k] * Load(pixel(k));
+        s1 += weights[k + 1] * Load(pixel(k + 1));
+        s2 += weights[k + 2] * Load(pixel(k + 2));
+        s3 += weights[k + 3] * Load(pixel(k + 3));
+    }
+    for (; k < count; ++k) s0 += weights[k] * Load(pixel(k));
+    return (s0 + s1) + (s2 + s3);
+}
+
+// The filter's work, below, is compiled twice: for any x86-64 processor, and with AVX2 and FMA
+// for those that have them, which take all four channels in one instruction and (this file being
+// built to fuse them) multiply and add in one step. Every product and sum is exact either way,
+// so the results are the same to the bit.
 [[gnu::always_inline]] inline bool Filter(const WorkImage& src, WorkImage& dst, LevelAxis columnAxis, LevelAxis rowAxis);
 
 #if defined(__x86_64__) || defined(__i386__)
-[[gnu::target("avx2")]] bool FilterAvx2(const WorkImage& src, WorkImage& dst, LevelAxis columnAxis, LevelAxis rowAxis) {
+[[gnu::target("avx2,fma")]] bool FilterAvx2(const WorkImage& src, WorkImage& dst, LevelAxis columnAxis, LevelAxis rowAxis) {
     return Filter(src, dst, columnAxis, rowAxis);
 }
 #endif
@@ -129,7 +172,7 @@ bool FilterPlain(const WorkImage& src, WorkImage& dst, LevelAxis columnAxis, Lev
 
 bool ResampleLanczos(const WorkImage& src, WorkImage& dst, LevelAxis columnAxis, LevelAxis rowAxis) {
 #if defined(__x86_64__) || defined(__i386__)
-    static const bool avx2 = __builtin_cpu_supports("avx2");
+    static const bool avx2 = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
     if (avx2) return FilterAvx2(src, dst, columnAxis, rowAxis);
 #endif
     return FilterPlain(src, dst, columnAxis, rowAxis);
@@ -145,62 +188,72 @@ inline bool Filter(const WorkImage& src, WorkImage& dst, LevelAxis columnAxis, L
 
         // Across first: a source row becomes a row of the new width when the rows down first need
         // it. Only the last `window` rows made are kept, in turn, as many as one new row's taps
-        // reach: a few kilobytes for a thumbnail, where all the rows would take half a megabyte of
+        // reach: a few kilobytes for a thumbnail, where all the rows would take megabytes of
         // pages that a short-lived process pays for once each.
         std::size_t window = 1;
         for (const Taps& taps : rows) window = std::max(window, taps.weights.size());
-        Weighted across(newWidth * window * 4);
+        std::vector<double> across(newWidth * window * 4);
         std::vector<std::int32_t> held(window, -1);  // the source row each place holds
-        Weighted line(static_cast<std::size_t>(src.width) * 4);
+        std::vector<double> line(static_cast<std::size_t>(src.width) * 4);
         const auto acrossRow = [&](std::int32_t y) {
             const std::size_t place = static_cast<std::size_t>(y) % window;
-            std::int32_t* out = &across[place * newWidth * 4];
-            if (held[place] == y) return static_cast<const std::int32_t*>(out);
+            double* const out = &across[place * newWidth * 4];
+            if (held[place] == y) return static_cast<const double*>(out);
             held[place] = y;
             const std::uint8_t* in = src.Row(y);
-            for (std::int32_t x = 0; x < src.width; ++x, in += 4) {
-                const std::int32_t a = in[3];
-                std::int32_t* p = &line[static_cast<std::size_t>(x) * 4];
-                p[0] = in[0] * a;
-                p[1] = in[1] * a;
-                p[2] = in[2] * a;
-                p[3] = a * 255;
+            for (std::size_t x = 0; x < line.size(); x += 4, in += 4) {
+                const Quad pixel = Channels(in);
+                const Quad by = {pixel[3], pixel[3], pixel[3], 255};
+                Store(&line[x], pixel * by);
             }
-            std::int32_t* next = out;
+            double* next = out;
             for (const Taps& taps : columns) {
-                std::int64_t sums[4] = {};
-                const std::int32_t* p = &line[static_cast<std::size_t>(taps.first) * 4];
-                for (const std::int32_t w : taps.weights) {
-                    for (int c = 0; c < 4; ++c) sums[c] += std::int64_t{w} * p[c];
-                    p += 4;
-                }
-                for (int c = 0; c < 4; ++c) *next++ = DivideRounded(sums[c], taps);
+                const double* first = &line[static_cast<std::size_t>(taps.first) * 4];
+                Store(next, DivideRounded(Weigh(taps, [first](std::size_t k) { return first + k * 4; }), taps));
+                next += 4;
             }
-            return static_cast<const std::int32_t*>(out);
+            return static_cast<const double*>(out);
         };
 
         // Then down: every new row from the rows across, then back to straight alpha.
-        std::vector<std::int64_t> sums(newWidth * 4);
+        std::vector<const double*> taken(window);  // the rows across that a new row's taps reach
+        std::vector<double> sums(newWidth * 4);
         for (std::int32_t y = 0; y < dst.height; ++y) {
             const Taps& taps = rows[static_cast<std::size_t>(y)];
-            std::fill(sums.begin(), sums.end(), 0);
-            for (std::size_t k = 0; k < taps.weights.size(); ++k) {
-                const std::int64_t w = taps.weights[k];
-                const std::int32_t* in = acrossRow(taps.first + static_cast<std::int32_t>(k));
-                for (std::size_t i = 0; i < newWidth * 4; ++i) sums[i] += w * in[i];
+            const std::size_t count = taps.weights.size();
+            for (std::size_t k = 0; k < count; ++k) taken[k] = acrossRow(taps.first + static_cast<std::int32_t>(k));
+            // Four new pixels at a time, read along the rows, with two sums for each (even and odd
+            // taps) so that eight additions are under way at once.
+            std::size_t at = 0;
+            for (; at + 16 <= sums.size(); at += 16) {
+                Quad e0 = {}, e1 = {}, e2 = {}, e3 = {}, o0 = {}, o1 = {}, o2 = {}, o3 = {};
+                for (std::size_t k = 0; k < count; k += 2) {
+                    const double w = taps.weights[k];
+                    const double* in = taken[k] + at;
+                    e0 += w * Load(in), e1 += w * Load(in + 4), e2 += w * Load(in + 8), e3 += w * Load(in + 12);
+                    if (k + 1 == count) break;
+                    const double v = taps.weights[k + 1];
+                    in = taken[k + 1] + at;
+                    o0 += v * Load(in), o1 += v * Load(in + 4), o2 += v * Load(in + 8), o3 += v * Load(in + 12);
+                }
+                Store(&sums[at], e0 + o0), Store(&sums[at + 4], e1 + o1);
+                Store(&sums[at + 8], e2 + o2), Store(&sums[at + 12], e3 + o3);
             }
+            for (; at < sums.size(); at += 4)
+                Store(&sums[at], Weigh(taps, [&taken, at](std::size_t k) { return taken[k] + at; }));
             std::uint8_t* out = dst.Row(y);
-            for (std::size_t x = 0; x < newWidth; ++x, out += 4) {
-                const std::int64_t* s = &sums[x * 4];
+            for (std::size_t x = 0; x < sums.size(); x += 4) {
+                const Quad q = DivideRounded(Load(&sums[x]), taps);
                 // Both rounded half up, in whole numbers that are not negative.
-                const std::int32_t alpha255 = std::clamp(DivideRounded(s[3], taps), 0, 255 * 255);
+                const auto alpha255 = static_cast<std::int32_t>(std::clamp(q[3], 0.0, 255.0 * 255));
                 const std::int32_t alpha = (2 * alpha255 + 255) / 510;
                 for (int c = 0; c < 3; ++c) {
-                    const std::int32_t weighted = std::clamp(DivideRounded(s[c], taps), 0, alpha255);
+                    const auto weighted = static_cast<std::int32_t>(std::clamp(q[c], 0.0, static_cast<double>(alpha255)));
                     out[c] = alpha == 0 ? std::uint8_t{0}
                                         : static_cast<std::uint8_t>((510 * weighted + alpha255) / (2 * alpha255));
                 }
                 out[3] = static_cast<std::uint8_t>(alpha);
+                out += 4;
             }
         }
         return true;
