@@ -87,7 +87,9 @@ Block DecodePng(std::span<const std::uint8_t> png, int depth, PngDecoder decoder
 enum class PngChannels { Rgba, Rgb };
 
 // Encodes a 32-bit packed bitmap as an 8-bit-per-channel PNG. Returns false on failure. `level`
-// is the compression effort, 1 (fastest) to 12 (smallest).
+// is the compression effort, 1 (fastest) to 12 (smallest); at 1 every row takes the same filter,
+// where the other levels choose one row by row for pictures larger than 128 x 128 (a 256-pixel
+// picture is then made in about four fifths of the time, some 4% larger).
 bool EncodePng(const Block& dib32, std::vector<std::uint8_t>& out, int level = 6,
                PngChannels channels = PngChannels::Rgba);
 
