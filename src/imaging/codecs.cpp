@@ -295,7 +295,7 @@ public:
     }
 
     // Decodes into a new 32-bit packed bitmap (what DecodePng gives at 32 bits) in which the
-    // filtered rows are inflated too, so that a large picture costs its own memory only once.
+    // filtered rows are inflated too, so that a picture costs its own memory only once.
     // Empty when Decode would fail.
     Block DecodeToDib(std::span<const std::uint8_t> png) {
         inDib_ = true;
