@@ -104,6 +104,8 @@ std::vector<Taps> AxisTaps(std::int32_t from, std::int32_t to, LevelAxis axis) {
 // pixel, and moved in and out with Load and Store, which need no more alignment than a double's.
 using Quad = double __attribute__((vector_size(32)));
 using Ints = std::int32_t __attribute__((vector_size(16)));
+using Bytes4 = std::uint8_t __attribute__((vector_size(4)));
+using Bytes16 = std::uint8_t __attribute__((vector_size(16)));
 
 // A stored pixel's four bytes as a Quad, from one load of all four.
 [[gnu::always_inline]] inline Quad Channels(const std::uint8_t* pixel) {
@@ -131,6 +133,31 @@ using Ints = std::int32_t __attribute__((vector_size(16)));
     const Quad remainder = twice - q * (2 * t.sum);
     const Quad one = {1, 1, 1, 1}, none = {};
     return q - (remainder < 0 ? one : none);
+}
+
+// A pixel stored from its alpha-weighted channels, whole numbers: alpha is alpha255 / 255 and
+// each colour 255 * weighted / alpha255, both rounded half up, in straight 8-bit alpha; a pixel
+// whose alpha rounds to 0 is stored as all zero. The four quotients come from one division of
+// doubles, whose floor is exact: numerators and denominators are whole numbers far below 2^53,
+// and a quotient below 256 that is not whole lies at least 1/130050 below the next whole number,
+// far more than a double's error there.
+[[gnu::always_inline]] inline void StoreStraight(Quad q, std::uint8_t* out) {
+    const Quad none = {}, one = {1, 1, 1, 1}, full = {255.0 * 255, 255.0 * 255, 255.0 * 255, 255.0 * 255};
+    Quad alpha255 = __builtin_shufflevector(q, q, 3, 3, 3, 3);
+    alpha255 = alpha255 < none ? none : alpha255 > full ? full : alpha255;
+    const Quad weighted = q < none ? none : q > alpha255 ? alpha255 : q;  // its alpha lane is alpha255
+    const Quad numerator = weighted * Quad{510, 510, 510, 2} +
+                           __builtin_shufflevector(alpha255, Quad{255, 255, 255, 255}, 0, 1, 2, 7);
+    Quad twice = 2 * alpha255;
+    twice = twice < one ? one : twice;  // no division by zero; such a pixel is stored as zero below
+    const Quad quotient = numerator / __builtin_shufflevector(twice, Quad{510, 510, 510, 510}, 0, 1, 2, 7);
+    const auto bytes = reinterpret_cast<Bytes16>(__builtin_convertvector(quotient, Ints));
+    // The low byte of each lane, in memory order.
+    constexpr bool kLittle = std::endian::native == std::endian::little;
+    const Bytes4 low = kLittle ? __builtin_shufflevector(bytes, bytes, 0, 4, 8, 12)
+                               : __builtin_shufflevector(bytes, bytes, 3, 7, 11, 15);
+    const std::uint32_t pixel = std::bit_cast<std::uint32_t>(low) & (low[3] == 0 ? 0u : ~0u);
+    std::memcpy(out, &pixel, sizeof pixel);
 }
 
 // The sum of the taps' pixels times their weights, pixel k at `pixel(k)`. Four sums run side by
@@ -215,7 +242,7 @@ inline bool Filter(const WorkImage& src, WorkImage& dst, LevelAxis columnAxis, L
             return static_cast<const double*>(out);
         };
 
-        // Then down: every new row from the rows across, then back to straight alpha.
+        // Then down: every new row from the rows across, then stored in straight alpha.
         std::vector<const double*> taken(window);  // the rows across that a new row's taps reach
         std::vector<double> sums(newWidth * 4);
         for (std::int32_t y = 0; y < dst.height; ++y) {
@@ -242,19 +269,8 @@ inline bool Filter(const WorkImage& src, WorkImage& dst, LevelAxis columnAxis, L
             for (; at < sums.size(); at += 4)
                 Store(&sums[at], Weigh(taps, [&taken, at](std::size_t k) { return taken[k] + at; }));
             std::uint8_t* out = dst.Row(y);
-            for (std::size_t x = 0; x < sums.size(); x += 4) {
-                const Quad q = DivideRounded(Load(&sums[x]), taps);
-                // Both rounded half up, in whole numbers that are not negative.
-                const auto alpha255 = static_cast<std::int32_t>(std::clamp(q[3], 0.0, 255.0 * 255));
-                const std::int32_t alpha = (2 * alpha255 + 255) / 510;
-                for (int c = 0; c < 3; ++c) {
-                    const auto weighted = static_cast<std::int32_t>(std::clamp(q[c], 0.0, static_cast<double>(alpha255)));
-                    out[c] = alpha == 0 ? std::uint8_t{0}
-                                        : static_cast<std::uint8_t>((510 * weighted + alpha255) / (2 * alpha255));
-                }
-                out[3] = static_cast<std::uint8_t>(alpha);
-                out += 4;
-            }
+            for (std::size_t x = 0; x < sums.size(); x += 4, out += 4)
+                StoreStraight(DivideRounded(Load(&sums[x]), taps), out);
         }
         return true;
     } catch (const std::bad_alloc&) {

@@ -231,6 +231,14 @@ TEST(ResampleDib, HighQualityKeepsSymmetryFlatAreasAndHidesTransparentColours) {
         EXPECT_EQ(changed, 0);
         EXPECT_EQ(red, 0);
     }
+    // Made one pixel: the mean of 0 and 1 rounds up to 1, and a pixel whose alpha rounds to 0 is
+    // stored as all zero, whatever colour it carried.
+    for (const auto& [row, expected] :
+         {std::pair{std::vector<Px>{{0, 0, 0, 255}, {1, 1, 1, 255}}, Px{1, 1, 1, 255}},
+          {{{50, 100, 150, 0}, {50, 100, 150, 1}, {50, 100, 150, 0}}, Px{0, 0, 0, 0}}}) {
+        const Block line = MakeDib(static_cast<int>(row.size()), 1, 32, [&](int x, int) { return row[x]; });
+        EXPECT_EQ(At(ResampleDib(line, 1, 1, ResampleQuality::High), 0, 0), expected);
+    }
 }
 
 // A coarser level (each pixel the full picture's pixel (4x, 4y) from the top left, as JPEG 2000
