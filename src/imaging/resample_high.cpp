@@ -15,6 +15,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <new>
 #include <numbers>
 #include <vector>
@@ -104,7 +105,6 @@ std::vector<Taps> AxisTaps(std::int32_t from, std::int32_t to, LevelAxis axis) {
 // pixel, and moved in and out with Load and Store, which need no more alignment than a double's.
 using Quad = double __attribute__((vector_size(32)));
 using Ints = std::int32_t __attribute__((vector_size(16)));
-using Bytes4 = std::uint8_t __attribute__((vector_size(4)));
 using Bytes16 = std::uint8_t __attribute__((vector_size(16)));
 
 // A stored pixel's four bytes as a Quad, from one load of all four.
@@ -151,12 +151,14 @@ using Bytes16 = std::uint8_t __attribute__((vector_size(16)));
     Quad twice = 2 * alpha255;
     twice = twice < one ? one : twice;  // no division by zero; such a pixel is stored as zero below
     const Quad quotient = numerator / __builtin_shufflevector(twice, Quad{510, 510, 510, 510}, 0, 1, 2, 7);
-    const auto bytes = reinterpret_cast<Bytes16>(__builtin_convertvector(quotient, Ints));
-    // The low byte of each lane, in memory order.
-    constexpr bool kLittle = std::endian::native == std::endian::little;
-    const Bytes4 low = kLittle ? __builtin_shufflevector(bytes, bytes, 0, 4, 8, 12)
-                               : __builtin_shufflevector(bytes, bytes, 3, 7, 11, 15);
-    const std::uint32_t pixel = std::bit_cast<std::uint32_t>(low) & (low[3] == 0 ? 0u : ~0u);
+    const Ints whole = __builtin_convertvector(quotient, Ints);
+    const auto bytes = reinterpret_cast<Bytes16>(whole);
+    // The low byte of each lane, in memory order, gathered into the first four bytes.
+    constexpr int a = std::endian::native == std::endian::little ? 0 : 3, b = a + 4, c = a + 8, d = a + 12;
+    const Bytes16 gathered =
+        __builtin_shufflevector(bytes, bytes, a, b, c, d, a, b, c, d, a, b, c, d, a, b, c, d);
+    const auto low = static_cast<std::uint32_t>(reinterpret_cast<Ints>(gathered)[0]);
+    const std::uint32_t pixel = whole[3] == 0 ? 0u : low;
     std::memcpy(out, &pixel, sizeof pixel);
 }
 
@@ -213,37 +215,82 @@ inline bool Filter(const WorkImage& src, WorkImage& dst, LevelAxis columnAxis, L
         const std::vector<Taps> rows = AxisTaps(src.height, dst.height, rowAxis);
         const auto newWidth = static_cast<std::size_t>(dst.width);
 
-        // Across first: a source row becomes a row of the new width when the rows down first need
-        // it. Only the last `window` rows made are kept, in turn, as many as one new row's taps
-        // reach: a few kilobytes for a thumbnail, where all the rows would take megabytes of
-        // pages that a short-lived process pays for once each.
-        std::size_t window = 1;
-        for (const Taps& taps : rows) window = std::max(window, taps.weights.size());
-        std::vector<double> across(newWidth * window * 4);
+        // Across first: source rows become rows of the new width, four at a time, when the rows
+        // down first need one of them. Only the last `window` rows made are kept, in turn: as
+        // many as one new row's taps reach, and the rest of the fours they fall in, so that
+        // making a four never overwrites a row still to be read. That is a few kilobytes for a
+        // thumbnail, where all the rows would take megabytes of pages that a short-lived process
+        // pays for once each.
+        std::size_t reach = 1;
+        for (const Taps& taps : rows) reach = std::max(reach, taps.weights.size());
+        const std::size_t window = reach + 6;
+        const auto across = std::make_unique_for_overwrite<double[]>(newWidth * window * 4);
         std::vector<std::int32_t> held(window, -1);  // the source row each place holds
-        std::vector<double> line(static_cast<std::size_t>(src.width) * 4);
-        const auto acrossRow = [&](std::int32_t y) {
-            const std::size_t place = static_cast<std::size_t>(y) % window;
-            double* const out = &across[place * newWidth * 4];
-            if (held[place] == y) return static_cast<const double*>(out);
-            held[place] = y;
-            const std::uint8_t* in = src.Row(y);
-            for (std::size_t x = 0; x < line.size(); x += 4, in += 4) {
-                const Quad pixel = Channels(in);
-                const Quad by = {pixel[3], pixel[3], pixel[3], 255};
-                Store(&line[x], pixel * by);
+        const std::size_t lineSize = static_cast<std::size_t>(src.width) * 4;
+        const auto lines = std::make_unique_for_overwrite<double[]>(lineSize * 4);
+        const auto place = [&](std::int32_t y) {
+            return &across[static_cast<std::size_t>(y) % window * newWidth * 4];
+        };
+        // (Inlined, so that it is compiled for the processor its caller is compiled for.)
+        const auto acrossFour = [&](std::int32_t top) __attribute__((always_inline)) {
+            const int count = std::min(4, src.height - top);
+            for (int r = 0; r < count; ++r) {
+                held[static_cast<std::size_t>(top + r) % window] = top + r;
+                const std::uint8_t* in = src.Row(top + r);
+                double* line = &lines[static_cast<std::size_t>(r) * lineSize];
+                for (std::size_t x = 0; x < lineSize; x += 4, in += 4) {
+                    const Quad pixel = Channels(in);
+                    const Quad by = {pixel[3], pixel[3], pixel[3], 255};
+                    Store(&line[x], pixel * by);
+                }
             }
-            double* next = out;
-            for (const Taps& taps : columns) {
-                const double* first = &line[static_cast<std::size_t>(taps.first) * 4];
-                Store(next, DivideRounded(Weigh(taps, [first](std::size_t k) { return first + k * 4; }), taps));
-                next += 4;
+            double* out[4] = {};
+            for (int r = 0; r < count; ++r) out[r] = place(top + r);
+            for (std::size_t x = 0; x < newWidth; ++x) {
+                const Taps& taps = columns[x];
+                const double* first = &lines[static_cast<std::size_t>(taps.first) * 4];
+                if (count == 4) {
+                    // The four rows share each weight; each row has two sums (even and odd taps)
+                    // so that eight additions are under way at once.
+                    const double* weights = taps.weights.data();
+                    const std::size_t length = taps.weights.size();
+                    Quad e0 = {}, e1 = {}, e2 = {}, e3 = {}, o0 = {}, o1 = {}, o2 = {}, o3 = {};
+                    std::size_t k = 0;
+                    for (; k + 2 <= length; k += 2) {
+                        const double w = weights[k], v = weights[k + 1];
+                        const double* in = first + k * 4;
+                        e0 += w * Load(in), e1 += w * Load(in + lineSize);
+                        e2 += w * Load(in + 2 * lineSize), e3 += w * Load(in + 3 * lineSize);
+                        in += 4;
+                        o0 += v * Load(in), o1 += v * Load(in + lineSize);
+                        o2 += v * Load(in + 2 * lineSize), o3 += v * Load(in + 3 * lineSize);
+                    }
+                    if (k < length) {
+                        const double w = weights[k];
+                        const double* in = first + k * 4;
+                        e0 += w * Load(in), e1 += w * Load(in + lineSize);
+                        e2 += w * Load(in + 2 * lineSize), e3 += w * Load(in + 3 * lineSize);
+                    }
+                    Store(out[0] + x * 4, DivideRounded(e0 + o0, taps));
+                    Store(out[1] + x * 4, DivideRounded(e1 + o1, taps));
+                    Store(out[2] + x * 4, DivideRounded(e2 + o2, taps));
+                    Store(out[3] + x * 4, DivideRounded(e3 + o3, taps));
+                } else {
+                    for (int r = 0; r < count; ++r) {
+                        const double* row = first + static_cast<std::size_t>(r) * lineSize;
+                        const Quad sum = Weigh(taps, [row](std::size_t k) { return row + k * 4; });
+                        Store(out[r] + x * 4, DivideRounded(sum, taps));
+                    }
+                }
             }
-            return static_cast<const double*>(out);
+        };
+        const auto acrossRow = [&](std::int32_t y) __attribute__((always_inline)) {
+            if (held[static_cast<std::size_t>(y) % window] != y) acrossFour(y - y % 4);
+            return static_cast<const double*>(place(y));
         };
 
         // Then down: every new row from the rows across, then stored in straight alpha.
-        std::vector<const double*> taken(window);  // the rows across that a new row's taps reach
+        std::vector<const double*> taken(reach);  // the rows across that a new row's taps reach
         std::vector<double> sums(newWidth * 4);
         for (std::int32_t y = 0; y < dst.height; ++y) {
             const Taps& taps = rows[static_cast<std::size_t>(y)];
