@@ -358,11 +358,6 @@ std::size_t EditSession::UndoBytes(int index) const {
     return edit != nullptr ? edit->history.Bytes() : 0;
 }
 
-void EditSession::ShowPreview(int index, const std::function<bool(FormatState&)>& command) {
-    if (std::optional<FormatState> source = PreviewSource(index))
-        ShowPreviewResult(index, ComputePreview(std::move(*source), command));
-}
-
 std::optional<FormatState> EditSession::PreviewSource(int index) {
     if (State(index) == nullptr) return std::nullopt;
     const FormatEdit* edit = Find(index);

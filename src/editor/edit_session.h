@@ -89,13 +89,12 @@ public:
     // The memory format `index`'s undo steps hold.
     [[nodiscard]] std::size_t UndoBytes(int index) const;
 
-    // Shows what `command` makes of the format, without changing it or its history, until
-    // EndPreview (the blur dialog's preview). Each call starts again from the format as it was.
-    void ShowPreview(int index, const std::function<bool(FormatState&)>& command);
+    // A preview shows what a command makes of the format, without changing it or its history,
+    // until EndPreview (the blur dialog's preview), in three steps so that the command can run off
+    // the interface thread: the state it starts from (the format as it was before any preview;
+    // none without a state), the work on a copy of it (any thread), and showing the result. Each
+    // preview starts again from the format as it was.
     void EndPreview();
-    // The same in three steps, so that the command can run off the interface thread: the state it
-    // starts from (the format as it was before any preview; none without a state), the work on a
-    // copy of it (any thread), and showing the result.
     std::optional<FormatState> PreviewSource(int index);
     static FormatState ComputePreview(FormatState source, const std::function<bool(FormatState&)>& command);
     void ShowPreviewResult(int index, FormatState shown);
