@@ -40,14 +40,6 @@ int Along(int position, int length, int range) {
 
 int Position(int v, int length, int range) { return static_cast<int>(std::lround(v * (length - 1) / double(range))); }
 
-// Light and dark squares under colours that are partly transparent.
-void FillChecks(QPainter& painter, const QRect& rect) {
-    painter.fillRect(rect, Qt::white);
-    for (int y = rect.top(); y <= rect.bottom(); y += 6)
-        for (int x = rect.left() + ((y - rect.top()) / 6 % 2) * 6; x <= rect.right(); x += 12)
-            painter.fillRect(QRect(x, y, 6, 6) & rect, QColor(204, 204, 204));
-}
-
 // The old colour on the left half, the new one on the right.
 class ColourPreview : public QWidget {
 public:
@@ -60,7 +52,7 @@ protected:
     void paintEvent(QPaintEvent*) override {
         QPainter painter(this);
         const QRect all = rect().adjusted(0, 0, -1, -1);
-        FillChecks(painter, all);
+        PaintCheckerboard(painter, all, 6);
         painter.fillRect(QRect(all.left(), all.top(), all.width() / 2, all.height()), old_);
         painter.fillRect(QRect(all.left() + all.width() / 2, all.top(), all.width() - all.width() / 2, all.height()), now_);
         painter.setPen(palette().color(QPalette::Shadow));
@@ -87,7 +79,7 @@ public:
 protected:
     void paintEvent(QPaintEvent*) override {
         QPainter painter(this);
-        FillChecks(painter, rect());
+        PaintCheckerboard(painter, rect(), 6);
         painter.fillRect(rect(), colour_);
         painter.setPen(palette().color(QPalette::Shadow));
         painter.drawRect(rect().adjusted(0, 0, -1, -1));

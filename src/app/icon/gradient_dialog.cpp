@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "app/common/image_convert.h"
 #include "app/common/prompts.h"
 #include "formats/gradient_file.h"
 #include "image/file_io.h"
@@ -24,7 +25,6 @@ constexpr int kBarHeight = 32;
 constexpr int kHeight = 48;  // the bar and the markers' row under it
 constexpr int kWidth = 400;
 constexpr int kMarkerReach = 5;  // a click this close to a marker hits it
-constexpr int kChecker = 8;
 
 QColor ToQColor(const GradientColour& c) {
     const auto channel = [](double v) {
@@ -74,12 +74,7 @@ void GradientBar::Select(int index) {
 void GradientBar::paintEvent(QPaintEvent*) {
     QPainter p(this);
     const QRect bar(kMargin, 0, width() - 2 * kMargin, kBarHeight);
-    for (int y = bar.top(); y <= bar.bottom(); y += kChecker)
-        for (int x = bar.left(); x <= bar.right(); x += kChecker) {
-            const bool light = ((x - bar.left()) / kChecker + (y - bar.top()) / kChecker) % 2 == 0;
-            p.fillRect(QRect(x, y, kChecker, kChecker).intersected(bar),
-                       light ? QColor(0xFF, 0xFF, 0xFF) : QColor(0xCC, 0xCC, 0xCC));
-        }
+    PaintCheckerboard(p, bar);
     for (int x = bar.left(); x <= bar.right(); ++x)
         p.fillRect(x, bar.top(), 1, bar.height(), ColourAt(PositionAt(x)));
     p.setPen(palette().color(QPalette::WindowText));
