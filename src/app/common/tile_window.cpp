@@ -36,6 +36,13 @@ std::vector<int> SelectedRows(const QAbstractItemView& view) {
     return rows;
 }
 
+std::vector<int> SortedRows(const QModelIndexList& indexes) {
+    std::vector<int> rows;
+    for (const QModelIndex& index : indexes) rows.push_back(index.row());
+    std::sort(rows.begin(), rows.end());
+    return rows;
+}
+
 CTileWindow::CTileWindow(AppContext& app, const char* toolBarName, QWidget* parent) : QWidget(parent), app_(app) {
     toolBar = new QToolBar(this);
     toolBar->setObjectName(toolBarName);

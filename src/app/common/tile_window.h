@@ -3,6 +3,8 @@
 // window's own state; and the folder of files such windows save.
 #pragma once
 
+#include <QAction>
+#include <QIcon>
 #include <QListView>
 #include <QStringList>
 #include <QWidget>
@@ -12,15 +14,17 @@
 #include <utility>
 #include <vector>
 
-class QAction;
+#include "app/common/app_context.h"
+#include "shell/texts.h"
+
 class QToolBar;
 
 namespace tellurine::app {
 
-class AppContext;
-
 // The chosen rows of a view, in order.
 [[nodiscard]] std::vector<int> SelectedRows(const QAbstractItemView& view);
+// The rows of the indexes a model is asked to drag or copy, in order.
+[[nodiscard]] std::vector<int> SortedRows(const QModelIndexList& indexes);
 
 class CTileWindow : public QWidget {
     Q_OBJECT
@@ -61,5 +65,18 @@ private:
 void SaveFilesToFolder(AppContext& app, QWidget* parent, const QString& folder, const QStringList& names,
                        const std::function<bool(int, const std::string& path, std::string& error)>& write,
                        const char* saved);
+
+// A tile window's two commands on its chosen tiles, `kind`.open (`openText`, also on Return and
+// Enter) and `kind`.copy, on the active window when it is a `Frame`.
+template <class Frame>
+void AddOpenAndCopy(AppContext& app, const QString& kind, const char* openText, void (Frame::*open)(),
+                    bool (Frame::*canOpen)() const, void (Frame::*copy)(), bool (Frame::*canCopy)() const) {
+    AddFrameCommand<Frame>(app, {.id = kind + ".open", .text = openText, .icon = QStyle::SP_DialogOpenButton},
+                           open, canOpen)
+        ->setShortcuts({QKeySequence(Qt::Key_Return), QKeySequence(Qt::Key_Enter)});
+    AddFrameCommand<Frame>(app, {.id = kind + ".copy", .text = text::kCopy, .shortcut = QKeySequence::Copy}, copy,
+                           canCopy)
+        ->setIcon(QIcon::fromTheme("edit-copy"));
+}
 
 }  // namespace tellurine::app

@@ -134,10 +134,7 @@ QStringList CExplorerModel::mimeTypes() const {
 }
 
 QMimeData* CExplorerModel::mimeData(const QModelIndexList& indexes) const {
-    std::vector<int> rows;
-    for (const QModelIndex& index : indexes) rows.push_back(index.row());
-    std::sort(rows.begin(), rows.end());
-    return FilesMimeData(rows);
+    return FilesMimeData(SortedRows(indexes));
 }
 
 QMimeData* CExplorerModel::FilesMimeData(const std::vector<int>& rows) const {
@@ -347,13 +344,8 @@ void CExplorerMDI::OnStop() {
 
 void RegisterExplorerCommands(AppContext& app) {
     using F = CExplorerMDI;
-    QAction* open = AddFrameCommand<F>(
-        app, {.id = "explorer.open", .text = text::kExplorerOpen, .icon = QStyle::SP_DialogOpenButton}, &F::OnOpen,
-        &F::HasSelection);
-    open->setShortcuts({QKeySequence(Qt::Key_Return), QKeySequence(Qt::Key_Enter)});
-    AddFrameCommand<F>(app, {.id = "explorer.copy", .text = text::kCopy, .shortcut = QKeySequence::Copy}, &F::OnCopy,
-                       &F::HasSelection)
-        ->setIcon(QIcon::fromTheme("edit-copy"));
+    AddOpenAndCopy<F>(app, "explorer", text::kExplorerOpen, &F::OnOpen, &F::HasSelection, &F::OnCopy,
+                      &F::HasSelection);
     AddFrameCommand<F>(app, {.id = "explorer.stop", .text = text::kExplorerStop, .icon = QStyle::SP_BrowserStop},
                        &F::OnStop, &F::IsScanning);
     const auto browse = [&app](bool search) {

@@ -96,9 +96,7 @@ QStringList CLibraryModel::mimeTypes() const {
 }
 
 QMimeData* CLibraryModel::mimeData(const QModelIndexList& indexes) const {
-    std::vector<int> rows;
-    for (const QModelIndex& index : indexes) rows.push_back(index.row());
-    std::sort(rows.begin(), rows.end());
+    const std::vector<int> rows = SortedRows(indexes);
     QStringList lines;
     for (const int row : rows) lines << QString::number(row);
     std::unique_ptr<QMimeData> data = exporter ? exporter(rows) : nullptr;
@@ -337,13 +335,8 @@ void CFileIclMDI::OnSaveFolder() {
 
 void RegisterLibraryCommands(AppContext& app) {
     using F = CFileIclMDI;
-    QAction* open = AddFrameCommand<F>(
-        app, {.id = "library.open", .text = text::kExeOpenAsProject, .icon = QStyle::SP_DialogOpenButton},
-        &F::OnOpen, &F::HasSelection);
-    open->setShortcuts({QKeySequence(Qt::Key_Return), QKeySequence(Qt::Key_Enter)});
-    AddFrameCommand<F>(app, {.id = "library.copy", .text = text::kCopy, .shortcut = QKeySequence::Copy},
-                       &F::OnCopy, &F::HasSelection)
-        ->setIcon(QIcon::fromTheme("edit-copy"));
+    AddOpenAndCopy<F>(app, "library", text::kExeOpenAsProject, &F::OnOpen, &F::HasSelection, &F::OnCopy,
+                      &F::HasSelection);
     AddFrameCommand<F>(app,
                        {.id = "library.add", .text = text::kLibraryAddIcons, .icon = QStyle::SP_FileIcon},
                        &F::OnAddFiles, &F::Always);

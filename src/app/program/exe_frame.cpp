@@ -47,10 +47,7 @@ QStringList CExeTileModel::mimeTypes() const {
 }
 
 QMimeData* CExeTileModel::mimeData(const QModelIndexList& indexes) const {
-    std::vector<int> tiles;
-    for (const QModelIndex& index : indexes) tiles.push_back(index.row());
-    std::sort(tiles.begin(), tiles.end());
-    return exporter ? exporter(tiles) : nullptr;
+    return exporter ? exporter(SortedRows(indexes)) : nullptr;
 }
 
 const ExeTile* CExeTileModel::Tile(int row) const {
@@ -266,13 +263,8 @@ void CFileExeMDI::OnOpenAsLibrary() {
 void RegisterProgramCommands(AppContext& app) {
     // Their keys are the Edit and File menus' own; those are off while a program window is active.
     using F = CFileExeMDI;
-    QAction* open = AddFrameCommand<F>(
-        app, {.id = "program.open", .text = text::kExeOpenAsProject, .icon = QStyle::SP_DialogOpenButton},
-        &F::OnOpenAsProject, &F::CanOpen);
-    open->setShortcuts({QKeySequence(Qt::Key_Return), QKeySequence(Qt::Key_Enter)});
-    AddFrameCommand<F>(app, {.id = "program.copy", .text = text::kCopy, .shortcut = QKeySequence::Copy},
-                       &F::OnCopy, &F::CanCopy)
-        ->setIcon(QIcon::fromTheme("edit-copy"));
+    AddOpenAndCopy<F>(app, "program", text::kExeOpenAsProject, &F::OnOpenAsProject, &F::CanOpen, &F::OnCopy,
+                      &F::CanCopy);
     AddFrameCommand<F>(app,
                        {.id = "program.saveIco",
                         .text = text::kExeSaveAsIco,
