@@ -218,9 +218,10 @@ inline bool Filter(const WorkImage& src, WorkImage& dst, LevelAxis columnAxis, L
         // Across first: source rows become rows of the new width, four at a time, when the rows
         // down first need one of them. Only the last `window` rows made are kept, in turn: as
         // many as one new row's taps reach, and the rest of the fours they fall in, so that
-        // making a four never overwrites a row still to be read. That is a few kilobytes for a
+        // making a four never overwrites a row still to be read. That is tens of kilobytes for a
         // thumbnail, where all the rows would take megabytes of pages that a short-lived process
-        // pays for once each.
+        // pays for once each. Neither it nor the source rows are zeroed: each value is written
+        // before it is read.
         std::size_t reach = 1;
         for (const Taps& taps : rows) reach = std::max(reach, taps.weights.size());
         const std::size_t window = reach + 6;
