@@ -6,7 +6,6 @@
 
 #include "image/archive.h"
 #include "image/bytes.h"
-#include "image/file_io.h"
 
 namespace tellurine {
 
@@ -133,19 +132,5 @@ bool WriteIconFile(const CIconDoc& doc, bool explorerCompatibleOrder, std::vecto
     }
     return true;
 }
-
-bool LoadIconFile(const std::string& path, CIconDoc& doc, std::string& error, IconFileType* type) {
-    std::vector<std::uint8_t> bytes;
-    if (!ReadFileBytes(path, bytes, kMaxIconFileBytes, error)) {
-        doc.RemoveAll();
-        return false;
-    }
-    if (!ReadIconFile(bytes, doc, type)) {
-        error = "not a valid icon or cursor file: " + path;
-        return false;
-    }
-    return true;
-}
-
 
 }  // namespace tellurine

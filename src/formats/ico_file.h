@@ -48,7 +48,4 @@ bool ReadIconFile(std::span<const std::uint8_t> bytes, CIconDoc& doc, IconFileTy
 bool WriteIconFile(const CIconDoc& doc, bool explorerCompatibleOrder, std::vector<std::uint8_t>& out,
                    std::optional<bool> asCursor = std::nullopt);
 
-// The same on a file (saving goes through SaveIconProject in icon_project.h).
-bool LoadIconFile(const std::string& path, CIconDoc& doc, std::string& error, IconFileType* type = nullptr);
-
 }  // namespace tellurine
