@@ -28,16 +28,6 @@ inline void SetBgra(Block& b, int x, int y, std::uint8_t blue, std::uint8_t gree
     if (DibBitCount(b) == 32) p[3] = alpha;
 }
 
-struct Bgra {
-    std::uint8_t b, g, r, a;
-    friend bool operator==(const Bgra&, const Bgra&) = default;
-};
-
-inline Bgra GetBgra(Block& b, int x, int y) {
-    const std::uint8_t* p = PixelAt(b, x, y);
-    return {p[0], p[1], p[2], DibBitCount(b) == 32 ? p[3] : std::uint8_t{255}};
-}
-
 // Index of pixel (x, y) of a 1-, 4- or 8-bit block; y counts from the top.
 inline int GetIndex(const Block& b, int x, int y) {
     const auto l = GetDibLayout(b);

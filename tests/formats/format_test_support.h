@@ -46,7 +46,8 @@ inline void WriteBytes(const std::filesystem::path& path, std::span<const std::u
 // The bytes of a text, as a file holds them.
 inline Bytes Text(std::string_view text) { return Bytes(text.begin(), text.end()); }
 
-// Bytes packed by zlib's deflate at its best: a raw stream (window bits -15) or a gzip one (31).
+// Bytes packed by zlib's deflate at its best: a raw stream (window bits -15), a zlib one (15) or a
+// gzip one (31).
 inline Bytes Deflate(std::span<const std::uint8_t> in, int windowBits) {
     z_stream z{};
     EXPECT_EQ(deflateInit2(&z, 9, Z_DEFLATED, windowBits, 8, Z_DEFAULT_STRATEGY), Z_OK);

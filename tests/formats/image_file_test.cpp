@@ -29,10 +29,10 @@ TEST(ImageFile, EncodesAndDecodesEveryDepthItWritesAndRefusesWhatIsNotAnImage) {
             // Decoding gives true colour: 32 bits where the file carries an alpha byte, else 24.
             const bool alpha = bits == 32;
             ASSERT_EQ(back.BitCount(), alpha ? 32 : 24) << bits;
-            Block d = back.GetBlock().Duplicate();
-            EXPECT_EQ(test::GetBgra(d, 4, 0), (test::Bgra{30, 20, 10, static_cast<std::uint8_t>(alpha ? 128 : 255)}))
+            EXPECT_EQ(test::TopDown(back.GetBlock(), 4, 0),
+                      (test::Px{30, 20, 10, static_cast<std::uint8_t>(alpha ? 128 : 255)}))
                 << bits;
-            EXPECT_EQ(test::GetBgra(d, 0, 2).r, 0);
+            EXPECT_EQ(test::TopDown(back.GetBlock(), 0, 2)[2], 0);
         }
     }
 

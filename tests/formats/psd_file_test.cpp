@@ -162,14 +162,11 @@ TEST(PsdFile, RefusesDamagedDocuments) {
     LayeredPicture doc;
     std::string error;
     ASSERT_TRUE(ReadPsdFile(good, doc, error));
-    const auto patch16 = [](Bytes b, std::size_t at, std::uint16_t v) {
-        b[at] = static_cast<std::uint8_t>(v >> 8);
-        b[at + 1] = static_cast<std::uint8_t>(v);
+    // The bytes with the `size` at `at` replaced by v, big-endian.
+    const auto patch = [](Bytes b, std::size_t at, std::uint32_t v, int size) {
+        for (std::size_t i = static_cast<std::size_t>(size); i-- > 0; v >>= 8)
+            b[at + i] = static_cast<std::uint8_t>(v);
         return b;
-    };
-    const auto patch32 = [&](Bytes b, std::size_t at, std::uint32_t v) {
-        return patch16(patch16(std::move(b), at, static_cast<std::uint16_t>(v >> 16)), at + 2,
-                       static_cast<std::uint16_t>(v));
     };
     TestDocument rle = SampleDocument();
     for (TestLayer& l : rle.layers) l.rle = true;
@@ -184,22 +181,22 @@ TEST(PsdFile, RefusesDamagedDocuments) {
         Bytes bytes;
     };
     const Case cases[] = {
-        {"not a document", patch32(good, 0, 0x38425053 + 1)},
-        {"version 3", patch16(good, 4, 3)},
-        {"no channels", patch16(good, 12, 0)},
-        {"a canvas too tall", patch32(good, 14, 40000)},
-        {"16 bits per channel", patch16(good, 22, 16)},
-        {"CMYK", patch16(good, 24, 4)},
-        {"colour mode data past the end", patch32(good, 26, 0x7FFFFFFF)},
-        {"image resources past the end", patch32(good, 30, 0xFFFFFFF0)},
-        {"a layer section past the end", patch32(good, 38, 0xFFFFFFFF)},
-        {"more layers than bytes", patch16(good, kLayerCount, 0x7FFF)},
-        {"a huge rectangle", patch32(good, kFirstRecord + 8, 0x7FFFFFFF)},
-        {"a negative rectangle", patch32(good, kFirstRecord + 8, 0xFFFFFFF0)},
-        {"a channel past its section", patch32(good, kFirstRecord + 20, 0x00FFFFFF)},
-        {"an unknown compression", patch16(packed, rowCount - 2, 7)},
-        {"a PackBits row count past the end", patch16(packed, rowCount, 0xFFFF)},
-        {"a PackBits row cut short", patch16(packed, rowCount, 1)},
+        {"not a document", patch(good, 0, 0x38425053 + 1, 4)},
+        {"version 3", patch(good, 4, 3, 2)},
+        {"no channels", patch(good, 12, 0, 2)},
+        {"a canvas too tall", patch(good, 14, 40000, 4)},
+        {"16 bits per channel", patch(good, 22, 16, 2)},
+        {"CMYK", patch(good, 24, 4, 2)},
+        {"colour mode data past the end", patch(good, 26, 0x7FFFFFFF, 4)},
+        {"image resources past the end", patch(good, 30, 0xFFFFFFF0, 4)},
+        {"a layer section past the end", patch(good, 38, 0xFFFFFFFF, 4)},
+        {"more layers than bytes", patch(good, kLayerCount, 0x7FFF, 2)},
+        {"a huge rectangle", patch(good, kFirstRecord + 8, 0x7FFFFFFF, 4)},
+        {"a negative rectangle", patch(good, kFirstRecord + 8, 0xFFFFFFF0, 4)},
+        {"a channel past its section", patch(good, kFirstRecord + 20, 0x00FFFFFF, 4)},
+        {"an unknown compression", patch(packed, rowCount - 2, 7, 2)},
+        {"a PackBits row count past the end", patch(packed, rowCount, 0xFFFF, 2)},
+        {"a PackBits row cut short", patch(packed, rowCount, 1, 2)},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);

@@ -134,10 +134,8 @@ void WriteHierarchy(Writer& w, const TestDocument& d, int width, int height, std
             if (d.compression == 0) {
                 w.out.insert(w.out.end(), tile.begin(), tile.end());
             } else if (d.compression == 2) {
-                uLongf size = compressBound(static_cast<uLong>(tile.size()));
-                Bytes packed(size);
-                compress(packed.data(), &size, tile.data(), static_cast<uLong>(tile.size()));
-                w.out.insert(w.out.end(), packed.begin(), packed.begin() + static_cast<std::ptrdiff_t>(size));
+                const Bytes packed = format_test::Deflate(tile, MAX_WBITS);
+                w.out.insert(w.out.end(), packed.begin(), packed.end());
             } else {
                 for (std::size_t c = 0; c < bpp; ++c) {
                     Bytes channel;

@@ -87,13 +87,13 @@ TEST_P(KvIconPngDepth, DecodesIntoAFullIconBlockOfTheDirectoryDepth) {
     // Opaque pixels keep their colour; clear ones set the AND bit and, below 32 bits, are black
     // (at 1 bit the two colours fill the table and clear pixels take entry 0, shown clear).
     const std::uint8_t* entry0 = icon.GetBlock().data() + l.tableOffset;
-    const test::Bgra clear = depth == 1 ? test::Bgra{entry0[0], entry0[1], entry0[2], 0} : test::Bgra{0, 0, 0, 0};
+    const test::Px clear = depth == 1 ? test::Px{entry0[0], entry0[1], entry0[2], 0} : test::Px{0, 0, 0, 0};
     Block shown = icon.To32BitDib();
     for (int y = 0; y < h; ++y) {
         for (int x = 0; x < w; ++x) {
-            const test::Bgra want = test::GetBgra(source, x, y), got = test::GetBgra(shown, x, y);
-            EXPECT_EQ(AndBit(icon, x, y), want.a == 0 ? 1 : 0) << x << "," << y;
-            EXPECT_EQ(got, want.a != 0 || depth == 32 ? want : clear) << x << "," << y;
+            const test::Px want = test::TopDown(source, x, y), got = test::TopDown(shown, x, y);
+            EXPECT_EQ(AndBit(icon, x, y), want[3] == 0 ? 1 : 0) << x << "," << y;
+            EXPECT_EQ(got, want[3] != 0 || depth == 32 ? want : clear) << x << "," << y;
         }
     }
 
@@ -107,7 +107,7 @@ TEST_P(KvIconPngDepth, DecodesIntoAFullIconBlockOfTheDirectoryDepth) {
     Block again = back.To32BitDib();
     for (int y = 0; y < h; ++y) {
         for (int x = 0; x < w; ++x) {
-            EXPECT_EQ(test::GetBgra(again, x, y), test::GetBgra(shown, x, y)) << x << "," << y;
+            EXPECT_EQ(test::TopDown(again, x, y), test::TopDown(shown, x, y)) << x << "," << y;
             EXPECT_EQ(AndBit(back, x, y), AndBit(icon, x, y)) << x << "," << y;
         }
     }

@@ -15,8 +15,8 @@ namespace tellurine {
 namespace {
 
 using test::Attached;
-using test::Bgra;
-using test::GetBgra;
+using test::Px;
+using test::TopDown;
 using test::GetIndex;
 using test::SetBgra;
 using test::SetIndex;
@@ -25,10 +25,7 @@ using test::SetTableEntry;
 CDIB MakeDib(int w, int h, int bits) { return Attached(CreateDibBlock(w, h, bits)); }
 
 // Pixel (x, y) of a 24- or 32-bit bitmap, y from the top.
-Bgra PixelOf(const CDIB& dib, int x, int y) {
-    Block b = dib.GetBlock().Duplicate();
-    return GetBgra(b, x, y);
-}
+Px PixelOf(const CDIB& dib, int x, int y) { return TopDown(dib.GetBlock(), x, y); }
 
 // A 4 x 2 8-bit picture over a table whose entry i is (i, 2i, 3i).
 CDIB MakeIndexed() {
@@ -116,9 +113,9 @@ TEST(CDib, TransparentIndexBecomesAlpha) {
     dib.transparentIndex = 12;
     dib.ApplyTransparentIndex();
     ASSERT_EQ(dib.BitCount(), 32);
-    EXPECT_EQ(PixelOf(dib, 2, 0), (Bgra{36, 24, 12, 0}));
-    EXPECT_EQ(PixelOf(dib, 3, 0), (Bgra{39, 26, 13, 255}));
-    EXPECT_EQ(PixelOf(dib, 0, 1), (Bgra{42, 28, 14, 255}));
+    EXPECT_EQ(PixelOf(dib, 2, 0), (Px{36, 24, 12, 0}));
+    EXPECT_EQ(PixelOf(dib, 3, 0), (Px{39, 26, 13, 255}));
+    EXPECT_EQ(PixelOf(dib, 0, 1), (Px{42, 28, 14, 255}));
     EXPECT_TRUE(dib.GetPalette().empty());
 }
 
@@ -132,8 +129,8 @@ TEST(CDib, FlattenAndConvertRespectTheirDepths) {
     flat.Flatten(RGB(255, 255, 255));
     ASSERT_EQ(flat.BitCount(), 24);
     // (c * a + 255 * (255 - a)) / 255
-    EXPECT_EQ(PixelOf(flat, 0, 0), (Bgra{127, 177, 227, 255}));
-    EXPECT_EQ(PixelOf(flat, 1, 0), (Bgra{10, 20, 30, 255}));
+    EXPECT_EQ(PixelOf(flat, 0, 0), (Px{127, 177, 227, 255}));
+    EXPECT_EQ(PixelOf(flat, 1, 0), (Px{10, 20, 30, 255}));
 
     CDIB indexed = MakeIndexed();
     indexed.Flatten(0);
@@ -145,10 +142,10 @@ TEST(CDib, FlattenAndConvertRespectTheirDepths) {
     CDIB keyed = MakeIndexed();
     keyed.ConvertTo32(true, RGB(11, 22, 33));
     ASSERT_EQ(keyed.BitCount(), 32);
-    EXPECT_EQ(std::tuple(PixelOf(keyed, 1, 0).a, PixelOf(keyed, 0, 0).a), std::tuple(0, 255));
+    EXPECT_EQ(std::tuple(PixelOf(keyed, 1, 0)[3], PixelOf(keyed, 0, 0)[3]), std::tuple(0, 255));
     CDIB plain = dib;
     plain.ConvertTo32(false, 0);
-    EXPECT_EQ(PixelOf(plain, 0, 0).a, 128);  // 32-bit alpha is kept without a key
+    EXPECT_EQ(PixelOf(plain, 0, 0)[3], 128);  // 32-bit alpha is kept without a key
 
     CDIB sixteen = MakeDib(2, 2, 16);
     sixteen.ConvertTo32(false, 0);
@@ -166,9 +163,9 @@ TEST(CDib, KeyedCopyMarksLowAlphaMagenta) {
     EXPECT_EQ(dib.BitCount(), 32);  // the source is untouched
     // Magenta at alpha 63; over E1E1E1 at alpha 64; the colour itself when opaque.
     EXPECT_EQ((std::array{PixelOf(keyed, 0, 0), PixelOf(keyed, 1, 0), PixelOf(keyed, 2, 0)}),
-              (std::array<Bgra, 3>{{{255, 0, 255, 255}, {0xA8, 0xA8, 0xE8, 255}, {1, 2, 3, 255}}}));
+              (std::array<Px, 3>{{{255, 0, 255, 255}, {0xA8, 0xA8, 0xE8, 255}, {1, 2, 3, 255}}}));
     // A picture without alpha is fully opaque: nothing becomes magenta.
-    EXPECT_EQ(PixelOf(MakeIndexed().MakeKeyedCopy(), 0, 0), (Bgra{30, 20, 10, 255}));
+    EXPECT_EQ(PixelOf(MakeIndexed().MakeKeyedCopy(), 0, 0), (Px{30, 20, 10, 255}));
 }
 
 TEST(CDib, ArchiveFormIsFlagSizeAndBlock) {

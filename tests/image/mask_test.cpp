@@ -11,8 +11,8 @@
 namespace tellurine {
 namespace {
 
-using test::Bgra;
-using test::GetBgra;
+using test::Px;
+using test::TopDown;
 using test::GetIndex;
 using test::SetBgra;
 using test::SetIndex;
@@ -29,8 +29,8 @@ TEST(CMask, ApplyToBitmapByDepth) {
     SetBgra(rgb, 0, 0, 255, 100, 3);
     SetBgra(rgb, 1, 0, 255, 100, 3);
     ASSERT_EQ(Uniform(2, 1, 128).ApplyToBitmap(rgb), 1);
-    EXPECT_EQ(GetBgra(rgb, 0, 0), (Bgra{128, 50, 1, 255}));  // channel * 128 / 255
-    EXPECT_EQ(GetBgra(rgb, 1, 0), (Bgra{128, 50, 1, 255}));  // its neighbour's bytes untouched
+    EXPECT_EQ(TopDown(rgb, 0, 0), (Px{128, 50, 1, 255}));  // channel * 128 / 255
+    EXPECT_EQ(TopDown(rgb, 1, 0), (Px{128, 50, 1, 255}));  // its neighbour's bytes untouched
 
     Block argb = CreateDibBlock(3, 1, 32);
     for (int x = 0; x < 3; ++x) SetBgra(argb, x, 0, 9, 9, 9, 200);
@@ -38,9 +38,9 @@ TEST(CMask, ApplyToBitmapByDepth) {
     m.Values()[1] = 0;
     m.Values()[2] = 100;
     ASSERT_EQ(m.ApplyToBitmap(argb), 1);
-    EXPECT_EQ(GetBgra(argb, 0, 0), (Bgra{9, 9, 9, 200}));  // 255 keeps alpha exactly
-    EXPECT_EQ(GetBgra(argb, 1, 0), (Bgra{9, 9, 9, 0}));
-    EXPECT_EQ(GetBgra(argb, 2, 0), (Bgra{9, 9, 9, 78}));  // 200 * 100 / 255, colour untouched
+    EXPECT_EQ(TopDown(argb, 0, 0), (Px{9, 9, 9, 200}));  // 255 keeps alpha exactly
+    EXPECT_EQ(TopDown(argb, 1, 0), (Px{9, 9, 9, 0}));
+    EXPECT_EQ(TopDown(argb, 2, 0), (Px{9, 9, 9, 78}));  // 200 * 100 / 255, colour untouched
 
     for (int bits : {1, 4, 8}) {
         Block indexed = CreateDibBlock(2, 1, bits);
@@ -69,8 +69,8 @@ TEST(CMask, ChannelsFollowTheStoredRowOrder) {
     EXPECT_EQ(std::tuple(red.At(0, 1), red.At(1, 0), alpha.At(0, 1), alpha.At(1, 0)), std::tuple(3, 7, 4, 8));
 
     Block back = red.ToBitmap();
-    EXPECT_EQ(GetBgra(back, 0, 0), (Bgra{3, 3, 3, 255}));
-    EXPECT_EQ(GetBgra(back, 1, 1), (Bgra{7, 7, 7, 255}));
+    EXPECT_EQ(TopDown(back, 0, 0), (Px{3, 3, 3, 255}));
+    EXPECT_EQ(TopDown(back, 1, 1), (Px{7, 7, 7, 255}));
 
     Block rgb = CreateDibBlock(3, 1, 24);
     EXPECT_EQ(red.FromRedChannel(rgb), 1);

@@ -63,7 +63,7 @@ TEST(Raster, PackedBitmapsTurnTopDown) {
     const DeviceBitmap d = DibToDeviceBitmap(rgb);
     EXPECT_EQ(d.GetPixel(0, 1), RGB(1, 2, 3));
     Block back = DeviceBitmapToDib(d, 24);
-    EXPECT_EQ(test::GetBgra(back, 0, 1), (test::Bgra{3, 2, 1, 255}));
+    EXPECT_EQ(test::TopDown(back, 0, 1), (test::Px{3, 2, 1, 255}));
     EXPECT_TRUE(DibToDeviceBitmap(Block::Allocate(20)).IsNull());
     EXPECT_TRUE(DeviceBitmapToDib(d, 8).empty());
 }

@@ -17,8 +17,8 @@
 namespace tellurine {
 namespace {
 
-using test::Bgra;
-using test::GetBgra;
+using test::Px;
+using test::TopDown;
 
 std::uint8_t U8(int v) { return static_cast<std::uint8_t>(v); }
 
@@ -97,19 +97,19 @@ TEST(Png, RoundTripsKeepEveryByteOfAlphaAndEveryColourWithout) {
 TEST(Png, PalettesGreyAndInterlacingDecodeToTheStoredValuesAtEveryDepth) {
     Block p = DecodePng(kPalettePng, 32);
     ASSERT_EQ(DibWidth(p), 3);
-    EXPECT_EQ(GetBgra(p, 0, 0), (Bgra{0, 0, 255, 255}));
-    EXPECT_EQ(GetBgra(p, 2, 0), (Bgra{255, 0, 0, 0}));  // the transparent palette entry
-    EXPECT_EQ(GetBgra(p, 0, 1), (Bgra{255, 255, 255, 255}));
+    EXPECT_EQ(TopDown(p, 0, 0), (Px{0, 0, 255, 255}));
+    EXPECT_EQ(TopDown(p, 2, 0), (Px{255, 0, 0, 0}));  // the transparent palette entry
+    EXPECT_EQ(TopDown(p, 0, 1), (Px{255, 255, 255, 255}));
 
     Block g = DecodePng(kGrey16Png, 32);
-    EXPECT_EQ(GetBgra(g, 1, 0), (Bgra{255, 255, 255, 255}));
-    EXPECT_EQ(GetBgra(g, 0, 1), (Bgra{128, 128, 128, 255}));  // 16 bits cut to their high byte
+    EXPECT_EQ(TopDown(g, 1, 0), (Px{255, 255, 255, 255}));
+    EXPECT_EQ(TopDown(g, 0, 1), (Px{128, 128, 128, 255}));  // 16 bits cut to their high byte
 
     Block i = DecodePng(kInterlacedPng, 32);
     ASSERT_EQ(DibWidth(i), 9);
     for (int y = 0; y < 9; ++y)
         for (int x = 0; x < 9; ++x)
-            ASSERT_EQ(GetBgra(i, x, y), (Bgra{U8(3 * x * y), U8(28 * y), U8(28 * x), 255})) << x << "," << y;
+            ASSERT_EQ(TopDown(i, x, y), (Px{U8(3 * x * y), U8(28 * y), U8(28 * x), 255})) << x << "," << y;
     // At indexed depths, few colours are kept exactly.
     for (int depth : {1, 4, 8}) {
         Block b = DecodePng(kPalettePng, depth);

@@ -11,8 +11,6 @@ namespace tellurine {
 namespace {
 
 using test::Attached;
-using test::Bgra;
-using test::GetBgra;
 using test::GetIndex;
 using test::SetBgra;
 
