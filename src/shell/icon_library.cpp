@@ -96,14 +96,33 @@ void IconLibrary::Remove(std::size_t index) {
     if (index < icons_.size()) icons_.erase(icons_.begin() + static_cast<std::ptrdiff_t>(index));
 }
 
-void IconLibrary::Move(std::size_t from, std::size_t to) {
-    if (from >= icons_.size() || to >= icons_.size() || from == to) return;
-    const auto f = icons_.begin() + static_cast<std::ptrdiff_t>(from),
-               t = icons_.begin() + static_cast<std::ptrdiff_t>(to);
-    if (from < to)
-        std::rotate(f, f + 1, t + 1);
-    else
-        std::rotate(t, f, f + 1);
+std::optional<std::size_t> IconLibrary::Move(const std::vector<int>& rows, int before) {
+    // Both lists are made before any icon leaves the library, so that running out of memory
+    // loses none.
+    std::vector<bool> moving(icons_.size());
+    std::vector<LibraryIcon> moved, order;
+    moved.reserve(icons_.size());
+    order.reserve(icons_.size());
+    for (const int row : rows) {
+        const auto at = static_cast<std::size_t>(row);
+        if (row < 0 || at >= icons_.size() || moving[at]) continue;
+        moving[at] = true;
+        moved.push_back(std::move(icons_[at]));
+    }
+    if (moved.empty()) return std::nullopt;
+    std::optional<std::size_t> first;
+    const auto putMoved = [&] {
+        first = order.size();
+        for (LibraryIcon& icon : moved) order.push_back(std::move(icon));
+    };
+    for (std::size_t i = 0; i < icons_.size(); ++i) {
+        if (moving[i]) continue;
+        if (!first && static_cast<std::ptrdiff_t>(i) >= before) putMoved();
+        order.push_back(std::move(icons_[i]));
+    }
+    if (!first) putMoved();
+    icons_ = std::move(order);
+    return first;
 }
 
 bool IconLibrary::Replace(std::uint64_t key, std::vector<std::uint8_t> file) {

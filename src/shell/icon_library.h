@@ -46,8 +46,10 @@ public:
     // icon or cursor file with an image, or every number is taken.
     bool Add(std::vector<std::uint8_t> file, std::size_t at, std::optional<ResourceName> name = {});
     void Remove(std::size_t index);
-    // Moves the icon at `from` so that it stands at `to` (both within the list).
-    void Move(std::size_t from, std::size_t to);
+    // Moves the icons at `rows`, in that order, so that they stand together before the first icon
+    // from `before` on that is not moved itself (at the end when there is none); rows outside the
+    // list are passed over. Where the first of them went; nothing when no row was in the list.
+    std::optional<std::size_t> Move(const std::vector<int>& rows, int before);
     // The icon with `key` gets new images; false when it is gone or the bytes are not an icon or
     // cursor file.
     bool Replace(std::uint64_t key, std::vector<std::uint8_t> file);

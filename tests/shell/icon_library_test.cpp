@@ -69,20 +69,23 @@ TEST(IconLibraryModel, EditsKeepEveryIconByteForByteAndNamesUnique) {
     EXPECT_EQ(library.Rename(3, "0"), "a number must be from 1 to 32767");
     EXPECT_EQ(library.Rename(3, "2"), "");
 
-    // Moves either way, removal, and a replacement found by its key wherever the icon went.
+    // Moves to the end and back, several in the order given (a moved icon marks no place: the
+    // next one does), removal, and a replacement found by its key wherever the icon went.
     const std::uint64_t tools = library.Icons()[2].key;
-    library.Move(0, 3);
-    library.Move(3, 1);
+    EXPECT_EQ(library.Move({0}, 9), 3u);     // 5 TOOLS 2 1
+    EXPECT_EQ(library.Move({3}, 1), 1u);     // 5 1 TOOLS 2
+    EXPECT_EQ(library.Move({2, 1}, 1), 1u);  // 5 TOOLS 1 2
+    EXPECT_EQ(library.Move({4, -1}, 0), std::nullopt);
     library.Remove(0);
     std::vector<std::string> names;
     for (const LibraryIcon& icon : library.Icons()) names.push_back(icon.name.Display());
-    EXPECT_EQ(names, (std::vector<std::string>{"1", "TOOLS", "2"}));
-    EXPECT_EQ(library.IndexOf(tools), 1u);
+    EXPECT_EQ(names, (std::vector<std::string>{"TOOLS", "1", "2"}));
+    EXPECT_EQ(library.IndexOf(tools), 0u);
     EXPECT_TRUE(library.Replace(tools, a));
     EXPECT_FALSE(library.Replace(tools, Bytes(10, 0)));
-    EXPECT_EQ(library.Icons()[1].file, a);
+    EXPECT_EQ(library.Icons()[0].file, a);
     EXPECT_EQ(library.FolderNames("/x/My lib.icl"),
-              (std::vector<std::string>{"My lib-1.ico", "My lib-TOOLS.ico", "My lib-2.ico"}));
+              (std::vector<std::string>{"My lib-TOOLS.ico", "My lib-1.ico", "My lib-2.ico"}));
 
     // Each kind of file reads back as the library holds it.
     for (const LibraryKind kind : {LibraryKind::Icl, LibraryKind::Dll32, LibraryKind::Dll64}) {

@@ -128,24 +128,10 @@ void CFileIclDocument::Remove(std::vector<int> rows) {
 }
 
 int CFileIclDocument::Move(const std::vector<int>& rows, int before) {
-    // Taken out by key and put back in order before the icon that stood at `before`.
-    std::vector<std::uint64_t> keys;
-    for (const int row : rows)
-        if (row >= 0 && row < Count()) keys.push_back(Library().Icons()[static_cast<std::size_t>(row)].key);
-    if (keys.empty()) return before;
-    std::optional<std::uint64_t> anchor;
-    for (int row = before; row < Count() && !anchor; ++row) {
-        const std::uint64_t key = Library().Icons()[static_cast<std::size_t>(row)].key;
-        if (std::find(keys.begin(), keys.end(), key) == keys.end()) anchor = key;
-    }
-    for (std::size_t i = 0; i < keys.size(); ++i) {
-        const std::size_t from = *Library().IndexOf(keys[i]);
-        std::size_t to = anchor ? *Library().IndexOf(*anchor) : static_cast<std::size_t>(Count());
-        if (from < to) --to;
-        contents_.library.Move(from, to);
-    }
+    const std::optional<std::size_t> first = contents_.library.Move(rows, before);
+    if (!first) return before;
     Changed();
-    return static_cast<int>(*Library().IndexOf(keys.front()));
+    return static_cast<int>(*first);
 }
 
 QString CFileIclDocument::Rename(int row, const QString& text) {
