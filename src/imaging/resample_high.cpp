@@ -11,6 +11,7 @@
 // to carry never shows, and divided by the new alpha at the end; what is stored stays straight
 // (not premultiplied) alpha.
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cmath>
 #include <cstdint>
@@ -181,6 +182,34 @@ template <typename PixelAt>
     return (s0 + s1) + (s2 + s3);
 }
 
+// The same for four runs of pixels at once, pixel k of run r at `pixel(k) + r * stride`: each
+// weight is loaded once for the four, and each run has two sums (even and odd taps), so that
+// eight additions are under way at once.
+template <typename PixelAt>
+[[gnu::always_inline]] inline std::array<Quad, 4> WeighFour(const Taps& taps, PixelAt pixel,
+                                                             std::size_t stride) {
+    const double* weights = taps.weights.data();
+    const std::size_t count = taps.weights.size();
+    Quad e0 = {}, e1 = {}, e2 = {}, e3 = {}, o0 = {}, o1 = {}, o2 = {}, o3 = {};
+    std::size_t k = 0;
+    for (; k + 2 <= count; k += 2) {
+        const double w = weights[k], v = weights[k + 1];
+        const double* in = pixel(k);
+        e0 += w * Load(in), e1 += w * Load(in + stride), e2 += w * Load(in + 2 * stride);
+        e3 += w * Load(in + 3 * stride);
+        in = pixel(k + 1);
+        o0 += v * Load(in), o1 += v * Load(in + stride), o2 += v * Load(in + 2 * stride);
+        o3 += v * Load(in + 3 * stride);
+    }
+    if (k < count) {
+        const double w = weights[k];
+        const double* in = pixel(k);
+        e0 += w * Load(in), e1 += w * Load(in + stride), e2 += w * Load(in + 2 * stride);
+        e3 += w * Load(in + 3 * stride);
+    }
+    return {e0 + o0, e1 + o1, e2 + o2, e3 + o3};
+}
+
 // The filter's work, below, is compiled twice: for any x86-64 processor, and with AVX2 and FMA
 // for those that have them, which take all four channels in one instruction and (this file being
 // built to fuse them) multiply and add in one step. Every product and sum is exact either way,
@@ -251,31 +280,9 @@ inline bool Filter(const WorkImage& src, WorkImage& dst, LevelAxis columnAxis, L
                 const Taps& taps = columns[x];
                 const double* first = &lines[static_cast<std::size_t>(taps.first) * 4];
                 if (count == 4) {
-                    // The four rows share each weight; each row has two sums (even and odd taps)
-                    // so that eight additions are under way at once.
-                    const double* weights = taps.weights.data();
-                    const std::size_t length = taps.weights.size();
-                    Quad e0 = {}, e1 = {}, e2 = {}, e3 = {}, o0 = {}, o1 = {}, o2 = {}, o3 = {};
-                    std::size_t k = 0;
-                    for (; k + 2 <= length; k += 2) {
-                        const double w = weights[k], v = weights[k + 1];
-                        const double* in = first + k * 4;
-                        e0 += w * Load(in), e1 += w * Load(in + lineSize);
-                        e2 += w * Load(in + 2 * lineSize), e3 += w * Load(in + 3 * lineSize);
-                        in += 4;
-                        o0 += v * Load(in), o1 += v * Load(in + lineSize);
-                        o2 += v * Load(in + 2 * lineSize), o3 += v * Load(in + 3 * lineSize);
-                    }
-                    if (k < length) {
-                        const double w = weights[k];
-                        const double* in = first + k * 4;
-                        e0 += w * Load(in), e1 += w * Load(in + lineSize);
-                        e2 += w * Load(in + 2 * lineSize), e3 += w * Load(in + 3 * lineSize);
-                    }
-                    Store(out[0] + x * 4, DivideRounded(e0 + o0, taps));
-                    Store(out[1] + x * 4, DivideRounded(e1 + o1, taps));
-                    Store(out[2] + x * 4, DivideRounded(e2 + o2, taps));
-                    Store(out[3] + x * 4, DivideRounded(e3 + o3, taps));
+                    const std::array<Quad, 4> sums =
+                        WeighFour(taps, [first](std::size_t k) { return first + k * 4; }, lineSize);
+                    for (int r = 0; r < 4; ++r) Store(out[r] + x * 4, DivideRounded(sums[r], taps));
                 } else {
                     for (int r = 0; r < count; ++r) {
                         const double* row = first + static_cast<std::size_t>(r) * lineSize;
@@ -297,22 +304,12 @@ inline bool Filter(const WorkImage& src, WorkImage& dst, LevelAxis columnAxis, L
             const Taps& taps = rows[static_cast<std::size_t>(y)];
             const std::size_t count = taps.weights.size();
             for (std::size_t k = 0; k < count; ++k) taken[k] = acrossRow(taps.first + static_cast<std::int32_t>(k));
-            // Four new pixels at a time, read along the rows, with two sums for each (even and odd
-            // taps) so that eight additions are under way at once.
+            // Four new pixels at a time, read along the rows.
             std::size_t at = 0;
             for (; at + 16 <= sums.size(); at += 16) {
-                Quad e0 = {}, e1 = {}, e2 = {}, e3 = {}, o0 = {}, o1 = {}, o2 = {}, o3 = {};
-                for (std::size_t k = 0; k < count; k += 2) {
-                    const double w = taps.weights[k];
-                    const double* in = taken[k] + at;
-                    e0 += w * Load(in), e1 += w * Load(in + 4), e2 += w * Load(in + 8), e3 += w * Load(in + 12);
-                    if (k + 1 == count) break;
-                    const double v = taps.weights[k + 1];
-                    in = taken[k + 1] + at;
-                    o0 += v * Load(in), o1 += v * Load(in + 4), o2 += v * Load(in + 8), o3 += v * Load(in + 12);
-                }
-                Store(&sums[at], e0 + o0), Store(&sums[at + 4], e1 + o1);
-                Store(&sums[at + 8], e2 + o2), Store(&sums[at + 12], e3 + o3);
+                const std::array<Quad, 4> four =
+                    WeighFour(taps, [&taken, at](std::size_t k) { return taken[k] + at; }, 4);
+                for (std::size_t r = 0; r < 4; ++r) Store(&sums[at + 4 * r], four[r]);
             }
             for (; at < sums.size(); at += 4)
                 Store(&sums[at], Weigh(taps, [&taken, at](std::size_t k) { return taken[k] + at; }));
