@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "icon/icon_doc.h"
-#include "image/file_io.h"
 
 namespace tellurine {
 

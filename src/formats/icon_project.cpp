@@ -19,6 +19,7 @@
 #include "icon/format_maker.h"
 #include "image/bytes.h"
 #include "image/dib_block.h"
+#include "image/file_io.h"
 
 namespace tellurine {
 
