@@ -3,6 +3,7 @@
 #include <openjpeg.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -37,6 +38,12 @@ constexpr std::uint64_t kMaxTiles = 4096;
 
 // The encoder's code blocks are shared among this many threads (see the header for the timings).
 constexpr int kEncoderThreads = 2;
+
+// Code blocks of a reduced decode are shared among this many threads (SetReducedDecodeThreads),
+// when the picture decoded has at least kThreadedDecodePixels: below that, starting the threads
+// costs about what they save.
+std::atomic<int> reducedDecodeThreads{1};
+constexpr std::int64_t kThreadedDecodePixels = 128 * 128;
 
 // OpenJPEG's buffer between the codec and the callbacks. Its default, 1 MiB, is allocated for
 // every stream; icon elements are a few hundred kilobytes at most.
@@ -259,11 +266,14 @@ OPJ_BOOL SeekInSpan(OPJ_OFF_T to, void* user) {
 }
 
 // Decodes the whole stream straight through OpenJPEG, dropping the `reduce` finest resolution
-// levels (each halves the sides); null on any failure, a level that is not there included.
-ImagePtr DecodeThroughOpenJpeg(std::span<const std::uint8_t> bytes, bool jp2, int reduce) {
+// levels (each halves the sides), with its code blocks shared among `threads`; null on any
+// failure, a level that is not there included.
+ImagePtr DecodeThroughOpenJpeg(std::span<const std::uint8_t> bytes, bool jp2, int reduce, int threads = 1) {
     CodecPtr codec(opj_create_decompress(jp2 ? OPJ_CODEC_JP2 : OPJ_CODEC_J2K));
     if (!codec) return nullptr;
     Silence(codec.get());
+    // A build of the library without threads decodes on this one.
+    if (threads > 1) opj_codec_set_threads(codec.get(), threads);
     opj_dparameters_t parameters;
     opj_set_default_decoder_parameters(&parameters);
     parameters.cp_reduce = static_cast<OPJ_UINT32>(reduce);
@@ -357,7 +367,8 @@ bool DecodeGreyAlpha(std::span<const std::uint8_t> bytes, bool jp2, const SizeMa
 // process more than the decoding itself.
 bool DecodePlainStream(std::span<const std::uint8_t> bytes, bool jp2, const SizeMarker& size, int reduce,
                        std::int32_t w, std::int32_t h, Block& out) {
-    const ImagePtr image = DecodeThroughOpenJpeg(bytes, jp2, reduce);
+    const int threads = std::int64_t{w} * h >= kThreadedDecodePixels ? reducedDecodeThreads.load() : 1;
+    const ImagePtr image = DecodeThroughOpenJpeg(bytes, jp2, reduce, threads);
     if (!image || (image->color_space != OPJ_CLRSPC_UNSPECIFIED && image->color_space != OPJ_CLRSPC_UNKNOWN &&
                    image->color_space != OPJ_CLRSPC_SRGB && image->color_space != OPJ_CLRSPC_GRAY))
         return false;
@@ -515,6 +526,8 @@ bool DecodeJpeg2000Reduced(std::span<const std::uint8_t> bytes, std::int32_t atL
     }
     return DecodeJpeg2000ToBgra(bytes, width, height, pixels, maxPixels);
 }
+
+void SetReducedDecodeThreads(int threads) { reducedDecodeThreads = std::clamp(threads, 1, 8); }
 
 bool EncodeJpeg2000(const Block& dib32, std::vector<std::uint8_t>& out, const char* comment) {
     out.clear();

@@ -11,12 +11,14 @@
 #include <cstring>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 #include "formats/icon_project.h"
 #include "formats/icon_thumbnail.h"
 #include "image/block.h"
 #include "image/file_io.h"
+#include "imaging/jpeg2000.h"
 
 namespace {
 
@@ -107,6 +109,8 @@ int main(int argc, char** argv) {
     ArmTimeLimit(args.input);
     RemoveKeptFilesOnInterrupt();
     KeepFreedMemoryForReuse();  // a decoder's buffers of a megabyte each, freed and taken again
+    // The file manager waits for this one picture: a JPEG 2000 one is decoded on every core.
+    SetReducedDecodeThreads(static_cast<int>(std::thread::hardware_concurrency()));
 
     // The file is read once, whole: it is never looked at again, whatever happens to it meanwhile.
     Block bytes;

@@ -193,6 +193,12 @@ TEST(Jpeg2000, ReducedDecodesStopAtTheSizeAsked) {
         Block bgra;
         ASSERT_TRUE(DecodeJpeg2000Reduced(jp2, c.atLeast, w, h, bgra, std::int64_t{c.width} * c.height));
         ASSERT_EQ(std::pair(w, h), std::pair(c.decodedWidth, c.decodedHeight));
+        // Code blocks shared among threads give the same pixels.
+        SetReducedDecodeThreads(2);
+        Block threaded;
+        EXPECT_TRUE(DecodeJpeg2000Reduced(jp2, c.atLeast, w, h, threaded, std::int64_t{c.width} * c.height) &&
+                    std::ranges::equal(threaded.bytes(), bgra.bytes()));
+        SetReducedDecodeThreads(1);
         if (w == c.width) {
             EXPECT_TRUE(SamePixels(dib, bgra));
             continue;
