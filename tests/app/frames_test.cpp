@@ -45,7 +45,7 @@ private slots:
 };
 
 void FramesTest::thumbnailsAreDrawnForTheScreensDensity() {
-    CIconProject project(101);
+    CIconProject project{CIconDoc{}};
     project.Doc().AddFormat(MakeFormat(16, 32));
     project.Doc().AddFormat(MakeFormat(256, 32, true));
     CIconFormatListModel model(project);
@@ -86,7 +86,7 @@ void FramesTest::thumbnailsAreDrawnForTheScreensDensity() {
 }
 
 void FramesTest::canvasShowsTheFormatMagnifiedAndZooms() {
-    CIconProject project(101);
+    CIconProject project{CIconDoc{}};
     project.Doc().AddFormat(MakeFormat(32, 32));
     project.Doc().AddFormat(MakeFormat(16, 8));
     const CanvasContext context;

@@ -30,12 +30,7 @@ CKvDocument* OpenIconFile(AppContext& app, const QString& path, int) {
         return nullptr;
     CKvDocument* first = nullptr;
     for (NamedIcon& icon : contents->icons) {
-        const bool mac = icon.doc.macintosh;
-        auto* project = new CIconProject(contents->container == IconContainer::Strip ? shell::kTemplateToolbarStrip
-                                         : mac                                       ? shell::kTemplateIcns
-                                                                                     : shell::kTemplateIco);
-        project->Doc() = std::move(icon.doc);
-        project->container = contents->container;
+        auto* project = new CIconProject(std::move(icon.doc), contents->container);
         project->SetPathName(path);
         if (contents->Named()) {
             project->SetTitle(QFileInfo(path).fileName() + ": " + QString::fromStdString(icon.name));
@@ -80,9 +75,7 @@ CKvDocument* OpenPictureOrStrip(AppContext& app, const QString& path, int templa
             return LoadStripPicture(file, *doc, reason, cell) ? ReadResult::Read : ReadResult::NotReadable;
         }))
         return nullptr;
-    auto* project = new CIconProject(shell::kTemplateToolbarStrip);
-    project->Doc() = std::move(*doc);
-    project->container = IconContainer::Strip;
+    auto* project = new CIconProject(std::move(*doc), IconContainer::Strip);
     project->proposedStem = QFileInfo(path).completeBaseName();
     project->SetTitle(QFileInfo(path).fileName());
     app.AddDocumentWindow(project, new CIconDocMDI(*project, app.Workbench().canvas));

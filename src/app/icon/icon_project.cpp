@@ -1,8 +1,15 @@
 #include "app/icon/icon_project.h"
 
+#include "shell/doc_templates.h"
+
 namespace tellurine::app {
 
-CIconProject::CIconProject(int templateResource, QObject* parent) : CKvDocument(templateResource, parent) {
+CIconProject::CIconProject(CIconDoc&& doc, IconContainer from)
+    : CKvDocument(from == IconContainer::Strip ? shell::kTemplateToolbarStrip
+                  : doc.macintosh              ? shell::kTemplateIcns
+                                               : shell::kTemplateIco),
+      container(from),
+      doc_(std::move(doc)) {
     session_.onEdited = [this](int index, const editor::CanvasRect&) {
         lastChange_ = QDateTime::currentDateTime();
         SetModifiedFlag(true);

@@ -15,7 +15,9 @@ namespace tellurine::app {
 class CIconProject : public CKvDocument {
     Q_OBJECT
 public:
-    explicit CIconProject(int templateResource, QObject* parent = nullptr);
+    // A project holding `doc`, read from `container` (Unknown: a new one), in the template of what
+    // it is: a strip's, a family's or an icon's.
+    explicit CIconProject(CIconDoc&& doc, IconContainer from = IconContainer::Unknown);
 
     [[nodiscard]] CIconDoc& Doc() { return doc_; }
     [[nodiscard]] const CIconDoc& Doc() const { return doc_; }

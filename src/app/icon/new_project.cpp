@@ -38,9 +38,7 @@ CIconProject* NewIconProject(AppContext& app, const NewIconChoice& choice) {
 }
 
 CIconProject* OpenNewProject(AppContext& app, CIconDoc&& doc, const QString& title) {
-    const int resource = doc.macintosh ? shell::kTemplateIcns : shell::kTemplateIco;
-    auto project = std::make_unique<CIconProject>(resource);
-    project->Doc() = std::move(doc);
+    auto project = std::make_unique<CIconProject>(std::move(doc));
     project->SetTitle(title.isEmpty() ? QString::fromStdString(shell::DocString(project->Template(), shell::kDocName)) +
                                             QString::number(app.NextUntitledNumber())
                                       : title);

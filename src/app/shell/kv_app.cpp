@@ -304,9 +304,7 @@ void CKvApp::RestoreRecoveryFiles() {
             IconFileContents contents;
             std::string error;
             if (!LoadIconContainer(e.iconFile.toStdString(), contents, error) || contents.icons.empty()) continue;
-            CIconDoc& doc = contents.icons.front().doc;
-            auto* project = new CIconProject(doc.macintosh ? shell::kTemplateIcns : shell::kTemplateIco);
-            project->Doc() = std::move(doc);
+            auto* project = new CIconProject(std::move(contents.icons.front().doc));
             if (!e.originalPath.isEmpty()) {
                 project->SetPathName(e.originalPath);
                 project->container = shell::RecoveredSaveKind(e.originalPath.toStdString());
