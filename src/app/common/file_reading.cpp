@@ -1,6 +1,8 @@
 #include "app/common/file_reading.h"
 
 #include <QDir>
+#include <QMimeData>
+#include <QUrl>
 #include <memory>
 #include <new>
 
@@ -37,6 +39,13 @@ void ReportUnreadable(AppContext& app, const QString& path, ReadResult why, cons
     app.ForgetRecentFile(path);
     if (why == ReadResult::OutOfMemory) app.ShowError(text::kOutOfMemory, text::kOutOfMemoryTitle, detail);
     else app.ShowError(notReadable, {}, detail);
+}
+
+QStringList LocalFiles(const QMimeData& data) {
+    QStringList files;
+    for (const QUrl& url : data.urls())
+        if (url.isLocalFile()) files << url.toLocalFile();
+    return files;
 }
 
 }  // namespace tellurine::app

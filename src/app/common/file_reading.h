@@ -2,8 +2,11 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 #include <functional>
 #include <string>
+
+class QMimeData;
 
 namespace tellurine::app {
 
@@ -28,5 +31,8 @@ bool ReadOnWorker(AppContext& app, const QString& path, const char* notReadable,
 // of memory) and the file's name and reason as detail, and takes it off the recent lists.
 void ReportUnreadable(AppContext& app, const QString& path, ReadResult why, const char* notReadable,
                       const std::string& reason = {});
+
+// The files on this machine that dragged or copied data names, in its order.
+[[nodiscard]] QStringList LocalFiles(const QMimeData& data);
 
 }  // namespace tellurine::app

@@ -13,6 +13,7 @@
 #include <memory>
 
 #include "app/common/app_context.h"
+#include "app/common/file_reading.h"
 #include "app/common/long_work.h"
 #include "app/explorer/explorer_doc.h"
 #include "app/explorer/explorer_frame.h"
@@ -204,12 +205,9 @@ bool CCollectionsDock::eventFilter(QObject* watched, QEvent* event) {
     if (type == QEvent::Drop) {
         auto* drop = static_cast<QDropEvent*>(event);
         if (drop->source() == view) return true;
-        QStringList paths;
-        for (const QUrl& url : drop->mimeData()->urls())
-            if (url.isLocalFile()) paths << url.toLocalFile();
         drop->setDropAction(Qt::CopyAction);
         drop->accept();
-        AddFiles(paths);
+        AddFiles(LocalFiles(*drop->mimeData()));
         return true;
     }
     return QDockWidget::eventFilter(watched, event);

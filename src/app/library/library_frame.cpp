@@ -8,11 +8,11 @@
 #include <QMimeData>
 #include <QPointer>
 #include <QStyle>
-#include <QUrl>
 #include <algorithm>
 #include <new>
 
 #include "app/common/app_context.h"
+#include "app/common/file_reading.h"
 #include "app/common/long_work.h"
 #include "app/icon/clipboard.h"
 #include "app/icon/icon_project.h"
@@ -114,9 +114,7 @@ bool CLibraryModel::dropMimeData(const QMimeData* data, Qt::DropAction, int row,
         emit dropped(document_.Move(rows, at), static_cast<int>(rows.size()));
         return false;  // moved here: the view must not remove the rows it dragged
     }
-    QStringList files;
-    for (const QUrl& url : data->urls())
-        if (url.isLocalFile()) files << url.toLocalFile();
+    const QStringList files = LocalFiles(*data);
     if (files.isEmpty()) return false;
     QStringList failures;
     const int added = document_.AddFiles(files, at, failures);
@@ -270,10 +268,8 @@ void CFileIclMDI::OnPaste() {
         if (document_.AddIcon(doc, at)) Select(at, 1);
         return;
     }
-    QStringList files, failures;
-    for (const QUrl& url : copied->urls())
-        if (url.isLocalFile()) files << url.toLocalFile();
-    Select(at, document_.AddFiles(files, at, failures));
+    QStringList failures;
+    Select(at, document_.AddFiles(LocalFiles(*copied), at, failures));
     if (!failures.isEmpty()) app_.ShowError(QString(text::kLibraryNotAdded).arg(failures.join('\n')));
 }
 

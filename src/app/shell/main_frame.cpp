@@ -14,9 +14,9 @@
 #include <QStatusBar>
 #include <QStyle>
 #include <QToolBar>
-#include <QUrl>
 
 #include "app/ani/ani_doc.h"
+#include "app/common/file_reading.h"
 #include "app/explorer/collections_dock.h"
 #include "app/explorer/explorer_frame.h"
 #include "app/icon/color_bar.h"
@@ -456,8 +456,7 @@ void CMainFrame::dragEnterEvent(QDragEnterEvent* event) {
 }
 
 void CMainFrame::dropEvent(QDropEvent* event) {
-    for (const QUrl& url : event->mimeData()->urls())
-        if (url.isLocalFile()) app_.OpenDocumentFile(url.toLocalFile());
+    for (const QString& file : LocalFiles(*event->mimeData())) app_.OpenDocumentFile(file);
     event->acceptProposedAction();
 }
 
