@@ -40,7 +40,7 @@ struct SvgApi {
 
 // The functions are looked up through librsvg, which brings cairo, GIO and GLib with it.
 const SvgApi* LoadSvgApi() {
-    void* library = dlopen("librsvg-2.so.2", RTLD_NOW | RTLD_LOCAL);
+    void* library = OpenSharedLibrary("librsvg-2.so.2");
     if (library == nullptr) return nullptr;
     static SvgApi api;
     const bool ok =

@@ -13,7 +13,7 @@ namespace {
 const FreeImageApi* Load() {
     void* library = nullptr;
     for (const char* name : {"libfreeimage.so.3", "libfreeimage.so"}) {
-        library = dlopen(name, RTLD_NOW | RTLD_LOCAL);
+        library = OpenSharedLibrary(name);
         if (library != nullptr) break;
     }
     if (library == nullptr) return nullptr;

@@ -490,12 +490,19 @@ bool DecodeJpeg2000ToBgra(std::span<const std::uint8_t> bytes, std::int32_t& wid
     bool jp2 = false;
     SizeMarker size;
     if (!CheckStream(bytes, maxPixels, w, h, jp2, size)) return false;
-    Block out = Block::Allocate(static_cast<std::size_t>(w) * h * 4);
-    if (!out) return false;
-    const bool decoded = size.components == 2
-                             ? DecodeGreyAlpha(bytes, jp2, size, w, h, out.data())
-                             : DecodeThroughLibrary(bytes, jp2 ? FIF_JP2 : FIF_J2K, size, w, h, out.data());
-    if (!decoded) return false;
+    Block out;
+    if (size.components != 2 && GetFreeImage() == nullptr) {
+        // Without the image library (not installed, or a program linked statically), grey and RGB
+        // streams are decoded straight through OpenJPEG.
+        if (!DecodePlainStream(bytes, jp2, size, 0, w, h, out)) return false;
+    } else {
+        out = Block::Allocate(static_cast<std::size_t>(w) * h * 4);
+        if (!out) return false;
+        const bool decoded = size.components == 2
+                                 ? DecodeGreyAlpha(bytes, jp2, size, w, h, out.data())
+                                 : DecodeThroughLibrary(bytes, jp2 ? FIF_JP2 : FIF_J2K, size, w, h, out.data());
+        if (!decoded) return false;
+    }
     width = w;
     height = h;
     pixels = std::move(out);

@@ -29,8 +29,9 @@ bool Jpeg2000Dimensions(std::span<const std::uint8_t> bytes, std::int32_t& width
 // Refused before anything is decoded: a picture of more than `maxPixels` pixels, a codestream
 // whose size disagrees with the JP2 header, subsampled components or components of different
 // depths, more than 4 components, more than 4,096 tiles, and palette-mapped JP2 files. False on
-// any failure, including a damaged or truncated stream, a decoded size other than the header's,
-// and the image library missing on this machine; the arguments are then left as they were.
+// any failure, including a damaged or truncated stream and a decoded size other than the header's;
+// the arguments are then left as they were. Without the image library (not installed, or a program
+// linked statically) grey and RGB streams are decoded through OpenJPEG alone, and others refused.
 bool DecodeJpeg2000ToBgra(std::span<const std::uint8_t> bytes, std::int32_t& width, std::int32_t& height,
                           Block& pixels, std::int64_t maxPixels);
 

@@ -17,6 +17,8 @@ from PIL import Image
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 ROOT = os.path.join(HERE, "..", "..")
+sys.path.insert(0, os.path.join(HERE, "..", "cli"))
+from icns_cli_test import macbinary, resource_fork  # noqa: E402
 THUMBNAILER = None
 
 
@@ -112,6 +114,27 @@ class Failures(ThumbnailerCase):
         result = self.check_outcome(fifo)
         self.assertEqual(result.returncode, 1)
         self.assertIn("gave up after 2 s", result.stderr)
+
+
+class Families(ThumbnailerCase):
+    def test_a_jpeg_2000_family_in_a_resource_or_macbinary_file_is_the_same_as_on_its_own(self):
+        # Those files are read whole, the family's JPEG 2000 picture decoded without the image
+        # library where the program is linked statically.
+        with open(os.path.join(ROOT, "fuzz", "seeds", "icns_reader", "jpeg2000.icns"), "rb") as f:
+            family = f.read()
+        fork = resource_fork([(b"icns", -16455, None, family)])
+        thumbnails = []
+        for name, data in [("alone.icns", family), ("old.rsrc", fork),
+                           ("old.bin", macbinary(b"old", resource=fork))]:
+            with self.subTest(file=name):
+                source, output = os.path.join(self.dir, name), os.path.join(self.dir, "out", name + ".png")
+                with open(source, "wb") as f:
+                    f.write(data)
+                result, _ = self.thumbnail("-s", "256", source, output)
+                self.assertEqual(result.returncode, 0, result.stderr)
+                with open(output, "rb") as f:
+                    thumbnails.append(f.read())
+        self.assertEqual(thumbnails[1:], thumbnails[:1] * 2)
 
 
 class EveryFile(ThumbnailerCase):
