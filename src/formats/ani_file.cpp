@@ -85,10 +85,18 @@ void ReadTable(std::span<const std::uint8_t> data, std::uint32_t steps, std::vec
     for (std::size_t i = 0; i < count; ++i) table[i] = LoadU32(data.data() + 4 * i);
 }
 
-// The text of an "INAM" or "IART" sub-chunk: its bytes up to the first zero.
+// The text of an "INAM" or "IART" sub-chunk in UTF-8: its bytes up to the first zero, without the
+// spaces around them, kept when they are UTF-8 and otherwise read as Latin-1.
 std::string InfoText(std::span<const std::uint8_t> data) {
-    const auto end = std::find(data.begin(), data.end(), std::uint8_t{0});
-    return {data.begin(), end};
+    const auto isSpace = [](std::uint8_t c) { return c == ' ' || (c >= '\t' && c <= '\r'); };
+    auto begin = data.begin(), end = std::find(data.begin(), data.end(), std::uint8_t{0});
+    while (begin != end && isSpace(*begin)) ++begin;
+    while (end != begin && isSpace(end[-1])) --end;
+    std::string text(begin, end);
+    if (IsUtf8(text)) return text;
+    std::string latin;
+    for (const std::uint8_t c : text) AppendUtf8(latin, c);
+    return latin;
 }
 
 bool ReadHeader(std::span<const std::uint8_t> data, AniParse& p) {

@@ -71,8 +71,10 @@ inline constexpr std::size_t kMaxAniDecodedBytes = std::size_t{256} * 1024 * 102
 // What a file holds besides its steps.
 struct AniFileInfo {
     std::uint32_t frameCount = 0;  // frames read
-    std::string title;             // "INAM", at most 80 bytes
-    std::string author;            // "IART", at most 80 bytes
+    // "INAM" and "IART", at most 80 bytes each, in UTF-8 without the spaces around them: bytes
+    // that are not UTF-8 are read as Latin-1, as older writers stored them.
+    std::string title;
+    std::string author;
 };
 
 // The counting pass: validates the file's structure (without decoding frames) and returns its

@@ -133,9 +133,24 @@ TEST(AniFile, InfoTextsAreReadAmongSkippedAndPaddedChunks) {
     EXPECT_EQ(std::tuple(Steps(steps), info.frameCount, info.title, info.author),
               std::tuple("2@10 3@10", 2u, "abc", "x"));
 
-    const Bytes longTitle = Ani({List("INFO", {Chunk("INAM", Bytes(80, 'T'))}), Anih(3, 3), ThreeFrames()});
-    ASSERT_EQ(ReadAniSteps(longTitle, steps, &info), AniReadStatus::Ok);
-    EXPECT_EQ(info.title, std::string(80, 'T'));
+    // In UTF-8 without the spaces around it: bytes that are not well-formed UTF-8 (a stray or
+    // missing continuation, an overlong form, a surrogate, past U+10FFFF) are Latin-1.
+    for (const auto& [stored, read] : std::vector<std::pair<std::string, std::string>>{
+             {std::string(80, 'T'), std::string(80, 'T')},
+             {" \xA9 Someone\t\r\n", "\u00A9 Someone"},
+             {"Zo\xC3\xAB \xF0\x9F\x98\x80", "Zo\u00EB \U0001F600"},
+             {"\x80", "\u0080"},
+             {"\xC3", "\u00C3"},
+             {"\xC3(", "\u00C3("},
+             {"\xC1\xA9", "\u00C1\u00A9"},
+             {"\xED\xA0\x80", "\u00ED\u00A0\u0080"},
+             {"\xF4\x90\x80\x80", "\u00F4\u0090\u0080\u0080"},
+             {"   ", ""}}) {
+        const Bytes title(stored.begin(), stored.end());
+        ASSERT_EQ(ReadAniSteps(Ani({List("INFO", {Chunk("INAM", title)}), Anih(3, 3), ThreeFrames()}), steps, &info),
+                  AniReadStatus::Ok);
+        EXPECT_EQ(info.title, read) << stored;
+    }
 
     // Every step owns its picture, even when steps share a frame.
     steps = Read(Ani({Anih(3, 2), Table("seq ", {1, 1}), ThreeFrames()}));

@@ -49,21 +49,10 @@ QImage CAniDocument::StepPicture(int step) const {
     return ImageFromDib32(steps[static_cast<std::size_t>(step)].image.GetBlock());
 }
 
-namespace {
-
-// A text of the file: UTF-8 when it is valid UTF-8, else the Windows code page's Latin letters.
-QString FileText(const std::string& bytes) {
-    QStringDecoder utf8(QStringDecoder::Utf8);
-    const QString decoded = utf8.decode(QByteArrayView(bytes.data(), static_cast<qsizetype>(bytes.size())));
-    return utf8.hasError() ? QString::fromLatin1(bytes.data(), static_cast<qsizetype>(bytes.size())) : decoded;
-}
-
-}  // namespace
-
 QString CAniDocument::InfoText() const {
     QStringList lines;
-    if (!info.title.empty()) lines << QString(text::kAniTitle).arg(FileText(info.title).trimmed());
-    if (!info.author.empty()) lines << QString(text::kAniAuthor).arg(FileText(info.author).trimmed());
+    if (!info.title.empty()) lines << QString(text::kAniTitle).arg(QString::fromStdString(info.title));
+    if (!info.author.empty()) lines << QString(text::kAniAuthor).arg(QString::fromStdString(info.author));
     return lines.join('\n');
 }
 
