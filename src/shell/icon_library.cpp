@@ -164,4 +164,12 @@ LibraryKind LibraryKindOf(const std::string& path, int dllBits) {
     return LibraryKind::Icl;
 }
 
+LibraryKind SavedLibraryKind(std::string& path, LibraryKind filter) {
+    const std::string ext = LowerExtension(path);
+    if (ext == ".icl") return LibraryKind::Icl;
+    if (ext == ".dll") return filter == LibraryKind::Dll32 ? filter : LibraryKind::Dll64;
+    path += filter == LibraryKind::Icl ? ".icl" : ".dll";
+    return filter;
+}
+
 }  // namespace tellurine::shell

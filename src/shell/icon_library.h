@@ -72,5 +72,9 @@ private:
 
 // The kind a path's extension names: .icl a 16-bit library, .dll one of `dllBits` (32 or 64).
 LibraryKind LibraryKindOf(const std::string& path, int dllBits);
+// The kind a name given in the save dialog saves as, `filter` the kind of the filter chosen there:
+// a name ending .icl or .dll says it (a .dll is 32-bit only with that filter), any other name takes
+// the filter's kind, and its extension is added to `path`.
+LibraryKind SavedLibraryKind(std::string& path, LibraryKind filter);
 
 }  // namespace tellurine::shell

@@ -105,6 +105,14 @@ TEST(IconLibraryModel, EditsKeepEveryIconByteForByteAndNamesUnique) {
     EXPECT_EQ(LibraryKindOf("a.DLL", 32), LibraryKind::Dll32);
     EXPECT_EQ(LibraryKindOf("a.dll", 64), LibraryKind::Dll64);
     EXPECT_EQ(LibraryKindOf("a.icl", 32), LibraryKind::Icl);
+    // A name given in the save dialog, with the filter chosen there.
+    using enum LibraryKind;
+    for (const auto& [typed, filter, kind, saved] : std::vector<std::tuple<std::string, LibraryKind, LibraryKind, std::string>>{
+             {"a.ICL", Dll32, Icl, "a.ICL"}, {"a.dll", Icl, Dll64, "a.dll"}, {"a.dll", Dll32, Dll32, "a.dll"},
+             {"a", Icl, Icl, "a.icl"}, {"a.ico", Dll32, Dll32, "a.ico.dll"}, {"a", Dll64, Dll64, "a.dll"}}) {
+        std::string path = typed;
+        EXPECT_EQ(std::pair(SavedLibraryKind(path, filter), path), std::pair(kind, saved)) << typed;
+    }
 }
 
 // A program's groups come over as tiles in group order, each showing the format chosen for display

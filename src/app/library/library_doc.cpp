@@ -185,19 +185,11 @@ bool CFileIclDocument::Save(AppContext& app, bool choose) {
         path = app.Prompts().GetSaveFileName(app.Window(), QDir(folder).filePath(stem + ".icl"), filters.join(";;"),
                                              &selected);
         if (path.isEmpty()) return false;
-        // A name typed with its extension says the kind; the filter chosen says the rest.
-        const shell::LibraryKind chosen = selected == filters[1]   ? shell::LibraryKind::Dll64
-                                          : selected == filters[2] ? shell::LibraryKind::Dll32
-                                                                   : shell::LibraryKind::Icl;
-        const std::string ext = LowerExtension(path.toStdString());
-        if (ext == ".icl") {
-            kind = shell::LibraryKind::Icl;
-        } else if (ext == ".dll") {
-            kind = chosen == shell::LibraryKind::Dll32 ? chosen : shell::LibraryKind::Dll64;
-        } else {
-            kind = chosen;
-            path += kind == shell::LibraryKind::Icl ? ".icl" : ".dll";
-        }
+        std::string name = path.toStdString();
+        kind = shell::SavedLibraryKind(name, selected == filters[1]   ? shell::LibraryKind::Dll64
+                                             : selected == filters[2] ? shell::LibraryKind::Dll32
+                                                                      : shell::LibraryKind::Icl);
+        path = QString::fromStdString(name);
         if (kind != shell::LibraryKind::Icl) dllKind = kind;
     }
     QString error;
