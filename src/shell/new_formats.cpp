@@ -2,7 +2,9 @@
 
 #include <algorithm>
 
+#include "image/dib_block.h"
 #include "shell/app_support.h"
+#include "shell/preferences.h"
 #include "shell/texts.h"
 
 namespace tellurine::shell {
@@ -90,6 +92,24 @@ std::vector<int> PresetFormatChoice(const IconPreset& preset, std::span<const Ne
                              ? 1
                              : 0);
     return chosen;
+}
+
+bool MakeAddedFormat(bool macintosh, const CDIB* picture, const CIconObject* source, int width, int height,
+                     int bits, const Preferences& prefs, CKvIcon& icon) {
+    bool made = false;
+    if (picture != nullptr) {
+        made = MakeFormatFromImage(*picture, width, height, bits, icon, ResampleQualityOf(prefs));
+    } else if (source != nullptr) {
+        const ResizeFilterPreference filter{prefs.ApplyFilterToCreateIconFromImageValue != 10,
+                                            prefs.ApplyFilterToCreateIconFromImageValue, ResampleQualityOf(prefs)};
+        made = MakeFormatFromFormat(source->Icon(), width, height, bits, filter, icon);
+    } else {
+        const Block empty = CreateDibBlock(width, height, 32);
+        made = !empty.empty() && FormatFromPicture(empty, bits, icon);
+    }
+    if (made && width >= 256 && height >= 256 && (macintosh || prefs.AutoEnableVistaCompression != 0))
+        icon.SetCompressed(true);
+    return made;
 }
 
 }  // namespace tellurine::shell

@@ -9,8 +9,12 @@
 #include <vector>
 
 #include "icon/format_maker.h"
+#include "icon/icon_doc.h"
+#include "image/dib.h"
 
 namespace tellurine::shell {
+
+struct Preferences;
 
 struct NewFormat {
     int size = 0;  // square side in pixels
@@ -59,5 +63,13 @@ std::array<int, N> DefaultFormatChoice(bool macintosh) {
     for (std::size_t i = 0; i < N && i < list.size(); ++i) choice[i] = list[i].chosenByDefault ? 1 : 0;
     return choice;
 }
+
+// A format added to a project (a family when `macintosh`), `width` x `height` at `bits`: `picture`
+// resampled when one is given, else `source`'s picture at the new size and depth (through the
+// filter the preferences choose), else wholly transparent. At 256 pixels and more it is
+// PNG-compressed in a family, and in an icon when the preferences compress such new formats.
+// False when memory runs out.
+bool MakeAddedFormat(bool macintosh, const CDIB* picture, const CIconObject* source, int width, int height,
+                     int bits, const Preferences& prefs, CKvIcon& icon);
 
 }  // namespace tellurine::shell

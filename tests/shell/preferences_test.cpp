@@ -1,8 +1,11 @@
 #include "shell/preferences.h"
+#include "shell/new_formats.h"
 #include "shell/preference_pages.h"
 #include "shell/texts.h"
 
 #include <gtest/gtest.h>
+
+#include "test_support.h"
 
 #include <algorithm>
 #include <set>
@@ -134,6 +137,27 @@ TEST(NewFormats, ListsHoldEverySizeAndDepthOnce) {
     for (const NewFormat& f : MacNewFormats())
         if (f.chosenByDefault) chosen.push_back(f.bits == 32 ? f.size : -f.size);
     EXPECT_EQ(chosen, (std::vector<int>{16, 32, 64, 128, 256, 512, 1024}));
+}
+
+// A format added to a project: the picture given, else the current format's picture at the new size
+// and depth, else nothing; PNG-compressed from 256 pixels in a family, in an icon only as the
+// preferences say.
+TEST(NewFormats, AddedFormatsComeFromThePictureTheCurrentFormatOrNothing) {
+    Preferences prefs;
+    const CDIB picture = test::Attached(test::MakeDib(64, 64, 32, [](int, int) { return test::Px{0, 0, 200, 255}; }));
+    CIconObject current;
+    CKvIcon icon;
+    ASSERT_TRUE(MakeAddedFormat(false, &picture, nullptr, 32, 32, 32, prefs, icon));
+    current.AttachIcon(std::move(icon));
+    const auto centre = [](const CKvIcon& made) { return test::TopDown(made.To32BitDib(), made.Width() / 2, made.Height() / 2); };
+    EXPECT_EQ(centre(current.Icon()), (test::Px{0, 0, 200, 255}));
+    for (const auto& [mac, compressNew, size, source, pixel, compressed] :
+         {std::tuple{false, 0, 256, &current, test::Px{0, 0, 200, 255}, false}, {false, 1, 256, nullptr, test::Px{}, true},
+          {true, 0, 256, nullptr, test::Px{}, true}, {true, 1, 128, &current, test::Px{0, 0, 200, 255}, false}}) {
+        prefs.AutoEnableVistaCompression = compressNew;
+        ASSERT_TRUE(MakeAddedFormat(mac, nullptr, source, size, size, 32, prefs, icon));
+        EXPECT_EQ(std::tuple(icon.Width(), centre(icon), icon.IsCompressed()), std::tuple(size, pixel, compressed)) << size;
+    }
 }
 
 // The dialog's pages reach each value by its name: a misspelt name would show nothing and lose

@@ -65,25 +65,10 @@ int AddFormatTo(AppContext& app, CIconProject& project, int from, QWidget* paren
         }
     }
     CKvIcon icon;
-    bool made = false;
-    if (picture != nullptr) {
-        made = MakeFormatFromImage(*picture, w, h, bits, icon, shell::ResampleQualityOf(app.Prefs()));
-    } else if (source != nullptr) {
-        // The new format is the current one's picture at the new size and depth.
-        const ResizeFilterPreference filter{app.Prefs().ApplyFilterToCreateIconFromImageValue != 10,
-                                            app.Prefs().ApplyFilterToCreateIconFromImageValue,
-                                            shell::ResampleQualityOf(app.Prefs())};
-        made = MakeFormatFromFormat(source->Icon(), w, h, bits, filter, icon);
-    } else {
-        const Block empty = CreateDibBlock(w, h, 32);
-        made = !empty.empty() && FormatFromPicture(empty, bits, icon);
-    }
-    if (!made) {
+    if (!shell::MakeAddedFormat(project.Doc().macintosh, picture, source, w, h, bits, app.Prefs(), icon)) {
         app.ShowError(text::kOutOfMemory, text::kOutOfMemoryTitle);
         return -1;
     }
-    if (w >= 256 && h >= 256 && (project.Doc().macintosh || app.Prefs().AutoEnableVistaCompression != 0))
-        icon.SetCompressed(true);
     project.AddFormat(std::move(icon));
     return project.Doc().GetFormatCount() - 1;
 }
