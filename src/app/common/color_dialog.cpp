@@ -19,6 +19,7 @@
 #include <utility>
 
 #include "app/common/image_convert.h"
+#include "app/common/prompts.h"
 #include "shell/preferences.h"
 #include "shell/profile.h"
 #include "shell/texts.h"
@@ -337,9 +338,7 @@ CColorDialog::CColorDialog(const QColor& initial, const QString& title, bool wit
     pickButton = new QPushButton(text::kPickColour, this);
     pickButton->setToolTip(text::kPickColourHelp);
     connect(pickButton, &QPushButton::clicked, this, &CColorDialog::pickFromScreen);
-    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
-    connect(buttons, &QDialogButtonBox::accepted, this, &CColorDialog::accept);
-    connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
+    auto* buttons = OkCancelButtons(this);
 
     auto* top = new QHBoxLayout;
     top->addWidget(picker, 0, Qt::AlignTop);

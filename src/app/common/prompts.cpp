@@ -1,9 +1,11 @@
 #include "app/common/prompts.h"
 
 #include <QDialog>
+#include <QDialogButtonBox>
 #include <QInputDialog>
 #include <QFileDialog>
 #include <QProgressDialog>
+#include <QVBoxLayout>
 
 #include "app/common/color_dialog.h"
 #include "shell/texts.h"
@@ -63,5 +65,18 @@ QColor UserPrompts::GetColor(QWidget* parent, const QColor& initial, const QStri
 }
 
 void UserPrompts::ShowProgress(QProgressDialog& dialog) { dialog.show(); }
+
+QDialogButtonBox* OkCancelButtons(QDialog* dialog) {
+    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, dialog);
+    QObject::connect(buttons, &QDialogButtonBox::accepted, dialog, &QDialog::accept);
+    QObject::connect(buttons, &QDialogButtonBox::rejected, dialog, &QDialog::reject);
+    return buttons;
+}
+
+void AddOkCancel(QDialog* dialog, QLayout* content) {
+    auto* layout = new QVBoxLayout(dialog);
+    layout->addLayout(content);
+    layout->addWidget(OkCancelButtons(dialog));
+}
 
 }  // namespace tellurine::app

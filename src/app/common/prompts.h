@@ -8,6 +8,8 @@
 #include <QStringList>
 
 class QDialog;
+class QDialogButtonBox;
+class QLayout;
 class QProgressDialog;
 class QWidget;
 
@@ -57,5 +59,10 @@ private:
     shell::Preferences* colourPrefs_ = nullptr;
     shell::Profile* colourProfile_ = nullptr;
 };
+
+// A dialog's OK and Cancel buttons, OK calling its accept() and Cancel its reject().
+QDialogButtonBox* OkCancelButtons(QDialog* dialog);
+// Lays a dialog out: its content above OK and Cancel.
+void AddOkCancel(QDialog* dialog, QLayout* content);
 
 }  // namespace tellurine::app

@@ -92,11 +92,9 @@ CDialIconAdjust::CDialIconAdjust(QWidget* parent) : QDialog(parent) {
     allFormatsCheck = new QCheckBox(text::kAdjustAllFormats, this);
     previewCheck = new QCheckBox(text::kPreview, this);
     previewCheck->setChecked(true);
-    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
+    auto* buttons = OkCancelButtons(this);
     QPushButton* resetButton = buttons->addButton(text::kAdjustReset, QDialogButtonBox::ResetRole);
     connect(resetButton, &QPushButton::clicked, this, &CDialIconAdjust::reset);
-    connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
-    connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
     auto* layout = new QVBoxLayout(this);
     layout->addLayout(grid);
     layout->addWidget(note);
@@ -186,9 +184,7 @@ CDialDropShadow::CDialDropShadow(UserPrompts& prompts, QWidget* parent) : QDialo
     previewCheck = new QCheckBox(text::kPreview, this);
     previewCheck->setChecked(true);
     connect(previewCheck, &QCheckBox::toggled, this, &CDialDropShadow::previewRequested);
-    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
-    connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
-    connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
+    auto* buttons = OkCancelButtons(this);
     auto* note = new QLabel(text::kShadowNote, this);
     note->setWordWrap(true);
     auto* layout = new QVBoxLayout(this);

@@ -21,6 +21,7 @@
 #include <QVBoxLayout>
 
 #include "app/common/image_convert.h"
+#include "app/common/prompts.h"
 #include "formats/icns_file.h"
 #include "shell/texts.h"
 
@@ -37,15 +38,6 @@ int* Choices(shell::Preferences& prefs, bool macintosh) {
 }  // namespace
 
 QString ByteCountText(qint64 bytes) { return QLocale::system().toString(bytes) + " bytes"; }
-
-void AddOkCancel(QDialog* dialog, QLayout* content) {
-    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, dialog);
-    QObject::connect(buttons, &QDialogButtonBox::accepted, dialog, &QDialog::accept);
-    QObject::connect(buttons, &QDialogButtonBox::rejected, dialog, &QDialog::reject);
-    auto* layout = new QVBoxLayout(dialog);
-    layout->addLayout(content);
-    layout->addWidget(buttons);
-}
 
 // ---- New icon ----------------------------------------------------------------------------------
 

@@ -133,9 +133,6 @@ public:
     explicit CSplashWnd(const QPixmap& icon);
 };
 
-// Lays a dialog out: its content above OK and Cancel buttons (OK calls the dialog's accept()).
-void AddOkCancel(QDialog* dialog, QLayout* content);
-
 // "12,345 bytes" in the user's locale.
 QString ByteCountText(qint64 bytes);
 

@@ -141,15 +141,13 @@ CDialGradient::CDialGradient(const Gradient& gradient, GradientColour foreground
     connect(bar, &GradientBar::stopActivated, this, &CDialGradient::editStop);
     auto* note = new QLabel(text::kGradientNote, this);
     note->setWordWrap(true);
-    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
+    auto* buttons = OkCancelButtons(this);
     removeButton = buttons->addButton(text::kGradientRemoveStop, QDialogButtonBox::ActionRole);
     connect(removeButton, &QPushButton::clicked, this, &CDialGradient::removeStop);
     connect(buttons->addButton(text::kGradientLoad, QDialogButtonBox::ActionRole), &QPushButton::clicked,
             this, &CDialGradient::load);
     connect(buttons->addButton(text::kGradientSave, QDialogButtonBox::ActionRole), &QPushButton::clicked,
             this, &CDialGradient::save);
-    connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
-    connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(bar, 0, Qt::AlignHCenter);
     layout->addWidget(note);

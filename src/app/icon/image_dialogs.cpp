@@ -14,6 +14,7 @@
 #include <QVBoxLayout>
 #include <cmath>
 
+#include "app/common/prompts.h"
 #include "app/icon/dialogs.h"
 #include "icon/format_edit.h"
 #include "imaging/filters.h"

@@ -63,15 +63,13 @@ CDialPalette::CDialPalette(const Palette& palette, int depth, UserPrompts& promp
     reduceRow->addStretch();
     ditherCheck = new QCheckBox(text::kPaletteDither, this);
     allFormatsCheck = new QCheckBox(text::kPaletteAllFormats, this);
-    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
+    auto* buttons = OkCancelButtons(this);
     connect(buttons->addButton(text::kPaletteLoad, QDialogButtonBox::ActionRole), &QPushButton::clicked, this,
             &CDialPalette::load);
     connect(buttons->addButton(text::kPaletteSave, QDialogButtonBox::ActionRole), &QPushButton::clicked, this,
             &CDialPalette::save);
     connect(buttons->addButton(text::kPaletteSort, QDialogButtonBox::ActionRole), &QPushButton::clicked, this,
             &CDialPalette::sortByBrightness);
-    connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
-    connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(grid, 0, Qt::AlignHCenter);
     layout->addWidget(note);

@@ -13,6 +13,7 @@
 #include <QVBoxLayout>
 
 #include "app/common/image_convert.h"
+#include "app/common/prompts.h"
 #include "app/icon/dialogs.h"
 #include "image/palette.h"
 #include "shell/app_support.h"
