@@ -9,6 +9,7 @@
 #include <set>
 
 #include "editor/editor_test_support.h"
+#include "editor/palette_draft.h"
 #include "editor/selection.h"
 #include "test_support.h"
 
@@ -185,6 +186,19 @@ TEST(ImageCommands, PaletteEntriesMoveWithTheirPixelsAndReduceByMedianCut) {
     origin.pop_back();
     EXPECT_FALSE(ReorderPalette(f, swapped, origin));
     EXPECT_EQ(f.indices, reordered.indices);
+    // The Palette dialog's draft: sorted dark to light (the entries' luma falls with their index),
+    // then entry 0 moved to place 2, each entry keeping where it came from; a palette taken in their
+    // place is to be mapped, black past its end.
+    PaletteDraft draft(before.palette, 4);
+    draft.SortByBrightness();
+    EXPECT_TRUE(draft.Move(0, 2) && !draft.Move(3, 3) && !draft.Move(-1, 0) && !draft.Move(0, 16));
+    EXPECT_EQ(std::vector(draft.origin.begin(), draft.origin.begin() + 4), (std::vector{14, 13, 15, 12}));
+    for (std::size_t i = 0; i < 16; ++i)
+        EXPECT_EQ(draft.palette.entries[i], before.palette.entries[static_cast<std::size_t>(draft.origin[i])]) << i;
+    EXPECT_FALSE(draft.remap);
+    draft.Take({{1, 2, 3, 0}});
+    EXPECT_EQ(std::tuple(draft.palette.entries[0], draft.palette.entries[15], draft.remap),
+              std::tuple(PaletteEntry{1, 2, 3, 0}, PaletteEntry{}, true));
     // Median cut finds a picture's two colours exactly, however many are asked, and ignores the
     // pixels under the mask.
     FormatState two = test::Filled(8, 8, false, RGB(10, 20, 30), 0);

@@ -195,9 +195,9 @@ void OnPalette(AppContext& app) {
     CDialPalette dialog(shown.palette, shown.depth, app.Prompts(),
                         [&shown](int count) { return editor::OptimalPalette(shown, count); }, app.Window());
     if (app.Prompts().Exec(dialog) != QDialog::Accepted) return;
-    const Palette palette = dialog.Result();
-    const std::vector<int> origin = dialog.Origin();
-    const bool remap = dialog.Remap(), dither = dialog.Dither(), every = dialog.AllFormats();
+    const Palette palette = dialog.Result().palette;
+    const std::vector<int> origin = dialog.Result().origin;
+    const bool remap = dialog.Result().remap, dither = dialog.Dither(), every = dialog.AllFormats();
     RunImageCommand(
         app,
         [palette, origin, remap, dither, every, depth = shown.depth, original = shown.palette](editor::FormatState& s) {

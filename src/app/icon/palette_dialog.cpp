@@ -11,7 +11,6 @@
 #include <QTableWidget>
 #include <QVBoxLayout>
 #include <algorithm>
-#include <numeric>
 #include <utility>
 
 #include "app/common/prompts.h"
@@ -29,12 +28,9 @@ constexpr int kSwatch = 22;
 
 CDialPalette::CDialPalette(const Palette& palette, int depth, UserPrompts& prompts, std::function<Palette(int)> optimal,
                            QWidget* parent)
-    : QDialog(parent), palette_(palette), prompts_(prompts), optimal_(std::move(optimal)) {
+    : QDialog(parent), draft_(palette, depth), prompts_(prompts), optimal_(std::move(optimal)) {
     setWindowTitle(text::kPaletteTitle);
     setObjectName("CDialPalette");
-    palette_.entries.resize(std::size_t{1} << std::clamp(depth, 1, 8));
-    origin_.resize(palette_.size());
-    std::iota(origin_.begin(), origin_.end(), 0);
     grid = new QTableWidget(this);
     grid->setEditTriggers(QAbstractItemView::NoEditTriggers);
     grid->setSelectionMode(QAbstractItemView::SingleSelection);
@@ -52,8 +48,8 @@ CDialPalette::CDialPalette(const Palette& palette, int depth, UserPrompts& promp
     auto* note = new QLabel(text::kPaletteNote, this);
     note->setWordWrap(true);
     reduceCount = new QSpinBox(this);
-    reduceCount->setRange(2, static_cast<int>(palette_.size()));
-    reduceCount->setValue(static_cast<int>(palette_.size()));
+    reduceCount->setRange(2, static_cast<int>(draft_.palette.size()));
+    reduceCount->setValue(static_cast<int>(draft_.palette.size()));
     auto* reduceButton = new QPushButton(text::kPaletteReduce, this);
     connect(reduceButton, &QPushButton::clicked, this, &CDialPalette::reduce);
     auto* reduceRow = new QHBoxLayout;
@@ -89,11 +85,11 @@ bool CDialPalette::AllFormats() const {
 }
 
 void CDialPalette::ShowEntries() {
-    const int count = static_cast<int>(palette_.size());
+    const int count = static_cast<int>(draft_.palette.size());
     grid->setColumnCount(std::min(count, kColumns));
     grid->setRowCount((count + kColumns - 1) / kColumns);
     for (int i = 0; i < count; ++i) {
-        const PaletteEntry& e = palette_.entries[static_cast<std::size_t>(i)];
+        const PaletteEntry& e = draft_.palette.entries[static_cast<std::size_t>(i)];
         auto* item = new QTableWidgetItem;
         item->setBackground(QColor(e.red, e.green, e.blue));
         item->setToolTip(QString("%1: %2, %3, %4").arg(i).arg(e.red).arg(e.green).arg(e.blue));
@@ -104,8 +100,8 @@ void CDialPalette::ShowEntries() {
 }
 
 void CDialPalette::editEntry(int index) {
-    if (index < 0 || static_cast<std::size_t>(index) >= palette_.size()) return;
-    PaletteEntry& e = palette_.entries[static_cast<std::size_t>(index)];
+    if (index < 0 || static_cast<std::size_t>(index) >= draft_.palette.size()) return;
+    PaletteEntry& e = draft_.palette.entries[static_cast<std::size_t>(index)];
     const QColor chosen = prompts_.GetColor(this, QColor(e.red, e.green, e.blue), text::kPaletteTitle);
     if (!chosen.isValid()) return;
     e.red = static_cast<std::uint8_t>(chosen.red());
@@ -126,12 +122,9 @@ void CDialPalette::load() {
                              QString(text::kPaletteReadError).arg(names.front()), QString::fromStdString(error));
         return;
     }
-    // Its first colours, as many as the format has entries; black past the end of a short one.
-    for (std::size_t i = 0; i < palette_.size(); ++i) {
-        const NamedColor c = i < file.colors.size() ? file.colors[i] : NamedColor{};
-        palette_.entries[i] = {c.red, c.green, c.blue, 0};
-    }
-    remap_ = true;
+    std::vector<PaletteEntry> colours;
+    for (const NamedColor& c : file.colors) colours.push_back({c.red, c.green, c.blue, 0});
+    draft_.Take(colours);
     ShowEntries();
 }
 
@@ -139,7 +132,7 @@ void CDialPalette::save() {
     const QString name = prompts_.GetSaveFileName(this, {}, text::kPaletteFilter, nullptr);
     if (name.isEmpty()) return;
     PaletteFile file;
-    for (const PaletteEntry& e : palette_.entries) file.colors.push_back({e.red, e.green, e.blue, 255, {}, {}});
+    for (const PaletteEntry& e : draft_.palette.entries) file.colors.push_back({e.red, e.green, e.blue, 255, {}, {}});
     const PaletteFormat format = PaletteFormatFromPath(name.toStdString()).value_or(PaletteFormat::Gimp);
     std::vector<std::uint8_t> bytes;
     std::string error;
@@ -150,52 +143,26 @@ void CDialPalette::save() {
 }
 
 void CDialPalette::sortByBrightness() {
-    // The entries and where they came from are sorted together, so the pixels can follow.
-    std::vector<int> order(palette_.size());
-    std::iota(order.begin(), order.end(), 0);
-    const auto luma = [this](int i) {
-        const PaletteEntry& e = palette_.entries[static_cast<std::size_t>(i)];
-        return 299 * e.red + 587 * e.green + 114 * e.blue;
-    };
-    std::stable_sort(order.begin(), order.end(), [&](int a, int b) { return luma(a) < luma(b); });
-    Palette sorted = palette_;
-    std::vector<int> origin(order.size());
-    for (std::size_t i = 0; i < order.size(); ++i) {
-        sorted.entries[i] = palette_.entries[static_cast<std::size_t>(order[i])];
-        origin[i] = origin_[static_cast<std::size_t>(order[i])];
-    }
-    palette_ = std::move(sorted);
-    origin_ = std::move(origin);
+    draft_.SortByBrightness();
     ShowEntries();
 }
 
 void CDialPalette::moveEntry(int from, int to) {
-    const int count = static_cast<int>(palette_.size());
-    if (from < 0 || to < 0 || from >= count || to >= count || from == to) return;
-    const auto rotate = [from, to](auto& v) {
-        if (from < to)
-            std::rotate(v.begin() + from, v.begin() + from + 1, v.begin() + to + 1);
-        else
-            std::rotate(v.begin() + to, v.begin() + from, v.begin() + from + 1);
-    };
-    rotate(palette_.entries);
-    rotate(origin_);
+    if (!draft_.Move(from, to)) return;
     ShowEntries();
     grid->setCurrentCell(to / kColumns, to % kColumns);
 }
 
 void CDialPalette::reduce() {
     if (!optimal_) return;
-    palette_ = optimal_(reduceCount->value());
-    palette_.entries.resize(origin_.size());
-    remap_ = true;
+    draft_.Take(optimal_(reduceCount->value()).entries);
     ShowEntries();
 }
 
 int CDialPalette::EntryAt(QPoint at) const {
     const int row = grid->rowAt(at.y()), column = grid->columnAt(at.x());
     const int index = row * kColumns + column;
-    return row < 0 || column < 0 || index >= static_cast<int>(palette_.size()) ? -1 : index;
+    return row < 0 || column < 0 || index >= static_cast<int>(draft_.palette.size()) ? -1 : index;
 }
 
 bool CDialPalette::eventFilter(QObject* watched, QEvent* event) {

@@ -8,7 +8,7 @@
 #include <functional>
 #include <vector>
 
-#include "image/palette.h"
+#include "editor/palette_draft.h"
 
 class QCheckBox;
 class QSpinBox;
@@ -25,13 +25,7 @@ public:
     CDialPalette(const Palette& palette, int depth, UserPrompts& prompts, std::function<Palette(int)> optimal,
                  QWidget* parent = nullptr);
     // The palette as the dialog leaves it.
-    [[nodiscard]] const Palette& Result() const { return palette_; }
-    // Where each entry of the result was in the format's palette, while no palette was loaded or
-    // reduced.
-    [[nodiscard]] const std::vector<int>& Origin() const { return origin_; }
-    // Whether the picture is to be mapped onto it (a palette loaded or reduced) rather than each
-    // pixel following its entry.
-    [[nodiscard]] bool Remap() const { return remap_; }
+    [[nodiscard]] const editor::PaletteDraft& Result() const { return draft_; }
     [[nodiscard]] bool Dither() const;
     [[nodiscard]] bool AllFormats() const;
 
@@ -62,11 +56,9 @@ private:
     void ShowEntries();
     [[nodiscard]] int EntryAt(QPoint at) const;
 
-    Palette palette_;
-    std::vector<int> origin_;
+    editor::PaletteDraft draft_;
     UserPrompts& prompts_;
     std::function<Palette(int)> optimal_;
-    bool remap_ = false;
     int pressed_ = -1;
 };
 
