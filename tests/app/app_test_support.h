@@ -4,7 +4,9 @@
 #pragma once
 
 #include <QDialog>
+#include <QDialogButtonBox>
 #include <QDropEvent>
+#include <QPushButton>
 #include <QListWidget>
 #include <QMimeData>
 #include <QProcess>
@@ -303,7 +305,12 @@ std::function<int(QDialog&)> Accept(std::function<void(Dialog&)> setUp = {}) {
         if (d == nullptr) qFatal("unexpected dialog %s", dialog.metaObject()->className());
         if (setUp) setUp(*d);
         dialog.setResult(QDialog::Rejected);
-        dialog.accept();
+        // The button itself where the dialog has one, so that its wiring is tried too.
+        const auto* box = dialog.findChild<QDialogButtonBox*>();
+        if (QPushButton* ok = box != nullptr ? box->button(QDialogButtonBox::Ok) : nullptr)
+            ok->click();
+        else
+            dialog.accept();
         return dialog.result();
     };
 }
