@@ -5,6 +5,7 @@
 #include <charconv>
 #include <filesystem>
 #include <tuple>
+#include <unordered_set>
 #include <utility>
 
 namespace tellurine {
@@ -162,6 +163,25 @@ bool ExplorerBefore(const IconFileInfo& a, const std::string& nameA, const IconF
 
 bool ExplorerBefore(const IconFileInfo& a, const IconFileInfo& b, ExplorerSort sort, bool descending) {
     return ExplorerBefore(a, ExplorerSortName(a), b, ExplorerSortName(b), sort, descending);
+}
+
+ExplorerListing ListExplorerTree(const ExplorerSettings& settings,
+                                 const std::unordered_map<std::string, FileStamp>& known,
+                                 const std::atomic<bool>* cancel) {
+    ExplorerListing listing;
+    if (IconFileInfo reference; !settings.likeFile.empty() && ReadIconFileInfo(settings.likeFile, reference, true))
+        listing.like = reference.likeness;
+    listing.paths = ListIconFiles(settings.folder, settings.subfolders, cancel);
+    std::unordered_set<std::string> folders{settings.folder};
+    for (const std::string& path : listing.paths) {
+        folders.insert(std::filesystem::path(path).parent_path().string());
+        const auto it = known.find(path);
+        FileStamp now;
+        std::error_code failure;
+        if (it == known.end() || !ReadFileStamp(path, now, failure) || !(it->second == now)) listing.toRead.push_back(path);
+    }
+    listing.folders.assign(folders.begin(), folders.end());
+    return listing;
 }
 
 }  // namespace tellurine

@@ -18,8 +18,12 @@
 //   distance=12
 #pragma once
 
+#include <atomic>
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "browse/search.h"
@@ -57,5 +61,17 @@ bool ExplorerBefore(const IconFileInfo& a, const std::string& nameA, const IconF
                     ExplorerSort sort, bool descending);
 // A file's name as the order compares it: lower case.
 std::string ExplorerSortName(const IconFileInfo& info);
+
+// What a reading of an explorer's tree starts from: the icon files there now (ListIconFiles), the
+// folders that hold them and the tree's own (to be watched for changes), the files to read (those
+// not in `known` as they are now, by their stamps), and the likeness file's fingerprint when the
+// settings name one that can be read.
+struct ExplorerListing {
+    std::vector<std::string> paths, folders, toRead;
+    std::optional<std::uint64_t> like;
+};
+ExplorerListing ListExplorerTree(const ExplorerSettings& settings,
+                                 const std::unordered_map<std::string, FileStamp>& known,
+                                 const std::atomic<bool>* cancel = nullptr);
 
 }  // namespace tellurine

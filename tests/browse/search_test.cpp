@@ -1,10 +1,15 @@
+#include "browse/explorer_settings.h"
 #include "browse/search.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <set>
+#include <tuple>
+#include <unordered_map>
 
 #include "browse/likeness.h"
 #include "formats/icon_project.h"
@@ -99,6 +104,19 @@ TEST(Search, FindsByEveryConditionUnderAFolder) {
     EXPECT_EQ(info.formats[static_cast<std::size_t>(info.best)], (FormatSummary{48, 48, 8}));
     EXPECT_FALSE(ReadIconFileInfo((dir / "damaged.ico").string(), info, false));
     EXPECT_FALSE(info.error.empty());
+    // An explorer's reading: every file, the folders to watch, and to read again only the files it
+    // does not know as they are now; the likeness file's fingerprint.
+    FileStamp stamp;
+    std::error_code failure;
+    ASSERT_TRUE(ReadFileStamp((dir / "disc.ico").string(), stamp, failure));
+    const std::unordered_map<std::string, FileStamp> known = {{(dir / "disc.ico").string(), stamp},
+                                                              {(dir / "stripes.ico").string(), {stamp.modified, 1}}};
+    const ExplorerListing listing = ListExplorerTree({.folder = dir.string(), .likeFile = (dir / "disc.ico").string()}, known);
+    EXPECT_EQ(std::tuple(listing.paths.size(), std::set(listing.folders.begin(), listing.folders.end()),
+                         std::ranges::count(listing.toRead, (dir / "disc.ico").string()), listing.toRead.size()),
+              std::tuple(4u, std::set{dir.string(), (dir / "sub").string()}, 0, 3u));
+    ASSERT_TRUE(ReadIconFileInfo((dir / "disc.ico").string(), info, true));
+    EXPECT_EQ(listing.like, info.likeness);
 
     const auto found = [&](const SearchCriteria& criteria, bool recursive = true) {
         std::vector<std::string> names;

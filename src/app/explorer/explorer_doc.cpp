@@ -33,11 +33,7 @@ constexpr int kRescanDelayMs = 400;
 
 // What the worker hands over: the listing once, then files read, then the end.
 struct CExplorerDoc::Batch {
-    bool listing = false;
-    std::vector<std::string> paths;     // with the listing: every file there is now
-    std::vector<std::string> folders;   // with the listing: the folders that hold them
-    int toRead = 0;                     // with the listing: how many of them are read
-    std::optional<std::uint64_t> like;  // with the listing: the fingerprint of the likeness file
+    std::optional<ExplorerListing> listing;
     std::vector<ExplorerEntry> entries;
     bool end = false;
     int generation = 0;  // the reading it comes from: a stopped one's late batches are dropped
@@ -118,23 +114,8 @@ void CExplorerDoc::StartWorker(bool keepEntries) {
     const auto work = [post, likeness, known = std::move(known), settings = settings_, cancel = cancel_,
                        side = static_cast<int>(kTileSide * ratio_ + 0.5), ratio = ratio_] {
         auto listing = std::make_shared<Batch>();
-        listing->listing = true;
-        if (likeness) {
-            IconFileInfo reference;
-            if (ReadIconFileInfo(settings.likeFile, reference, true)) listing->like = reference.likeness;
-        }
-        listing->paths = ListIconFiles(settings.folder, settings.subfolders, cancel.get());
-        std::unordered_set<std::string> folders{settings.folder};
-        std::vector<std::string> toRead;
-        for (const std::string& path : listing->paths) {
-            folders.insert(std::filesystem::path(path).parent_path().string());
-            const auto it = known.find(path);
-            FileStamp now;
-            std::error_code failure;
-            if (it == known.end() || !ReadFileStamp(path, now, failure) || !(it->second == now)) toRead.push_back(path);
-        }
-        listing->folders.assign(folders.begin(), folders.end());
-        listing->toRead = static_cast<int>(toRead.size());
+        listing->listing = ListExplorerTree(settings, known, cancel.get());
+        const std::vector<std::string> toRead = listing->listing->toRead;
         post(listing);
         std::mutex guard;
         auto pending = std::make_shared<Batch>();
@@ -170,18 +151,18 @@ void CExplorerDoc::StartWorker(bool keepEntries) {
 void CExplorerDoc::Take(const std::shared_ptr<Batch>& batch) {
     if (batch->generation != generation_) return;
     bool reset = false;
-    if (batch->listing) {
+    if (const std::optional<ExplorerListing>& listing = batch->listing) {
         // Files gone from the folder go from the tiles.
-        const std::unordered_set<std::string> there(batch->paths.begin(), batch->paths.end());
+        const std::unordered_set<std::string> there(listing->paths.begin(), listing->paths.end());
         const std::size_t before = entries_.size();
         std::erase_if(entries_, [&there](const ExplorerEntry& e) { return !there.contains(e.info.path); });
         reset = entries_.size() != before;
         byPath_.clear();
         for (std::size_t i = 0; i < entries_.size(); ++i) byPath_.emplace(entries_[i].info.path, i);
-        settings_.criteria.like = batch->like;
-        listed_ = static_cast<int>(batch->paths.size());
-        read_ = listed_ - batch->toRead;
-        Watch(batch->folders);
+        settings_.criteria.like = listing->like;
+        listed_ = static_cast<int>(listing->paths.size());
+        read_ = listed_ - static_cast<int>(listing->toRead.size());
+        Watch(listing->folders);
     }
     const int first = static_cast<int>(entries_.size());
     for (ExplorerEntry& entry : batch->entries) {
