@@ -115,7 +115,8 @@ void CExplorerDoc::StartWorker(bool keepEntries) {
                        side = static_cast<int>(kTileSide * ratio_ + 0.5), ratio = ratio_] {
         auto listing = std::make_shared<Batch>();
         listing->listing = ListExplorerTree(settings, known, cancel.get());
-        const std::vector<std::string> toRead = listing->listing->toRead;
+        // The document only reads the listing, so the worker reads it too rather than copy it.
+        const std::vector<std::string>& toRead = listing->listing->toRead;
         post(listing);
         std::mutex guard;
         auto pending = std::make_shared<Batch>();

@@ -195,17 +195,15 @@ void OnPalette(AppContext& app) {
     CDialPalette dialog(shown.palette, shown.depth, app.Prompts(),
                         [&shown](int count) { return editor::OptimalPalette(shown, count); }, app.Window());
     if (app.Prompts().Exec(dialog) != QDialog::Accepted) return;
-    const Palette palette = dialog.Result().palette;
-    const std::vector<int> origin = dialog.Result().origin;
-    const bool remap = dialog.Result().remap, dither = dialog.Dither(), every = dialog.AllFormats();
+    const bool dither = dialog.Dither(), every = dialog.AllFormats();
     RunImageCommand(
         app,
-        [palette, origin, remap, dither, every, depth = shown.depth, original = shown.palette](editor::FormatState& s) {
+        [draft = dialog.Result(), dither, every, depth = shown.depth, original = shown.palette](editor::FormatState& s) {
             if (every && s.depth > 8) return true;
-            if (remap) return editor::MapOntoPalette(s, palette, dither);
+            if (draft.remap) return editor::MapOntoPalette(s, draft.palette, dither);
             // Changed and moved entries are this palette's: other formats take them where they share it.
             if (every && (s.depth != depth || s.palette != original)) return true;
-            return editor::ReorderPalette(s, palette, origin);
+            return editor::ReorderPalette(s, draft.palette, draft.origin);
         },
         every);
 }
