@@ -16,6 +16,7 @@ namespace tellurine {
 namespace {
 
 using format_test::Bytes;
+using format_test::Icon32;
 using format_test::PictureOf;
 using format_test::Rgba;
 using namespace psd_test;
@@ -37,13 +38,6 @@ TestDocument SampleDocument() {
     return d;
 }
 
-std::vector<Rgba> Expected(int width, int height, const std::function<Rgba(int, int)>& pixel) {
-    std::vector<Rgba> out;
-    for (int y = 0; y < height; ++y)
-        for (int x = 0; x < width; ++x) out.push_back(pixel(x, y));
-    return out;
-}
-
 // Offsets into the sample file: the header is 26 bytes, the empty colour mode data 4, the image
 // resources 8, the two section lengths 8, the layer count 2; the first record follows.
 constexpr std::size_t kLayerCount = 26 + 4 + 8 + 8;
@@ -60,19 +54,19 @@ TEST(PsdFile, ReadsLayersAndTheMergedPicture) {
         std::string error;
         ASSERT_TRUE(ReadPsdFile(file, doc, error)) << error;
         EXPECT_EQ((std::array{doc.width, doc.height}), (std::array{32, 32}));
-        EXPECT_EQ(PictureOf(doc.composite), Expected(32, 32, Pattern));
+        EXPECT_EQ(PictureOf(doc.composite), PictureOf(Icon32(32, 32, Pattern)));
         ASSERT_EQ(doc.layers.size(), 3u);
         EXPECT_EQ(doc.layers[0].name, "Background");
         EXPECT_EQ(doc.layers[2].name, "32x32 8bit");
         EXPECT_EQ((std::array{doc.layers[1].visible, doc.layers[2].visible}), (std::array{true, false}));
         EXPECT_EQ((std::array{doc.layers[2].left, doc.layers[2].top}), (std::array{3, 4}));
-        EXPECT_EQ(PictureOf(doc.layers[1].picture32), Expected(16, 16, Pattern));
+        EXPECT_EQ(PictureOf(doc.layers[1].picture32), PictureOf(Icon32(16, 16, Pattern)));
         // Half opacity halves the alpha, the colours stay as they are.
-        EXPECT_EQ(PictureOf(doc.layers[2].picture32), Expected(10, 6, [](int x, int y) {
+        EXPECT_EQ(PictureOf(doc.layers[2].picture32), PictureOf(Icon32(10, 6, [](int x, int y) {
                       Rgba p = Pattern(x, y);
                       p[3] = p[3] == 0 ? 0 : 128;
                       return p;
-                  }));
+                  })));
     }
     // Without a negative layer count, or without a fourth channel, the merged picture is opaque.
     TestDocument d = SampleDocument();
@@ -132,15 +126,15 @@ TEST(PsdFile, SizeLayersBecomeFormatsCutToTheCanvasAndTheRestComesFromTheMergedP
         formats.push_back({doc.GetFormat(i)->Width(), doc.GetFormat(i)->BitCount()});
     EXPECT_EQ(formats, (std::vector<std::array<int, 2>>{{32, 8}, {48, 32}, {16, 32}}));
     // The 16 is the layer's own pixels (the canvas is not 16 pixels), unresampled.
-    EXPECT_EQ(PictureOf(doc.GetFormat(2)->Icon()), Expected(16, 16, Pattern));
+    EXPECT_EQ(PictureOf(doc.GetFormat(2)->Icon()), PictureOf(Icon32(16, 16, Pattern)));
     // The 32 on a 32 x 32 canvas stays where it lies, with transparency around it.
     const Block at32 = SizeLayerPicture(psd, psd.layers[2], 32);
-    EXPECT_EQ(PictureOf(at32), Expected(32, 32, [](int x, int y) -> Rgba {
+    EXPECT_EQ(PictureOf(at32), PictureOf(Icon32(32, 32, [](int x, int y) -> Rgba {
                   if (x < 3 || x >= 13 || y < 4 || y >= 10) return {0, 0, 0, 0};
                   Rgba p = Pattern(x - 3, y - 4);
                   p[3] = p[3] == 0 ? 0 : 128;
                   return p;
-              }));
+              })));
 
     // On a canvas of another shape, a layer is cut to the canvas and centred in its square.
     TestDocument d{20, 10, {}, Flat, false, true};
@@ -148,10 +142,10 @@ TEST(PsdFile, SizeLayersBecomeFormatsCutToTheCanvasAndTheRestComesFromTheMergedP
     ASSERT_TRUE(ReadPsdFile(WritePsd(d), psd, error)) << error;
     EXPECT_EQ(psd.layers[0].name, "\xc3\xa9\xf0\x9f\x98\x80");
     const Block square = SizeLayerPicture(psd, psd.layers[0], 16);
-    EXPECT_EQ(PictureOf(square), Expected(6, 6, [](int x, int y) -> Rgba {
+    EXPECT_EQ(PictureOf(square), PictureOf(Icon32(6, 6, [](int x, int y) -> Rgba {
                   if (y < 1 || y >= 5) return {0, 0, 0, 0};
                   return Pattern(x + 2, y - 1);
-              }));
+              })));
     d.layers[0].left = 20;  // nothing on the canvas
     ASSERT_TRUE(ReadPsdFile(WritePsd(d), psd, error)) << error;
     EXPECT_TRUE(SizeLayerPicture(psd, psd.layers[0], 16).empty());

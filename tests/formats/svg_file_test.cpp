@@ -9,13 +9,15 @@
 #include "formats/format_test_support.h"
 #include "formats/image_file.h"
 #include "icon/format_maker.h"
+#include "test_support.h"
 
 namespace tellurine {
 namespace {
 
 using format_test::Bytes;
-using format_test::Rgba;
 using format_test::Text;
+using test::Px;
+using test::TopDown;
 
 // A circle clipping a blue square, a blurred yellow square, and a half-transparent red bar: what
 // a renderer of SVG Tiny alone gets wrong.
@@ -27,12 +29,6 @@ const std::string kDrawing = R"svg(<svg xmlns="http://www.w3.org/2000/svg" width
   <rect x="0" y="60" width="64" height="4" fill="#ff0000" fill-opacity="0.5"/>
 </svg>)svg";
 
-Rgba Pixel(const Block& dib, int x, int y) {
-    const auto l = GetDibLayout(dib);
-    const std::uint8_t* p = dib.data() + l->RowOffset(l->height - 1 - y) + 4 * static_cast<std::size_t>(x);
-    return {p[2], p[1], p[0], p[3]};
-}
-
 TEST(SvgDrawing, RendersClipsFiltersAndStraightAlphaAtAnySizeAndMakesIconsFromTheVector) {
     SvgDrawing drawing;
     std::string error;
@@ -42,15 +38,15 @@ TEST(SvgDrawing, RendersClipsFiltersAndStraightAlphaAtAnySizeAndMakesIconsFromTh
         SCOPED_TRACE(size);
         const Block dib = drawing.Render(size, size);
         ASSERT_TRUE(GetDibLayout(dib).has_value());
-        EXPECT_EQ(Pixel(dib, 0, 0)[3], 0);                                    // outside the clip
-        EXPECT_EQ(Pixel(dib, size / 2, size / 2), (Rgba{255, 204, 0, 255}));  // the blurred square's middle
-        EXPECT_EQ(Pixel(dib, size * 3 / 16, size / 2), (Rgba{0x20, 0x60, 0xC0, 255}));
-        EXPECT_EQ(Pixel(dib, size / 2, size - 1), (Rgba{255, 0, 0, 128}));  // not premultiplied
+        EXPECT_EQ(TopDown(dib, 0, 0)[3], 0);                                  // outside the clip
+        EXPECT_EQ(TopDown(dib, size / 2, size / 2), (Px{0, 204, 255, 255}));  // the blurred square's middle
+        EXPECT_EQ(TopDown(dib, size * 3 / 16, size / 2), (Px{0xC0, 0x60, 0x20, 255}));
+        EXPECT_EQ(TopDown(dib, size / 2, size - 1), (Px{0, 0, 255, 128}));  // not premultiplied
     }
     // Another shape is fitted whole and centred; a zero or huge size gives nothing.
     const Block wide = drawing.Render(32, 16);
-    EXPECT_EQ(Pixel(wide, 0, 8)[3], 0);
-    EXPECT_EQ(Pixel(wide, 16, 8)[3], 255);
+    EXPECT_EQ(TopDown(wide, 0, 8)[3], 0);
+    EXPECT_EQ(TopDown(wide, 16, 8)[3], 255);
     EXPECT_FALSE(drawing.Render(0, 16));
     EXPECT_FALSE(drawing.Render(kMaxSvgSide + 1, 16));
 
@@ -65,9 +61,9 @@ TEST(SvgDrawing, RendersClipsFiltersAndStraightAlphaAtAnySizeAndMakesIconsFromTh
     for (int i = 0; i < 2; ++i) {
         const CKvIcon& icon = doc.GetFormat(i)->Icon();
         const Block rendered = drawing.Render(static_cast<int>(icon.Width()), static_cast<int>(icon.Height()));
-        const std::vector<Rgba> made = format_test::PictureOf(icon);
+        const Block made = icon.To32BitDib();
         for (int y = 0; y < static_cast<int>(icon.Height()); y += 5)
-            EXPECT_EQ(made[static_cast<std::size_t>(y) * icon.Width() + 3], Pixel(rendered, 3, y)) << icon.Width();
+            EXPECT_EQ(TopDown(made, 3, y), TopDown(rendered, 3, y)) << icon.Width();
     }
     EXPECT_FALSE(MakeIconProjectFromDrawing([](int) { return Block(); }, request, doc, error));
     EXPECT_EQ(doc.GetFormatCount(), 0);
@@ -86,7 +82,7 @@ TEST(SvgDrawing, RendersClipsFiltersAndStraightAlphaAtAnySizeAndMakesIconsFromTh
         long total = 0;
         for (int y = 0; y < size; ++y)
             for (int x = 0; x < size; ++x) {
-                const Rgba a = Pixel(ours, x, y), b = Pixel(theirs.GetBlock(), x, y);
+                const Px a = TopDown(ours, x, y), b = TopDown(theirs.GetBlock(), x, y);
                 for (int c = 0; c < 4; ++c)
                     total += std::abs(a[static_cast<std::size_t>(c)] - b[static_cast<std::size_t>(c)]);
             }
@@ -112,11 +108,11 @@ TEST(SvgDrawing, HostileDrawingsAreRefusedOrDrawnWithoutWhatTheyReferTo) {
     ASSERT_TRUE(drawing.Load(Text(other), error)) << error;
     const Block rendered = drawing.Render(16, 16);
     ASSERT_TRUE(rendered);
-    for (int y = 0; y < 16; ++y) EXPECT_EQ(Pixel(rendered, 8, y)[3], 0);
+    for (int y = 0; y < 16; ++y) EXPECT_EQ(TopDown(rendered, 8, y)[3], 0);
 
     // A gzip-compressed drawing (.svgz) reads as the plain one.
     ASSERT_TRUE(drawing.Load(format_test::Deflate(Text(kDrawing), 31), error)) << error;
-    EXPECT_EQ(Pixel(drawing.Render(16, 16), 8, 8), (Rgba{255, 204, 0, 255}));
+    EXPECT_EQ(TopDown(drawing.Render(16, 16), 8, 8), (Px{0, 204, 255, 255}));
 
     for (const auto& [path, head, svg] : {std::tuple{"a.SVG", "", true}, std::tuple{"a.svgz", "", true},
                                           std::tuple{"drawing", "<?xml?><svg ", true}, std::tuple{"a.png", "x", false}})
