@@ -10,7 +10,6 @@
 #include "formats/format_test_support.h"
 #include "formats/ne_resources.h"
 #include "formats/pe_resources.h"
-#include "formats/pe_test_writer.h"
 #include "formats/pe_writer.h"
 #include "image/bytes.h"
 
@@ -185,27 +184,6 @@ TEST(IconLibrary, DamagedTablesAreReadAsFarAsTheyHold) {
     EXPECT_FALSE(WriteIconLibrary({LibraryGroup{{0x8000, ""}, oneIcon}}, "x"));
     EXPECT_FALSE(WriteIconLibrary({LibraryGroup{{0, ""}, oneIcon}}, "x"));
     EXPECT_FALSE(WriteIconLibrary({LibraryGroup{{1, ""}, Bytes(oneIcon.begin(), oneIcon.end() - 1)}}, "x"));
-}
-
-TEST(ProgramCursors, CursorGroupsOfAProgramKeepTheirHotspots) {
-    const CKvIcon arrow = format_test::MakeIcon(32, 32, 2, false, 8);
-    Bytes cursor = {3, 0, 4, 0};  // hotspot (3, 4)
-    const Bytes image = format_test::ImageBytes(arrow);
-    cursor.insert(cursor.end(), image.begin(), image.end());
-    Bytes group = pe_test::GroupData({{5}});
-    StoreU16(group.data() + 2, 2);  // a cursor group
-    const Bytes file = pe_test::WritePe({{std::uint16_t{1}, std::uint16_t{5}, 1033, cursor},
-                                         {std::uint16_t{12}, std::u16string(u"ARROW"), 1033, group}},
-                                        false);
-    const auto groups = ReadExeIcons(file);
-    ASSERT_TRUE(groups);
-    ASSERT_EQ(groups->size(), 1u);
-    EXPECT_TRUE((*groups)[0].cursor);
-    EXPECT_EQ((*groups)[0].name.Display(), "ARROW");
-    ASSERT_EQ((*groups)[0].group.FormatCount(), 1);
-    EXPECT_EQ((*groups)[0].group.FormatAt(0)->PointX(), 3);
-    EXPECT_EQ((*groups)[0].group.FormatAt(0)->PointY(), 4);
-    EXPECT_EQ(format_test::ImageBytes(*(*groups)[0].group.FormatAt(0)), image);
 }
 
 }  // namespace

@@ -274,7 +274,8 @@ TEST(PeResources, BoundsImageReadsPerFile) {
 
 // What DescribeExeIcons lists against what ReadExeIcons reads: the same groups, names, languages
 // and formats, the images that cannot be read (a PNG stream whose data is damaged behind a right
-// CRC, a bitmap cut inside its pixels, data that is no image) left out of both.
+// CRC, a bitmap cut inside its pixels, data that is no image) left out of both. A cursor group
+// comes after the icon groups, its cursor's hotspot taken from the first four bytes of its data.
 TEST_P(PeProgram, DescribesWhatReadingGives) {
     std::vector<std::uint8_t> badPng = Image(32, 0, true);
     badPng.resize(badPng.size() - 12);  // no IEND
@@ -285,23 +286,36 @@ TEST_P(PeProgram, DescribesWhatReadingGives) {
     resources.push_back({kIcon, std::uint16_t{21}, 0, cutBitmap});
     resources.push_back({kGroup, std::uint16_t{300}, 0, GroupData({{20}, {3}, {21}, {1}})});
     resources.push_back({kGroup, std::uint16_t{301}, 0, GroupData({{20}, {21}})});
+    std::vector<std::uint8_t> cursor = {3, 0, 4, 0};  // hotspot (3, 4), then the image
+    const std::vector<std::uint8_t> arrow = Image(32, 2);
+    cursor.insert(cursor.end(), arrow.begin(), arrow.end());
+    std::vector<std::uint8_t> cursorGroup = GroupData({{5}});
+    StoreU16(cursorGroup.data() + 2, 2);  // a cursor group
+    resources.push_back({std::uint16_t{1}, std::uint16_t{5}, 1033, cursor});
+    resources.push_back({std::uint16_t{12}, std::u16string(u"ARROW"), 1033, cursorGroup});
     const std::vector<std::uint8_t> file = pe_test::WritePe(resources, GetParam());
     const auto read = ReadExeIcons(file);
     const auto listed = DescribeExeIcons(file);
     ASSERT_TRUE(read && listed);
-    ASSERT_EQ(listed->size(), 5u);
+    ASSERT_EQ(listed->size(), 6u);
     ASSERT_EQ(listed->size(), read->size());
     for (std::size_t g = 0; g < read->size(); ++g) {
         const ExeIconGroup& r = (*read)[g];
         const ExeIconGroupListing& l = (*listed)[g];
-        EXPECT_EQ(std::tuple(l.name.Display(), l.name.id, l.language),
-                  std::tuple(r.name.Display(), r.name.id, r.language));
+        EXPECT_EQ(std::tuple(l.name.Display(), l.name.id, l.language, l.cursor),
+                  std::tuple(r.name.Display(), r.name.id, r.language, r.cursor));
         ASSERT_EQ(l.formats.size(), static_cast<std::size_t>(r.group.FormatCount()));
         ASSERT_EQ(l.images.size(), l.formats.size());
         for (std::size_t i = 0; i < l.formats.size(); ++i)
             EXPECT_EQ(l.formats[i], format_test::StoredFormatOf(*r.group.FormatAt(static_cast<int>(i)))) << i;
     }
     EXPECT_EQ(Sizes((*read)[4].group), "48 16 ");
+    const ExeIconGroup& pointer = (*read)[5];
+    EXPECT_EQ(std::tuple(pointer.cursor, pointer.name.Display()), std::tuple(true, "ARROW"));
+    ASSERT_EQ(pointer.group.FormatCount(), 1);
+    EXPECT_EQ(pointer.group.FormatAt(0)->PointX(), 3);
+    EXPECT_EQ(pointer.group.FormatAt(0)->PointY(), 4);
+    EXPECT_EQ(format_test::ImageBytes(*pointer.group.FormatAt(0)), arrow);
     EXPECT_FALSE(DescribeExeIcons(Image(16, 16)));
 }
 
