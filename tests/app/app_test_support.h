@@ -161,12 +161,18 @@ inline CKvIcon MakeFormat(int size, int bits, bool compressed = false) {
     return icon;
 }
 
-// Writes a project of the given formats ({size, bits}) to `path` (.ico, .cur or .icns by name).
-inline void WriteProject(const QString& path, std::initializer_list<std::pair<int, int>> formats, bool cursor = false) {
+// A project of the given formats ({size, bits}), those of 256 pixels PNG-compressed.
+inline CIconDoc MakeDoc(std::initializer_list<std::pair<int, int>> formats, bool macintosh = false, bool cursor = false) {
     CIconDoc doc;
-    doc.macintosh = path.endsWith(".icns");
+    doc.macintosh = macintosh;
     doc.cursor = cursor;
     for (const auto& [size, bits] : formats) doc.AddFormat(MakeFormat(size, bits, size >= 256));
+    return doc;
+}
+
+// Writes a project of the given formats ({size, bits}) to `path` (.ico, .cur or .icns by name).
+inline void WriteProject(const QString& path, std::initializer_list<std::pair<int, int>> formats, bool cursor = false) {
+    const CIconDoc doc = MakeDoc(formats, path.endsWith(".icns"), cursor);
     std::string error;
     if (!SaveIconProject(path.toStdString(), doc, false, error)) qFatal("cannot write %s: %s", qPrintable(path), error.c_str());
 }
