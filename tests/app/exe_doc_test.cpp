@@ -116,6 +116,11 @@ void Select(CFileExeMDI& frame, int row) {
 
 QString Status(StartedApp& s) { return s.app->MainFrame()->statusBar()->currentMessage(); }
 
+QStringList Sorted(QStringList list) {
+    list.sort();
+    return list;
+}
+
 }  // namespace
 
 class ExeDocTest : public QObject {
@@ -196,7 +201,6 @@ void ExeDocTest::listsOpensAndCopiesTheGroups() {
         QCOMPARE(tiles.index(row).data(kTileInfoRole).toString(),
                  formats.size() == 1 ? QString("1 format") : QString("%1 formats").arg(formats.size()));
         Select(*frame, row);
-        QVERIFY(s.app->MainFrame()->Action("program.open")->isEnabled());
         s.app->MainFrame()->Action("program.open")->trigger();
         auto* project = qobject_cast<CIconProject*>(s.app->MainFrame()->ActiveDocument());
         QVERIFY(project != nullptr);
@@ -220,7 +224,6 @@ void ExeDocTest::listsOpensAndCopiesTheGroups() {
 
     // Copy puts the whole group on the clipboard as formats, and its largest as a picture.
     Select(*frame, 0);
-    QVERIFY(s.app->MainFrame()->Action("program.copy")->isEnabled());
     s.app->MainFrame()->Action("program.copy")->trigger();
     const QMimeData* copied = QGuiApplication::clipboard()->mimeData();
     QVERIFY(copied != nullptr);
@@ -284,17 +287,12 @@ void ExeDocTest::savesGroupsAsIcoFiles() {
     s.prompts->folderNames = {out};
     s.app->MainFrame()->Action("program.saveAll")->trigger();
     QVERIFY(s.prompts->messages.empty());
-    QStringList expected = kSavedNames;
-    expected.sort();
-    QCOMPARE(QDir(out).entryList(QDir::Files, QDir::Name), expected);
+    QCOMPARE(QDir(out).entryList(QDir::Files, QDir::Name), Sorted(kSavedNames));
     const auto cli = CliGroups(path);
-    for (int i = 0; i < kSavedNames.size(); ++i) {
-        QStringList got = FormatTexts(ReadIcon(QDir(out).filePath(kSavedNames[i])));
-        QStringList want = cli[static_cast<std::size_t>(i)].second;
-        got.sort();  // the writer stores them in its save order
-        want.sort();
-        QCOMPARE(got, want);
-    }
+    // Compared as sets: the writer stores the formats in its save order.
+    for (int i = 0; i < kSavedNames.size(); ++i)
+        QCOMPARE(Sorted(FormatTexts(ReadIcon(QDir(out).filePath(kSavedNames[i])))),
+                 Sorted(cli[static_cast<std::size_t>(i)].second));
 
     // Again into the same folder: one question for the files there; "no" leaves them alone.
     const QString one = QDir(out).filePath("tool-1.ico");
@@ -390,11 +388,8 @@ void ExeDocTest::replacesAndAddsIconsAndSavesPngs() {
     const QString path = s.Path("tool.dll");
     WriteAll(path, TestProgram(false));
     const QByteArray original = ReadAll(path);
-    CIconDoc icon;
-    icon.AddFormat(MakeFormat(48, 32));
-    icon.AddFormat(MakeFormat(20, 8));
     std::vector<std::uint8_t> iconFile;
-    QVERIFY(WriteIconFile(icon, false, iconFile));
+    QVERIFY(WriteIconFile(MakeDoc({{48, 32}, {20, 8}}), false, iconFile));
     WriteAll(s.Path("new.ico"), iconFile);
     CMainFrame& main = *s.app->MainFrame();
 
