@@ -135,12 +135,8 @@ void LibraryTest::buildsALibraryAndSavesItInEveryKind() {
 void LibraryTest::anIconOpenedFromALibraryIsSavedBackIntoIt() {
     StartedApp s;
     CMainFrame& main = *s.app->MainFrame();
-    CIconDoc two, one;
-    two.AddFormat(MakeFormat(32, 32));
-    two.AddFormat(MakeFormat(16, 4));
-    one.AddFormat(MakeFormat(24, 8));
     std::vector<std::uint8_t> a, b;
-    QVERIFY(WriteIconFile(two, false, a) && WriteIconFile(one, false, b));
+    QVERIFY(WriteIconFile(MakeDoc({{32, 32}, {16, 4}}), false, a) && WriteIconFile(MakeDoc({{24, 8}}), false, b));
     shell::IconLibrary made;
     QVERIFY(made.Add(a, 0, ResourceName{{}, "MAIN"}) && made.Add(b, 1));
     WriteAll(s.Path("lib.icl"), *made.Write(shell::LibraryKind::Icl, "lib"));
