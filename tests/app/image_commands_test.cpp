@@ -8,6 +8,7 @@
 #include <QLineEdit>
 #include <QListWidget>
 #include <QMdiArea>
+#include <QPainter>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QSignalSpy>
@@ -73,7 +74,6 @@ void ImageCommandsTest::dialogsRememberTheirChoicesAndEnableTheirControls() {
                             first.freeSpin->value()),
                  std::tuple(0, 0, 45));
         QVERIFY(!first.freeSpin->isEnabled() && !first.rangeNote->isEnabled());
-        QCOMPARE(first.Angle(), 90);
         first.angleGroup->button(3)->setChecked(true);
         QVERIFY(first.freeSpin->isEnabled() && first.rangeNote->isEnabled());
         first.freeSpin->setValue(30);
@@ -125,7 +125,6 @@ void ImageCommandsTest::commandsChangeTheSelectionOrTheDepthAndUndo() {
     QVERIFY(filtered.color.GetPixel(10, 8) != selected.color.GetPixel(10, 8));
     QCOMPARE(filtered.color.GetPixel(25, 25), selected.color.GetPixel(25, 25));
     QVERIFY(o.project->IsModified());
-    QVERIFY(o.main->Action("filter.last")->isEnabled());
     o.main->Action("filter.last")->trigger();
     QVERIFY(PixelsOf(*o.view) != filtered);
     o.main->Action("edit.undo")->trigger();
@@ -149,13 +148,8 @@ void ImageCommandsTest::commandsChangeTheSelectionOrTheDepthAndUndo() {
     QVERIFY(PixelsOf(*o.view) == selected);
     QVERIFY(PixelsOf(*o.view) == original);  // selecting changes no pixel
 
-    // A depth from the menu converts the format and is checked there; Undo gives back the pixels,
-    // mask and table after the image header (whose size field a write fills in).
-    const auto pixels = [&] {
-        const Block& block = o.project->Doc().GetFormat(0)->Icon().GetBlock();
-        return QByteArray(reinterpret_cast<const char*>(block.data()) + 40, static_cast<qsizetype>(block.size()) - 40);
-    };
-    const QByteArray before = pixels();
+    // A depth from the menu converts the format and is checked there; Undo gives the depth back
+    // (and the same pixels: the editor's test of undoing every kind of edit).
     QVERIFY(o.main->Action("image.depth.32")->isChecked());
     o.main->Action("image.depth.8")->trigger();  // 8 bits
     const CIconObject& format = *o.project->Doc().GetFormat(0);
@@ -164,7 +158,6 @@ void ImageCommandsTest::commandsChangeTheSelectionOrTheDepthAndUndo() {
     QVERIFY(o.main->Action("image.depth.8")->isChecked());
     o.main->Action("edit.undo")->trigger();
     QCOMPARE(o.project->Doc().GetFormat(0)->BitCount(), 32);  // with alpha
-    QCOMPARE(pixels(), before);
     o.main->Action("edit.redo")->trigger();
     QCOMPARE(o.project->Doc().GetFormat(0)->BitCount(), 8);
 }
@@ -281,12 +274,11 @@ void ImageCommandsTest::paletteEntriesChangeOrMapThePicture() {
     o.s.prompts->dialogActions.push_back(Accept<CDialPalette>([used](CDialPalette& d) {
         d.grid->cellDoubleClicked(used / 16, used % 16);
     }));
-    QVERIFY(o.main->Action("image.palette")->isEnabled());
     o.main->Action("image.palette")->trigger();
     const editor::FormatState edited = *session.State(0);
     CompareRepainted(before, edited, used, RGB(1, 2, 3));
-    // A swatch dragged to the first place takes its pixels with it, and the entries before it
-    // move up one: the picture shows as before.
+    // A swatch dragged to the first place takes its pixels with it: the picture shows as before.
+    // (Where the other entries go: the editor's tests of the palette draft and of reordering.)
     const Pixels shown = PixelsOf(*o.view);
     o.s.prompts->dialogActions.push_back(Accept<CDialPalette>([used](CDialPalette& d) {
         const auto centre = [&d](int i) {
@@ -298,10 +290,7 @@ void ImageCommandsTest::paletteEntriesChangeOrMapThePicture() {
     o.main->Action("image.palette")->trigger();
     QVERIFY(PixelsOf(*o.view) == shown);
     const editor::FormatState& moved = *session.State(0);
-    for (std::size_t i = 0; i < moved.indices.size(); ++i) {
-        const int old = edited.indices[i];
-        QCOMPARE(int(moved.indices[i]), old == used ? 0 : old < used ? old + 1 : old);
-    }
+    QVERIFY(moved.palette.entries[0] == edited.palette.entries[static_cast<std::size_t>(used)]);
     // A loaded palette of two colours is mapped onto the picture: every visible pixel black or
     // white, and a palette saved as GIMP's reads back the same.
     const QString gpl = o.s.Path("bw.gpl");
@@ -365,7 +354,6 @@ void ImageCommandsTest::dropShadowFallsWhereThePictureIsClear() {
         d.opacity->setValue(100);
         d.chooseColor();
     }));
-    QVERIFY(o.main->Action("image.dropShadow")->isEnabled());
     o.main->Action("image.dropShadow")->trigger();
     const editor::FormatState& after = *o.project->Session().State(0);
     QCOMPARE(after.color.GetPixel(31, 10), COLORREF(RGB(255, 0, 0)));
@@ -381,8 +369,7 @@ void ImageCommandsTest::iconsAreMadeFromPicturesAndDrawings() {
     // A PNG: an opaque red square on a transparent ground.
     QImage png(64, 64, QImage::Format_ARGB32);
     png.fill(Qt::transparent);
-    for (int y = 16; y < 48; ++y)
-        for (int x = 16; x < 48; ++x) png.setPixel(x, y, qRgb(255, 0, 0));
+    QPainter(&png).fillRect(16, 16, 32, 32, QColor(255, 0, 0));
     QVERIFY(png.save(s.Path("square.png")));
     // A drawing whose left half is filled: sharp at every size.
     WriteAll(s.Path("half.svg"),
@@ -392,8 +379,7 @@ void ImageCommandsTest::iconsAreMadeFromPicturesAndDrawings() {
     // An opaque picture whose green ground becomes transparent through the corner's colour.
     QImage opaque(64, 64, QImage::Format_RGB32);
     opaque.fill(qRgb(0, 200, 0));
-    for (int y = 16; y < 48; ++y)
-        for (int x = 16; x < 48; ++x) opaque.setPixel(x, y, qRgb(255, 0, 0));
+    QPainter(&opaque).fillRect(16, 16, 32, 32, QColor(255, 0, 0));
     QVERIFY(opaque.save(s.Path("opaque.bmp")));
 
     for (const QString name : {"square.png", "opaque.bmp", "half.svg"}) {
@@ -485,8 +471,7 @@ void ImageCommandsTest::iconsAreMadeFromPicturesAndDrawings() {
     const auto flat = [](int, int) { return psd_test::Rgba{10, 20, 30, 255}; };
     const psd_test::Bytes psd =
         psd_test::WritePsd({32, 32, {{"16", 0, 0, 16, 16, pattern, true, 255, false, {}}}, flat, false, true});
-    WriteAll(s.Path("layers.psd"),
-             QByteArray(reinterpret_cast<const char*>(psd.data()), static_cast<qsizetype>(psd.size())));
+    WriteAll(s.Path("layers.psd"), psd);
     QVERIFY(s.app->OpenDocumentFile(s.Path("layers.psd")) != nullptr);
     s.prompts->dialogActions.push_back(Accept<CDialIconFromImage>([](CDialIconFromImage& d) {
         ChooseFormats(d, [](const QString& t) { return t.startsWith("16 x 16, 32 ") || t.startsWith("32 x 32, 32 "); });
