@@ -22,8 +22,7 @@ class CommandsTest : public QObject {
     Q_OBJECT
 private slots:
     void registryRunsOnlyEnabledCommandsAndShowsTheModelsState();
-    void everyMenuItemIsARegisteredCommandWithItsOwnShortcut();
-    void toolPaletteShowsAndChoosesTheCurrentTool();
+    void menusAndTheToolPaletteShowTheRegisteredCommands();
     void gradientEditorEditsEveryToolsStops();
     void windowMenuListsTheOpenDocuments();
 };
@@ -64,7 +63,7 @@ void CommandsTest::registryRunsOnlyEnabledCommandsAndShowsTheModelsState() {
     QCOMPARE(commands.Ids(), QStringList({"test.run", "test.toggle", "test.stubborn"}));
 }
 
-void CommandsTest::everyMenuItemIsARegisteredCommandWithItsOwnShortcut() {
+void CommandsTest::menusAndTheToolPaletteShowTheRegisteredCommands() {
     StartedApp s;
     CMainFrame* main = s.app->MainFrame();
     // Each menu item (but the lists of recent files and windows) is a command found by its id.
@@ -100,11 +99,8 @@ void CommandsTest::everyMenuItemIsARegisteredCommandWithItsOwnShortcut() {
         QVERIFY2(!main->Action(id)->isEnabled(), id);
     for (const char* id : {"file.new", "file.open", "app.preferences", "tool.brush"}) QVERIFY2(main->Action(id)->isEnabled(), id);
     QVERIFY(!main->commands->Execute("file.close"));
-}
 
-void CommandsTest::toolPaletteShowsAndChoosesTheCurrentTool() {
-    StartedApp s;
-    CMainFrame* main = s.app->MainFrame();
+    // The tool palette: a button a tool, movable, with its own entry in the View menu.
     QToolBar* palette = main->toolPalette;
     QVERIFY(palette != nullptr);
     QVERIFY(palette->isMovable() && palette->toggleViewAction() != nullptr);
