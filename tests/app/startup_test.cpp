@@ -24,30 +24,23 @@ private slots:
 };
 
 void StartupTest::aMissingProfileGivesEveryDefaultAndExitWritesThemBack() {
-    QTemporaryDir dir;
-    StartOptions options;
-    options.profileFile = dir.filePath("none.ini");  // no such file
-    options.programFolder = dir.filePath("program");
-    options.appDataFolder = dir.filePath("appdata");
-    {
-        CKvApp app(options);
-        app.SetPrompts(std::make_unique<RecordingPrompts>());
-        QVERIFY(app.InitInstance({}));
-        // The main window is up and takes dropped files; the timer runs; the folders are those given.
-        QVERIFY(app.MainFrame()->isVisible());
-        QVERIFY(app.MainFrame()->acceptDrops());
-        QVERIFY(app.timer.isActive());
-        QCOMPARE(app.programFolder, dir.filePath("program") + "/");
-        QCOMPARE(app.userDataFolder, dir.filePath("appdata") + "/Korvane/Tellurine/");
-        // The defaults show the splash.
-        QVERIFY(app.StartupLog().contains("splash"));
-        QVERIFY(app.recentFiles.Entries().empty());
-        app.prefs.JpegQuality = 91;
-        app.AddToRecentFileList("/somewhere/a.ico");
-        app.ExitInstance();
-    }
+    StartedApp s({}, false, [](QTemporaryDir& dir) { QFile::remove(dir.filePath("profile.ini")); });
+    QVERIFY(s.started);
+    CKvApp& app = *s.app;
+    // The main window is up and takes dropped files; the timer runs; the folders are those given.
+    QVERIFY(app.MainFrame()->isVisible());
+    QVERIFY(app.MainFrame()->acceptDrops());
+    QVERIFY(app.timer.isActive());
+    QCOMPARE(app.programFolder, s.Path("program") + "/");
+    QCOMPARE(app.userDataFolder, s.Path("appdata") + "/Korvane/Tellurine/");
+    // The defaults show the splash.
+    QVERIFY(app.StartupLog().contains("splash"));
+    QVERIFY(app.recentFiles.Entries().empty());
+    app.prefs.JpegQuality = 91;
+    app.AddToRecentFileList("/somewhere/a.ico");
+    app.ExitInstance();
     // (That every value is written under its name: the shell's preference tests.)
-    QSettings ini(options.profileFile, QSettings::IniFormat);
+    QSettings ini(s.ProfilePath(), QSettings::IniFormat);
     QCOMPARE(ini.value("prefs/JpegQuality").toInt(), 91);
     QCOMPARE(ini.value("Recent File List/File1").toString(), QString("/somewhere/a.ico"));
     QCOMPARE(ini.value("Korvane Recent Files/File1").toString(), QString("/somewhere/a.ico"));
