@@ -59,10 +59,8 @@ void RecoveryTest::aKilledProgramsEditIsRestoredAtTheNextStart() {
 }
 
 void RecoveryTest::savingClosingAndRefusingRemoveTheFiles() {
-    StartedApp s;
-    const QString icon = s.Path("icon.ico");
-    WriteProject(icon, {{16, 32}});
-    auto* project = qobject_cast<CIconProject*>(s.app->OpenDocumentFile(icon));
+    OpenIcon o({{16, 32}});
+    auto& [s, icon, main, frame, view, project] = o;
     s.app->SaveRecoveryFiles();
     QVERIFY(s.app->Recovery()->FileOf(project).isEmpty());  // nothing to keep while unmodified
     project->DeleteFormat(0);
