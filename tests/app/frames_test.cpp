@@ -246,7 +246,6 @@ void FramesTest::displayPreferencesRepaintEveryWindowAndAreSaved() {
         d.showGrid->setChecked(false);
         d.strongerSpacing->setValue(4);
         CPrefsPropertySheet::SetButtonColour(d.gridColor, 0x0000FF);
-        d.template findChild<QCheckBox*>("MacPngElements")->setChecked(true);
         // The pages of plain values, each widget named after its value.
         QVERIFY(!d.template findChild<QCheckBox*>("ShowSplashScreen")->isChecked());  // the test's profile
         d.template findChild<QCheckBox*>("ShowSplashScreen")->setChecked(true);
@@ -264,7 +263,6 @@ void FramesTest::displayPreferencesRepaintEveryWindowAndAreSaved() {
     QCOMPARE(corner(), QColor(0x30, 0x30, 0x30));
     QSettings ini(s.ProfilePath(), QSettings::IniFormat);
     QCOMPARE(ini.value("prefs/TransparentColor1").toString(), QString::number(0x303030));
-    QCOMPARE(ini.value("prefs/MacPngElements").toInt(), 1);
     QCOMPARE(ini.value("prefs/GridColor").toString(), QString::number(0x0000FF));
     QCOMPARE(ini.value("prefs/ShowSplashScreen").toInt(), 1);
     QCOMPARE(ini.value("folders/ActualDir").toString(), QString("/somewhere/icons"));
