@@ -108,7 +108,6 @@ void DocumentsTest::newIconDialogMakesTheChosenFormatsAndKeepsEachSystemsChoices
         d.macButton->setChecked(true);
         QVERIFY(!d.compressCheck->isEnabled());
         QVERIFY(CheckedTexts(*d.formatList).contains("32 x 32 @2x, 32 bits (true color with alpha)"));
-        QVERIFY(CheckedTexts(*d.formatList).contains("1024 x 1024, 32 bits (true color with alpha)"));
         d.windowsButton->setChecked(true);
         QCOMPARE(CheckedTexts(*d.formatList), QStringList{"16 x 16, 1 bit (2 colors)"} + windows);
         d.macButton->setChecked(true);
