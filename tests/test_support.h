@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <concepts>
 #include <cstdint>
 #include <cstring>
 #include <functional>
@@ -12,6 +13,13 @@
 #include "image/dib_block.h"
 
 namespace tellurine::test {
+
+// The low byte of v, for pixels worked out by arithmetic.
+template <std::integral Integer>
+std::uint8_t U8(Integer v) { return static_cast<std::uint8_t>(v); }
+
+// True when two blocks hold the same bytes, as many of them.
+inline bool SameBytes(const Block& a, const Block& b) { return std::ranges::equal(a.bytes(), b.bytes()); }
 
 // Byte offset of pixel (x, y) of a 24- or 32-bit block; y counts from the top of the picture.
 inline std::uint8_t* PixelAt(Block& b, int x, int y) {

@@ -27,8 +27,7 @@ Block Disc(int width, int height) {
     return test::MakeDib(width, height, 32, [=](int x, int stored) {
         const double d = std::hypot(x + 0.5 - cx, stored + 0.5 - cy);
         const int alpha = d < r - 1 ? 255 : d < r + 1 ? static_cast<int>(255 * (r + 1 - d) / 2) : 0;
-        return test::Px{static_cast<std::uint8_t>(40 + 200 * x / width),
-                        static_cast<std::uint8_t>(200 * stored / height), 220, static_cast<std::uint8_t>(alpha)};
+        return test::Px{test::U8(40 + 200 * x / width), test::U8(200 * stored / height), 220, test::U8(alpha)};
     });
 }
 

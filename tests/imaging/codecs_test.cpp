@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstring>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -18,9 +17,9 @@ namespace tellurine {
 namespace {
 
 using test::Px;
+using test::SameBytes;
 using test::TopDown;
-
-std::uint8_t U8(int v) { return static_cast<std::uint8_t>(v); }
+using test::U8;
 
 // Small PNG files in the variants icon files carry, written once by Pillow and ImageMagick (the
 // interlaced one without its time and text chunks).
@@ -72,8 +71,7 @@ TEST(Png, RoundTripsKeepEveryByteOfAlphaAndEveryColourWithout) {
         ASSERT_TRUE(PngDimensions(png, w, h));
         EXPECT_EQ(std::pair(w, h), std::pair(side, side + 3));
         const Block back = DecodePng(png, 0);  // 0 means 32; the header is compared with the pixels
-        ASSERT_EQ(back.size(), dib.size());
-        EXPECT_EQ(0, std::memcmp(back.data(), dib.data(), dib.size()));
+        EXPECT_TRUE(SameBytes(back, dib));
 
         ASSERT_TRUE(EncodePng(dib, rgb, 6, PngChannels::Rgb));
         EXPECT_EQ(rgb.at(25), 2);  // the header's colour type: RGB
@@ -150,10 +148,8 @@ void ExpectBothDecoders(const std::vector<std::uint8_t>& png, const Block& expec
     const Block fast = DecodePng(png, 32, PngDecoder::Automatic);
     const Block reference = DecodePng(png, 32, PngDecoder::Libpng);
     ASSERT_FALSE(fast.empty());
-    ASSERT_EQ(fast.size(), reference.size());
-    EXPECT_EQ(0, std::memcmp(fast.data(), reference.data(), fast.size()));
-    ASSERT_EQ(fast.size(), expected.size());
-    EXPECT_EQ(0, std::memcmp(fast.data(), expected.data(), expected.size()));
+    EXPECT_TRUE(SameBytes(fast, reference));
+    EXPECT_TRUE(SameBytes(fast, expected));
 }
 
 // The short path for plain RGBA streams must give exactly libpng's bitmap: over every row filter

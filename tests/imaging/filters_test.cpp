@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <functional>
 #include <numeric>
 #include <tuple>
@@ -21,6 +20,7 @@ namespace {
 using test::At;
 using test::MakeDib;
 using test::Px;
+using test::SameBytes;
 
 std::uint32_t gSeed = 1;
 std::uint8_t RandomByte() {
@@ -32,9 +32,6 @@ Block RandomDib(std::int32_t w, std::int32_t h, int bits) {
     return MakeDib(w, h, bits, [](int, int) {
         return Px{RandomByte(), RandomByte(), RandomByte(), RandomByte()};
     });
-}
-bool SameBytes(const Block& a, const Block& b) {
-    return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size()) == 0;
 }
 DeviceBitmap RandomBitmap(int w, int h) {
     DeviceBitmap bm = DeviceBitmap::Create(w, h);

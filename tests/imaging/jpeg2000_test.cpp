@@ -21,6 +21,8 @@
 namespace tellurine {
 namespace {
 
+using test::U8;
+
 // The fixtures' 8-bit values at (x, y): colour c (0 red, 1 green, 2 blue, 3 alpha) of the colour
 // ones, and the grey ones' grey (c = 0) and alpha (c = 3).
 int ExpectedSample(int x, int y, int c) {
@@ -75,9 +77,8 @@ std::vector<std::uint8_t> LibraryStream(int components, int depth, bool jp2) {
 // An icon-like 32-bit picture: gradients, alpha running through every value, and colour kept
 // under fully transparent pixels.
 Block MakePicture(std::int32_t w, std::int32_t h) {
-    const auto u8 = [](int v) { return static_cast<std::uint8_t>(v); };
     return test::MakeDib(w, h, 32, [&](int x, int y) {
-        return test::Px{u8(x * 255 / w), u8(y * 255 / h), u8((x + y) * 3), u8(x * y + x)};
+        return test::Px{U8(x * 255 / w), U8(y * 255 / h), U8((x + y) * 3), U8(x * y + x)};
     });
 }
 
@@ -153,17 +154,15 @@ TEST(Jpeg2000, GreyAlphaDeepAndShallowStreamsDecodeToEightBitBgra) {
         // Decoded whole for looking at, without the image library: the same pixels.
         Block looked;
         ASSERT_TRUE(DecodeJpeg2000Reduced(stream, 2, w, h, looked, 6));
-        EXPECT_EQ(std::vector(looked.data(), looked.data() + looked.size()),
-                  std::vector(bgra.data(), bgra.data() + bgra.size()));
+        EXPECT_TRUE(test::SameBytes(looked, bgra));
         for (int y = 0; y < 2; ++y)
             for (int x = 0; x < 3; ++x) {
                 const std::uint8_t* p = bgra.data() + (y * 3 + x) * 4;
                 // 4-bit samples are stretched so that 15 would be 255.
                 const int grey = c.depth == 4 ? (2 * (x + 3 * y) + 1) * 17 : ExpectedSample(x, y, 0);
-                EXPECT_EQ(p[2], grey) << " at " << x << "," << y;
-                EXPECT_EQ(p[1], colour ? ExpectedSample(x, y, 1) : grey);
-                EXPECT_EQ(p[0], colour ? ExpectedSample(x, y, 2) : grey);
-                EXPECT_EQ(p[3], alpha ? ExpectedSample(x, y, 3) : 255);
+                const test::Px want{U8(colour ? ExpectedSample(x, y, 2) : grey), U8(colour ? ExpectedSample(x, y, 1) : grey),
+                                    U8(grey), U8(alpha ? ExpectedSample(x, y, 3) : 255)};
+                EXPECT_EQ((test::Px{p[0], p[1], p[2], p[3]}), want) << " at " << x << "," << y;
             }
         // One level dropped gives 2 x 1 pixels of the same layout: grey stays grey, no alpha stays
         // opaque.

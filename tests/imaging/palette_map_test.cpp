@@ -14,8 +14,7 @@ namespace tellurine {
 namespace {
 
 using Rows = std::vector<std::vector<int>>;
-
-std::uint8_t U8(int v) { return static_cast<std::uint8_t>(v); }
+using test::U8;
 
 // A 24-bit bitmap of grey pixels given in storage order (first row = first stored row).
 Block GreyImage(const Rows& rows) {

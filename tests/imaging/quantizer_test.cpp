@@ -90,8 +90,7 @@ TEST(QuantizerPalette, LeavesInChildOrderThenBlackAndWhiteLast) {
     // Black keeps its own leaf among many colours.
     std::vector<Rgb> many;
     for (int i = 0; i < 4000; ++i)
-        many.push_back({static_cast<std::uint8_t>(128 + i % 127), static_cast<std::uint8_t>(i * 31),
-                        static_cast<std::uint8_t>(i * 57)});
+        many.push_back({test::U8(128 + i % 127), test::U8(i * 31), test::U8(i * 57)});
     const std::vector<Rgb> full = Built(optimal(many, true), 256);
     EXPECT_EQ(full[0], kBlack);
     EXPECT_EQ(full[255], kWhite);
@@ -130,8 +129,7 @@ TEST(QuantizerReduction, RunsOfOneColourAndAlphaGiveTheSameTreeAsSinglePixels) {
     std::mt19937 random(7);
     std::vector<Rgb> pixels;
     while (pixels.size() < 5000) {
-        const Rgb c{static_cast<std::uint8_t>(random()), static_cast<std::uint8_t>(random()),
-                    static_cast<std::uint8_t>(random())};
+        const Rgb c{test::U8(random()), test::U8(random()), test::U8(random())};
         const std::size_t run = random() % 5 + 1;
         for (std::size_t i = 0; i < run; ++i) pixels.push_back(c);
     }

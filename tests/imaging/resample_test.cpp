@@ -19,14 +19,14 @@ namespace {
 using test::At;
 using test::MakeDib;
 using test::Px;
+using test::SameBytes;
+using test::U8;
 
 void ExpectShape(const Block& b, int w, int h, int bits) {
     const auto l = GetDibLayout(b);
     ASSERT_TRUE(l.has_value());
     EXPECT_EQ(std::tuple(l->width, l->height, l->bitCount, l->coreHeader), std::tuple(w, h, bits, false));
 }
-
-std::uint8_t U8(int v) { return static_cast<std::uint8_t>(v); }
 
 // A pixel with a known value; y counts stored rows from the bottom.
 struct Point {
@@ -131,8 +131,7 @@ TEST(ResampleDib, BleedingMatchesTheNeighbourhoodCountedPixelByPixel) {
         const Block src = MakeDib(w, h, 32, [&](int, int) {
             const auto v = rng();
             const std::uint32_t a = static_cast<std::uint32_t>(v >> 24);
-            return Px{static_cast<std::uint8_t>(v), static_cast<std::uint8_t>(v >> 8), static_cast<std::uint8_t>(v >> 16),
-                      static_cast<std::uint8_t>(a % 5 == 0 ? 8 + a % 200 : a % 9)};
+            return Px{U8(v), U8(v >> 8), U8(v >> 16), U8(a % 5 == 0 ? 8 + a % 200 : a % 9)};
         });
         resample_detail::WorkImage work, expected;
         ASSERT_TRUE(work.Allocate(w, h));
@@ -156,8 +155,7 @@ TEST(ResampleDib, BleedingMatchesTheNeighbourhoodCountedPixelByPixel) {
         const Block out = ResampleDib(src, tw, th);
         // Bled by two threads, each half of the rows: the same.
         const Block halves = PreparedResample(src, 2).Resample(tw, th);
-        ASSERT_EQ(std::vector<std::uint8_t>(out.data(), out.data() + out.size()),
-                  std::vector<std::uint8_t>(halves.data(), halves.data() + halves.size()));
+        ASSERT_TRUE(SameBytes(out, halves));
         for (int y = 0; y < th; ++y)
             for (int x = 0; x < tw; ++x) {
                 const std::uint8_t* e = expected.At(x, y);
@@ -176,9 +174,8 @@ TEST(ResampleDib, SameSizeCopiesAndRefusesOtherDepthsBadSizesAndDamagedBlocks) {
     std::memcpy(truncated.data(), src.data(), truncated.size());
     for (const ResampleQuality quality : kQualities) {
         const Block out = ResampleDib(src, 5, 3, quality);
-        ASSERT_EQ(out.size(), src.size());
         EXPECT_NE(out.data(), src.data());
-        EXPECT_EQ(std::memcmp(out.data(), src.data(), src.size()), 0);
+        EXPECT_TRUE(SameBytes(out, src));
 
         EXPECT_TRUE(ResampleDib(MakeDib(4, 4, 8, [](int, int) { return Px{}; }), 8, 8, quality).empty());
         EXPECT_TRUE(ResampleDib(CreateDibBlock(4, 4, 16), 8, 8, quality).empty());
@@ -295,9 +292,7 @@ TEST(CropDib, RowsCountFromTheTopAndTheRectangleIsClampedToThePicture) {
         for (int x = 0; x < 2; ++x) EXPECT_EQ(At(out, x, y), At(picture, x + 1, y + 1)) << x << "," << y;
 
     const Block src = MakeDib(5, 3, 24, [](int x, int y) { return Px{U8(x), U8(y), 1, 0}; });
-    const Block all = CropDib(src, -4, -9, 100, 100);
-    ASSERT_EQ(all.size(), src.size());
-    EXPECT_EQ(std::memcmp(all.data(), src.data(), src.size()), 0);
+    EXPECT_TRUE(SameBytes(CropDib(src, -4, -9, 100, 100), src));
 
     const Block corner = CropDib(src, 3, 2, 99, 99);  // picture row 2 is stored row 0
     ExpectShape(corner, 2, 1, 24);
