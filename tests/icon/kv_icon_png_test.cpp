@@ -18,16 +18,15 @@
 namespace tellurine {
 namespace {
 
+using test::U8;
+
 // A w x h 32-bit picture: pixel (x, y) has colour (x*7, y*5, x+y) and alpha 0 on the diagonal
 // stripes where (x + y) % 4 == 0, otherwise a varying nonzero alpha.
 Block Picture32(int w, int h) {
-    Block dib = CreateDibBlock(w, h, 32);
-    for (int y = 0; y < h; ++y)
-        for (int x = 0; x < w; ++x)
-            test::SetBgra(dib, x, y, static_cast<std::uint8_t>(x * 7), static_cast<std::uint8_t>(y * 5),
-                          static_cast<std::uint8_t>(x + y),
-                          static_cast<std::uint8_t>((x + y) % 4 == 0 ? 0 : 1 + (x * 3 + y) % 255));
-    return dib;
+    return test::MakeDib(w, h, 32, [h](int x, int stored) {
+        const int y = h - 1 - stored;
+        return test::Px{U8(x * 7), U8(y * 5), U8(x + y), U8((x + y) % 4 == 0 ? 0 : 1 + (x * 3 + y) % 255)};
+    });
 }
 
 std::vector<std::uint8_t> PngOf(const Block& dib) {
@@ -53,13 +52,11 @@ const std::uint8_t* Pixel(const CKvIcon& icon, int x, int y) {
 // A w x h picture that fits every depth: two colours, and alpha 0 (over a colour that is
 // neither) on the stripes where (x + y) % 4 == 0.
 Block TwoColourPicture(int w, int h) {
-    Block dib = CreateDibBlock(w, h, 32);
-    for (int y = 0; y < h; ++y)
-        for (int x = 0; x < w; ++x) {
-            const bool clear = (x + y) % 4 == 0, first = x * y % 3 == 0;
-            test::SetBgra(dib, x, y, clear ? 9 : first ? 10 : 250, first ? 200 : 5, first ? 30 : 128, clear ? 0 : 255);
-        }
-    return dib;
+    return test::MakeDib(w, h, 32, [h](int x, int stored) {
+        const int y = h - 1 - stored;
+        const bool clear = (x + y) % 4 == 0, first = x * y % 3 == 0;
+        return test::Px{U8(clear ? 9 : first ? 10 : 250), U8(first ? 200 : 5), U8(first ? 30 : 128), U8(clear ? 0 : 255)};
+    });
 }
 
 class KvIconPngDepth : public ::testing::TestWithParam<int> {};
@@ -88,15 +85,7 @@ TEST_P(KvIconPngDepth, DecodesIntoAFullIconBlockOfTheDirectoryDepth) {
     // (at 1 bit the two colours fill the table and clear pixels take entry 0, shown clear).
     const std::uint8_t* entry0 = icon.GetBlock().data() + l.tableOffset;
     const test::Px clear = depth == 1 ? test::Px{entry0[0], entry0[1], entry0[2], 0} : test::Px{0, 0, 0, 0};
-    Block shown = icon.To32BitDib();
-    for (int y = 0; y < h; ++y) {
-        for (int x = 0; x < w; ++x) {
-            const test::Px want = test::TopDown(source, x, y), got = test::TopDown(shown, x, y);
-            EXPECT_EQ(AndBit(icon, x, y), want[3] == 0 ? 1 : 0) << x << "," << y;
-            EXPECT_EQ(got, want[3] != 0 || depth == 32 ? want : clear) << x << "," << y;
-        }
-    }
-
+    const Block shown = icon.To32BitDib();
     // Written as a PNG (below 32 bits encoded again from the table, or the colour bytes, and the
     // AND mask) and read back at 32 bits, it shows the same picture with the same mask.
     Archive out = Archive::ForStoring();
@@ -104,10 +93,13 @@ TEST_P(KvIconPngDepth, DecodesIntoAFullIconBlockOfTheDirectoryDepth) {
     ASSERT_EQ(icon.WriteImage(out, written), 1);
     CKvIcon back;
     ASSERT_EQ(back.ReadImage(out.Bytes(), written, 32), 1);
-    Block again = back.To32BitDib();
+    const Block again = back.To32BitDib();
     for (int y = 0; y < h; ++y) {
         for (int x = 0; x < w; ++x) {
-            EXPECT_EQ(test::TopDown(again, x, y), test::TopDown(shown, x, y)) << x << "," << y;
+            const test::Px want = test::TopDown(source, x, y), got = test::TopDown(shown, x, y);
+            EXPECT_EQ(AndBit(icon, x, y), want[3] == 0 ? 1 : 0) << x << "," << y;
+            EXPECT_EQ(got, want[3] != 0 || depth == 32 ? want : clear) << x << "," << y;
+            EXPECT_EQ(test::TopDown(again, x, y), got) << x << "," << y;
             EXPECT_EQ(AndBit(back, x, y), AndBit(icon, x, y)) << x << "," << y;
         }
     }

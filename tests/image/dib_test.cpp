@@ -18,7 +18,6 @@ using test::Attached;
 using test::Px;
 using test::TopDown;
 using test::GetIndex;
-using test::SetBgra;
 using test::SetIndex;
 using test::SetTableEntry;
 
@@ -59,9 +58,8 @@ TEST(CDib, CopyResetsResolutionButAssignmentKeepsIt) {
     EXPECT_EQ(attributes(copy), reset);
     EXPECT_EQ(copy.SavedColorTable(), source.SavedColorTable());
     EXPECT_EQ(copy.GetPalette(), source.GetPalette());
-    ASSERT_EQ(copy.GetBlock().size(), source.GetBlock().size());
     EXPECT_NE(copy.GetBlock().data(), source.GetBlock().data());
-    EXPECT_EQ(0, std::memcmp(copy.GetBlock().data(), source.GetBlock().data(), source.GetBlock().size()));
+    EXPECT_TRUE(test::SameBytes(copy.GetBlock(), source.GetBlock()));
 
     CDIB assigned = MakeDib(2, 2, 24);
     assigned = source;
@@ -120,10 +118,8 @@ TEST(CDib, TransparentIndexBecomesAlpha) {
 }
 
 TEST(CDib, FlattenAndConvertRespectTheirDepths) {
-    Block b = CreateDibBlock(2, 1, 32);
-    SetBgra(b, 0, 0, 0, 100, 200, 128);
-    SetBgra(b, 1, 0, 10, 20, 30, 255);
-    const CDIB dib = Attached(std::move(b));
+    const Px row[] = {{0, 100, 200, 128}, {10, 20, 30, 255}};
+    const CDIB dib = Attached(test::MakeDib(2, 1, 32, [&](int x, int) { return row[x]; }));
 
     CDIB flat = dib;
     flat.Flatten(RGB(255, 255, 255));
@@ -153,11 +149,8 @@ TEST(CDib, FlattenAndConvertRespectTheirDepths) {
 }
 
 TEST(CDib, KeyedCopyMarksLowAlphaMagenta) {
-    Block b = CreateDibBlock(3, 1, 32);
-    SetBgra(b, 0, 0, 0, 0, 0, 63);
-    SetBgra(b, 1, 0, 0, 0, 255, 64);
-    SetBgra(b, 2, 0, 1, 2, 3, 255);
-    const CDIB dib = Attached(std::move(b));
+    const Px row[] = {{0, 0, 0, 63}, {0, 0, 255, 64}, {1, 2, 3, 255}};
+    const CDIB dib = Attached(test::MakeDib(3, 1, 32, [&](int x, int) { return row[x]; }));
     const CDIB keyed = dib.MakeKeyedCopy();
     ASSERT_EQ(keyed.BitCount(), 24);
     EXPECT_EQ(dib.BitCount(), 32);  // the source is untouched
@@ -186,7 +179,7 @@ TEST(CDib, ArchiveFormIsFlagSizeAndBlock) {
     CDIB back;
     ASSERT_TRUE(back.Serialize(in));
     EXPECT_EQ(back.GetPalette(), dib.GetPalette());
-    EXPECT_EQ(0, std::memcmp(back.GetBlock().data(), dib.GetBlock().data(), dib.GetBlock().size()));
+    EXPECT_TRUE(test::SameBytes(back.GetBlock(), dib.GetBlock()));
 
     // Truncated, lying about its size, or not a bitmap: refused, and the bitmap keeps its picture.
     std::vector<std::uint8_t> lying = bytes;

@@ -25,15 +25,12 @@ CMask Uniform(std::uint32_t w, std::uint32_t h, std::uint8_t value) {
 }
 
 TEST(CMask, ApplyToBitmapByDepth) {
-    Block rgb = CreateDibBlock(2, 1, 24);
-    SetBgra(rgb, 0, 0, 255, 100, 3);
-    SetBgra(rgb, 1, 0, 255, 100, 3);
+    Block rgb = test::MakeDib(2, 1, 24, [](int, int) { return Px{255, 100, 3, 255}; });
     ASSERT_EQ(Uniform(2, 1, 128).ApplyToBitmap(rgb), 1);
     EXPECT_EQ(TopDown(rgb, 0, 0), (Px{128, 50, 1, 255}));  // channel * 128 / 255
     EXPECT_EQ(TopDown(rgb, 1, 0), (Px{128, 50, 1, 255}));  // its neighbour's bytes untouched
 
-    Block argb = CreateDibBlock(3, 1, 32);
-    for (int x = 0; x < 3; ++x) SetBgra(argb, x, 0, 9, 9, 9, 200);
+    Block argb = test::MakeDib(3, 1, 32, [](int, int) { return Px{9, 9, 9, 200}; });
     CMask m(Uniform(3, 1, 255));
     m.Values()[1] = 0;
     m.Values()[2] = 100;

@@ -1,7 +1,6 @@
 // Colour reduction of a whole CDIB.
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <set>
 
 #include "imaging/dib_reduce.h"
@@ -12,16 +11,13 @@ namespace {
 
 using test::Attached;
 using test::GetIndex;
-using test::SetBgra;
+using test::U8;
 
 // Eight columns of distinct colours, the left half half-transparent at 32 bits.
 Block Stripes(int bits) {
-    Block b = CreateDibBlock(8, 4, bits);
-    for (int y = 0; y < 4; ++y)
-        for (int x = 0; x < 8; ++x)
-            SetBgra(b, x, y, static_cast<std::uint8_t>(x * 30), static_cast<std::uint8_t>(255 - x * 30), 40,
-                    x < 4 ? 0 : 255);
-    return b;
+    return test::MakeDib(8, 4, bits, [](int x, int) {
+        return test::Px{U8(x * 30), U8(255 - x * 30), 40, U8(x < 4 ? 0 : 255)};
+    });
 }
 
 PaletteEntry ColourOf(const CDIB& dib, int x, int y) {
@@ -35,13 +31,11 @@ TEST(ReduceToOptimalPalette, KeepsFewColoursExactly) {
     ASSERT_EQ(dib.BitCount(), 8);
     EXPECT_EQ(dib.resolution, 150);
     for (int x = 0; x < 8; ++x)
-        EXPECT_EQ(ColourOf(dib, x, 2), (PaletteEntry{40, static_cast<std::uint8_t>(255 - x * 30),
-                                                     static_cast<std::uint8_t>(x * 30), 0}))
-            << x;
+        EXPECT_EQ(ColourOf(dib, x, 2), (PaletteEntry{40, U8(255 - x * 30), U8(x * 30), 0})) << x;
     // An 8-bit picture is left as it is.
     const Block before = dib.GetBlock().Duplicate();
     ReduceToOptimalPalette(dib, 2);
-    EXPECT_EQ(0, std::memcmp(before.data(), dib.GetBlock().data(), before.size()));
+    EXPECT_TRUE(test::SameBytes(before, dib.GetBlock()));
 }
 
 TEST(ReduceToOptimalPalette, FlattensOverWhiteAndHonoursTheColourCount) {
@@ -58,12 +52,10 @@ TEST(ReduceToOptimalPalette, FlattensOverWhiteAndHonoursTheColourCount) {
     EXPECT_LE(used.size(), 3u);
 
     // With black and white kept, white lands in the last entry and is still used.
-    Block greys = CreateDibBlock(8, 1, 24);
-    for (int x = 0; x < 8; ++x) {
-        const auto v = static_cast<std::uint8_t>(x == 7 ? 255 : x * 30);
-        SetBgra(greys, x, 0, v, v, v);
-    }
-    CDIB kept = Attached(std::move(greys));
+    CDIB kept = Attached(test::MakeDib(8, 1, 24, [](int x, int) {
+        const auto v = U8(x == 7 ? 255 : x * 30);
+        return test::Px{v, v, v, 255};
+    }));
     ReduceToOptimalPalette(kept, 4, false, true);
     EXPECT_EQ(GetIndex(kept.GetBlock(), 7, 0), 255);
     EXPECT_EQ(ColourOf(kept, 0, 0), (PaletteEntry{0, 0, 0, 0}));
