@@ -1,6 +1,11 @@
-// Formats the editor's tests start from: one colour everywhere, or every pixel numbered.
+// Formats the editor's tests start from: one colour everywhere, or every pixel numbered; and a
+// drag of a tool across one.
 #pragma once
 
+#include <initializer_list>
+#include <utility>
+
+#include "editor/tools.h"
 #include "editor/undo_history.h"
 
 namespace tellurine::test {
@@ -23,6 +28,17 @@ inline editor::FormatState Numbered(int w, int h, bool alpha) {
     for (int y = 0; y < h; ++y)
         for (int x = 0; x < w; ++x) f.color.SetPixel(x, y, Number(x, y));
     return f;
+}
+
+// Presses at the first point, moves through the points between and lets go at the last; returns
+// the union of the rectangles the tool reported changed.
+inline editor::CanvasRect Drag(editor::CDrawTool& tool, editor::FormatState& f, editor::ColourSelection& colours,
+                               std::initializer_list<std::pair<int, int>> points, bool right = false) {
+    const std::pair<int, int>* p = points.begin();
+    editor::CanvasRect changed = tool.ButtonDown(f, colours, p->first, p->second, right).changed;
+    for (++p; p + 1 < points.end(); ++p)
+        changed = Union(changed, tool.PointerMove(f, colours, p->first, p->second).changed);
+    return Union(changed, tool.ButtonUp(f, colours, p->first, p->second).changed);
 }
 
 }  // namespace tellurine::test

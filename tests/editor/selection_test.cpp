@@ -11,6 +11,7 @@
 namespace tellurine::editor {
 namespace {
 
+using test::Drag;
 using test::Sides;
 using test::SidesOf;
 
@@ -96,17 +97,13 @@ TEST(Selection, TheSelectionToolDragsRectanglesAndMovesThem) {
     std::unique_ptr<CDrawTool> tool = MakeTool(ToolKind::Select);
     FormatState f = Numbered(true);
     EXPECT_EQ(tool->QueryCursor(f, 1, 1), ToolCursor::Cross);
-    tool->ButtonDown(f, colours, 1, 1, false);
-    tool->PointerMove(f, colours, 2, 3);
-    tool->ButtonUp(f, colours, 2, 3);
+    Drag(*tool, f, colours, {{1, 1}, {2, 3}, {2, 3}});
     EXPECT_TRUE(f.selectionActive);
     EXPECT_EQ(tool->QueryCursor(f, 1, 1), ToolCursor::Move);  // inside the selection
     EXPECT_EQ(MakeTool(ToolKind::Pick)->QueryCursor(f, 1, 1), ToolCursor::Picker);
     EXPECT_EQ(SidesOf(f.selection), (Sides{1, 1, 2, 3}));
     // A press inside picks it up; the drag carries it.
-    tool->ButtonDown(f, colours, 1, 1, false);
-    tool->PointerMove(f, colours, 4, 2);
-    tool->ButtonUp(f, colours, 4, 2);
+    Drag(*tool, f, colours, {{1, 1}, {4, 2}, {4, 2}});
     ASSERT_TRUE(f.floatingColor.has_value());
     EXPECT_EQ(std::pair(f.floatingX, f.floatingY), std::pair(4, 2));
     EXPECT_EQ(GetRValue(f.mask.GetPixel(1, 1)), 0);  // cleared under it (alpha 0)
@@ -136,9 +133,7 @@ TEST(Selection, HandlesResizeTheFrameWithoutPickingItUp) {
     SelectRectangle(f, 1, 1, 2, 4);
     const DeviceBitmap before = f.color;
     tool->settings.resizeEdges = kEdgeRight | kEdgeBottom;
-    tool->ButtonDown(f, colours, 2, 4, false);
-    tool->PointerMove(f, colours, 4, 9);  // past the image: clipped
-    tool->ButtonUp(f, colours, 4, 9);
+    Drag(*tool, f, colours, {{2, 4}, {4, 9}, {4, 9}});  // past the image: clipped
     EXPECT_FALSE(f.floatingColor.has_value());
     EXPECT_EQ(f.color, before);
     EXPECT_EQ(SidesOf(f.selection), (Sides{1, 1, 4, 5}));

@@ -25,16 +25,7 @@ int Changed(const FormatState& a, const FormatState& b) {
     return n;
 }
 
-// Presses at the first point, moves through the points between and lets go at the last; returns
-// the union of the rectangles the tool reported changed.
-CanvasRect Drag(CDrawTool& tool, FormatState& f, ColourSelection& colours,
-                std::initializer_list<std::pair<int, int>> points, bool right = false) {
-    const std::pair<int, int>* p = points.begin();
-    CanvasRect changed = tool.ButtonDown(f, colours, p->first, p->second, right).changed;
-    for (++p; p + 1 < points.end(); ++p)
-        changed = Union(changed, tool.PointerMove(f, colours, p->first, p->second).changed);
-    return Union(changed, tool.ButtonUp(f, colours, p->first, p->second).changed);
-}
+using test::Drag;
 
 TEST(Tools, StrokesOfEveryToolChangeWhatTheyCover) {
     ColourSelection colours{.foreground = 0x0000FF};
