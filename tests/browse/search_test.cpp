@@ -76,10 +76,8 @@ TEST(Search, LikenessKeepsAcrossSizesAndDepthsAndTellsDrawingsApart) {
 
 TEST(Search, NearestFormatPrefersTheSmallestAtLeastAsWideThenTheDeepest) {
     const std::vector<FormatSummary> formats = {{16, 16, 32}, {48, 48, 8}, {48, 48, 32}, {256, 256, 32}, {24, 24, 4}};
-    EXPECT_EQ(NearestFormat(formats, 32), 2);
-    EXPECT_EQ(NearestFormat(formats, 16), 0);
-    EXPECT_EQ(NearestFormat(formats, 20), 4);
-    EXPECT_EQ(NearestFormat(formats, 512), 3);
+    for (const auto& [width, nearest] : {std::pair{32, 2}, {16, 0}, {20, 4}, {512, 3}})
+        EXPECT_EQ(NearestFormat(formats, width), nearest) << width;
     EXPECT_EQ(NearestFormat({}, 32), -1);
 }
 

@@ -77,14 +77,13 @@ TEST(CanvasGeometry, PlacingFittingZoomingAndMapping) {
         scale = ZoomOut(scale);
         EXPECT_EQ(scale.Percent(), percent);
     }
-    EXPECT_EQ(ZoomIn(ViewScale{1, 3}), (ViewScale{1, 2}));
-    EXPECT_EQ(ZoomIn(ViewScale{1, 2}), (ViewScale{1, 1}));
-    EXPECT_EQ(ZoomIn(ViewScale{1, 1}), (ViewScale{2, 1}));
+    for (const auto& [from, to] : {std::pair{ViewScale{1, 3}, ViewScale{1, 2}}, {{1, 2}, {1, 1}}, {{1, 1}, {2, 1}}})
+        EXPECT_EQ(ZoomIn(from), to) << from.Percent();
     // Fitting: a format larger than the window is shrunk until it fits; a small one magnified.
-    EXPECT_EQ(FitScale(1024, 1024, 600, 500), (ViewScale{1, 3}));  // 480 pixels of room
-    EXPECT_EQ(FitScale(512, 512, 600, 532), (ViewScale{1, 1}));
-    EXPECT_EQ(FitScale(512, 512, 600, 531), (ViewScale{1, 2}));
-    EXPECT_EQ(FitScale(32, 32, 500, 300), (ViewScale{8, 1}));  // 280 pixels of room
+    // 480 pixels of room in the first window, 280 in the last.
+    for (const auto& [side, w, h, fit] : {std::tuple{1024, 600, 500, ViewScale{1, 3}}, {512, 600, 532, ViewScale{1, 1}},
+                                          {512, 600, 531, ViewScale{1, 2}}, {32, 500, 300, ViewScale{8, 1}}})
+        EXPECT_EQ(FitScale(side, side, w, h), fit) << side << " in " << w << " x " << h;
     EXPECT_EQ(FitScale(1024, 1024, 30, 30).shrink, kMaxShrink);
 
     const CanvasPlacement p{8, 10, 20};

@@ -172,9 +172,8 @@ TEST(ResampleBitmap, NoPaddingCopiesAndRefusals) {
 
     const DeviceBitmap src = Make(5, 4, Busy);
     EXPECT_EQ(ResampleBitmap(src, 5, 4), src);
-    EXPECT_TRUE(ResampleBitmap(src, 0, 4).IsNull());
-    EXPECT_TRUE(ResampleBitmap(src, 5, -1).IsNull());
-    EXPECT_TRUE(ResampleBitmap(src, kMaxDibDimension + 1, 4).IsNull());
+    for (const auto& [w, h] : {std::pair{0, 4}, {5, -1}, {kMaxDibDimension + 1, 4}})
+        EXPECT_TRUE(ResampleBitmap(src, w, h).IsNull()) << w << " x " << h;
     EXPECT_TRUE(ResampleBitmap(DeviceBitmap{}, 5, 4).IsNull());
 }
 

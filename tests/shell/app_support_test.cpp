@@ -108,13 +108,12 @@ TEST(DocTemplates, ElevenTemplatesKeptAsData) {
     ASSERT_EQ(templates.size(), 11u);
     const int order[] = {101, 113, 104, 110, 112, 111, 105, 109, 114, 121, 122};
     for (std::size_t i = 0; i < 11; ++i) EXPECT_EQ(templates[i].resource, order[i]);
-    const DocTemplateInfo& search = *FindDocTemplate(111);
-    EXPECT_EQ(DocString(search, kDocName), "Found Media Files ");
-    EXPECT_EQ(DocString(search, kRegFileTypeName), "Document Recherche");
-    EXPECT_EQ(DocString(*FindDocTemplate(122), kWindowTitle), "");
-    EXPECT_EQ(DocString(*FindDocTemplate(122), kDocName), "Toolbar Image Strip File");
-    EXPECT_EQ(DocString(*FindDocTemplate(104), kFilterExt), ".icl");
-    EXPECT_EQ(DocString(*FindDocTemplate(109), kDocName), "");  // no string resource
+    // The last has no string resource.
+    for (const auto& [resource, part, text] :
+         {std::tuple{111, kDocName, "Found Media Files "}, {111, kRegFileTypeName, "Document Recherche"},
+          {122, kWindowTitle, ""}, {122, kDocName, "Toolbar Image Strip File"}, {104, kFilterExt, ".icl"},
+          {109, kDocName, ""}})
+        EXPECT_EQ(DocString(*FindDocTemplate(resource), part), text) << resource << " " << part;
     EXPECT_EQ(std::string(FindDocTemplate(114)->frame), "CImageDocMDI");
     EXPECT_EQ(FindDocTemplate(999), nullptr);
 
@@ -216,12 +215,11 @@ TEST(DocTemplates, FilesChooseTheirTemplateByExtensionAndContent) {
 
 TEST(WindowPlaces, NewWindowsCascadeInsideTheWorkspace) {
     EXPECT_EQ(CascadedPlace(nullptr, 24, 500, 400, 1000, 800), (WindowPlace{0, 0}));
-    const WindowPlace first{0, 0};
-    EXPECT_EQ(CascadedPlace(&first, 24, 500, 400, 1000, 800), (WindowPlace{24, 24}));
-    const WindowPlace low{480, 380};
-    EXPECT_EQ(CascadedPlace(&low, 24, 500, 400, 1000, 800), (WindowPlace{0, 0}));  // would leave the area at the bottom
-    const WindowPlace edge{476, 100};
-    EXPECT_EQ(CascadedPlace(&edge, 24, 500, 400, 1000, 800), (WindowPlace{500, 124}));  // just fits across
+    // After the last window: a step on; back to the corner where the next would leave the area at
+    // the bottom; a step on where it just fits across.
+    for (const auto& [last, next] :
+         {std::pair{WindowPlace{0, 0}, WindowPlace{24, 24}}, {{480, 380}, {0, 0}}, {{476, 100}, {500, 124}}})
+        EXPECT_EQ(CascadedPlace(&last, 24, 500, 400, 1000, 800), next) << last.x << "," << last.y;
 }
 
 // A picture in a thumbnail's square: a small one at the largest whole multiple up to the screen's

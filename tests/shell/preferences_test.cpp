@@ -74,10 +74,10 @@ TEST(Preferences, IntegersStoredAsTextReadAsTheirLeadingNumber) {
 }
 
 TEST(Preferences, ColoursAreDecimalTextsOfTheirValue) {
-    EXPECT_EQ(ProfileColour("15461355", 1), 15461355u);
-    EXPECT_EQ(ProfileColour("4043309056", 1), 0xF1000000u);  // the transparent colour
-    EXPECT_EQ(ProfileColour("", 7), 7u);
-    EXPECT_EQ(ProfileColour("red", 7), 7u);
+    // The second is the transparent colour; what is no number gives the default.
+    for (const auto& [text, colour] :
+         {std::pair{"15461355", 15461355u}, {"4043309056", 0xF1000000u}, {"", 7u}, {"red", 7u}})
+        EXPECT_EQ(ProfileColour(text, 7), colour) << text;
     EXPECT_EQ(ProfileColourText(0xA0A0A0), "10526880");
 }
 
