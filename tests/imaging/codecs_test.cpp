@@ -77,16 +77,12 @@ TEST(Png, RoundTripsKeepEveryByteOfAlphaAndEveryColourWithout) {
         EXPECT_EQ(rgb.at(25), 2);  // the header's colour type: RGB
         // The RGB stream read at 32 bits, and the RGBA one at 24: alpha dropped, colour kept.
         for (const int bits : {32, 24}) {
-            const Block opaque = DecodePng(bits == 32 ? rgb : png, bits);
-            ASSERT_EQ(std::tuple(DibWidth(opaque), DibHeight(opaque), DibBitCount(opaque)),
-                      std::tuple(side, side + 3, bits));
-            bool same = true;
-            for (int stored = 0; stored < side + 3; ++stored)
-                for (int x = 0; x < side; ++x) {
-                    const test::Px want = test::At(dib, x, stored);
-                    same = same && test::At(opaque, x, stored) == test::Px{want[0], want[1], want[2], 255};
-                }
-            EXPECT_TRUE(same) << bits;
+            const Block opaque = test::MakeDib(side, side + 3, bits, [&](int x, int stored) {
+                test::Px p = test::At(dib, x, stored);
+                p[3] = 255;
+                return p;
+            });
+            EXPECT_TRUE(SameBytes(DecodePng(bits == 32 ? rgb : png, bits), opaque)) << bits;
         }
     }
     EXPECT_FALSE(EncodePng(CreateDibBlock(2, 2, 24), png));

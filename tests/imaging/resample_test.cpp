@@ -286,10 +286,8 @@ TEST(ShrinkDib32, AveragesTheAreaWeightedByAlphaAndRefusesGrowing) {
 TEST(CropDib, RowsCountFromTheTopAndTheRectangleIsClampedToThePicture) {
     // Stored row y is picture row 2 - y: picture rows 0 and 1 are stored rows 2 and 1.
     const Block picture = MakeDib(4, 3, 32, [](int x, int y) { return Px{U8(x), U8(2 - y), 5, U8(10 * x + y)}; });
-    const Block out = CropDib(picture, 1, 0, 2, 1);
-    ExpectShape(out, 2, 2, 32);
-    for (int y = 0; y < 2; ++y)
-        for (int x = 0; x < 2; ++x) EXPECT_EQ(At(out, x, y), At(picture, x + 1, y + 1)) << x << "," << y;
+    const Block inner = MakeDib(2, 2, 32, [&](int x, int y) { return At(picture, x + 1, y + 1); });
+    EXPECT_TRUE(SameBytes(CropDib(picture, 1, 0, 2, 1), inner));
 
     const Block src = MakeDib(5, 3, 24, [](int x, int y) { return Px{U8(x), U8(y), 1, 0}; });
     EXPECT_TRUE(SameBytes(CropDib(src, -4, -9, 100, 100), src));

@@ -31,16 +31,10 @@ COLORREF Grey(int, int) { return 0xC8C8C8; }
 
 TEST(QuarterTurns, MovePixelsCounterClockwiseOnScreen) {
     const DeviceBitmap src = Make(3, 2, Id);
-    const DeviceBitmap r90 = RotateBitmap90(src), r180 = RotateBitmap180(src), r270 = RotateBitmap270(src);
-    ASSERT_TRUE(r90.Width() == 2 && r90.Height() == 3 && r270.Width() == 2 && r180.Width() == 3);
-    EXPECT_EQ(r90.GetPixel(0, 0), Id(2, 0));   // the top-right corner comes to the top-left
-    EXPECT_EQ(r270.GetPixel(0, 0), Id(0, 1));  // the bottom-left corner comes to the top-left
-    for (int y = 0; y < 2; ++y)
-        for (int x = 0; x < 3; ++x) {
-            EXPECT_EQ(r90.GetPixel(y, 2 - x), Id(x, y));
-            EXPECT_EQ(r180.GetPixel(2 - x, 1 - y), Id(x, y));
-            EXPECT_EQ(r270.GetPixel(1 - y, x), Id(x, y));
-        }
+    // A quarter turn brings the top-right corner to the top left; three quarters, the bottom-left one.
+    EXPECT_EQ(RotateBitmap90(src), Make(2, 3, [](int x, int y) { return Id(2 - y, x); }));
+    EXPECT_EQ(RotateBitmap180(src), Make(3, 2, [](int x, int y) { return Id(2 - x, 1 - y); }));
+    EXPECT_EQ(RotateBitmap270(src), Make(2, 3, [](int x, int y) { return Id(y, 1 - x); }));
     EXPECT_TRUE(RotateBitmap90(DeviceBitmap{}).IsNull());
     EXPECT_TRUE(FlipBitmap(DeviceBitmap{}, true).IsNull());
 }
@@ -70,10 +64,8 @@ TEST(FreeRotation, ExtentsAndSourcePixelsOfKnownCases) {
 
     // 0 degrees keeps the size; truncation toward zero repeats the first column and row, and the
     // last ones fall off.
-    const DeviceBitmap same = RotateBitmapFree(Make(4, 3, Id), 0, 0);
-    ASSERT_TRUE(same.Width() == 4 && same.Height() == 3);
-    for (int y = 0; y < 3; ++y)
-        for (int x = 0; x < 4; ++x) EXPECT_EQ(same.GetPixel(x, y), Id(std::max(x - 1, 0), std::max(y - 1, 0)));
+    EXPECT_EQ(RotateBitmapFree(Make(4, 3, Id), 0, 0),
+              Make(4, 3, [](int x, int y) { return Id(std::max(x - 1, 0), std::max(y - 1, 0)); }));
 
     EXPECT_TRUE(RotateBitmapFree(Make(1, 1, Id), 0, 45).IsNull());
     EXPECT_TRUE(RotateBitmapFree(r, 0, std::numeric_limits<double>::quiet_NaN()).IsNull());
