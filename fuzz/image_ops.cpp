@@ -13,13 +13,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <vector>
 
 #include "image/dib_block.h"
 #include "image/raster.h"
 #include "imaging/resample.h"
 #include "imaging/rotate.h"
+#include "../tests/test_support.h"
 
 namespace {
 
@@ -40,6 +40,8 @@ bool HasSize(const DeviceBitmap& bitmap, int width, int height) {
     return bitmap.Width() == width && bitmap.Height() == height;
 }
 
+// The crop is the bitmap of the rectangle's pixels (clamped to the picture's), or nothing when
+// none are left.
 void CheckCrop(const Block& dib, int left, int top, int right, int bottom) {
     const auto layout = GetDibLayout(dib);
     const Block out = CropDib(dib, left, top, right, bottom);
@@ -51,27 +53,17 @@ void CheckCrop(const Block& dib, int left, int top, int right, int bottom) {
         Check(out.empty());
         return;
     }
-    Check(HasShape(out, right - left + 1, bottom - top + 1, layout->bitCount));
-    const auto outLayout = GetDibLayout(out);
-    const std::size_t bytesPerPixel = static_cast<std::size_t>(layout->bitCount / 8);
-    for (int y = top; y <= bottom; ++y) {
-        const std::uint8_t* from = dib.data() + layout->RowOffset(layout->height - 1 - y) +
-                                   static_cast<std::size_t>(left) * bytesPerPixel;
-        const std::uint8_t* to = out.data() + outLayout->RowOffset(bottom - y);
-        Check(std::memcmp(from, to, static_cast<std::size_t>(right - left + 1) * bytesPerPixel) == 0);
-    }
+    // Stored row s of the crop is picture row bottom - s.
+    const Block rectangle = test::MakeDib(right - left + 1, bottom - top + 1, layout->bitCount, [&](int x, int s) {
+        return test::At(dib, left + x, layout->height - 1 - bottom + s);
+    });
+    Check(test::SameBytes(out, rectangle));
 }
 
 // The picture mirrored left to right.
 Block MirroredDib(const Block& dib) {
-    Block out = dib.Duplicate();
-    const auto layout = GetDibLayout(dib);
-    const std::size_t bytesPerPixel = static_cast<std::size_t>(layout->bitCount / 8);
-    for (int y = 0; y < layout->height; ++y)
-        for (int x = 0; x < layout->width; ++x)
-            std::memcpy(out.data() + layout->RowOffset(y) + static_cast<std::size_t>(layout->width - 1 - x) * bytesPerPixel,
-                        dib.data() + layout->RowOffset(y) + static_cast<std::size_t>(x) * bytesPerPixel, bytesPerPixel);
-    return out;
+    return test::MakeDib(DibWidth(dib), DibHeight(dib), DibBitCount(dib),
+                         [&](int x, int y) { return test::At(dib, DibWidth(dib) - 1 - x, y); });
 }
 
 void CheckResample(const Block& dib, const DeviceBitmap& bitmap, int newWidth, int newHeight) {
@@ -79,16 +71,13 @@ void CheckResample(const Block& dib, const DeviceBitmap& bitmap, int newWidth, i
     const int bits = DibBitCount(dib);
     const Block resampled = ResampleDib(dib, newWidth, newHeight);
     Check(HasShape(resampled, newWidth, newHeight, bits));
-    if (newWidth == width && newHeight == height)
-        Check(resampled.size() == dib.size() && std::memcmp(resampled.data(), dib.data(), dib.size()) == 0);
+    if (newWidth == width && newHeight == height) Check(test::SameBytes(resampled, dib));
 
     // The high-quality resampler gives the mirror image of a mirrored picture, exactly.
     const Block high = ResampleDib(dib, newWidth, newHeight, ResampleQuality::High);
     Check(HasShape(high, newWidth, newHeight, bits));
     const Block highOfMirror = ResampleDib(MirroredDib(dib), newWidth, newHeight, ResampleQuality::High);
-    const Block mirroredHigh = MirroredDib(high);
-    Check(highOfMirror.size() == mirroredHigh.size() &&
-          std::memcmp(highOfMirror.data(), mirroredHigh.data(), mirroredHigh.size()) == 0);
+    Check(test::SameBytes(highOfMirror, MirroredDib(high)));
 
     const DeviceBitmap out = ResampleBitmap(bitmap, newWidth, newHeight);
     Check(HasSize(out, newWidth, newHeight));
