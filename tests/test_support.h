@@ -11,6 +11,7 @@
 #include "image/block.h"
 #include "image/dib.h"
 #include "image/dib_block.h"
+#include "image/device_bitmap.h"
 
 namespace tellurine::test {
 
@@ -92,6 +93,14 @@ inline Px At(const Block& b, int x, int y) {
 
 // The pixel at column x of row y counted from the top of the picture.
 inline Px TopDown(const Block& b, int x, int y) { return At(b, x, DibHeight(b) - 1 - y); }
+
+// A w x h device bitmap whose pixel (x, y), y from the top, is f(x, y).
+inline DeviceBitmap MakeBitmap(int w, int h, const std::function<COLORREF(int, int)>& f) {
+    DeviceBitmap b = DeviceBitmap::Create(w, h);
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) b.SetPixel(x, y, f(x, y));
+    return b;
+}
 
 // A bitmap object holding the block.
 inline CDIB Attached(Block block) {

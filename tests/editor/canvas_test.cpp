@@ -20,19 +20,14 @@ constexpr COLORREF A = 0x102030, B = 0xF0E0D0;
 
 TEST(CanvasPatterns, CellsFollowTheCounterRule) {
     // Style 0: all A.
-    const DeviceBitmap plain = MakePattern(64, 64, 0, A, B);
-    for (const auto& [x, y] : {std::pair{0, 0}, std::pair{63, 63}, std::pair{5, 40}}) EXPECT_EQ(plain.GetPixel(x, y), A);
+    EXPECT_EQ(MakePattern(64, 64, 0, A, B), DeviceBitmap::Create(64, 64, A));
     // Styles 1 to 4: checkerboards of 4, 8, 16, 32 pixels whose top-left cell is A; 5: of 1.
     for (const auto& [style, cell] : {std::pair{1, 4}, std::pair{2, 8}, std::pair{3, 16}, std::pair{4, 32}, std::pair{5, 1}}) {
-        const DeviceBitmap p = MakePattern(64, 64, style, A, B);
-        for (int y = 0; y < 64; y += 3)
-            for (int x = 0; x < 64; x += 5)
-                ASSERT_EQ(p.GetPixel(x, y), ((x / cell + y / cell) % 2 == 0) ? A : B) << style << " " << x << "," << y;
+        const auto checker = [cell](int x, int y) { return (x / cell + y / cell) % 2 == 0 ? A : B; };
+        EXPECT_EQ(MakePattern(64, 64, style, A, B), test::MakeBitmap(64, 64, checker)) << style;
     }
     // With an odd number of cells in a row, the extra count at the row's end makes columns.
-    const DeviceBitmap odd = MakePattern(12, 8, 1, A, B);
-    for (int y = 0; y < 8; ++y)
-        for (int x = 0; x < 12; ++x) ASSERT_EQ(odd.GetPixel(x, y), x / 4 % 2 == 0 ? A : B) << x << "," << y;
+    EXPECT_EQ(MakePattern(12, 8, 1, A, B), test::MakeBitmap(12, 8, [](int x, int) { return x / 4 % 2 == 0 ? A : B; }));
     // A style outside 0..5 is taken as 1.
     EXPECT_EQ(MakePattern(8, 8, 9, A, B), MakePattern(8, 8, 1, A, B));
     EXPECT_EQ(MakePattern(8, 8, -2, A, B), MakePattern(8, 8, 1, A, B));

@@ -7,6 +7,7 @@
 
 #include "editor/tools.h"
 #include "editor/undo_history.h"
+#include "test_support.h"
 
 namespace tellurine::test {
 
@@ -25,8 +26,7 @@ inline COLORREF Number(int x, int y) { return static_cast<COLORREF>(x + 16 * y +
 // A w x h opaque format whose pixel (x, y) holds the colour Number(x, y).
 inline editor::FormatState Numbered(int w, int h, bool alpha) {
     editor::FormatState f = Filled(w, h, alpha, 0, alpha ? 0xFFFFFF : 0);
-    for (int y = 0; y < h; ++y)
-        for (int x = 0; x < w; ++x) f.color.SetPixel(x, y, Number(x, y));
+    f.color = MakeBitmap(w, h, Number);
     return f;
 }
 

@@ -126,8 +126,7 @@ TEST(ImageCommands, NewSizesFloatOverTheLiftedPixels) {
     // Without alpha the resized mask stays an AND mask: half-transparent or more is transparent,
     // and transparent pixels are black.
     f = Numbered(8, 8, false);
-    for (int y = 0; y < 8; ++y)
-        for (int x = 4; x < 8; ++x) f.mask.SetPixel(x, y, 0xFFFFFF);
+    f.mask = test::MakeBitmap(8, 8, [](int x, int) { return x < 4 ? 0u : 0xFFFFFFu; });
     ASSERT_TRUE(ResizeImage(f, 4, 4));
     EXPECT_EQ(std::pair(f.floatingMask->GetPixel(3, 1), f.floatingColor->GetPixel(3, 1)), std::pair(0xFFFFFFu, 0u));
     EXPECT_EQ(f.floatingMask->GetPixel(0, 1), 0u);
@@ -201,8 +200,7 @@ TEST(ImageCommands, PaletteEntriesMoveWithTheirPixelsAndReduceByMedianCut) {
     // Median cut finds a picture's two colours exactly, however many are asked, and ignores the
     // pixels under the mask.
     FormatState two = test::Filled(8, 8, false, RGB(10, 20, 30), 0);
-    for (int y = 0; y < 4; ++y)
-        for (int x = 0; x < 8; ++x) two.color.SetPixel(x, y, RGB(200, 100, 0));
+    two.color = test::MakeBitmap(8, 8, [](int, int y) { return y < 4 ? RGB(200, 100, 0) : RGB(10, 20, 30); });
     two.mask.SetPixel(0, 7, 0xFFFFFF);
     two.color.SetPixel(0, 7, 0xFFFFFF);
     two.SetDepth(4);

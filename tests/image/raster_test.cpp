@@ -36,9 +36,7 @@ TEST(Raster, ReplicationAndPatternsAnchorAtTheOrigin) {
                                        {4, 3, grey}})
         EXPECT_EQ(dst.GetPixel(x, y), colour) << x << "," << y;
 
-    DeviceBitmap checker = DeviceBitmap::Create(2, 2, RGB(255, 255, 255));
-    checker.SetPixel(0, 0, 0);
-    checker.SetPixel(1, 1, 0);
+    const DeviceBitmap checker = test::MakeBitmap(2, 2, [](int x, int y) { return x == y ? 0u : RGB(255, 255, 255); });
     PatBlt(dst, 1, 1, 3, 2, Brush{0, &checker}, PatRop::PatCopy);
     // The pattern starts at the bitmap origin, not at the rectangle's corner.
     EXPECT_EQ(dst.GetPixel(1, 1), 0u);

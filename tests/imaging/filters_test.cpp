@@ -120,9 +120,7 @@ TEST(ConvolveBitmap, EmbossOrientation) {
     // Kernel row 0 reads the row below on screen: Emboss lights the bottom row of a bright band
     // over a dark one, and darkens the bottom row of a dark band over a bright one.
     for (const bool brightOnTop : {true, false}) {
-        DeviceBitmap bm = DeviceBitmap::Create(6, 8);
-        for (int y = 0; y < 8; ++y)
-            for (int x = 0; x < 6; ++x) bm.SetPixel(x, y, (y < 4) == brightOnTop ? 200 : 50);
+        DeviceBitmap bm = test::MakeBitmap(6, 8, [=](int, int y) { return (y < 4) == brightOnTop ? 200u : 50u; });
         ASSERT_EQ(ConvolveBitmap(bm, *FilterKernel(12), 0), 1);
         // Rows 2 and 4 are flat: 128. Row 3 has 200 - 50 + 128 held at 255, or 50 - 200 + 128 held at 0.
         EXPECT_EQ(std::tuple(bm.GetPixel(3, 2) & 0xFF, bm.GetPixel(3, 3) & 0xFF, bm.GetPixel(3, 4) & 0xFF),

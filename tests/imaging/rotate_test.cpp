@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <functional>
 #include <limits>
 #include <tuple>
 
@@ -11,16 +10,12 @@
 #include "image/dib_block.h"
 #include "image/raster.h"
 #include "imaging/resample.h"
+#include "test_support.h"
 
 namespace tellurine {
 namespace {
 
-DeviceBitmap Make(int w, int h, const std::function<COLORREF(int, int)>& f) {
-    DeviceBitmap b = DeviceBitmap::Create(w, h);
-    for (int y = 0; y < h; ++y)
-        for (int x = 0; x < w; ++x) b.SetPixel(x, y, f(x, y));
-    return b;
-}
+using test::MakeBitmap;
 
 // Every pixel distinct: red tells x, green tells y.
 COLORREF Id(int x, int y) { return static_cast<COLORREF>(0x400000 + 16 * x + (y << 8)); }
@@ -30,17 +25,17 @@ COLORREF Grey(int, int) { return 0xC8C8C8; }
 // ---- Quarter turns and flips ----
 
 TEST(QuarterTurns, MovePixelsCounterClockwiseOnScreen) {
-    const DeviceBitmap src = Make(3, 2, Id);
+    const DeviceBitmap src = MakeBitmap(3, 2, Id);
     // A quarter turn brings the top-right corner to the top left; three quarters, the bottom-left one.
-    EXPECT_EQ(RotateBitmap90(src), Make(2, 3, [](int x, int y) { return Id(2 - y, x); }));
-    EXPECT_EQ(RotateBitmap180(src), Make(3, 2, [](int x, int y) { return Id(2 - x, 1 - y); }));
-    EXPECT_EQ(RotateBitmap270(src), Make(2, 3, [](int x, int y) { return Id(y, 1 - x); }));
+    EXPECT_EQ(RotateBitmap90(src), MakeBitmap(2, 3, [](int x, int y) { return Id(2 - y, x); }));
+    EXPECT_EQ(RotateBitmap180(src), MakeBitmap(3, 2, [](int x, int y) { return Id(2 - x, 1 - y); }));
+    EXPECT_EQ(RotateBitmap270(src), MakeBitmap(2, 3, [](int x, int y) { return Id(y, 1 - x); }));
     EXPECT_TRUE(RotateBitmap90(DeviceBitmap{}).IsNull());
     EXPECT_TRUE(FlipBitmap(DeviceBitmap{}, true).IsNull());
 }
 
 TEST(QuarterTurns, FlipsMirrorAndEverythingRoundTrips) {
-    const DeviceBitmap src = Make(5, 3, Busy);
+    const DeviceBitmap src = MakeBitmap(5, 3, Busy);
     const DeviceBitmap h = FlipBitmap(src, false), v = FlipBitmap(src, true);
     EXPECT_EQ(h.GetPixel(0, 1), src.GetPixel(4, 1));
     EXPECT_EQ(v.GetPixel(1, 0), src.GetPixel(1, 2));
@@ -56,7 +51,7 @@ TEST(QuarterTurns, FlipsMirrorAndEverythingRoundTrips) {
 
 TEST(FreeRotation, ExtentsAndSourcePixelsOfKnownCases) {
     // 16 x 16 at 45 degrees: x spans 0..21 (the far corner 15 cos + 16 sin = 21.9), y -11..11.
-    const DeviceBitmap r = RotateBitmapFree(Make(16, 16, Id), 0x123456, 45);
+    const DeviceBitmap r = RotateBitmapFree(MakeBitmap(16, 16, Id), 0x123456, 45);
     ASSERT_TRUE(r.Width() == 21 && r.Height() == 22);
     EXPECT_EQ(r.GetPixel(0, 0), 0x123456u);   // background, not the white fill
     EXPECT_EQ(r.GetPixel(10, 11), Id(6, 6));  // (10, 0): trunc(7.07 - 0.5) on both axes
@@ -64,15 +59,15 @@ TEST(FreeRotation, ExtentsAndSourcePixelsOfKnownCases) {
 
     // 0 degrees keeps the size; truncation toward zero repeats the first column and row, and the
     // last ones fall off.
-    EXPECT_EQ(RotateBitmapFree(Make(4, 3, Id), 0, 0),
-              Make(4, 3, [](int x, int y) { return Id(std::max(x - 1, 0), std::max(y - 1, 0)); }));
+    EXPECT_EQ(RotateBitmapFree(MakeBitmap(4, 3, Id), 0, 0),
+              MakeBitmap(4, 3, [](int x, int y) { return Id(std::max(x - 1, 0), std::max(y - 1, 0)); }));
 
-    EXPECT_TRUE(RotateBitmapFree(Make(1, 1, Id), 0, 45).IsNull());
+    EXPECT_TRUE(RotateBitmapFree(MakeBitmap(1, 1, Id), 0, 45).IsNull());
     EXPECT_TRUE(RotateBitmapFree(r, 0, std::numeric_limits<double>::quiet_NaN()).IsNull());
 }
 
 TEST(SmoothRotation, SameExtentsExactAtZeroAndAntialiasedEdges) {
-    const DeviceBitmap src = Make(13, 9, Busy);
+    const DeviceBitmap src = MakeBitmap(13, 9, Busy);
     for (double angle : {10.0, 100.0, 200.0, 333.0}) {
         const DeviceBitmap s = RotateBitmapSmooth(src, 0, angle), f = RotateBitmapFree(src, 0, angle);
         EXPECT_TRUE(s.Width() == f.Width() && s.Height() == f.Height()) << angle;
@@ -81,7 +76,7 @@ TEST(SmoothRotation, SameExtentsExactAtZeroAndAntialiasedEdges) {
 
     // A flat grey square on black: the middle keeps its grey, the corners are black, and the
     // slanted edges hold greys part way between, never beyond.
-    const DeviceBitmap r = RotateBitmapSmooth(Make(16, 16, Grey), 0, 45);
+    const DeviceBitmap r = RotateBitmapSmooth(MakeBitmap(16, 16, Grey), 0, 45);
     EXPECT_EQ(r.GetPixel(10, 11), Grey(0, 0));
     EXPECT_EQ(r.GetPixel(0, 0) | r.GetPixel(20, 21), 0u);
     int between = 0;
@@ -110,44 +105,44 @@ TEST(RotateCommand, AnglesForTheChoices) {
 int gBusyCalls = 0;
 
 TEST(RotateCommand, RotateImageTurnsColourAndMaskTogether) {
-    DeviceBitmap color = Make(3, 2, Id), mask = Make(3, 2, Busy);
+    DeviceBitmap color = MakeBitmap(3, 2, Id), mask = MakeBitmap(3, 2, Busy);
     // "Right" by a quarter is clockwise: the bottom-left corner comes to the top-left.
     ASSERT_TRUE(RotateImage(color, mask, RotateCommandAngle(RotateDirection::Right, RotateChoice::Quarter, 0), false));
     EXPECT_EQ(color.GetPixel(0, 0), Id(0, 1));
-    EXPECT_EQ(mask, RotateBitmap270(Make(3, 2, Busy)));
+    EXPECT_EQ(mask, RotateBitmap270(MakeBitmap(3, 2, Busy)));
     ASSERT_TRUE(RotateImage(color, mask, -270, true));  // back by a quarter
     EXPECT_TRUE(RotateImage(color, mask, 720, false));
-    EXPECT_EQ(color, Make(3, 2, Id));
+    EXPECT_EQ(color, MakeBitmap(3, 2, Id));
 
     // Nearest neighbour: black colour and white mask where nothing maps; -315 is 45.
     gBusyCalls = 0;
     const BusyHook previous = SetBusyHook([](bool) { ++gBusyCalls; });
-    DeviceBitmap c16 = Make(16, 16, Id), m16 = Make(16, 16, Busy);
+    DeviceBitmap c16 = MakeBitmap(16, 16, Id), m16 = MakeBitmap(16, 16, Busy);
     ASSERT_TRUE(RotateImage(c16, m16, -315, false));
     SetBusyHook(previous);
     EXPECT_EQ(gBusyCalls, 2);
-    EXPECT_EQ(c16, RotateBitmapFree(Make(16, 16, Id), 0, 45));
-    EXPECT_EQ(m16, RotateBitmapFree(Make(16, 16, Busy), 0xFFFFFF, 45));
+    EXPECT_EQ(c16, RotateBitmapFree(MakeBitmap(16, 16, Id), 0, 45));
+    EXPECT_EQ(m16, RotateBitmapFree(MakeBitmap(16, 16, Busy), 0xFFFFFF, 45));
 
     // Smooth: both the free rotation's size, both black outside (after sharpening too).
-    DeviceBitmap cs = Make(16, 16, Id), ms = Make(16, 16, [](int, int) { return 0xFFFFFFu; });
+    DeviceBitmap cs = MakeBitmap(16, 16, Id), ms = MakeBitmap(16, 16, [](int, int) { return 0xFFFFFFu; });
     ASSERT_TRUE(RotateImage(cs, ms, 45, true));
     EXPECT_TRUE(cs.Width() == 21 && cs.Height() == 22 && ms.Width() == 21 && ms.Height() == 22);
     EXPECT_EQ(cs.GetPixel(0, 0) | ms.GetPixel(0, 0) | ms.GetPixel(20, 21), 0u);
 
     // Failures leave both alone.
-    DeviceBitmap odd = Make(4, 2, Id), one = Make(1, 1, Id), oneMask = Make(1, 1, Id);
+    DeviceBitmap odd = MakeBitmap(4, 2, Id), one = MakeBitmap(1, 1, Id), oneMask = MakeBitmap(1, 1, Id);
     EXPECT_FALSE(RotateImage(color, odd, 90, false));
     EXPECT_FALSE(RotateImage(one, oneMask, 45, false));
-    EXPECT_EQ(color, Make(3, 2, Id));
-    EXPECT_EQ(one, Make(1, 1, Id));
+    EXPECT_EQ(color, MakeBitmap(3, 2, Id));
+    EXPECT_EQ(one, MakeBitmap(1, 1, Id));
 }
 
 // ---- Resampling ----
 
 TEST(ResampleBitmap, MatchesResampleDibWhereNeitherPadsNorBleeds) {
     // A 24-bit packed bitmap of the same picture has no alpha to bleed or lend.
-    const DeviceBitmap src = Make(17, 13, Busy);
+    const DeviceBitmap src = MakeBitmap(17, 13, Busy);
     const Block dib = DeviceBitmapToDib(src, 24);
     const int sizes[][2] = {{7, 5}, {16, 12}, {27, 20}, {9, 25}, {33, 13}};  // shrinks, growth below 2x, mixed
     for (const auto& s : sizes) {
@@ -159,10 +154,10 @@ TEST(ResampleBitmap, MatchesResampleDibWhereNeitherPadsNorBleeds) {
 
 TEST(ResampleBitmap, NoPaddingCopiesAndRefusals) {
     // 2 x 1 to 4 x 1 samples 0, 0.5, 1, 1.5: whole-factor growth is not padded here.
-    const DeviceBitmap out = ResampleBitmap(Make(2, 1, [](int x, int) { return x ? 200u : 0u; }), 4, 1);
-    EXPECT_EQ(out, Make(4, 1, [](int x, int) { return x == 0 ? 0u : x == 1 ? 100u : 200u; }));
+    const DeviceBitmap out = ResampleBitmap(MakeBitmap(2, 1, [](int x, int) { return x ? 200u : 0u; }), 4, 1);
+    EXPECT_EQ(out, MakeBitmap(4, 1, [](int x, int) { return x == 0 ? 0u : x == 1 ? 100u : 200u; }));
 
-    const DeviceBitmap src = Make(5, 4, Busy);
+    const DeviceBitmap src = MakeBitmap(5, 4, Busy);
     EXPECT_EQ(ResampleBitmap(src, 5, 4), src);
     for (const auto& [w, h] : {std::pair{0, 4}, {5, -1}, {kMaxDibDimension + 1, 4}})
         EXPECT_TRUE(ResampleBitmap(src, w, h).IsNull()) << w << " x " << h;
