@@ -36,9 +36,8 @@ TEST(AniPlayer, StepsFollowTheRatesFromTheClock) {
         EXPECT_EQ(StepAt(p, 1000 + c.ms), c.step) << c.ms << " ms";
     }
     EXPECT_EQ(Playing(0).LoopMilliseconds(), 517);
-    EXPECT_EQ(RateMilliseconds(10), 167u);
-    EXPECT_EQ(RateMilliseconds(0), 0u);
-    EXPECT_EQ(RateMilliseconds(65535), 1092250u);
+    for (const auto& [rate, ms] : {std::pair{10u, 167u}, {0u, 0u}, {65535u, 1092250u}})
+        EXPECT_EQ(RateMilliseconds(rate), ms) << rate;
 }
 
 TEST(AniPlayer, TimerTicksVisitEveryStepOnce) {

@@ -80,10 +80,10 @@ TEST(DibBlock, ColourCountFollowsColoursUsedOfAnInformationHeader) {
 }
 
 TEST(DibBlock, RefusesAbsurdSizesAndMalformedBlocks) {
-    EXPECT_TRUE(CreateDibBlock(0, 5, 8).empty());
-    EXPECT_TRUE(CreateDibBlock(5, -1, 8).empty());
-    EXPECT_TRUE(CreateDibBlock(kMaxDibDimension + 1, 1, 8).empty());
-    EXPECT_TRUE(CreateDibBlock(kMaxDibDimension, kMaxDibDimension, 32).empty());  // over the byte limit
+    // The last is over the byte limit.
+    for (const auto& [w, h, bits] :
+         {std::tuple{0, 5, 8}, {5, -1, 8}, {kMaxDibDimension + 1, 1, 8}, {kMaxDibDimension, kMaxDibDimension, 32}})
+        EXPECT_TRUE(CreateDibBlock(w, h, bits).empty()) << w << " x " << h << " at " << bits;
     EXPECT_EQ(DibWidth(Block{}), 0);
     EXPECT_EQ(DibBitCount(Block::Allocate(8)), 0);
 

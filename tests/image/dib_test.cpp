@@ -17,7 +17,6 @@ namespace {
 using test::Attached;
 using test::Px;
 using test::TopDown;
-using test::GetIndex;
 using test::SetIndex;
 using test::SetTableEntry;
 

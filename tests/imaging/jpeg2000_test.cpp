@@ -84,14 +84,12 @@ Block MakePicture(std::int32_t w, std::int32_t h) {
 
 // True when top-down BGRA rows hold exactly the bitmap's bottom-up rows.
 bool SamePixels(const Block& dib, const Block& bgra) {
-    const auto layout = GetDibLayout(dib);
-    const std::size_t rowBytes = static_cast<std::size_t>(layout->width) * 4;
-    if (bgra.size() < rowBytes * layout->height) return false;
-    for (std::int32_t y = 0; y < layout->height; ++y)
-        if (std::memcmp(bgra.data() + y * rowBytes, dib.data() + layout->RowOffset(layout->height - 1 - y),
-                        rowBytes))
-            return false;
-    return true;
+    const int w = DibWidth(dib), h = DibHeight(dib);
+    return bgra.size() >= static_cast<std::size_t>(w) * h * 4 &&
+           test::SameBytes(dib, test::MakeDib(w, h, 32, [&](int x, int stored) {
+               const std::uint8_t* p = bgra.data() + (static_cast<std::size_t>(h - 1 - stored) * w + x) * 4;
+               return test::Px{p[0], p[1], p[2], p[3]};
+           }));
 }
 
 // Offset of the contents of the first top-level box of a JP2 file with the given type.
@@ -204,15 +202,13 @@ TEST(Jpeg2000, ReducedDecodesStopAtTheSizeAsked) {
         }
         // The blue and green ramps (the other channels wrap around): a pixel of the lower level
         // stands where the first pixel of its block does.
-        const auto layout = GetDibLayout(dib);
         const int block = c.width / w;
         double difference = 0;
         for (int y = 0; y < h; ++y)
             for (int x = 0; x < w; ++x)
                 for (int channel = 0; channel < 2; ++channel) {
-                    const std::size_t at = layout->RowOffset(c.height - 1 - y * block) +
-                                           static_cast<std::size_t>(x * block) * 4 + channel;
-                    difference += std::abs(dib.data()[at] - bgra.data()[(static_cast<std::size_t>(y) * w + x) * 4 + channel]);
+                    difference += std::abs(test::TopDown(dib, x * block, y * block)[channel] -
+                                           bgra.data()[(static_cast<std::size_t>(y) * w + x) * 4 + channel]);
                 }
         EXPECT_LT(difference / (2.0 * w * h), 3.0);
     }

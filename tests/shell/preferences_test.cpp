@@ -97,12 +97,10 @@ TEST(Preferences, ColourListsSkipWhatIsNoColourAndKeepEachOnceMostRecentFirst) {
 
     // A new colour goes first and the oldest falls off; one already there moves to the front.
     Colours recent{1, 2, 3};
-    PutColourFirst(recent, 4, 3);
-    EXPECT_EQ(recent, (Colours{4, 1, 2}));
-    PutColourFirst(recent, 2, 3);
-    EXPECT_EQ(recent, (Colours{2, 4, 1}));
-    PutColourFirst(recent, 2, 3);
-    EXPECT_EQ(recent, (Colours{2, 4, 1}));
+    for (const auto& [colour, after] : {std::pair{4u, Colours{4, 1, 2}}, {2u, Colours{2, 4, 1}}, {2u, Colours{2, 4, 1}}}) {
+        PutColourFirst(recent, colour, 3);
+        EXPECT_EQ(recent, after) << colour;
+    }
 }
 
 TEST(NewFormats, ListsHoldEverySizeAndDepthOnce) {
