@@ -8,6 +8,7 @@
 
 #include "icon/standard_palette.h"
 #include "image/archive.h"
+#include "test_support.h"
 
 #include "icon/icon_test_support.h"
 
@@ -18,6 +19,8 @@ using test::AndRow;
 using test::ColorRow;
 using test::Depth;
 using test::kDepths;
+using test::SetTableEntry;
+using test::U8;
 
 // A format filled with a recognisable picture: table colours distinct even at 5 bits per channel
 // (the nearest-colour search caches by 15-bit colour), varied pixels, some transparent pixels
@@ -25,12 +28,8 @@ using test::kDepths;
 CKvIcon MakePicture(const Depth& d, int w = 5, int h = 3) {
     CKvIcon icon;
     EXPECT_EQ(icon.SetFormat(w, h, d.colors, d.alpha), 1);
-    for (std::uint32_t i = 0; i < d.colors; ++i) {
-        std::uint8_t* e = icon.GetBlock().data() + kInfoHeaderSize + 4 * i;
-        e[0] = static_cast<std::uint8_t>((i % 32) * 8);
-        e[1] = static_cast<std::uint8_t>((i / 32) * 32 + 7);
-        e[2] = static_cast<std::uint8_t>(255 - i);
-    }
+    for (int i = 0; i < static_cast<int>(d.colors); ++i)
+        SetTableEntry(icon.GetBlock(), i, U8(255 - i), U8((i / 32) * 32 + 7), U8((i % 32) * 8));
     for (int y = 0; y < h; ++y) {
         for (int x = 0; x < w; ++x) {
             const int n = x * 3 + y * 5 + 1;
@@ -123,12 +122,8 @@ TEST(KvIconPalette, DisplayPaletteFollowsTheTableAndADifferentTableClearsTheStan
 
     ASSERT_EQ(icon.SetFormat(4, 4, 256, false), 1);
     const auto& standard = StandardColors256();
-    for (int i = 0; i < 256; ++i) {
-        std::uint8_t* e = icon.GetBlock().data() + kInfoHeaderSize + 4 * i;
-        e[0] = standard[i].blue;
-        e[1] = standard[i].green;
-        e[2] = standard[i].red;
-    }
+    for (int i = 0; i < 256; ++i)
+        SetTableEntry(icon.GetBlock(), i, standard[i].red, standard[i].green, standard[i].blue);
     EXPECT_EQ(icon.BuildDisplayPalette().size(), 256u);
     EXPECT_TRUE(icon.UsesStandardPalette());
     icon.GetBlock().data()[kInfoHeaderSize + 4 * 255] ^= 1;
@@ -183,8 +178,7 @@ INSTANTIATE_TEST_SUITE_P(AllDepths, KvIconDepth, ::testing::ValuesIn(kDepths),
 TEST(KvIconBitmaps, IndexedPixelsMapOntoTheTableAndMismatchesAreRefused) {
     CKvIcon icon;
     ASSERT_EQ(icon.SetFormat(2, 1, 2, false), 1);
-    std::uint8_t* table = icon.GetBlock().data() + kInfoHeaderSize;
-    table[4] = table[5] = table[6] = 255;  // entry 1 white, entry 0 black
+    SetTableEntry(icon.GetBlock(), 1, 255, 255, 255);  // entry 1 white, entry 0 black
     DeviceBitmap color = DeviceBitmap::Create(2, 1, RGB(250, 240, 230));
     color.SetPixel(1, 0, RGB(10, 0, 20));
     const DeviceBitmap mask = DeviceBitmap::Create(2, 1, RGB(254, 255, 255));  // near white is not white
