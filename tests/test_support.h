@@ -102,6 +102,9 @@ inline DeviceBitmap MakeBitmap(int w, int h, const std::function<COLORREF(int, i
     return b;
 }
 
+// The grey of level v (the low byte), as masks hold an alpha.
+inline COLORREF Grey(int v) { return RGB(U8(v), U8(v), U8(v)); }
+
 // A bitmap object holding the block.
 inline CDIB Attached(Block block) {
     CDIB dib;

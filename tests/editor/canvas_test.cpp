@@ -172,11 +172,8 @@ TEST(CanvasPaint, AlphaBlendsOverTheBackdropExactly) {
     Fixture f;
     f.alpha = true;
     const COLORREF colour = 0x3366CC;
-    for (int x = 0; x < 16; ++x) {
-        f.color.SetPixel(x, 0, colour);
-        const auto a = static_cast<std::uint8_t>(x * 17);  // 0, 17, ..., 255
-        f.mask.SetPixel(x, 0, RGB(a, a, a));
-    }
+    f.color = DeviceBitmap::Create(16, 16, colour);
+    f.mask = test::MakeBitmap(16, 16, [](int x, int) { return test::Grey(x * 17); });  // alpha 0, 17, ..., 255
     f.Paint();
     EXPECT_EQ(f.At(0, 0), f.Backdrop(0, 0));  // alpha 0: exactly the backdrop
     EXPECT_EQ(f.At(15, 0), colour);           // alpha 255: exactly the colour

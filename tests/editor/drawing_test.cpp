@@ -140,7 +140,7 @@ TEST(Drawing, FloodFillCandidates) {
     // With alpha: a clear click takes every pixel below alpha 80; an opaque one takes near colours.
     FormatState a = Format(4, 1, true);
     const std::uint8_t alphas[] = {0, 79, 80, 20};
-    for (int x = 0; x < 4; ++x) a.mask.SetPixel(x, 0, RGB(alphas[x], alphas[x], alphas[x]));
+    a.mask = test::MakeBitmap(4, 1, [&](int x, int) { return test::Grey(alphas[x]); });
     Coverage clear = FloodFillCoverage(a, 0, 0);
     // Not the pixel at 80, nor the one beyond it.
     EXPECT_EQ(std::tuple(clear.At(1, 0), clear.At(2, 0), clear.At(3, 0)), std::tuple(true, false, false));

@@ -22,10 +22,7 @@ using test::Number;
 // A numbered w x h format (editor_test_support.h); with alpha, the alpha of (x, y) is 150 + x.
 FormatState Numbered(int w, int h, bool alpha) {
     FormatState f = test::Numbered(w, h, alpha);
-    for (int x = 0; x < w && alpha; ++x) {
-        const auto a = static_cast<std::uint8_t>(150 + x);
-        for (int y = 0; y < h; ++y) f.mask.SetPixel(x, y, RGB(a, a, a));
-    }
+    if (alpha) f.mask = test::MakeBitmap(w, h, [](int x, int) { return test::Grey(150 + x); });
     return f;
 }
 
