@@ -19,6 +19,7 @@
 #include "formats/icon_project.h"
 #include "icon/format_maker.h"
 #include "image/raster.h"
+#include "../test_support.h"
 
 namespace tellurine::editor::script {
 
@@ -38,17 +39,12 @@ private:
 
 // A picture of stripes and a soft disc, with clear, half-clear and opaque pixels.
 inline void Picture(int w, int h, std::uint32_t seed, DeviceBitmap& colour, DeviceBitmap& alpha) {
-    colour = DeviceBitmap::Create(w, h);
-    alpha = DeviceBitmap::Create(w, h);
-    for (int y = 0; y < h; ++y)
-        for (int x = 0; x < w; ++x) {
-            const std::uint32_t v = (static_cast<std::uint32_t>(x * 37 + y * 11) ^ seed) * 2654435761u;
-            colour.SetPixel(x, y, v >> 8 & 0xFFFFFF);
-            const int dx = 2 * x - w, dy = 2 * y - h;
-            const int a = dx * dx + dy * dy < w * h / 2 ? 255 : (x + y) % 3 == 0 ? 0 : static_cast<int>(v & 0xFF);
-            const auto g = static_cast<std::uint8_t>(a);
-            alpha.SetPixel(x, y, RGB(g, g, g));
-        }
+    const auto v = [=](int x, int y) { return (static_cast<std::uint32_t>(x * 37 + y * 11) ^ seed) * 2654435761u; };
+    colour = test::MakeBitmap(w, h, [=](int x, int y) { return v(x, y) >> 8 & 0xFFFFFF; });
+    alpha = test::MakeBitmap(w, h, [=](int x, int y) {
+        const int dx = 2 * x - w, dy = 2 * y - h;
+        return test::Grey(dx * dx + dy * dy < w * h / 2 ? 255 : (x + y) % 3 == 0 ? 0 : static_cast<int>(v(x, y) & 0xFF));
+    });
 }
 
 inline Block Picture(int w, int h, std::uint32_t seed) {
