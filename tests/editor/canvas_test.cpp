@@ -321,10 +321,10 @@ TEST(ColourValues, ReadingRuleAndDrawingColourByDepth) {
 
     Palette palette;
     palette.entries = {{1, 2, 3, 0}, {4, 5, 6, 0}};
-    EXPECT_EQ(SampleColour(0x01000001, palette), RGB(4, 5, 6));
-    EXPECT_EQ(SampleColour(0x01000009, palette, 7), 7u);
-    EXPECT_EQ(SampleColour(kTransparentColour, palette, 7), 7u);
-    EXPECT_EQ(SampleColour(0x00ABCDEF, palette), 0xABCDEFu);
+    // An entry's colour; past the palette's end, or transparent, what is given instead; a colour itself.
+    for (const auto& [value, sampled] :
+         {std::pair{0x01000001u, RGB(4, 5, 6)}, {0x01000009u, 7u}, {kTransparentColour, 7u}, {0x00ABCDEFu, 0xABCDEFu}})
+        EXPECT_EQ(SampleColour(value, palette, 7), sampled) << std::hex << value;
 }
 
 }  // namespace
