@@ -103,8 +103,12 @@ void ExplorerTest::browsesAFolderAndFollowsIt() {
     QVERIFY(again != nullptr);
     QVERIFY(!again->Settings().subfolders && again->Settings().sort == ExplorerSort::Size);
 
-    // Stopped before the first files are taken: what was read stays, and the bar says so.
+    // A new explorer is ordered as the preferences say. Stopped before the first files are
+    // taken: what was read stays, and the bar says so.
+    s.app->prefs.ExplorerSortBy = 1;
+    s.app->prefs.ExplorerSortOrder = 1;
     auto* third = qobject_cast<CExplorerDoc*>(OpenFolderExplorer(*s.app->MainFrame(), s.Path("icons")));
+    QVERIFY(third->Settings().sort == ExplorerSort::Date && third->Settings().descending);
     auto* thirdFrame = qobject_cast<CExplorerMDI*>(s.app->MainFrame()->ActiveFrame());
     QVERIFY(third->IsScanning() && thirdFrame->Button("explorer.stop")->isEnabled());
     thirdFrame->Button("explorer.stop")->trigger();

@@ -17,6 +17,7 @@
 #include <QTableWidget>
 #include <QThreadPool>
 #include <set>
+#include <tuple>
 
 #include "app/common/image_convert.h"
 #include "app/common/long_work.h"
@@ -222,12 +223,20 @@ void ImageCommandsTest::adjustmentsPreviewAndReachEveryFormat() {
     ColorAdjustment reset;
     reset.hue = -1;
     std::pair<int, int> typed;  // the hue and brightness fields take what is typed
+    std::tuple<int, int, int, int> levels;
     o.s.prompts->dialogActions.push_back([&](QDialog& dialog) -> int {
         auto& adjust = dynamic_cast<CDialIconAdjust&>(dialog);
         adjust.hue->setValue(120);
         adjust.brightness->setValue(-30);
         typed = {adjust.hue->value(), adjust.brightness->value()};
         adjust.gamma->setValue(2.0);
+        // The levels fields reach the adjustment.
+        adjust.inputBlack->setValue(10);
+        adjust.inputWhite->setValue(200);
+        adjust.outputBlack->setValue(20);
+        adjust.outputWhite->setValue(240);
+        const ColorAdjustment a = adjust.Adjustment();
+        levels = {a.inputBlack, a.inputWhite, a.outputBlack, a.outputWhite};
         adjust.reset();
         reset = adjust.Adjustment();
         adjust.invertCheck->setChecked(true);
@@ -240,6 +249,7 @@ void ImageCommandsTest::adjustmentsPreviewAndReachEveryFormat() {
     o.main->Action("image.adjustColors")->trigger();
     QVERIFY(ColorAdjuster(reset).IsIdentity());
     QCOMPARE(typed, std::pair(120, -30));
+    QCOMPARE(levels, std::tuple(10, 200, 20, 240));
     QVERIFY(previewed);
     // The full-colour format: every colour inverted, its transparency kept.
     const editor::FormatState& fullAfter = *session.State(full);
